@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+// Where this host keeps its files. One instance per process.
+#pragma once
+
+#include <string>
+
+namespace host {
+
+struct Paths {
+  std::string state;         // stores, key file, job log: 0700
+  std::string run;           // socket, boot marker, lock: gone or stale after a boot
+  std::string socket;        // run + "/schedd.sock"
+  bool system_wide = false;  // serves every user; otherwise its owner alone
+};
+
+// The state directory is, in this order: `state_dir` (null: not given), the environment's SCHEDCLI_STATE_DIR,
+// /var/lib/schedcli for root, $XDG_STATE_HOME/schedcli or ~/.local/state/schedcli for anyone else. The run directory is
+// <state>/run when the state directory was named, /run/schedcli for root, otherwise $XDG_RUNTIME_DIR/schedcli or
+// <state>/run. system_wide: the effective user is root.
+Paths resolve_paths(const char *state_dir);
+
+const Paths &paths();         // resolve_paths(nullptr) at first use
+void use_paths(Paths paths);  // replaces it; before any other call into the host
+
+}  // namespace host

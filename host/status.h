@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+// Status codes of the host and of the service beyond those of schedcli.h; syserr2str has a text for each of them.
+#pragma once
+
+#include <cstdint>
+
+namespace host {
+
+// Transport.
+inline constexpr uint32_t err_not_running = 0x40be0001;  // no service listens on the socket
+inline constexpr uint32_t err_not_permitted = 0x40be0002;
+inline constexpr uint32_t err_too_large = 0x40be0003;  // request or reply above the frame limit
+inline constexpr uint32_t err_timed_out = 0x40be0004;
+inline constexpr uint32_t err_bad_reply = 0x40be0005;    // the service's answer is not what was asked for
+inline constexpr uint32_t err_bad_request = 0x40be0006;  // a frame or record that is not what it says
+inline constexpr uint32_t err_unknown_service = 0x40be0007;
+inline constexpr uint32_t err_unknown_opcode = 0x40be0008;
+inline constexpr uint32_t err_no_memory = 0x40be0009;
+inline constexpr uint32_t err_busy = 0x40be000a;  // too many clients, or a client's queue is full
+inline constexpr uint32_t err_io = 0x40be000b;
+
+// Store.
+inline constexpr uint32_t err_store_bad_handle = 0x40480004;
+inline constexpr uint32_t err_store_limit = 0x40480005;    // key or value longer than the store allows, or empty key
+inline constexpr uint32_t err_store_full = 0x40480006;     // the map has reached its bound, or the disk is full
+inline constexpr uint32_t err_store_absent = 0x40480007;   // no store of that name
+inline constexpr uint32_t err_store_foreign = 0x40480008;  // damaged, cut, foreign or of the other word size
+inline constexpr uint32_t err_store_io = 0x40480009;
+inline constexpr uint32_t err_store_uri = 0x4048000a;   // not a URI of a store
+inline constexpr uint32_t err_store_busy = 0x4048000b;  // open in another process that must be its only one
+
+// Feature manager: what the library's handler tolerates.
+inline constexpr uint32_t err_feature_enabled = 0x40aa0005;
+inline constexpr uint32_t err_feature_disabled = 0x40aa0006;
+inline constexpr uint32_t err_feature_unknown = 0x40aa0007;
+
+// Scheduler service.
+inline constexpr uint32_t err_no_such_job = 0x40bd0020;
+inline constexpr uint32_t err_no_such_schedule = 0x40bd0021;
+inline constexpr uint32_t err_job_table_full = 0x40bd0022;
+inline constexpr uint32_t err_bad_name = 0x40bd0023;
+inline constexpr uint32_t err_not_owner = 0x40bd0024;
+inline constexpr uint32_t err_text_too_long = 0x40bd0025;
+inline constexpr uint32_t err_already_assigned = 0x40bd0026;
+inline constexpr uint32_t err_not_assigned = 0x40bd0027;
+inline constexpr uint32_t err_too_many_schedules = 0x40bd0028;
+inline constexpr uint32_t err_not_stored = 0x40bd0029;  // the store refused; nothing was changed
+inline constexpr uint32_t err_disabled = 0x40bd002a;    // the feature is disabled
+inline constexpr uint32_t err_too_many_addresses = 0x40bd002b;
+inline constexpr uint32_t err_no_such_address = 0x40bd002c;
+inline constexpr uint32_t err_bad_value = 0x40bd002d;   // a field of the request is out of its range
+inline constexpr uint32_t err_no_startup = 0x40bd002e;  // no startup configuration has been saved
+
+}  // namespace host

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the store offers beyond platform/pss.h: the batch of one request, dump and load, its bounds.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "platform/pss.h"
+
+namespace host {
+
+// A batch collects every change made through `store` into one durable transaction. Reads through the store see it.
+// Until store_commit nothing of it is on disk; store_abort forgets it. Batches do not nest (err_store_busy).
+uint32_t store_begin(pss_handle store);
+uint32_t store_commit(pss_handle store);  // after an error nothing of the batch is kept
+void store_abort(pss_handle store);       // harmless without a batch
+
+uint64_t store_commits();              // durable commits of this process so far
+void store_set_bound(uint64_t bytes);  // the most a store's file may grow to; for stores opened from now on
+
+// "running:scheduler_runtime" and the like to a file under the state directory; empty when it is no URI of a store.
+std::string store_path(const char *uri);
+bool store_exists(const char *uri);
+std::string store_last_error();  // the last failure in words, with the path and what to do
+
+// Records as text, one a line, the same on every machine. Returns a status.
+uint32_t store_dump(const char *uri, FILE *out);
+uint32_t store_load(const char *uri, FILE *in);  // replaces the store's records as one transaction, or changes nothing
+
+}  // namespace host

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+// The server's side of the transport, and the services on it. The client's side is platform/cmi.h.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace host {
+
+inline constexpr uint32_t frame_limit =
+    65536;  // bytes of a frame, header included: what a socket takes at once by default
+inline constexpr uint32_t service_control =
+    5949;                                  // the host's own service beside SCH_SERVICE_CONFIG and SCH_SERVICE_SHOW
+inline constexpr int client_limit = 1200;  // connected clients at once
+
+using Bytes = std::vector<std::byte>;
+
+struct Caller {   // identity: the kernel's word, never the frame's, but for root that speaks for another
+  uid_t uid = 0;  // of the user spoken for
+  gid_t gid = 0;
+  uid_t peer_uid = 0;  // of the connected process
+  pid_t pid = 0;
+  std::string user_name;  // of uid
+  std::string peer_name;  // as sent, for messages only
+};
+
+struct Incoming {
+  uint32_t service = 0, message_class = 0;
+  std::span<const std::byte> body;  // the server's, during the call
+  Caller caller;
+};
+
+// What a handler answers: a status, and for status 0 payloads in order: none is a null reply, one the usual reply,
+// several a stream under the request's token. `next`, when set, is asked for further payloads as the client takes them,
+// until nullopt.
+struct Answer {
+  uint32_t status = 0;
+  std::optional<Bytes> reply;
+  std::function<std::optional<Bytes>()> next;
+};
+
+using Handler = std::function<Answer(const Incoming &)>;
+
+// Listens on `socket_path` and serves on the default GLib main context until destroyed. Only `only_uid` (and root) may
+// connect when it is given.
+class Server {
+ public:
+  struct Options {
+    std::string socket_path;
+    std::optional<uid_t> only_uid;
+    int deadline_ms = 10000;  // a client that leaves a reply untaken for so long is cut off
+  };
+  // Null on failure; `error` then says what and where, and what to do.
+  static std::unique_ptr<Server> listen(const Options &options, Handler handler, std::string *error);
+  ~Server();
+  Server(const Server &) = delete;
+  Server &operator=(const Server &) = delete;
+
+ private:
+  struct State;
+  explicit Server(std::unique_ptr<State> state);
+  std::unique_ptr<State> state_;
+};
+
+// How long a client waits for a reply before err_timed_out.
+void set_reply_timeout_ms(int milliseconds);
+
+// Requests of service_control: a u32 operation, then its payload.
+enum class Control : uint32_t {
+  enable_feature = 3,  // the numbers of the feature manager's operations
+  disable_feature = 4,
+  memory_statistics = 10,  // reply: a text table
+  history = 11,            // reply: text, the debug history
+  running_text = 20,       // reply: the running configuration as text
+  startup_text = 21,
+  copy_running_startup = 22,
+  set_logging_level = 23,  // payload: i32 level 0..7
+  get_logging_level = 24,  // reply: i32
+  security_read = 30,      // payload and reply: sch_security_user_rec; the caller's own record, any for root
+  security_store = 31,
+  security_remove = 32,
+  security_authenticate = 33,  // payload: sch_security_user_rec with the sealed text; status 0: accepted
+};
+
+// One request to service_control from a client; `reply` may be null.
+uint32_t control_request(Control operation, std::span<const std::byte> payload, Bytes *reply);
+
+}  // namespace host

@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: Apache-2.0
+// The scriptable platform of the unit tests: every interface of platform/, in memory, recording each call and failing
+// on demand. One instance per process, `fake`; `fake.reset()` first in every test (class PlatformTest does it).
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+#include <deque>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "schedcli.h"
+
+namespace platform_test {
+
+// Fails the nth call of its kind (1-based; 0: none), that one alone or every one from then on.
+struct Fault {
+  int nth = 0;
+  bool from_then_on = false;
+  int calls = 0;
+  bool fails();  // counts the call, says whether it is to fail
+};
+
+struct Store {  // keys ascend by their bytes, as a real store's do
+  std::map<std::string, std::string> records;
+  uint16_t max_key = 0, max_value = 0;
+  uint32_t major = 0, minor = 0;
+};
+
+struct Request {  // one cmi_req_resp or cmi_send_request
+  uint32_t service, message_class;
+  std::string bytes;
+  std::string user_name, peer_name;
+  uint32_t constant_136, shell_handle, zero, destination;
+  bool reply_was_null;  // the caller cleared its reply pointer
+};
+
+struct Reply {
+  uint32_t status = 0;
+  std::string bytes;  // empty: a null reply
+  bool null = true;   // set false to hand out an (also empty) buffer
+  static Reply with(std::string payload, uint32_t status = 0) { return {status, std::move(payload), false}; }
+};
+
+struct HistoryEvent {
+  uint32_t module, length, subtype;
+  std::string text;
+};
+
+struct AcfgLine {
+  uint32_t element;
+  std::string text;
+  uint32_t indent;
+};
+
+struct Platform {
+  void reset();
+
+  // Every platform call in order, one short line each, e.g. "pss_open running", "pss_store 1 key=<hex> value=<hex>",
+  // "mtrack_alloc 224 5 40", "cmi_req_resp 5950 3". Tests compare slices of it.
+  std::vector<std::string> calls;
+  bool record_calls = true;
+
+  // Memory: live blocks by type; mtrack_free of null is harmless and is recorded.
+  std::map<uint32_t, int> live;  // blocks by memory type
+  int live_blocks() const;
+  Fault alloc;       // mtrack_alloc
+  Fault libc_alloc;  // malloc and realloc of the library
+
+  // Stores by URI. store_errors: result of the failing call (default 0x40480009).
+  std::map<std::string, Store> stores;
+  std::map<pss_handle, std::string> open_stores;  // handle -> URI
+  Fault store;                                    // every pss_ call counts as one
+  uint32_t store_error = 0x40480009;
+  std::map<std::string, uint32_t> errors;  // by call name, e.g. errors["pss_max_key"] = 5: that call fails so always
+  std::set<std::string> unreadable_keys;   // pss_getvalue of these keys reports store_error
+  uint32_t free_space = 0;
+  std::set<uint32_t> shrink_fails;  // handles
+
+  // Transport. A scripted reply is taken from the front; without one, `serve` answers; without that, status 0, no
+  // reply.
+  std::vector<Request> requests;
+  std::deque<Reply> replies;
+  std::function<Reply(const Request &)> serve;
+  Fault transport;  // cmi_req_resp, cmi_send_request, mts_recv, cmi_parse_response
+  uint32_t transport_error = 0x40be0001;
+  std::deque<std::string> messages;  // what mts_recv hands out; cmi_parse_response copies it
+  std::vector<mts_selector> selectors;
+  uint32_t token = 77;
+
+  // Debug.
+  bool history_allowed = true;
+  bool buginf_allowed = true;
+  std::vector<HistoryEvent> history;
+  std::vector<std::string> buginf;  // formatted; the raw formats are in buginf_formats
+  std::vector<std::string> buginf_formats;
+  std::vector<std::string> traces() const;  // the texts of history
+  std::vector<std::string> traces(uint32_t level) const;
+
+  // System log: priority and formatted text.
+  std::vector<std::pair<int, std::string>> syslog;  // tarn_syslog
+  std::vector<std::string> syslog_formats;
+
+  // acfg.
+  std::vector<AcfgLine> acfg_lines;               // in the order of the calls
+  std::string acfg_text(uint32_t element) const;  // concatenated, no indentation applied
+  int cfg_type = 1;
+  const char *startup_prefix = "startup:";
+  const char *startup_debug_prefix = "startup-debug:";
+  bool acfg_uri_null = false;  // acfg_uri_complete answers null for "scheduler_debug_startup"
+  int respond_result = 0;
+
+  // System manager. A completed URI is base + name.
+  const char *running_base = "running:";
+  const char *startup_base = "startup:";
+  const char *debug_base = "debug:";
+  bool stateless = false;
+
+  // Security.
+  std::set<std::string> remote_users;
+  std::map<std::string, sch_security_user_rec> passwords;  // by user; answer of operation 1
+  int security_result = 0;                                 // result of operations 3 and 4
+  int decrypt_result = 0;
+  bool decrypt_gives_text = true;
+  std::string clear_text = "secret";
+  int aaa_result_code = 0;
+  bool aaa_accepts = true;
+
+  // Feature manager, URIs.
+  uint32_t feature_result = 0;
+  std::string uri_path = "/bootflash/log.dat", uri_text = "bootflash:log.dat";
+
+  // libc, as the library under test sees it.
+  time_t now = 0;  // 0: the real clock
+  int gethostname_result = 0;
+  std::string host_name = "switch";
+  std::set<std::string> existing_files;  // stat succeeds for these and fails for every other path
+  bool assert_log_opens = true;
+  long assert_log_size = 0;                              // < 0: fstat fails
+  std::vector<std::string> assert_writes;                // each write of the assertion log
+  std::vector<std::pair<int, std::string>> libc_syslog;  // syslog(3)
+};
+
+extern Platform fake;
+
+class PlatformTest : public ::testing::Test {
+ protected:
+  void SetUp() override;  // fake.reset(), library globals back to their load-time values, TZ=UTC
+  void TearDown() override;
+};
+
+// What `body` wrote to standard output and standard error.
+struct Output {
+  std::string out, err;
+};
+Output capture(const std::function<void()> &body);
+
+void set_zone(const char *tz);                     // TZ and tzset
+std::string hex(const void *data, size_t length);  // "0a0b"
+std::string unhex(const std::string &text);        // blanks are skipped
+void reset_library();                              // frees both configurations and e-mail lists, restores the globals
+
+// Contexts for the handlers; `params` are string parameters in order.
+class Context {
+ public:
+  explicit Context(const std::vector<std::string> &params = {});
+  Context &string_param(const std::string &value, uint32_t id = 0, uint32_t sub_kind = 0);
+  Context &integer_param(uint32_t value, uint32_t id = 0);
+  Context &uri_param(const void *uri);
+  sch_cli_cmd_ctx *operator->() { return &ctx_; }
+  const sch_cli_cmd_ctx *get();  // user "admin", peer "console", shell handle 42 unless set
+
+ private:
+  std::deque<std::string> strings_;
+  std::deque<uint32_t> integers_;
+  std::deque<sch_cli_param> params_;
+  std::vector<sch_cli_param *> pointers_;
+  sch_cli_cmd_ctx ctx_{};
+};
+
+}  // namespace platform_test
