@@ -1,0 +1,59 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""rings.py BUILD: each ring knows only the one inside it. Checks what the sources include and what the built files link."""
+import pathlib
+import re
+import subprocess
+import sys
+
+LIBRARY = {"include", "platform", "diag", "db", "time", "cli", "pss", "show", "acfg"}
+# folder -> folders whose headers it may include
+MAY_INCLUDE = {**{folder: LIBRARY for folder in LIBRARY},
+               "platform": {"platform"},
+               "host": LIBRARY & {"include", "platform"} | {"host"},
+               "service": {"include", "platform", "host", "service"},
+               "shell": {"include", "platform", "host", "shell"}}
+# What the built files may need at run time, as prefixes of the shared objects' names.
+RUNTIME = ("libc.", "libm.", "libstdc++.", "libgcc_s.", "ld-linux")
+MAY_LINK = {"libschedcli.so": RUNTIME + ("libglib-2.0.",),
+            "host/libschedhost.so": RUNTIME + ("libglib-2.0.", "liblmdb.", "libpam.", "libsodium.", "libschedcli.")}
+
+
+def included_folder(name):
+    if name in ("schedcli.h", "include/schedcli.h"):
+        return "include"
+    return name.split("/")[0] if "/" in name else None
+
+
+def bad_includes():
+    files = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], capture_output=True, text=True, check=True).stdout.split()
+    for file in files:
+        folder = file.split("/")[0]
+        if folder not in MAY_INCLUDE or not file.endswith((".cpp", ".h", ".c")):
+            continue
+        for number, line in enumerate(pathlib.Path(file).read_text().splitlines(), 1):
+            found = re.match(r'\s*#\s*include\s*"([^"]+)"', line)
+            if not found:
+                continue
+            target = included_folder(found.group(1))
+            if target is None:
+                yield f'{file}:{number}: include "{found.group(1)}" by its folder, as "{folder}/{found.group(1)}"'
+            elif target not in MAY_INCLUDE[folder]:
+                yield f"{file}:{number}: {folder}/ must not know {target}/"
+
+
+def bad_links(build):
+    for name, allowed in MAY_LINK.items():
+        out = subprocess.run(["readelf", "-d", build / name], capture_output=True, text=True, check=True).stdout
+        for needed in re.findall(r"NEEDED.*\[(.+)\]", out):
+            if not needed.startswith(allowed):
+                yield f"{name} links {needed}"
+
+
+def main():
+    faults = [*bad_includes(), *bad_links(pathlib.Path(sys.argv[1]))]
+    print("\n".join(faults), end="\n" if faults else "")
+    return 1 if faults else 0
+
+
+sys.exit(main())

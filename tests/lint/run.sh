@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# run.sh BUILD: every static check, then the figures. Each check runs even when one before it failed.
+set -uo pipefail
+build=$1
+failed=()
+check() { # NAME COMMAND...
+  printf -- '-- %s\n' "$1"
+  "${@:2}" || failed+=("$1")
+}
+
+sources() { git ls-files -co --exclude-standard '*.cpp' '*.c' '*.h'; }
+formatting() { sources | xargs clang-format --dry-run --Werror; }
+
+check formatting formatting
+check 'ring direction' python3 tests/lint/rings.py "$build"
+check 'the header as the manual' python3 tests/library/check_header.py
+check "static analysis" python3 tests/lint/tidy.py "$build"
+check figures python3 tests/lint/figures.py
+
+if [ ${#failed[@]} -gt 0 ]; then
+  printf 'lint failed: %s\n' "${failed[*]}" >&2
+  exit 1
+fi

@@ -1,0 +1,34 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""tidy.py BUILD: clang-tidy over every source of the library, the host and the programs, one process for each core."""
+import concurrent.futures
+import json
+import os
+import pathlib
+import subprocess
+import sys
+
+FOLDERS = ("diag", "db", "time", "cli", "pss", "show", "acfg", "host", "service", "shell")
+
+
+def check(file, build):
+    result = subprocess.run(["clang-tidy", "--quiet", f"-p={build}", "--extra-arg=-Wno-unknown-warning-option", file],
+                            capture_output=True, text=True)
+    return result.returncode, result.stdout
+
+
+def main():
+    build = pathlib.Path(sys.argv[1])
+    root = pathlib.Path.cwd()
+    commands = json.loads((build / "compile_commands.json").read_text())
+    files = sorted({c["file"] for c in commands if pathlib.Path(c["file"]).relative_to(root).parts[0] in FOLDERS})
+    failed = 0
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        for code, text in pool.map(lambda file: check(file, build), files):
+            failed += code != 0
+            print(text, end="")
+    print(f"clang-tidy: {len(files)} files, {failed} with findings")
+    return 1 if failed or not files else 0
+
+
+sys.exit(main())
