@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/acfg.h"
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+#include "platform/acfg.h"
+#include "platform/memory.h"
+#include "platform/sysmgr.h"
+#include "schedcli.h"
+
+namespace {
+
+struct Element {
+  uint32_t number, priority;
+  std::string text;
+};
+
+struct Collected {
+  std::vector<Element> elements;
+  std::string groups;
+};
+
+struct Request {
+  host::ConfigType type;
+};
+
+Collected *collected(acfg_hdl *handle) {
+  return static_cast<Collected *>(handle->platform);
+}
+
+Element *find_element(Collected &all, uint32_t number) {
+  for (Element &element : all.elements) {
+    if (element.number == number) return &element;
+  }
+  return nullptr;
+}
+
+std::string arranged(Collected &all) {
+  std::stable_sort(all.elements.begin(), all.elements.end(),
+                   [](const Element &a, const Element &b) { return a.priority < b.priority; });
+  std::string text;
+  for (const Element &element : all.elements)
+    text += element.text;
+  return text + all.groups;
+}
+
+constexpr uint32_t default_address_kind = 1, default_smtp_port = 25;
+
+sch_email_transport default_transport() {
+  sch_email_transport transport{};
+  transport.smtp.address_kind = default_address_kind;
+  transport.smtp.port = default_smtp_port;
+  std::string("management").copy(transport.smtp.vrf, sizeof transport.smtp.vrf - 1);
+  return transport;
+}
+
+// Generating the startup text restores the startup store into the process's live globals. This puts them aside, shows
+// the restore the defaults (a record that the store lacks must not appear with the live value), and brings them back.
+class LiveGlobals {
+ public:
+  LiveGlobals()
+      : log_file_(sch_log_file),
+        transport_(email_transport_conf),
+        enabled_(scheduler_enabled),
+        emails_(sch_schedule_email_list) {
+    email_transport_conf = default_transport();
+    sch_schedule_email_list = nullptr;
+  }
+  ~LiveGlobals() {
+    g_list_free_full(sch_schedule_email_list, mtrack_free);
+    sch_log_file = log_file_;
+    email_transport_conf = transport_;
+    scheduler_enabled = enabled_;
+    sch_schedule_email_list = emails_;
+  }
+  LiveGlobals(const LiveGlobals &) = delete;
+  LiveGlobals &operator=(const LiveGlobals &) = delete;
+
+ private:
+  sch_log_file_rec log_file_;
+  sch_email_transport transport_;
+  int32_t enabled_;
+  GList *emails_;
+};
+
+}  // namespace
+
+extern "C" {
+
+int acfg_hdl_init(acfg_hdl *handle) {
+  handle->platform = new Collected;
+  return 0;
+}
+
+int acfg_elem_add(acfg_hdl *handle, uint32_t, uint32_t element, uint32_t priority) {
+  if (find_element(*collected(handle), element) != nullptr) return -1;
+  collected(handle)->elements.push_back({element, priority, {}});
+  return 0;
+}
+
+int acfg_elem_str_add_indent(acfg_hdl *handle, uint32_t element, const char *text, uint32_t indent) {
+  Element *found = find_element(*collected(handle), element);
+  if (found == nullptr) return -1;
+  if (indent != 0) found->text += ' ';
+  found->text += text;
+  return 0;
+}
+
+// Priorities alone order the elements here.
+int acfg_elem_dependency_add(acfg_hdl *, uint32_t, uint32_t, uint32_t) {
+  return 0;
+}
+
+int acfg_elem_group_config_str_add(acfg_hdl *handle, uint32_t, uint32_t, uint32_t, const char *text) {
+  collected(handle)->groups += text;
+  return 0;
+}
+
+int acfg_cfg_type_get(void *request) {
+  return static_cast<int>(static_cast<const Request *>(request)->type);
+}
+
+const char *acfg_startup_cfg_uri_prefix_get(void *) {
+  return sysmgr_startup_cfg_uri_get();
+}
+
+const char *acfg_startup_debug_cfg_uri_prefix_get(void *) {
+  return sysmgr_debug_cfg_uri_get();
+}
+
+const char *acfg_uri_complete(const char *prefix, const char *empty, const char *store) {
+  return prefix == nullptr ? nullptr : sysmgr_uri_complete(prefix, empty, store);
+}
+
+int acfg_respond(acfg_hdl *handle, void *message, void *) {
+  const std::unique_ptr<Collected> all(collected(handle));
+  handle->platform = nullptr;
+  *static_cast<std::string *>(message) = arranged(*all);
+  return 0;
+}
+
+}  // extern "C"
+
+namespace host {
+
+std::string configuration_text(ConfigType type) {
+  std::string text;
+  Request request{type};
+  if (type == ConfigType::running) {
+    sch_acfgcb_cfg_gen(&text, &request);
+    return text;
+  }
+  const LiveGlobals kept;
+  sch_acfgcb_cfg_gen(&text, &request);
+  return text;
+}
+
+}  // namespace host

@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/debug.h"
+
+#include <syslog.h>
+
+#include <algorithm>
+#include <bitset>
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <deque>
+#include <mutex>
+
+#include "host/transport.h"
+#include "platform/debug.h"
+#include "platform/errors.h"
+
+extern const char sdwrap_dbg_modname[] = "scheduler";
+
+namespace {
+
+struct Event {
+  timespec when;
+  uint32_t subtype;
+  std::string text;
+};
+
+struct Debug {
+  std::mutex mutex;
+  std::deque<Event> history;
+  std::bitset<host::debug_levels> history_off, buginf_on;
+  bool journal = false;
+};
+
+Debug &debug() {
+  static auto &instance = *new Debug;
+  return instance;
+}
+
+bool has_switch(uint32_t level) {
+  return level < host::debug_levels;
+}
+
+// One event stays one line, whatever an operator's text in it contains.
+std::string one_line(const char *text, size_t length) {
+  std::string line(text, strnlen(text, length));
+  while (!line.empty() && line.back() == '\n')
+    line.pop_back();
+  for (char &character : line) {
+    if (std::iscntrl(static_cast<unsigned char>(character)) != 0) character = ' ';
+  }
+  return line;
+}
+
+std::string event_line(const Event &event) {
+  tm local{};
+  localtime_r(&event.when.tv_sec, &local);
+  char date[32], head[64];
+  std::strftime(date, sizeof date, "%F %T", &local);
+  std::snprintf(head, sizeof head, "%s.%03ld %3u ", date, event.when.tv_nsec / 1000000, event.subtype);
+  return head + event.text + "\n";
+}
+
+int dump_memory_statistics() {
+  host::Bytes reply;
+  const uint32_t status = host::control_request(host::Control::memory_statistics, {}, &reply);
+  if (status != 0) {
+    std::fprintf(stderr, "Error: %s\n", syserr2str(status));
+    return -1;
+  }
+  std::fwrite(reply.data(), 1, reply.size(), stdout);
+  return 0;
+}
+
+}  // namespace
+
+extern "C" int sdwrap_hist_event(uint32_t, uint32_t length, const void *record) {
+  uint32_t subtype = 0;
+  if (record == nullptr || length < sizeof subtype) return -1;
+  std::memcpy(&subtype, record, sizeof subtype);
+  const char *text = static_cast<const char *>(record) + sizeof subtype;
+  Event event{{}, subtype, one_line(text, std::min(length - sizeof subtype, host::history_text_limit))};
+  clock_gettime(CLOCK_REALTIME, &event.when);
+  Debug &all = debug();
+  const std::lock_guard lock(all.mutex);
+  if (all.history.size() == host::history_event_limit) all.history.pop_front();
+  all.history.push_back(std::move(event));
+  return 0;
+}
+
+extern "C" int sdwrap_hist_event_subtype_check(uint32_t, uint32_t subtype) {
+  Debug &all = debug();
+  const std::lock_guard lock(all.mutex);
+  return has_switch(subtype) && all.history_off[subtype] ? 1 : 0;
+}
+
+extern "C" int sdwrap_chk_int(int level, int, int, int) {
+  Debug &all = debug();
+  const std::lock_guard lock(all.mutex);
+  return level >= 0 && has_switch(static_cast<uint32_t>(level)) && all.buginf_on[static_cast<size_t>(level)] ? 1 : 0;
+}
+
+extern "C" int buginf(int, const char *modname, int, const char *format, ...) {
+  char text[host::history_text_limit + 1];
+  va_list arguments;
+  va_start(arguments, format);
+  const int length = std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  const std::string line = one_line(text, sizeof text);
+  if (debug().journal) {
+    syslog(LOG_DAEMON | LOG_DEBUG, "%s: %s", modname, line.c_str());
+  } else {
+    std::fprintf(stderr, "%s: %s\n", modname, line.c_str());
+  }
+  return length;
+}
+
+extern "C" int sdwrap_debug_dump(uint32_t, uint32_t, uint32_t, const uint32_t[2], const char *text) {
+  return text != nullptr && std::strcmp(text, "mtrack_dump_memstats") == 0 ? dump_memory_statistics() : -1;
+}
+
+extern "C" void sdwrap_dbg_clean(void *) {
+  Debug &all = debug();
+  const std::lock_guard lock(all.mutex);
+  all.history_off.reset();
+  all.buginf_on.reset();
+}
+
+extern "C" int sdwrap_sys_clean(void *) {
+  Debug &all = debug();
+  const std::lock_guard lock(all.mutex);
+  all.history.clear();
+  return 0;
+}
+
+namespace host {
+
+std::string history_text() {
+  Debug &all = debug();
+  const std::lock_guard lock(all.mutex);
+  std::string text;
+  for (const Event &event : all.history)
+    text += event_line(event);
+  return text;
+}
+
+void history_enable(int level, bool on) {
+  if (level < 0 || level >= debug_levels) return;
+  Debug &all = debug();
+  const std::lock_guard lock(all.mutex);
+  all.history_off[static_cast<size_t>(level)] = !on;
+}
+
+void buginf_enable(int level, bool on) {
+  if (level < 0 || level >= debug_levels) return;
+  Debug &all = debug();
+  const std::lock_guard lock(all.mutex);
+  all.buginf_on[static_cast<size_t>(level)] = on;
+}
+
+void buginf_to_journal(bool on) {
+  debug().journal = on;
+}
+
+}  // namespace host

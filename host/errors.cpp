@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/errors.h"
+
+#include <cstdio>
+
+#include "host/status.h"
+#include "schedcli.h"
+
+namespace {
+
+struct ErrorText {
+  uint32_t code;
+  const char *text;
+};
+
+// Each tells what is wrong and, where an operator can do something, what.
+constexpr ErrorText error_texts[] = {
+    {0, "success"},
+
+    {SCH_STATUS_EXISTS, "it exists already"},
+    {SCH_STATUS_NO_USER_NAME, "the user name is missing"},
+    {SCH_STATUS_BAD_TIME_FORMAT, "incorrect time format"},
+    {SCH_STATUS_BAD_TIME_FORMAT_2, "incorrect time format"},
+    {SCH_STATUS_TIME_OUT_OF_RANGE, "time value out of range"},
+    {SCH_STATUS_TIME_IN_PAST, "the time is in the past"},
+    {SCH_STATUS_AUTHENTICATION_FAILED,
+     "the remote user was not authenticated; check the password of 'scheduler aaa-authentication'"},
+    {SCH_STATUS_NO_PASSWORD,
+     "this remote user has no scheduler password; set one with 'scheduler aaa-authentication password'"},
+
+    {host::err_not_running, "the scheduler service is not running; start schedd, or check the state directory"},
+    {host::err_not_permitted, "not permitted for this user"},
+    {host::err_too_large, "the request or its reply is too large"},
+    {host::err_timed_out, "the scheduler service did not answer in time"},
+    {host::err_bad_reply, "the scheduler service sent a reply that does not fit; check that both are of one version"},
+    {host::err_bad_request, "the request is malformed"},
+    {host::err_unknown_service, "no such service; check that shell and service are of one version"},
+    {host::err_unknown_opcode, "the service does not know this request; check that both are of one version"},
+    {host::err_no_memory, "out of memory"},
+    {host::err_busy, "the scheduler service is busy; try again"},
+    {host::err_io, "input or output failed; see the system log"},
+
+    {PSS_ERR_EXISTS, "the store exists already"},
+    {PSS_ERR_NO_KEY, "no such record in the store"},
+    {host::err_store_bad_handle, "the store is not open"},
+    {host::err_store_limit, "the record's key or value has a length that the store does not take"},
+    {host::err_store_full, "the store or its disk is full; free space and try again"},
+    {host::err_store_absent, "no store of that name"},
+    {host::err_store_foreign,
+     "the file is no store of this machine, or it is damaged; move it away, or restore it with 'store load'"},
+    {host::err_store_io, "reading or writing the store failed; see the system log"},
+    {host::err_store_uri, "not the name of a store; use running:, startup: or debug: and a name"},
+    {host::err_store_busy, "the store is in use; stop the scheduler service first"},
+
+    {host::err_feature_enabled, "the feature is enabled already"},
+    {host::err_feature_disabled, "the feature is disabled already"},
+    {host::err_feature_unknown, "no such feature"},
+
+    {host::err_no_such_job, "no such job"},
+    {host::err_no_such_schedule, "no such schedule"},
+    {host::err_job_table_full, "the job table is full; delete a job first"},
+    {host::err_bad_name, "the name is not valid"},
+    {host::err_not_owner, "it belongs to another user"},
+    {host::err_text_too_long, "the job's text is too long"},
+    {host::err_already_assigned, "the job is assigned to the schedule already"},
+    {host::err_not_assigned, "the job is not assigned to the schedule"},
+    {host::err_too_many_schedules, "there are too many schedules; delete one first"},
+    {host::err_not_stored, "it could not be stored, so nothing was changed; see the system log"},
+    {host::err_disabled, "the scheduler feature is disabled; enable it with 'feature scheduler'"},
+    {host::err_too_many_addresses, "the schedule has its 10 e-mail addresses already; remove one first"},
+    {host::err_no_such_address, "no such e-mail address"},
+    {host::err_bad_value, "a value is out of its range"},
+    {host::err_no_startup, "no startup configuration has been saved"},
+};
+
+}  // namespace
+
+extern "C" const char *syserr2str(uint32_t error) {
+  for (const ErrorText &entry : error_texts) {
+    if (entry.code == error) return entry.text;
+  }
+  static thread_local char unknown[32];
+  std::snprintf(unknown, sizeof unknown, "unknown error 0x%08x", error);
+  return unknown;
+}
