@@ -13,6 +13,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "schedcli.h"
@@ -62,10 +63,13 @@ struct AcfgLine {
 struct Platform {
   void reset();
 
-  // Every platform call in order, one short line each, e.g. "pss_open running", "pss_store 1 key=<hex> value=<hex>",
-  // "mtrack_alloc 224 5 40", "cmi_req_resp 5950 3". Tests compare slices of it.
+  // Every platform call in order, its name and arguments, e.g. "pss_open running:x", "pss_store 1 key=<hex>
+  // value=<hex>", "mtrack_alloc 224 5 40", "mtrack_free 5", "cmi_req_resp 5950 3". The calls of the trace are noted on
+  // demand only.
   std::vector<std::string> calls;
   bool record_calls = true;
+  bool record_traces = false;
+  std::vector<std::string> calls_with(const std::string &prefix) const;  // those that begin so, in order
 
   // Memory: live blocks by type; mtrack_free of null is harmless and is recorded.
   std::map<uint32_t, int> live;  // blocks by memory type
@@ -73,10 +77,11 @@ struct Platform {
   Fault alloc;       // mtrack_alloc
   Fault libc_alloc;  // malloc and realloc of the library
 
-  // Stores by URI. store_errors: result of the failing call (default 0x40480009).
+  // Stores by URI. Handles count from 1. store_error: result of every failing call that has no code of its own.
   std::map<std::string, Store> stores;
   std::map<pss_handle, std::string> open_stores;  // handle -> URI
-  Fault store;                                    // every pss_ call counts as one
+  pss_handle last_handle = 0;
+  Fault store;  // every pss_ call counts as one
   uint32_t store_error = 0x40480009;
   std::map<std::string, uint32_t> errors;  // by call name, e.g. errors["pss_max_key"] = 5: that call fails so always
   std::set<std::string> unreadable_keys;   // pss_getvalue of these keys reports store_error
@@ -90,13 +95,15 @@ struct Platform {
   std::function<Reply(const Request &)> serve;
   Fault transport;  // cmi_req_resp, cmi_send_request, mts_recv, cmi_parse_response
   uint32_t transport_error = 0x40be0001;
-  std::deque<std::string> messages;  // what mts_recv hands out; cmi_parse_response copies it
+  bool failing_transport_replies = false;  // a failing cmi_req_resp hands out a reply nevertheless
+  std::deque<std::string> messages;        // what mts_recv hands out; cmi_parse_response copies it
   std::vector<mts_selector> selectors;
   uint32_t token = 77;
 
   // Debug.
   bool history_allowed = true;
   bool buginf_allowed = true;
+  int history_result = 0, buginf_result = 0;
   std::vector<HistoryEvent> history;
   std::vector<std::string> buginf;  // formatted; the raw formats are in buginf_formats
   std::vector<std::string> buginf_formats;
@@ -121,11 +128,13 @@ struct Platform {
   const char *startup_base = "startup:";
   const char *debug_base = "debug:";
   bool stateless = false;
+  std::set<std::string> uncompletable;  // store names for which sysmgr_uri_complete answers null
 
   // Security.
   std::set<std::string> remote_users;
   std::map<std::string, sch_security_user_rec> passwords;  // by user; answer of operation 1
   int security_result = 0;                                 // result of operations 3 and 4
+  std::vector<sch_security_user_rec> security_records;     // as given, before the answer
   int decrypt_result = 0;
   bool decrypt_gives_text = true;
   std::string clear_text = "secret";
@@ -136,7 +145,8 @@ struct Platform {
   uint32_t feature_result = 0;
   std::string uri_path = "/bootflash/log.dat", uri_text = "bootflash:log.dat";
 
-  // libc, as the library under test sees it.
+  // libc, as the library under test sees it (with test_libc; the real calls serve while scripted_libc is false).
+  bool scripted_libc = false;
   time_t now = 0;  // 0: the real clock
   int gethostname_result = 0;
   std::string host_name = "switch";
@@ -144,6 +154,7 @@ struct Platform {
   bool assert_log_opens = true;
   long assert_log_size = 0;                              // < 0: fstat fails
   std::vector<std::string> assert_writes;                // each write of the assertion log
+  int assert_backtrace = -1;                             // addresses symbolised into it
   std::vector<std::pair<int, std::string>> libc_syslog;  // syslog(3)
 };
 
@@ -162,6 +173,7 @@ struct Output {
 Output capture(const std::function<void()> &body);
 
 void set_zone(const char *tz);                     // TZ and tzset
+std::string error_text(uint32_t error);            // what syserr2str answers: "platform error 0x40bd0002"
 std::string hex(const void *data, size_t length);  // "0a0b"
 std::string unhex(const std::string &text);        // blanks are skipped
 void reset_library();                              // frees both configurations and e-mail lists, restores the globals
@@ -170,13 +182,18 @@ void reset_library();                              // frees both configurations 
 class Context {
  public:
   explicit Context(const std::vector<std::string> &params = {});
+  Context(const Context &) = delete;
+  Context &operator=(const Context &) = delete;
   Context &string_param(const std::string &value, uint32_t id = 0, uint32_t sub_kind = 0);
   Context &integer_param(uint32_t value, uint32_t id = 0);
   Context &uri_param(const void *uri);
+  Context &raw_param(uint32_t id, uint32_t kind, const void *value);
   sch_cli_cmd_ctx *operator->() { return &ctx_; }
   const sch_cli_cmd_ctx *get();  // user "admin", peer "console", shell handle 42 unless set
 
  private:
+  Context &add(uint32_t id, uint32_t kind, const void *value, uint32_t sub_kind);
+
   std::deque<std::string> strings_;
   std::deque<uint32_t> integers_;
   std::deque<sch_cli_param> params_;
