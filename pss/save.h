@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+// How one record is saved: the texts of its traces, and whether a failure's error code is logged.
+#pragma once
+
+#include "schedcli.h"
+
+struct SaveRule {
+  const char
+      *failure;  // both texts are given the error, the name and the fragment number and show the first of them or none
+  const char *success;  // null: a success is not traced
+  bool logs_error;
+};
+
+// `key` is in host order. 0, or -1 when the store refused the record.
+int save_record(pss_handle store, const SaveRule &rule, const sch_config_key &key, const void *value, uint32_t length);
+
+// `key` is in host order; the store's answer is ignored.
+void delete_record(pss_handle store, sch_config_key key);
