@@ -18,6 +18,7 @@ inline constexpr uint32_t err_unknown_opcode = 0x40be0008;
 inline constexpr uint32_t err_no_memory = 0x40be0009;
 inline constexpr uint32_t err_busy = 0x40be000a;  // too many clients, or a client's queue is full
 inline constexpr uint32_t err_io = 0x40be000b;
+inline constexpr uint32_t err_cut_off = 0x40be000c;  // the service ended before it answered; what it did is not known
 
 // Store.
 inline constexpr uint32_t err_store_bad_handle = 0x40480004;

@@ -2,6 +2,7 @@
 // The server's side of the transport, and the services on it. The client's side is platform/cmi.h.
 #pragma once
 
+#include <glib.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -18,8 +19,10 @@ namespace host {
 inline constexpr uint32_t frame_limit =
     65536;  // bytes of a frame, header included: what a socket takes at once by default
 inline constexpr uint32_t service_control =
-    5949;                                  // the host's own service beside SCH_SERVICE_CONFIG and SCH_SERVICE_SHOW
-inline constexpr int client_limit = 1200;  // connected clients at once
+    5949;                                       // the host's own service beside SCH_SERVICE_CONFIG and SCH_SERVICE_SHOW
+inline constexpr int client_limit = 1200;       // connected clients at once
+inline constexpr int user_client_limit = 128;   // of these, for one user other than root and the service's own
+inline constexpr int root_client_reserve = 16;  // and only for root: an administrator always gets in
 
 using Bytes = std::vector<std::byte>;
 
@@ -38,39 +41,56 @@ struct Incoming {
   Caller caller;
 };
 
+struct Later;
+
 // What a handler answers: a status, and for status 0 payloads in order: none is a null reply, one the usual reply,
 // several a stream under the request's token. `next`, when set, is asked for further payloads as the client takes them,
-// until nullopt.
+// until nullopt. `later`, when set, says that the answer is not known yet. A reply of service_control may be of any
+// size: it travels in pieces that control_request joins. One of another service must fit in a frame (err_too_large).
 struct Answer {
   uint32_t status = 0;
   std::optional<Bytes> reply;
   std::function<std::optional<Bytes>()> next;
+  std::shared_ptr<Later> later;
+};
+
+// An answer under way elsewhere, in a child process for one: the server goes on with its other clients and asks for it
+// when `descriptor` is readable, or has hung up, or the deadline has passed. Destroyed unasked when the client has
+// gone.
+struct Later {
+  int descriptor = -1;
+  int deadline_ms = 10000;
+  virtual Answer answer() = 0;  // asked once; must not wait
+  virtual ~Later() = default;
 };
 
 using Handler = std::function<Answer(const Incoming &)>;
 
-// Listens on `socket_path` and serves on the default GLib main context until destroyed. Only `only_uid` (and root) may
-// connect when it is given.
+// Listens on `socket_path` and serves on a GLib main context until destroyed. Only `only_uid` (and root) may connect
+// when it is given; otherwise every user may. Removes a socket that an earlier service left at the path: the caller
+// holds the lock of the one service (sysmgr_prepare). Raises the process's soft limit of open files for client_limit.
 class Server {
  public:
   struct Options {
     std::string socket_path;
     std::optional<uid_t> only_uid;
-    int deadline_ms = 10000;  // a client that leaves a reply untaken for so long is cut off
+    int deadline_ms = 10000;          // a client that leaves a reply untaken for so long is cut off
+    GMainContext *context = nullptr;  // null: the default one
   };
   // Null on failure; `error` then says what and where, and what to do.
   static std::unique_ptr<Server> listen(const Options &options, Handler handler, std::string *error);
+  int clients() const;  // connected now
   ~Server();
   Server(const Server &) = delete;
   Server &operator=(const Server &) = delete;
 
  private:
-  struct State;
+  class State;
   explicit Server(std::unique_ptr<State> state);
   std::unique_ptr<State> state_;
 };
 
-// How long a client waits for a reply before err_timed_out.
+// How long a client waits for a reply before err_timed_out; 30 seconds unless set.
 void set_reply_timeout_ms(int milliseconds);
 
 // Requests of service_control: a u32 operation, then its payload.
@@ -89,6 +109,8 @@ enum class Control : uint32_t {
   security_remove = 32,
   security_authenticate = 33,  // payload: sch_security_user_rec with the sealed text; status 0: accepted
 };
+
+inline constexpr std::size_t control_reply_limit = 64 * 1024 * 1024;  // a client takes no more: err_too_large
 
 // One request to service_control from a client; `reply` may be null.
 uint32_t control_request(Control operation, std::span<const std::byte> payload, Bytes *reply);

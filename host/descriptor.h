@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+// A file descriptor that closes itself.
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace host {
+
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int number) : number_(number) {}
+  Descriptor(Descriptor &&other) noexcept : number_(std::exchange(other.number_, -1)) {}
+  Descriptor &operator=(Descriptor &&other) noexcept {
+    std::swap(number_, other.number_);
+    return *this;
+  }
+  ~Descriptor() { reset(); }
+
+  int get() const { return number_; }
+  explicit operator bool() const { return number_ >= 0; }
+  void reset() {
+    if (number_ >= 0) ::close(number_);
+    number_ = -1;
+  }
+
+ private:
+  int number_ = -1;
+};
+
+}  // namespace host

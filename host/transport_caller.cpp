@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/transport_caller.h"
+
+#include <cstring>
+
+#include "host/status.h"
+
+namespace host {
+
+namespace {
+
+std::string name_in(const char (&field)[frame_name_size]) {
+  return {field, ::strnlen(field, frame_name_size)};
+}
+
+std::optional<User> user_spoken_for(const Peer &peer, const std::string &name) {
+  if (name.empty() || name == peer.user->name) return peer.user;
+  return peer.is_root() ? user_by_name(name) : std::nullopt;
+}
+
+}  // namespace
+
+bool peer_of(int socket, Peer *peer) {
+  socklen_t size = sizeof peer->credentials;
+  return ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer->credentials, &size) == 0;
+}
+
+uint32_t identify_caller(Peer *peer, const FrameHeader &header, Caller *caller) {
+  if (!peer->user) peer->user = user_by_uid(peer->credentials.uid);
+  if (!peer->user) return err_not_permitted;
+  const std::optional<User> user = user_spoken_for(*peer, name_in(header.user));
+  if (!user) return err_not_permitted;
+  *caller = {.uid = user->uid,
+             .gid = user->gid,
+             .peer_uid = peer->credentials.uid,
+             .pid = peer->credentials.pid,
+             .user_name = user->name,
+             .peer_name = name_in(header.peer)};
+  return 0;
+}
+
+}  // namespace host
