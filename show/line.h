@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the show commands draw and print alike.
+#pragma once
+
+#include "schedcli.h"
+
+namespace show {
+
+inline constexpr int rule_width = 78;
+
+void print_rule();  // closes each job, schedule and log entry
+
+// Underlines a label of `label_width` hyphens and the name behind it.
+void print_underline(int label_width, const char *name, size_t name_size);
+
+// `length` bytes as they are; nothing when it is below 1.
+void print_bytes(const char *bytes, int32_t length);
+
+// ctime's text, which ends in a line end.
+void print_time(time_t when);
+
+}  // namespace show

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+// The job log arrives as a stream: one request, a message for each entry, further messages for long output.
+#include <cstdio>
+
+#include "cli/text_field.h"
+#include "platform/debug.h"
+#include "show/log_stream.h"
+#include "show/request.h"
+
+namespace {
+
+constexpr uint32_t service_destination = 0xfe000000;
+
+uint32_t send(const sch_cli_cmd_ctx *ctx, const show::Request *request, cmi_sent_request *sent) {
+  const FieldText user_name(ctx->user_name);
+  const FieldText peer_name(ctx->peer_name);
+  return cmi_send_request(SCH_SERVICE_SHOW, SCH_CLASS_SHOW, request, sizeof *request, user_name.text, peer_name.text,
+                          service_destination, show::transport_constant, ctx->shell_handle, sent);
+}
+
+}  // namespace
+
+int sch_cli_show_logfile(const sch_cli_cmd_ctx *ctx) {
+  cli_debug = ctx->debug;
+  const FreePtr<show::Request> request = show::new_request(SCH_OP_SHOW_LOG);
+  if (!request) return exit_memory;
+  if (!show::take_name(ctx, request.get())) return report_missing_parameter();
+  cmi_sent_request sent = {};
+  const uint32_t status = send(ctx, request.get(), &sent);
+  if (status != 0) {
+    report_status("Error", status);
+    return static_cast<int>(status);
+  }
+  display_log_entries(ctx->shell_handle, &sent);
+  return exit_success;
+}
+
+int sch_cli_show_memstats(const sch_cli_cmd_ctx *ctx) {
+  const uint32_t argument[2] = {0, 1};
+  sdwrap_debug_dump(ctx->shell_handle, service_destination, show::transport_constant, argument, "mtrack_dump_memstats");
+  return exit_success;
+}
