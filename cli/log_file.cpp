@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+// The commands of the job log file.
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <utility>
+
+#include "cli/frame.h"
+#include "cli/parameters.h"
+#include "cli/text_field.h"
+#include "diag/trace.h"
+#include "platform/uri.h"
+
+namespace {
+
+struct LogPayload {
+  uint32_t negate;
+  uint32_t reserved;
+  char name[256];
+  char uri[256];
+  uint32_t size;
+};
+static_assert(sizeof(LogPayload) == 524);
+
+constexpr uint32_t kilobyte = 1024;
+
+bool exists(const char *path) {
+  struct stat status;
+  return stat(path, &status) == 0;
+}
+
+int send(RequestRecord record, const sch_cli_cmd_ctx *ctx) {
+  record.payload<LogPayload>()->negate = ctx->negate;
+  const uint32_t status = exchange(std::move(record), ctx);
+  if (status != 0) report_status("Error: ", status);  // reads "Error: : <text>": meant
+  return static_cast<int>(status);
+}
+
+}  // namespace
+
+int sch_cli_logfile_resize(const sch_cli_cmd_ctx *ctx) {
+  cli_debug = ctx->debug;
+  const uint32_t *kilobytes = integer_parameter(ctx, 1);
+  if (ctx->negate == 0 && kilobytes == nullptr) return report_missing_parameter();
+  RequestRecord record(SCH_OP_RESIZE_LOG, sizeof(LogPayload));
+  if (!record) return exit_memory;
+  auto *payload = record.payload<LogPayload>();
+  if (ctx->negate != 0) {
+    payload->size = SCH_LOG_SIZE_DEFAULT;
+  } else {
+    payload->size = *kilobytes * kilobyte;
+    SCH_TRACE_CLI("log file size is %d\n", static_cast<int>(*kilobytes));
+  }
+  return send(std::move(record), ctx);
+}
+
+int sch_cli_logfile_rename(const sch_cli_cmd_ctx *ctx) {
+  cli_debug = ctx->debug;
+  const sch_cli_param *file = parameter(ctx, 1);
+  if (ctx->negate == 0 && file == nullptr) return report_missing_parameter();
+  RequestRecord record(SCH_OP_RENAME_LOG, sizeof(LogPayload));
+  if (!record) return exit_memory;
+  auto *payload = record.payload<LogPayload>();
+  if (ctx->negate != 0) {
+    copy_text(payload->name, SCH_LOG_NAME_DEFAULT);
+    copy_text(payload->uri, SCH_LOG_URI_DEFAULT);
+    return send(std::move(record), ctx);
+  }
+  uri_map_targetfs_path_get(file->value, payload->name, sizeof payload->name);
+  if (exists(payload->name)) {
+    std::fputs("Error: File exists.\n", stderr);
+    return exit_success;  // meant, although nothing is sent
+  }
+  snprintf_uri_len(payload->uri, sizeof payload->uri, file->value);
+  SCH_TRACE_CLI("log file name is %s\n", payload->name);
+  return send(std::move(record), ctx);
+}
+
+int sch_cli_logfile_clear(const sch_cli_cmd_ctx *ctx) {
+  cli_debug = ctx->debug;
+  RequestRecord record(SCH_OP_CLEAR_LOG, sizeof(LogPayload));
+  if (!record) return exit_memory;
+  SCH_TRACE_CLI("log file size is %d\n", static_cast<int>(record.payload<LogPayload>()->size));  // meant: always 0
+  return send(std::move(record), ctx);
+}
+
+// Stands where the shell expects a configuration generation for these commands.
+int sch_cli_dummy_cfg_gen() {
+  return 0;
+}

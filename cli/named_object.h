@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+// Creating and deleting what has a name: jobs and schedules take the same road to the service.
+#pragma once
+
+#include <cstdint>
+
+#include "schedcli.h"
+
+// The head of a job's and of a schedule's request.
+struct NamedPayload {
+  uint32_t negate;
+  uint32_t reserved;
+  char name[32];
+};
+static_assert(sizeof(NamedPayload) == 40);
+
+struct NamedObject {
+  uint32_t create_opcode;
+  uint32_t delete_opcode;
+  uint32_t payload_length;
+  const char *received_trace;  // the traces' formats, each with the name
+  const char *create_trace;
+  const char *delete_trace;
+  int (*report)(bool negate, uint32_t status);  // a failure, to the operator and as the handler's result
+};
+
+int create_or_delete(const sch_cli_cmd_ctx *ctx, const NamedObject &object);

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+// The addresses that receive a schedule's output.
+#include <utility>
+
+#include "cli/frame.h"
+#include "cli/parameters.h"
+#include "cli/text_field.h"
+#include "diag/trace.h"
+
+namespace {
+
+// Packed by nature: nothing in it is wider than a byte.
+struct AddressPayload {
+  uint8_t operation;
+  char schedule[32];
+  char address[64];
+};
+static_assert(sizeof(AddressPayload) == 97 && alignof(AddressPayload) == 1);
+
+}  // namespace
+
+int sch_cli_modify_schedule_emailaddr(const sch_cli_cmd_ctx *ctx) {
+  const char *name = text_parameter(ctx, 1);
+  cli_debug = ctx->debug;
+  const char *address = text_parameter(ctx, 2);
+  if (name == nullptr || address == nullptr) return report_missing_parameter();
+  if (!user_allowed(ctx)) return exit_failure;
+  RequestRecord record(SCH_OP_SCHEDULE_EMAIL, sizeof(AddressPayload));
+  if (!record) return exit_memory;
+  auto *payload = record.payload<AddressPayload>();
+  copy_text(payload->schedule, name);
+  SCH_TRACE_CLI("modify schedule %s", name);
+  payload->operation = ctx->negate != 0 ? SCH_EMAIL_REMOVE : SCH_EMAIL_ADD;
+  SCH_TRACE_CLI("to_emailid <%s>", address);
+  copy_text(payload->address, address);
+  const uint32_t status = exchange(std::move(record), ctx);
+  // "could add" lacks its "not" on purpose.
+  if (status != 0)
+    report_status(ctx->negate != 0 ? "Error: could not delete email-id" : "Error: could add email-id", status);
+  return static_cast<int>(status);
+}

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+// Text between fields of fixed size: always terminated, never read behind its field.
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+
+// Copies what fits, terminates it and zeroes the rest of the field, so that nothing older travels behind the text.
+template <size_t Size>
+void copy_text(char (&field)[Size], const char *text) {
+  const size_t length = strnlen(text, Size - 1);
+  std::memcpy(field, text, length);
+  std::memset(field + length, 0, Size - length);
+}
+
+// The text of a field that may be full to its last byte. A full name is kept whole: cut, it could be another's.
+template <size_t Size>
+struct FieldText {
+  char text[Size + 1] = {};
+  explicit FieldText(const char (&field)[Size]) { std::memcpy(text, field, strnlen(field, Size)); }
+};
