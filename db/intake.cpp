@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+// The way of a stored record into a configuration.
+#include <algorithm>
+#include <cstring>
+
+#include "diag/fragment_sizes.h"
+#include "schedcli.h"
+
+namespace {
+
+constexpr uint32_t key_memory_type = 5;
+constexpr uint32_t job_hdr_memory_type = 6;
+constexpr uint32_t schedule_memory_type = 14;
+
+void *record_of(const pss_buf *stored, uint32_t size, uint32_t mem_type, const char *purpose) {
+  void *record = sch_malloc_check(size, mem_type, 0, purpose);
+  const uint32_t length = std::min(size, stored->length);
+  if (record != nullptr && length != 0) memcpy(record, stored->data, length);
+  return record;
+}
+
+// Of what an add operation answers, nothing is reported: it has freed what it refused.
+int add_schedule(sch_config_db *config, sch_config_key *key, const pss_buf *value) {
+  void *rec = record_of(value, sizeof(sch_schedule_rec), schedule_memory_type, "add schedule entry");
+  if (rec == nullptr) return -1;
+  sch_schedule_entry *entry;
+  sch_add_schedule_entry(config, key, static_cast<sch_schedule_rec *>(rec), &entry);
+  return 0;
+}
+
+int add_job_hdr(sch_config_db *config, sch_config_key *key, const pss_buf *value) {
+  void *hdr = record_of(value, sizeof(sch_job_hdr), job_hdr_memory_type, "add job entry");
+  if (hdr == nullptr) return -1;
+  sch_job_entry *slot;
+  sch_add_job_hdr(config, key, static_cast<sch_job_hdr *>(hdr), &slot);
+  return 0;
+}
+
+int add_job_data(sch_config_db *config, sch_config_key *key, const pss_buf *value) {
+  void *fragment = record_of(value, value->length, fragment_memory_type, "add job entry");
+  if (fragment == nullptr) return -1;
+  sch_job_entry *slot;
+  sch_add_job_data(config, key, fragment, &slot);
+  return 0;
+}
+
+}  // namespace
+
+// The key is meant to stay allocated when its type is another or memory runs out after it.
+int sch_add_config_entry(sch_config_db *config, const pss_buf *key, const pss_buf *value) {
+  void *copy = record_of(key, sizeof(sch_config_key), key_memory_type, "add config entry");
+  if (copy == nullptr) return -1;
+  auto *entry_key = static_cast<sch_config_key *>(copy);
+  sch_ntoh_config_key(entry_key);
+  if (entry_key->type == SCH_CONFIG_SCHEDULE) return add_schedule(config, entry_key, value);
+  if (entry_key->type != SCH_CONFIG_JOB) return 0;
+  return entry_key->fragment == 0 ? add_job_hdr(config, entry_key, value) : add_job_data(config, entry_key, value);
+}
