@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every record of a store back into a configuration and the settings beside it.
+#include "db/append.h"
 #include "diag/trace.h"
 #include "pss/fields.h"
 #include "pss/log_file.h"
-#include "pss/restore_job.h"
 #include "pss/walk.h"
 
 namespace {
@@ -106,12 +106,7 @@ void restore_record(sch_config_db *config, const pss_buf &raw_key, StoreWalk &wa
     return;
   }
   SCH_TRACE_SERVICE(trace_config, "got key type %d", key.type);
-  if (restore_setting(key.type, *value)) return;
-  if (key.type == SCH_CONFIG_JOB) {
-    restore_job_record(config, key, raw_key, *value);
-  } else {
-    sch_add_config_entry(config, &raw_key, value);
-  }
+  if (!restore_setting(key.type, *value)) sch_add_config_entry(config, &raw_key, value);
 }
 
 }  // namespace
@@ -123,6 +118,7 @@ int sch_restore_config_from_pss(sch_config_db *config, pss_handle store) {
     SCH_TRACE_SERVICE(trace_config, "could not move to first key");
     return 0;
   }
+  const append_session whole_walk;
   for (; key != nullptr; key = walk.next())
     restore_record(config, *key, walk);
   return 0;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The outcome of each job under each schedule, a record of the running database store each.
+#include "db/append.h"
 #include "diag/trace.h"
 #include "platform/memory.h"
 #include "pss/fields.h"
@@ -49,6 +50,7 @@ int sch_restore_db_from_pss(sch_config_db *config, pss_handle store) {
     SCH_TRACE_SERVICE(trace_config, "could not move to first key in rundb");
     return 0;
   }
+  const append_session whole_walk;
   while (key != nullptr && restore_status(config, *key, walk))
     key = walk.next();
   return 0;

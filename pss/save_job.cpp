@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A job is a header and its text's fragments, each a record of its own under the job's key.
+#include "diag/fragment_sizes.h"
 #include "diag/trace.h"
 #include "pss/fields.h"
 #include "pss/save.h"
@@ -10,13 +11,19 @@ constexpr SaveRule job_header = {"PSS error 0x%x while saving the job hdr %s", n
 constexpr SaveRule job_fragment = {"PSS error 0x%x saving the job %s fragment %d", nullptr, true};
 constexpr SaveRule only_fragment = {"PSS error 0x%x while saving the job fragment %s", nullptr, true};
 
+// A header may announce more than a fragment of a damaged store holds; then what it holds is stored.
+int save_fragment(pss_handle store, const SaveRule &rule, const sch_job_entry &slot, const void *fragment,
+                  uint32_t size) {
+  ++slot.key->fragment;
+  return save_record(store, rule, *slot.key, fragment, sch_fragment_bytes(fragment, size));
+}
+
 // Fragments behind the text's end are not stored: the format knows none without text.
 int save_fragments(pss_handle store, const sch_job_entry &slot) {
   uint32_t left = slot.hdr->length;
   for (const GList *node = slot.fragments; node != nullptr && left != 0; node = node->next) {
     const uint32_t size = std::min<uint32_t>(left, SCH_FRAGMENT_SIZE);
-    ++slot.key->fragment;
-    if (save_record(store, job_fragment, *slot.key, node->data, size) != 0) return -1;
+    if (save_fragment(store, job_fragment, slot, node->data, size) != 0) return -1;
     left -= size;
   }
   return 0;
@@ -32,8 +39,7 @@ int sch_save_job_entry_to_pss(pss_handle store, sch_job_entry *slot) {
   const GList *first = g_list_first(slot->fragments);
   if (first == nullptr) return 0;
   if (slot->hdr->length > SCH_FRAGMENT_SIZE) return save_fragments(store, *slot);
-  ++slot->key->fragment;
-  return save_record(store, only_fragment, *slot->key, first->data, slot->hdr->length);
+  return save_fragment(store, only_fragment, *slot, first->data, slot->hdr->length);
 }
 
 int sch_delete_job_entry_from_pss(pss_handle store, const sch_job_entry *slot) {
