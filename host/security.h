@@ -7,9 +7,10 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
-#include <vector>
 
+#include "host/transport.h"
 #include "schedcli.h"
 
 namespace host {
@@ -26,14 +27,24 @@ std::optional<User> user_by_name(const std::string &name);
 std::optional<User> user_by_uid(uid_t uid);
 bool user_is_local(const std::string &name);  // has a line in the local password file
 
-// Marks this process as the one that holds the key and the password store: the platform's calls then work on the files
-// below the state directory themselves; in every other process they ask the service.
-uint32_t security_become_service();
+// Scheduler passwords. One process of the host, the service, holds the key and the sealed passwords (files of 0600
+// below the state directory, `security.key` and `passwords`); the platform's calls in it work on these. In every other
+// process they ask the service, so that a clear password crosses the socket once, when it is set, and never comes back:
+// what security_conf_decrypt hands out is the sealed text itself, and aaa_scheduler_authenticate sends that to the
+// service, which opens it and runs PAM under the service name "schedcli".
+uint32_t security_become_service();  // makes the key at first use; a line in the system log says what is wrong
 bool security_is_service();
 
-uint32_t security_read(const std::string &user, sch_security_user_rec *record);  // form 7, sealed
-uint32_t security_store(const sch_security_user_rec &record);                    // form 0 is sealed first
-uint32_t security_remove(const std::string &user);
-uint32_t security_authenticate(const std::string &user, const std::string &sealed);  // 0: accepted
+uint32_t security_read(const std::string &user, sch_security_user_rec *record);  // form 7; SCH_STATUS_NO_PASSWORD
+uint32_t security_store(const sch_security_user_rec &record);  // form 0 is sealed; form 7 must open for this very user
+uint32_t security_remove(const std::string &user);             // SCH_STATUS_NO_PASSWORD when there is none
+
+// 0: accepted; SCH_STATUS_AUTHENTICATION_FAILED, or err_timed_out after 10 seconds. Waits for PAM, which may ask a
+// server; security_authenticate_later does not: the server's clients are served meanwhile.
+uint32_t security_authenticate(const std::string &user, const std::string &sealed);
+Answer security_authenticate_later(const std::string &user, const std::string &sealed);
+
+// The requests Control::security_* of a caller: on its own record, or on any for root.
+Answer security_control(Control operation, const Caller &caller, std::span<const std::byte> payload);
 
 }  // namespace host

@@ -20,6 +20,9 @@ inline constexpr uint32_t err_busy = 0x40be000a;  // too many clients, or a clie
 inline constexpr uint32_t err_io = 0x40be000b;
 inline constexpr uint32_t err_cut_off = 0x40be000c;  // the service ended before it answered; what it did is not known
 
+// Security.
+inline constexpr uint32_t err_password_too_long = 0x40be000d;  // above what a sealed password holds: 53 bytes
+
 // Store.
 inline constexpr uint32_t err_store_bad_handle = 0x40480004;
 inline constexpr uint32_t err_store_limit = 0x40480005;    // key or value longer than the store allows, or empty key

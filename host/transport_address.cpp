@@ -17,7 +17,7 @@ std::optional<SocketAddress> socket_address(const std::string &path) {
   if (text.size() >= sizeof address.name.sun_path) {
     const std::size_t slash = path.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    address.directory = Descriptor(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    address.directory = FileDescriptor(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!address.directory) return std::nullopt;
     text = "/proc/self/fd/" + std::to_string(address.directory.get()) + "/" + path.substr(slash + 1);
   }

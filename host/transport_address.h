@@ -8,14 +8,14 @@
 #include <optional>
 #include <string>
 
-#include "host/descriptor.h"
+#include "host/file_descriptor.h"
 
 namespace host {
 
 // A path that a socket address cannot hold goes by way of its open directory; `directory` keeps that open.
 struct SocketAddress {
   sockaddr_un name = {};
-  Descriptor directory;
+  FileDescriptor directory;
 
   const sockaddr *get() const { return reinterpret_cast<const sockaddr *>(&name); }
   static constexpr socklen_t size() { return sizeof(sockaddr_un); }

@@ -7,7 +7,7 @@
 #include <memory>
 #include <optional>
 
-#include "host/descriptor.h"
+#include "host/file_descriptor.h"
 #include "host/frame.h"
 #include "host/transport.h"
 #include "host/transport_caller.h"
@@ -36,7 +36,7 @@ class Outbox {
 
 struct ServedClient {
   uint64_t id = 0;
-  Descriptor socket;
+  FileDescriptor socket;
   Peer peer;
   Outbox outbox;
   FrameHeader asked;  // the request that `later` will answer

@@ -106,6 +106,7 @@ uint32_t control_request(Control operation, std::span<const std::byte> payload, 
     std::copy(payload.begin(), payload.end(), body.begin() + sizeof opcode);
     Bytes whole;
     const uint32_t status = exchange_joining(body, &whole);
+    explicit_bzero(body.data(), body.size());  // a password may be in it
     if (status == 0 && reply != nullptr) *reply = std::move(whole);
     return status;
   });

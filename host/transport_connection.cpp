@@ -126,7 +126,7 @@ uint32_t Connection::open(Deadline deadline) {
   buffer_.resize(frame_limit + 1);
   const std::optional<SocketAddress> address = socket_address(path_);
   if (!address) return status_of_connect(errno);
-  Descriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+  FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
   if (!socket) return status_of_connect(errno);
   size_socket_buffer(socket.get());
   if (const int error = connect_within(socket.get(), *address, deadline)) return status_of_connect(error);

@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-#include "host/descriptor.h"
+#include "host/file_descriptor.h"
 #include "host/frame.h"
 #include "host/transport.h"
 
@@ -34,7 +34,7 @@ class Connection {
   uint32_t receive(uint32_t service, uint32_t token, Deadline deadline, Frame *frame);
 
   std::span<const std::byte> packet() const;  // the frame last received, whole
-  void close() { socket_.reset(); }
+  void close() { socket_ = FileDescriptor(); }
 
  private:
   bool usable() const;
@@ -44,7 +44,7 @@ class Connection {
   std::optional<uint32_t> refusal();
   uint32_t give_up(uint32_t status);
 
-  Descriptor socket_;
+  FileDescriptor socket_;
   std::string path_;
   pid_t process_ = 0;  // a forked child must not answer on its parent's connection
   Bytes buffer_;

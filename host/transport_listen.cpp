@@ -17,7 +17,7 @@ namespace {
 constexpr mode_t for_every_user = 0666;
 constexpr mode_t for_its_owner = 0600;
 
-Descriptor failed(const std::string &what, const std::string &path, const std::string &advice, std::string *error) {
+FileDescriptor failed(const std::string &what, const std::string &path, const std::string &advice, std::string *error) {
   *error = "cannot " + what + " the socket " + path + ": " + std::strerror(errno) + "; " + advice;
   return {};
 }
@@ -42,11 +42,11 @@ int bind_privately(int socket, const SocketAddress &address) {
 
 }  // namespace
 
-Descriptor listen_on(const std::string &path, bool every_user, std::string *error) {
+FileDescriptor listen_on(const std::string &path, bool every_user, std::string *error) {
   if (!remove_left_over_socket(path)) return failed("replace", path, "remove what is there", error);
   const std::optional<SocketAddress> address = socket_address(path);
   if (!address) return failed("reach", path, "see that its directory exists", error);
-  Descriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!socket) return failed("make", path, "see the limit of open files", error);
   if (bind_privately(socket.get(), *address) != 0)
     return failed("bind", path, "see that its directory exists and can be written", error);

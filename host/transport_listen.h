@@ -7,11 +7,11 @@
 #include <optional>
 #include <string>
 
-#include "host/descriptor.h"
+#include "host/file_descriptor.h"
 
 namespace host {
 
 // Open to every user, or to `only_uid` alone. Empty on failure; `error` then says what, where and what to do.
-Descriptor listen_on(const std::string &path, bool every_user, std::string *error);
+FileDescriptor listen_on(const std::string &path, bool every_user, std::string *error);
 
 }  // namespace host

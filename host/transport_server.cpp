@@ -77,7 +77,7 @@ class Server::State {
   void serve_client(ServedClient *client, bool of_later, uint32_t events);
   void accept_clients();
   void pause_accepting();
-  void add_client(Descriptor socket);
+  void add_client(FileDescriptor socket);
   uint32_t refusal_for(const Peer &peer) const;
   int connections_of(uid_t uid) const;
   void read_request(ServedClient *client);
@@ -93,7 +93,7 @@ class Server::State {
 
   Options options_;
   Handler handler_;
-  Descriptor epoll_, listener_;
+  FileDescriptor epoll_, listener_;
   GSource *source_ = nullptr;
   Timeout accept_again_;
   Clients clients_;
@@ -106,7 +106,7 @@ bool Server::State::start(std::string *error) {
   raise_open_files_limit();
   listener_ = listen_on(options_.socket_path, !options_.only_uid, error);
   if (!listener_) return false;
-  epoll_ = Descriptor(::epoll_create1(EPOLL_CLOEXEC));
+  epoll_ = FileDescriptor(::epoll_create1(EPOLL_CLOEXEC));
   if (!epoll_ || !watch(EPOLL_CTL_ADD, listener_.get(), listener_id, EPOLLIN)) {
     *error = std::string("cannot watch the socket ") + options_.socket_path + ": " + std::strerror(errno) +
              "; see the limit of open files";
@@ -161,7 +161,7 @@ void Server::State::serve_client(ServedClient *client, bool of_later, uint32_t e
 
 void Server::State::accept_clients() {
   for (int i = 0; i < accepts_at_once; i++) {
-    Descriptor socket(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    FileDescriptor socket(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (socket) {
       add_client(std::move(socket));
       continue;
@@ -179,7 +179,7 @@ void Server::State::pause_accepting() {
                       [this] { watch(EPOLL_CTL_MOD, listener_.get(), listener_id, EPOLLIN); });
 }
 
-void Server::State::add_client(Descriptor socket) {
+void Server::State::add_client(FileDescriptor socket) {
   auto client = std::make_unique<ServedClient>();
   if (!peer_of(socket.get(), &client->peer)) return;
   size_socket_buffer(socket.get());
@@ -226,6 +226,8 @@ void Server::State::read_request(ServedClient *client) {
   if (!parse_frame({packet_.data(), static_cast<std::size_t>(size)}, &frame) || frame.header.kind != FrameKind::request)
     return refuse(client, err_bad_request);
   take_request(client, frame);
+  // A password may have been in it.
+  if (frame.header.service == service_control) explicit_bzero(packet_.data(), static_cast<std::size_t>(size));
 }
 
 void Server::State::take_request(ServedClient *client, const Frame &frame) {
