@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/store_environment.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "host/file_descriptor.h"
+#include "host/status.h"
+#include "host/store.h"
+#include "host/store_failure.h"
+
+namespace host {
+namespace {
+
+// Four times the largest configuration, 256 jobs of 64 KiB: room for one transaction that replaces all of it, also on a
+// machine with 32-bit addresses. It is reserved address space; a file grows only with what is stored.
+constexpr std::size_t default_bound = 64U << 20;
+constexpr std::size_t smallest_bound = 64U << 10;
+constexpr unsigned own_flags = MDB_NOSUBDIR | MDB_NOTLS | MDB_NORDAHEAD;
+
+std::size_t &bound() {
+  static std::size_t bytes = default_bound;
+  return bytes;
+}
+
+uint64_t &commits() {
+  static uint64_t count = 0;
+  return count;
+}
+
+// 0600 whatever the umask.
+int make_private_file(const std::string &path, int flags) {
+  const FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | flags, 0600));
+  if (!file) return errno;
+  return fchmod(file.get(), 0600) == 0 ? 0 : errno;
+}
+
+// Other processes see that this one uses the file; LMDB does not close it on exec.
+int mark_data_file(const Store &store) {
+  const int file = store.data_file();
+  if (fcntl(file, F_SETFD, FD_CLOEXEC) != 0) return errno;
+  return !store.shared || flock(file, LOCK_SH) == 0 ? 0 : errno;
+}
+
+int open_lmdb(const std::string &path, unsigned flags, Environment *environment) {
+  MDB_env *made = nullptr;
+  if (const int code = mdb_env_create(&made); code != 0) return code;
+  environment->reset(made);
+  const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  if (const int code = mdb_env_set_mapsize(made, (bound() + page - 1) / page * page); code != 0) return code;
+  return mdb_env_open(made, path.c_str(), own_flags | flags, 0600);
+}
+
+int begin_reset_reader(Store &store, Transaction *transaction) {
+  MDB_txn *made = nullptr;
+  if (const int code = mdb_txn_begin(store.environment.get(), nullptr, MDB_RDONLY, &made); code != 0) return code;
+  transaction->reset(made);
+  return 0;
+}
+
+int read_description(Store &store) {
+  MDB_val key = description_key(), value{};
+  const int code = mdb_get(store.reader.get(), store_table, &key, &value);
+  if (code != 0) return code;
+  if (value.mv_size != sizeof store.description) return MDB_INVALID;
+  memcpy(&store.description, value.mv_data, sizeof store.description);
+  return 0;
+}
+
+int prepare_transactions(Store &store) {
+  int dead = 0;
+  if (const int code = mdb_reader_check(store.environment.get(), &dead); code != 0) return code;
+  if (const int code = begin_reset_reader(store, &store.reader); code != 0) return code;
+  MDB_dbi table = 0;
+  if (const int code = mdb_dbi_open(store.reader.get(), nullptr, 0, &table); code != 0) return code;
+  if (const int code = read_description(store); code != 0) return code;
+  if (const int code = begin_reset_reader(store, &store.walker); code != 0) return code;
+  MDB_cursor *cursor = nullptr;
+  if (const int code = mdb_cursor_open(store.walker.get(), store_table, &cursor); code != 0) return code;
+  store.walk_cursor.reset(cursor);
+  mdb_txn_reset(store.reader.get());
+  mdb_txn_reset(store.walker.get());
+  return 0;
+}
+
+int open_steps(Store &store) {
+  // LMDB would make its lock file with the umask's mode.
+  if (const int code = make_private_file(lock_path(store.path), 0); code != 0) return code;
+  if (const int code = open_lmdb(store.path, 0, &store.environment); code != 0) return code;
+  if (const int code = mark_data_file(store); code != 0) return code;
+  return prepare_transactions(store);
+}
+
+int adopt_larger_map(Store &store) {
+  pause_walks(store);
+  return mdb_env_set_mapsize(store.environment.get(), 0);
+}
+
+int fill_new(const Environment &environment, const StoreDescription &description, int (*fill)(MDB_txn *, void *),
+             void *argument) {
+  MDB_txn *made = nullptr;
+  if (const int code = mdb_txn_begin(environment.get(), nullptr, 0, &made); code != 0) return code;
+  Transaction transaction(made);
+  MDB_dbi table = 0;
+  if (const int code = mdb_dbi_open(made, nullptr, 0, &table); code != 0) return code;
+  MDB_val key = description_key();
+  MDB_val value{sizeof description, const_cast<StoreDescription *>(&description)};
+  if (const int code = mdb_put(made, store_table, &key, &value, 0); code != 0) return code;
+  if (const int code = fill != nullptr ? fill(made, argument) : 0; code != 0) return code;
+  return mdb_txn_commit(transaction.release());
+}
+
+}  // namespace
+
+MDB_val description_key() {
+  static std::byte prefix = description_prefix;
+  return {sizeof prefix, &prefix};
+}
+
+int Store::data_file() const {
+  int file = -1;
+  if (environment) mdb_env_get_fd(environment.get(), &file);
+  return file;
+}
+
+uint32_t open_environment(Store &store) {
+  if (const uint32_t status = check_store_file(store.path); status != 0) return status;
+  const int code = open_steps(store);
+  const uint32_t status = store_status(code, store.path);
+  if (status != 0) close_environment(store);
+  return status;
+}
+
+void close_environment(Store &store) {
+  store.walk = 0;
+  store.batch.reset();
+  store.walk_cursor.reset();
+  store.walker.reset();
+  store.reader.reset();
+  store.environment.reset();
+}
+
+void pause_walks(Store &store) {
+  if (store.walk == 0) return;
+  store.walk = 0;
+  mdb_txn_reset(store.walker.get());
+}
+
+int begin_write(Store &store, Transaction *transaction) {
+  pause_walks(store);
+  // A process killed while it read would keep old pages from being used again.
+  int dead = 0;
+  mdb_reader_check(store.environment.get(), &dead);
+  MDB_txn *made = nullptr;
+  int code = mdb_txn_begin(store.environment.get(), nullptr, 0, &made);
+  if (code == MDB_MAP_RESIZED && adopt_larger_map(store) == 0) {
+    code = mdb_txn_begin(store.environment.get(), nullptr, 0, &made);
+  }
+  transaction->reset(made);
+  return code;
+}
+
+uint32_t commit_write(Store &store, Transaction transaction) {
+  const int code = mdb_txn_commit(transaction.release());
+  if (code == 0) {
+    ++commits();
+    return 0;
+  }
+  const uint32_t status = store_status(code, store.path, store.data_file());
+  // A failed write of a meta page leaves the environment unusable; the file itself still has the last commit.
+  MDB_txn *probe = nullptr;
+  if (mdb_txn_begin(store.environment.get(), nullptr, MDB_RDONLY, &probe) == MDB_PANIC) {
+    close_environment(store);
+    open_environment(store);
+    store_failed(status, store.path, mdb_strerror(code));
+  } else {
+    mdb_txn_abort(probe);
+  }
+  return status;
+}
+
+int renew_reader(Store &store, MDB_txn *transaction) {
+  int code = mdb_txn_renew(transaction);
+  if (code == MDB_MAP_RESIZED && !store.batch && adopt_larger_map(store) == 0) code = mdb_txn_renew(transaction);
+  return code;
+}
+
+void reread_description(Store &store) {
+  if (!store.environment || renew_reader(store, store.reader.get()) != 0) return;
+  read_description(store);
+  mdb_txn_reset(store.reader.get());
+}
+
+uint32_t make_store_file(const std::string &path, const StoreDescription &description, int (*fill)(MDB_txn *, void *),
+                         void *argument) {
+  int code = make_private_file(path, O_EXCL);
+  if (code != 0) return store_status(code, path);
+  int file = -1;
+  Environment environment;
+  code = open_lmdb(path, MDB_NOLOCK, &environment);
+  if (code == 0) code = mdb_env_get_fd(environment.get(), &file);
+  if (code == 0 && fcntl(file, F_SETFD, FD_CLOEXEC) != 0) code = errno;
+  if (code == 0) code = fill_new(environment, description, fill, argument);
+  if (code == 0 && fsync(file) != 0) code = errno;
+  const uint32_t status = store_status(code, path, file);
+  if (status != 0) unlink(path.c_str());
+  return status;
+}
+
+std::size_t store_bound() {
+  return bound();
+}
+
+void store_set_bound(uint64_t bytes) {
+  bound() = static_cast<std::size_t>(std::clamp<uint64_t>(bytes, smallest_bound, SIZE_MAX / 2));
+}
+
+uint64_t store_commits() {
+  return commits();
+}
+
+std::string lock_path(const std::string &path) {
+  return path + "-lock";
+}
+
+}  // namespace host

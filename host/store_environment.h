@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+// One open store: its LMDB environment, transactions and description. A path has at most one in a process.
+#pragma once
+
+#include <lmdb.h>
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/store_file.h"
+#include "platform/pss.h"
+
+namespace host {
+
+struct CloseEnvironment {
+  void operator()(MDB_env *environment) const { mdb_env_close(environment); }
+};
+struct AbortTransaction {
+  void operator()(MDB_txn *transaction) const { mdb_txn_abort(transaction); }
+};
+struct CloseCursor {
+  void operator()(MDB_cursor *cursor) const { mdb_cursor_close(cursor); }
+};
+using Environment = std::unique_ptr<MDB_env, CloseEnvironment>;
+using Transaction = std::unique_ptr<MDB_txn, AbortTransaction>;
+using Cursor = std::unique_ptr<MDB_cursor, CloseCursor>;
+
+inline constexpr MDB_dbi store_table = 1;       // LMDB's main table
+inline constexpr MDB_dbi free_pages_table = 0;  // LMDB's list of free pages
+
+// A caller's key behind its prefix, as LMDB takes it.
+class RecordKey {
+ public:
+  explicit RecordKey(const pss_buf &key) : size_(key.length + 1) {
+    bytes_[0] = record_prefix;
+    memcpy(bytes_.data() + 1, key.data, key.length);
+  }
+  MDB_val value() { return {size_, bytes_.data()}; }
+
+ private:
+  std::size_t size_;
+  std::array<std::byte, largest_key + 1> bytes_;
+};
+
+MDB_val description_key();
+
+struct Store {
+  explicit Store(std::string store_path) : path(std::move(store_path)) {}
+
+  std::string path;
+  Environment environment;  // null: lost, every call fails
+  StoreDescription description{};
+  Transaction reader;  // of single reads; reset between them
+  Transaction walker;  // of walks; renewed while `walk` is not 0
+  Cursor walk_cursor;
+  uint32_t walk = 0;  // the walk whose place walk_cursor is at; 0: walker is reset
+  Transaction batch;
+  bool batch_changed = false;
+  uint32_t batch_failure = 0;  // what made the batch useless
+  unsigned handles = 0;
+  bool shared = true;              // counts as a user of the file for other processes
+  std::vector<std::byte> fetched;  // what pss2_fetch gave last
+  pss_buf fetched_value{};
+
+  int data_file() const;  // -1: not open
+};
+
+uint32_t open_environment(Store &store);  // checks the file first
+void close_environment(Store &store);     // forgets a batch
+
+// A transaction that writes; walks go on from their last key afterwards. 0 or LMDB's code.
+int begin_write(Store &store, Transaction *transaction);
+// Commits durably and counts it. 0 or a status.
+uint32_t commit_write(Store &store, Transaction transaction);
+void pause_walks(Store &store);
+
+void reread_description(Store &store);  // after a batch that came to nothing
+int renew_reader(Store &store, MDB_txn *transaction);
+
+// What a compacted copy would not take: pages on the free list, and the file's unused end.
+int free_space(Store &store, uint32_t *bytes);
+
+// Makes a new file at `path`, which must not exist, holding `description` and what `fill` puts into it, and syncs it.
+// The file is this process's alone until it gets its name.
+uint32_t make_store_file(const std::string &path, const StoreDescription &description, int (*fill)(MDB_txn *, void *),
+                         void *argument);
+
+std::size_t store_bound();
+std::string lock_path(const std::string &path);  // LMDB's lock file beside the store
+
+}  // namespace host

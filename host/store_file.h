@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a store's file holds: one ordered table whose first record describes the store and whose other records are the
+// caller's, each key behind one byte.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace host {
+
+inline constexpr std::byte description_prefix{0};  // sorts before every record
+inline constexpr std::byte record_prefix{1};
+inline constexpr uint32_t largest_key = 510;      // LMDB takes 511 bytes, one of them is the prefix
+inline constexpr uint32_t largest_value = 65535;  // what a limit can name
+
+inline constexpr char store_magic[8] = {'s', 'c', 'h', 'e', 'd', 'p', 's', 's'};
+inline constexpr uint32_t store_byte_order = 0x01020304;
+
+struct StoreDescription {
+  char magic[8];
+  uint32_t byte_order;
+  uint32_t word_size;
+  uint32_t max_key;
+  uint32_t max_value;
+  uint32_t major;
+  uint32_t minor;
+};
+static_assert(sizeof(StoreDescription) == 32);
+
+StoreDescription new_description();
+
+// Walks the whole file without LMDB, which would trust its page numbers and die of a cut file. 0, err_store_absent,
+// err_store_foreign or what opening the file gave.
+uint32_t check_store_file(const std::string &path);
+
+}  // namespace host
