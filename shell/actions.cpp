@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/actions.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "shell/session.h"
+
+namespace shell {
+
+namespace {
+
+const Command *command_of(int (*handler)(const sch_cli_cmd_ctx *), bool negates) {
+  for (const Command &command : commands()) {
+    if (command.handler == handler && command.negates() == negates) return &command;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+int enter_config(Session &session, const Match &) {
+  session.enter(Mode::config);
+  return 0;
+}
+
+int enter_schedule(Session &session, const Match &match) {
+  const std::string &name = match.arguments.front().value;
+  Context values(session.setup().identity, false, 0, session.setup().debug);
+  values.add_text(name);
+  const int status = sch_cli_create_delete_schedule(values.get());
+  const bool exists = static_cast<uint32_t>(status) == SCH_STATUS_EXISTS;  // then it is to be changed
+  if (status != 0 && !exists) return status;
+  session.enter(Mode::schedule, name);
+  return 0;
+}
+
+int leave_mode(Session &session, const Match &) {
+  switch (session.mode()) {
+    case Mode::exec:
+      session.leave();
+      break;
+    case Mode::config:
+      session.enter(Mode::exec);
+      break;
+    case Mode::schedule:
+      session.enter(Mode::config);
+      break;
+  }
+  return 0;
+}
+
+int leave_all_modes(Session &session, const Match &) {
+  session.enter(Mode::exec);
+  return 0;
+}
+
+int list_commands(Session &session, const Match &) {
+  const Scope scope = session.scope();
+  for (const Mode mode : scope.modes) {
+    for (const Command &command : commands()) {
+      if (command.mode != mode || (!scope.scheduler_tree && command.in_scheduler_tree())) continue;
+      std::printf("%s\n    %s\n", command.syntax, command.help);
+    }
+  }
+  return 0;
+}
+
+int debug_on(Session &session, const Match &) {
+  session.set_debug(true);
+  return 0;
+}
+
+int debug_off(Session &session, const Match &) {
+  session.set_debug(false);
+  return 0;
+}
+
+int begin_job(Session &session, const Match &match) {
+  const std::string &name = match.arguments.front().value;
+  const int status = session.change_job(name, false);
+  // A person sees the refusal and types no body; a script's lines are those of the job and no commands.
+  if (status == 0 || !session.setup().interactive) session.take_body(name, status != 0);
+  return status;
+}
+
+int define_job_in_one_line(Session &session, const Match &match) {
+  const std::string &name = match.arguments.front().value;
+  const int created = session.change_job(name, false);
+  if (created != 0) return created;
+  Context values(session.setup().identity, false, 0, session.setup().debug);
+  for (const Argument &argument : match.arguments)
+    values.add_text(argument.value);
+  const int status = sch_cli_semicolon_delimiter_define_job(values.get());
+  if (status != 0) session.change_job(name, true);
+  return status;
+}
+
+int ask_password(Session &session, const Match &match) {
+  const auto &ask = session.setup().ask_secret;
+  std::optional<std::string> secret = ask ? ask("Password: ") : std::nullopt;
+  if (!secret) {
+    std::fprintf(stderr, "Error: the password is missing; it is asked for on a terminal only\n");
+    return failure_status;
+  }
+  Context values = session.context(*command_of(sch_cli_aaa_auth_passwd, false));
+  if (const std::string *user = match.value("user")) values.add_text(*user, SCH_PARAM_USER_NAME);
+  values.add_text(*secret, SCH_PARAM_CLEAR_PASSWORD);
+  wipe(&*secret);
+  return password_status(sch_cli_aaa_auth_passwd(values.get()));
+}
+
+}  // namespace shell

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+// The commands that the shell carries out itself. Each returns 0, or a status of which it has told the operator.
+#pragma once
+
+namespace shell {
+
+class Session;
+struct Match;
+
+int enter_config(Session &session, const Match &match);
+int enter_schedule(Session &session, const Match &match);
+int leave_mode(Session &session, const Match &match);
+int leave_all_modes(Session &session, const Match &match);
+int list_commands(Session &session, const Match &match);
+int debug_on(Session &session, const Match &match);
+int debug_off(Session &session, const Match &match);
+
+int begin_job(Session &session, const Match &match);
+int define_job_in_one_line(Session &session, const Match &match);
+int ask_password(Session &session, const Match &match);
+
+int show_running(Session &session, const Match &match);
+int show_startup(Session &session, const Match &match);
+int show_history(Session &session, const Match &match);
+int copy_running_startup(Session &session, const Match &match);
+int show_logging_level(Session &session, const Match &match);
+int set_logging_level(Session &session, const Match &match);
+int reset_logging_level(Session &session, const Match &match);
+
+int store_dump(Session &session, const Match &match);
+int store_load(Session &session, const Match &match);
+
+}  // namespace shell

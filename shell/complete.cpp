@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+
+#include "shell/parse.h"
+#include "shell/walk.h"
+
+namespace shell {
+
+namespace {
+
+constexpr const char *end_of_line = "<end>";
+
+bool ends_in_blank(std::string_view line) {
+  return line.empty() || line.back() == ' ' || line.back() == '\t';
+}
+
+void add(Choice choice, std::vector<Choice> *all) {
+  const bool known =
+      std::any_of(all->begin(), all->end(), [&](const Choice &seen) { return seen.text == choice.text; });
+  if (!known) all->push_back(std::move(choice));
+}
+
+// The command's own help where the word leads to one command alone, otherwise the word's.
+std::string help_of(const Term &term, const Walk &walk) {
+  if (term.parameter != nullptr) return term.parameter->help;
+  Walk after = walk;
+  after.step(term.word->text);
+  const Form *form = after.complete();
+  return form != nullptr && after.next().empty() ? form->command->help : term.word->help;
+}
+
+void add_choices(const Walk &walk, std::string_view typed, std::vector<Choice> *all) {
+  for (const Term &term : walk.next()) {
+    const bool is_word = term.word != nullptr;
+    if (is_word && !std::string_view(term.word->text).starts_with(typed)) continue;
+    add({shown(term), help_of(term, walk), is_word}, all);
+  }
+  if (typed.empty() && walk.complete() != nullptr) add({end_of_line, walk.complete()->command->help, false}, all);
+}
+
+}  // namespace
+
+std::vector<Choice> choices(std::string_view line, const Scope &scope) {
+  std::vector<Token> tokens = split_words(line);
+  std::string typed;
+  if (!ends_in_blank(line) && !tokens.empty()) {
+    typed = tokens.back().text;
+    tokens.pop_back();
+  }
+  std::vector<Choice> all;
+  for (const Mode mode : scope.modes) {
+    Walk walk(mode, scope.scheduler_tree);
+    const bool walked = std::all_of(tokens.begin(), tokens.end(),
+                                    [&](const Token &token) { return walk.step(token.text) == Walk::Step::taken; });
+    if (walked) add_choices(walk, typed, &all);
+  }
+  return all;
+}
+
+std::string completion(std::string_view line, const Scope &scope) {
+  const std::vector<Choice> all = choices(line, scope);
+  std::string common;
+  size_t words = 0;
+  for (const Choice &choice : all) {
+    if (!choice.is_word) continue;
+    if (words++ == 0) {
+      common = choice.text;
+    } else {
+      const auto [here, there] = std::mismatch(common.begin(), common.end(), choice.text.begin(), choice.text.end());
+      common.erase(here, common.end());
+    }
+  }
+  const std::vector<Token> tokens = split_words(line);
+  const size_t typed = ends_in_blank(line) || tokens.empty() ? 0 : tokens.back().text.size();
+  if (words == 0 || common.size() < typed) return {};
+  return common.substr(typed) + (all.size() == 1 ? " " : "");
+}
+
+}  // namespace shell

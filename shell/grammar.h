@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+// The shell's commands: one table that parsing, completion, help, the manual and the tests read.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "schedcli.h"
+
+namespace shell {
+
+class Session;
+struct Match;
+
+enum class Mode { exec, config, schedule };
+
+enum class Kind {
+  text,
+  rest,       // the rest of the line, blanks included
+  kilobytes,  // the numbers, with their ranges
+  port,
+  level,
+  host,
+  file_uri,
+};
+
+struct Word {
+  const char *text;
+  const char *help;
+};
+
+struct Parameter {
+  const char *name;
+  Kind kind;
+  uint32_t id;  // the handler's identifier, 0 where it goes by position
+  const char *help;
+};
+
+// Syntax: words, <parameters>, and [optional groups], which do not nest. "no" as the first word is the negated form.
+struct Command {
+  Mode mode;
+  const char *syntax;
+  const char *help;
+  int (*handler)(const sch_cli_cmd_ctx *);  // the library's, called with the parameters in order; or null and
+  int (*action)(Session &, const Match &);  // the shell's own
+  uint32_t subcommand;
+
+  bool negates() const;
+  bool in_scheduler_tree() const;  // goes when the scheduler's parse tree is deregistered
+};
+
+std::span<const Command> commands();
+std::span<const Word> words();
+std::span<const Parameter> parameters();
+
+struct Term {  // exactly one of both
+  const Word *word;
+  const Parameter *parameter;
+};
+
+struct Form {  // one way to write a command: its optional groups taken or left out
+  const Command *command;
+  std::vector<Term> terms;
+};
+
+const std::vector<Form> &forms();
+
+struct Range {
+  long first, last;
+};
+
+Range range_of(Kind kind);  // of the numbers
+bool takes(const Parameter &parameter, std::string_view text);
+
+}  // namespace shell

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+// The lines between "scheduler job name X" and "end-job".
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace shell {
+
+// More than a request to the service can carry; a bound on what is kept of endless input.
+inline constexpr size_t job_text_limit = 65536;
+
+class JobBody {
+ public:
+  enum class Close { open, end_job, end };
+
+  // `refused`: the job could not be created; its lines are read past, so that they are not taken for commands.
+  JobBody(std::string name, bool refused) : name_(std::move(name)), refused_(refused) {}
+
+  // A line as it stands, or the one that closes the body: "end-job", or exactly "end", which also ends the
+  // configuration mode, as in the blocks of `show scheduler config`.
+  Close add(std::string_view line);
+
+  const std::string &name() const { return name_; }
+  const std::string &text() const { return text_; }
+  bool refused() const { return refused_; }
+  const std::string &problem() const { return problem_; }  // why the text cannot be a job's; empty: it can
+
+ private:
+  std::string name_, text_, problem_;
+  bool refused_;
+};
+
+}  // namespace shell

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+// A line against the grammar: the command it means, or where and why it means none.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "shell/grammar.h"
+
+namespace shell {
+
+struct Argument {
+  const Parameter *parameter;
+  std::string value;
+};
+
+struct Match {
+  const Command *command = nullptr;
+  std::vector<Argument> arguments;
+  const std::string *value(std::string_view parameter) const;  // null: not given
+};
+
+struct Problem {
+  enum class Cause { unknown, ambiguous, incomplete, bad_value, too_long } cause = Cause::unknown;
+  size_t offset = 0;                  // of the word that stops, or the line's length
+  std::string word;                   // empty when the line is incomplete
+  std::vector<std::string> expected;  // in the grammar's order
+};
+
+std::string describe(const Problem &problem);  // one line, with the position counted from 1
+
+// What the session's state lets a line mean: the modes in the order in which they are asked.
+struct Scope {
+  std::vector<Mode> modes;
+  bool scheduler_tree = true;  // false: its commands are gone, but for the one that brings them back
+};
+
+struct Parsed {
+  std::optional<Match> match;
+  Problem problem;  // where there is no match: the one that lies farthest to the right
+};
+
+// Words may be abbreviated as long as one word of a mode is meant.
+Parsed parse(std::string_view line, const Scope &scope);
+
+struct Choice {
+  std::string text;  // a word, <parameter>, or "<end>"
+  std::string help;
+  bool is_word;
+};
+
+// What may stand at the end of `line`: its last word as far as it is typed, or the next one after a blank.
+std::vector<Choice> choices(std::string_view line, const Scope &scope);
+
+// What completes the last word as far as all choices agree; adds a blank when there is only one. Empty: nothing.
+std::string completion(std::string_view line, const Scope &scope);
+
+}  // namespace shell

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/session.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "shell/complain.h"
+#include "shell/pager.h"
+#include "shell/parse_tree.h"
+#include "shell/words.h"
+
+namespace shell {
+
+namespace {
+
+constexpr int password_accepted = 8;  // the password handler's own word for success
+constexpr size_t line_limit = 8192;   // longer than any command; a job's lines are bounded by its text's limit
+
+// An exit status has eight bits; a status that does not fit is a failure all the same.
+int exit_status(int status) {
+  return status >= 0 && status <= failure_status ? status : failure_status;
+}
+
+bool asks_for_help(std::string_view line) {
+  const std::vector<Token> tokens = split_words(line);
+  return !tokens.empty() && tokens.back().text == "?";
+}
+
+void print_choices(std::string_view line, const Scope &scope) {
+  for (const Choice &choice : choices(line.substr(0, line.rfind('?')), scope)) {
+    std::printf("  %-26s %s\n", choice.text.c_str(), choice.help.c_str());
+  }
+}
+
+bool has_long_output(const Command &command) {
+  const std::string_view syntax = command.syntax;
+  return syntax.starts_with("show ") || syntax == "help";
+}
+
+}  // namespace
+
+int password_status(int status) {
+  return status == password_accepted ? 0 : status;
+}
+
+Session::Session(Setup setup) : setup_(std::move(setup)) {}
+
+Scope Session::scope() const {
+  Scope scope;
+  if (mode_ == Mode::schedule) scope.modes.push_back(Mode::schedule);
+  if (mode_ != Mode::exec) scope.modes.push_back(Mode::config);
+  scope.modes.push_back(Mode::exec);
+  // A saved configuration begins with its first command, so a script needs no `configure terminal`.
+  if (mode_ == Mode::exec && !setup_.interactive) scope.modes.push_back(Mode::config);
+  scope.scheduler_tree = scheduler_tree_registered();
+  return scope;
+}
+
+std::string Session::prompt() const {
+  if (body_) return "schedsh(job " + body_->name() + ")> ";
+  if (mode_ == Mode::schedule) return "schedsh(schedule " + schedule_ + ")> ";
+  return mode_ == Mode::config ? "schedsh(config)> " : "schedsh> ";
+}
+
+int Session::feed(std::string_view line, std::string_view origin) {
+  if (body_) return record(feed_body(line, origin));
+  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  if (is_idle_line(line)) return 0;
+  return record(feed_command(line, origin));
+}
+
+int Session::record(int status) {
+  std::fflush(stdout);
+  if (status == 0) return 0;
+  status_ = exit_status(status);
+  return status_;
+}
+
+int Session::outcome(int status, std::string_view origin) const {
+  if (status != 0 && setup_.reports_failures) {
+    complain(origin, "failed with status " + std::to_string(exit_status(status)));
+  }
+  return status;
+}
+
+int Session::feed_command(std::string_view line, std::string_view origin) {
+  const size_t control = line.size() > line_limit ? line_limit : find_control(line);
+  if (control != std::string_view::npos) {
+    const char *what = line.size() > line_limit ? "the line is too long" : "a control character";
+    complain(origin, std::string(what) + " at column " + std::to_string(control + 1));
+    return usage_status;
+  }
+  if (asks_for_help(line)) {
+    print_choices(line, scope());
+    return 0;
+  }
+  const Parsed parsed = parse(line, scope());
+  return parsed.match ? outcome(run(*parsed.match), origin) : refuse(parsed.problem, line, origin);
+}
+
+int Session::refuse(const Problem &problem, std::string_view line, std::string_view origin) const {
+  complain(origin, describe(problem));
+  const auto meant_in = [&](Mode mode, bool tree) { return parse(line, {{mode}, tree}).match.has_value(); };
+  const bool tree = scheduler_tree_registered();
+  if (mode_ == Mode::exec && meant_in(Mode::config, tree)) {
+    complain(origin, "it is a configuration command: enter 'configure terminal' first");
+  } else if (mode_ != Mode::schedule && meant_in(Mode::schedule, tree)) {
+    complain(origin, "it belongs to a schedule: enter 'scheduler schedule name NAME' first");
+  } else if (!tree && (meant_in(Mode::exec, true) || meant_in(Mode::config, true) || meant_in(Mode::schedule, true))) {
+    complain(origin, "the scheduler is disabled here: 'feature scheduler' brings its commands back");
+  }
+  return usage_status;
+}
+
+int Session::run(const Match &match) {
+  const Mode mode = match.command->mode;
+  if (mode == Mode::config && mode_ != Mode::config) enter(Mode::config);
+  const bool paged = setup_.interactive && has_long_output(*match.command);
+  const std::optional<Pager> pager = paged ? Pager::start() : std::nullopt;
+  return match.command->handler == nullptr ? match.command->action(*this, match) : run_handler(match);
+}
+
+int Session::run_handler(const Match &match) {
+  Context values = context(*match.command);
+  for (const Argument &argument : match.arguments) {
+    if (!values.add(*argument.parameter, argument.value)) return failure_status;
+  }
+  const int status = match.command->handler(values.get());
+  if (match.command->handler == sch_cli_aaa_auth_passwd) return password_status(status);
+  if (match.command->handler == sch_enable_scheduler && status == 0 && !match.command->negates()) {
+    register_scheduler_tree();
+  }
+  return status;
+}
+
+Context Session::context(const Command &command) const {
+  const std::string *schedule = command.mode == Mode::schedule ? &schedule_ : nullptr;
+  return {setup_.identity, command.negates(), command.subcommand, setup_.debug, schedule};
+}
+
+void Session::enter(Mode mode, std::string schedule) {
+  mode_ = mode;
+  schedule_ = std::move(schedule);
+}
+
+}  // namespace shell

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+// One operator's session: modes, the job whose body is being taken, and what became of the commands.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "shell/context.h"
+#include "shell/job_body.h"
+#include "shell/parse.h"
+
+namespace shell {
+
+struct Setup {
+  Identity identity;
+  bool interactive = false;  // a person at a terminal: no configuration command before `configure terminal`
+  bool debug = false;
+  bool input_is_stdin = false;    // commands come from standard input, so nothing else can
+  bool reports_failures = false;  // says which line's command failed
+  std::function<std::optional<std::string>(const char *prompt)> ask_secret;  // empty: there is nobody to ask
+};
+
+class Session {
+ public:
+  explicit Session(Setup setup);
+
+  // One line of input. `origin` goes before the shell's own messages ("file:3"; empty: nothing).
+  int feed(std::string_view line, std::string_view origin = {});
+  int finish(std::string_view origin = {});  // the input has ended
+  void interrupt();                          // gives up the job whose body is being taken
+
+  bool over() const { return over_; }     // `exit` of the first mode
+  int status() const { return status_; }  // of the last command that failed, 0..255; 0: all succeeded
+  bool takes_body() const { return body_.has_value(); }
+  std::string prompt() const;
+  Scope scope() const;
+
+  // For the actions.
+  const Setup &setup() const { return setup_; }
+  Mode mode() const { return mode_; }
+  void enter(Mode mode, std::string schedule = {});
+  void leave() { over_ = true; }
+  void set_debug(bool on) { setup_.debug = on; }
+  Context context(const Command &command) const;  // a schedule's commands have its name as their first parameter
+  int change_job(const std::string &name, bool remove);
+  void take_body(std::string name, bool refused);
+
+ private:
+  int feed_command(std::string_view line, std::string_view origin);
+  int feed_body(std::string_view line, std::string_view origin);
+  int refuse(const Problem &problem, std::string_view line, std::string_view origin) const;
+  int run(const Match &match);
+  int run_handler(const Match &match);
+  int define(const JobBody &body, std::string_view origin);
+  int outcome(int status, std::string_view origin) const;  // says which line's command failed, where that helps
+  int record(int status);
+
+  Setup setup_;
+  Mode mode_ = Mode::exec;
+  std::string schedule_;
+  std::optional<JobBody> body_;
+  bool over_ = false;
+  int status_ = 0;
+};
+
+int password_status(int status);  // of the password handler, as every other's: 0 is success
+
+inline constexpr int usage_status = 2;      // the line is no command
+inline constexpr int failure_status = 255;  // as the library's handlers have it
+
+}  // namespace shell

@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/terminal.h"
+
+#include <histedit.h>
+#include <signal.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+#include "shell/words.h"
+
+namespace shell {
+
+namespace {
+
+constexpr int history_size = 500;
+
+struct EditLineCloser {
+  void operator()(EditLine *editor) const { el_end(editor); }
+};
+struct HistoryCloser {
+  void operator()(History *history) const { history_end(history); }
+};
+
+struct Terminal {
+  Session &session;
+  std::string prompt;  // the editor keeps the pointer
+  std::unique_ptr<EditLine, EditLineCloser> editor;
+  std::unique_ptr<History, HistoryCloser> history;
+};
+
+volatile sig_atomic_t interrupted = 0;
+
+void on_interrupt(int) {
+  interrupted = 1;
+}
+
+Terminal &terminal_of(EditLine *editor) {
+  void *data = nullptr;
+  el_get(editor, EL_CLIENTDATA, &data);
+  return *static_cast<Terminal *>(data);
+}
+
+char *prompt_text(EditLine *editor) {
+  return terminal_of(editor).prompt.data();
+}
+
+std::string before_cursor(EditLine *editor) {
+  const LineInfo *line = el_line(editor);
+  return {line->buffer, line->cursor};
+}
+
+void print_below(const std::vector<Choice> &all) {
+  std::fputc('\n', stdout);
+  for (const Choice &choice : all)
+    std::printf("  %-26s %s\n", choice.text.c_str(), choice.help.c_str());
+  std::fflush(stdout);
+}
+
+unsigned char insert(EditLine *editor, const std::string &text) {
+  return el_insertstr(editor, text.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
+}
+
+unsigned char on_tab(EditLine *editor, int) {
+  Session &session = terminal_of(editor).session;
+  if (session.takes_body()) return insert(editor, "\t");
+  const std::string line = before_cursor(editor);
+  const std::string more = completion(line, session.scope());
+  if (!more.empty()) return insert(editor, more);
+  const std::vector<Choice> all = choices(line, session.scope());
+  if (all.empty()) return CC_REFRESH_BEEP;
+  print_below(all);
+  return CC_REDISPLAY;
+}
+
+unsigned char on_question(EditLine *editor, int) {
+  Session &session = terminal_of(editor).session;
+  const std::string line = before_cursor(editor);
+  const bool within_quotes = std::count(line.begin(), line.end(), '"') % 2 == 1;
+  if (session.takes_body() || within_quotes) return insert(editor, "?");
+  std::fputc('?', stdout);
+  print_below(choices(line, session.scope()));
+  return CC_REDISPLAY;
+}
+
+void set_up(Terminal *terminal) {
+  EditLine *editor = el_init("schedsh", stdin, stdout, stderr);
+  terminal->editor.reset(editor);
+  terminal->history.reset(history_init());
+  HistEvent event;
+  history(terminal->history.get(), &event, H_SETSIZE, history_size);
+  history(terminal->history.get(), &event, H_SETUNIQUE, 1);
+  el_set(editor, EL_CLIENTDATA, terminal);
+  el_set(editor, EL_PROMPT, prompt_text);
+  el_set(editor, EL_EDITOR, "emacs");
+  el_set(editor, EL_HIST, history, terminal->history.get());
+  el_set(editor, EL_ADDFN, "complete", "Complete the word", on_tab);
+  el_set(editor, EL_ADDFN, "help", "Show what may follow", on_question);
+  el_set(editor, EL_BIND, "\t", "complete", nullptr);
+  el_set(editor, EL_BIND, "?", "help", nullptr);
+}
+
+void remember(Terminal *terminal, const std::string &line) {
+  if (is_idle_line(line) || is_secret(line)) return;
+  HistEvent event;
+  history(terminal->history.get(), &event, H_ENTER, line.c_str());
+}
+
+// Without SA_RESTART, so that the editor's read comes back.
+void catch_interrupts() {
+  struct sigaction action {};
+  action.sa_handler = on_interrupt;
+  sigaction(SIGINT, &action, nullptr);
+  signal(SIGPIPE, SIG_IGN);  // a pager may be left early
+}
+
+bool take_interrupt(Terminal *terminal) {
+  if (interrupted == 0) return false;
+  interrupted = 0;
+  std::fputs("^C\n", stdout);
+  el_reset(terminal->editor.get());
+  terminal->session.interrupt();
+  return true;
+}
+
+std::string without_line_end(const char *text, int length) {
+  std::string line(text, static_cast<size_t>(length));
+  while (!line.empty() && line.back() == '\n')
+    line.pop_back();
+  return line;
+}
+
+// Standard input's echo off while it lives.
+class Silence {
+ public:
+  Silence() : changed_(tcgetattr(STDIN_FILENO, &before_) == 0) {
+    termios silent = before_;
+    silent.c_lflag = (silent.c_lflag | ICANON | ECHONL) & ~static_cast<tcflag_t>(ECHO);
+    silent.c_iflag |= ICRNL;
+    if (changed_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+  }
+  ~Silence() {
+    if (changed_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+  }
+  Silence(const Silence &) = delete;
+  Silence &operator=(const Silence &) = delete;
+
+ private:
+  termios before_{};
+  bool changed_;
+};
+
+}  // namespace
+
+bool is_secret(std::string_view line) {
+  const std::vector<Token> tokens = split_words(line);
+  return std::any_of(tokens.begin(), tokens.end(), [](const Token &token) {
+    return token.text.starts_with("aaa") || token.text.starts_with("pass");
+  });
+}
+
+std::optional<std::string> ask_without_echo(const char *prompt) {
+  const Silence silence;
+  std::fputs(prompt, stderr);
+  std::string secret;
+  char character = 0;
+  while (true) {  // byte by byte: what stdio buffers would stay in memory
+    const ssize_t length = read(STDIN_FILENO, &character, 1);
+    if (length != 1) {
+      wipe(&secret);
+      return std::nullopt;
+    }
+    if (character == '\n') return secret;
+    secret.push_back(character);
+  }
+}
+
+void run_terminal(Session &session) {
+  Terminal terminal{session, {}, {}, {}};
+  set_up(&terminal);
+  catch_interrupts();
+  while (!session.over()) {
+    terminal.prompt = session.prompt();
+    int length = 0;
+    const char *text = el_gets(terminal.editor.get(), &length);
+    if (take_interrupt(&terminal)) continue;
+    if (text == nullptr || length <= 0) break;
+    std::string line = without_line_end(text, length);
+    if (!session.takes_body()) remember(&terminal, line);
+    session.feed(line);
+    wipe(&line);
+  }
+  if (!session.over()) std::fputc('\n', stdout);
+  session.finish();
+}
+
+}  // namespace shell
