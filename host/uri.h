@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+// Files that an operator names by a URI. platform/uri.h takes pointers to FileUri.
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+inline constexpr std::size_t file_path_size = 256;  // of the records that carry a path or a URI, with its NUL
+
+struct FileUri {
+  std::string scheme;  // with its colon
+  std::string name;    // below the scheme's root; never empty, never absolute, no "." or ".." in it
+};
+
+// "flash:NAME" is a file that stays, "volatile:NAME" one that a boot may take away; NAME may have directories, and one
+// slash before it. Nothing when the text names no file there; `error` then says why.
+std::optional<FileUri> parse_file_uri(std::string_view text, std::string *error);
+
+std::string file_uri_text(const FileUri &uri);
+
+// The path of the file on this host, whether it exists or not. Empty when a symbolic link leads elsewhere or the path
+// would not fit a record.
+std::string file_uri_path(const FileUri &uri);
+
+// Opens a path that file_uri_path gave, at any later time, and never anything outside the root of its scheme, whatever
+// links have come to be below it. -1: errno.
+int open_file_below_root(const std::string &path, int flags, mode_t mode);
+
+}  // namespace host
