@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/errors.h"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <set>
+#include <string>
+
+#include "host/status.h"
+#include "schedcli.h"
+
+namespace {
+
+constexpr uint32_t codes[] = {
+    SCH_STATUS_EXISTS,
+    SCH_STATUS_NO_USER_NAME,
+    SCH_STATUS_BAD_TIME_FORMAT,
+    SCH_STATUS_TIME_OUT_OF_RANGE,
+    SCH_STATUS_TIME_IN_PAST,
+    SCH_STATUS_AUTHENTICATION_FAILED,
+    SCH_STATUS_NO_PASSWORD,
+    PSS_ERR_EXISTS,
+    PSS_ERR_NO_KEY,
+    host::err_not_running,
+    host::err_not_permitted,
+    host::err_too_large,
+    host::err_timed_out,
+    host::err_bad_reply,
+    host::err_bad_request,
+    host::err_unknown_service,
+    host::err_unknown_opcode,
+    host::err_no_memory,
+    host::err_busy,
+    host::err_io,
+    host::err_store_bad_handle,
+    host::err_store_limit,
+    host::err_store_full,
+    host::err_store_absent,
+    host::err_store_foreign,
+    host::err_store_io,
+    host::err_store_uri,
+    host::err_store_busy,
+    host::err_feature_enabled,
+    host::err_feature_disabled,
+    host::err_feature_unknown,
+    host::err_no_such_job,
+    host::err_no_such_schedule,
+    host::err_job_table_full,
+    host::err_bad_name,
+    host::err_not_owner,
+    host::err_text_too_long,
+    host::err_already_assigned,
+    host::err_not_assigned,
+    host::err_too_many_schedules,
+    host::err_not_stored,
+    host::err_disabled,
+    host::err_too_many_addresses,
+    host::err_no_such_address,
+    host::err_bad_value,
+    host::err_no_startup,
+};
+
+TEST(error_texts, each_code_has_a_text_of_its_own) {
+  std::set<std::string> seen;
+  for (const uint32_t code : codes) {
+    const std::string text = syserr2str(code);
+    EXPECT_NE(text.rfind("unknown", 0), 0u) << std::hex << code;
+    EXPECT_TRUE(seen.insert(text).second) << std::hex << code << " has the text of another: " << text;
+  }
+}
+
+TEST(error_texts, begin_in_lower_case_and_end_without_a_full_stop) {
+  for (const uint32_t code : codes) {
+    const std::string text = syserr2str(code);
+    EXPECT_FALSE(std::isupper(static_cast<unsigned char>(text.front()))) << text;
+    EXPECT_TRUE(std::isalnum(static_cast<unsigned char>(text.back())) || text.back() == '\'') << text;
+  }
+}
+
+TEST(error_texts, both_codes_of_a_time_format_have_one_text) {
+  EXPECT_STREQ(syserr2str(SCH_STATUS_BAD_TIME_FORMAT_2), syserr2str(SCH_STATUS_BAD_TIME_FORMAT));
+}
+
+TEST(error_texts, a_service_that_is_not_running_says_what_to_do) {
+  EXPECT_STREQ(syserr2str(host::err_not_running),
+               "the scheduler service is not running; start schedd, or check the state directory");
+}
+
+TEST(error_texts, an_unknown_code_shows_its_number) {
+  EXPECT_STREQ(syserr2str(0x4000beef), "unknown error 0x4000beef");
+  EXPECT_STREQ(syserr2str(0x1), "unknown error 0x00000001");
+}
+
+TEST(error_texts, zero_is_success) {
+  EXPECT_STREQ(syserr2str(0), "success");
+}
+
+}  // namespace
