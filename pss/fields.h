@@ -15,7 +15,7 @@ inline void copy_at_most(void *record, size_t size, const pss_buf &value) {
 
 // NUL-padded; a text that fills the field is deliberately left without a terminator.
 template <size_t size>
-void copy_text(char (&field)[size], const char *text) {
+void store_text(char (&field)[size], const char *text) {
   std::memset(field, 0, size);
   std::memcpy(field, text, strnlen(text, size));
 }

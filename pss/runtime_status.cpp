@@ -15,7 +15,7 @@ constexpr uint32_t deleted_key_type = 4;
 
 sch_runtime_key stored_key(uint32_t type, const sch_runtime_job_status &status) {
   sch_runtime_key key = {.type = type, .job_id = status.job_id, .name = ""};
-  copy_text(key.name, status.schedule_name);
+  store_text(key.name, status.schedule_name);
   sch_hton_runtime_key(&key);
   return key;
 }

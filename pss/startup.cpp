@@ -103,8 +103,8 @@ int sch_standby_pss_init() {
 
 // Handles open before the call are deliberately not closed: their stores are about to be destroyed.
 int sch_standby_pss_init_gsync_fail() {
-  copy_text(sch_pss_running_uri, "");
-  copy_text(sch_pss_running_db_uri, "");
+  store_text(sch_pss_running_uri, "");
+  store_text(sch_pss_running_db_uri, "");
   const char *base = sysmgr_running_cfg_uri_get();
   complete_store_uri(sch_pss_running_uri, base, running_store_name);
   complete_store_uri(sch_pss_running_db_uri, base, running_db_store_name);

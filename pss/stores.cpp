@@ -57,7 +57,7 @@ void close_store(pss_handle &store) {
 
 void complete_store_uri(char (&uri)[64], const char *base, const char *name) {
   if (base == nullptr) return;
-  if (const char *completed = sysmgr_uri_complete(base, "", name)) copy_text(uri, completed);
+  if (const char *completed = sysmgr_uri_complete(base, "", name)) store_text(uri, completed);
 }
 
 int sch_pss_uri_init() {
