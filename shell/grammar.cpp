@@ -73,7 +73,7 @@ constexpr Parameter parameter_table[] = {
     {"start", Kind::text, 0, "yyyy:mmm:dd:HH:MM or +dd:HH:MM"},
     {"period", Kind::text, 0, "dd:HH:MM, at least one minute"},
     {"kilobytes", Kind::kilobytes, 0, "the size in kilobytes"},
-    {"uri", Kind::file_uri, 0, "the file: bootflash:NAME or volatile:NAME"},
+    {"uri", Kind::file_uri, 0, "flash:NAME, a file that stays, or volatile:NAME"},
     {"address", Kind::text, 0, "an e-mail address, at most 63 characters"},
     {"host", Kind::host, 0, "a host's name or IPv4 or IPv6 address"},
     {"port", Kind::port, 0, "a TCP port"},

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "host/feature.h"
 #include "shell/complain.h"
 #include "shell/pager.h"
-#include "shell/parse_tree.h"
 #include "shell/words.h"
 
 namespace shell {
@@ -43,7 +43,17 @@ int password_status(int status) {
   return status == password_accepted ? 0 : status;
 }
 
-Session::Session(Setup setup) : setup_(std::move(setup)) {}
+Session::Session(Setup setup) : setup_(std::move(setup)) {
+  host::set_parse_tree_hook([this](uint32_t handle, const std::string &tree) {
+    if (handle != setup_.identity.handle || tree != "scheduler") return -1;
+    scheduler_tree_ = false;
+    return 0;
+  });
+}
+
+Session::~Session() {
+  host::set_parse_tree_hook({});
+}
 
 Scope Session::scope() const {
   Scope scope;
@@ -52,7 +62,7 @@ Scope Session::scope() const {
   scope.modes.push_back(Mode::exec);
   // A saved configuration begins with its first command, so a script needs no `configure terminal`.
   if (mode_ == Mode::exec && !setup_.interactive) scope.modes.push_back(Mode::config);
-  scope.scheduler_tree = scheduler_tree_registered();
+  scope.scheduler_tree = scheduler_tree_;
   return scope;
 }
 
@@ -101,7 +111,7 @@ int Session::feed_command(std::string_view line, std::string_view origin) {
 int Session::refuse(const Problem &problem, std::string_view line, std::string_view origin) const {
   complain(origin, describe(problem));
   const auto meant_in = [&](Mode mode, bool tree) { return parse(line, {{mode}, tree}).match.has_value(); };
-  const bool tree = scheduler_tree_registered();
+  const bool tree = scheduler_tree_;
   if (mode_ == Mode::exec && meant_in(Mode::config, tree)) {
     complain(origin, "it is a configuration command: enter 'configure terminal' first");
   } else if (mode_ != Mode::schedule && meant_in(Mode::schedule, tree)) {
@@ -128,7 +138,7 @@ int Session::run_handler(const Match &match) {
   const int status = match.command->handler(values.get());
   if (match.command->handler == sch_cli_aaa_auth_passwd) return password_status(status);
   if (match.command->handler == sch_enable_scheduler && status == 0 && !match.command->negates()) {
-    register_scheduler_tree();
+    scheduler_tree_ = true;
   }
   return status;
 }

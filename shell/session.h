@@ -25,6 +25,9 @@ struct Setup {
 class Session {
  public:
   explicit Session(Setup setup);
+  ~Session();
+  Session(const Session &) = delete;
+  Session &operator=(const Session &) = delete;
 
   // One line of input. `origin` goes before the shell's own messages ("file:3"; empty: nothing).
   int feed(std::string_view line, std::string_view origin = {});
@@ -60,6 +63,7 @@ class Session {
   Setup setup_;
   Mode mode_ = Mode::exec;
   std::string schedule_;
+  bool scheduler_tree_ = true;  // false from disabling the feature until it is enabled again
   std::optional<JobBody> body_;
   bool over_ = false;
   int status_ = 0;

@@ -17,7 +17,7 @@ TEST(memory_tracker, gives_null_and_counts_a_failure_when_memory_is_exhausted) {
   void *block = mtrack_alloc(1, 100, 40);
   exhausted = false;
   EXPECT_EQ(block, nullptr);
-  const std::string row = "    1  100  other" + std::string(42, ' ') + "0            0            0            0";
+  const std::string row = "    1  100  other" + std::string(41, ' ') + "0            0            0            0";
   const std::string text = host::memory_statistics();
   EXPECT_NE(text.find(row + "        1\n"), std::string::npos) << text;
 }
