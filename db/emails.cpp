@@ -71,7 +71,7 @@ int sch_add_schedule_email_entry(GList **list, const char *schedule, const char 
   sch_schedule_email_entry *entry;
   sch_find_schedule_email_entry(list, schedule, &entry);
   if (entry == nullptr) {
-    sch_add_new_schedule_email_entry(list, schedule, address);
+    if (sch_add_new_schedule_email_entry(list, schedule, address) != 0) return -1;
     SCH_TRACE_SERVICE(trace_config, "email-id %s configured for %s", address, schedule);
     return 0;
   }

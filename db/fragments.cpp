@@ -43,6 +43,6 @@ int sch_show_run_concat_fragments(GList *fragments, char *destination, int32_t l
 
 // The last byte is meant to stay: a job's text ends in a line end.
 void sch_replace_newline_with_semicolon(char *buffer, int32_t length) {
-  for (int32_t i = 0; i < length - 1; ++i)
+  for (int32_t i = 0; i + 1 < length; ++i)
     if (buffer[i] == '\n') buffer[i] = ';';
 }

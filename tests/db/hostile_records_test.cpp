@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+// Records that no right writer makes: without terminators, with lengths and counts that lie. A sanitizer build sees any
+// access outside them; here nothing else may change.
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <random>
+
+#include "diag/fragment_sizes.h"
+#include "tests/db/records.h"
+
+using namespace platform_test;
+using namespace db_test;
+using ::testing::ElementsAre;
+
+namespace {
+
+class HostileRecords : public PlatformTest {};
+
+const std::string full_name(32, 'n');
+
+TEST_F(HostileRecords, full_name_is_found_and_traced_as_its_32_characters) {
+  add_config_entry(stored_key(1, 0, full_name), bytes_of_hdr(0, 0, 4));
+  add_config_entry(stored_key(1, 1, full_name), "text");
+  sch_add_runtime_job_status_entry(&sch_running_config, make_status(0, full_name));
+  EXPECT_THAT(fake.traces(),
+              ElementsAre("job " + full_name + " key added", "found job id 0",
+                          "job " + full_name + " (0) adding fragment 1", "adding status # 1 for job " + full_name));
+  EXPECT_EQ(fake.buginf, fake.traces());
+  sch_job_entry *slot = nullptr;
+  EXPECT_EQ(sch_find_job(&sch_running_config, full_name.c_str(), &slot), 0);
+  EXPECT_EQ(sch_find_job(&sch_running_config, full_name.substr(1).c_str(), &slot), -1);
+  EXPECT_EQ(sch_find_job(&sch_running_config, slot == nullptr ? sch_job_list[0].key->name : "", &slot), 0);
+}
+
+TEST_F(HostileRecords, second_header_with_a_full_name_is_traced_terminated) {
+  add_config_entry(stored_key(1, 0, "a"), bytes_of_hdr(0, 0, 4));
+  fake.history.clear();
+  add_config_entry(stored_key(1, 0, full_name), bytes_of_hdr(0, 0, 4));
+  EXPECT_THAT(fake.traces(), ElementsAre("job " + full_name + " key already present, adding!"));
+}
+
+TEST_F(HostileRecords, full_schedule_name_is_found_by_its_own_field) {
+  add_config_entry(stored_key(0, 0, full_name), "");
+  auto *entry = static_cast<sch_schedule_entry *>(sch_schedule_list->data);
+  sch_schedule_entry *found = nullptr;
+  sch_find_schedule(&sch_running_config, entry->key->name, &found);
+  EXPECT_EQ(found, entry);
+}
+
+// The record alone on the heap, without a byte behind it.
+std::unique_ptr<sch_schedule_email_entry> full_entry(int32_t count, int32_t in_use) {
+  auto entry = std::make_unique<sch_schedule_email_entry>();
+  set_text(entry->schedule_name, full_name);
+  entry->count = count;
+  for (auto &slot : entry->slots) {
+    set_text(slot.address, std::string(64, 'a'));
+    slot.in_use = in_use;
+  }
+  return entry;
+}
+
+TEST_F(HostileRecords, full_addresses_match_their_beginnings_only) {
+  sch_add_schedule_email_entry_from_pss(&sch_schedule_email_list, full_entry(10, 1).get());
+  auto *entry = static_cast<sch_schedule_email_entry *>(sch_schedule_email_list->data);
+  sch_remove_schedule_email_addr(&sch_schedule_email_list, full_name.c_str(), std::string(65, 'a').c_str());
+  EXPECT_EQ(entry->count, 10);
+  sch_remove_schedule_email_addr(&sch_schedule_email_list, std::string(33, 'n').c_str(), "a");
+  EXPECT_EQ(entry->count, 10);
+  sch_remove_schedule_email_addr(&sch_schedule_email_list, full_name.c_str(), std::string(64, 'a').c_str());
+  EXPECT_EQ(entry->count, 0);
+}
+
+TEST_F(HostileRecords, full_schedule_name_is_found_among_emails_by_its_own_field) {
+  sch_add_schedule_email_entry_from_pss(&sch_schedule_email_list, full_entry(1, 1).get());
+  auto *stored = static_cast<sch_schedule_email_entry *>(sch_schedule_email_list->data);
+  sch_schedule_email_entry *found = nullptr;
+  sch_find_schedule_email_entry(&sch_schedule_email_list, full_name.c_str(), &found);
+  EXPECT_EQ(found, stored);
+}
+
+TEST_F(HostileRecords, count_that_hides_full_slots_refuses_the_address) {
+  for (const int32_t count : {-1, 0, 3, 11, 2147483647, -2147483647 - 1}) {
+    reset_library();
+    fake.reset();
+    sch_add_schedule_email_entry_from_pss(&sch_schedule_email_list, full_entry(count, 1).get());
+    EXPECT_EQ(sch_add_schedule_email_entry(&sch_schedule_email_list, full_name.c_str(), "b"), -1) << count;
+    auto *entry = static_cast<sch_schedule_email_entry *>(sch_schedule_email_list->data);
+    EXPECT_EQ(hex(entry, sizeof *entry), hex(full_entry(count, 1).get(), sizeof *entry));
+    EXPECT_THAT(fake.traces(), ElementsAre("Max email-ids configured for " + full_name));
+  }
+}
+
+TEST_F(HostileRecords, count_of_ten_refuses_the_address_even_with_free_slots) {
+  sch_add_schedule_email_entry_from_pss(&sch_schedule_email_list, full_entry(10, 0).get());
+  EXPECT_EQ(sch_add_schedule_email_entry(&sch_schedule_email_list, full_name.c_str(), "b"), -1);
+}
+
+TEST_F(HostileRecords, empty_address_clears_all_ten_slots) {
+  sch_schedule_email_entry stored = {};
+  set_text(stored.schedule_name, "n");
+  stored.count = 2;
+  stored.slots[0].in_use = stored.slots[1].in_use = 1;
+  sch_add_schedule_email_entry_from_pss(&sch_schedule_email_list, &stored);
+  sch_remove_schedule_email_addr(&sch_schedule_email_list, "n", "");
+  EXPECT_EQ(static_cast<sch_schedule_email_entry *>(sch_schedule_email_list->data)->count, -8);
+}
+
+TEST_F(HostileRecords, header_that_announces_more_than_its_fragments_hold_reads_no_further) {
+  add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 3000));
+  add_config_entry(stored_key(1, 1, "j"), "ab\ncd");
+  add_config_entry(stored_key(1, 2, "j"), "");
+  add_config_entry(stored_key(1, 3, "j"), std::string(2000, 'z'));
+  std::vector<char> text(3000, '.');
+  EXPECT_EQ(sch_concat_fragments(sch_job_list[0].fragments, text.data(), 3000), 0);
+  EXPECT_EQ(std::string(text.data(), 8), "ab\ncd...");
+  EXPECT_EQ(text[1024], '.');
+  EXPECT_EQ(std::string(text.data() + 2048, 952), std::string(952, 'z'));
+  EXPECT_EQ(sch_show_run_concat_fragments(sch_job_list[0].fragments, text.data(), 3000), 0);
+  EXPECT_EQ(std::string(text.data(), 8), "ab;cd...");
+}
+
+TEST_F(HostileRecords, later_header_that_announces_more_reads_no_further) {
+  add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 2));
+  add_config_entry(stored_key(1, 1, "j"), "ab");
+  sch_job_hdr *first = sch_job_list[0].hdr;
+  add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 0xffffffff));
+  mtrack_free(first);
+  std::vector<char> text(4096, '.');
+  sch_concat_fragments(sch_job_list[0].fragments, text.data(), 4096);
+  EXPECT_EQ(std::string(text.data(), 4), "ab..");
+}
+
+TEST_F(HostileRecords, size_of_a_fragment_is_forgotten_with_it) {
+  void *fragment = sch_malloc_check(4, 7, 0, "add job entry");
+  EXPECT_EQ(sch_fragment_bytes(fragment, 1024), 4u);
+  EXPECT_EQ(sch_fragment_bytes(fragment, 3), 3u);
+  free_fragment(fragment, nullptr);
+  EXPECT_EQ(sch_fragment_bytes(fragment, 1024), 1024u);
+}
+
+TEST_F(HostileRecords, size_of_a_fragment_is_forgotten_when_its_memory_serves_another_record) {
+  int block = 0;
+  sch_note_block(&block, 7, 4);
+  EXPECT_EQ(sch_fragment_bytes(&block, 1024), 4u);
+  sch_note_block(&block, 7, 8);
+  EXPECT_EQ(sch_fragment_bytes(&block, 1024), 8u);
+  sch_note_block(&block, 5, 40);
+  EXPECT_EQ(sch_fragment_bytes(&block, 1024), 1024u);
+}
+
+// Seeded, so that a failure repeats.
+TEST_F(HostileRecords, random_records_in_any_order_leave_a_usable_database) {
+  std::mt19937 random(20240229);
+  const auto below = [&](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
+  const uint32_t lengths[] = {0, 1, 3, 1023, 1024, 1025, 4000, 0x7fffffff, 0x80000000, 0xffffffff};
+  for (int round = 0; round < 3000; ++round) {
+    std::string key = stored_key(below(3), below(4), std::string(1 + below(34), static_cast<char>('a' + below(3))));
+    key.resize(below(50));
+    std::string value(below(1100), static_cast<char>(below(256)));
+    if (below(2) == 0) value = bytes_of_hdr(below(260), 0, lengths[below(10)]) + value.substr(0, below(4));
+    EXPECT_EQ(add_config_entry(key, value), 0);
+  }
+  int index = 0;
+  for (; const sch_job_entry *slot = sch_next_job(&sch_running_config, &index); ++index) {
+    std::vector<char> text(4096);
+    sch_concat_fragments(slot->fragments, text.data(), 4096);
+  }
+  sch_free_config(&sch_running_config);
+  EXPECT_EQ(sch_schedule_list, nullptr);
+  EXPECT_EQ(fake.live[7], 0);
+}
+
+}  // namespace
