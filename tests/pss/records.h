@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+// Stored records in hexadecimal, and database records made by hand.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tests/platform/platform.h"
+
+namespace pss_test {
+
+using platform_test::fake;
+using platform_test::hex;
+using platform_test::unhex;
+
+std::string zeros(size_t bytes);                            // in hexadecimal
+std::string padded(const std::string &text, size_t bytes);  // hexadecimal of a NUL-padded text
+
+// A stored key: two big-endian words, then the name in 32 bytes.
+std::string key_hex(uint32_t type, uint32_t second, const std::string &name);
+
+// What pss_store and pss_delete leave in fake.calls.
+std::string stored(pss_handle store, const std::string &key, const std::string &value);
+std::string deleted(pss_handle store, const std::string &key);
+
+// Creates and opens a store; the calls that took are not recorded.
+pss_handle open_store(const std::string &uri = "test");
+void put(const std::string &uri, const std::string &key_hex, const std::string &value_hex);
+
+// Texts of the debug history at one level, and the system log, then forgotten.
+std::vector<std::string> take_traces(uint32_t level);
+std::vector<std::string> take_syslog();
+
+// A job in `slot`, its text cut into fragments.
+sch_job_entry *add_job(sch_config_db &config, int slot, const std::string &name, const std::string &text);
+sch_schedule_entry *add_schedule(sch_config_db &config, const std::string &name, const sch_schedule_rec &rec);
+sch_runtime_job_status *add_status(sch_job_entry &slot, uint32_t job_id, const std::string &schedule, uint32_t first,
+                                   uint32_t second);
+sch_schedule_email_entry email_entry(const std::string &schedule, const std::vector<std::string> &addresses);
+
+void set_text(char *field, size_t size, const std::string &text);  // NUL-padded, unterminated when it fills the field
+std::string job_text(size_t length);                               // lines that differ from each other
+
+}  // namespace pss_test

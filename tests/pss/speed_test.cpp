@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+// Work that grows with the number of records and not with its square: measured as the ratio between two sizes in one
+// run, with a bound that noise does not reach and a quadratic walk exceeds by far.
+#include <chrono>
+#include <functional>
+
+#include "tests/pss/records.h"
+
+using namespace pss_test;
+
+namespace {
+
+constexpr int few = 1000, many = 16000;  // 16 times as many: 16 times the time if linear, 256 times if quadratic
+constexpr double between_linear_and_square = 64;  // the geometric mean
+
+class SpeedTest : public platform_test::PlatformTest {
+ protected:
+  static double seconds(const std::function<void()> &body) {
+    const auto start = std::chrono::steady_clock::now();
+    body();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  }
+
+  static std::string name(int n) { return "schedule-" + std::to_string(n); }
+
+  static std::string key(uint32_t type, int n) {
+    return std::string("\0\0\0", 3) + static_cast<char>(type) + std::string(4, '\0') + name(n);
+  }
+
+  // The best of three, so that a pause of the machine does not count.
+  double restore_time(uint32_t type, int count) {
+    double best = 1e9;
+    for (int attempt = 0; attempt < 3; ++attempt) {
+      platform_test::reset_library();
+      fake.reset();
+      fake.record_calls = false;
+      fake.history_allowed = fake.buginf_allowed = false;
+      const pss_handle store = open_store();
+      for (int n = 0; n < count; ++n)
+        put("test", key_hex(type, 0, name(n)), padded(name(n), 144));
+      best = std::min(best, seconds([&] { sch_restore_config_from_pss(&sch_running_config, store); }));
+      GList *list = type == SCH_CONFIG_SCHEDULE ? sch_schedule_list : sch_schedule_email_list;
+      EXPECT_EQ(g_list_length(list), static_cast<guint>(count));
+    }
+    return best;
+  }
+};
+
+TEST_F(SpeedTest, restore_of_schedules_is_not_quadratic) {
+  const double ratio = restore_time(SCH_CONFIG_SCHEDULE, many) / restore_time(SCH_CONFIG_SCHEDULE, few);
+  RecordProperty("ratio", std::to_string(ratio));
+  EXPECT_LT(ratio, between_linear_and_square);
+}
+
+TEST_F(SpeedTest, restore_of_email_entries_is_not_quadratic) {
+  const double ratio = restore_time(SCH_CONFIG_SCHEDULE_EMAIL, many) / restore_time(SCH_CONFIG_SCHEDULE_EMAIL, few);
+  RecordProperty("ratio", std::to_string(ratio));
+  EXPECT_LT(ratio, between_linear_and_square);
+}
+
+TEST_F(SpeedTest, store_of_ten_thousand_schedules_comes_back_with_two_store_calls_for_each) {
+  fake.record_calls = false;
+  const pss_handle store = open_store();
+  for (int n = 0; n < 10000; ++n)
+    put("test", key_hex(0, 0, name(n)), zeros(144));
+  fake.store.calls = 0;
+  sch_restore_config_from_pss(&sch_running_config, store);
+  EXPECT_EQ(g_list_length(sch_schedule_list), 10000u);
+  EXPECT_EQ(fake.store.calls, 2 * 10000 + 1);
+  fake.store.calls = 0;
+  sch_save_config_to_pss(&sch_running_config, store);
+  EXPECT_EQ(fake.store.calls, 10000 + 1) << "and the log file";
+}
+
+}  // namespace
