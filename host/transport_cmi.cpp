@@ -77,7 +77,10 @@ uint32_t exchange_joining(std::span<const std::byte> body, Bytes *whole) {
   Frame frame;
   uint32_t status = exchange(header, body, deadline, &frame);
   while (status == 0 && frame.header.kind == FrameKind::reply) {
-    if (whole->size() + frame.body.size() > control_reply_limit) return err_too_large;
+    if (whole->size() + frame.body.size() > control_reply_limit) {
+      request_connection().close();  // the rest has no reader
+      return err_too_large;
+    }
     whole->insert(whole->end(), frame.body.begin(), frame.body.end());
     if ((frame.header.flags & frame_flag_more) == 0) break;
     status = request_connection().receive(header.service, header.token, deadline, &frame);

@@ -1,0 +1,341 @@
+// SPDX-License-Identifier: Apache-2.0
+// Requests, replies and streams between the host's own two ends.
+#include <fcntl.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
+#include "host/paths.h"
+#include "host/status.h"
+#include "tests/host/transport_fixture.h"
+
+namespace transport_test {
+
+using namespace host;
+
+class ExchangeTest : public TransportTest {};
+
+TEST_F(ExchangeTest, a_reply_of_every_size_comes_back_as_it_went) {
+  const auto server = serve();
+  for (const std::size_t size :
+       {std::size_t{1}, std::size_t{8}, std::size_t{48}, std::size_t{4096}, frame_body_limit - 1, frame_body_limit}) {
+    const Reply reply = request(pattern(size));
+    EXPECT_EQ(reply.status, 0u) << size;
+    EXPECT_EQ(reply.text, pattern(size)) << size;
+    EXPECT_EQ(reply.length, size);
+  }
+}
+
+TEST_F(ExchangeTest, a_request_above_the_limit_is_not_sent) {
+  std::atomic<int> taken = 0;
+  const auto server = serve([&](const Incoming &incoming) {
+    taken++;
+    return echo(incoming);
+  });
+  const Reply reply = request(pattern(frame_body_limit + 1));
+  EXPECT_EQ(reply.status, err_too_large);
+  EXPECT_TRUE(reply.null);
+  EXPECT_EQ(taken, 0);
+}
+
+TEST_F(ExchangeTest, a_reply_above_the_limit_is_a_status_and_the_connection_goes_on) {
+  const auto server = serve([](const Incoming &incoming) {
+    Answer answer;
+    answer.reply = incoming.body.size() == 1 ? Bytes(frame_body_limit + 1) : to_bytes("small");
+    return answer;
+  });
+  EXPECT_EQ(request("x").status, err_too_large);
+  EXPECT_EQ(request("xy").text, "small");
+  EXPECT_EQ(server->clients(), 1);
+}
+
+TEST_F(ExchangeTest, an_answer_without_payload_leaves_reply_and_length_alone) {
+  const auto server = serve([](const Incoming &) { return Answer(); });
+  const Reply reply = request("twelve bytes");
+  EXPECT_EQ(reply.status, 0u);
+  EXPECT_TRUE(reply.null);
+  EXPECT_EQ(reply.length, 12u);
+}
+
+TEST_F(ExchangeTest, a_status_is_returned_without_a_reply) {
+  const auto server = serve([](const Incoming &) {
+    Answer answer;
+    answer.status = 0x40bd0002;
+    answer.reply = to_bytes("not for the caller");
+    return answer;
+  });
+  const Reply reply = request("x");
+  EXPECT_EQ(reply.status, 0x40bd0002u);
+  EXPECT_TRUE(reply.null);
+}
+
+TEST_F(ExchangeTest, service_class_and_body_arrive_as_sent) {
+  std::string seen;
+  const auto server = serve([&](const Incoming &incoming) {
+    seen = std::to_string(incoming.service) + " " + std::to_string(incoming.message_class) + " " +
+           to_text(incoming.body) + " " + incoming.caller.peer_name;
+    return Answer();
+  });
+  const char full_peer[32] = {'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p',
+                              'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p', 'p'};
+  EXPECT_EQ(request("body", 5951, "", full_peer).status, 0u);
+  EXPECT_EQ(seen, "5951 3 body " + std::string(32, 'p'));
+}
+
+TEST_F(ExchangeTest, missing_names_are_empty_ones) {
+  const auto server = serve();
+  EXPECT_EQ(request("x", 5950, nullptr, nullptr).text, "x");
+}
+
+TEST_F(ExchangeTest, one_connection_serves_many_requests) {
+  const auto server = serve();
+  for (int i = 0; i < 100; i++)
+    ASSERT_EQ(request(std::to_string(i)).text, std::to_string(i));
+  EXPECT_EQ(server->clients(), 1);
+}
+
+TEST_F(ExchangeTest, a_socket_path_longer_than_an_address_is_reached) {
+  const std::string deep = directory() + "/" + std::string(200, 'd');
+  ASSERT_EQ(std::system(("mkdir " + deep).c_str()), 0);
+  use_paths({.state = deep, .run = deep, .socket = deep + "/schedd.sock", .system_wide = true});
+  Server::Options options;
+  options.socket_path = deep + "/schedd.sock";
+  const RunningServer server(options, echo);
+  EXPECT_EQ(request("far").text, "far");
+}
+
+TEST_F(ExchangeTest, a_handler_out_of_memory_is_a_status) {
+  const auto server = serve([](const Incoming &) -> Answer { throw std::bad_alloc(); });
+  EXPECT_EQ(request("x").status, err_no_memory);
+}
+
+// Control requests.
+
+TEST_F(ExchangeTest, a_control_reply_of_any_size_is_joined) {
+  const auto server = serve([](const Incoming &incoming) {
+    std::size_t size = 0;
+    std::memcpy(&size, incoming.body.data() + 4, sizeof size);
+    Answer answer;
+    answer.reply = to_bytes(pattern(size));
+    return answer;
+  });
+  for (const std::size_t size : {std::size_t{0}, std::size_t{1}, frame_body_limit, frame_body_limit + 1,
+                                 2 * frame_body_limit, std::size_t{3000000}}) {
+    Bytes reply = to_bytes("old");
+    const auto payload = std::as_bytes(std::span(&size, 1));
+    ASSERT_EQ(control_request(Control::running_text, payload, &reply), 0u) << size;
+    EXPECT_EQ(to_text(reply), pattern(size)) << size;
+  }
+  EXPECT_EQ(server->clients(), 1);
+}
+
+TEST_F(ExchangeTest, a_control_request_carries_its_operation_and_leaves_the_reply_after_a_failure) {
+  std::string seen;
+  const auto server = serve([&](const Incoming &incoming) {
+    seen = std::to_string(incoming.service) + " " + to_text(incoming.body);
+    Answer answer;
+    answer.status = err_disabled;
+    return answer;
+  });
+  Bytes reply = to_bytes("old");
+  EXPECT_EQ(control_request(Control::set_logging_level, to_bytes("five"), &reply), err_disabled);
+  EXPECT_EQ(seen, "5949 " + std::string("\x17\0\0\0five", 8));
+  EXPECT_EQ(to_text(reply), "old");
+  EXPECT_EQ(control_request(Control::set_logging_level, {}, nullptr), err_disabled);
+}
+
+// Streams.
+
+Answer count_to(int last, std::size_t size, std::atomic<int> *asked = nullptr) {
+  Answer answer;
+  answer.next = [=, number = 0]() mutable -> std::optional<Bytes> {
+    if (asked != nullptr) (*asked)++;
+    if (number == last) return std::nullopt;
+    number++;
+    return to_bytes(std::to_string(number) + ":" + pattern(size));
+  };
+  return answer;
+}
+
+struct Sent {
+  uint32_t status = 0;
+  mts_selector selector = {};
+};
+
+Sent send_request(const std::string &body) {
+  Sent result;
+  cmi_sent_request sent;
+  result.status =
+      cmi_send_request(5951, 2, body.data(), static_cast<uint32_t>(body.size()), "", "", 0xfe000000, 136, 7, &sent);
+  result.selector.words[0] = 1;
+  result.selector.words[3] = mts_rr_token_get(&sent);
+  return result;
+}
+
+// The piece received, or "recv" or "parse" for the step that failed.
+std::string receive_piece(const mts_selector &selector) {
+  mts_message message;
+  if (mts_recv(7, &message, &selector) != 0) return "recv";
+  void *reply = nullptr;
+  uint32_t length = 0;
+  if (cmi_parse_response(&message, &reply, &length) != 0) return "parse";
+  std::string piece(static_cast<char *>(reply), length);
+  std::free(reply);
+  return piece;
+}
+
+TEST_F(ExchangeTest, a_stream_arrives_in_order_and_ends) {
+  const auto server = serve([](const Incoming &) { return count_to(50, 30000); });
+  const Sent sent = send_request("log");
+  ASSERT_EQ(sent.status, 0u);
+  for (int i = 1; i <= 50; i++)
+    ASSERT_EQ(receive_piece(sent.selector), std::to_string(i) + ":" + pattern(30000));
+  EXPECT_EQ(receive_piece(sent.selector), "recv");
+}
+
+TEST_F(ExchangeTest, a_stream_without_pieces_ends_at_once) {
+  const auto server = serve([](const Incoming &) { return count_to(0, 0); });
+  const Sent sent = send_request("log");
+  EXPECT_EQ(receive_piece(sent.selector), "recv");
+}
+
+TEST_F(ExchangeTest, a_single_reply_is_a_stream_of_one) {
+  const auto server = serve();
+  const Sent sent = send_request("only");
+  EXPECT_EQ(receive_piece(sent.selector), "only");
+}
+
+TEST_F(ExchangeTest, a_status_or_an_empty_reply_does_not_parse) {
+  const auto server = serve([](const Incoming &incoming) {
+    Answer answer;
+    answer.status = incoming.body.size() == 1 ? 0x40bd0020 : 0;
+    return answer;
+  });
+  const Sent with_status = send_request("1");
+  EXPECT_EQ(receive_piece(with_status.selector), "parse");
+  const Sent empty = send_request("22");
+  EXPECT_EQ(receive_piece(empty.selector), "parse");
+}
+
+TEST_F(ExchangeTest, a_selector_of_another_token_receives_nothing) {
+  const auto server = serve();
+  Sent sent = send_request("x");
+  mts_selector other = sent.selector;
+  other.words[3]++;
+  EXPECT_EQ(receive_piece(other), "recv");
+  mts_selector by_nothing = sent.selector;
+  by_nothing.words[0] = 0;
+  EXPECT_EQ(receive_piece(by_nothing), "recv");
+  EXPECT_EQ(receive_piece(sent.selector), "x");
+}
+
+TEST_F(ExchangeTest, an_unread_stream_is_made_only_as_far_as_the_sockets_hold_and_holds_up_no_request) {
+  std::atomic<int> asked = 0;
+  const auto server = serve([&](const Incoming &incoming) {
+    return incoming.service == 5951 ? count_to(1000000, 60000, &asked) : echo(incoming);
+  });
+  const Sent first = send_request("log");
+  ASSERT_EQ(first.status, 0u);
+  for (int i = 0; i < 100; i++)
+    ASSERT_EQ(request("now").text, "now");
+  EXPECT_LT(asked, 100);
+  const Sent second = send_request("log");
+  EXPECT_EQ(receive_piece(first.selector), "recv");
+  EXPECT_EQ(receive_piece(second.selector), "1:" + pattern(60000));
+  EXPECT_TRUE(server->reaches_clients(2));  // the first stream's connection has gone
+}
+
+TEST_F(ExchangeTest, a_stream_that_runs_out_of_memory_hangs_up) {
+  const auto server = serve([](const Incoming &) {
+    Answer answer;
+    answer.next = []() -> std::optional<Bytes> { throw std::bad_alloc(); };
+    return answer;
+  });
+  const Sent sent = send_request("log");
+  EXPECT_EQ(receive_piece(sent.selector), "recv");
+}
+
+TEST_F(ExchangeTest, a_stream_whose_piece_is_too_large_ends_with_a_status) {
+  const auto server = serve([](const Incoming &) { return count_to(3, frame_body_limit); });
+  const Sent sent = send_request("log");
+  EXPECT_EQ(receive_piece(sent.selector), "parse");
+}
+
+// Answers that come later.
+
+struct PipeAnswer : Later {
+  explicit PipeAnswer(std::atomic<int> *ended) : ended_(ended) {
+    EXPECT_EQ(::pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+    descriptor = ends[0];
+  }
+  ~PipeAnswer() override {
+    ::close(ends[0]);
+    ::close(ends[1]);
+    (*ended_)++;
+  }
+  Answer answer() override {
+    char word = 0;
+    Answer result;
+    result.status = ::read(ends[0], &word, 1) == 1 ? 0 : err_timed_out;
+    if (result.status == 0) result.reply = to_bytes("later");
+    return result;
+  }
+  int ends[2];
+  std::atomic<int> *ended_;
+};
+
+TEST_F(ExchangeTest, a_later_answer_holds_up_nobody_else) {
+  std::atomic<int> ended = 0;
+  std::shared_ptr<PipeAnswer> pending;  // the server's thread makes it, and writes to it at the other's request
+  const auto server = serve([&](const Incoming &incoming) {
+    Answer answer;
+    if (incoming.service == 5951) {
+      pending = std::make_shared<PipeAnswer>(&ended);
+      answer.later = pending;
+    } else if (pending) {
+      EXPECT_EQ(::write(pending->ends[1], "x", 1), 1);
+      pending.reset();
+    }
+    return answer;
+  });
+  const Sent sent = send_request("wait");
+  while (ended == 0)
+    ASSERT_EQ(request("other").status, 0u);
+  EXPECT_EQ(receive_piece(sent.selector), "later");
+  EXPECT_EQ(ended, 1);
+}
+
+TEST_F(ExchangeTest, a_later_answer_is_asked_for_at_its_deadline) {
+  std::atomic<int> ended = 0;
+  auto server = serve([&](const Incoming &) {
+    Answer answer;
+    answer.later = std::make_shared<PipeAnswer>(&ended);
+    answer.later->deadline_ms = 30;
+    return answer;
+  });
+  EXPECT_EQ(request("x").status, err_timed_out);
+  server.reset();
+  EXPECT_EQ(ended, 1);
+}
+
+TEST_F(ExchangeTest, a_later_answer_of_a_client_that_left_is_dropped) {
+  std::atomic<int> begun = 0, ended = 0;
+  auto server = serve([&](const Incoming &) {
+    begun++;
+    Answer answer;
+    answer.later = std::make_shared<PipeAnswer>(&ended);
+    return answer;
+  });
+  {
+    const RawClient client(socket_path());
+    ASSERT_TRUE(client.send(request_header()));
+    while (begun == 0)
+      ASSERT_EQ(server->clients(), 1);
+  }
+  EXPECT_TRUE(server->reaches_clients(0));
+  server.reset();
+  EXPECT_EQ(ended, 1);
+}
+
+}  // namespace transport_test

@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/host/transport_fixture.h"
+
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <future>
+#include <stdexcept>
+
+#include "host/paths.h"
+#include "host/transport_address.h"
+
+namespace transport_test {
+
+using namespace host;
+
+namespace {
+
+struct Call {
+  std::function<void()> what;
+  std::promise<void> done;
+};
+
+// Runs in the main context's thread, and waits for it.
+void run_in(GMainContext *context, std::function<void()> what) {
+  Call call{std::move(what), {}};
+  g_main_context_invoke(
+      context,
+      [](void *data) -> gboolean {
+        auto *pending = static_cast<Call *>(data);
+        pending->what();
+        pending->done.set_value();
+        return G_SOURCE_REMOVE;
+      },
+      &call);
+  call.done.get_future().wait();
+}
+
+FileDescriptor new_socket() {
+  return FileDescriptor(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+}
+
+bool is_ready(int socket) {
+  pollfd watched = {socket, POLLIN, 0};
+  return ::poll(&watched, 1, patience_ms) == 1;
+}
+
+}  // namespace
+
+Bytes to_bytes(std::string_view text) {
+  const auto bytes = std::as_bytes(std::span(text));
+  return {bytes.begin(), bytes.end()};
+}
+
+std::string to_text(std::span<const std::byte> bytes) {
+  return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
+}
+
+std::string pattern(std::size_t size) {
+  std::string text;
+  for (unsigned i = 0; text.size() < size; i++)
+    text += std::to_string(i) + ",";
+  return text.substr(0, size);
+}
+
+int open_descriptors() {
+  int count = 0;
+  for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator("/proc/self/fd"))
+    count++;
+  return count;
+}
+
+void raise_open_files(unsigned wanted) {
+  rlimit limit = {};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+  if (limit.rlim_cur >= wanted) return;
+  ASSERT_GE(limit.rlim_max, wanted) << "this machine's hard limit of open files is too low for the test";
+  limit.rlim_cur = wanted;
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+}
+
+Answer echo(const Incoming &request) {
+  Answer answer;
+  answer.reply = Bytes(request.body.begin(), request.body.end());
+  return answer;
+}
+
+RunningServer::RunningServer(Server::Options options, Handler handler)
+    : context_(g_main_context_new()), loop_(g_main_loop_new(context_, FALSE)) {
+  options.context = context_;
+  std::promise<std::string> started;
+  thread_ = std::thread([&] { run(options, std::move(handler), [&](std::string e) { started.set_value(e); }); });
+  const std::string error = started.get_future().get();
+  if (!error.empty()) {
+    thread_.join();
+    throw std::runtime_error(error);
+  }
+}
+
+void RunningServer::run(Server::Options options, Handler handler, std::function<void(std::string)> started) {
+  g_main_context_push_thread_default(context_);
+  std::string error;
+  server_ = Server::listen(options, std::move(handler), &error);
+  started(error);
+  if (server_) g_main_loop_run(loop_);
+  server_.reset();
+  g_main_context_pop_thread_default(context_);
+}
+
+RunningServer::~RunningServer() {
+  run_in(context_, [this] { g_main_loop_quit(loop_); });
+  thread_.join();
+  g_main_loop_unref(loop_);
+  g_main_context_unref(context_);
+}
+
+int RunningServer::clients() {
+  int count = 0;
+  run_in(context_, [&] { count = server_->clients(); });
+  return count;
+}
+
+bool RunningServer::reaches_clients(int wanted) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(patience_ms);
+  while (clients() != wanted)
+    if (std::chrono::steady_clock::now() > end) return false;
+  return true;
+}
+
+RawClient::RawClient(const std::string &path) : socket_(new_socket()) {
+  const auto address = socket_address(path);
+  size_socket_buffer(socket_.get());
+  if (!address || ::connect(socket_.get(), address->get(), SocketAddress::size()) != 0)
+    throw std::runtime_error("cannot connect: " + std::string(std::strerror(errno)));
+}
+
+bool RawClient::send(std::span<const std::byte> packet) const {
+  return ::send(socket_.get(), packet.data(), packet.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(packet.size());
+}
+
+bool RawClient::send(const FrameHeader &header, std::string_view body) const {
+  return send_frame(socket_.get(), header, to_bytes(body)) == SendResult::sent;
+}
+
+std::optional<RawClient::Received> RawClient::receive() const {
+  Bytes packet(frame_limit);
+  for (bool reset = false; is_ready(socket_.get());) {
+    const ssize_t size = ::recv(socket_.get(), packet.data(), packet.size(), 0);
+    if (size < 0 && errno == ECONNRESET && !std::exchange(reset, true)) continue;
+    if (size <= 0) return std::nullopt;
+    Frame frame;
+    if (!parse_frame({packet.data(), static_cast<std::size_t>(size)}, &frame)) throw std::runtime_error("no frame");
+    return Received{frame.header, to_text(frame.body)};
+  }
+  throw std::runtime_error("the server neither answered nor hung up");
+}
+
+bool RawClient::hung_up() const {
+  return !receive();
+}
+
+FrameHeader request_header(std::size_t body_size, uint32_t service, uint32_t token) {
+  FrameHeader header;
+  header.service = service;
+  header.message_class = 3;
+  header.token = token;
+  header.length = static_cast<uint32_t>(body_size);
+  return header;
+}
+
+PlayedService::PlayedService(const std::string &path, int connections, std::function<void(int socket)> serve)
+    : listener_(new_socket()) {
+  const auto address = socket_address(path);
+  if (!address || ::bind(listener_.get(), address->get(), SocketAddress::size()) != 0 ||
+      ::listen(listener_.get(), 8) != 0)
+    throw std::runtime_error("cannot listen");
+  thread_ = std::thread([this, connections, serve = std::move(serve)] {
+    for (int i = 0; i < connections && is_ready(listener_.get()); i++) {
+      const FileDescriptor socket(::accept(listener_.get(), nullptr, nullptr));
+      serve(socket.get());
+    }
+  });
+}
+
+PlayedService::~PlayedService() {
+  thread_.join();
+}
+
+Reply request(const std::string &body, uint32_t service, const char *user, const char *peer) {
+  std::string copy = body;
+  void *reply = &copy;  // not null, to see it cleared
+  auto length = static_cast<uint32_t>(copy.size());
+  Reply result;
+  result.status = cmi_req_resp(service, 3, copy.data(), &reply, &length, user, peer, 136, 7, 0);
+  result.null = reply == nullptr;
+  result.length = length;
+  if (reply != nullptr) result.text.assign(static_cast<char *>(reply), length);
+  std::free(reply);
+  return result;
+}
+
+TransportTest::TransportTest() {
+  std::string name = testing::TempDir() + "schedcli-transport-XXXXXX";
+  directory_ = ::mkdtemp(name.data());
+  ::chmod(directory_.c_str(), 0755);
+  use_paths({.state = directory_, .run = directory_, .socket = socket_path(), .system_wide = true});
+  set_reply_timeout_ms(patience_ms);
+}
+
+TransportTest::~TransportTest() {
+  std::filesystem::remove_all(directory_);
+}
+
+std::unique_ptr<RunningServer> TransportTest::serve(Handler handler, int deadline_ms) const {
+  Server::Options options;
+  options.socket_path = socket_path();
+  options.deadline_ms = deadline_ms;
+  return std::make_unique<RunningServer>(options, std::move(handler));
+}
+
+}  // namespace transport_test

@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: Apache-2.0
+// Who a caller is. Needs root, to be several users; skipped, and reported so, without.
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <chrono>
+
+#include "host/paths.h"
+#include "host/status.h"
+#include "tests/host/transport_fixture.h"
+
+namespace transport_test {
+
+using namespace host;
+
+class IdentityTest : public TransportTest {
+ protected:
+  void SetUp() override {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root, to be several users";
+    const passwd *entry = ::getpwnam("nobody");
+    ASSERT_NE(entry, nullptr);
+    nobody_ = entry->pw_uid;
+  }
+  static Answer tell(const Incoming &incoming) {
+    const Caller &caller = incoming.caller;
+    Answer answer;
+    answer.reply = to_bytes(caller.user_name + " " + std::to_string(caller.uid) + " " + std::to_string(caller.gid) +
+                            " by " + std::to_string(caller.peer_uid) + " " +
+                            (caller.pid == ::getpid() ? "self" : "other") + " " + caller.peer_name);
+    return answer;
+  }
+  uid_t nobody_ = 0;
+};
+
+// What `speak` says when the process is `uid`; the exit status carries no more than fits.
+std::string as_user(uid_t uid, const std::function<std::string()> &speak) {
+  int ends[2];
+  EXPECT_EQ(::pipe(ends), 0);
+  const FileDescriptor reading(ends[0]);
+  FileDescriptor writing(ends[1]);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    if (::setgroups(0, nullptr) != 0 || ::setresgid(uid, uid, uid) != 0 || ::setresuid(uid, uid, uid) != 0) ::_exit(9);
+    const std::string text = speak();
+    ::_exit(::write(ends[1], text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : 1);
+  }
+  writing = FileDescriptor();
+  char buffer[256];
+  const ssize_t size = ::read(reading.get(), buffer, sizeof buffer);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  return {buffer, static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+}
+
+std::string hex(uint32_t status) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%08x", status);
+  return text;
+}
+
+std::string status_or_text(const char *user) {
+  const Reply reply = request("who", 5950, user, "vty1");
+  return reply.status == 0 ? reply.text : hex(reply.status);
+}
+
+struct Rule {
+  const char *frame_user;
+  std::string answer;
+};
+
+const char full_name[32] = {'r', 'o', 'o', 't', 'r', 'o', 'o', 't', 'r', 'o', 'o', 't', 'r', 'o', 'o', 't',
+                            'r', 'o', 'o', 't', 'r', 'o', 'o', 't', 'r', 'o', 'o', 't', 'r', 'o', 'o', 't'};
+
+TEST_F(IdentityTest, root_speaks_for_itself_and_for_existing_users) {
+  const auto server = serve(tell);
+  const std::string denied = hex(err_not_permitted);
+  const Rule rules[] = {
+      {nullptr, "root 0 0 by 0 self vty1"},
+      {"", "root 0 0 by 0 self vty1"},
+      {"root", "root 0 0 by 0 self vty1"},
+      {"nobody", "nobody 65534 65534 by 0 self vty1"},
+      {"daemon", "daemon 1 1 by 0 self vty1"},
+      {"no-such-user", denied},
+      {"0", denied},
+      {"65534", denied},
+      {"0x0", denied},
+      {"+0", denied},
+      {"-1", denied},
+      {" nobody", denied},
+      {"nobody ", denied},
+      {full_name, denied},
+  };
+  for (const Rule &rule : rules)
+    EXPECT_EQ(status_or_text(rule.frame_user), rule.answer) << (rule.frame_user ? rule.frame_user : "null");
+}
+
+TEST_F(IdentityTest, another_user_speaks_for_nobody_else) {
+  const auto server = serve(tell);
+  const std::string denied = hex(err_not_permitted);
+  const Rule rules[] = {
+      {"", "nobody 65534 65534 by 65534 other vty1"},
+      {"nobody", "nobody 65534 65534 by 65534 other vty1"},
+      {"root", denied},
+      {"daemon", denied},
+      {"no-such-user", denied},
+  };
+  for (const Rule &rule : rules)
+    EXPECT_EQ(as_user(nobody_, [&] { return status_or_text(rule.frame_user); }), rule.answer) << rule.frame_user;
+}
+
+TEST_F(IdentityTest, a_uid_without_a_name_is_nobody_at_all) {
+  const auto server = serve(tell);
+  EXPECT_EQ(as_user(4000000, [] { return status_or_text(""); }), hex(err_not_permitted));
+}
+
+TEST_F(IdentityTest, a_users_own_service_lets_only_that_user_and_root_in) {
+  Server::Options options;
+  options.socket_path = socket_path();
+  options.only_uid = nobody_;
+  const RunningServer server(options, tell);
+  struct stat info = {};
+  ASSERT_EQ(::stat(socket_path().c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 07777, 0600u);
+  EXPECT_EQ(status_or_text(""), "root 0 0 by 0 self vty1");
+  EXPECT_EQ(as_user(1, [] { return status_or_text(""); }), hex(err_not_permitted));
+
+  // Were the socket's mode no obstacle, the server would be.
+  ASSERT_EQ(::chmod(socket_path().c_str(), 0666), 0);
+  EXPECT_EQ(as_user(nobody_, [] { return status_or_text(""); }), "nobody 65534 65534 by 65534 other vty1");
+  EXPECT_EQ(as_user(1, [] { return status_or_text(""); }), hex(err_not_permitted));
+}
+
+TEST_F(IdentityTest, the_systems_service_is_open_to_every_user) {
+  const auto server = serve(tell);
+  struct stat info = {};
+  ASSERT_EQ(::stat(socket_path().c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 07777, 0666u);
+}
+
+TEST_F(IdentityTest, a_service_of_another_user_is_not_trusted) {
+  // Whoever else serves at the path may not learn what is asked. Root trusts what it was pointed at.
+  ASSERT_EQ(::chmod(directory().c_str(), 0777), 0);
+  const pid_t impostor = ::fork();
+  ASSERT_GE(impostor, 0);
+  if (impostor == 0) {
+    if (::setresuid(1, 1, 1) != 0) ::_exit(1);
+    {
+      const PlayedService played(socket_path(), 1, [](int) {});
+    }
+    ::_exit(0);
+  }
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(patience_ms);
+  while (::access(socket_path().c_str(), F_OK) != 0 && std::chrono::steady_clock::now() < end) {
+  }
+  EXPECT_EQ(::chmod(socket_path().c_str(), 0666), 0);
+  std::string answer;
+  while ((answer = as_user(nobody_, [] { return status_or_text(""); })) == hex(err_not_running)) {
+  }
+  EXPECT_EQ(answer, hex(err_not_permitted));
+  ::waitpid(impostor, nullptr, 0);
+}
+
+TEST_F(IdentityTest, one_user_cannot_take_every_place) {
+  const auto server = serve(tell);
+  EXPECT_EQ(as_user(nobody_,
+                    [&] {
+                      std::vector<std::unique_ptr<RawClient>> clients;
+                      for (int i = 0; i < user_client_limit; i++)
+                        clients.push_back(std::make_unique<RawClient>(socket_path()));
+                      return status_or_text("");
+                    }),
+            hex(err_busy));
+  EXPECT_EQ(as_user(1, [] { return status_or_text("").substr(0, 6); }), "daemon");
+}
+
+}  // namespace transport_test
