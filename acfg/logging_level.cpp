@@ -28,7 +28,7 @@ static_assert(sizeof(LevelRecord) == 8);
 std::optional<LevelRecord> fetch_level(pss_handle debug_store, const pss_buf *key) {
   uint32_t error = 0;
   const pss_buf *value = pss2_fetch(debug_store, key, &error);
-  if (error == PSS_ERR_NO_KEY || value == nullptr || error != 0 || value->length < sizeof(LevelRecord)) return {};
+  if (value == nullptr || error != 0 || value->length < sizeof(LevelRecord)) return {};
   LevelRecord record;
   std::memcpy(&record, value->data, sizeof record);
   return record;

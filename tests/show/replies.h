@@ -2,6 +2,7 @@
 // Replies of the show service, byte by byte, and the lines that the show commands share.
 #pragma once
 
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,6 +20,7 @@ std::string raw(const Record &record) {
 
 template <size_t Size>
 void put(char (&field)[Size], const std::string &text) {
+  std::memset(field, 0, Size);
   text.copy(field, Size);
 }
 
