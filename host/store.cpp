@@ -124,7 +124,7 @@ uint32_t pss_store(pss_handle handle, uint32_t count, const pss_buf *keys, const
     for (uint32_t i = 0; i < count && code == 0; ++i) {
       host::RecordKey record(keys[i]);
       MDB_val key = record.value(), value{values[i].length, values[i].data};
-      code = mdb_put(transaction, host::store_table, &key, &value, 0);
+      code = host::put_within_bound(transaction, &key, &value, 0);
     }
     return code;
   });

@@ -17,10 +17,14 @@
 namespace host {
 namespace {
 
-// Four times the largest configuration, 256 jobs of 64 KiB: room for one transaction that replaces all of it, also on a
-// machine with 32-bit addresses. It is reserved address space; a file grows only with what is stored.
+// A file holds the live pages, those that the last transaction freed, which only the one after the next may use, and
+// those that the next one writes. Each is at most the live pages, so with a third of the file for them no transaction
+// is ever refused for lack of room, and a full store can be emptied again.
+constexpr std::size_t live_share = 3;
+// Room for the largest configuration, 256 jobs of 64 KiB, as the live third. It is reserved address space, little
+// enough for a machine with 32-bit addresses; a file grows only with what is stored.
 constexpr std::size_t default_bound = 64U << 20;
-constexpr std::size_t smallest_bound = 64U << 10;
+constexpr std::size_t smallest_bound = 128U << 10;
 constexpr unsigned own_flags = MDB_NOSUBDIR | MDB_NOTLS | MDB_NORDAHEAD;
 
 std::size_t &bound() {
@@ -196,6 +200,16 @@ void reread_description(Store &store) {
   mdb_txn_reset(store.reader.get());
 }
 
+int put_within_bound(MDB_txn *transaction, MDB_val *key, MDB_val *value, unsigned flags) {
+  if (const int code = mdb_put(transaction, store_table, key, value, flags); code != 0) return code;
+  MDB_stat stat{};
+  MDB_envinfo info{};
+  if (const int code = mdb_stat(transaction, store_table, &stat); code != 0) return code;
+  if (const int code = mdb_env_info(mdb_txn_env(transaction), &info); code != 0) return code;
+  const std::size_t live = stat.ms_branch_pages + stat.ms_leaf_pages + stat.ms_overflow_pages;
+  return live <= info.me_mapsize / live_share / stat.ms_psize ? 0 : MDB_MAP_FULL;
+}
+
 uint32_t make_store_file(const std::string &path, const StoreDescription &description, int (*fill)(MDB_txn *, void *),
                          void *argument) {
   int code = make_private_file(path, O_EXCL);
@@ -207,6 +221,7 @@ uint32_t make_store_file(const std::string &path, const StoreDescription &descri
   if (code == 0 && fcntl(file, F_SETFD, FD_CLOEXEC) != 0) code = errno;
   if (code == 0) code = fill_new(environment, description, fill, argument);
   if (code == 0 && fsync(file) != 0) code = errno;
+  if (code == 0) ++commits();
   const uint32_t status = store_status(code, path, file);
   if (status != 0) unlink(path.c_str());
   return status;

@@ -78,11 +78,13 @@ int begin_write(Store &store, Transaction *transaction);
 // Commits durably and counts it. 0 or a status.
 uint32_t commit_write(Store &store, Transaction transaction);
 void pause_walks(Store &store);
+// MDB_MAP_FULL, and a transaction to be aborted, when the records would take more than their share of the bound.
+int put_within_bound(MDB_txn *transaction, MDB_val *key, MDB_val *value, unsigned flags);
 
 void reread_description(Store &store);  // after a batch that came to nothing
 int renew_reader(Store &store, MDB_txn *transaction);
 
-// What a compacted copy would not take: pages on the free list, and the file's unused end.
+// What a compacted copy would not take: free pages, their list, and the file's unused end.
 int free_space(Store &store, uint32_t *bytes);
 
 // Makes a new file at `path`, which must not exist, holding `description` and what `fill` puts into it, and syncs it.
@@ -90,7 +92,6 @@ int free_space(Store &store, uint32_t *bytes);
 uint32_t make_store_file(const std::string &path, const StoreDescription &description, int (*fill)(MDB_txn *, void *),
                          void *argument);
 
-std::size_t store_bound();
 std::string lock_path(const std::string &path);  // LMDB's lock file beside the store
 
 }  // namespace host

@@ -154,17 +154,27 @@ class Check {
         entries < (is_leaf || is_free_list ? 1U : 2U)) {
       return damaged(number);
     }
+    std::size_t room = page_size_ - header.upper;
     for (std::size_t i = 0; i < entries; ++i) {
       const auto at = load<uint16_t>(start + page_header_size + i * sizeof(uint16_t));
       if (at < header.upper || at + sizeof(Node) > page_size_) return damaged(number);
       const auto node = load<Node>(start + at);
-      if (at + sizeof(Node) + node.key_size > page_size_) return damaged(number);
+      const std::size_t size = is_leaf ? leaf_size(node) : sizeof(Node) + node.key_size;
+      const std::size_t even_size = (size + 1) / 2 * 2;
+      if (at + size > page_size_ || even_size > room) return damaged(number);
+      room -= even_size;  // nodes do not overlap: LMDB moves them by their sizes
       if (auto fault = is_leaf ? leaf_node(number, at, node, is_free_list) : branch_node(node, depth, is_free_list);
           !fault.empty()) {
         return fault;
       }
     }
     return "";
+  }
+
+  static std::size_t value_length(const Node &node) { return node.low | std::size_t{node.high} << 16; }
+
+  static std::size_t leaf_size(const Node &node) {
+    return sizeof(Node) + node.key_size + ((node.flags & big_value) != 0 ? sizeof(Word) : value_length(node));
   }
 
   std::string branch_node(const Node &node, unsigned depth, bool is_free_list) {
@@ -176,10 +186,9 @@ class Check {
   std::string leaf_node(Word number, std::size_t at, const Node &node, bool is_free_list) {
     const std::byte *key = data_ + number * page_size_ + at + sizeof(Node);
     const std::byte *value = key + node.key_size;
-    const std::size_t room = page_size_ - at - sizeof(Node) - node.key_size;
-    const std::size_t length = node.low | std::size_t{node.high} << 16;
+    const std::size_t length = value_length(node);
     if ((node.flags & ~big_value) != 0) return "was not made by this program";
-    if (node.key_size == 0 || room < ((node.flags & big_value) != 0 ? sizeof(Word) : length)) return damaged(number);
+    if (node.key_size == 0) return damaged(number);
     if ((node.flags & big_value) != 0) {
       const auto first = load<Word>(value);
       if (auto fault = overflow(first, length); !fault.empty()) return fault;
@@ -219,7 +228,7 @@ class Check {
   // The first record describes the store, the others are the caller's.
   std::string record(Word number, const std::byte *key, std::size_t key_size, const std::byte *value,
                      std::size_t length) {
-    if (described_) return key[0] == record_prefix ? "" : damaged(number);
+    if (described_) return key[0] == record_prefix && key_size <= largest_key + 1 ? "" : damaged(number);
     if (key_size != 1 || key[0] != description_prefix || length != sizeof(StoreDescription)) {
       return "was not made by this program";
     }

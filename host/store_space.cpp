@@ -9,8 +9,11 @@
 namespace host {
 namespace {
 
-// Each entry of the list starts with the number of pages in it.
+// The pages of the list and those in it: each of its entries starts with their number.
 int count_free_pages(MDB_txn *transaction, std::size_t *pages) {
+  MDB_stat list{};
+  if (const int code = mdb_stat(transaction, free_pages_table, &list); code != 0) return code;
+  *pages = list.ms_branch_pages + list.ms_leaf_pages + list.ms_overflow_pages;
   MDB_cursor *made = nullptr;
   if (const int code = mdb_cursor_open(transaction, free_pages_table, &made); code != 0) return code;
   const Cursor cursor(made);
