@@ -1,0 +1,278 @@
+// SPDX-License-Identifier: Apache-2.0
+// What is on the disk: modes, owners, and files that are no sound store.
+#include <fcntl.h>
+#include <lmdb.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cstring>
+#include <random>
+
+#include "tests/host/store_fixture.h"
+
+namespace store_test {
+namespace {
+
+class FileTest : public StoreTest {
+ protected:
+  static mode_t mode(const std::string &path) {
+    struct stat found {};
+    EXPECT_EQ(stat(path.c_str(), &found), 0) << path;
+    return found.st_mode & 07777;
+  }
+
+  std::string path = host::store_path("running:a");
+
+  // A store in which every page is in use.
+  std::string compact_store() {
+    pss_handle store = create("running:a");
+    host::store_begin(store);
+    for (int i = 0; i < 60; ++i)
+      put(store, "key" + std::to_string(100 + i), std::string(500, 'v'));
+    put(store, "long", std::string(20000, 'v'));
+    host::store_commit(store);
+    uint32_t status = 1;
+    store = pss_shrink(store, &status);
+    EXPECT_EQ(status, 0U);
+    pss_close(store);
+    opened.clear();
+    return file_content(path);
+  }
+
+  void expect_refused(const std::string &content, const std::string &reason, const std::string &what) {
+    write_file(path, content);
+    EXPECT_EQ(open_error("running:a"), host::err_store_foreign) << what;
+    EXPECT_NE(host::store_last_error().find(reason), std::string::npos) << what << ": " << host::store_last_error();
+    EXPECT_EQ(host::store_last_error().find(path), 0U) << what;
+    EXPECT_NE(host::store_last_error().find("move it away"), std::string::npos) << what;
+    EXPECT_TRUE(file_content(path) == content) << what;
+  }
+};
+
+TEST_F(FileTest, files_are_private_whatever_the_umask) {
+  for (const mode_t mask : {mode_t{0}, mode_t{0777}}) {
+    const mode_t before = umask(mask);
+    const std::string inner = directory + "/" + std::to_string(mask) + "/state";
+    host::use_paths(host::resolve_paths(inner.c_str()));
+    pss_handle store = create("running:a");
+    EXPECT_EQ(put(store, "key", "value"), 0U);
+    EXPECT_EQ(pss_snapshot(store, 0, "startup:a"), 0U);
+    umask(before);
+    EXPECT_EQ(mode(inner), 0700U);
+    EXPECT_EQ(mode(inner + "/running-a.mdb"), 0600U);
+    EXPECT_EQ(mode(inner + "/running-a.mdb-lock"), 0600U);
+    EXPECT_EQ(mode(inner + "/startup-a.mdb"), 0600U);
+  }
+}
+
+TEST_F(FileTest, no_descriptor_of_a_store_survives_exec) {
+  const pss_handle store = create("running:a");
+  put(store, "key", "value");
+  FILE *listing = popen("ls -l /proc/self/fd", "r");
+  std::string text;
+  std::array<char, 256> line{};
+  while (fgets(line.data(), line.size(), listing) != nullptr)
+    text += line.data();
+  pclose(listing);
+  EXPECT_NE(text.find("pipe"), std::string::npos) << text;
+  EXPECT_EQ(text.find(directory), std::string::npos) << text;
+}
+
+TEST_F(FileTest, nothing_but_the_store_and_its_lock_file_is_left_beside_it) {
+  put(create("running:a"), "key", "value");
+  std::vector<std::string> names;
+  for (const auto &entry : std::filesystem::directory_iterator(directory))
+    names.push_back(entry.path().filename());
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::string>{"running-a.mdb", "running-a.mdb-lock"}));
+}
+
+TEST_F(FileTest, left_over_of_a_crashed_creation_is_in_nobodys_way) {
+  write_file(path + ".new", "half a store");
+  put(create("running:a"), "key", "value");
+  EXPECT_FALSE(std::filesystem::exists(path + ".new"));
+}
+
+TEST_F(FileTest, damaged_lock_file_does_not_matter) {
+  compact_store();
+  write_file(path + "-lock", "something else");
+  EXPECT_EQ(get(open("running:a"), "key100"), std::string(500, 'v'));
+}
+
+TEST_F(FileTest, file_cut_at_any_length_is_refused_and_left_alone) {
+  const std::string whole = compact_store();
+  for (std::size_t size = 0; size < whole.size(); size += size < 512 ? 37 : 512) {
+    expect_refused(whole.substr(0, size), size == 0 ? "empty" : "cut", "cut to " + std::to_string(size));
+  }
+  expect_refused(whole.substr(0, whole.size() - 1), "cut", "cut by one byte");
+  write_file(path, whole);
+  EXPECT_EQ(records(open("running:a")).size(), 61U);
+}
+
+TEST_F(FileTest, page_of_zeroes_or_of_another_place_is_refused) {
+  const std::string whole = compact_store();
+  constexpr std::size_t page_size = 4096;
+  for (std::size_t at = 0; at < whole.size(); at += page_size) {
+    const bool inside_long_value = whole[at + 10] == 'v' || whole.compare(at, 3, "vvv") == 0;
+    if (inside_long_value) continue;
+    std::string changed = whole;
+    std::fill_n(changed.begin() + static_cast<std::ptrdiff_t>(at), page_size, '\0');
+    expect_refused(changed, "is ", "zero page at " + std::to_string(at));
+    if (at < 2 * page_size) continue;
+    changed = whole.substr(0, at) + whole.substr(2 * page_size == at ? 3 * page_size : 2 * page_size, page_size) +
+              whole.substr(at + page_size);
+    expect_refused(changed, "damaged", "other page at " + std::to_string(at));
+  }
+}
+
+TEST_F(FileTest, foreign_files_are_refused_and_left_alone) {
+  expect_refused(std::string(100000, '\0'), "is no store", "zeroes");
+  expect_refused("#!/bin/sh\nexit 0\n", "is no store", "script");
+  std::string noise(50000, '\0');
+  std::mt19937 random(7);
+  for (char &c : noise)
+    c = static_cast<char>(random());
+  expect_refused(noise, "is no store", "noise");
+}
+
+TEST_F(FileTest, database_of_another_program_is_refused_and_left_alone) {
+  MDB_env *environment = nullptr;
+  MDB_txn *transaction = nullptr;
+  MDB_dbi table = 0;
+  ASSERT_EQ(mdb_env_create(&environment), 0);
+  ASSERT_EQ(mdb_env_open(environment, path.c_str(), MDB_NOSUBDIR, 0600), 0);
+  ASSERT_EQ(mdb_txn_begin(environment, nullptr, 0, &transaction), 0);
+  ASSERT_EQ(mdb_dbi_open(transaction, nullptr, 0, &table), 0);
+  MDB_val record{3, const_cast<char *>("abc")};
+  ASSERT_EQ(mdb_put(transaction, table, &record, &record, 0), 0);
+  ASSERT_EQ(mdb_txn_commit(transaction), 0);
+  mdb_env_close(environment);
+  expect_refused(file_content(path), "not made by this program", "another program's");
+}
+
+// The head of a file that a 32-bit program made: its page header is 12 bytes long, ours 16.
+TEST_F(FileTest, store_of_the_other_word_size_is_refused_by_name) {
+  std::string file(8192, '\0');
+  const uint32_t magic = 0xbeefc0de, version = 1;
+  constexpr std::size_t other_header = sizeof(void *) == 8 ? 12 : 16;
+  for (const std::size_t page : {std::size_t{0}, std::size_t{4096}}) {
+    memcpy(file.data() + page + other_header, &magic, sizeof magic);
+    memcpy(file.data() + page + other_header + 4, &version, sizeof version);
+  }
+  expect_refused(file, sizeof(void *) == 8 ? "32-bit words" : "64-bit words", "other word size");
+}
+
+TEST_F(FileTest, store_of_the_other_byte_order_is_refused_by_name) {
+  std::string file = compact_store();
+  std::reverse(file.begin() + 16, file.begin() + 20);
+  expect_refused(file, "other byte order", "other byte order");
+}
+
+TEST_F(FileTest, what_is_no_regular_file_is_refused) {
+  std::filesystem::create_directory(path);
+  EXPECT_EQ(open_error("running:a"), host::err_store_foreign);
+  std::filesystem::remove(path);
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(open_error("running:a"), host::err_store_foreign);
+  std::filesystem::remove(path);
+  write_file(directory + "/elsewhere", "content");
+  std::filesystem::create_symlink(directory + "/elsewhere", path);
+  EXPECT_EQ(open_error("running:a"), host::err_store_foreign);
+  EXPECT_EQ(file_content(directory + "/elsewhere"), "content");
+}
+
+TEST_F(FileTest, no_flipped_byte_brings_the_process_down) {
+  const std::string whole = compact_store();
+  std::mt19937 random(1);
+  int accepted = 0;
+  for (int round = 0; round < 400; ++round) {
+    std::string changed = whole;
+    for (auto flips = random() % 3 + 1; flips > 0; --flips) {
+      const std::size_t page = random() % (whole.size() / 4096) * 4096;
+      changed[page + random() % (random() % 2 == 0 ? 64 : 4096)] = static_cast<char>(random());
+    }
+    write_file(path, changed);
+    uint32_t error = 0;
+    const pss_handle store = pss_open("running:a", &error);
+    if (store == 0) continue;
+    ++accepted;
+    records(store);
+    host::store_begin(store);
+    for (int i = 0; i < 60; i += 3)
+      erase(store, "key" + std::to_string(100 + i));
+    put(store, "key1", std::string(3000, 'w'));
+    host::store_abort(store);
+    pss_close(store);
+  }
+  EXPECT_GT(accepted, 0);
+}
+
+TEST_F(FileTest, state_directory_is_made_with_its_parents) {
+  const std::string inner = directory + "/a/b/c";
+  host::use_paths(host::resolve_paths(inner.c_str()));
+  EXPECT_EQ(open_error("running:a"), host::err_store_absent);
+  EXPECT_FALSE(std::filesystem::exists(directory + "/a"));
+  create("running:a");
+  EXPECT_EQ(mode(directory + "/a"), 0700U);
+  EXPECT_EQ(mode(inner), 0700U);
+}
+
+struct BadDirectory {
+  const char *what;
+  void (*spoil)(const std::string &path);
+  const char *words;
+};
+
+TEST_F(FileTest, directory_that_others_can_change_is_refused) {
+  const BadDirectory cases[] = {
+      {"group", [](const std::string &state) { ASSERT_EQ(chmod(state.c_str(), 0770), 0); }, "chmod go-w"},
+      {"others", [](const std::string &state) { ASSERT_EQ(chmod(state.c_str(), 0702), 0); }, "chmod go-w"},
+      {"owner",
+       [](const std::string &state) {
+         ASSERT_EQ(chmod(state.c_str(), 0700), 0);
+         ASSERT_EQ(geteuid() == 0 ? chown(state.c_str(), 65534, 65534) : chmod(state.c_str(), 0702), 0);
+       },
+       geteuid() == 0 ? "belongs to user 65534" : "chmod go-w"},
+  };
+  for (const BadDirectory &each : cases) {
+    each.spoil(directory);
+    uint32_t error = 0;
+    EXPECT_EQ(pss_create("running:a", &error), 0U) << each.what;
+    EXPECT_EQ(error, host::err_not_permitted) << each.what;
+    EXPECT_NE(host::store_last_error().find(each.words), std::string::npos) << host::store_last_error();
+    EXPECT_EQ(host::store_last_error().find(directory), 0U) << host::store_last_error();
+    EXPECT_EQ(open_error("running:a"), host::err_not_permitted) << each.what;
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(directory));
+}
+
+TEST_F(FileTest, file_instead_of_the_directory_is_refused) {
+  write_file(directory + "/file", "content");
+  host::use_paths(host::resolve_paths((directory + "/file").c_str()));
+  uint32_t error = 0;
+  EXPECT_EQ(pss_create("running:a", &error), 0U);
+  EXPECT_EQ(error, host::err_not_permitted);
+  EXPECT_EQ(file_content(directory + "/file"), "content");
+}
+
+TEST_F(FileTest, unwritable_directory_is_told_to_an_ordinary_user) {
+  if (geteuid() != 0) {
+    ASSERT_EQ(chmod(directory.c_str(), 0500), 0);
+  } else {
+    ASSERT_EQ(chown(directory.c_str(), 65534, 65534), 0);
+    ASSERT_EQ(chmod(directory.c_str(), 0500), 0);
+  }
+  const int result = in_another_process([] {
+    if (geteuid() == 0 && setuid(65534) != 0) return 100;
+    uint32_t error = 0;
+    if (pss_create("running:a", &error) != 0) return 101;
+    return error == host::err_not_permitted && host::store_last_error().find("Permission denied") != std::string::npos
+               ? 0
+               : 102;
+  });
+  EXPECT_EQ(result, 0);
+  chmod(directory.c_str(), 0700);
+}
+
+}  // namespace
+}  // namespace store_test
