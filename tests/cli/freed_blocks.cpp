@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/cli/freed_blocks.h"
+
+namespace {
+int freed;
+}
+
+extern "C" {
+
+void __real_free(void *memory);
+
+void __wrap_free(void *memory) {
+  if (memory != nullptr) ++freed;
+  __real_free(memory);
+}
+}
+
+int cli_test::freed_blocks() {
+  return freed;
+}
