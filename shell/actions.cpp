@@ -26,7 +26,7 @@ int enter_config(Session &session, const Match &) {
 
 int enter_schedule(Session &session, const Match &match) {
   const std::string &name = match.arguments.front().value;
-  Context values(session.setup().identity, false, 0, session.setup().debug);
+  Context values(session.options().identity, false, 0, session.options().debug);
   values.add_text(name);
   const int status = sch_cli_create_delete_schedule(values.get());
   const bool exists = static_cast<uint32_t>(status) == SCH_STATUS_EXISTS;  // then it is to be changed
@@ -80,7 +80,7 @@ int begin_job(Session &session, const Match &match) {
   const std::string &name = match.arguments.front().value;
   const int status = session.change_job(name, false);
   // A person sees the refusal and types no body; a script's lines are those of the job and no commands.
-  if (status == 0 || !session.setup().interactive) session.take_body(name, status != 0);
+  if (status == 0 || !session.options().interactive) session.take_body(name, status != 0);
   return status;
 }
 
@@ -88,7 +88,7 @@ int define_job_in_one_line(Session &session, const Match &match) {
   const std::string &name = match.arguments.front().value;
   const int created = session.change_job(name, false);
   if (created != 0) return created;
-  Context values(session.setup().identity, false, 0, session.setup().debug);
+  Context values(session.options().identity, false, 0, session.options().debug);
   for (const Argument &argument : match.arguments)
     values.add_text(argument.value);
   const int status = sch_cli_semicolon_delimiter_define_job(values.get());
@@ -97,7 +97,7 @@ int define_job_in_one_line(Session &session, const Match &match) {
 }
 
 int ask_password(Session &session, const Match &match) {
-  const auto &ask = session.setup().ask_secret;
+  const auto &ask = session.options().ask_secret;
   std::optional<std::string> secret = ask ? ask("Password: ") : std::nullopt;
   if (!secret) {
     std::fprintf(stderr, "Error: the password is missing; it is asked for on a terminal only\n");

@@ -59,20 +59,16 @@ std::vector<Choice> choices(std::string_view line, const Scope &scope) {
 
 std::string completion(std::string_view line, const Scope &scope) {
   const std::vector<Choice> all = choices(line, scope);
-  std::string common;
-  size_t words = 0;
+  const bool only_words = std::all_of(all.begin(), all.end(), [](const Choice &choice) { return choice.is_word; });
+  if (all.empty() || !only_words) return {};
+  std::string common = all.front().text;
   for (const Choice &choice : all) {
-    if (!choice.is_word) continue;
-    if (words++ == 0) {
-      common = choice.text;
-    } else {
-      const auto [here, there] = std::mismatch(common.begin(), common.end(), choice.text.begin(), choice.text.end());
-      common.erase(here, common.end());
-    }
+    const auto [here, there] = std::mismatch(common.begin(), common.end(), choice.text.begin(), choice.text.end());
+    common.erase(here, common.end());
   }
   const std::vector<Token> tokens = split_words(line);
   const size_t typed = ends_in_blank(line) || tokens.empty() ? 0 : tokens.back().text.size();
-  if (words == 0 || common.size() < typed) return {};
+  if (common.size() < typed) return {};
   return common.substr(typed) + (all.size() == 1 ? " " : "");
 }
 

@@ -82,7 +82,7 @@ bool Context::add(const Parameter &parameter, const std::string &text) {
       std::fprintf(stderr, "Error: %s\n", error.c_str());
       return false;
     }
-    Value &value = append(parameter.id, SCH_PARAM_STRING, text);
+    Value &value = append(parameter.id, value_is_file, text);
     value.uri = uri;
     value.param.value = uri.get();
     return true;

@@ -26,6 +26,8 @@ inline constexpr uint32_t host_is_ipv4 = 0x40000002;
 inline constexpr uint32_t host_is_ipv6 = 0x40000004;
 inline constexpr uint32_t host_is_name = 8;
 
+inline constexpr uint32_t value_is_file = 0x40200001;  // a kind of its own: the value is a host::FileUri
+
 uint32_t host_kind(const std::string &host);
 
 class Context {

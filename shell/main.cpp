@@ -103,17 +103,17 @@ int run_file(shell::Session &session, const Arguments &arguments) {
 }
 
 int run(const Arguments &arguments) {
-  shell::Setup setup;
-  setup.identity = shell::identity_of_process();
-  setup.debug = arguments.debug;
-  if (isatty(STDIN_FILENO) != 0) setup.ask_secret = shell::ask_without_echo;
-  setup.input_is_stdin = arguments.commands.empty() && arguments.file == nullptr;
-  setup.interactive = setup.input_is_stdin && isatty(STDIN_FILENO) != 0;
-  setup.reports_failures = arguments.commands.empty() && !setup.interactive;
-  shell::Session session(setup);
+  shell::Options options;
+  options.identity = shell::identity_of_process();
+  options.debug = arguments.debug;
+  if (isatty(STDIN_FILENO) != 0) options.ask_secret = shell::ask_without_echo;
+  options.input_is_stdin = arguments.commands.empty() && arguments.file == nullptr;
+  options.interactive = options.input_is_stdin && isatty(STDIN_FILENO) != 0;
+  options.reports_failures = arguments.commands.empty() && !options.interactive;
+  shell::Session session(options);
   if (!arguments.commands.empty()) return run_commands(session, arguments);
   if (arguments.file != nullptr) return run_file(session, arguments);
-  if (setup.interactive) {
+  if (options.interactive) {
     shell::run_terminal(session);
   } else {
     shell::run_script(session, stdin, "standard input", arguments.stop_at_failure);

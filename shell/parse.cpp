@@ -2,7 +2,6 @@
 #include "shell/parse.h"
 
 #include <algorithm>
-#include <iterator>
 
 #include "shell/walk.h"
 
@@ -10,8 +9,7 @@ namespace shell {
 
 namespace {
 
-void add_expected(const Term &term, std::vector<std::string> *expected) {
-  const std::string text = shown(term);
+void add_expected(const std::string &text, std::vector<std::string> *expected) {
   if (std::find(expected->begin(), expected->end(), text) == expected->end()) expected->push_back(text);
 }
 
@@ -19,7 +17,7 @@ Problem problem_at(const Walk &walk, const Token &token, Problem::Cause cause) {
   Problem problem{cause, token.offset, token.text, {}};
   for (const Term &term : walk.next()) {
     const bool meant = term.word == nullptr || std::string_view(term.word->text).starts_with(token.text);
-    if (cause != Problem::Cause::ambiguous || meant) add_expected(term, &problem.expected);
+    if (cause != Problem::Cause::ambiguous || meant) add_expected(shown(term), &problem.expected);
   }
   if (problem.expected.empty()) problem.cause = Problem::Cause::too_long;
   return problem;
@@ -28,7 +26,7 @@ Problem problem_at(const Walk &walk, const Token &token, Problem::Cause cause) {
 Problem incomplete_at(const Walk &walk, size_t end) {
   Problem problem{Problem::Cause::incomplete, end, {}, {}};
   for (const Term &term : walk.next())
-    add_expected(term, &problem.expected);
+    add_expected(shown(term), &problem.expected);
   return problem;
 }
 
@@ -106,8 +104,8 @@ Parsed parse(std::string_view line, const Scope &scope) {
     if (!best || parsed.problem.offset > best->problem.offset) {
       best = std::move(parsed);
     } else if (parsed.problem.offset == best->problem.offset && parsed.problem.cause == best->problem.cause) {
-      std::move(parsed.problem.expected.begin(), parsed.problem.expected.end(),
-                std::back_inserter(best->problem.expected));
+      for (const std::string &text : parsed.problem.expected)
+        add_expected(text, &best->problem.expected);
     }
   }
   return best.value_or(Parsed{});

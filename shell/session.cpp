@@ -43,9 +43,9 @@ int password_status(int status) {
   return status == password_accepted ? 0 : status;
 }
 
-Session::Session(Setup setup) : setup_(std::move(setup)) {
+Session::Session(Options options) : options_(std::move(options)) {
   host::set_parse_tree_hook([this](uint32_t handle, const std::string &tree) {
-    if (handle != setup_.identity.handle || tree != "scheduler") return -1;
+    if (handle != options_.identity.handle || tree != "scheduler") return -1;
     scheduler_tree_ = false;
     return 0;
   });
@@ -61,7 +61,7 @@ Scope Session::scope() const {
   if (mode_ != Mode::exec) scope.modes.push_back(Mode::config);
   scope.modes.push_back(Mode::exec);
   // A saved configuration begins with its first command, so a script needs no `configure terminal`.
-  if (mode_ == Mode::exec && !setup_.interactive) scope.modes.push_back(Mode::config);
+  if (mode_ == Mode::exec && !options_.interactive) scope.modes.push_back(Mode::config);
   scope.scheduler_tree = scheduler_tree_;
   return scope;
 }
@@ -87,7 +87,7 @@ int Session::record(int status) {
 }
 
 int Session::outcome(int status, std::string_view origin) const {
-  if (status != 0 && setup_.reports_failures) {
+  if (status != 0 && options_.reports_failures) {
     complain(origin, "failed with status " + std::to_string(exit_status(status)));
   }
   return status;
@@ -125,7 +125,7 @@ int Session::refuse(const Problem &problem, std::string_view line, std::string_v
 int Session::run(const Match &match) {
   const Mode mode = match.command->mode;
   if (mode == Mode::config && mode_ != Mode::config) enter(Mode::config);
-  const bool paged = setup_.interactive && has_long_output(*match.command);
+  const bool paged = options_.interactive && has_long_output(*match.command);
   const std::optional<Pager> pager = paged ? Pager::start() : std::nullopt;
   return match.command->handler == nullptr ? match.command->action(*this, match) : run_handler(match);
 }
@@ -145,7 +145,7 @@ int Session::run_handler(const Match &match) {
 
 Context Session::context(const Command &command) const {
   const std::string *schedule = command.mode == Mode::schedule ? &schedule_ : nullptr;
-  return {setup_.identity, command.negates(), command.subcommand, setup_.debug, schedule};
+  return {options_.identity, command.negates(), command.subcommand, options_.debug, schedule};
 }
 
 void Session::enter(Mode mode, std::string schedule) {

@@ -13,7 +13,7 @@
 
 namespace shell {
 
-struct Setup {
+struct Options {
   Identity identity;
   bool interactive = false;  // a person at a terminal: no configuration command before `configure terminal`
   bool debug = false;
@@ -24,7 +24,7 @@ struct Setup {
 
 class Session {
  public:
-  explicit Session(Setup setup);
+  explicit Session(Options options);
   ~Session();
   Session(const Session &) = delete;
   Session &operator=(const Session &) = delete;
@@ -41,11 +41,11 @@ class Session {
   Scope scope() const;
 
   // For the actions.
-  const Setup &setup() const { return setup_; }
+  const Options &options() const { return options_; }
   Mode mode() const { return mode_; }
   void enter(Mode mode, std::string schedule = {});
   void leave() { over_ = true; }
-  void set_debug(bool on) { setup_.debug = on; }
+  void set_debug(bool on) { options_.debug = on; }
   Context context(const Command &command) const;  // a schedule's commands have its name as their first parameter
   int change_job(const std::string &name, bool remove);
   void take_body(std::string name, bool refused);
@@ -60,7 +60,7 @@ class Session {
   int outcome(int status, std::string_view origin) const;  // says which line's command failed, where that helps
   int record(int status);
 
-  Setup setup_;
+  Options options_;
   Mode mode_ = Mode::exec;
   std::string schedule_;
   bool scheduler_tree_ = true;  // false from disabling the feature until it is enabled again

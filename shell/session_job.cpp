@@ -8,7 +8,7 @@
 namespace shell {
 
 int Session::change_job(const std::string &name, bool remove) {
-  Context values(setup_.identity, remove, 0, setup_.debug);
+  Context values(options_.identity, remove, 0, options_.debug);
   values.add_text(name);
   return sch_cli_create_delete_job(values.get());
 }
@@ -33,8 +33,8 @@ int Session::define(const JobBody &body, std::string_view origin) {
   } else if (body.text().empty()) {
     return 0;
   } else {
-    status = sch_cli_define_job(setup_.identity.handle, body.text().data(), static_cast<uint32_t>(body.text().size()),
-                                body.name().c_str(), setup_.identity.user.c_str(), setup_.identity.peer.c_str());
+    status = sch_cli_define_job(options_.identity.handle, body.text().data(), static_cast<uint32_t>(body.text().size()),
+                                body.name().c_str(), options_.identity.user.c_str(), options_.identity.peer.c_str());
   }
   if (status != 0) change_job(body.name(), true);
   return status;

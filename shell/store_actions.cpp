@@ -65,7 +65,7 @@ int store_load(Session &session, const Match &match) {
   if (!may_open_stores()) return failure_status;
   const std::string &store = *match.value("store");
   const std::string *path = match.value("file");
-  if (path == nullptr && session.setup().input_is_stdin) {
+  if (path == nullptr && session.options().input_is_stdin) {
     std::fprintf(stderr, "Error: the commands come from standard input; name the file to load\n");
     return failure_status;
   }

@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: Apache-2.0
+// Each line reaches its handler with its context.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <span>
+
+#include "tests/shell/session_fixture.h"
+
+namespace shell {
+namespace {
+
+struct Case {
+  const char *line;
+  const char *call;
+};
+
+const Case exec_cases[] = {
+    {"show scheduler job", "show_jobs"},
+    {"show scheduler job name backup", "show_jobs \"backup\""},
+    {"show scheduler schedule", "show_schedules"},
+    {"show scheduler schedule name nightly", "show_schedules \"nightly\""},
+    {"show scheduler config", "show_config"},
+    {"show scheduler logfile", "show_logfile"},
+    {"show scheduler internal memory", "show_memstats"},
+    {"clear scheduler logfile", "logfile_clear"},
+    {"show scheduler internal history", "control 11"},
+    {"show running-config", "control 20"},
+    {"show startup-config", "control 21"},
+    {"copy running-config startup-config", "control 22"},
+    {"show logging level scheduler", "control 24"},
+    {"store dump running:scheduler_runtime", "store_dump running:scheduler_runtime"},
+};
+
+const Case config_cases[] = {
+    {"feature scheduler", "enable_scheduler"},
+    {"no scheduler job name backup", "create_delete_job no \"backup\""},
+    {"no scheduler schedule name nightly", "create_delete_schedule no \"nightly\""},
+    {"scheduler logfile size 32", "logfile_resize 32"},
+    {"no scheduler logfile size", "logfile_resize no"},
+    {"no scheduler logfile size 32", "logfile_resize no 32"},
+    {"scheduler logfile name flash:jobs.log", "logfile_rename <flash:jobs.log>"},
+    {"no scheduler logfile name", "logfile_rename no"},
+    {"scheduler transport email from a@example.net", "email_transport /109 \"a@example.net\""},
+    {"no scheduler transport email from", "email_transport no/109"},
+    {"scheduler transport email reply-to a@example.net", "email_transport /110 \"a@example.net\""},
+    {"no scheduler transport email reply-to", "email_transport no/110"},
+    {"scheduler transport email smtp-server 10.1.1.1", "email_transport /111 \"10.1.1.1\"@40000002"},
+    {"scheduler transport email smtp-server 2001:db8::1", "email_transport /111 \"2001:db8::1\"@40000004"},
+    {"scheduler transport email smtp-server mail.example.net", "email_transport /111 \"mail.example.net\"@8"},
+    {"scheduler transport email smtp-server m port 2525", "email_transport /111 \"m\"@8 2525"},
+    {"scheduler transport email smtp-server m vrf red", "email_transport /111 \"m\"@8 \"red\""},
+    {"scheduler transport email smtp-server m port 2525 vrf red", "email_transport /111 \"m\"@8 2525 \"red\""},
+    {"no scheduler transport email smtp-server", "email_transport no/111"},
+    {"scheduler aaa-authentication password secret", "aaa_auth_passwd 106=\"secret\""},
+    {"scheduler aaa-authentication password 0 secret", "aaa_auth_passwd 106=\"secret\""},
+    {"scheduler aaa-authentication password 7 c2VhbGVk", "aaa_auth_passwd 107=\"c2VhbGVk\""},
+    {"scheduler aaa-authentication username bob password 7 x", "aaa_auth_passwd 105=\"bob\" 107=\"x\""},
+    {"no scheduler aaa-authentication", "aaa_auth_passwd no"},
+    {"no scheduler aaa-authentication username bob password", "aaa_auth_passwd no 105=\"bob\""},
+    {"logging level scheduler 7", "control 23 7"},
+    {"no logging level scheduler", "control 23 5"},
+};
+
+const Case schedule_cases[] = {
+    {"time daily 23:30", "modify_schedule /3 \"nightly\" \"23:30\""},
+    {"time weekly Mon:02:10", "modify_schedule /4 \"nightly\" \"Mon:02:10\""},
+    {"time monthly 1:00:05", "modify_schedule /5 \"nightly\" \"1:00:05\""},
+    {"time start 2026:12:05:07:00", "modify_schedule /1 \"nightly\" \"2026:12:05:07:00\""},
+    {"time start +00:01 repeat 0:1:30", "modify_schedule /7 \"nightly\" \"+00:01\" \"0:1:30\""},
+    {"time repeat 0:1:30", "modify_schedule /7 \"nightly\" \"0:1:30\""},
+    {"no time", "modify_schedule no/1000 \"nightly\""},
+    {"job name backup", "modify_schedule /999 \"nightly\" \"backup\""},
+    {"no job name backup", "modify_schedule no/999 \"nightly\" \"backup\""},
+    {"email-addr a@example.net", "emailaddr \"nightly\" \"a@example.net\""},
+    {"no email-addr a@example.net", "emailaddr no \"nightly\" \"a@example.net\""},
+};
+
+class Commands : public SessionTest {};
+
+TEST_F(Commands, of_the_first_mode_reach_their_handlers) {
+  for (const Case &line : exec_cases) {
+    Session session(script_options());
+    EXPECT_EQ(calls_of(session, {line.line}), Calls{line.call}) << line.line;
+    EXPECT_EQ(session.status(), 0) << line.line;
+    EXPECT_EQ(session.mode(), Mode::exec) << line.line;
+  }
+}
+
+TEST_F(Commands, of_the_configuration_mode_reach_their_handlers) {
+  for (const Case &line : config_cases) {
+    Session session(script_options());
+    EXPECT_EQ(calls_of(session, {"configure terminal", line.line}), Calls{line.call}) << line.line;
+    EXPECT_EQ(session.status(), 0) << line.line << ": " << err;
+    EXPECT_EQ(session.mode(), Mode::config) << line.line;
+  }
+}
+
+TEST_F(Commands, of_a_schedule_reach_their_handlers_with_its_name_first) {
+  for (const Case &line : schedule_cases) {
+    Session session(script_options());
+    calls_of(session, {"configure terminal", "scheduler schedule name nightly"});
+    EXPECT_EQ(calls_of(session, {line.line}), Calls{line.call}) << line.line;
+    EXPECT_EQ(session.mode(), Mode::schedule) << line.line;
+  }
+}
+
+TEST_F(Commands, carry_the_operators_identity_and_the_debug_flag) {
+  Session session(script_options());
+  calls_of(session, {"show scheduler job"});
+  EXPECT_EQ(recorder::user_name, "operator");
+  EXPECT_EQ(recorder::peer_name, "schedsh");
+  EXPECT_EQ(recorder::shell_handle, 4711u);
+  EXPECT_EQ(recorder::debug, 0u);
+  calls_of(session, {"debug scheduler", "show scheduler job"});
+  EXPECT_EQ(recorder::debug, 1u);
+  calls_of(session, {"undebug", "show scheduler job"});
+  EXPECT_EQ(recorder::debug, 0u);
+  calls_of(session, {"debug scheduler", "no debug scheduler", "show scheduler job"});
+  EXPECT_EQ(recorder::debug, 0u);
+}
+
+TEST_F(Commands, carry_names_longer_than_their_field_cut) {
+  Options options = script_options();
+  options.identity.user = std::string(40, 'u');
+  Session session(options);
+  calls_of(session, {"show scheduler job"});
+  EXPECT_EQ(recorder::user_name, std::string(31, 'u'));
+}
+
+TEST_F(Commands, report_a_service_that_refuses_or_is_gone) {
+  recorder::control_status = 0x40be0001;
+  Session session(script_options());
+  calls_of(session, {"copy running-config startup-config"});
+  EXPECT_EQ(err, "Error: the scheduler service is not running; start schedd, or check the state directory\n");
+  EXPECT_EQ(session.status(), 255);
+}
+
+TEST_F(Commands, print_the_text_that_the_service_sends) {
+  const std::string text = "feature scheduler\n";
+  const auto bytes = std::as_bytes(std::span(text));
+  recorder::control_reply.assign(bytes.begin(), bytes.end());
+  Session session(script_options());
+  calls_of(session, {"show running-config"});
+  EXPECT_EQ(out, text);
+}
+
+TEST_F(Commands, show_the_logging_level_as_the_line_that_sets_it) {
+  recorder::control_reply = {std::byte{3}, std::byte{0}, std::byte{0}, std::byte{0}};
+  Session session(script_options());
+  calls_of(session, {"show logging level scheduler"});
+  EXPECT_EQ(out, "logging level scheduler 3\n");
+}
+
+TEST_F(Commands, refuse_a_file_outside_of_the_schemes) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler logfile name /etc/passwd"}), Calls{});
+  EXPECT_EQ(err.rfind("Error: ", 0), 0u) << err;
+  EXPECT_EQ(session.status(), 255);
+}
+
+TEST_F(Commands, with_a_password_left_out_ask_for_it) {
+  Options options = script_options();
+  options.ask_secret = [](const char *prompt) -> std::optional<std::string> {
+    return std::string(prompt) == "Password: " ? "typed" : "";
+  };
+  Session session(options);
+  EXPECT_EQ(calls_of(session, {"scheduler aaa-authentication username bob"}),
+            Calls{"aaa_auth_passwd 105=\"bob\" 106=\"typed\""});
+  EXPECT_EQ(calls_of(session, {"scheduler aaa-authentication password"}), Calls{"aaa_auth_passwd 106=\"typed\""});
+  EXPECT_EQ(session.status(), 0);
+}
+
+TEST_F(Commands, with_a_password_left_out_fail_where_nobody_can_be_asked) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler aaa-authentication"}), Calls{});
+  EXPECT_EQ(err, "Error: the password is missing; it is asked for on a terminal only\n");
+  EXPECT_EQ(session.status(), 255);
+}
+
+TEST_F(Commands, that_load_a_store_do_not_read_their_own_script) {
+  Options options = script_options();
+  options.input_is_stdin = true;
+  Session session(options);
+  EXPECT_EQ(calls_of(session, {"store load running:scheduler_runtime"}), Calls{});
+  EXPECT_EQ(err, "Error: the commands come from standard input; name the file to load\n");
+}
+
+TEST_F(Commands, dump_a_store_to_a_private_file_and_load_it_from_there) {
+  const std::string path = testing::TempDir() + "schedsh_dump." + std::to_string(getpid());
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"store dump running:x " + path}), Calls{"store_dump running:x"});
+  EXPECT_EQ(out, "");
+  struct stat status {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600u);
+  EXPECT_EQ(calls_of(session, {"store load running:y " + path}), Calls{"store_load running:y dumped\n"});
+  EXPECT_EQ(session.status(), 0);
+  unlink(path.c_str());
+}
+
+TEST_F(Commands, say_which_file_cannot_be_opened) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"store load running:x /nowhere/dump"}), Calls{});
+  EXPECT_EQ(err, "Error: /nowhere/dump: cannot be read: No such file or directory\n");
+  EXPECT_EQ(calls_of(session, {"store dump running:x /nowhere/dump"}), Calls{});
+  EXPECT_EQ(err, "Error: /nowhere/dump: cannot be written: No such file or directory\n");
+}
+
+}  // namespace
+}  // namespace shell

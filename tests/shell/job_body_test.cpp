@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/job_body.h"
+
+#include "tests/shell/session_fixture.h"
+
+namespace shell {
+namespace {
+
+class JobLines : public SessionTest {};
+
+TEST_F(JobLines, are_sent_as_they_stand_each_with_its_line_end) {
+  Session session(script_options());
+  EXPECT_EQ(
+      calls_of(session, {"configure terminal", "scheduler job name backup", "  show clock", "# no comment", "",
+                         "copy  a\tb ", "end-job"}),
+      (Calls{"create_delete_job \"backup\"", "define_job \"backup\" \"  show clock\n# no comment\n\ncopy  a\tb \n\""}));
+  EXPECT_EQ(session.mode(), Mode::config);
+  EXPECT_EQ(session.status(), 0);
+  EXPECT_EQ(recorder::user_name, "operator");
+  EXPECT_EQ(recorder::peer_name, "schedsh");
+  EXPECT_EQ(recorder::shell_handle, 4711u);
+}
+
+TEST_F(JobLines, are_never_taken_for_commands) {
+  Session session(script_options());
+  EXPECT_EQ(
+      calls_of(session, {"scheduler job name x", "no scheduler job name y", "exit", "show scheduler job ?", "end-job"}),
+      (Calls{"create_delete_job \"x\"", "define_job \"x\" \"no scheduler job name y\nexit\nshow scheduler job ?\n\""}));
+}
+
+struct CloseCase {
+  const char *line;
+  bool closes;
+  Mode mode;
+};
+
+const CloseCase close_cases[] = {
+    {"end-job", true, Mode::config}, {"  end-job\t", true, Mode::config}, {"end-job\r", true, Mode::config},
+    {"end", true, Mode::exec},       {" end", false, Mode::config},       {"end ", false, Mode::config},
+    {"ending", false, Mode::config}, {"end-jobs", false, Mode::config},   {"END-JOB", false, Mode::config},
+};
+
+TEST_F(JobLines, end_with_end_job_or_with_exactly_end) {
+  for (const CloseCase &close : close_cases) {
+    Session session(script_options());
+    calls_of(session, {"configure terminal", "scheduler job name x", "one", close.line});
+    EXPECT_EQ(session.takes_body(), !close.closes) << close.line;
+    EXPECT_EQ(session.mode(), close.mode) << close.line;
+  }
+}
+
+TEST_F(JobLines, may_be_none) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler job name x", "end-job"}), Calls{"create_delete_job \"x\""});
+  EXPECT_EQ(session.status(), 0);
+}
+
+TEST_F(JobLines, of_a_job_that_a_script_could_not_create_are_read_past) {
+  recorder::statuses["create_delete_job"] = 255;
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"configure terminal", "scheduler job name x", "no scheduler job name y", "end-job",
+                               "scheduler logfile size 32"}),
+            (Calls{"create_delete_job \"x\"", "logfile_resize 32"}));
+  EXPECT_EQ(session.status(), 255);
+}
+
+TEST_F(JobLines, are_not_awaited_from_a_person_whose_job_could_not_be_created) {
+  recorder::statuses["create_delete_job"] = 255;
+  Options options = script_options();
+  options.interactive = true;
+  Session session(options);
+  calls_of(session, {"configure terminal", "scheduler job name x"});
+  EXPECT_FALSE(session.takes_body());
+  EXPECT_EQ(session.prompt(), "schedsh(config)> ");
+}
+
+TEST_F(JobLines, that_the_service_refuses_take_the_new_job_with_them) {
+  recorder::statuses["define_job"] = 0x40bd0025;
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler job name x", "one", "end-job"}),
+            (Calls{"create_delete_job \"x\"", "define_job \"x\" \"one\n\"", "create_delete_job no \"x\""}));
+  EXPECT_EQ(session.status(), 255);
+}
+
+TEST_F(JobLines, without_an_end_take_the_new_job_with_them) {
+  Session session(script_options());
+  calls_of(session, {"scheduler job name x", "one"});
+  testing::internal::CaptureStderr();
+  session.finish("jobs.cfg:2");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "jobs.cfg:2: Error: the input ends before the 'end-job' of job x; it is not defined\n");
+  EXPECT_EQ(recorder::calls, (Calls{"create_delete_job \"x\"", "create_delete_job no \"x\""}));
+  EXPECT_EQ(session.status(), 255);
+}
+
+TEST_F(JobLines, given_up_by_an_interrupt_take_the_new_job_with_them) {
+  Session session(script_options());
+  calls_of(session, {"configure terminal", "scheduler job name x", "one"});
+  session.interrupt();
+  EXPECT_EQ(recorder::calls, (Calls{"create_delete_job \"x\"", "create_delete_job no \"x\""}));
+  EXPECT_FALSE(session.takes_body());
+  session.interrupt();
+  EXPECT_EQ(recorder::calls.size(), 2u);
+}
+
+TEST_F(JobLines, are_bounded_in_their_sum) {
+  for (const size_t over : {0u, 1u}) {
+    Session session(script_options());
+    const std::string line(job_text_limit / 2 - 1, 'x');
+    const Calls calls = calls_of(session, {"scheduler job name x", line, line + std::string(over, 'x'), "end-job"});
+    EXPECT_EQ(session.status(), over == 0 ? 0 : 255);
+    EXPECT_EQ(calls.back(),
+              over == 0 ? "define_job \"x\" \"" + line + "\n" + line + "\n\"" : "create_delete_job no \"x\"");
+    EXPECT_EQ(err, over == 0 ? "" : "Error: the job's text is longer than 65536 bytes\n");
+  }
+}
+
+TEST_F(JobLines, with_a_nul_byte_are_refused) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler job name x", std::string("a\0b", 3), "more", "end-job"}),
+            (Calls{"create_delete_job \"x\"", "create_delete_job no \"x\""}));
+  EXPECT_EQ(err, "Error: the job's text has a NUL byte\n");
+}
+
+TEST_F(JobLines, show_the_job_in_the_prompt) {
+  Session session(script_options());
+  calls_of(session, {"scheduler job name x"});
+  EXPECT_EQ(session.prompt(), "schedsh(job x)> ");
+}
+
+class JobInOneLine : public SessionTest {};
+
+TEST_F(JobInOneLine, is_created_and_defined) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler job name x commands ip link;df -h"}),
+            (Calls{"create_delete_job \"x\"", "semicolon_define \"x\" \"ip link;df -h\""}));
+  EXPECT_FALSE(session.takes_body());
+}
+
+TEST_F(JobInOneLine, is_not_defined_when_it_could_not_be_created) {
+  recorder::statuses["create_delete_job"] = 255;
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler job name x commands a"}), Calls{"create_delete_job \"x\""});
+  EXPECT_EQ(session.status(), 255);
+}
+
+TEST_F(JobInOneLine, is_taken_back_when_its_text_is_refused) {
+  recorder::statuses["semicolon_define"] = 2;
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler job name x commands a"}),
+            (Calls{"create_delete_job \"x\"", "semicolon_define \"x\" \"a\"", "create_delete_job no \"x\""}));
+  EXPECT_EQ(session.status(), 2);
+}
+
+}  // namespace
+}  // namespace shell

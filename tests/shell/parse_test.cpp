@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/parse.h"
+
+#include <gtest/gtest.h>
+
+namespace shell {
+namespace {
+
+const Scope first{{Mode::exec}, true};
+const Scope in_config{{Mode::config, Mode::exec}, true};
+const Scope in_schedule{{Mode::schedule, Mode::config, Mode::exec}, true};
+
+std::string syntax_of(const char *line, const Scope &scope) {
+  const Parsed parsed = parse(line, scope);
+  return parsed.match ? parsed.match->command->syntax : describe(parsed.problem);
+}
+
+struct Case {
+  const char *line;
+  const Scope &scope;
+  const char *meaning;  // a command's syntax, or the message
+};
+
+const Case cases[] = {
+    // Abbreviations: of one word alone, and a word written out before the abbreviation of another.
+    {"conf t", first, "configure terminal"},
+    {"config terminal", first, "configure terminal"},
+    {"configure terminal", first, "configure terminal"},
+    {"sh sch sch", first, "show scheduler schedule [name <schedule>]"},
+    {"sh sch j n backup", first, "show scheduler job [name <job>]"},
+    {"show run", first, "show running-config"},
+    {"copy run start", first, "copy running-config startup-config"},
+    {"en", first, "end"},
+    {"ex", first, "exit"},
+    {"und", first, "undebug [scheduler]"},
+    {"sch lo si 32", in_config, "scheduler logfile size <kilobytes>"},
+    {"no sch sch n nightly", in_config, "no scheduler schedule name <schedule>"},
+    {"ti mo 1:02:10", in_schedule, "time monthly <monthly>"},
+    {"email a@example.net", in_schedule, "email-addr <address>"},
+
+    // A mode's own words come first, then those around it.
+    {"no job name x", in_schedule, "no job name <job>"},
+    {"no scheduler job name x", in_schedule, "no scheduler job name <job>"},
+    {"no debug scheduler", in_schedule, "no debug scheduler"},
+    {"show scheduler job", in_schedule, "show scheduler job [name <job>]"},
+    {"no feature scheduler", in_config, "no feature scheduler"},
+
+    // Errors: where, and what was expected.
+    {"e", first, "\"e\" at column 1 may mean: end, exit"},
+    {"  co", first, "\"co\" at column 3 may mean: configure, copy"},
+    {"show x", first,
+     "\"x\" at column 6 is not known here; expected: scheduler, running-config, startup-config, logging"},
+    {"show scheduler", first,
+     "the command is incomplete at column 15; expected: job, schedule, config, logfile, internal"},
+    {"show scheduler job name", first, "the command is incomplete at column 24; expected: <job>"},
+    {"show scheduler job name a b", first, "\"b\" at column 27 is too much: the command ends before it"},
+    {"end now", first, "\"now\" at column 5 is too much: the command ends before it"},
+    {"scheduler logfile size big", in_config, "\"big\" at column 24 is out of range; expected: <kilobytes 1..2097151>"},
+    {"no", in_schedule,
+     "the command is incomplete at column 3; expected: time, job, email-addr, feature, scheduler, "
+     "logging, debug"},
+    {"time weakly 1:2:3", in_schedule,
+     "\"weakly\" at column 6 is not known here; expected: daily, weekly, monthly, start, repeat"},
+    {"SHOW scheduler job", first,
+     "\"SHOW\" at column 1 is not known here; expected: configure, show, copy, clear, debug, undebug, no, store, end, "
+     "exit, help"},
+};
+
+TEST(parse, finds_the_command_or_says_where_it_stops) {
+  for (const Case &line : cases)
+    EXPECT_EQ(syntax_of(line.line, line.scope), line.meaning) << line.line;
+}
+
+TEST(parse, takes_a_lone_0_or_7_as_the_password_itself) {
+  for (const char *digit : {"0", "7"}) {
+    const Parsed parsed = parse(std::string("scheduler aaa-authentication password ") + digit, in_config);
+    ASSERT_TRUE(parsed.match);
+    EXPECT_STREQ(parsed.match->command->syntax, "scheduler aaa-authentication [username <user>] password <password>");
+    EXPECT_EQ(*parsed.match->value("password"), digit);
+  }
+}
+
+TEST(parse, takes_the_rest_of_the_line_with_its_blanks_as_a_jobs_commands) {
+  const Parsed parsed = parse("scheduler job name x commands ip  link;df -h ", in_config);
+  ASSERT_TRUE(parsed.match);
+  EXPECT_EQ(*parsed.match->value("job"), "x");
+  EXPECT_EQ(*parsed.match->value("commands"), "ip  link;df -h ");
+  EXPECT_EQ(parsed.match->value("user"), nullptr);
+}
+
+TEST(parse, takes_quotes_off_a_value) {
+  const Parsed parsed = parse("scheduler aaa-authentication password \"two words\"", in_config);
+  ASSERT_TRUE(parsed.match);
+  EXPECT_EQ(*parsed.match->value("password"), "two words");
+}
+
+TEST(parse, knows_the_feature_command_alone_when_the_schedulers_tree_is_gone) {
+  const Scope without{{Mode::config, Mode::exec}, false};
+  EXPECT_EQ(syntax_of("feature scheduler", without), "feature scheduler");
+  EXPECT_EQ(syntax_of("logging level scheduler 3", without), "logging level scheduler <level>");
+  EXPECT_EQ(syntax_of("show running-config", without), "show running-config");
+  for (const char *line : {"scheduler job name x", "show scheduler job", "clear scheduler logfile",
+                           "no scheduler job name x", "no scheduler logfile size"}) {
+    EXPECT_FALSE(parse(line, without).match) << line;
+  }
+}
+
+TEST(parse, bounds_nothing_but_the_grammar_on_long_and_strange_lines) {
+  const std::string many(5000, 'a');
+  EXPECT_FALSE(parse(many, in_schedule).match);
+  EXPECT_FALSE(parse("\"\" \"\"", in_schedule).match);
+  std::string blanks;
+  for (int i = 0; i < 1000; i++)
+    blanks += "show ";
+  EXPECT_EQ(parse(blanks, in_schedule).problem.offset, 5u);
+}
+
+}  // namespace
+}  // namespace shell

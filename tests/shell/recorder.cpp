@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/shell/recorder.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "host/store.h"
+#include "host/uri.h"
+#include "platform/feature.h"
+#include "schedcli.h"
+#include "shell/context.h"
+
+namespace recorder {
+
+std::vector<std::string> calls;
+std::map<std::string, int> statuses;
+std::string user_name, peer_name;
+unsigned shell_handle, debug;
+host::Bytes control_reply;
+uint32_t control_status;
+
+void reset() {
+  calls.clear();
+  statuses.clear();
+  control_reply.clear();
+  control_status = 0;
+}
+
+namespace {
+
+int status_of(const std::string &name) {
+  const auto found = statuses.find(name);
+  return found == statuses.end() ? 0 : found->second;
+}
+
+std::string quoted(const void *text) {
+  return "\"" + std::string(static_cast<const char *>(text)) + "\"";
+}
+
+std::string shown(const sch_cli_param &param) {
+  std::string text = param.id != 0 ? std::to_string(param.id) + "=" : "";
+  switch (param.kind) {
+    case SCH_PARAM_STRING:
+      text += quoted(param.value);
+      break;
+    case SCH_PARAM_INTEGER:
+      text += std::to_string(*static_cast<const uint32_t *>(param.value));
+      break;
+    case shell::value_is_file:
+      text += "<" + host::file_uri_text(*static_cast<const host::FileUri *>(param.value)) + ">";
+      break;
+    default:
+      text += "?";
+  }
+  if (param.sub_kind == 0) return text;
+  char kind[16];
+  std::snprintf(kind, sizeof kind, "@%x", param.sub_kind);
+  return text + kind;
+}
+
+int record(const char *name, const sch_cli_cmd_ctx *ctx) {
+  std::string call = name;
+  if (ctx->negate != 0 || ctx->subcommand != 0) call += ctx->negate != 0 ? " no" : " ";
+  if (ctx->subcommand != 0) call += "/" + std::to_string(ctx->subcommand);
+  for (unsigned i = 0; i < ctx->param_count; i++)
+    call += " " + shown(*ctx->params[i]);
+  calls.push_back(call);
+  user_name = ctx->user_name;
+  peer_name = ctx->peer_name;
+  shell_handle = ctx->shell_handle;
+  debug = ctx->debug;
+  return status_of(name);
+}
+
+}  // namespace
+}  // namespace recorder
+
+using recorder::record;
+
+extern "C" {
+
+int sch_cli_create_delete_job(const sch_cli_cmd_ctx *ctx) {
+  return record("create_delete_job", ctx);
+}
+int sch_cli_semicolon_delimiter_define_job(const sch_cli_cmd_ctx *ctx) {
+  return record("semicolon_define", ctx);
+}
+int sch_cli_create_delete_schedule(const sch_cli_cmd_ctx *ctx) {
+  return record("create_delete_schedule", ctx);
+}
+int sch_cli_modify_schedule(const sch_cli_cmd_ctx *ctx) {
+  return record("modify_schedule", ctx);
+}
+int sch_cli_modify_schedule_emailaddr(const sch_cli_cmd_ctx *ctx) {
+  return record("emailaddr", ctx);
+}
+int sch_cli_logfile_resize(const sch_cli_cmd_ctx *ctx) {
+  return record("logfile_resize", ctx);
+}
+int sch_cli_logfile_rename(const sch_cli_cmd_ctx *ctx) {
+  return record("logfile_rename", ctx);
+}
+int sch_cli_logfile_clear(const sch_cli_cmd_ctx *ctx) {
+  return record("logfile_clear", ctx);
+}
+int sch_cli_config_email_transport(const sch_cli_cmd_ctx *ctx) {
+  return record("email_transport", ctx);
+}
+int sch_cli_show_jobs(const sch_cli_cmd_ctx *ctx) {
+  return record("show_jobs", ctx);
+}
+int sch_cli_show_schedules(const sch_cli_cmd_ctx *ctx) {
+  return record("show_schedules", ctx);
+}
+int sch_cli_show_config(const sch_cli_cmd_ctx *ctx) {
+  return record("show_config", ctx);
+}
+int sch_cli_show_logfile(const sch_cli_cmd_ctx *ctx) {
+  return record("show_logfile", ctx);
+}
+int sch_cli_show_memstats(const sch_cli_cmd_ctx *ctx) {
+  return record("show_memstats", ctx);
+}
+
+int sch_cli_aaa_auth_passwd(const sch_cli_cmd_ctx *ctx) {
+  const int status = record("aaa_auth_passwd", ctx);
+  return status == 0 ? 8 : status;  // this handler's success
+}
+
+int sch_enable_scheduler(const sch_cli_cmd_ctx *ctx) {
+  const int status = record("enable_scheduler", ctx);
+  if (status == 0 && ctx->negate != 0) vsh_deregister_parse_tree(ctx->shell_handle, "scheduler");
+  return status;
+}
+
+int sch_cli_define_job(uint32_t handle, const char *text, uint32_t length, const char *job, const char *user,
+                       const char *peer) {
+  recorder::calls.push_back(std::string("define_job \"") + job + "\" \"" + std::string(text, length) + "\"");
+  recorder::shell_handle = handle;
+  recorder::user_name = user;
+  recorder::peer_name = peer;
+  return recorder::status_of("define_job");
+}
+
+}  // extern "C"
+
+namespace host {
+
+uint32_t control_request(Control operation, std::span<const std::byte> payload, Bytes *reply) {
+  std::string call = "control " + std::to_string(static_cast<unsigned>(operation));
+  int32_t number = 0;
+  if (payload.size() == sizeof number) {
+    std::memcpy(&number, payload.data(), sizeof number);
+    call += " " + std::to_string(number);
+  }
+  recorder::calls.push_back(call);
+  if (reply != nullptr) *reply = recorder::control_reply;
+  return recorder::control_status;
+}
+
+uint32_t store_dump(const char *uri, FILE *out) {
+  recorder::calls.push_back(std::string("store_dump ") + uri);
+  std::fputs("dumped\n", out);
+  return static_cast<uint32_t>(recorder::status_of("store_dump"));
+}
+
+uint32_t store_load(const char *uri, FILE *in) {
+  char line[64] = "";
+  const char *read = std::fgets(line, sizeof line, in);
+  recorder::calls.push_back(std::string("store_load ") + uri + " " + (read == nullptr ? "nothing" : read));
+  return static_cast<uint32_t>(recorder::status_of("store_load"));
+}
+
+}  // namespace host

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+// The library's handlers, recorded: this executable's definitions come before the library's.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "host/transport.h"
+
+namespace recorder {
+
+// One line a call: handler, "no" for the negated form, "/" and the sub-command where there is one, then the parameters:
+// texts in quotes, numbers plain, files in angle brackets, "id=" before it where the parameter has one, "@" and the
+// sub-kind in hexadecimal behind a host. E.g. `modify_schedule no/999 "nightly" "backup"`.
+extern std::vector<std::string> calls;
+
+extern std::map<std::string, int> statuses;  // of the handlers by name; 0 where there is none
+
+// The last call's context.
+extern std::string user_name, peer_name;
+extern unsigned shell_handle, debug;
+
+extern host::Bytes control_reply;
+extern uint32_t control_status;
+
+void reset();
+
+}  // namespace recorder

@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/shell/session_fixture.h"
+
+namespace shell {
+namespace {
+
+class Modes : public SessionTest {};
+
+Options terminal_options() {
+  Options options = script_options();
+  options.interactive = true;
+  return options;
+}
+
+TEST_F(Modes, are_entered_and_left_one_after_the_other) {
+  Session session(terminal_options());
+  EXPECT_EQ(session.prompt(), "schedsh> ");
+  calls_of(session, {"configure terminal"});
+  EXPECT_EQ(session.prompt(), "schedsh(config)> ");
+  calls_of(session, {"scheduler schedule name nightly"});
+  EXPECT_EQ(session.prompt(), "schedsh(schedule nightly)> ");
+  calls_of(session, {"exit"});
+  EXPECT_EQ(session.prompt(), "schedsh(config)> ");
+  calls_of(session, {"exit"});
+  EXPECT_EQ(session.prompt(), "schedsh> ");
+  EXPECT_FALSE(session.over());
+  calls_of(session, {"exit"});
+  EXPECT_TRUE(session.over());
+}
+
+TEST_F(Modes, are_all_left_by_end_which_does_nothing_in_the_first) {
+  Session session(terminal_options());
+  calls_of(session, {"configure terminal", "scheduler schedule name nightly", "end"});
+  EXPECT_EQ(session.mode(), Mode::exec);
+  calls_of(session, {"end"});
+  EXPECT_FALSE(session.over());
+  EXPECT_EQ(session.status(), 0);
+}
+
+TEST_F(Modes, of_a_schedule_end_with_a_command_of_the_configuration) {
+  Session session(terminal_options());
+  calls_of(session, {"configure terminal", "scheduler schedule name nightly"});
+  EXPECT_EQ(calls_of(session, {"scheduler logfile size 32"}), Calls{"logfile_resize 32"});
+  EXPECT_EQ(session.mode(), Mode::config);
+}
+
+TEST_F(Modes, stay_for_a_command_of_the_first_mode) {
+  Session session(terminal_options());
+  calls_of(session, {"configure terminal", "scheduler schedule name nightly", "show scheduler job"});
+  EXPECT_EQ(session.mode(), Mode::schedule);
+}
+
+TEST_F(Modes, tell_a_person_of_configure_terminal_and_enter_by_themselves_in_a_script) {
+  Session terminal(terminal_options());
+  EXPECT_EQ(calls_of(terminal, {"feature scheduler"}), Calls{});
+  EXPECT_NE(err.find("it is a configuration command: enter 'configure terminal' first\n"), std::string::npos) << err;
+  EXPECT_EQ(terminal.status(), 2);
+  Session script(script_options());
+  EXPECT_EQ(calls_of(script, {"feature scheduler"}), Calls{"enable_scheduler"});
+  EXPECT_EQ(script.mode(), Mode::config);
+}
+
+TEST_F(Modes, tell_where_a_schedules_command_belongs) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"configure terminal", "time daily 1:00"}), Calls{});
+  EXPECT_NE(err.find("it belongs to a schedule: enter 'scheduler schedule name NAME' first\n"), std::string::npos);
+  EXPECT_EQ(session.status(), 2);
+}
+
+TEST_F(Modes, of_a_schedule_that_exists_are_entered_without_a_failure) {
+  recorder::statuses["create_delete_schedule"] = 0x40bd0002;
+  Session session(script_options());
+  calls_of(session, {"scheduler schedule name nightly"});
+  EXPECT_EQ(session.mode(), Mode::schedule);
+  EXPECT_EQ(session.status(), 0);
+}
+
+TEST_F(Modes, of_a_schedule_that_was_refused_are_not_entered) {
+  recorder::statuses["create_delete_schedule"] = 255;
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler schedule name nightly", "time daily 1:00"}),
+            Calls{"create_delete_schedule \"nightly\""});
+  EXPECT_EQ(session.mode(), Mode::config);
+  EXPECT_NE(session.status(), 0);
+}
+
+class Status : public SessionTest {};
+
+struct StatusCase {
+  int handler;
+  int shell;
+};
+
+// What fits in eight bits stays; the rest is a failure.
+const StatusCase status_cases[] = {{0, 0}, {1, 1}, {2, 2}, {255, 255}, {256, 255}, {-1, 255}, {0x40bd0020, 255}};
+
+TEST_F(Status, of_a_handler_becomes_the_shells) {
+  for (const StatusCase &status : status_cases) {
+    recorder::statuses["show_jobs"] = status.handler;
+    Session session(script_options());
+    calls_of(session, {"show scheduler job"});
+    EXPECT_EQ(session.status(), status.shell) << status.handler;
+  }
+}
+
+TEST_F(Status, of_the_last_failure_outlives_a_later_success) {
+  recorder::statuses["show_jobs"] = 1;
+  recorder::statuses["show_schedules"] = 2;
+  Session session(script_options());
+  calls_of(session, {"show scheduler schedule", "show scheduler job", "show scheduler config"});
+  EXPECT_EQ(session.status(), 1);
+}
+
+TEST_F(Status, of_the_password_handler_is_turned_into_the_others) {
+  Session session(script_options());
+  calls_of(session, {"scheduler aaa-authentication password x"});
+  EXPECT_EQ(session.status(), 0);
+  recorder::statuses["aaa_auth_passwd"] = 9;
+  calls_of(session, {"scheduler aaa-authentication password x"});
+  EXPECT_EQ(session.status(), 9);
+}
+
+TEST_F(Status, of_a_failed_command_is_told_with_its_line_where_that_is_wanted) {
+  recorder::statuses["show_jobs"] = 1;
+  Options options = script_options();
+  options.reports_failures = true;
+  Session session(options);
+  testing::internal::CaptureStderr();
+  session.feed("show scheduler job", "nightly.cfg:7");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "nightly.cfg:7: failed with status 1\n");
+}
+
+class Lines : public SessionTest {};
+
+TEST_F(Lines, that_are_blank_or_comments_do_nothing) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"", "   ", "! comment", "  # comment", "\r"}), Calls{});
+  EXPECT_EQ(out + err, "");
+  EXPECT_EQ(session.status(), 0);
+}
+
+TEST_F(Lines, may_end_in_a_carriage_return) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"show scheduler job\r"}), Calls{"show_jobs"});
+}
+
+TEST_F(Lines, with_control_characters_are_refused_with_their_place) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"show scheduler \x1b[2J job"}), Calls{});
+  EXPECT_EQ(err, "a control character at column 16\n");
+  EXPECT_EQ(calls_of(session, {std::string("show\0 scheduler job", 19)}), Calls{});
+  EXPECT_EQ(err, "a control character at column 5\n");
+  EXPECT_EQ(session.status(), 2);
+}
+
+TEST_F(Lines, longer_than_a_command_can_be_are_refused) {
+  Session session(script_options());
+  const std::string at_limit = "show scheduler job name " + std::string(8192 - 24, 'x');
+  EXPECT_EQ(calls_of(session, {at_limit}).size(), 1u);
+  EXPECT_EQ(calls_of(session, {at_limit + "x"}), Calls{});
+  EXPECT_EQ(err, "the line is too long at column 8193\n");
+}
+
+TEST_F(Lines, that_end_in_a_question_mark_show_what_may_follow_and_change_nothing) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"configure terminal", "no scheduler logfile ?"}), Calls{});
+  EXPECT_EQ(out,
+            "  size                       The job log's size\n"
+            "  name                       By name\n");
+  EXPECT_EQ(session.status(), 0);
+}
+
+TEST_F(Lines, with_help_list_the_commands_of_the_mode) {
+  Session session(terminal_options());
+  calls_of(session, {"help"});
+  EXPECT_EQ(out.rfind("configure terminal\n    Enter the configuration mode\n", 0), 0u) << out;
+  EXPECT_EQ(out.find("time daily"), std::string::npos);
+  calls_of(session, {"configure terminal", "scheduler schedule name n", "help"});
+  EXPECT_EQ(out.rfind("time daily <daily>\n    Run every day\n", 0), 0u) << out;
+}
+
+class Feature : public SessionTest {};
+
+TEST_F(Feature, disabled_takes_the_schedulers_commands_away_until_it_is_enabled) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"no feature scheduler", "show scheduler job", "scheduler logfile size 32"}),
+            Calls{"enable_scheduler no"});
+  EXPECT_NE(err.find("the scheduler is disabled here: 'feature scheduler' brings its commands back\n"),
+            std::string::npos)
+      << err;
+  EXPECT_EQ(calls_of(session, {"feature scheduler", "show scheduler job"}), (Calls{"enable_scheduler", "show_jobs"}));
+}
+
+TEST_F(Feature, that_could_not_be_disabled_keeps_its_commands) {
+  recorder::statuses["enable_scheduler"] = 1;
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"no feature scheduler", "show scheduler job"}),
+            (Calls{"enable_scheduler no", "show_jobs"}));
+}
+
+}  // namespace
+}  // namespace shell
