@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "schedcli.h"
+
+namespace service {
+
+// One request as one durable change: what is saved in pss_running while it lives reaches the disk as a whole with
+// commit(), and memory goes back to what it was when it does not.
+class Change {
+ public:
+  Change();
+  ~Change();  // without a commit: undoes memory, newest step first, and forgets the batch
+  Change(const Change &) = delete;
+  Change &operator=(const Change &) = delete;
+
+  void undo(std::function<void()> step) { undo_.push_back(std::move(step)); }
+  void afterwards(std::function<void()> step) { afterwards_.push_back(std::move(step)); }  // once it is on disk
+
+  void require(int saved) { failed_ = failed_ || saved != 0; }  // result of a save function of the library
+  void save(sch_schedule_entry &entry);
+  void save(sch_job_entry &slot);
+  void modify(sch_schedule_entry &entry);  // keeps the record as it is now for undoing
+
+  uint32_t commit();  // 0, or host::err_not_stored: nothing has changed
+
+ private:
+  void fail(const char *purpose, uint32_t error);
+
+  bool open_ = false, failed_ = false;
+  std::vector<std::function<void()>> undo_, afterwards_;
+};
+
+}  // namespace service

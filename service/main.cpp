@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <glib.h>
+#include <signal.h>
+#include <sys/signalfd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "host/debug.h"
+#include "host/paths.h"
+#include "host/security.h"
+#include "host/sysmgr.h"
+#include "service/dispatch.h"
+#include "service/joblog.h"
+#include "service/notify.h"
+#include "service/options.h"
+#include "service/runner.h"
+#include "service/scheduler.h"
+#include "service/startup.h"
+
+namespace service {
+namespace {
+
+enum Exit { ended = 0, failed = 1, wrong_usage = 2, state_unusable = 3 };
+
+int give_up(Exit status, const std::string &error) {
+  std::fprintf(stderr, "schedd: %s\n", error.c_str());
+  sch_syslog_raise(&syslog_msg_SCH_ERR, error.c_str());
+  return status;
+}
+
+void say_whom_it_serves(const std::string &user) {
+  const host::Paths &paths = host::paths();
+  const std::string whom = paths.system_wide ? "as root, serves all users" : "serves " + user + " alone";
+  std::fprintf(stderr, "schedd: %s; state directory %s, socket %s\n", whom.c_str(), paths.state.c_str(),
+               paths.socket.c_str());
+}
+
+// Blocked here for the whole process; a job's process sets its own back.
+host::FileDescriptor take_signals() {
+  sigset_t wanted;
+  sigemptyset(&wanted);
+  sigaddset(&wanted, SIGTERM);
+  sigaddset(&wanted, SIGINT);
+  sigprocmask(SIG_BLOCK, &wanted, nullptr);
+  signal(SIGPIPE, SIG_IGN);
+  signal(SIGHUP, SIG_IGN);
+  return host::FileDescriptor(signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK));
+}
+
+void run_until_signalled(const host::FileDescriptor &signals) {
+  GMainLoop *loop = g_main_loop_new(nullptr, FALSE);
+  {
+    const Watch end = Watch::readable(signals.get(), [loop] { g_main_loop_quit(loop); });
+    notify_supervisor("READY=1");
+    g_main_loop_run(loop);
+  }
+  g_main_loop_unref(loop);
+  notify_supervisor("STOPPING=1");
+}
+
+int serve(const Options &options, const host::User &user) {
+  std::string error;
+  if (!open_stores(&error)) return give_up(state_unusable, error);
+  JobLog log;
+  Runner runner({options.interpreter, host::paths().system_wide});
+  Context context = {Authority(host::paths().system_wide, {user.uid, user.name}), log, runner};
+  Scheduler scheduler(context);
+  if (!settle_stores(&error) || !log.open(&error)) return give_up(failed, error);
+  scheduler.recover();
+  if (!host::sysmgr_mark_started(&error)) return give_up(failed, error);
+
+  const host::FileDescriptor signals = take_signals();
+  host::Server::Options listening;
+  listening.socket_path = host::paths().socket;
+  if (!host::paths().system_wide) listening.only_uid = user.uid;
+  const auto answer = [&](const host::Incoming &incoming) {
+    host::Answer result = dispatch(context, incoming);
+    scheduler.check();
+    return result;
+  };
+  std::unique_ptr<host::Server> server = host::Server::listen(listening, answer, &error);
+  if (!server || !scheduler.start(&error)) return give_up(failed, error);
+  say_whom_it_serves(user.name);
+  run_until_signalled(signals);
+
+  server.reset();
+  runner.stop_all();
+  return ended;
+}
+
+int run(int argc, char **argv) {
+  Options options;
+  switch (parse_options(argc, argv, &options)) {
+    case Parsed::done:
+      return ended;
+    case Parsed::wrong:
+      return wrong_usage;
+    case Parsed::run:
+      break;
+  }
+  debug_level = options.debug_level;
+  umask(077);
+  host::use_paths(host::resolve_paths(options.state_dir.empty() ? nullptr : options.state_dir.c_str()));
+  host::syslog_open("schedd", options.foreground);
+  const std::optional<host::User> user = host::user_by_uid(geteuid());
+  if (!user) return give_up(failed, "user number " + std::to_string(geteuid()) + " has no name; add it to the users");
+  const int status = serve(options, *user);
+  sch_pss_close_handles(nullptr);
+  return status;
+}
+
+}  // namespace
+}  // namespace service
+
+int main(int argc, char **argv) {
+  return service::run(argc, argv);
+}

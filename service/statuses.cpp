@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/statuses.h"
+
+#include <cstring>
+#include <vector>
+
+#include "host/status.h"
+#include "host/store.h"
+#include "platform/memory.h"
+#include "service/schedule_state.h"
+
+namespace service {
+namespace {
+
+sch_runtime_job_status *find(const sch_job_entry &slot, const char *schedule) {
+  for (GList *node = slot.status_list; node != nullptr; node = node->next) {
+    auto *status = static_cast<sch_runtime_job_status *>(node->data);
+    if (schedule_of(*status) == schedule) return status;
+  }
+  return nullptr;
+}
+
+sch_runtime_key stored_key(const sch_runtime_job_status &status) {
+  sch_runtime_key key = {SCH_RUNTIME_STATUS, status.job_id, {}};
+  std::memcpy(key.name, status.schedule_name, sizeof key.name);
+  sch_hton_runtime_key(&key);
+  return key;
+}
+
+// The library's delete names another key type than its save, by design: the record itself is removed here.
+uint32_t delete_stored(sch_runtime_key key) {
+  const pss_buf name = {&key, sizeof key};
+  const uint32_t error = pss_delete(pss_running_db, &name);
+  return error == PSS_ERR_NO_KEY ? 0 : error;
+}
+
+bool report(const char *purpose, uint32_t error) {
+  if (error == 0) return true;
+  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_PSS_ERR, purpose, sch_pss_running_db_uri, static_cast<int>(error));
+  return false;
+}
+
+bool delete_stored(const std::vector<sch_runtime_key> &keys) {
+  if (keys.empty()) return true;
+  uint32_t error = host::store_begin(pss_running_db);
+  if (error != 0) return report("Delete status", error);
+  for (const sch_runtime_key &key : keys)
+    if (error == 0) error = delete_stored(key);
+  if (error != 0)
+    host::store_abort(pss_running_db);
+  else
+    error = host::store_commit(pss_running_db);
+  return report("Delete status", error);
+}
+
+std::vector<sch_runtime_key> stored_keys() {
+  std::vector<sch_runtime_key> keys;
+  pss_cursor cursor = {};
+  const pss_buf *key = pss_move2location(pss_running_db, PSS_FIRST, &cursor);
+  for (; key != nullptr && cursor.error == 0; key = pss_move2location(pss_running_db, PSS_NEXT, &cursor)) {
+    keys.emplace_back();
+    std::memcpy(&keys.back(), key->data, std::min<size_t>(key->length, sizeof(sch_runtime_key)));
+  }
+  return keys;
+}
+
+bool is_live(sch_runtime_key key) {
+  sch_ntoh_runtime_key(&key);
+  const std::string schedule(key.name, strnlen(key.name, sizeof key.name));
+  return key.type == SCH_RUNTIME_STATUS && key.job_id < SCH_MAX_JOBS && sch_job_list[key.job_id].key != nullptr &&
+         find_schedule(schedule) != nullptr;
+}
+
+void forget(sch_job_entry &slot, const WhichStatus &which, std::vector<sch_runtime_key> *keys) {
+  for (GList *node = slot.status_list; node != nullptr;) {
+    GList *next = node->next;
+    auto *status = static_cast<sch_runtime_job_status *>(node->data);
+    if (which(*status)) {
+      keys->push_back(stored_key(*status));
+      slot.status_list = g_list_delete_link(slot.status_list, node);
+      mtrack_free(status);
+    }
+    node = next;
+  }
+}
+
+uint32_t save_status(const sch_runtime_job_status &status) {
+  if (const uint32_t error = host::store_begin(pss_running_db); error != 0) return error;
+  if (sch_save_runtime_job_status_entry_to_pss(pss_running_db, &status) != 0) {
+    host::store_abort(pss_running_db);
+    return host::err_not_stored;
+  }
+  return host::store_commit(pss_running_db);
+}
+
+}  // namespace
+
+std::string schedule_of(const sch_runtime_job_status &status) {
+  return {status.schedule_name, strnlen(status.schedule_name, sizeof status.schedule_name)};
+}
+
+const sch_runtime_job_status *find_status(const sch_job_entry &slot, const char *schedule) {
+  return find(slot, schedule);
+}
+
+uint32_t set_status(sch_job_entry &slot, const sch_runtime_job_status &status) {
+  if (const uint32_t error = save_status(status); !report("Save status", error)) return error;
+  if (sch_runtime_job_status *known = find(slot, schedule_of(status).c_str()); known != nullptr) {
+    *known = status;
+    return 0;
+  }
+  void *entry = sch_malloc_check(sizeof status, 4, 0, "restore db");
+  if (entry == nullptr) return host::err_no_memory;
+  std::memcpy(entry, &status, sizeof status);
+  sch_add_runtime_job_status_entry(&sch_running_config, static_cast<sch_runtime_job_status *>(entry));
+  return 0;
+}
+
+void delete_statuses(Context &context, const WhichStatus &which) {
+  std::vector<sch_runtime_key> keys;
+  for_each_job([&](sch_job_entry &slot, uint32_t) { forget(slot, which, &keys); });
+  context.stale_statuses = !delete_stored(keys) || context.stale_statuses;
+}
+
+bool forget_stale_statuses(Context &context) {
+  if (context.stale_statuses) context.stale_statuses = !purge_statuses();
+  return !context.stale_statuses;
+}
+
+bool purge_statuses() {
+  std::vector<sch_runtime_key> keys, orphans;
+  for_each_job([&](sch_job_entry &slot, uint32_t) {
+    forget(
+        slot, [](const auto &status) { return find_schedule(schedule_of(status)) == nullptr; }, &orphans);
+  });
+  orphans.clear();  // the walk over the store finds them again
+  for (const sch_runtime_key &key : stored_keys())
+    if (!is_live(key)) orphans.push_back(key);
+  return delete_stored(orphans);
+}
+
+}  // namespace service
