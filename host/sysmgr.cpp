@@ -17,6 +17,7 @@
 #include "host/paths.h"
 #include "host/status.h"
 #include "host/store.h"
+#include "host/store_file.h"
 #include "platform/sysmgr.h"
 
 namespace host {
@@ -85,9 +86,11 @@ bool take_lock(std::string *error) {
 }
 
 // A left-over running configuration would bring records back that the startup configuration does not have. Nothing is
-// lost by a crash after this: until sysmgr_mark_started the next start is a boot again.
+// lost by a crash after this: until sysmgr_mark_started the next start is a boot again. What is no store is somebody's
+// and stays.
 bool drop_running_configuration(std::string *error) {
-  if (!store_exists(running_store) || pss_destroy(running_store) == 0) return true;
+  if (!store_exists(running_store)) return true;
+  if (check_store_file(store_path(running_store)) == 0 && pss_destroy(running_store) == 0) return true;
   if (error != nullptr) *error = store_last_error();
   return false;
 }

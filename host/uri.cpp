@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include "host/directory.h"
 #include "host/file_descriptor.h"
@@ -42,7 +41,9 @@ const Schema *schema_of(std::string_view text) {
 
 // Letters, digits and the few signs that no program takes for something else.
 bool is_name_character(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || strchr("._-+@%,/", c) != nullptr;
+  constexpr std::string_view signs = "._-+@%,/";
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+         signs.find(c) != std::string_view::npos;
 }
 
 bool has_bad_component(std::string_view name) {
