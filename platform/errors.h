@@ -1,4 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
+/*
+ * The texts of platform errors.
+ */
 #ifndef SCHEDCLI_PLATFORM_ERRORS_H
 #define SCHEDCLI_PLATFORM_ERRORS_H
 
@@ -8,6 +11,7 @@
 extern "C" {
 #endif
 
+/* The text of an error code, also of one that nobody knows: never null. It stays valid at least until the next call. */
 const char *syserr2str(uint32_t error);
 
 #ifdef __cplusplus

@@ -1,4 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
+/*
+ * File URIs as the shell parsed them; what `uri` points at is between the shell and this interface.
+ */
 #ifndef SCHEDCLI_PLATFORM_URI_H
 #define SCHEDCLI_PLATFORM_URI_H
 
@@ -8,7 +11,10 @@
 extern "C" {
 #endif
 
+/* The file's local path, terminated and cut to size bytes. 0, or an error, after which path is not read. */
 int uri_map_targetfs_path_get(const void *uri, char *path, uint32_t size);
+
+/* The URI as text, terminated and cut to size bytes; the result is as snprintf()'s. */
 int snprintf_uri_len(char *text, uint32_t size, const void *uri);
 
 #ifdef __cplusplus
