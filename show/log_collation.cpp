@@ -15,7 +15,7 @@ namespace {
 class Output {
  public:
   explicit Output(int32_t total)
-      : total_(total), bytes_(total < 0 ? nullptr : static_cast<char *>(std::malloc(static_cast<size_t>(total)))) {}
+      : total_(total), bytes_(total < 0 ? nullptr : static_cast<char *>(std::malloc(static_cast<uint32_t>(total)))) {}
 
   explicit operator bool() const { return bytes_ != nullptr; }
   const char *bytes() const { return bytes_.get(); }
