@@ -119,7 +119,6 @@ void catch_interrupts() {
 
 bool take_interrupt(Terminal *terminal) {
   if (interrupted == 0) return false;
-  interrupted = 0;
   std::fputs("^C\n", stdout);
   el_reset(terminal->editor.get());
   terminal->session.interrupt();
@@ -184,6 +183,7 @@ void run_terminal(Session &session) {
   catch_interrupts();
   while (!session.over()) {
     terminal.prompt = session.prompt();
+    interrupted = 0;  // one that ended a command or a question is not the next line's
     int length = 0;
     const char *text = el_gets(terminal.editor.get(), &length);
     if (take_interrupt(&terminal)) continue;

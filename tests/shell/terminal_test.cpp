@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+// The shell as a person has it: on a terminal, key by key.
+#include "shell/terminal.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include "tests/shell/pseudo_terminal.h"
+#include "tests/shell/recorder.h"
+
+namespace shell {
+namespace {
+
+constexpr const char *control_c = "\x03", *control_d = "\x04", *up = "\x1b[A";
+
+// The session, then what it called.
+int person() {
+  recorder::reset();
+  Options options;
+  options.identity = {"operator", "schedsh", 4711};
+  options.interactive = true;
+  options.ask_secret = ask_without_echo;
+  Session session(options);
+  run_terminal(session);
+  for (const std::string &call : recorder::calls)
+    std::printf("called: %s\n", call.c_str());
+  return session.status();
+}
+
+class Terminal : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(terminal.sees("schedsh> ")); }
+
+  void enter(const std::string &line, const std::string &next_prompt) {
+    terminal.type(line + "\r");
+    ASSERT_TRUE(terminal.sees(next_prompt)) << line << "\n" << terminal.everything();
+  }
+
+  std::string called() {
+    terminal.type(control_d);
+    status = terminal.wait_for_end();
+    const std::string &all = terminal.everything();
+    const size_t first = all.find("called: ");
+    return first == std::string::npos ? "" : all.substr(first);
+  }
+
+  PseudoTerminal terminal{person};
+  int status = -1;
+};
+
+TEST_F(Terminal, shows_the_mode_in_the_prompt_and_calls_what_is_typed) {
+  enter("configure terminal", "schedsh(config)> ");
+  enter("scheduler schedule name nightly", "schedsh(schedule nightly)> ");
+  enter("time daily 23:30", "schedsh(schedule nightly)> ");
+  enter("end", "schedsh> ");
+  EXPECT_EQ(called(),
+            "called: create_delete_schedule \"nightly\"\r\ncalled: modify_schedule /3 \"nightly\" \"23:30\"\r\n");
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(Terminal, completes_a_word_with_the_tabulator) {
+  terminal.type("clea\ts\tlo\t\r");
+  ASSERT_TRUE(terminal.sees("\n"));
+  EXPECT_EQ(called(), "called: logfile_clear\r\n");
+}
+
+TEST_F(Terminal, lists_the_choices_where_the_tabulator_cannot_decide) {
+  terminal.type("e\t");
+  EXPECT_TRUE(terminal.sees("  end                        Go back to the first mode"));
+  EXPECT_TRUE(terminal.sees("  exit                       Leave this mode, or the shell"));
+  EXPECT_TRUE(terminal.sees("schedsh> e"));
+  terminal.type("nd\r");
+  EXPECT_TRUE(terminal.sees("schedsh> "));
+  EXPECT_EQ(called(), "");
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(Terminal, shows_what_may_follow_at_a_question_mark_and_keeps_the_line) {
+  terminal.type("show scheduler job ?");
+  EXPECT_TRUE(terminal.sees("  name                       By name"));
+  EXPECT_TRUE(terminal.sees("  <end>                      Show jobs with their commands"));
+  EXPECT_TRUE(terminal.sees("schedsh> show scheduler job "));
+  terminal.type("name x\r");
+  EXPECT_TRUE(terminal.sees("schedsh> "));
+  EXPECT_EQ(called(), "called: show_jobs \"x\"\r\n");
+}
+
+TEST_F(Terminal, takes_a_jobs_lines_as_they_are_typed) {
+  enter("configure terminal", "schedsh(config)> ");
+  enter("scheduler job name x", "schedsh(job x)> ");
+  enter("ls\t*?", "schedsh(job x)> ");
+  enter("end-job", "schedsh(config)> ");
+  EXPECT_EQ(called(), "called: create_delete_job \"x\"\r\ncalled: define_job \"x\" \"ls\t*?\r\n\"\r\n");
+}
+
+TEST_F(Terminal, drops_a_line_at_control_c_and_goes_on) {
+  terminal.type("show scheduler jo");
+  ASSERT_TRUE(terminal.sees("jo"));
+  terminal.type(control_c);
+  ASSERT_TRUE(terminal.sees("^C"));
+  ASSERT_TRUE(terminal.sees("schedsh> "));
+  enter("show scheduler config", "schedsh> ");
+  EXPECT_EQ(called(), "called: show_config\r\n");
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(Terminal, gives_up_a_job_at_control_c) {
+  enter("configure terminal", "schedsh(config)> ");
+  enter("scheduler job name x", "schedsh(job x)> ");
+  enter("one", "schedsh(job x)> ");
+  terminal.type(control_c);
+  ASSERT_TRUE(terminal.sees("schedsh(config)> "));
+  EXPECT_EQ(called(), "called: create_delete_job \"x\"\r\ncalled: create_delete_job no \"x\"\r\n");
+}
+
+TEST_F(Terminal, asks_for_a_password_without_showing_it) {
+  enter("configure terminal", "schedsh(config)> ");
+  terminal.type("scheduler aaa-authentication\r");
+  ASSERT_TRUE(terminal.sees("Password: "));
+  ASSERT_TRUE(terminal.waits_without_echo());
+  terminal.type("hidden words\r");
+  ASSERT_TRUE(terminal.sees("schedsh(config)> "));
+  EXPECT_EQ(terminal.everything().find("hidden"), std::string::npos);
+  EXPECT_EQ(called(), "called: aaa_auth_passwd 106=\"hidden words\"\r\n");
+}
+
+TEST_F(Terminal, gives_a_password_up_at_control_c) {
+  enter("configure terminal", "schedsh(config)> ");
+  terminal.type("scheduler aaa-authentication\r");
+  ASSERT_TRUE(terminal.waits_without_echo());
+  terminal.type(control_c);
+  ASSERT_TRUE(terminal.sees("schedsh(config)> "));
+  EXPECT_EQ(called(), "");
+  EXPECT_EQ(status, 255);
+}
+
+TEST_F(Terminal, remembers_lines_but_no_password) {
+  enter("configure terminal", "schedsh(config)> ");
+  enter("show scheduler config", "schedsh(config)> ");
+  enter("scheduler aaa-authentication password secret", "schedsh(config)> ");
+  terminal.type(std::string(up) + "\r");
+  ASSERT_TRUE(terminal.sees("show scheduler config"));
+  ASSERT_TRUE(terminal.sees("schedsh(config)> "));
+  EXPECT_EQ(called(), "called: show_config\r\ncalled: aaa_auth_passwd 106=\"secret\"\r\ncalled: show_config\r\n");
+}
+
+TEST_F(Terminal, pages_what_is_longer_than_the_screen) {
+  terminal.type("help\r");
+  ASSERT_TRUE(terminal.sees("configure terminal"));
+  ASSERT_TRUE(terminal.sees(":"));  // the pager's own prompt
+  terminal.type("q");
+  ASSERT_TRUE(terminal.sees("schedsh> ")) << terminal.everything();
+  EXPECT_EQ(called(), "");
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(Terminal, ends_with_the_status_of_the_last_failure) {
+  enter("nonsense", "schedsh> ");
+  EXPECT_EQ(called(), "");
+  EXPECT_EQ(status, 2);
+}
+
+}  // namespace
+}  // namespace shell
