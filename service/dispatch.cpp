@@ -2,9 +2,12 @@
 #include "service/dispatch.h"
 
 #include <algorithm>
+#include <ctime>
 #include <limits>
+#include <utility>
 
 #include "host/status.h"
+#include "platform/errors.h"
 #include "service/answer.h"
 #include "service/control.h"
 #include "service/email.h"
@@ -108,10 +111,7 @@ host::Answer answer_control(const Call &call, Payload record) {
   return control(call, static_cast<host::Control>(operation), record.subspan(sizeof operation));
 }
 
-}  // namespace
-
-host::Answer dispatch(Context &context, const host::Incoming &incoming) try {
-  const Call call = {context, incoming.caller};
+host::Answer answer(const Call &call, const host::Incoming &incoming) {
   switch (incoming.service) {
     case SCH_SERVICE_CONFIG:
     case SCH_SERVICE_SHOW:
@@ -121,6 +121,28 @@ host::Answer dispatch(Context &context, const host::Incoming &incoming) try {
     default:
       return with_status(host::err_unknown_service);
   }
+}
+
+// An administrator wants to know who tries; a user who tries all the time must not fill the log.
+void report_refusal(const host::Incoming &incoming, uint32_t status) {
+  constexpr int lines_a_minute = 20;
+  static time_t minute = 0;
+  static int lines = 0;
+  const time_t now = time(nullptr) / 60;
+  if (std::exchange(minute, now) != now) lines = 0;
+  if (lines++ >= lines_a_minute) return;
+  const std::string text = "request of user " + incoming.caller.user_name + " (process " +
+                           std::to_string(incoming.caller.pid) + ") refused: " + syserr2str(status);
+  sch_syslog_raise(&syslog_msg_SCH_WARN, text.c_str());
+}
+
+}  // namespace
+
+host::Answer dispatch(Context &context, const host::Incoming &incoming) try {
+  host::Answer result = answer({context, incoming.caller}, incoming);
+  if (result.status == host::err_not_permitted || result.status == host::err_not_owner)
+    report_refusal(incoming, result.status);
+  return result;
 } catch (const std::bad_alloc &) {
   return with_status(host::err_no_memory);
 }

@@ -112,7 +112,7 @@ uint32_t delete_job(const Call &call, const JobRequest &request) {
   remove_from_schedules(change, id);
   sch_delete_job_entry_from_pss(pss_running, slot);
   if (const uint32_t status = change.commit(); status != 0) return status;
-  delete_statuses(call.context, [id](const sch_runtime_job_status &status) { return status.job_id == id; });
+  delete_statuses_of_job(call.context, *slot);
   sch_free_job_entry(slot);
   return 0;
 }

@@ -121,7 +121,7 @@ uint32_t delete_schedule(const Call &call, const ScheduleRequest &request) {
   delete_addresses(change, request.name);
   sch_delete_schedule_entry_from_pss(pss_running, entry);
   if (const uint32_t status = change.commit(); status != 0) return status;
-  delete_statuses(call.context, [&](const auto &status) { return schedule_of(status) == request.name; });
+  delete_statuses_of_schedule(call.context, request.name);
   remove_entry(entry);
   return 0;
 }

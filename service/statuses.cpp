@@ -20,11 +20,39 @@ sch_runtime_job_status *find(const sch_job_entry &slot, const char *schedule) {
   return nullptr;
 }
 
+using Keys = std::vector<sch_runtime_key>;
+
 sch_runtime_key stored_key(const sch_runtime_job_status &status) {
   sch_runtime_key key = {SCH_RUNTIME_STATUS, status.job_id, {}};
   std::memcpy(key.name, status.schedule_name, sizeof key.name);
   sch_hton_runtime_key(&key);
   return key;
+}
+
+// Whose job the statuses of a slot belong to. The number is beyond the job table: the library's restore takes such a
+// record for a status without a job and drops it.
+constexpr uint32_t identity_type = 254;
+
+sch_runtime_key identity_key(const sch_job_entry &slot) {
+  sch_runtime_key key = {identity_type, SCH_MAX_JOBS + slot.hdr->job_id, {}};
+  std::memcpy(key.name, slot.key->name, sizeof key.name);
+  sch_hton_runtime_key(&key);
+  return key;
+}
+
+bool has_identity(const sch_job_entry &slot) {
+  uint32_t error = 0;
+  sch_runtime_key key = identity_key(slot);
+  const pss_buf name = {&key, sizeof key};
+  return pss2_fetch(pss_running_db, &name, &error) != nullptr && error == 0;
+}
+
+uint32_t save_identity(const sch_job_entry &slot) {
+  if (has_identity(slot)) return 0;
+  sch_runtime_key key = identity_key(slot);
+  uint32_t words[2] = {slot.hdr->carried, 0};  // the owner, for those who look into the store
+  const pss_buf name = {&key, sizeof key}, value = {words, sizeof words};
+  return pss_store(pss_running_db, 1, &name, &value);
 }
 
 // The library's delete names another key type than its save, by design: the record itself is removed here.
@@ -40,7 +68,7 @@ bool report(const char *purpose, uint32_t error) {
   return false;
 }
 
-bool delete_stored(const std::vector<sch_runtime_key> &keys) {
+bool delete_stored(const Keys &keys) {
   if (keys.empty()) return true;
   uint32_t error = host::store_begin(pss_running_db);
   if (error != 0) return report("Delete status", error);
@@ -53,8 +81,8 @@ bool delete_stored(const std::vector<sch_runtime_key> &keys) {
   return report("Delete status", error);
 }
 
-std::vector<sch_runtime_key> stored_keys() {
-  std::vector<sch_runtime_key> keys;
+Keys stored_keys() {
+  Keys keys;
   pss_cursor cursor = {};
   const pss_buf *key = pss_move2location(pss_running_db, PSS_FIRST, &cursor);
   for (; key != nullptr && cursor.error == 0; key = pss_move2location(pss_running_db, PSS_NEXT, &cursor)) {
@@ -66,12 +94,15 @@ std::vector<sch_runtime_key> stored_keys() {
 
 bool is_live(sch_runtime_key key) {
   sch_ntoh_runtime_key(&key);
-  const std::string schedule(key.name, strnlen(key.name, sizeof key.name));
-  return key.type == SCH_RUNTIME_STATUS && key.job_id < SCH_MAX_JOBS && sch_job_list[key.job_id].key != nullptr &&
-         find_schedule(schedule) != nullptr;
+  const std::string name(key.name, strnlen(key.name, sizeof key.name));
+  const uint32_t id = key.type == identity_type ? key.job_id - SCH_MAX_JOBS : key.job_id;
+  if (id >= SCH_MAX_JOBS || sch_job_list[id].key == nullptr || sch_job_list[id].hdr == nullptr) return false;
+  if (key.type == identity_type) return name_of(*sch_job_list[id].key) == name;
+  return key.type == SCH_RUNTIME_STATUS && find_schedule(name) != nullptr && has_identity(sch_job_list[id]);
 }
 
-void forget(sch_job_entry &slot, const WhichStatus &which, std::vector<sch_runtime_key> *keys) {
+template <typename Which>
+void forget(sch_job_entry &slot, Which which, Keys *keys) {
   for (GList *node = slot.status_list; node != nullptr;) {
     GList *next = node->next;
     auto *status = static_cast<sch_runtime_job_status *>(node->data);
@@ -84,13 +115,14 @@ void forget(sch_job_entry &slot, const WhichStatus &which, std::vector<sch_runti
   }
 }
 
-uint32_t save_status(const sch_runtime_job_status &status) {
+uint32_t save_status(const sch_job_entry &slot, const sch_runtime_job_status &status) {
   if (const uint32_t error = host::store_begin(pss_running_db); error != 0) return error;
-  if (sch_save_runtime_job_status_entry_to_pss(pss_running_db, &status) != 0) {
-    host::store_abort(pss_running_db);
-    return host::err_not_stored;
-  }
-  return host::store_commit(pss_running_db);
+  uint32_t error = save_identity(slot);
+  if (error == 0 && sch_save_runtime_job_status_entry_to_pss(pss_running_db, &status) != 0)
+    error = host::err_not_stored;
+  if (error == 0) return host::store_commit(pss_running_db);
+  host::store_abort(pss_running_db);
+  return error;
 }
 
 }  // namespace
@@ -104,7 +136,7 @@ const sch_runtime_job_status *find_status(const sch_job_entry &slot, const char 
 }
 
 uint32_t set_status(sch_job_entry &slot, const sch_runtime_job_status &status) {
-  if (const uint32_t error = save_status(status); !report("Save status", error)) return error;
+  if (const uint32_t error = save_status(slot, status); !report("Save status", error)) return error;
   if (sch_runtime_job_status *known = find(slot, schedule_of(status).c_str()); known != nullptr) {
     *known = status;
     return 0;
@@ -116,9 +148,20 @@ uint32_t set_status(sch_job_entry &slot, const sch_runtime_job_status &status) {
   return 0;
 }
 
-void delete_statuses(Context &context, const WhichStatus &which) {
-  std::vector<sch_runtime_key> keys;
-  for_each_job([&](sch_job_entry &slot, uint32_t) { forget(slot, which, &keys); });
+void delete_statuses_of_schedule(Context &context, const std::string &schedule) {
+  Keys keys;
+  for_each_job([&](sch_job_entry &slot, uint32_t) {
+    forget(
+        slot, [&](const auto &status) { return schedule_of(status) == schedule; }, &keys);
+  });
+  context.stale_statuses = !delete_stored(keys) || context.stale_statuses;
+}
+
+void delete_statuses_of_job(Context &context, sch_job_entry &slot) {
+  Keys keys;
+  forget(
+      slot, [](const auto &) { return true; }, &keys);
+  if (has_identity(slot)) keys.push_back(identity_key(slot));
   context.stale_statuses = !delete_stored(keys) || context.stale_statuses;
 }
 
@@ -128,15 +171,18 @@ bool forget_stale_statuses(Context &context) {
 }
 
 bool purge_statuses() {
-  std::vector<sch_runtime_key> keys, orphans;
-  for_each_job([&](sch_job_entry &slot, uint32_t) {
-    forget(
-        slot, [](const auto &status) { return find_schedule(schedule_of(status)) == nullptr; }, &orphans);
-  });
-  orphans.clear();  // the walk over the store finds them again
+  Keys orphans;
   for (const sch_runtime_key &key : stored_keys())
     if (!is_live(key)) orphans.push_back(key);
-  return delete_stored(orphans);
+  if (!delete_stored(orphans)) return false;
+  Keys in_memory;
+  for_each_job([&](sch_job_entry &slot, uint32_t) {
+    const bool inherited = !has_identity(slot);
+    forget(
+        slot, [&](const auto &status) { return inherited || find_schedule(schedule_of(status)) == nullptr; },
+        &in_memory);
+  });
+  return true;
 }
 
 }  // namespace service
