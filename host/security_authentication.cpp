@@ -30,6 +30,7 @@ constexpr unsigned char refused = 2;
 constexpr int outcome_in_child = 3;
 
 int running = 0;
+const char *services = nullptr;  // null: the system's
 
 void release_answers(pam_response *answers, int count) {
   for (int i = 0; i < count; i++) {
@@ -64,7 +65,7 @@ int converse(int count, const pam_message **messages, pam_response **answers, vo
 bool pam_accepts(const std::string &user, const ClearText &password) {
   const pam_conv conversation = {converse, const_cast<char *>(password.c_str())};
   pam_handle_t *pam = nullptr;
-  int result = pam_start(pam_service, user.c_str(), &conversation, &pam);
+  int result = pam_start_confdir(pam_service, user.c_str(), &conversation, services, &pam);
   if (result != PAM_SUCCESS) return false;
   // An expired password counts as refused: nobody is there to change it.
   constexpr int flags = PAM_SILENT | PAM_DISALLOW_NULL_AUTHTOK;
@@ -110,6 +111,10 @@ uint32_t refuse(const std::string &user, const char *reason, uint32_t status) {
 }
 
 }  // namespace
+
+void use_pam_services(const char *directory) {
+  services = directory;
+}
 
 std::shared_ptr<Authentication> Authentication::start(const std::string &user, const ClearText &password,
                                                       uint32_t *status) {

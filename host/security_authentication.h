@@ -18,6 +18,8 @@ namespace host {
 inline constexpr int authentication_deadline_ms = 10000;  // then the child is killed; below a client's reply timeout
 inline constexpr int authentications_at_once = 8;         // err_busy beyond
 
+void use_pam_services(const char *directory);  // instead of the system's, for tests; kept, not copied
+
 class Authentication : public Later {
  public:
   // Empty on failure, with a status.
