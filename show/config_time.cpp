@@ -24,7 +24,7 @@ class Pieces {
     if (buffer_ == nullptr) {
       std::fputs(piece, stdout);
     } else {
-      std::strncat(buffer_, piece, piece_limit_in_buffer);
+      *stpncpy(buffer_ + std::strlen(buffer_), piece, piece_limit_in_buffer) = '\0';
     }
   }
 
