@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "host/directory.h"
 #include "host/transport_address.h"
 
 namespace host {
@@ -40,6 +41,15 @@ int bind_privately(int socket, const SocketAddress &address) {
   return result;
 }
 
+// A directory made for its owner alone would keep everybody else from a socket that is open to them.
+bool open_the_way_to(const std::string &path) {
+  const std::string directory = parent_directory(path);
+  struct stat info = {};
+  if (stat(directory.c_str(), &info) != 0) return false;
+  constexpr mode_t pass = S_IXUSR | S_IXGRP | S_IXOTH;
+  return (info.st_mode & pass) == pass || chmod(directory.c_str(), (info.st_mode & 07777) | pass) == 0;
+}
+
 }  // namespace
 
 FileDescriptor listen_on(const std::string &path, bool every_user, std::string *error) {
@@ -53,6 +63,7 @@ FileDescriptor listen_on(const std::string &path, bool every_user, std::string *
   if (::listen(socket.get(), SOMAXCONN) != 0) return failed("listen on", path, "see the system log", error);
   if (::chmod(path.c_str(), every_user ? for_every_user : for_its_owner) != 0)
     return failed("open", path, "see who owns its directory", error);
+  if (every_user && !open_the_way_to(path)) return failed("open the way to", path, "see who owns its directory", error);
   return socket;
 }
 

@@ -88,7 +88,7 @@ class Server::State {
   void refuse(ServedClient *client, uint32_t status);
   void push(ServedClient *client);
   bool watch(int operation, int descriptor, uint64_t id, uint32_t events) const;
-  void watch_socket(ServedClient *client, uint32_t events) const;
+  void watch_socket(ServedClient *client, uint32_t events);
   void drop(ServedClient *client);
 
   Options options_;
@@ -247,9 +247,9 @@ void Server::State::respond(ServedClient *client, const FrameHeader &request, An
 void Server::State::wait_for(ServedClient *client, const FrameHeader &request, std::shared_ptr<Later> later) {
   client->asked = request;
   client->later = std::move(later);
-  watch_socket(client, 0);
   if (!watch(EPOLL_CTL_ADD, client->later->descriptor, client->id + 1, EPOLLIN)) return finish_later(client);
   client->deadline.start(options_.context, client->later->deadline_ms, [this, client] { finish_later(client); });
+  watch_socket(client, 0);
 }
 
 void Server::State::finish_later(ServedClient *client) {
@@ -283,9 +283,9 @@ void Server::State::push(ServedClient *client) {
     client->answering = false;
     return watch_socket(client, EPOLLIN);
   }
-  watch_socket(client, EPOLLOUT);
   if (sent_some || !client->deadline.running())
     client->deadline.start(options_.context, options_.deadline_ms, [this, client] { drop(client); });
+  watch_socket(client, EPOLLOUT);
 }
 
 bool Server::State::watch(int operation, int descriptor, uint64_t id, uint32_t events) const {
@@ -295,10 +295,11 @@ bool Server::State::watch(int operation, int descriptor, uint64_t id, uint32_t e
   return ::epoll_ctl(epoll_.get(), operation, descriptor, &event) == 0;
 }
 
-void Server::State::watch_socket(ServedClient *client, uint32_t events) const {
+// Drops a client that cannot be watched: it would wait for ever.
+void Server::State::watch_socket(ServedClient *client, uint32_t events) {
   if (client->watched == events) return;
   client->watched = events;
-  watch(EPOLL_CTL_MOD, client->socket.get(), client->id, events);
+  if (!watch(EPOLL_CTL_MOD, client->socket.get(), client->id, events)) drop(client);
 }
 
 void Server::State::drop(ServedClient *client) {

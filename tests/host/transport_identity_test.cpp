@@ -140,6 +140,19 @@ TEST_F(IdentityTest, the_systems_service_is_open_to_every_user) {
   EXPECT_EQ(info.st_mode & 07777, 0666u);
 }
 
+TEST_F(IdentityTest, the_systems_service_can_be_reached_in_a_private_directory_and_a_users_own_cannot) {
+  ASSERT_EQ(::chmod(directory().c_str(), 0700), 0);
+  {
+    Server::Options options;
+    options.socket_path = socket_path();
+    options.only_uid = 0;
+    const RunningServer server(options, tell);
+    EXPECT_EQ(as_user(nobody_, [] { return status_or_text(""); }), hex(err_not_permitted));
+  }
+  const auto server = serve(tell);
+  EXPECT_EQ(as_user(nobody_, [] { return status_or_text(""); }), "nobody 65534 65534 by 65534 other vty1");
+}
+
 TEST_F(IdentityTest, a_service_of_another_user_is_not_trusted) {
   // Whoever else serves at the path may not learn what is asked. Root trusts what it was pointed at.
   ASSERT_EQ(::chmod(directory().c_str(), 0777), 0);
