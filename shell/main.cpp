@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/paths.h"
+#include "shell/keyboard.h"
 #include "shell/manual.h"
 #include "shell/script.h"
 #include "shell/terminal.h"

@@ -20,6 +20,9 @@ constexpr const char *less_path = "/usr/bin/less";
 [[noreturn]] void become_less(int input) {
   dup2(input, STDIN_FILENO);
   signal(SIGPIPE, SIG_DFL);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
   setenv("LESSSECURE", "1", 1);  // an operator's shell must not lead to another one
   execl(less_path, "less", "-FRX", static_cast<char *>(nullptr));
   _exit(127);

@@ -3,13 +3,13 @@
 
 #include <histedit.h>
 #include <signal.h>
-#include <termios.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <clocale>
 #include <cstdio>
 #include <memory>
 
+#include "shell/keyboard.h"
 #include "shell/words.h"
 
 namespace shell {
@@ -31,12 +31,6 @@ struct Terminal {
   std::unique_ptr<EditLine, EditLineCloser> editor;
   std::unique_ptr<History, HistoryCloser> history;
 };
-
-volatile sig_atomic_t interrupted = 0;
-
-void on_interrupt(int) {
-  interrupted = 1;
-}
 
 Terminal &terminal_of(EditLine *editor) {
   void *data = nullptr;
@@ -86,6 +80,10 @@ unsigned char on_question(EditLine *editor, int) {
   return CC_REDISPLAY;
 }
 
+int read_key(EditLine *, wchar_t *key) {
+  return read_character(key) ? 1 : -1;
+}
+
 void set_up(Terminal *terminal) {
   EditLine *editor = el_init("schedsh", stdin, stdout, stderr);
   terminal->editor.reset(editor);
@@ -96,6 +94,7 @@ void set_up(Terminal *terminal) {
   el_set(editor, EL_CLIENTDATA, terminal);
   el_set(editor, EL_PROMPT, prompt_text);
   el_set(editor, EL_EDITOR, "emacs");
+  el_set(editor, EL_GETCFN, read_key);
   el_set(editor, EL_HIST, history, terminal->history.get());
   el_set(editor, EL_ADDFN, "complete", "Complete the word", on_tab);
   el_set(editor, EL_ADDFN, "help", "Show what may follow", on_question);
@@ -109,20 +108,10 @@ void remember(Terminal *terminal, const std::string &line) {
   history(terminal->history.get(), &event, H_ENTER, line.c_str());
 }
 
-// Without SA_RESTART, so that the editor's read comes back.
-void catch_interrupts() {
-  struct sigaction action {};
-  action.sa_handler = on_interrupt;
-  sigaction(SIGINT, &action, nullptr);
-  signal(SIGPIPE, SIG_IGN);  // a pager may be left early
-}
-
-bool take_interrupt(Terminal *terminal) {
-  if (interrupted == 0) return false;
+void give_up_line(Terminal *terminal) {
   std::fputs("^C\n", stdout);
   el_reset(terminal->editor.get());
   terminal->session.interrupt();
-  return true;
 }
 
 std::string without_line_end(const char *text, int length) {
@@ -131,26 +120,6 @@ std::string without_line_end(const char *text, int length) {
     line.pop_back();
   return line;
 }
-
-// Standard input's echo off while it lives.
-class Silence {
- public:
-  Silence() : changed_(tcgetattr(STDIN_FILENO, &before_) == 0) {
-    termios silent = before_;
-    silent.c_lflag = (silent.c_lflag | ICANON | ECHONL) & ~static_cast<tcflag_t>(ECHO);
-    silent.c_iflag |= ICRNL;
-    if (changed_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
-  }
-  ~Silence() {
-    if (changed_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
-  }
-  Silence(const Silence &) = delete;
-  Silence &operator=(const Silence &) = delete;
-
- private:
-  termios before_{};
-  bool changed_;
-};
 
 }  // namespace
 
@@ -161,32 +130,20 @@ bool is_secret(std::string_view line) {
   });
 }
 
-std::optional<std::string> ask_without_echo(const char *prompt) {
-  const Silence silence;
-  std::fputs(prompt, stderr);
-  std::string secret;
-  char character = 0;
-  while (true) {  // byte by byte: what stdio buffers would stay in memory
-    const ssize_t length = read(STDIN_FILENO, &character, 1);
-    if (length != 1) {
-      wipe(&secret);
-      return std::nullopt;
-    }
-    if (character == '\n') return secret;
-    secret.push_back(character);
-  }
-}
-
 void run_terminal(Session &session) {
+  std::setlocale(LC_CTYPE, "");
+  signal(SIGPIPE, SIG_IGN);  // a pager may be left early
+  const Interrupts interrupts;
   Terminal terminal{session, {}, {}, {}};
   set_up(&terminal);
-  catch_interrupts();
   while (!session.over()) {
     terminal.prompt = session.prompt();
-    interrupted = 0;  // one that ended a command or a question is not the next line's
     int length = 0;
     const char *text = el_gets(terminal.editor.get(), &length);
-    if (take_interrupt(&terminal)) continue;
+    if (Interrupts::take()) {
+      give_up_line(&terminal);
+      continue;
+    }
     if (text == nullptr || length <= 0) break;
     std::string line = without_line_end(text, length);
     if (!session.takes_body()) remember(&terminal, line);

@@ -5,7 +5,6 @@
 #include <pty.h>
 #include <signal.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -67,13 +66,21 @@ bool PseudoTerminal::sees(const std::string &text) {
   }
 }
 
-bool PseudoTerminal::waits_without_echo() {
+bool PseudoTerminal::comes_to(tcflag_t modes, tcflag_t wanted) const {
   for (int waited = 0; waited < patience_ms; waited += step_ms) {
     termios settings{};
-    if (tcgetattr(terminal_, &settings) == 0 && (settings.c_lflag & (ECHO | ICANON)) == ICANON) return true;
+    if (tcgetattr(terminal_, &settings) == 0 && (settings.c_lflag & modes) == wanted) return true;
     poll(nullptr, 0, step_ms);  // the other end's settings raise no event
   }
   return false;
+}
+
+bool PseudoTerminal::asks(const std::string &prompt) {
+  return sees(prompt) && comes_to(ICANON, 0);
+}
+
+bool PseudoTerminal::waits_without_echo() {
+  return comes_to(ICANON | ECHO, ICANON);
 }
 
 int PseudoTerminal::wait_for_end() {

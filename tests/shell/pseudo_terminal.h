@@ -2,6 +2,7 @@
 #pragma once
 
 #include <sys/types.h>
+#include <termios.h>
 
 #include <functional>
 #include <string>
@@ -22,12 +23,16 @@ class PseudoTerminal {
   // come in time, or the child has ended before.
   bool sees(const std::string &text);
 
+  // The same for a prompt, and then until keys are read as they come.
+  bool asks(const std::string &prompt);
+
   bool waits_without_echo();  // until the terminal's echo is off, within the same time
   int wait_for_end();         // reads to the end; the child's exit status, -1: it did not end in time
   const std::string &everything() const { return everything_; }
 
  private:
   bool read_more();
+  bool comes_to(tcflag_t modes, tcflag_t wanted) const;
 
   int terminal_ = -1;
   pid_t child_ = -1;

@@ -3,9 +3,12 @@
 #include "shell/terminal.h"
 
 #include <gtest/gtest.h>
+#include <termios.h>
+#include <unistd.h>
 
 #include <cstdio>
 
+#include "shell/keyboard.h"
 #include "tests/shell/pseudo_terminal.h"
 #include "tests/shell/recorder.h"
 
@@ -30,11 +33,11 @@ int person() {
 
 class Terminal : public testing::Test {
  protected:
-  void SetUp() override { ASSERT_TRUE(terminal.sees("schedsh> ")); }
+  void SetUp() override { ASSERT_TRUE(terminal.asks("schedsh> ")); }
 
   void enter(const std::string &line, const std::string &next_prompt) {
     terminal.type(line + "\r");
-    ASSERT_TRUE(terminal.sees(next_prompt)) << line << "\n" << terminal.everything();
+    ASSERT_TRUE(terminal.asks(next_prompt)) << line << "\n" << terminal.everything();
   }
 
   std::string called() {
@@ -61,7 +64,7 @@ TEST_F(Terminal, shows_the_mode_in_the_prompt_and_calls_what_is_typed) {
 
 TEST_F(Terminal, completes_a_word_with_the_tabulator) {
   terminal.type("clea\ts\tlo\t\r");
-  ASSERT_TRUE(terminal.sees("\n"));
+  ASSERT_TRUE(terminal.asks("\nschedsh> "));
   EXPECT_EQ(called(), "called: logfile_clear\r\n");
 }
 
@@ -71,7 +74,7 @@ TEST_F(Terminal, lists_the_choices_where_the_tabulator_cannot_decide) {
   EXPECT_TRUE(terminal.sees("  exit                       Leave this mode, or the shell"));
   EXPECT_TRUE(terminal.sees("schedsh> e"));
   terminal.type("nd\r");
-  EXPECT_TRUE(terminal.sees("schedsh> "));
+  EXPECT_TRUE(terminal.asks("schedsh> "));
   EXPECT_EQ(called(), "");
   EXPECT_EQ(status, 0);
 }
@@ -82,7 +85,7 @@ TEST_F(Terminal, shows_what_may_follow_at_a_question_mark_and_keeps_the_line) {
   EXPECT_TRUE(terminal.sees("  <end>                      Show jobs with their commands"));
   EXPECT_TRUE(terminal.sees("schedsh> show scheduler job "));
   terminal.type("name x\r");
-  EXPECT_TRUE(terminal.sees("schedsh> "));
+  EXPECT_TRUE(terminal.asks("schedsh> "));
   EXPECT_EQ(called(), "called: show_jobs \"x\"\r\n");
 }
 
@@ -99,7 +102,7 @@ TEST_F(Terminal, drops_a_line_at_control_c_and_goes_on) {
   ASSERT_TRUE(terminal.sees("jo"));
   terminal.type(control_c);
   ASSERT_TRUE(terminal.sees("^C"));
-  ASSERT_TRUE(terminal.sees("schedsh> "));
+  ASSERT_TRUE(terminal.asks("schedsh> "));
   enter("show scheduler config", "schedsh> ");
   EXPECT_EQ(called(), "called: show_config\r\n");
   EXPECT_EQ(status, 0);
@@ -110,7 +113,7 @@ TEST_F(Terminal, gives_up_a_job_at_control_c) {
   enter("scheduler job name x", "schedsh(job x)> ");
   enter("one", "schedsh(job x)> ");
   terminal.type(control_c);
-  ASSERT_TRUE(terminal.sees("schedsh(config)> "));
+  ASSERT_TRUE(terminal.asks("schedsh(config)> "));
   EXPECT_EQ(called(), "called: create_delete_job \"x\"\r\ncalled: create_delete_job no \"x\"\r\n");
 }
 
@@ -120,7 +123,7 @@ TEST_F(Terminal, asks_for_a_password_without_showing_it) {
   ASSERT_TRUE(terminal.sees("Password: "));
   ASSERT_TRUE(terminal.waits_without_echo());
   terminal.type("hidden words\r");
-  ASSERT_TRUE(terminal.sees("schedsh(config)> "));
+  ASSERT_TRUE(terminal.asks("schedsh(config)> "));
   EXPECT_EQ(terminal.everything().find("hidden"), std::string::npos);
   EXPECT_EQ(called(), "called: aaa_auth_passwd 106=\"hidden words\"\r\n");
 }
@@ -130,9 +133,22 @@ TEST_F(Terminal, gives_a_password_up_at_control_c) {
   terminal.type("scheduler aaa-authentication\r");
   ASSERT_TRUE(terminal.waits_without_echo());
   terminal.type(control_c);
-  ASSERT_TRUE(terminal.sees("schedsh(config)> "));
+  ASSERT_TRUE(terminal.asks("schedsh(config)> "));
   EXPECT_EQ(called(), "");
   EXPECT_EQ(status, 255);
+}
+
+TEST(ask_without_echo, gives_the_echo_back_when_it_is_given_up) {
+  PseudoTerminal terminal([] {
+    const bool given = ask_without_echo("Password: ").has_value();
+    termios settings{};
+    tcgetattr(STDIN_FILENO, &settings);
+    return given || (settings.c_lflag & ECHO) == 0 ? 1 : 7;
+  });
+  ASSERT_TRUE(terminal.sees("Password: "));
+  ASSERT_TRUE(terminal.waits_without_echo());
+  terminal.type(control_c);
+  EXPECT_EQ(terminal.wait_for_end(), 7);
 }
 
 TEST_F(Terminal, remembers_lines_but_no_password) {
@@ -141,7 +157,7 @@ TEST_F(Terminal, remembers_lines_but_no_password) {
   enter("scheduler aaa-authentication password secret", "schedsh(config)> ");
   terminal.type(std::string(up) + "\r");
   ASSERT_TRUE(terminal.sees("show scheduler config"));
-  ASSERT_TRUE(terminal.sees("schedsh(config)> "));
+  ASSERT_TRUE(terminal.asks("schedsh(config)> "));
   EXPECT_EQ(called(), "called: show_config\r\ncalled: aaa_auth_passwd 106=\"secret\"\r\ncalled: show_config\r\n");
 }
 
@@ -150,7 +166,7 @@ TEST_F(Terminal, pages_what_is_longer_than_the_screen) {
   ASSERT_TRUE(terminal.sees("configure terminal"));
   ASSERT_TRUE(terminal.sees(":"));  // the pager's own prompt
   terminal.type("q");
-  ASSERT_TRUE(terminal.sees("schedsh> ")) << terminal.everything();
+  ASSERT_TRUE(terminal.asks("schedsh> ")) << terminal.everything();
   EXPECT_EQ(called(), "");
   EXPECT_EQ(status, 0);
 }
