@@ -39,6 +39,8 @@ constexpr ErrorText error_texts[] = {
     {host::err_no_memory, "out of memory"},
     {host::err_busy, "the scheduler service is busy; try again"},
     {host::err_io, "input or output failed; see the system log"},
+    {host::err_cut_off, "the scheduler service ended before it answered; check what it did before you try again"},
+    {host::err_password_too_long, "the password is longer than the 53 bytes that can be sealed"},
 
     {PSS_ERR_EXISTS, "the store exists already"},
     {PSS_ERR_NO_KEY, "no such record in the store"},

@@ -44,7 +44,7 @@ class CapturedErrors {
 };
 
 bool says_that_the_service_is_gone(const std::string &errors) {
-  for (const uint32_t status : {host::err_not_running, host::err_bad_reply, host::err_timed_out})
+  for (const uint32_t status : {host::err_not_running, host::err_cut_off})
     if (errors.find(syserr2str(status)) != std::string::npos) return true;
   return false;
 }
