@@ -259,6 +259,37 @@ TEST_F(CallbackTest, traces_go_to_standard_error_above_level_100_to_the_history_
   EXPECT_EQ(fake.buginf.size(), 2u);
 }
 
+TEST_F(CallbackTest, traces_that_no_sink_takes_change_nothing) {
+  fake.history_allowed = fake.buginf_allowed = false;
+  request(startup);  // the store does not open
+  EXPECT_EQ(text(), "");
+  hold_configuration();
+  fake.errors["pss_close"] = 0x1f;
+  for (const bool null : {false, true}) {  // the debug store does not open, then has no URI
+    fake.acfg_uri_null = null;
+    fake.acfg_lines.clear();
+    reset_library();
+    request(startup);
+    EXPECT_EQ(text(), "feature scheduler\n" + configuration_text);
+  }
+  EXPECT_TRUE(fake.history.empty() && fake.buginf.empty());
+}
+
+TEST_F(CallbackTest, standard_error_alone_takes_every_trace_above_level_100) {
+  fake.history_allowed = fake.buginf_allowed = false;
+  fake.errors["pss_close"] = 0x1f;
+  const std::string head = received + "\n" + opening + "\n";
+  const auto errors = [&] {
+    debug_level = 101;
+    return capture([&] { request(startup); }).err;
+  };
+  EXPECT_EQ(errors(), head + "Error in opening in PSS file 0x40480009\n");
+  fake.stores[startup_uri] = {};
+  EXPECT_EQ(errors(), head + "Error in opening in debyg PSS file 0x40480009\nError in closing in PSS file 0x1f\n");
+  fake.acfg_uri_null = true;
+  EXPECT_EQ(errors(), head + "Error in getting dbg_uri\n\nError in closing in PSS file 0x1f\n");
+}
+
 TEST_F(CallbackTest, the_level_is_asked_before_buginf) {
   fake.record_traces = true;
   request(3);

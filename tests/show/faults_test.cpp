@@ -114,6 +114,25 @@ TEST_F(ShowFaultsTest, without_faults_every_call_is_counted) {
   }
 }
 
+TEST_F(ShowFaultsTest, traces_that_no_sink_takes_change_nothing) {
+  for (const Command &command : commands) {
+    for (const int failing : {0, 1}) {
+      fake.history_allowed = fake.buginf_allowed = true;
+      fake.transport = {failing, false, 0};
+      const Outcome traced = execute(command);
+      fake.history.clear();
+      fake.buginf.clear();
+      fake.history_allowed = fake.buginf_allowed = false;
+      fake.transport = {failing, false, 0};
+      EXPECT_EQ(execute(command), traced) << command.name;
+      EXPECT_TRUE(fake.history.empty() && fake.buginf.empty()) << command.name;
+    }
+  }
+  Context named({"one"});
+  EXPECT_EQ(run(sch_cli_show_jobs, named).result, 0);
+  EXPECT_TRUE(fake.history.empty() && fake.buginf.empty());
+}
+
 TEST_F(ShowFaultsTest, every_call_of_the_transport) {
   for (const Command &command : commands) {
     fake.transport = {};
