@@ -24,6 +24,12 @@ static_assert(sizeof(LogPayload) == 524);
 
 constexpr uint32_t kilobyte = 1024;
 
+// The platform fills a field of the request; whether it terminates a text that fills it whole is its own affair.
+template <size_t Size>
+void terminate(char (&field)[Size]) {
+  field[Size - 1] = '\0';
+}
+
 bool exists(const char *path) {
   struct stat status;
   return stat(path, &status) == 0;
@@ -67,11 +73,13 @@ int sch_cli_logfile_rename(const sch_cli_cmd_ctx *ctx) {
     return send(std::move(record), ctx);
   }
   uri_map_targetfs_path_get(file->value, payload->name, sizeof payload->name);
+  terminate(payload->name);
   if (exists(payload->name)) {
     std::fputs("Error: File exists.\n", stderr);
     return exit_success;  // meant, although nothing is sent
   }
   snprintf_uri_len(payload->uri, sizeof payload->uri, file->value);
+  terminate(payload->uri);
   SCH_TRACE_CLI("log file name is %s\n", payload->name);
   return send(std::move(record), ctx);
 }

@@ -8,6 +8,12 @@ int freed;
 extern "C" {
 
 void __real_free(void *memory);
+void __real_explicit_bzero(void *memory, size_t length);
+
+void __wrap_explicit_bzero(void *memory, size_t length) {
+  cli_test::wiped().emplace_back(static_cast<const char *>(memory), length);
+  __real_explicit_bzero(memory, length);
+}
 
 void __wrap_free(void *memory) {
   if (memory != nullptr) ++freed;

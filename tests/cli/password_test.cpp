@@ -5,6 +5,7 @@
 
 #include "platform/security.h"
 #include "tests/cli/exchange.h"
+#include "tests/cli/freed_blocks.h"
 
 namespace {
 
@@ -141,6 +142,20 @@ TEST_F(Password, no_user_name_at_all_is_reported_by_the_check) {
   context->user_name[0] = '\0';
   context.string_param("secret", clear);
   EXPECT_TRUE(refused(command(context), failure, status_line("Error", 0x40bd0007)));
+}
+
+TEST_F(Password, the_record_is_wiped_whether_it_was_stored_or_not) {
+  Context stored, refused_one;
+  stored.string_param("secret", clear);
+  refused_one.string_param("secret", clear).integer_param(1, user_name);
+  for (Context *context : {&stored, &refused_one}) {
+    cli_test::wiped().clear();
+    command(*context);
+    ASSERT_FALSE(cli_test::wiped().empty());
+    const std::string &record = cli_test::wiped().back();
+    ASSERT_EQ(record.size(), sizeof(sch_security_user_rec));
+    EXPECT_STREQ(record.c_str() + offsetof(sch_security_user_rec, password), "secret");
+  }
 }
 
 TEST_F(Password, no_password_text_reaches_standard_output) {

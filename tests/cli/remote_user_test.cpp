@@ -5,6 +5,7 @@
 
 #include "platform/security.h"
 #include "tests/cli/exchange.h"
+#include "tests/cli/freed_blocks.h"
 
 namespace {
 
@@ -139,6 +140,31 @@ TEST_F(RemoteUser, authentication_needs_success_and_acceptance) {
     EXPECT_EQ(outcome.freed, 1);
     EXPECT_EQ(fake.traces(103).back() == "AAA auth for user bob Failed ", row.status != 0);
   }
+}
+
+// The record of a user, found in what was wiped by its password field.
+std::string wiped_password(const std::string &wiped) {
+  return wiped.size() == sizeof(sch_security_user_rec) ? wiped.c_str() + offsetof(sch_security_user_rec, password) : "";
+}
+
+TEST_F(RemoteUser, clear_text_and_records_are_wiped_on_every_road) {
+  make_remote("sealed");
+  for (bool accepts : {true, false}) {
+    fake.aaa_accepts = accepts;
+    cli_test::wiped().clear();
+    full();
+    ASSERT_EQ(cli_test::wiped().size(), 2u);
+    EXPECT_EQ(cli_test::wiped()[0], "secret");
+    EXPECT_EQ(wiped_password(cli_test::wiped()[1]), "sealed");
+  }
+  fake.decrypt_result = 1;
+  cli_test::wiped().clear();
+  full();
+  EXPECT_EQ(cli_test::wiped().at(0), "secret");
+  cli_test::wiped().clear();
+  quick();
+  ASSERT_EQ(cli_test::wiped().size(), 1u);
+  EXPECT_EQ(wiped_password(cli_test::wiped()[0]), "sealed");
 }
 
 TEST_F(RemoteUser, a_host_name_without_terminator_or_at_all_is_harmless) {
