@@ -38,7 +38,7 @@ class RingFile {
   std::optional<Body> read(const Place &place) const;          // nullopt: overwritten since
   const std::deque<Place> &places() const { return places_; }  // oldest first
 
-  uint32_t largest_body() const;  // half of the file: the outcome before always stays
+  uint32_t largest_body() const;  // half of the file: one output does not take all of it
   uint32_t size() const { return size_; }
   uint32_t generation() const { return generation_; }
   uint32_t read_offset() const { return places_.empty() ? write_offset_ : places_.front().offset; }

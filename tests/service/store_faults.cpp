@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/service/store_faults.h"
+
+#include <dlfcn.h>
+
+#include "host/status.h"
+#include "host/store.h"
+#include "platform/pss.h"
+
+namespace service_test {
+namespace {
+
+int calls_until_failure = 0;
+bool has_failed = false;
+
+bool fails_now() {
+  if (calls_until_failure == 0 || --calls_until_failure != 0) return false;
+  return has_failed = true;
+}
+
+template <typename Function>
+Function *real(Function *, const char *name) {
+  return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+void fail_store_call(int nth) {
+  calls_until_failure = nth;
+  has_failed = false;
+}
+
+bool store_call_failed() {
+  return has_failed;
+}
+
+}  // namespace service_test
+
+// These come before the host's for every caller in the process.
+extern "C" uint32_t pss_store(pss_handle store, uint32_t count, const pss_buf *keys, const pss_buf *values) {
+  static auto *const stored = service_test::real(&pss_store, "pss_store");
+  return service_test::fails_now() ? host::err_store_io : stored(store, count, keys, values);
+}
+
+uint32_t host::store_commit(pss_handle store) {
+  static auto *const committed = service_test::real(&host::store_commit, "_ZN4host12store_commitEj");
+  if (!service_test::fails_now()) return committed(store);
+  host::store_abort(store);
+  return host::err_store_io;
+}

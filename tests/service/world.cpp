@@ -1,0 +1,338 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/service/world.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+
+#include "host/paths.h"
+#include "host/store.h"
+#include "host/sysmgr.h"
+#include "platform/memory.h"
+#include "service/control.h"
+#include "service/dispatch.h"
+#include "service/jobs.h"
+#include "service/schedule_state.h"
+#include "service/startup.h"
+
+namespace {
+
+time_t clock_offset = 0, clock_stands_at = 0;
+
+time_t machine_time() {
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return now.tv_sec;
+}
+
+}  // namespace
+
+// The clock of everything in this process, the libraries included.
+extern "C" time_t time(time_t *out) noexcept {
+  const time_t now = clock_stands_at != 0 ? clock_stands_at : machine_time() + clock_offset;
+  if (out != nullptr) *out = now;
+  return now;
+}
+
+namespace service_test {
+namespace {
+
+template <typename Record>
+void put(Bytes *target, const Record &record) {
+  const auto *start = reinterpret_cast<const std::byte *>(&record);
+  target->insert(target->end(), start, start + sizeof record);
+}
+
+void put_text(Bytes *target, const std::string &text, size_t size) {
+  Bytes field(size);
+  std::memcpy(field.data(), text.data(), std::min(text.size(), size));
+  target->insert(target->end(), field.begin(), field.end());
+}
+
+host::Caller user(const char *name) {
+  const passwd *entry = getpwnam(name);
+  if (entry == nullptr) throw std::runtime_error(std::string("no user ") + name);
+  host::Caller caller;
+  caller.uid = caller.peer_uid = entry->pw_uid;
+  caller.gid = entry->pw_gid;
+  caller.user_name = name;
+  return caller;
+}
+
+void free_email_list() {
+  for (GList *node = sch_schedule_email_list; node != nullptr; node = node->next)
+    mtrack_free(node->data);
+  g_list_free(sch_schedule_email_list);
+  sch_schedule_email_list = nullptr;
+}
+
+void reset_log_settings() {
+  sch_log_file = {};
+  std::strcpy(sch_log_file.name, SCH_LOG_NAME_DEFAULT);
+  std::strcpy(sch_log_file.uri, SCH_LOG_URI_DEFAULT);
+  sch_log_file.size = SCH_LOG_SIZE_DEFAULT;
+}
+
+}  // namespace
+
+void set_clock(time_t now) {
+  clock_stands_at = now;
+}
+
+void run_clock_from(time_t now) {
+  clock_stands_at = 0;
+  clock_offset = now - machine_time();
+}
+
+Directory::Directory() {
+  char path[] = "/tmp/schedcli-service-XXXXXX";
+  if (mkdtemp(path) == nullptr) throw std::runtime_error("no temporary directory");
+  path_ = path;
+}
+
+Directory::~Directory() {
+  std::filesystem::remove_all(path_);
+}
+
+World::Parts::Parts(service::Runner::Options options)
+    : runner(std::move(options)), context{service::Authority(true, {0, "root"}), log, runner}, scheduler(context) {}
+
+World::World(service::Runner::Options chosen) : options(std::move(chosen)) {
+  setenv("TZ", "UTC", 1);
+  set_clock(noon);
+  start();
+  const host::Answer enabled = service::control({parts->context, root()}, host::Control::enable_feature, {});
+  if (enabled.status != 0) throw std::runtime_error("the feature cannot be enabled");
+}
+
+World::~World() {
+  stop();
+}
+
+uint32_t World::try_start(std::string *error) {
+  host::use_paths(host::resolve_paths((directory.path() + "/state").c_str()));
+  if (!service::open_stores(error) || !service::settle_stores(error)) return 1;
+  parts = std::make_unique<Parts>(options);
+  if (!parts->log.open(error)) return 1;
+  parts->scheduler.recover();
+  return host::sysmgr_mark_started(error) ? 0 : 1;
+}
+
+void World::start() {
+  std::string error;
+  if (try_start(&error) != 0) throw std::runtime_error(error);
+}
+
+void World::stop() {
+  parts.reset();
+  sch_pss_close_handles(nullptr);
+  if (debug_pss_running != 0) pss_close(debug_pss_running);
+  pss_running = pss_running_db = debug_pss_running = 0;
+  sch_free_config(&sch_running_config);
+  free_email_list();
+  email_transport_conf = {.from = {}, .reply_to = {}, .reply_to_copy = {}, .smtp = {{}, 1, 25, "management"}};
+  reset_log_settings();
+  scheduler_enabled = 0;
+}
+
+void World::restart() {
+  stop();
+  start();
+}
+
+void World::boot() {
+  stop();
+  std::filesystem::remove(directory.path() + "/state/run/boot");
+  start();
+}
+
+host::Answer World::send(const host::Caller &caller, uint32_t service, uint32_t opcode, const Bytes &payload) {
+  Bytes record;
+  put(&record, opcode);
+  put(&record, static_cast<uint32_t>(payload.size()));
+  record.insert(record.end(), payload.begin(), payload.end());
+  host::Incoming incoming;
+  incoming.service = service;
+  incoming.body = record;
+  incoming.caller = caller;
+  return service::dispatch(parts->context, incoming);
+}
+
+void World::run_to_the_end() {
+  while (parts->runner.under_way() > 0)
+    g_main_context_iteration(nullptr, TRUE);
+}
+
+host::Caller root() {
+  return user("root");
+}
+host::Caller daemon_user() {
+  return user("daemon");
+}
+host::Caller nobody() {
+  return user("nobody");
+}
+
+host::Caller remote_user() {
+  host::Caller caller;
+  caller.uid = caller.peer_uid = 4000000;
+  caller.user_name = "remote-user";
+  return caller;
+}
+
+Bytes bytes(std::string_view text) {
+  const auto *start = reinterpret_cast<const std::byte *>(text.data());
+  return {start, start + text.size()};
+}
+
+Bytes job_payload(const std::string &name, const std::string &text) {
+  Bytes payload;
+  put(&payload, uint64_t{0});
+  put_text(&payload, name, 32);
+  put(&payload, uint32_t{0});
+  put(&payload, static_cast<uint32_t>(text.size()));
+  put_text(&payload, text, text.size());
+  return payload;
+}
+
+Bytes schedule_payload(const std::string &name) {
+  Bytes payload;
+  put(&payload, uint64_t{0});
+  put_text(&payload, name, 32);
+  return payload;
+}
+
+Bytes modify_payload(const std::string &schedule, uint32_t subcommand, bool negate, const std::string &job,
+                     const sch_tminfo &time) {
+  Bytes payload;
+  put(&payload, uint32_t{negate});
+  put(&payload, uint32_t{0});
+  put(&payload, subcommand);
+  put_text(&payload, schedule, 32);
+  put_text(&payload, job, 32);
+  put(&payload, uint32_t{0});
+  put(&payload, time);
+  put(&payload, uint32_t{0});
+  return payload;
+}
+
+Bytes time_payload(const std::string &schedule, const sch_tminfo &time) {
+  return modify_payload(schedule, time.type, false, "", time);
+}
+
+Bytes log_payload(const std::string &name, const std::string &uri, uint32_t size) {
+  Bytes payload;
+  put(&payload, uint64_t{0});
+  put_text(&payload, name, 256);
+  put_text(&payload, uri, 256);
+  put(&payload, size);
+  return payload;
+}
+
+Bytes show_payload(const std::string &name, int32_t cursor) {
+  Bytes payload;
+  put(&payload, uint32_t{0});
+  put_text(&payload, name, 32);
+  put(&payload, cursor);
+  return payload;
+}
+
+Bytes address_payload(uint8_t operation, const std::string &schedule, const std::string &address) {
+  Bytes payload;
+  put(&payload, operation);
+  put_text(&payload, schedule, 32);
+  put_text(&payload, address, 64);
+  return payload;
+}
+
+sch_tminfo daily(int hour, int minute) {
+  sch_tminfo time = {};
+  time.type = SCH_SCHEDULE_DAILY;
+  time.hour = hour;
+  time.minute = minute;
+  return time;
+}
+
+sch_tminfo once(int hour, int minute) {
+  sch_tminfo time = daily(hour, minute);
+  time.type = SCH_SCHEDULE_ONESHOT;
+  time.day_of_month = 21;
+  time.month = 10;
+  time.year = 126;
+  return time;
+}
+
+sch_tminfo every(int minutes, time_t start) {
+  sch_tminfo time = {};
+  time.type = SCH_SCHEDULE_PERIODIC;
+  time.minute = minutes;
+  time.start_time = static_cast<int32_t>(start);
+  return time;
+}
+
+uint32_t create_job(World &world, const std::string &name, const std::string &text, const host::Caller &caller) {
+  const uint32_t status = world.send(caller, SCH_SERVICE_CONFIG, SCH_OP_CREATE_JOB, job_payload(name)).status;
+  if (status != 0 || text.empty()) return status;
+  return world.send(caller, SCH_SERVICE_CONFIG, SCH_OP_DEFINE_JOB, job_payload(name, text)).status;
+}
+
+uint32_t create_schedule(World &world, const std::string &name, const std::vector<std::string> &jobs,
+                         const sch_tminfo &time, const host::Caller &caller) {
+  uint32_t status = world.send(caller, SCH_SERVICE_CONFIG, SCH_OP_CREATE_SCHEDULE, schedule_payload(name)).status;
+  for (const std::string &job : jobs)
+    if (status == 0)
+      status = world
+                   .send(caller, SCH_SERVICE_CONFIG, SCH_OP_MODIFY_SCHEDULE,
+                         modify_payload(name, SCH_MODIFY_JOB, false, job))
+                   .status;
+  if (status != 0 || time.type == SCH_SCHEDULE_NONE) return status;
+  return world.send(caller, SCH_SERVICE_CONFIG, SCH_OP_MODIFY_SCHEDULE, time_payload(name, time)).status;
+}
+
+std::vector<Logged> log_of(World &world, const host::Caller &caller, const std::string &name) {
+  std::vector<Logged> log;
+  const host::Answer answer = world.send(caller, SCH_SERVICE_SHOW, SCH_OP_SHOW_LOG, show_payload(name));
+  while (answer.next) {
+    const std::optional<Bytes> message = answer.next();
+    if (!message) break;
+    sch_log_entry entry;
+    std::memcpy(&entry, message->data(), sizeof entry);
+    if (entry.count == 0) break;
+    if (log.size() < entry.number)
+      log.push_back({entry.job, entry.schedule, entry.user, "", entry.wait_status >> 8 & 0xff, entry.completion});
+    log.back().output.append(reinterpret_cast<const char *>(message->data()) + sizeof entry, entry.piece_length);
+  }
+  return log;
+}
+
+std::string configuration() {
+  std::string text = "enabled " + std::to_string(scheduler_enabled) + "\n";
+  const auto hex = [](const void *data, size_t size) {
+    std::string digits;
+    for (size_t i = 0; i < size; i++) {
+      char pair[3];
+      std::snprintf(pair, sizeof pair, "%02x", static_cast<const unsigned char *>(data)[i]);
+      digits += pair;
+    }
+    return digits;
+  };
+  service::for_each_job([&](const sch_job_entry &slot, uint32_t id) {
+    text += "job " + std::to_string(id) + " " + service::name_of(*slot.key) + " " + hex(slot.hdr, sizeof *slot.hdr) +
+            "\n" + service::job_text(slot) + "\n";
+    for (GList *node = slot.status_list; node != nullptr; node = node->next)
+      text += "status " + hex(node->data, sizeof(sch_runtime_job_status)) + "\n";
+  });
+  service::for_each_schedule([&](const sch_schedule_entry &entry) {
+    text += "schedule " + service::name_of(*entry.key) + " " + hex(entry.rec, sizeof *entry.rec) + "\n";
+  });
+  for (GList *node = sch_schedule_email_list; node != nullptr; node = node->next)
+    text += "addresses " + hex(node->data, sizeof(sch_schedule_email_entry)) + "\n";
+  text += "transport " + hex(&email_transport_conf, sizeof email_transport_conf) + "\n";
+  return text + "log " + hex(sch_log_file.name, sizeof sch_log_file - 8) + "\n";
+}
+
+}  // namespace service_test

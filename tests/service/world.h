@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+// The service without its socket: the real stores in a directory of its own, a clock that stands still, and requests
+// that go straight to the dispatcher.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "schedcli.h"
+#include "service/context.h"
+#include "service/joblog.h"
+#include "service/runner.h"
+#include "service/scheduler.h"
+
+namespace service_test {
+
+using host::Bytes;
+
+inline constexpr time_t noon = 1795262400;  // Sat Nov 21 12:00:00 2026 UTC
+
+void set_clock(time_t now);       // time() stands still there
+void run_clock_from(time_t now);  // time() goes on from there with the machine's
+
+class Directory {
+ public:
+  Directory();
+  ~Directory();
+  const std::string &path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+struct World {
+  explicit World(service::Runner::Options options = {});
+  ~World();
+
+  void start();  // as schedd starts; `started_again` tests what a restart finds
+  void stop();   // memory is as at the start of a process; the directory stays
+  void restart();
+  void boot();  // restart, as the first one since a boot
+  uint32_t try_start(std::string *error);
+
+  host::Answer send(const host::Caller &caller, uint32_t service, uint32_t opcode, const Bytes &payload);
+  void run_to_the_end();  // the main loop, until no run is under way
+
+  Directory directory;
+  service::Runner::Options options;
+  struct Parts {
+    Parts(service::Runner::Options options);
+    service::JobLog log;
+    service::Runner runner;
+    service::Context context;
+    service::Scheduler scheduler;
+  };
+  std::unique_ptr<Parts> parts;
+};
+
+// Users of every machine, whom the password file has.
+host::Caller root();
+host::Caller daemon_user();
+host::Caller nobody();
+host::Caller remote_user();  // whom it has not
+
+// Payloads as the handlers build them.
+Bytes bytes(std::string_view text);
+Bytes job_payload(const std::string &name, const std::string &text = {});
+Bytes schedule_payload(const std::string &name);
+Bytes time_payload(const std::string &schedule, const sch_tminfo &time);
+Bytes modify_payload(const std::string &schedule, uint32_t subcommand, bool negate, const std::string &job,
+                     const sch_tminfo &time = {});
+Bytes log_payload(const std::string &name, const std::string &uri, uint32_t size);
+Bytes show_payload(const std::string &name = {}, int32_t cursor = -1);
+Bytes address_payload(uint8_t operation, const std::string &schedule, const std::string &address);
+
+sch_tminfo daily(int hour, int minute);
+sch_tminfo once(int hour, int minute);  // on the day of noon
+sch_tminfo every(int minutes, time_t start);
+
+// Shorter ways to the usual requests; root's, unless another caller is given.
+uint32_t create_job(World &world, const std::string &name, const std::string &text,
+                    const host::Caller &caller = root());
+uint32_t create_schedule(World &world, const std::string &name, const std::vector<std::string> &jobs,
+                         const sch_tminfo &time, const host::Caller &caller = root());
+
+struct Logged {
+  std::string job, schedule, user, output;
+  uint32_t exit_code;
+  time_t completion;
+  bool operator==(const Logged &) const = default;
+};
+std::vector<Logged> log_of(World &world, const host::Caller &caller = root(), const std::string &name = {});
+
+// Everything that a restart must find again, as text: to compare.
+std::string configuration();
+
+}  // namespace service_test
