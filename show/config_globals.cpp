@@ -4,12 +4,10 @@
 
 #include <cstdio>
 
+#include "acfg/command_values.h"
 #include "show/request.h"
 
 namespace {
-
-constexpr int bytes_per_kilobyte = 1024;
-constexpr int smtp_default_port = 25;
 
 // Of the transport record everything up to the port is read.
 constexpr uint64_t transport_bytes_read =
@@ -19,7 +17,7 @@ static_assert(transport_bytes_read == 456);
 void print_smtp_server(const sch_smtp_server_rec &smtp) {
   const int port = static_cast<int>(ntohl(smtp.port));
   std::printf("  scheduler transport email smtp-server %.256s", smtp.server);
-  if (port != smtp_default_port) std::printf(" port %d", port);
+  if (port != acfg::smtp_default_port) std::printf(" port %d", port);
   std::putchar('\n');
 }
 
@@ -39,7 +37,7 @@ int get_log_file_config(const sch_cli_cmd_ctx *ctx) {
   if (!reply.holds(sizeof(int32_t))) return show::report_incomplete_reply();
   std::puts("config terminal");
   std::puts("  feature scheduler");
-  std::printf("  scheduler logfile size %d\n", *reply.as<int32_t>() / bytes_per_kilobyte);
+  std::printf("  scheduler logfile size %d\n", *reply.as<int32_t>() / acfg::log_size_unit);
   return exit_success;
 }
 
