@@ -96,9 +96,12 @@ bool restore_setting(uint32_t type, const pss_buf &value) {
   return false;
 }
 
+// Reading the value may end what reading the key returned, hence the copy.
 void restore_record(sch_config_db *config, const pss_buf &raw_key, StoreWalk &walk) {
-  sch_config_key key = {};
-  copy_at_most(&key, sizeof key, raw_key);
+  sch_config_key stored = {};
+  copy_at_most(&stored, sizeof stored, raw_key);
+  const pss_buf stored_key = {&stored, std::min<uint32_t>(raw_key.length, sizeof stored)};
+  sch_config_key key = stored;
   sch_ntoh_config_key(&key);
   const pss_buf *value = walk.value();
   if (value == nullptr) {
@@ -106,7 +109,7 @@ void restore_record(sch_config_db *config, const pss_buf &raw_key, StoreWalk &wa
     return;
   }
   SCH_TRACE_SERVICE(trace_config, "got key type %d", key.type);
-  if (!restore_setting(key.type, *value)) sch_add_config_entry(config, &raw_key, value);
+  if (!restore_setting(key.type, *value)) sch_add_config_entry(config, &stored_key, value);
 }
 
 }  // namespace

@@ -20,23 +20,25 @@ sch_runtime_key stored_key(uint32_t type, const sch_runtime_job_status &status) 
   return key;
 }
 
-void fill_status(sch_runtime_job_status &status, const pss_buf &raw_key, const pss_buf &value) {
+sch_runtime_key key_in_host_order(const pss_buf &raw_key) {
   sch_runtime_key key = {};
   copy_at_most(&key, sizeof key, raw_key);
   sch_ntoh_runtime_key(&key);
-  std::memcpy(status.schedule_name, key.name, sizeof status.schedule_name);
-  status.job_id = key.job_id;
-  copy_at_most(status.words, sizeof status.words, value);
+  return key;
 }
 
-// False when memory is exhausted. The key's type is deliberately not looked at.
+// False when memory is exhausted. The key's type is deliberately not looked at. Reading the value may end what reading
+// the key returned, hence the order.
 bool restore_status(sch_config_db *config, const pss_buf &raw_key, StoreWalk &walk) {
+  const sch_runtime_key key = key_in_host_order(raw_key);
   const pss_buf *value = walk.value();
   if (value == nullptr) return true;
   void *memory = sch_malloc_check(sizeof(sch_runtime_job_status), status_memory, 0, "restore db");
   if (memory == nullptr) return false;
   auto *status = static_cast<sch_runtime_job_status *>(memory);
-  fill_status(*status, raw_key, *value);
+  std::memcpy(status->schedule_name, key.name, sizeof status->schedule_name);
+  status->job_id = key.job_id;
+  copy_at_most(status->words, sizeof status->words, *value);
   sch_add_runtime_job_status_entry(config, status);
   return true;
 }

@@ -18,6 +18,11 @@ struct Lent {
     buf = {bytes.get(), static_cast<uint32_t>(text.size())};
     return &buf;
   }
+  // What was lent reads as nothing from now on.
+  void end() {
+    bytes.reset();
+    buf = {};
+  }
 };
 
 struct Cursor {
@@ -156,6 +161,7 @@ const pss_buf *pss_getvalue(pss_handle store, pss_cursor *cursor) {
   const uint32_t error = failure("pss_getvalue");
   if (error != 0) return report(cursor, error);
   Cursor &state = state_of(cursor);
+  state.lent_key.end();
   Store *open = store_of(store);
   if (open == nullptr || !state.positioned || fake.unreadable_keys.contains(state.key))
     return report(cursor, fake.store_error);
@@ -170,6 +176,7 @@ const pss_buf *pss_move2location(pss_handle store, uint32_t where, pss_cursor *c
   const uint32_t error = failure("pss_move2location");
   if (error != 0) return report(cursor, error);
   Cursor &state = state_of(cursor);
+  state.lent_value.end();
   Store *open = store_of(store);
   if (open == nullptr || (where != PSS_FIRST && where != PSS_NEXT)) return report(cursor, fake.store_error);
   if (where == PSS_NEXT && !state.positioned) return report(cursor, fake.store_error);
