@@ -64,8 +64,9 @@ void JobProcess::out_of_time(unsigned time_limit_s) {
   signal_group(SIGKILL);
 }
 
+// A child that has not come to lead its group yet is alone.
 void JobProcess::signal_group(int number) const {
-  kill(-child_.pid, number);
+  if (kill(-child_.pid, number) != 0) kill(child_.pid, number);
 }
 
 bool JobProcess::wait_ms(int milliseconds) const {
