@@ -52,7 +52,7 @@ void save_everything(const std::string &config_uri, const std::string &db_uri) {
   sch_save_email_replyto_conf_to_pss(store, &email_transport_conf);
   sch_save_email_smtpserver_conf_to_pss(store, &email_transport_conf);
   const sch_config_key enable{SCH_CONFIG_ENABLE, 0, ""};
-  sch_save_condition_entry_to_pss(store, &enable, 1);
+  sch_save_condition_entry_to_pss(store, &enable, config_uri == run ? 1 : 0);
   sch_save_db_to_pss(&sch_running_config, open_store(db_uri));
 }
 
@@ -65,6 +65,10 @@ struct Operation {
 
 sch_job_entry *big_job() {
   return &sch_job_list[4];
+}
+
+const sch_schedule_email_entry *first_mail() {
+  return static_cast<const sch_schedule_email_entry *>(sch_schedule_email_list->data);
 }
 
 const std::vector<Operation> operations = {
@@ -86,6 +90,10 @@ const std::vector<Operation> operations = {
     {"restore config", true, {0}, [] { return sch_restore_config_from_pss(&sch_running_config, pss_running); }},
     {"restore db", true, {0}, [] { return sch_restore_db_from_pss(&sch_running_config, pss_running_db); }},
     {"snapshot", false, {0, -1}, [] { return sch_pss_snapshot(run, "copy"); }},
+    {"save from", false, {0, -1}, [] { return sch_save_email_from_conf_to_pss(pss_running, &email_transport_conf); }},
+    {"save mail", false, {0, -1}, [] { return sch_save_schedule_email_entry_to_pss(pss_running, first_mail()); }},
+    {"forget mail", false, {0}, [] { return sch_delete_schedule_email_entry_from_pss(pss_running, first_mail()); }},
+    {"save flag", false, {0, -1}, [] { return sch_save_condition_entry_to_pss(pss_running, &sch_log_file_key, 1); }},
     {"standby", false, {0, static_cast<int>(broken)}, [] { return sch_standby_pss_init(); }},
     {"standby rebuilt", false, {0, static_cast<int>(broken)}, [] { return sch_standby_pss_init_gsync_fail(); }},
     {"shrink",
@@ -118,6 +126,8 @@ class FaultsTest : public platform_test::PlatformTest {
     debug_pss_running = open_store(debug);
   }
 
+  void deny_sinks() { fake.history_allowed = fake.buginf_allowed = false; }
+
   // Until the operation no longer reaches its nth call; answers how many it has.
   int fail_each(const Operation &operation, Fault platform_test::Platform::*fault, bool from_then_on) {
     for (int nth = 1;; ++nth) {
@@ -149,6 +159,34 @@ TEST_F(FaultsTest, each_allocation_may_fail_once_and_from_then_on) {
     const int calls = fail_each(operation, &platform_test::Platform::alloc, false);
     EXPECT_EQ(calls > 0, operation.starts_empty) << operation.what;
     fail_each(operation, &platform_test::Platform::alloc, true);
+  }
+}
+
+TEST_F(FaultsTest, sinks_that_are_not_allowed_get_nothing_whatever_fails) {
+  for (const Operation &operation : operations) {
+    SCOPED_TRACE(operation.what);
+    for (int nth = 1, reached = 1; nth <= reached + 1; ++nth) {
+      prepare(operation);
+      fake.history.clear();
+      fake.buginf.clear();
+      deny_sinks();
+      fake.store = {nth, false};
+      operation.run();
+      reached = fake.store.calls;
+      EXPECT_TRUE(fake.history.empty());
+      EXPECT_TRUE(fake.buginf.empty());
+    }
+  }
+}
+
+TEST_F(FaultsTest, deleting_statuses_empties_the_list_whatever_fails) {
+  for (int nth = 1; nth <= 3; ++nth) {
+    prepare(operations[5]);
+    if (nth == 1) deny_sinks();
+    fake.store = {nth, true};
+    EXPECT_EQ(sch_delete_all_status_for_job_from_pss(pss_running_db, big_job()), 0);
+    EXPECT_EQ(big_job()->status_list, nullptr);
+    EXPECT_EQ(fake.store.calls, 2);
   }
 }
 
