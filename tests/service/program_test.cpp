@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: Apache-2.0
+// The real program: its options, its exit codes, its one instance, its users.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pwd.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+
+#include "host/paths.h"
+#include "host/store.h"
+#include "host/transport.h"
+#include "schedcli.h"
+
+namespace service_test {
+namespace {
+
+using ::testing::HasSubstr;
+
+class Program {
+ public:
+  // `notify`: the socket that is told when it is ready.
+  explicit Program(std::vector<std::string> arguments, const std::string &notify = {}, uid_t uid = geteuid()) {
+    int ends[2];
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    pid_ = fork();
+    if (pid_ == 0) run(std::move(arguments), ends[1], notify, uid);
+    close(ends[1]);
+    output_ = ends[0];
+  }
+  ~Program() {
+    if (pid_ > 0) end(SIGKILL);
+    close(output_);
+  }
+  Program(const Program &) = delete;
+  Program &operator=(const Program &) = delete;
+
+  int wait() {
+    int status = 0;
+    waitpid(std::exchange(pid_, -1), &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+  int end(int number) {
+    kill(pid_, number);
+    return wait();
+  }
+  std::string output() {  // all of it, once the program has ended
+    std::string text;
+    char buffer[4096];
+    for (ssize_t size; (size = read(output_, buffer, sizeof buffer)) > 0;)
+      text.append(buffer, static_cast<size_t>(size));
+    return text;
+  }
+
+ private:
+  [[noreturn]] static void run(std::vector<std::string> arguments, int output, const std::string &notify, uid_t uid) {
+    dup2(output, STDOUT_FILENO);
+    dup2(output, STDERR_FILENO);
+    if (!notify.empty()) setenv("NOTIFY_SOCKET", notify.c_str(), 1);
+    if (uid != geteuid() && setuid(uid) != 0) _exit(99);
+    arguments.insert(arguments.begin(), SCHEDD_PATH);
+    std::vector<char *> pointers;
+    for (std::string &argument : arguments)
+      pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
+    execv(SCHEDD_PATH, pointers.data());
+    _exit(98);
+  }
+
+  pid_t pid_ = -1;
+  int output_ = -1;
+};
+
+struct ServiceProgram : ::testing::Test {
+  std::string directory, state, notify_path;
+  int notify = -1;
+
+  void SetUp() override {
+    char path[] = "/tmp/schedcli-program-XXXXXX";
+    ASSERT_NE(mkdtemp(path), nullptr);
+    directory = path;
+    state = directory + "/state";
+    notify_path = directory + "/notify";
+    notify = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, notify_path.c_str());
+    ASSERT_EQ(bind(notify, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+  }
+  void TearDown() override {
+    close(notify);
+    std::filesystem::remove_all(directory);
+  }
+  std::string told() const {
+    pollfd readable = {notify, POLLIN, 0};
+    char text[64];
+    if (poll(&readable, 1, 20000) != 1) return "(nothing)";
+    const ssize_t size = recv(notify, text, sizeof text, 0);
+    return {text, static_cast<size_t>(std::max<ssize_t>(size, 0))};
+  }
+};
+
+TEST_F(ServiceProgram, it_says_when_it_is_ready_whom_it_serves_and_ends_in_order) {
+  Program program({"--state-dir", state}, notify_path);
+  EXPECT_EQ(told(), "READY=1");
+  EXPECT_EQ(program.end(SIGTERM), 0);
+  EXPECT_EQ(told(), "STOPPING=1");
+  const std::string whom = geteuid() == 0 ? "as root, serves all users" : " alone";
+  const std::string output = program.output();
+  EXPECT_THAT(output, HasSubstr(whom));
+  EXPECT_THAT(output, HasSubstr("state directory " + state + ", socket " + state + "/run/schedd.sock"));
+  EXPECT_FALSE(std::filesystem::exists(state + "/run/schedd.sock"));
+}
+
+TEST_F(ServiceProgram, a_second_instance_on_the_state_directory_is_refused) {
+  Program first({"--state-dir", state}, notify_path);
+  ASSERT_EQ(told(), "READY=1");
+  Program second({"--state-dir", state});
+  EXPECT_EQ(second.wait(), 3);
+  EXPECT_THAT(second.output(), HasSubstr("serves this directory already"));
+  EXPECT_EQ(first.end(SIGINT), 0);
+}
+
+TEST_F(ServiceProgram, wrong_options_are_told_apart_from_failures) {
+  for (const std::vector<std::string> &arguments : {std::vector<std::string>{"--no-such-option"},
+                                                    {"argument"},
+                                                    {"--debug", "x"},
+                                                    {"--debug", "256"},
+                                                    {"--interpreter", "sh"},
+                                                    {"--interpreter", "/no/such"},
+                                                    {"--state-dir", ""},
+                                                    {"--state-dir"}})
+    EXPECT_EQ(Program(arguments).wait(), 2) << arguments[0];
+  Program help({"--help"}), version({"--version"});
+  EXPECT_EQ(help.wait(), 0);
+  EXPECT_THAT(help.output(), HasSubstr("Usage: schedd"));
+  EXPECT_EQ(version.wait(), 0);
+  EXPECT_THAT(version.output(), HasSubstr("schedd 1."));
+}
+
+TEST_F(ServiceProgram, a_state_directory_that_cannot_be_used_is_told_with_its_path) {
+  Program program({"--state-dir", "/dev/null/state"});
+  EXPECT_EQ(program.wait(), 3);
+  EXPECT_THAT(program.output(), HasSubstr("/dev/null"));
+}
+
+TEST_F(ServiceProgram, a_store_that_is_no_store_is_refused_with_its_path_and_left_alone) {
+  Program first({"--state-dir", state}, notify_path);
+  ASSERT_EQ(told(), "READY=1");
+  ASSERT_EQ(first.end(SIGTERM), 0);
+  host::use_paths(host::resolve_paths(state.c_str()));
+  const std::string path = host::store_path("running:scheduler_runtime");
+  std::filesystem::resize_file(path, 100);
+  Program second({"--state-dir", state});
+  EXPECT_EQ(second.wait(), 3);
+  EXPECT_THAT(second.output(), HasSubstr(path));
+  EXPECT_EQ(std::filesystem::file_size(path), 100u);
+}
+
+TEST_F(ServiceProgram, an_ordinary_user_is_served_alone_by_their_own_service) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+  const passwd *nobody = getpwnam("nobody");
+  ASSERT_EQ(chown(directory.c_str(), nobody->pw_uid, nobody->pw_gid), 0);
+  ASSERT_EQ(chmod(notify_path.c_str(), 0777), 0);
+  Program program({"--state-dir", state}, notify_path, nobody->pw_uid);
+  ASSERT_EQ(told(), "READY=1");
+  host::use_paths(host::resolve_paths(state.c_str()));
+  EXPECT_EQ(host::control_request(host::Control::enable_feature, {}, nullptr), 0u);
+  sch_cli_param name = {};
+  name.kind = SCH_PARAM_STRING;
+  name.value = "job";
+  sch_cli_param *const params[] = {&name};
+  sch_cli_cmd_ctx context = {};
+  context.param_count = 1;
+  context.params = params;
+  std::strcpy(context.user_name, "root");
+  EXPECT_EQ(sch_cli_create_delete_job(&context), 0);
+  EXPECT_EQ(program.end(SIGTERM), 0);
+  EXPECT_THAT(program.output(), HasSubstr("serves nobody alone"));
+}
+
+}  // namespace
+}  // namespace service_test

@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: Apache-2.0
+// Restarts and boots: what is found again, and what is not inherited.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "host/status.h"
+#include "service/control.h"
+#include "service/logging_level.h"
+#include "service/outcome.h"
+#include "service/schedule_state.h"
+#include "service/statuses.h"
+#include "tests/service/world.h"
+
+namespace service_test {
+namespace {
+
+using ::testing::SizeIs;
+
+constexpr uint32_t config = SCH_SERVICE_CONFIG;
+constexpr time_t minute = 60, day = 86400;
+
+uint32_t control(World &world, host::Control operation, const Bytes &payload = {}) {
+  return service::control({world.parts->context, root()}, operation, payload).status;
+}
+
+void save_startup(World &world) {
+  ASSERT_EQ(control(world, host::Control::copy_running_startup), 0u);
+}
+
+service::ScheduleState state(const std::string &name) {
+  return service::state_of(*service::find_schedule(name)->rec);
+}
+
+void run_at(World &world, time_t now) {
+  set_clock(now);
+  world.parts->scheduler.check();
+  world.run_to_the_end();
+}
+
+std::string without_log_place(const std::string &text) {
+  return text.substr(0, text.rfind("\nlog "));
+}
+
+struct Startup : ::testing::Test {
+  World world;
+
+  // One of everything, and what the library's save after a boot leaves out above all.
+  void configure() {
+    Bytes transport(712);
+    std::memcpy(transport.data(), "from@example.org", 16);
+    std::memcpy(transport.data() + 64, "reply@example.org", 17);
+    std::memcpy(transport.data() + 192, "mail.example.org", 16);
+    const uint32_t kind = __builtin_bswap32(2), port = __builtin_bswap32(587);
+    std::memcpy(transport.data() + 448, &kind, sizeof kind);
+    std::memcpy(transport.data() + 452, &port, sizeof port);
+    ASSERT_EQ(world.send(root(), config, SCH_OP_SET_EMAIL_FROM, transport).status, 0u);
+    ASSERT_EQ(world.send(root(), config, SCH_OP_SET_EMAIL_REPLYTO, transport).status, 0u);
+    ASSERT_EQ(world.send(root(), config, SCH_OP_SET_EMAIL_SMTP, transport).status, 0u);
+    ASSERT_EQ(create_job(world, "with-text", std::string(2500, 'x') + "\n"), 0u);
+    ASSERT_EQ(create_job(world, "without-text", ""), 0u);
+    ASSERT_EQ(create_schedule(world, "s", {"with-text", "without-text"}, daily(12, 30)), 0u);
+    ASSERT_EQ(world.send(root(), config, SCH_OP_SCHEDULE_EMAIL, address_payload(SCH_EMAIL_ADD, "s", "ops@example.org"))
+                  .status,
+              0u);
+    const int32_t level = 6;
+    Bytes payload(sizeof level);
+    std::memcpy(payload.data(), &level, sizeof level);
+    ASSERT_EQ(control(world, host::Control::set_logging_level, payload), 0u);
+  }
+};
+
+TEST_F(Startup, a_restart_finds_everything_again) {
+  configure();
+  const std::string before = configuration();
+  world.restart();
+  EXPECT_EQ(configuration(), before);
+  EXPECT_EQ(service::logging_level(debug_pss_running), 6);
+}
+
+TEST_F(Startup, a_boot_from_the_saved_configuration_and_every_restart_after_it_find_all_of_it) {
+  configure();
+  save_startup(world);
+  const std::string saved = configuration();
+  world.boot();
+  EXPECT_EQ(without_log_place(configuration()), without_log_place(saved));
+  EXPECT_EQ(service::logging_level(debug_pss_running), 6);
+  world.restart();
+  EXPECT_EQ(without_log_place(configuration()), without_log_place(saved));
+  EXPECT_EQ(scheduler_enabled, 1);
+}
+
+TEST_F(Startup, a_boot_brings_back_nothing_that_was_not_saved) {
+  configure();
+  save_startup(world);
+  ASSERT_EQ(create_job(world, "unsaved", "x\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "unsaved", {"unsaved"}, daily(13, 0)), 0u);
+  world.boot();
+  EXPECT_EQ(service::find_job("unsaved"), nullptr);
+  EXPECT_EQ(service::find_schedule("unsaved"), nullptr);
+  world.restart();
+  EXPECT_EQ(service::find_job("unsaved"), nullptr);
+  EXPECT_EQ(service::find_schedule("unsaved"), nullptr);
+}
+
+TEST_F(Startup, a_boot_without_a_saved_configuration_loses_nothing) {
+  configure();
+  const std::string before = configuration();
+  world.boot();
+  EXPECT_EQ(configuration(), before);
+}
+
+// The saved configuration is as old as the command that saved it.
+TEST_F(Startup, a_boot_calls_nothing_missed_that_has_run_since_the_configuration_was_saved) {
+  ASSERT_EQ(create_job(world, "job", "echo\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "s", {"job"}, daily(12, 30)), 0u);
+  save_startup(world);
+  run_at(world, noon + 30 * minute);
+  run_at(world, noon + 30 * minute + day);
+  set_clock(noon + 40 * minute + day);
+  world.boot();
+  EXPECT_THAT(log_of(world), SizeIs(2));
+  EXPECT_EQ(state("s").next_due, noon + 30 * minute + 2 * day);
+  EXPECT_EQ(state("s").last_completion, noon + 30 * minute + day);
+}
+
+TEST_F(Startup, a_boot_gives_no_job_the_history_of_another_that_had_its_slot) {
+  ASSERT_EQ(create_job(world, "saved", "echo\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "s", {"saved"}, daily(12, 30)), 0u);
+  save_startup(world);
+  ASSERT_EQ(world.send(root(), config, SCH_OP_DELETE_JOB, job_payload("saved")).status, 0u);
+  ASSERT_EQ(create_job(world, "later", "exit 9\n"), 0u);
+  ASSERT_EQ(
+      world.send(root(), config, SCH_OP_MODIFY_SCHEDULE, modify_payload("s", SCH_MODIFY_JOB, false, "later")).status,
+      0u);
+  run_at(world, noon + 30 * minute);
+  ASSERT_NE(sch_job_list[0].status_list, nullptr);
+  set_clock(noon + 31 * minute);
+  world.boot();
+  ASSERT_EQ(service::name_of(*sch_job_list[0].key), "saved");
+  EXPECT_EQ(sch_job_list[0].status_list, nullptr);
+}
+
+TEST_F(Startup, a_boot_keeps_the_history_of_jobs_that_are_the_same) {
+  ASSERT_EQ(create_job(world, "job", "exit 4\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "s", {"job"}, daily(12, 30)), 0u);
+  save_startup(world);
+  run_at(world, noon + 30 * minute);
+  set_clock(noon + 31 * minute);
+  world.boot();
+  ASSERT_NE(service::find_status(sch_job_list[0], "s"), nullptr);
+  EXPECT_EQ(service::find_status(sch_job_list[0], "s")->words[0], 4u << 8);
+}
+
+void store_status(const char *schedule, uint32_t id) {
+  sch_runtime_job_status status = {};
+  std::strcpy(status.schedule_name, schedule);
+  status.job_id = id;
+  ASSERT_EQ(sch_save_runtime_job_status_entry_to_pss(pss_running_db, &status), 0);
+}
+
+int stored_statuses() {
+  int count = 0;
+  pss_cursor cursor = {};
+  for (const pss_buf *key = pss_move2location(pss_running_db, PSS_FIRST, &cursor); key != nullptr;
+       key = pss_move2location(pss_running_db, PSS_NEXT, &cursor))
+    count++;
+  return count;
+}
+
+// What a crash between the commits of the two stores leaves.
+TEST_F(Startup, statuses_without_their_job_or_schedule_are_purged_at_the_start) {
+  ASSERT_EQ(create_job(world, "job", "echo\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "s", {"job"}, daily(12, 30)), 0u);
+  run_at(world, noon + 30 * minute);
+  ASSERT_EQ(stored_statuses(), 2);  // and whose they are
+  store_status("s", 1);             // no such job
+  store_status("gone", 0);          // no such schedule
+  store_status("s", 300);           // no such slot
+  world.restart();
+  EXPECT_EQ(stored_statuses(), 2);
+  EXPECT_EQ(g_list_length(sch_job_list[0].status_list), 1u);
+}
+
+TEST_F(Startup, schedules_keep_their_order_over_a_restart) {
+  for (const char *name : {"zebra", "ant", "monkey"})
+    ASSERT_EQ(create_schedule(world, name, {}, {}), 0u);
+  world.restart();
+  std::string names;
+  service::for_each_schedule([&](const sch_schedule_entry &entry) { names += service::name_of(*entry.key) + " "; });
+  EXPECT_EQ(names, "zebra ant monkey ");
+}
+
+TEST_F(Startup, records_of_another_origin_are_mended) {
+  ASSERT_EQ(create_schedule(world, "a", {}, {}), 0u);
+  ASSERT_EQ(create_schedule(world, "b", {}, {}), 0u);
+  for (const char *name : {"a", "b"}) {
+    sch_schedule_entry *entry = service::find_schedule(name);
+    service::schedule_number(*entry->rec) = 7;
+    service::add_job(*entry->rec, 200);
+    std::memset(entry->rec->service_tail, 'x', 32);
+    ASSERT_EQ(sch_save_schedule_entry_to_pss(pss_running, entry), 0);
+  }
+  world.restart();
+  EXPECT_EQ(service::schedule_number(*service::find_schedule("a")->rec), 7u);
+  EXPECT_EQ(service::schedule_number(*service::find_schedule("b")->rec), 8u);
+  EXPECT_FALSE(service::has_job(*service::find_schedule("a")->rec, 200));
+  EXPECT_EQ(strnlen(state("a").owner, sizeof state("a").owner), 31u);
+}
+
+}  // namespace
+}  // namespace service_test
