@@ -28,6 +28,7 @@ int person() {
   run_terminal(session);
   for (const std::string &call : recorder::calls)
     std::printf("called: %s\n", call.c_str());
+  std::printf("that is all\n");
   return session.status();
 }
 
@@ -45,7 +46,7 @@ class Terminal : public testing::Test {
     status = terminal.wait_for_end();
     const std::string &all = terminal.everything();
     const size_t first = all.find("called: ");
-    return first == std::string::npos ? "" : all.substr(first);
+    return first == std::string::npos ? "" : all.substr(first, all.find("that is all", first) - first);
   }
 
   PseudoTerminal terminal{person};
@@ -181,4 +182,6 @@ TEST_F(Terminal, ends_with_the_status_of_the_last_failure) {
 }  // namespace shell
 
 // The editor keeps the names and helps of the functions that were added to it until the process ends.
-extern "C" const char *__lsan_default_suppressions() { return "leak:wcsdup\n"; }
+extern "C" const char *__lsan_default_suppressions() {
+  return "leak:wcsdup\n";
+}
