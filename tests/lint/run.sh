@@ -14,7 +14,8 @@ formatting() { sources | xargs clang-format --dry-run --Werror; }
 
 check formatting formatting
 check 'ring direction' python3 tests/lint/rings.py "$build"
-check 'the header as the manual' python3 tests/library/check_header.py
+check 'the header as the manual' python3 tests/library/check_header.py --header include/schedcli.h --platform platform \
+  --map schedcli.map --library "$build/libschedcli.so"
 check "static analysis" python3 tests/lint/tidy.py "$build"
 check figures python3 tests/lint/figures.py
 
