@@ -107,6 +107,7 @@ int set_start_and_period(const sch_cli_cmd_ctx *ctx, const LocalMoment &now, sch
 }  // namespace
 
 LocalMoment local_now() {
+  tzset();  // the zone may have been changed while the shell ran
   LocalMoment now{time(nullptr), {}};
   localtime_r(&now.seconds, &now.calendar);
   return now;

@@ -14,7 +14,10 @@ struct Now {
   tm calendar;
 };
 
+// localtime_r alone would go on with a zone that has been changed since. With TZ set this costs no system call; without
+// it, one look at the zone's file, as each mktime does too: that is how a new zone is noticed without a restart.
 Now read_clock() {
+  tzset();
   Now now{time(nullptr), {}};
   localtime_r(&now.seconds, &now.calendar);
   return now;

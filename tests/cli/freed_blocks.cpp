@@ -21,6 +21,15 @@ void __wrap_free(void *memory) {
 }
 }
 
-int cli_test::freed_blocks() {
+namespace cli_test {
+
+int freed_blocks() {
   return freed;
 }
+
+std::vector<std::string> &wiped() {
+  static std::vector<std::string> texts;
+  return texts;
+}
+
+}  // namespace cli_test

@@ -168,6 +168,11 @@ TEST_F(ScheduleChange, the_start_is_announced_in_the_zone_of_the_operator) {
   EXPECT_EQ(modify(periodic, {"0:1"}).out, "Schedule starts from Mon Jun 15 16:32:30 2026\n");
 }
 
+TEST_F(ScheduleChange, a_zone_that_changes_counts_from_the_next_command_on) {
+  setenv("TZ", "Asia/Kolkata", 1);
+  EXPECT_THAT(modify(daily, {"45"}).requests, ElementsAre(change(3, {.type = 3, .hour = 16, .minute = 45}).hex()));
+}
+
 TEST_F(ScheduleChange, a_refused_period_announces_nothing) {
   fake.replies = {Reply::with("", 0x40be0001)};
   const Outcome outcome = modify(periodic, {"0:1"});

@@ -274,6 +274,12 @@ TEST_F(Timer, a_passed_time_before_the_change_carries_its_corrected_hour_and_fla
   EXPECT_EQ(next(monthly(29, 1, 0), "2026-03-29 12:00:00 CEST", berlin), "2026-04-29 01:00:00 CEST");
 }
 
+TEST_F(Timer, a_zone_that_changes_counts_from_the_next_computation_on) {
+  EXPECT_EQ(next(daily(0, 15), "2026-06-15 00:14:00 UTC"), "2026-06-15 00:15:00 UTC");
+  setenv("TZ", "Asia/Kolkata", 1);
+  EXPECT_EQ(text_of(compute(daily(5, 50)).next), "2026-06-15 05:50:00 IST");  // it is 05:44
+}
+
 TEST_F(Timer, half_hour_offsets_count) {
   const char *kolkata = "Asia/Kolkata";
   EXPECT_EQ(next(daily(0, 15), "2026-06-15 00:14:59 IST", kolkata), "2026-06-15 00:15:00 IST");
