@@ -1,0 +1,144 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The changes that a mutation check makes to a source file, one at a time."""
+
+import dataclasses
+import re
+
+TOKEN = re.compile(
+    r"""
+    (?P<comment>//[^\n]*|/\*.*?\*/)
+  | (?P<preprocessor>^[ \t]*\#(?:[^\n]*\\\n)*[^\n]*)
+  | (?P<text>"(?:\\.|[^"\\\n])*"|'(?:\\.|[^'\\\n])*')
+  | (?P<number>\b(?:0[xX][0-9a-fA-F']+|[0-9][0-9']*)[uUlL]*\b)
+  | (?P<word>[A-Za-z_]\w*)
+  | (?P<operator><=>|==|!=|<=|>=|&&|\|\||->|<<|>>|[-+*/%&|^!<>=?:;,.(){}\[\]~])
+    """,
+    re.VERBOSE | re.MULTILINE | re.DOTALL,
+)
+
+# Formatting puts blanks around comparisons and none inside template brackets, which tells them apart.
+COMPARISONS = {"==": ["!="], "!=": ["=="], "<": ["<=", ">="], "<=": ["<", ">"], ">": [">=", "<="], ">=": [">", "<"]}
+CONNECTIVES = {"&&": ["||"], "||": ["&&"]}
+WORDS = {"true": ["false"], "false": ["true"]}
+
+# Statements that end a path or declare nothing that runs.
+UNMOVABLE = re.compile(r"(return|break|continue|case|default|using|static_assert|friend|public|private|else|do|va_)\b")
+
+
+@dataclasses.dataclass(frozen=True)
+class Mutant:
+    file: str
+    line: int
+    source: str  # the line as it was, stripped
+    change: str
+    begin: int
+    end: int
+    replacement: str
+
+    def apply(self, text):
+        return text[: self.begin] + self.replacement + text[self.end :]
+
+    def key(self):
+        return (self.file, self.source, self.change)
+
+
+def tokens(text):
+    return [(m.lastgroup, m.group(), m.start(), m.end()) for m in TOKEN.finditer(text)]
+
+
+def is_spaced(text, begin, end):
+    return text[begin - 1 : begin].isspace() and text[end : end + 1].isspace()
+
+
+def changed_number(number):
+    match = re.fullmatch(r"(0[xX][0-9a-fA-F']+|[0-9'']+)([uUlL]*)", number)
+    digits, suffix = match.group(1).replace("'", ""), match.group(2)
+    value = int(digits, 16 if digits[:2].lower() == "0x" else 10)
+    return f"{value + 1}{suffix}"
+
+
+def token_changes(text):
+    """(begin, end, replacement, kind) of each comparison, connective, negation and constant."""
+    in_assertion = 0  # depth of a static_assert, which the compiler checks
+    before = ""
+    for kind, token, begin, end in tokens(text):
+        if kind in ("comment", "preprocessor", "text"):
+            continue
+        if token == "static_assert":
+            in_assertion = 1
+        elif in_assertion and token == ";":
+            in_assertion = 0
+        elif not in_assertion:
+            if kind == "operator" and is_spaced(text, begin, end) and before != "operator":
+                for other in COMPARISONS.get(token, []) + CONNECTIVES.get(token, []):
+                    yield begin, end, other
+            elif token == "!":
+                yield begin, end, ""
+            elif kind == "number":
+                yield begin, end, changed_number(token)
+            elif kind == "word":
+                for other in WORDS.get(token, []):
+                    yield begin, end, other
+        before = token
+
+
+def names(statement):
+    return set(re.findall(r"[A-Za-z_]\w*", re.sub(r'"(?:\\.|[^"\\])*"', "", statement)))
+
+
+def indentation(line):
+    return len(line) - len(line.lstrip())
+
+
+def is_statement(line):
+    stripped = line.strip()
+    return (
+        stripped.endswith(";")
+        and indentation(line) >= 2
+        and not UNMOVABLE.match(stripped)
+        and all(stripped.count(a) == stripped.count(b) for a, b in ("()", "{}", "[]"))
+        and not stripped.startswith(("//", "}"))
+    )
+
+
+def starts_afresh(line):
+    return line.strip() == "" or line.rstrip().endswith((";", "{", "}", ":")) or line.strip().startswith("//")
+
+
+def is_worth_swapping(first, second):
+    """Without a call and without a common name the order of two statements cannot be seen by anybody."""
+    return "(" in first or "(" in second or names(first) & names(second)
+
+
+def swaps(text):
+    """(begin, end, replacement) of each pair of neighbouring statements of one block."""
+    lines = text.splitlines(keepends=True)
+    offsets = [0]
+    for line in lines:
+        offsets.append(offsets[-1] + len(line))
+    for n in range(1, len(lines) - 1):
+        first, second = lines[n], lines[n + 1]
+        if not (is_statement(first) and is_statement(second) and starts_afresh(lines[n - 1])):
+            continue
+        if indentation(first) == indentation(second) and is_worth_swapping(first, second):
+            yield offsets[n], offsets[n + 2], second + first
+
+
+def mutants(file, text):
+    lines = text.splitlines()
+
+    def mutant(begin, end, replacement, change):
+        number = text.count("\n", 0, begin) + 1
+        return Mutant(file, number, lines[number - 1].strip(), change, begin, end, replacement)
+
+    for begin, end, replacement in token_changes(text):
+        column = begin - (text.rfind("\n", 0, begin) + 1)
+        change = f"{text[begin:end]} becomes {replacement or 'nothing'} at column {column - indent_of(lines, text, begin)}"
+        yield mutant(begin, end, replacement, change)
+    for begin, end, replacement in swaps(text):
+        yield mutant(begin, end, replacement, "swapped with the next statement")
+
+
+def indent_of(lines, text, begin):
+    """Columns are counted from the line's first character, so that an indentation may change."""
+    return indentation(lines[text.count("\n", 0, begin)])
