@@ -233,4 +233,52 @@ TEST_F(Frame, each_sink_of_a_trace_has_its_own_gate) {
   EXPECT_THAT(fake.buginf, IsEmpty());
 }
 
+struct Command {
+  Handler handler;
+  uint32_t subcommand, negate;
+  std::vector<std::string> params;
+};
+
+TEST_F(Frame, no_trace_reaches_a_sink_that_refuses_it) {
+  const Command commands[] = {
+      {sch_cli_create_delete_job, 0, 0, {"backup"}},
+      {sch_cli_create_delete_job, 0, 1, {"backup"}},
+      {sch_cli_semicolon_delimiter_define_job, 0, 0, {}},
+      {sch_cli_semicolon_delimiter_define_job, 0, 0, {"backup"}},
+      {sch_cli_semicolon_delimiter_define_job, 0, 0, {"backup", "a"}},
+      {sch_cli_modify_schedule, 1, 0, {"nightly", "+1:0"}},
+      {sch_cli_modify_schedule, 3, 0, {"nightly", "10:00"}},
+      {sch_cli_modify_schedule, 999, 0, {"nightly", "backup"}},
+      {sch_cli_logfile_rename, 0, 0, {"uri"}},
+      {sch_cli_logfile_clear, 0, 0, {}},
+      {sch_cli_modify_schedule_emailaddr, 0, 0, {"nightly", "a@b"}},
+      {sch_cli_aaa_auth_passwd, 0, 0, {}},
+  };
+  fake.history_allowed = fake.buginf_allowed = false;
+  const auto run_all = [&] {
+    for (const Command &command : commands) {
+      Context context(command.params);
+      context->subcommand = command.subcommand;
+      context->negate = command.negate;
+      run(command.handler, context);
+    }
+    Context size;
+    size.integer_param(5);
+    run(sch_cli_logfile_resize, size);
+  };
+  run_all();
+  fake.remote_users = {"admin"};
+  fake.passwords.clear();
+  run_all();
+  fake.passwords["admin"] = {};
+  run_all();
+  fake.aaa_accepts = false;
+  run_all();
+  fake.decrypt_gives_text = false;
+  run_all();
+  EXPECT_FALSE(fake.requests.empty());
+  EXPECT_THAT(fake.history, IsEmpty());
+  EXPECT_THAT(fake.buginf, IsEmpty());
+}
+
 }  // namespace

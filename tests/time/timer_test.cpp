@@ -224,6 +224,27 @@ TEST_F(Timer, traces_stay_off_standard_error_without_cli_debug) {
   EXPECT_EQ(capture([] { compute(monthly(10, 10, 30)); }).err, "");
 }
 
+TEST_F(Timer, no_trace_reaches_a_sink_that_refuses_it) {
+  fake.history_allowed = fake.buginf_allowed = false;
+  const sch_timeval interval = {1, 2};
+  sch_tminfo record{};
+  const auto output = capture([&] {
+    for (const char *text : {"30", "7:30", "Mon:7:30", "Feb:3:7:30", "2026:Feb:3:7:30"})
+      EXPECT_EQ(sch_parse_str_to_tminfo(text, &record), 0);
+    print_timeval(&interval);
+    for (int day = 1; day <= 7; ++day)
+      next(weekly(day, 9, 0), "2026-06-17 12:00:00 UTC");
+    for (int day : {16, 17, 18})
+      next(monthly(day, 9, 0), "2026-06-17 12:00:00 UTC");
+    for (int hour : {9, 13})
+      next(daily(hour, 0), "2026-06-17 12:00:00 UTC");
+    next(oneshot(2026, 6, 18, 0, 0), "2026-06-17 12:00:00 UTC");
+  });
+  EXPECT_EQ(output.err + output.out, "");
+  EXPECT_THAT(fake.history, IsEmpty());
+  EXPECT_THAT(fake.buginf, IsEmpty());
+}
+
 TEST_F(Timer, oneshot_dumps_the_record_before_the_moments) {
   fake.now = moment("2026-06-15 10:00:00 UTC");
   compute(oneshot(2026, 6, 15, 11, 0));
