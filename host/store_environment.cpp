@@ -21,9 +21,9 @@ namespace {
 // those that the next one writes. Each is at most the live pages, so with a third of the file for them no transaction
 // is ever refused for lack of room, and a full store can be emptied again.
 constexpr std::size_t live_share = 3;
-// Room for the largest configuration, 256 jobs of 64 KiB, as the live third. It is reserved address space, little
-// enough for a machine with 32-bit addresses; a file grows only with what is stored.
-constexpr std::size_t default_bound = 64U << 20;
+// Room for the largest configuration, 256 jobs of 64 KiB on pages that are half full, as the live third. It is reserved
+// address space, little enough for a machine with 32-bit addresses; a file grows only with what is stored.
+constexpr std::size_t default_bound = 128U << 20;
 constexpr std::size_t smallest_bound = 128U << 10;
 constexpr unsigned own_flags = MDB_NOSUBDIR | MDB_NOTLS | MDB_NORDAHEAD;
 

@@ -28,9 +28,10 @@ constexpr Word no_page = ~Word{0};
 constexpr uint32_t smallest_page = 512;
 constexpr uint32_t largest_page = 65536;
 constexpr unsigned deepest_tree = 32;
-enum PageFlag : uint16_t { branch_page = 1, leaf_page = 2, overflow_page = 4, meta_page = 8, kind_mask = 0x2f };
+// Exactly these: a page marked as written already would be changed in the map.
+enum PageFlag : uint16_t { branch_page = 1, leaf_page = 2, overflow_page = 4, meta_page = 8 };
 enum NodeFlag : uint16_t { big_value = 1 };
-enum TableFlag : uint16_t { integer_keys = 8 };
+enum TableFlag : uint16_t { integer_keys = 8, one_file = 0x4000 };
 
 struct PageHeader {
   Word number;
@@ -87,13 +88,16 @@ class Check {
     for (std::size_t at : {std::size_t{0}, std::size_t{page_size_}}) {
       const auto header = load<PageHeader>(data_ + at);
       const Meta meta = load<Meta>(data_ + at + page_header_size);
-      if ((header.flags & meta_page) == 0 || meta.magic != format_magic || meta.version != format_version ||
+      if (header.flags != meta_page || meta.magic != format_magic || meta.version != format_version ||
           meta.free_pages.pad != page_size_) {
         return "is damaged: page " + std::to_string(at / page_size_) + " is no meta page";
       }
       if (at == 0 || meta.transaction > meta_.transaction) meta_ = meta;
     }
-    return meta_.last_page < 1 || meta_.last_page >= no_page / largest_page ? "is damaged: it has no last page" : "";
+    // The free list's flags also hold those of the environment; one of them would have LMDB map the file anywhere.
+    if ((meta_.free_pages.flags & ~one_file) != integer_keys) return "was not made by this program";
+    const bool fits = meta_.last_page >= 1 && meta_.last_page < meta_.map_size / page_size_;
+    return fits ? "" : "is damaged: its last page is " + std::to_string(meta_.last_page);
   }
 
   std::string first_meta() {
@@ -139,7 +143,6 @@ class Check {
 
   std::string tree(const Table &table, bool is_free_list) {
     if (table.depth == 0 || table.depth > deepest_tree) return damaged(table.root);
-    if (is_free_list && (table.flags & integer_keys) == 0) return damaged(table.root);
     return page(table.root, table.depth, is_free_list);
   }
 
@@ -149,7 +152,7 @@ class Check {
     const auto header = load<PageHeader>(start);
     const bool is_leaf = depth == 1;
     const std::size_t entries = (std::size_t{header.lower} - page_header_size) / sizeof(uint16_t);
-    if (header.number != number || (header.flags & kind_mask) != (is_leaf ? leaf_page : branch_page) ||
+    if (header.number != number || header.flags != (is_leaf ? leaf_page : branch_page) ||
         header.lower < page_header_size || header.lower > header.upper || header.upper > page_size_ ||
         entries < (is_leaf || is_free_list ? 1U : 2U)) {
       return damaged(number);
@@ -168,7 +171,7 @@ class Check {
         return fault;
       }
     }
-    return "";
+    return room == 0 ? "" : damaged(number);
   }
 
   static std::size_t value_length(const Node &node) { return node.low | std::size_t{node.high} << 16; }
@@ -203,7 +206,7 @@ class Check {
     const std::byte *start = data_ + first * page_size_;
     const auto header = load<PageHeader>(start);
     const auto count = load<uint32_t>(start + page_header_size - sizeof(uint32_t));
-    if (header.number != first || (header.flags & kind_mask) != overflow_page ||
+    if (header.number != first || header.flags != overflow_page ||
         page_header_size + length > std::size_t{count} * page_size_) {
       return damaged(first);
     }

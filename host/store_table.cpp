@@ -43,7 +43,12 @@ Slot *slot_of(pss_handle handle) {
   return slot.store != nullptr && slot.generation == handle >> slot_bits ? &slot : nullptr;
 }
 
+pss_handle handle_of(const Slot &slot) {
+  return slot.generation << slot_bits | static_cast<uint32_t>(&slot - slots().data() + 1);
+}
+
 void free_slot(Slot &slot) {
+  forget_walks(handle_of(slot));
   slot.store = nullptr;
   slot.generation = (slot.generation + 1) & (~0U >> slot_bits);
 }
@@ -73,7 +78,7 @@ pss_handle new_handle(Store *store) {
   }
   free->store = store;
   ++store->handles;
-  return free->generation << slot_bits | static_cast<uint32_t>(free - slots().begin() + 1);
+  return handle_of(*free);
 }
 
 bool close_handle(pss_handle handle) {
@@ -91,7 +96,6 @@ void forget_store(const std::string &path) {
   for (Slot &slot : slots()) {
     if (slot.store == found->second.get()) free_slot(slot);
   }
-  forget_walks(found->second.get());
   close_environment(*found->second);
   stores().erase(found);
 }

@@ -33,6 +33,6 @@ uint32_t open_path(const std::string &path, pss_handle *handle, bool shared = tr
 // A status for a handle that store_of does not know.
 uint32_t bad_handle();
 
-void forget_walks(const Store *store);
+void forget_walks(pss_handle handle);  // while its store is open
 
 }  // namespace host

@@ -24,18 +24,20 @@ enum CursorWord : std::size_t { serial_word, place_word };
 constexpr uint32_t ended = 0xffffffff;  // as the place: the walk has come to its end
 
 struct Walk {
+  pss_handle handle = 0;  // 0: free
   Store *store = nullptr;
   uint32_t serial = 0;
   uint64_t moved = 0;
-  std::vector<std::byte> key, value;  // the key with its prefix
+  std::size_t key_size = 0;  // of the last key, with its prefix
+  std::array<std::byte, largest_key + 1> key{};
+  std::vector<std::byte> value;  // as large as the largest value so far
   pss_buf key_given{}, value_given{};
+
+  MDB_val last_key() const { return {key_size, const_cast<std::byte *>(key.data())}; }
   MDB_val value_in_file{};  // valid while the store's cursor is at this walk's place
 };
 
-std::array<Walk, walk_limit> &walks() {
-  static std::array<Walk, walk_limit> table;
-  return table;
-}
+constinit std::array<Walk, walk_limit> walks{};
 
 uint32_t next_serial() {
   static uint32_t serial = 0;
@@ -48,35 +50,40 @@ uint64_t next_move() {
   return ++moves;
 }
 
-Walk *walk_of(const Store *store, const pss_cursor &cursor) {
+// The walks of a handle go when it is closed, so that a walk's own store is always there.
+Walk *walk_of(pss_handle handle, const pss_cursor &cursor) {
   const uint32_t place = cursor.platform[place_word];
   if (place >= walk_limit) return nullptr;
-  Walk &walk = walks()[place];
-  return walk.store == store && walk.serial == cursor.platform[serial_word] ? &walk : nullptr;
+  Walk &walk = walks[place];
+  const bool is_its_own = walk.handle == handle && walk.serial == cursor.platform[serial_word] && handle != 0;
+  return is_its_own && walk.store->environment ? &walk : nullptr;
 }
 
-Walk &start_walk(Store *store, pss_cursor *cursor) {
-  Walk *walk = walk_of(store, *cursor);
-  if (walk == nullptr) walk = &*std::ranges::min_element(walks(), {}, &Walk::moved);
-  if (walk->store != nullptr && walk->store->walk == walk->serial) pause_walks(*walk->store);
+Walk &start_walk(pss_handle handle, Store *store, pss_cursor *cursor) {
+  Walk *walk = walk_of(handle, *cursor);
+  if (walk == nullptr) walk = &*std::ranges::min_element(walks, {}, &Walk::moved);
+  if (walk->handle != 0 && walk->store->walk == walk->serial) pause_walks(*walk->store);
+  walk->handle = handle;
   walk->store = store;
   walk->serial = next_serial();
   cursor->platform[serial_word] = walk->serial;
-  cursor->platform[place_word] = static_cast<uint32_t>(walk - walks().data());
+  cursor->platform[place_word] = static_cast<uint32_t>(walk - walks.data());
+  walk->key[0] = record_prefix;
+  walk->key_size = 1;
   return *walk;
 }
 
 void end_walk(Walk &walk) {
   if (walk.store->walk == walk.serial) pause_walks(*walk.store);
-  walk.store = nullptr;
+  walk.handle = 0;
   walk.moved = 0;
 }
 
 // The first key behind `last`, or the first of all when it is a bare prefix.
-int seek_behind(MDB_cursor *cursor, const std::vector<std::byte> &last, MDB_val *key, MDB_val *value) {
-  *key = {last.size(), const_cast<std::byte *>(last.data())};
+int seek_behind(MDB_cursor *cursor, const MDB_val &last, MDB_val *key, MDB_val *value) {
+  *key = last;
   const int code = mdb_cursor_get(cursor, key, value, MDB_SET_RANGE);
-  if (code != 0 || key->mv_size != last.size() || memcmp(key->mv_data, last.data(), last.size()) != 0) return code;
+  if (code != 0 || key->mv_size != last.mv_size || memcmp(key->mv_data, last.mv_data, last.mv_size) != 0) return code;
   return mdb_cursor_get(cursor, key, value, MDB_NEXT);
 }
 
@@ -85,34 +92,51 @@ int step_in_batch(const Walk &walk, MDB_val *key, MDB_val *value) {
   MDB_cursor *made = nullptr;
   if (const int code = mdb_cursor_open(walk.store->batch.get(), store_table, &made); code != 0) return code;
   const Cursor cursor(made);
-  return seek_behind(made, walk.key, key, value);
+  return seek_behind(made, walk.last_key(), key, value);
 }
 
-int step(const Walk &walk, MDB_val *key, MDB_val *value) {
+// The cursor is elsewhere: another walk or a write came between.
+[[gnu::noinline]] int step_from_last_key(const Walk &walk, MDB_val *key, MDB_val *value) {
   Store &store = *walk.store;
   if (store.batch) return step_in_batch(walk, key, value);
   MDB_cursor *cursor = store.walk_cursor.get();
-  if (store.walk == walk.serial) return mdb_cursor_get(cursor, key, value, MDB_NEXT);
   pause_walks(store);
   if (const int code = renew_reader(store, store.walker.get()); code != 0) return code;
   store.walk = walk.serial;
   if (const int code = mdb_cursor_renew(store.walker.get(), cursor); code != 0) return code;
-  return seek_behind(cursor, walk.key, key, value);
+  return seek_behind(cursor, walk.last_key(), key, value);
+}
+
+bool is_at_its_place(const Walk &walk) {
+  return walk.store->walk == walk.serial && !walk.store->batch;
+}
+
+[[gnu::noinline]] const pss_buf *stop(Walk &walk, pss_cursor *cursor, int code) {
+  cursor->error = code == MDB_NOTFOUND ? 0 : store_status(code, walk.store->path);
+  cursor->platform[place_word] = ended;
+  end_walk(walk);
+  return nullptr;
+}
+
+// The caller asks for the value next; fetching it now costs less than waiting for it then. Past the end of a shorter
+// one it does no harm.
+void prefetch(const MDB_val &value) {
+  constexpr std::size_t line = 64, usual_size = 1024;
+  const auto *bytes = static_cast<const std::byte *>(value.mv_data);
+  for (std::size_t at = 0; at < usual_size; at += line)
+    __builtin_prefetch(bytes + at);
 }
 
 const pss_buf *move(Walk &walk, pss_cursor *cursor) {
-  MDB_val key{}, value{};
-  const int code = step(walk, &key, &value);
-  if (code != 0) {
-    cursor->error = code == MDB_NOTFOUND ? 0 : store_status(code, walk.store->path);
-    cursor->platform[place_word] = ended;
-    end_walk(walk);
-    return nullptr;
-  }
+  MDB_val key, value;
+  const int code = is_at_its_place(walk) ? mdb_cursor_get(walk.store->walk_cursor.get(), &key, &value, MDB_NEXT)
+                                         : step_from_last_key(walk, &key, &value);
+  if (code != 0) return stop(walk, cursor, code);
+  prefetch(value);
   cursor->error = 0;
-  const auto *bytes = static_cast<const std::byte *>(key.mv_data);
-  walk.key.assign(bytes, bytes + key.mv_size);
-  walk.key_given = {walk.key.data() + 1, static_cast<uint32_t>(walk.key.size() - 1)};
+  memcpy(walk.key.data(), key.mv_data, key.mv_size);  // the file was checked: no key is longer
+  walk.key_size = key.mv_size;
+  walk.key_given = {walk.key.data() + 1, static_cast<uint32_t>(key.mv_size - 1)};
   walk.value_in_file = value;
   walk.moved = next_move();
   return &walk.key_given;
@@ -123,9 +147,13 @@ const pss_buf *fail(pss_cursor *cursor, uint32_t status) {
   return nullptr;
 }
 
+uint32_t no_walk(const Store &store) {
+  return store_failed(err_store_bad_handle, store.path, "no walk is under way with this cursor");
+}
+
 const pss_buf *give_value(Walk &walk, const MDB_val &value) {
-  const auto *bytes = static_cast<const std::byte *>(value.mv_data);
-  walk.value.assign(bytes, bytes + value.mv_size);
+  if (walk.value.size() <= value.mv_size) walk.value.resize(value.mv_size + 1);  // never no memory at all
+  memcpy(walk.value.data(), value.mv_data, value.mv_size);
   walk.value_given = {walk.value.data(), static_cast<uint32_t>(value.mv_size)};
   return &walk.value_given;
 }
@@ -133,7 +161,7 @@ const pss_buf *give_value(Walk &walk, const MDB_val &value) {
 // The walk's record as it is now: it may have been changed or deleted since the walk came to it.
 int look_up(Walk &walk, const pss_buf **result) {
   Store &store = *walk.store;
-  MDB_val key{walk.key.size(), walk.key.data()}, value{};
+  MDB_val key = walk.last_key(), value{};
   MDB_txn *transaction = store.batch ? store.batch.get() : store.reader.get();
   if (!store.batch) {
     if (const int code = renew_reader(store, transaction); code != 0) return code;
@@ -146,9 +174,9 @@ int look_up(Walk &walk, const pss_buf **result) {
 
 }  // namespace
 
-void forget_walks(const Store *store) {
-  for (Walk &walk : walks()) {
-    if (walk.store == store) walk = Walk{};
+void forget_walks(pss_handle handle) {
+  for (Walk &walk : walks) {
+    if (walk.handle == handle) end_walk(walk);
   }
 }
 
@@ -160,32 +188,25 @@ using host::Walk;
 extern "C" {
 
 const pss_buf *pss_move2location(pss_handle handle, uint32_t where, pss_cursor *cursor) {
+  Walk *walk = host::walk_of(handle, *cursor);
+  if (where == PSS_NEXT && walk != nullptr) return host::move(*walk, cursor);
   Store *store = host::store_of(handle);
   if (store == nullptr) return host::fail(cursor, host::bad_handle());
-  if (where == PSS_FIRST) {
-    Walk &walk = host::start_walk(store, cursor);
-    walk.key.assign(1, host::record_prefix);
-    return host::move(walk, cursor);
-  }
+  if (where == PSS_FIRST) return host::move(host::start_walk(handle, store, cursor), cursor);
   if (where == PSS_NEXT && cursor->platform[host::place_word] == host::ended) return host::fail(cursor, 0);
-  Walk *walk = host::walk_of(store, *cursor);
-  if (where != PSS_NEXT || walk == nullptr) {
-    return host::fail(cursor, host::store_failed(host::err_store_bad_handle, store->path, "no walk is under way"));
-  }
-  return host::move(*walk, cursor);
+  return host::fail(cursor, host::no_walk(*store));
 }
 
 const pss_buf *pss_getvalue(pss_handle handle, pss_cursor *cursor) {
-  Store *store = host::store_of(handle);
-  if (store == nullptr) return host::fail(cursor, host::bad_handle());
-  Walk *walk = host::walk_of(store, *cursor);
+  Walk *walk = host::walk_of(handle, *cursor);
   if (walk == nullptr) {
-    return host::fail(cursor, host::store_failed(host::err_store_bad_handle, store->path, "no walk is under way"));
+    const Store *store = host::store_of(handle);
+    return host::fail(cursor, store == nullptr ? host::bad_handle() : host::no_walk(*store));
   }
   cursor->error = 0;
-  if (!store->batch && store->walk == walk->serial) return host::give_value(*walk, walk->value_in_file);
+  if (host::is_at_its_place(*walk)) return host::give_value(*walk, walk->value_in_file);
   const pss_buf *result = nullptr;
-  cursor->error = host::store_status(host::look_up(*walk, &result), store->path);
+  cursor->error = host::store_status(host::look_up(*walk, &result), walk->store->path);
   return result;
 }
 

@@ -183,7 +183,7 @@ TEST_F(FileTest, what_is_no_regular_file_is_refused) {
 
 TEST_F(FileTest, no_flipped_byte_brings_the_process_down) {
   const std::string whole = compact_store();
-  std::mt19937 random(1);
+  std::mt19937 random(12);  // this one marks a page as written already, which LMDB would believe
   int accepted = 0;
   for (int round = 0; round < 400; ++round) {
     std::string changed = whole;

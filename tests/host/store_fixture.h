@@ -52,7 +52,7 @@ class StoreTest : public testing::Test {
   ~StoreTest() override {
     for (pss_handle handle : opened)
       pss_close(handle);
-    host::store_set_bound(64U << 20);
+    host::store_set_bound(128U << 20);
     std::filesystem::remove_all(directory);
   }
 
