@@ -23,8 +23,12 @@ std::string read_file(const std::string &path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+// In place where the size allows it: a file system may take its time for a file that is cut and written anew.
 void write_file(const std::string &path, const std::string &content) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
+  const auto mode = std::filesystem::exists(path) && std::filesystem::file_size(path) == content.size()
+                        ? std::ios::binary | std::ios::in | std::ios::out
+                        : std::ios::binary | std::ios::out | std::ios::trunc;
+  std::fstream(path, mode) << content;
 }
 
 std::string text_of(const RingFile &ring, const RingFile::Place &place) {

@@ -48,8 +48,8 @@ void put(Bytes *target, const Record &record) {
 }
 
 void put_text(Bytes *target, const std::string &text, size_t size) {
-  Bytes field(size);
-  std::memcpy(field.data(), text.data(), std::min(text.size(), size));
+  Bytes field = bytes(text);
+  field.resize(size);
   target->insert(target->end(), field.begin(), field.end());
 }
 
