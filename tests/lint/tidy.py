@@ -9,11 +9,13 @@ import subprocess
 import sys
 
 FOLDERS = ("diag", "db", "time", "cli", "pss", "show", "acfg", "host", "service", "shell")
+# The path-sensitive analyzer takes minutes there for what the address sanitizer sees in the tests.
+WITHOUT_ANALYZER = ("service", "shell")
 
 
 def check(file, build):
-    result = subprocess.run(["clang-tidy", "--quiet", f"-p={build}", "--extra-arg=-Wno-unknown-warning-option", file],
-                            capture_output=True, text=True)
+    options = ["--checks=-clang-analyzer-*"] if pathlib.Path(file).parent.name in WITHOUT_ANALYZER else []
+    result = subprocess.run(["clang-tidy", "--quiet", f"-p={build}", *options, file], capture_output=True, text=True)
     return result.returncode, result.stdout
 
 
