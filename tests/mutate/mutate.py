@@ -77,9 +77,10 @@ class Build:
         found = {}
         for entry in entries:
             source = os.path.relpath(entry["file"], ROOT)
-            if source.split("/")[0] in FOLDERS and "schedcli_objects" in entry["output"]:
-                command = [word for word in shlex.split(entry["command"]) if not word.endswith("ccache")]
-                found[source] = (command, entry["output"])
+            command = [word for word in shlex.split(entry["command"]) if not word.endswith("ccache")]
+            output = command[command.index("-o") + 1]
+            if source.split("/")[0] in FOLDERS and "schedcli_objects.dir" in output:
+                found[source] = (command, output)
         return found
 
     def find_includers(self):
