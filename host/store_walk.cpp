@@ -28,13 +28,13 @@ struct Walk {
   Store *store = nullptr;
   uint32_t serial = 0;
   uint64_t moved = 0;
-  std::size_t key_size = 0;  // of the last key, with its prefix
-  std::array<std::byte, largest_key + 1> key{};
-  std::vector<std::byte> value;  // as large as the largest value so far
+  std::size_t key_at = 0, key_size = 0;  // the last key with its prefix, in `record`
+  std::vector<std::byte> record;         // the last key and, aligned, the value that lies behind it in the file
+  std::vector<std::byte> value;          // of a record whose value lies elsewhere, or was changed since
   pss_buf key_given{}, value_given{};
+  MDB_val value_elsewhere{};  // null: it is in `record`; valid while the store's cursor is at this walk's place
 
-  MDB_val last_key() const { return {key_size, const_cast<std::byte *>(key.data())}; }
-  MDB_val value_in_file{};  // valid while the store's cursor is at this walk's place
+  MDB_val last_key() const { return {key_size, const_cast<std::byte *>(record.data() + key_at)}; }
 };
 
 constinit std::array<Walk, walk_limit> walks{};
@@ -59,6 +59,16 @@ Walk *walk_of(pss_handle handle, const pss_cursor &cursor) {
   return is_its_own && walk.store->environment ? &walk : nullptr;
 }
 
+// Takes a copy of a key and of what lies behind it. Callers take values for records: they are aligned as memory is.
+void keep(Walk &walk, const MDB_val &key, std::size_t behind) {
+  constexpr std::size_t alignment = alignof(std::max_align_t);
+  const std::size_t size = key.mv_size + behind;
+  if (walk.record.size() < size + alignment) walk.record.resize(size + alignment);
+  walk.key_size = key.mv_size;
+  walk.key_at = (alignment - key.mv_size % alignment) % alignment;
+  memcpy(walk.record.data() + walk.key_at, key.mv_data, size);
+}
+
 Walk &start_walk(pss_handle handle, Store *store, pss_cursor *cursor) {
   Walk *walk = walk_of(handle, *cursor);
   if (walk == nullptr) walk = &*std::ranges::min_element(walks, {}, &Walk::moved);
@@ -68,8 +78,7 @@ Walk &start_walk(pss_handle handle, Store *store, pss_cursor *cursor) {
   walk->serial = next_serial();
   cursor->platform[serial_word] = walk->serial;
   cursor->platform[place_word] = static_cast<uint32_t>(walk - walks.data());
-  walk->key[0] = record_prefix;
-  walk->key_size = 1;
+  keep(*walk, {1, const_cast<std::byte *>(&record_prefix)}, 0);
   return *walk;
 }
 
@@ -118,26 +127,18 @@ bool is_at_its_place(const Walk &walk) {
   return nullptr;
 }
 
-// The caller asks for the value next; fetching it now costs less than waiting for it then. Past the end of a shorter
-// one it does no harm.
-void prefetch(const MDB_val &value) {
-  constexpr std::size_t line = 64, usual_size = 1024;
-  const auto *bytes = static_cast<const std::byte *>(value.mv_data);
-  for (std::size_t at = 0; at < usual_size; at += line)
-    __builtin_prefetch(bytes + at);
-}
-
 const pss_buf *move(Walk &walk, pss_cursor *cursor) {
   MDB_val key, value;
   const int code = is_at_its_place(walk) ? mdb_cursor_get(walk.store->walk_cursor.get(), &key, &value, MDB_NEXT)
                                          : step_from_last_key(walk, &key, &value);
   if (code != 0) return stop(walk, cursor, code);
-  prefetch(value);
   cursor->error = 0;
-  memcpy(walk.key.data(), key.mv_data, key.mv_size);  // the file was checked: no key is longer
-  walk.key_size = key.mv_size;
-  walk.key_given = {walk.key.data() + 1, static_cast<uint32_t>(key.mv_size - 1)};
-  walk.value_in_file = value;
+  const bool is_behind_key = static_cast<std::byte *>(key.mv_data) + key.mv_size == value.mv_data;
+  keep(walk, key, is_behind_key ? value.mv_size : 0);
+  std::byte *record = walk.record.data() + walk.key_at;
+  walk.key_given = {record + 1, static_cast<uint32_t>(key.mv_size - 1)};
+  walk.value_given = {record + key.mv_size, static_cast<uint32_t>(value.mv_size)};
+  walk.value_elsewhere = {value.mv_size, is_behind_key ? nullptr : value.mv_data};
   walk.moved = next_move();
   return &walk.key_given;
 }
@@ -204,7 +205,10 @@ const pss_buf *pss_getvalue(pss_handle handle, pss_cursor *cursor) {
     return host::fail(cursor, store == nullptr ? host::bad_handle() : host::no_walk(*store));
   }
   cursor->error = 0;
-  if (host::is_at_its_place(*walk)) return host::give_value(*walk, walk->value_in_file);
+  if (host::is_at_its_place(*walk)) {
+    return walk->value_elsewhere.mv_data == nullptr ? &walk->value_given
+                                                    : host::give_value(*walk, walk->value_elsewhere);
+  }
   const pss_buf *result = nullptr;
   cursor->error = host::store_status(host::look_up(*walk, &result), walk->store->path);
   return result;

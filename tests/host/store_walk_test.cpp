@@ -110,6 +110,29 @@ TEST_F(WalkTest, results_stay_until_the_next_call_on_the_cursor) {
   EXPECT_EQ(text_of(kept), "value 0");
 }
 
+TEST_F(WalkTest, results_are_aligned_for_the_schedulers_records) {
+  for (const std::size_t length : {1U, 12U, 144U, 1024U, 60000U}) {
+    put(store, std::string(40, 'k') + std::to_string(length), std::string(length, 'v'));
+  }
+  for (const std::size_t length : {1U, 1024U, 60000U})
+    put(store, std::string(40, 'k'), std::string(length, 'v'));
+  for (const pss_buf *key = pss_move2location(store, PSS_FIRST, &cursor); key != nullptr;
+       key = pss_move2location(store, PSS_NEXT, &cursor)) {
+    if (key->length == 40) {
+      EXPECT_EQ(reinterpret_cast<uintptr_t>(key->data) % 8, 0U);
+    }
+    const pss_buf *found = pss_getvalue(store, &cursor);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(found->data) % alignof(std::max_align_t), 0U) << found->length;
+  }
+}
+
+TEST_F(WalkTest, key_stays_while_its_value_is_read) {
+  put(store, "large", std::string(60000, 'v'));
+  const pss_buf *key = pss_move2location(store, PSS_FIRST, &cursor);
+  EXPECT_EQ(text_of(pss_getvalue(store, &cursor)), std::string(60000, 'v'));
+  EXPECT_EQ(text_of(key), "large");
+}
+
 TEST_F(WalkTest, walk_sees_what_was_written_ahead_of_it_and_not_behind) {
   fill(2);
   first();
