@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <getopt.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -122,9 +123,22 @@ int run(const Arguments &arguments) {
   return session.status();
 }
 
+// A password that was typed must not come to lie in a core file.
+void forbid_core() {
+  const rlimit none{0, 0};
+  setrlimit(RLIMIT_CORE, &none);
+}
+
+bool output_arrived() {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
+  std::fprintf(stderr, "schedsh: standard output: %s\n", std::strerror(errno));
+  return false;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
+  forbid_core();
   Arguments arguments;
   int letter = 0, status = 0;
   while ((letter = getopt_long(argc, argv, "c:e", long_options, nullptr)) != -1) {
@@ -135,5 +149,6 @@ int main(int argc, char **argv) {
     std::fputs(usage, stderr);
     return shell::usage_status;
   }
-  return run(arguments);
+  status = run(arguments);
+  return output_arrived() ? status : shell::failure_status;
 }

@@ -125,9 +125,14 @@ std::string without_line_end(const char *text, int length) {
 
 bool is_secret(std::string_view line) {
   const std::vector<Token> tokens = split_words(line);
-  return std::any_of(tokens.begin(), tokens.end(), [](const Token &token) {
-    return token.text.starts_with("aaa") || token.text.starts_with("pass");
-  });
+  const auto abbreviates = [](const Token &token, std::string_view word) {
+    return !token.text.empty() && word.starts_with(token.text);
+  };
+  for (size_t i = 0; i < tokens.size(); i++) {
+    if (tokens[i].text.starts_with("aaa") || tokens[i].text.starts_with("pass")) return true;  // misspelt, too
+    if (i > 0 && abbreviates(tokens[i - 1], "scheduler") && abbreviates(tokens[i], "aaa-authentication")) return true;
+  }
+  return false;
 }
 
 void run_terminal(Session &session) {

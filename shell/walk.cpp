@@ -42,33 +42,33 @@ const Term *Walk::term_of(const Form &form) const {
   return last != nullptr && last->kind == Kind::rest ? &form.terms.back() : nullptr;
 }
 
-Walk::Step Walk::step(std::string_view text) {
-  std::vector<const Form *> exact, abbreviated;
-  std::vector<const Word *> meant;
-  bool refused = false, has_parameter = false;
+Walk::Reading Walk::read(std::string_view text) const {
+  Reading reading;
   for (const Form *form : left_) {
     const Term *term = term_of(*form);
     if (term == nullptr) continue;
     if (term->parameter != nullptr) {
-      has_parameter = true;
-      const bool fits = takes(*term->parameter, text);
-      if (fits) exact.push_back(form);
-      refused |= !fits;
+      reading.has_parameter = true;
+      if (takes(*term->parameter, text)) reading.exact.push_back(form);
     } else if (text == term->word->text) {
-      exact.push_back(form);
+      reading.exact.push_back(form);
     } else if (!text.empty() && std::string_view(term->word->text).starts_with(text)) {
-      abbreviated.push_back(form);
-      meant.push_back(term->word);
+      reading.abbreviated.push_back(form);
+      reading.meant.push_back(term->word);
     }
   }
-  if (exact.empty() && refused) return Step::bad_value;
-  if (exact.empty() && !has_parameter) {
-    if (meant.empty()) return Step::unknown;
-    if (!names_one_word(meant)) return Step::ambiguous;
-    exact = std::move(abbreviated);
+  return reading;
+}
+
+Walk::Step Walk::step(std::string_view text) {
+  Reading reading = read(text);
+  if (reading.exact.empty()) {
+    if (reading.has_parameter) return Step::bad_value;
+    if (reading.meant.empty()) return Step::unknown;
+    if (!names_one_word(reading.meant)) return Step::ambiguous;
+    reading.exact = std::move(reading.abbreviated);
   }
-  left_ = std::move(exact);
-  if (left_.empty()) return Step::unknown;
+  left_ = std::move(reading.exact);
   depth_++;
   return Step::taken;
 }

@@ -27,6 +27,12 @@ class Walk {
   const Form *complete() const;    // the form that ends here, or null; the one with more words before one with fewer
 
  private:
+  struct Reading {  // a word against what may come
+    std::vector<const Form *> exact, abbreviated;
+    std::vector<const Word *> meant;  // by the abbreviation
+    bool has_parameter = false;
+  };
+  Reading read(std::string_view text) const;
   const Term *term_of(const Form &form) const;  // null: the form has ended
 
   std::vector<const Form *> left_;

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "shell/parse.h"
+#include "shell/walk.h"
 
 namespace shell {
 namespace {
@@ -79,6 +82,17 @@ TEST(choices, have_the_commands_help_where_a_word_means_one_command) {
 
 TEST(choices, leave_out_the_schedulers_commands_when_its_tree_is_gone) {
   EXPECT_EQ(texts("s", {{Mode::config, Mode::exec}, false}), (Texts{"show", "store"}));
+}
+
+TEST(choices, lead_through_every_form_of_every_command) {
+  for (const Form &form : forms()) {
+    std::string line;
+    for (const Term &term : form.terms) {
+      const Texts offered = texts(line.c_str(), {{form.command->mode}, true});
+      EXPECT_NE(std::find(offered.begin(), offered.end(), shown(term)), offered.end()) << line << shown(term);
+      line += (term.word != nullptr ? std::string(term.word->text) : "5") + " ";
+    }
+  }
 }
 
 }  // namespace

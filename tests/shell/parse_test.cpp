@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <random>
+
 namespace shell {
 namespace {
 
@@ -102,6 +105,52 @@ TEST(parse, knows_the_feature_command_alone_when_the_schedulers_tree_is_gone) {
   for (const char *line : {"scheduler job name x", "show scheduler job", "clear scheduler logfile",
                            "no scheduler job name x", "no scheduler logfile size"}) {
     EXPECT_FALSE(parse(line, without).match) << line;
+  }
+}
+
+// However a word is shortened, the line means its command, or is refused as ambiguous; never another command. Only
+// beside the server that "no ... smtp-server" may be given is a shortened "port" or "vrf" taken for that server.
+TEST(parse, never_takes_an_abbreviation_for_another_command) {
+  for (const Form &form : forms()) {
+    for (size_t shortened = 0; shortened < form.terms.size(); shortened++) {
+      if (form.terms[shortened].word == nullptr) continue;
+      const std::string word = form.terms[shortened].word->text;
+      for (size_t length = 1; length < word.size(); length++) {
+        std::string line;
+        for (size_t i = 0; i < form.terms.size(); i++) {
+          const std::string whole = form.terms[i].word != nullptr ? form.terms[i].word->text : "5";
+          line += (i == shortened ? word.substr(0, length) : whole) + " ";
+        }
+        const Parsed parsed = parse(line, {{form.command->mode}, true});
+        if (parsed.match) {
+          EXPECT_STREQ(parsed.match->command->syntax, form.command->syntax) << line;
+        } else if (parsed.problem.cause != Problem::Cause::ambiguous) {
+          EXPECT_STREQ(form.terms[3].word->text, "email") << line;
+          EXPECT_TRUE(form.command->negates()) << line;
+        }
+      }
+    }
+  }
+}
+
+// Lines of the grammar's own words in any order, with rubbish between: whatever they are, they have one outcome.
+TEST(parse, gives_every_random_line_a_command_or_a_problem_within_the_line) {
+  std::minstd_rand random(20261121);
+  const auto pick = [&](size_t count) { return static_cast<size_t>(random()) % count; };
+  for (int round = 0; round < 20000; round++) {
+    std::string line;
+    for (size_t i = pick(8); i > 0; i--) {
+      const std::string word = words()[pick(words().size())].text;
+      const std::string pieces[] = {word, word.substr(0, 1 + pick(word.size())), "\"", "7", "", "x\"y", "-1"};
+      line += pieces[pick(std::size(pieces))] + (pick(9) == 0 ? "" : " ");
+    }
+    const Parsed parsed = parse(line, in_schedule);
+    if (!parsed.match) {
+      EXPECT_LE(parsed.problem.offset, line.size()) << line;
+      EXPECT_FALSE(describe(parsed.problem).empty());
+    }
+    const std::string more = completion(line, in_schedule);
+    EXPECT_TRUE(more.empty() || !choices(line + more, in_schedule).empty()) << line << "|" << more;
   }
 }
 

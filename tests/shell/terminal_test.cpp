@@ -178,6 +178,16 @@ TEST_F(Terminal, ends_with_the_status_of_the_last_failure) {
   EXPECT_EQ(status, 2) << terminal.everything();
 }
 
+TEST(is_secret, finds_lines_that_may_carry_a_password) {
+  for (const char *line : {"scheduler aaa-authentication password x", "sch aaa pass x", "s a p x", "no scheduler a",
+                           "sheduler aaa-authentication x", "scheduler authentication password x"}) {
+    EXPECT_TRUE(is_secret(line)) << line;
+  }
+  for (const char *line : {"show scheduler job", "scheduler job name a", "", "a", "scheduler"}) {
+    EXPECT_FALSE(is_secret(line)) << line;
+  }
+}
+
 }  // namespace
 }  // namespace shell
 
