@@ -335,11 +335,13 @@ TEST_F(Timer, fields_far_out_of_range_do_no_harm) {
   }
 }
 
+// A 32-bit time_t ends long before: the conversion fails there.
 TEST_F(Timer, a_moment_without_calendar_text_is_traced_empty) {
-  if (sizeof(time_t) == 4) GTEST_SKIP() << "a 32-bit time_t ends before the year 10000";
   fake.now = moment("2026-06-15 11:00:00 UTC");
-  EXPECT_EQ(compute(oneshot(12000, 1, 1, 0, 0)).result, 0);
-  EXPECT_EQ(fake.traces(103).at(8), "Future ");
+  const int result = compute(oneshot(12000, 1, 1, 0, 0)).result;
+  const bool narrow = sizeof(time_t) == 4;
+  EXPECT_EQ(result, narrow ? -1 : 0);
+  EXPECT_EQ(fake.traces(103).at(8), narrow ? "Future Wed Dec 31 23:59:59 1969\n" : "Future ");
 }
 
 }  // namespace
