@@ -89,6 +89,9 @@ TEST_F(GenerationTest, transport_lines) {
       {"a port alone", "", "", "", 2525, ""},
       {"sender", "a@b", "", "", 25, "scheduler transport email from a@b\n"},
       {"reply-to without sender", "", "c@d", "", 25, "scheduler transport email reply-to c@d\n"},
+      {"one character each", "a", "c", "m", 25,
+       "scheduler transport email from a\nscheduler transport email reply-to c\n"
+       "scheduler transport email smtp-server  m\n"},
       {"default port with its two blanks", "", "", "mail", 25, "scheduler transport email smtp-server  mail\n"},
       {"other port", "", "", "mail", 2525, "scheduler transport email smtp-server mail port 2525\n"},
       {"port 24", "", "", "mail", 24, "scheduler transport email smtp-server mail port 24\n"},
@@ -244,12 +247,38 @@ TEST_F(GenerationTest, assigned_jobs_come_by_ascending_id_and_missing_ones_are_s
 }
 
 TEST_F(GenerationTest, a_bit_set_that_answers_beyond_the_table_is_not_followed) {
-  add_job(&sch_running_config, 0, "j", "");
-  hooks.bits = {0, 256, 1000000};
-  add_schedule(&sch_running_config, "s", daily(0, 0));
+  std::vector<sch_job_entry> jobs(SCH_MAX_JOBS + 1);
+  GList *schedules = nullptr;
+  sch_config_db config = {jobs.data(), &schedules};
+  sch_config_key key = {SCH_CONFIG_JOB, 0, "j"};
+  jobs[0].key = &key;
+  jobs[255].key = &key;
+  jobs[256].key = &key;  // behind the table
+  hooks.bits = {0, 255, 256, 1000000};
+  sch_schedule_entry *schedule = add_schedule(&config, "s", daily(0, 0));
   acfg_hdl handle = {};
-  sch_acfg_schedule_cfg_gen(&sch_running_config, &handle);
-  EXPECT_EQ(fake.acfg_text(1), "scheduler schedule name s\njob name j\n  time daily 00:00\n\n");
+  sch_add_schedule_cfg(&config, &handle, schedule);
+  EXPECT_EQ(fake.acfg_text(1), "scheduler schedule name s\njob name j\njob name j\n  time daily 00:00\n\n");
+  g_list_free(schedules);
+}
+
+TEST_F(GenerationTest, every_result_is_0_also_without_memory) {
+  for (const int nth : {0, 1}) {
+    reset_library();
+    sch_job_entry *job = add_job(&sch_running_config, 0, "j", "a\n");
+    sch_schedule_entry *schedule = add_schedule(&sch_running_config, "s", daily(0, 0), {0});
+    fake.alloc = {nth, true, 0};
+    acfg_hdl handle = {};
+    char line[64];
+    EXPECT_EQ(sch_acfg_gen(&sch_running_config, &handle, 0), 0);
+    EXPECT_EQ(sch_acfg_job_cfg_gen(&sch_running_config, &handle), 0);
+    EXPECT_EQ(sch_add_job_cfg(&sch_running_config, &handle, job), 0);
+    EXPECT_EQ(sch_acfg_schedule_cfg_gen(&sch_running_config, &handle), 0);
+    EXPECT_EQ(sch_add_schedule_cfg(&sch_running_config, &handle, schedule), 0);
+    EXPECT_EQ(sch_acfg_print_schedule_type(&schedule->rec->time, line, sizeof line), 0);
+    EXPECT_EQ(sch_acfg_print_schedule_type(&schedule->rec->time, nullptr, 0), 0);
+    fake.alloc = {};
+  }
 }
 
 TEST_F(GenerationTest, a_schedule_without_time_writes_two_blanks_without_line_end) {

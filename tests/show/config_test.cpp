@@ -310,6 +310,10 @@ TEST_F(ShowConfigTest, transport_lines) {
       {"nothing set", {}, ""},
       {"sender", {"a@b", "", "", 25}, "  scheduler transport email from a@b\n"},
       {"reply-to with its two blanks", {"", "a@b", "", 25}, "  scheduler transport email reply-to  a@b\n"},
+      {"one character each",
+       {"a", "c", "m", 25},
+       "  scheduler transport email from a\n  scheduler transport email reply-to  c\n"
+       "  scheduler transport email smtp-server m\n"},
       {"default port", {"", "", "mail", 25}, "  scheduler transport email smtp-server mail\n"},
       {"other port", {"", "", "mail", 2525}, "  scheduler transport email smtp-server mail port 2525\n"},
       {"port 0", {"", "", "mail", 0}, "  scheduler transport email smtp-server mail port 0\n"},
