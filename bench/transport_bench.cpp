@@ -1,0 +1,266 @@
+// SPDX-License-Identifier: Apache-2.0
+// The service's round trips beside what the machine can do at best and beside what others use, in turns, so that a busy
+// machine touches all alike:
+//   a show request        beside a bare SEQPACKET ping-pong of the same sizes, and beside a message bus
+//   a durable request     beside a show request and one synced LMDB commit of the same bytes
+#include <fcntl.h>
+#include <lmdb.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "bench/dbus_peer.h"
+#include "bench/process.h"
+#include "host/paths.h"
+#include "host/status.h"
+#include "host/transport.h"
+#include "platform/errors.h"
+#include "schedcli.h"
+
+namespace bench {
+
+namespace {
+
+constexpr std::size_t job_text = 400;
+constexpr std::size_t show_request = 48, show_reply = 44 + job_text;
+constexpr int rounds = 200, show_calls = 50, durable_calls = 1;
+constexpr const char *job_name = "bench";
+
+struct Request {
+  uint32_t opcode, length;
+  uint32_t negate = 0, reserved = 0;
+  char name[32] = {};
+  uint32_t reserved_too = 0, text_length = 0;
+};
+static_assert(sizeof(Request) == 56);
+
+struct ShowRequest {
+  uint32_t opcode = SCH_OP_SHOW_JOB, length = 40, reserved = 0;
+  char name[32] = {};
+  int32_t cursor = -1;
+};
+static_assert(sizeof(ShowRequest) == show_request);
+
+uint32_t send(uint32_t service, uint32_t message_class, void *record, std::size_t size, std::size_t *replied) {
+  void *reply = nullptr;
+  auto length = static_cast<uint32_t>(size);
+  const uint32_t status = cmi_req_resp(service, message_class, record, &reply, &length, "", "", 136, 0, 0);
+  if (replied != nullptr) *replied = reply != nullptr ? length : 0;
+  std::free(reply);
+  return status;
+}
+
+void want(uint32_t status, const char *what) {
+  if (status != 0) fail(what, syserr2str(status));
+}
+
+class Service {
+ public:
+  explicit Service(const std::string &state) : process_(spawn({SCHEDD, "--state-dir", state})) {
+    host::set_reply_timeout_ms(10000);
+    const auto end_of_patience = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    uint32_t status = 0;
+    do {
+      status = host::control_request(host::Control::enable_feature, {}, nullptr);
+    } while (status == host::err_not_running && std::chrono::steady_clock::now() < end_of_patience);
+    if (status != host::err_feature_enabled) want(status, "enabling the scheduler");
+    Request create = {SCH_OP_CREATE_JOB, 48};
+    std::strcpy(create.name, job_name);
+    want(send(SCH_SERVICE_CONFIG, SCH_CLASS_CONFIG, &create, sizeof create, nullptr), "creating a job");
+  }
+  ~Service() { end(process_); }
+  Service(const Service &) = delete;
+  Service &operator=(const Service &) = delete;
+
+  static void show() {
+    ShowRequest request;
+    std::size_t replied = 0;
+    want(send(SCH_SERVICE_SHOW, SCH_CLASS_SHOW, &request, sizeof request, &replied), "show");
+    if (replied != show_reply) fail("show", "a reply of another size");
+  }
+
+  static void define(char letter) {
+    std::array<char, sizeof(Request) + job_text> record;
+    Request define = {SCH_OP_DEFINE_JOB, static_cast<uint32_t>(record.size() - 8)};
+    std::strcpy(define.name, job_name);
+    define.text_length = job_text;
+    std::memcpy(record.data(), &define, sizeof define);
+    std::fill(record.begin() + sizeof define, record.end(), letter);
+    record.back() = '\n';
+    want(send(SCH_SERVICE_CONFIG, SCH_CLASS_CONFIG, record.data(), record.size(), nullptr), "define");
+  }
+
+ private:
+  pid_t process_;
+};
+
+// The floor: two processes, one socket, nothing looked at.
+class PingPong {
+ public:
+  PingPong() {
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) fail("socket", std::strerror(errno));
+    socket_ = ends[0];
+    process_ = ::fork();
+    if (process_ == 0) answer(ends[1]);
+  }
+  ~PingPong() {
+    ::close(socket_);
+    end(process_);
+  }
+  PingPong(const PingPong &) = delete;
+  PingPong &operator=(const PingPong &) = delete;
+
+  void play() const {
+    std::array<char, show_reply> buffer = {};
+    if (::send(socket_, buffer.data(), show_request, 0) != show_request ||
+        ::recv(socket_, buffer.data(), buffer.size(), 0) != show_reply)
+      fail("ping-pong", "a reply of another size");
+  }
+
+ private:
+  [[noreturn]] static void answer(int socket) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    std::array<char, show_reply> buffer = {};
+    while (::recv(socket, buffer.data(), buffer.size(), 0) > 0)
+      if (::send(socket, buffer.data(), show_reply, 0) < 0) break;
+    ::_exit(0);
+  }
+  int socket_ = -1;
+  pid_t process_ = 0;
+};
+
+// One synced commit of what a job's text is in the store: its header and its one fragment.
+class BareCommit {
+ public:
+  explicit BareCommit(const std::string &path) {
+    check(mdb_env_create(&environment_));
+    check(mdb_env_set_mapsize(environment_, std::size_t{64} << 20));
+    check(mdb_env_open(environment_, path.c_str(), MDB_NOSUBDIR | MDB_NOTLS | MDB_NORDAHEAD, 0600));
+  }
+  ~BareCommit() { mdb_env_close(environment_); }
+  BareCommit(const BareCommit &) = delete;
+  BareCommit &operator=(const BareCommit &) = delete;
+
+  void commit(char letter) {
+    MDB_txn *transaction = nullptr;
+    check(mdb_txn_begin(environment_, nullptr, 0, &transaction));
+    if (table_ == 0) check(mdb_dbi_open(transaction, nullptr, 0, &table_));
+    put(transaction, 0, 12, letter);
+    put(transaction, 1, job_text, letter);
+    check(mdb_txn_commit(transaction));
+  }
+
+ private:
+  static void check(int code) {
+    if (code != 0) fail("LMDB", mdb_strerror(code));
+  }
+  void put(MDB_txn *transaction, char fragment, std::size_t size, char letter) {
+    std::array<char, 40> key_bytes = {0, 0, 0, 1, 0, 0, 0, fragment, 'b', 'e', 'n', 'c', 'h'};
+    std::array<char, job_text> value_bytes;
+    value_bytes.fill(letter);
+    MDB_val key = {key_bytes.size(), key_bytes.data()}, value = {size, value_bytes.data()};
+    check(mdb_put(transaction, table_, &key, &value, 0));
+  }
+  MDB_env *environment_ = nullptr;
+  MDB_dbi table_ = 0;
+};
+
+struct Contender {
+  const char *name;
+  int calls;
+  std::function<void()> call;
+  std::vector<double> samples = {};
+};
+
+double percentile(std::vector<double> samples, double share) {
+  const auto place = static_cast<std::ptrdiff_t>(share * static_cast<double>(samples.size() - 1));
+  std::ranges::nth_element(samples, samples.begin() + place);
+  return samples[static_cast<std::size_t>(place)];
+}
+
+void take_turns(std::vector<Contender> *contenders) {
+  for (int round = 0; round < rounds; round++)
+    for (Contender &contender : *contenders)
+      for (int i = 0; i < contender.calls; i++) {
+        const auto start = std::chrono::steady_clock::now();
+        contender.call();
+        const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
+        contender.samples.push_back(taken.count());
+      }
+  for (const Contender &contender : *contenders)
+    std::printf("%-36s p50 %9.1f us   p99 %9.1f us   of %zu\n", contender.name, percentile(contender.samples, 0.5),
+                percentile(contender.samples, 0.99), contender.samples.size());
+}
+
+bool report(const char *what, double ratio, double goal) {
+  const bool met = ratio <= goal;
+  std::printf("%-52s ratio %5.2f   goal %.2f   %s\n", what, ratio, goal, met ? "met" : "MISSED");
+  return met;
+}
+
+double median_of(const Contender &contender) {
+  return percentile(contender.samples, 0.5);
+}
+
+bool compare_shows(const std::string &directory) {
+  const PingPong ping_pong;
+  const DBusPeer bus(directory, show_reply);
+  std::vector<Contender> contenders = {{"show request", show_calls, Service::show},
+                                       {"bare SEQPACKET ping-pong", show_calls, [&] { ping_pong.play(); }},
+                                       {"message bus", show_calls, [&] { bus.ask(show_request); }}};
+  take_turns(&contenders);
+  const bool floor =
+      report("show request / bare ping-pong, p50", median_of(contenders[0]) / median_of(contenders[1]), 1.5);
+  return report("show request / message bus, p50", median_of(contenders[0]) / median_of(contenders[2]), 0.25) && floor;
+}
+
+bool compare_durable(const std::string &directory) {
+  BareCommit bare(directory + "/bare.mdb");
+  char letter = 'a', bare_letter = 'a';
+  const auto next = [](char *c) { return *c = *c == 'z' ? 'a' : static_cast<char>(*c + 1); };
+  std::vector<Contender> contenders = {{"durable request", durable_calls, [&] { Service::define(next(&letter)); }},
+                                       {"show request + synced LMDB commit", durable_calls, [&] {
+                                          Service::show();
+                                          bare.commit(next(&bare_letter));
+                                        }}};
+  take_turns(&contenders);
+  return report("durable request / round trip + synced commit, p50",
+                median_of(contenders[0]) / median_of(contenders[1]), 1.2);
+}
+
+int run(const char *where) {
+  std::string directory = std::string(where) + "/schedcli-bench-XXXXXX";
+  if (::mkdtemp(directory.data()) == nullptr) fail(directory.c_str(), std::strerror(errno));
+  const std::string state = directory + "/state";
+  host::use_paths(host::resolve_paths(state.c_str()));
+  bool met = false;
+  {
+    const Service service(state);
+    Service::define('a');
+    const bool shows = compare_shows(directory);
+    met = compare_durable(directory) && shows;
+  }
+  std::filesystem::remove_all(directory);
+  return met ? 0 : 2;
+}
+
+}  // namespace
+
+}  // namespace bench
+
+int main(int count, char **arguments) {
+  return bench::run(count > 1 ? arguments[1] : "/tmp");
+}
