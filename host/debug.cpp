@@ -54,6 +54,12 @@ std::string one_line(const char *text, size_t length) {
   return line;
 }
 
+std::string formatted(const char *format, va_list arguments) {
+  char text[host::history_text_limit + 1];
+  std::vsnprintf(text, sizeof text, format, arguments);
+  return one_line(text, sizeof text);
+}
+
 std::string event_line(const Event &event) {
   tm local{};
   localtime_r(&event.when.tv_sec, &local);
@@ -103,18 +109,16 @@ extern "C" int sdwrap_chk_int(int level, int, int, int) {
 }
 
 extern "C" int buginf(int, const char *modname, int, const char *format, ...) {
-  char text[host::history_text_limit + 1];
   va_list arguments;
   va_start(arguments, format);
-  const int length = std::vsnprintf(text, sizeof text, format, arguments);
+  const std::string line = formatted(format, arguments);
   va_end(arguments);
-  const std::string line = one_line(text, sizeof text);
   if (debug().journal) {
     syslog(LOG_DAEMON | LOG_DEBUG, "%s: %s", modname, line.c_str());
   } else {
     std::fprintf(stderr, "%s: %s\n", modname, line.c_str());
   }
-  return length;
+  return static_cast<int>(line.size());
 }
 
 extern "C" int sdwrap_debug_dump(uint32_t, uint32_t, uint32_t, const uint32_t[2], const char *text) {

@@ -142,7 +142,7 @@ int main(int argc, char **argv) {
   Arguments arguments;
   int letter = 0, status = 0;
   while ((letter = getopt_long(argc, argv, "c:e", long_options, nullptr)) != -1) {
-    if (!take_option(letter, &arguments, &status)) return status;
+    if (!take_option(letter, &arguments, &status)) return output_arrived() ? status : shell::failure_status;
   }
   if (optind < argc) arguments.file = argv[optind++];
   if (optind < argc || (arguments.file != nullptr && !arguments.commands.empty())) {
