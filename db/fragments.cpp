@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "diag/fragment_sizes.h"
 #include "diag/trace.h"
 #include "schedcli.h"
 
@@ -22,7 +21,7 @@ int concat(GList *fragments, char *destination, int32_t length, finish_piece fin
   for (GList *node = g_list_first(fragments); node != nullptr && length > 0; node = node->next) {
     const int32_t piece = std::min(length, SCH_FRAGMENT_SIZE);
     SCH_TRACE_SERVICE(trace_config, "fragment count %d %d", count, piece);
-    memcpy(destination, node->data, sch_fragment_bytes(node->data, static_cast<uint32_t>(piece)));
+    memcpy(destination, node->data, static_cast<size_t>(piece));
     finish(destination, piece);
     destination += piece;
     length -= piece;

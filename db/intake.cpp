@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
-#include "diag/fragment_sizes.h"
 #include "schedcli.h"
 
 namespace {
 
 constexpr uint32_t key_memory_type = 5;
 constexpr uint32_t job_hdr_memory_type = 6;
+constexpr uint32_t fragment_memory_type = 7;
 constexpr uint32_t schedule_memory_type = 14;
 
 void *record_of(const pss_buf *stored, uint32_t size, uint32_t mem_type, const char *purpose) {
@@ -17,6 +17,28 @@ void *record_of(const pss_buf *stored, uint32_t size, uint32_t mem_type, const c
   const uint32_t length = std::min(size, stored->length);
   if (record != nullptr && length != 0) memcpy(record, stored->data, length);
   return record;
+}
+
+// A fragment carries no size: its job's header alone tells how much of it is read. So a value that is shorter than its
+// header says is filled up with zero, and a header that comes behind its fragments does not lengthen their text.
+uint64_t full_text(const sch_job_entry &slot) {
+  return uint64_t{g_list_length(slot.fragments)} * SCH_FRAGMENT_SIZE;
+}
+
+uint32_t fragment_size(const sch_config_db *config, const sch_config_key *key, uint32_t length) {
+  sch_job_entry *slot = nullptr;
+  if (length >= SCH_FRAGMENT_SIZE || sch_find_job(config, key->name, &slot) < 0 || slot->hdr == nullptr) return length;
+  const uint64_t before = full_text(*slot);
+  if (before >= slot->hdr->length) return length;
+  const uint64_t expected = std::min<uint64_t>(slot->hdr->length - before, SCH_FRAGMENT_SIZE);
+  return std::max(length, static_cast<uint32_t>(expected));
+}
+
+uint32_t text_length(const sch_config_db *config, const sch_job_hdr *hdr) {
+  if (hdr->job_id >= SCH_MAX_JOBS) return hdr->length;
+  const sch_job_entry &slot = config->jobs[hdr->job_id];
+  if (slot.hdr == nullptr || slot.hdr->length >= full_text(slot)) return hdr->length;
+  return std::min(hdr->length, slot.hdr->length);
 }
 
 // Of what an add operation answers, nothing is reported: it has freed what it refused.
@@ -29,15 +51,18 @@ int add_schedule(sch_config_db *config, sch_config_key *key, const pss_buf *valu
 }
 
 int add_job_hdr(sch_config_db *config, sch_config_key *key, const pss_buf *value) {
-  void *hdr = record_of(value, sizeof(sch_job_hdr), job_hdr_memory_type, "add job entry");
-  if (hdr == nullptr) return -1;
+  void *record = record_of(value, sizeof(sch_job_hdr), job_hdr_memory_type, "add job entry");
+  if (record == nullptr) return -1;
+  auto *hdr = static_cast<sch_job_hdr *>(record);
+  hdr->length = text_length(config, hdr);
   sch_job_entry *slot;
-  sch_add_job_hdr(config, key, static_cast<sch_job_hdr *>(hdr), &slot);
+  sch_add_job_hdr(config, key, hdr, &slot);
   return 0;
 }
 
 int add_job_data(sch_config_db *config, sch_config_key *key, const pss_buf *value) {
-  void *fragment = record_of(value, value->length, fragment_memory_type, "add job entry");
+  const uint32_t size = fragment_size(config, key, value->length);
+  void *fragment = record_of(value, size, fragment_memory_type, "add job entry");
   if (fragment == nullptr) return -1;
   sch_job_entry *slot;
   sch_add_job_data(config, key, fragment, &slot);

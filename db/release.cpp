@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "diag/fragment_sizes.h"
 #include "platform/memory.h"
 #include "schedcli.h"
 
@@ -13,7 +12,6 @@ void free_list(GList *list) {
 }  // namespace
 
 void free_fragment(void *fragment, void *) {
-  sch_forget_fragment(fragment);
   mtrack_free(fragment);
 }
 

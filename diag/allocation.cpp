@@ -2,7 +2,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "diag/fragment_sizes.h"
 #include "diag/trace.h"
 #include "platform/memory.h"
 #include "schedcli.h"
@@ -25,10 +24,7 @@ void trace_failure(const char *purpose) {
 
 void *sch_malloc_check(uint32_t size, uint32_t mem_type, uint32_t, const char *purpose) {
   void *memory = mtrack_alloc(tracker_owner, mem_type, size);
-  if (memory != nullptr) {
-    sch_note_block(memory, mem_type, size);
-    return memset(memory, 0, size);
-  }
+  if (memory != nullptr) return memset(memory, 0, size);
   trace_failure(purpose);
   sch_syslog_raise(&syslog_msg_SCH_SYSLOG_MALLOC_ERR, purpose);
   return nullptr;

@@ -194,7 +194,7 @@ typedef struct sch_schedule_entry {
 } sch_schedule_entry;
 
 /* A slot of a job table, in use exactly when key is not null; its index is the job id. Owns all that it points at: the
- * fragments (the text, cut in order of arrival, each as long as the store gave it) and the sch_runtime_job_status
+ * fragments (the text, cut in order of arrival) and the sch_runtime_job_status
  * entries. */
 typedef struct sch_job_entry {
   uintptr_t reserved;
@@ -420,8 +420,9 @@ void sch_syslog_raise(const sch_syslog_msg *msg, ...);
 
 /* Enters a stored record, as the store gave it, into the configuration: a schedule, a job's header or a fragment of
  * its text; a record of another type is ignored. Key and value are copied: at most 40 bytes of the key and what the
- * record holds of the value, zero beyond a short one. Returns 0, also when the record was refused (see the next two);
- * -1 when its memory could not be had: nothing is entered. Ignored and failed records leave a copy of their key
+ * record holds of the value, zero beyond a short one. A fragment is at least as long as its job's header announces, and
+ * a header behind its fragments cannot lengthen their text. Returns 0, also when the record was refused (see the next
+ * two); -1 when its memory could not be had: nothing is entered. Ignored and failed records leave a copy of their key
  * allocated. */
 int sch_add_config_entry(sch_config_db *config, const pss_buf *key, const pss_buf *value);
 
@@ -447,8 +448,9 @@ int sch_find_job(const sch_config_db *config, const char *name, sch_job_entry **
  * with index = 0 first and index + 1 after each. */
 sch_job_entry *sch_next_job(const sch_config_db *config, int *index);
 
-/* Joins the text of a job from its fragments into length bytes at destination, without a terminator. Returns 0. A list
- * or a fragment that ends early leaves the bytes behind as they are; a length below 1 copies nothing. */
+/* Joins the text of a job from its fragments into length bytes at destination, without a terminator; length is the
+ * header's or less. Returns 0. A list that ends early leaves the bytes behind as they are; a length below 1 copies
+ * nothing. */
 int sch_concat_fragments(GList *fragments, char *destination, int32_t length);
 
 /* As sch_concat_fragments(), with sch_replace_newline_with_semicolon() over each piece of SCH_FRAGMENT_SIZE bytes. */

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // A job is a header and its text's fragments, each a record of its own under the job's key.
-#include "diag/fragment_sizes.h"
 #include "diag/trace.h"
 #include "pss/fields.h"
 #include "pss/save.h"
@@ -11,11 +10,10 @@ constexpr SaveRule job_header = {"PSS error 0x%x while saving the job hdr %s", n
 constexpr SaveRule job_fragment = {"PSS error 0x%x saving the job %s fragment %d", nullptr, true};
 constexpr SaveRule only_fragment = {"PSS error 0x%x while saving the job fragment %s", nullptr, true};
 
-// A header may announce more than a fragment of a damaged store holds; then what it holds is stored.
 int save_fragment(pss_handle store, const SaveRule &rule, const sch_job_entry &slot, const void *fragment,
                   uint32_t size) {
   ++slot.key->fragment;
-  return save_record(store, rule, *slot.key, fragment, sch_fragment_bytes(fragment, size));
+  return save_record(store, rule, *slot.key, fragment, size);
 }
 
 // Fragments behind the text's end are not stored: the format knows none without text.

@@ -6,7 +6,6 @@
 #include <memory>
 #include <random>
 
-#include "diag/fragment_sizes.h"
 #include "tests/db/records.h"
 
 using namespace platform_test;
@@ -106,47 +105,82 @@ TEST_F(HostileRecords, empty_address_clears_all_ten_slots) {
   EXPECT_EQ(static_cast<sch_schedule_email_entry *>(sch_schedule_email_list->data)->count, -8);
 }
 
-TEST_F(HostileRecords, header_that_announces_more_than_its_fragments_hold_reads_no_further) {
+std::string joined(int32_t length) {
+  std::vector<char> text(static_cast<size_t>(length), '.');
+  EXPECT_EQ(sch_concat_fragments(sch_job_list[0].fragments, text.data(), length), 0);
+  return std::string(text.begin(), text.end());
+}
+
+std::string zeros(size_t count) {
+  return std::string(count, '\0');
+}
+
+TEST_F(HostileRecords, fragments_shorter_than_their_header_announces_are_filled_up) {
   add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 3000));
   add_config_entry(stored_key(1, 1, "j"), "ab\ncd");
   add_config_entry(stored_key(1, 2, "j"), "");
-  add_config_entry(stored_key(1, 3, "j"), std::string(2000, 'z'));
-  std::vector<char> text(3000, '.');
-  EXPECT_EQ(sch_concat_fragments(sch_job_list[0].fragments, text.data(), 3000), 0);
-  EXPECT_EQ(std::string(text.data(), 8), "ab\ncd...");
-  EXPECT_EQ(text[1024], '.');
-  EXPECT_EQ(std::string(text.data() + 2048, 952), std::string(952, 'z'));
-  EXPECT_EQ(sch_show_run_concat_fragments(sch_job_list[0].fragments, text.data(), 3000), 0);
-  EXPECT_EQ(std::string(text.data(), 8), "ab;cd...");
+  add_config_entry(stored_key(1, 3, "j"), std::string(900, 'z'));
+  EXPECT_THAT(fake.calls_with("mtrack_alloc 224 7"),
+              ElementsAre("mtrack_alloc 224 7 1024", "mtrack_alloc 224 7 1024", "mtrack_alloc 224 7 952"));
+  EXPECT_EQ(joined(3000), "ab\ncd" + zeros(1019 + 1024) + std::string(900, 'z') + zeros(52));
+  std::vector<char> line(3000);
+  EXPECT_EQ(sch_show_run_concat_fragments(sch_job_list[0].fragments, line.data(), 3000), 0);
+  EXPECT_STREQ(line.data(), "ab;cd");
 }
 
-TEST_F(HostileRecords, later_header_that_announces_more_reads_no_further) {
-  add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 2));
+TEST_F(HostileRecords, fragments_behind_the_announced_text_keep_their_size) {
+  for (const uint32_t length : {0u, 1u, 1024u}) {
+    reset_library();
+    fake.reset();
+    add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, length));
+    add_config_entry(stored_key(1, 1, "j"), std::string(1024, 'a'));
+    add_config_entry(stored_key(1, 2, "j"), "b");
+    EXPECT_THAT(fake.calls_with("mtrack_alloc 224 7"), ElementsAre("mtrack_alloc 224 7 1024", "mtrack_alloc 224 7 1"));
+  }
+}
+
+TEST_F(HostileRecords, announced_length_of_any_size_fills_up_one_fragment_at_most) {
+  for (const uint32_t length : {1025u, 2048u, 0x7fffffffu, 0x80000000u, 0xffffffffu}) {
+    reset_library();
+    fake.reset();
+    add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, length));
+    add_config_entry(stored_key(1, 1, "j"), std::string(1023, 'a'));
+    EXPECT_THAT(fake.calls_with("mtrack_alloc 224 7"), ElementsAre("mtrack_alloc 224 7 1024"));
+    EXPECT_EQ(sch_job_list[0].hdr->length, length);
+  }
+}
+
+TEST_F(HostileRecords, fragment_of_a_job_that_lacks_its_header_keeps_its_size) {
+  sch_job_list[0].key = make_key("j");
   add_config_entry(stored_key(1, 1, "j"), "ab");
-  sch_job_hdr *first = sch_job_list[0].hdr;
-  add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 0xffffffff));
-  mtrack_free(first);
-  std::vector<char> text(4096, '.');
-  sch_concat_fragments(sch_job_list[0].fragments, text.data(), 4096);
-  EXPECT_EQ(std::string(text.data(), 4), "ab..");
+  EXPECT_EQ(fake.calls_with("mtrack_alloc 224 7"), std::vector<std::string>{"mtrack_alloc 224 7 2"});
 }
 
-TEST_F(HostileRecords, size_of_a_fragment_is_forgotten_with_it) {
-  void *fragment = sch_malloc_check(4, 7, 0, "add job entry");
-  EXPECT_EQ(sch_fragment_bytes(fragment, 1024), 4u);
-  EXPECT_EQ(sch_fragment_bytes(fragment, 3), 3u);
-  free_fragment(fragment, nullptr);
-  EXPECT_EQ(sch_fragment_bytes(fragment, 1024), 1024u);
+// A header, its fragment of some bytes, then a second header: the length that is kept of it.
+uint32_t length_after(uint32_t first, size_t fragment, uint32_t second) {
+  reset_library();
+  fake.reset();
+  add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, first));
+  add_config_entry(stored_key(1, 1, "j"), std::string(fragment, 'a'));
+  add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, second));
+  const uint32_t length = sch_job_list[0].hdr->length;
+  joined(static_cast<int32_t>(std::min(length, 4096u)));
+  return length;
 }
 
-TEST_F(HostileRecords, size_of_a_fragment_is_forgotten_when_its_memory_serves_another_record) {
-  int block = 0;
-  sch_note_block(&block, 7, 4);
-  EXPECT_EQ(sch_fragment_bytes(&block, 1024), 4u);
-  sch_note_block(&block, 7, 8);
-  EXPECT_EQ(sch_fragment_bytes(&block, 1024), 8u);
-  sch_note_block(&block, 5, 40);
-  EXPECT_EQ(sch_fragment_bytes(&block, 1024), 1024u);
+TEST_F(HostileRecords, later_header_does_not_lengthen_the_text_of_a_part_of_a_fragment) {
+  EXPECT_EQ(length_after(2, 2, 0xffffffff), 2u);
+  EXPECT_EQ(length_after(1023, 5, 1024), 1023u);
+  EXPECT_EQ(length_after(0, 0, 1), 0u);
+  EXPECT_EQ(length_after(2, 2, 1), 1u);
+  EXPECT_EQ(length_after(1024, 5, 0xffffffff), 0xffffffffu);  // the fragment is full
+  EXPECT_EQ(length_after(4000, 5, 5000), 5000u);
+}
+
+TEST_F(HostileRecords, later_header_is_taken_as_it_is_while_there_is_no_fragment) {
+  add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 2));
+  add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 3));
+  EXPECT_EQ(sch_job_list[0].hdr->length, 3u);
 }
 
 // Seeded, so that a failure repeats.
@@ -164,7 +198,7 @@ TEST_F(HostileRecords, random_records_in_any_order_leave_a_usable_database) {
   int index = 0;
   for (; const sch_job_entry *slot = sch_next_job(&sch_running_config, &index); ++index) {
     std::vector<char> text(4096);
-    sch_concat_fragments(slot->fragments, text.data(), 4096);
+    sch_concat_fragments(slot->fragments, text.data(), static_cast<int32_t>(std::min(slot->hdr->length, 4096u)));
   }
   sch_free_config(&sch_running_config);
   EXPECT_EQ(sch_schedule_list, nullptr);
