@@ -86,7 +86,7 @@ int serve(const Options &options, const host::User &user) {
   run_until_signalled(signals);
 
   server.reset();
-  runner.stop_all();
+  runner.stop_all(context);
   return ended;
 }
 

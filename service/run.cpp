@@ -28,8 +28,8 @@ void Run::begin() {
   sch_schedule_entry *schedule = entry();
   if (schedule == nullptr) return runner_.ended(context_, schedule_);  // deleted while it waited for its turn
   ScheduleState state = state_of(*schedule->rec);
+  begun_ = true;
   state.last_execution = static_cast<uint32_t>(time(nullptr));
-  state.running_since = state.last_execution;
   state.execution_count++;
   set_state(*schedule->rec, state);
   std::string refusal;
@@ -143,7 +143,7 @@ void Run::record(const JobProcess::Result &result) {
 void Run::finish() {
   if (sch_schedule_entry *schedule = entry(); schedule != nullptr) {
     ScheduleState state = state_of(*schedule->rec);
-    state.last_completion = static_cast<uint32_t>(time(nullptr));
+    if (begun_) state.last_completion = static_cast<uint32_t>(time(nullptr));
     state.running_since = 0;
     state.running_job = 0;
     set_state(*schedule->rec, state);
@@ -152,11 +152,15 @@ void Run::finish() {
   runner_.ended(context_, schedule_);
 }
 
+void Run::ask_to_end() const {
+  if (process_) process_->signal_group(SIGTERM);
+}
+
 void Run::stop() {
   authentication_ready_.stop();
   authentication_timer_.stop();
   if (process_) {
-    process_->signal_group(SIGTERM);
+    ask_to_end();
     process_->wait_ms(job_stop_ms);
     const JobProcess::Result result = process_->end();
     process_.reset();

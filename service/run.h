@@ -20,7 +20,8 @@ class Run {
   Run(Context &context, Runner &runner, sch_schedule_entry &entry);
 
   void begin();
-  void stop();  // the service ends
+  void ask_to_end() const;  // the job under way: so that all of them end at the same time
+  void stop();              // the service ends
 
  private:
   bool find_owner(std::string *refusal);
@@ -43,6 +44,7 @@ class Run {
   uint32_t owner_tag_;
   std::optional<host::User> owner_;
   std::string refusal_;  // why no job of this run may run
+  bool begun_ = false;
   int last_job_ = -1;
   std::string job_name_;  // under way
   uintptr_t job_ = 0;

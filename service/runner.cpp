@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <utility>
 
 #include "service/limits.h"
 #include "service/run.h"
@@ -22,6 +23,14 @@ void record_no_run(Context &context, const sch_schedule_entry &entry, Reason rea
   sch_syslog_raise(&syslog_msg_SCH_WARN, ("schedule " + record.schedule + ": " + why).c_str());
 }
 
+// From here on a crash leaves an interrupted run, also while it waits for its turn.
+void note_begun(sch_schedule_entry &entry) {
+  ScheduleState state = state_of(*entry.rec);
+  state.running_since = static_cast<uint32_t>(time(nullptr));
+  state.running_job = 0;
+  set_state(*entry.rec, state);
+}
+
 }  // namespace
 
 Runner::Runner(Options options) : options_(std::move(options)) {}
@@ -34,6 +43,7 @@ void Runner::begin(Context &context, sch_schedule_entry &entry, time_t due) {
                          "skipped: the run due at " + time_text(due) + " came while the one before was under way");
   if (!has_jobs(*entry.rec))
     return record_no_run(context, entry, Reason::no_jobs, "nothing ran: no job is assigned to the schedule");
+  note_begun(entry);
   waiting_.push_back(schedule);
   start_waiting(context);
 }
@@ -63,10 +73,14 @@ void Runner::ended(Context &context, uintptr_t schedule) {
   start_waiting(context);
 }
 
-void Runner::stop_all() {
-  waiting_.clear();
+void Runner::stop_all(Context &context) {
+  for (auto &[schedule, run] : runs_)
+    run->ask_to_end();
+  const std::deque<uintptr_t> waiting = std::exchange(waiting_, {});
   while (!runs_.empty())
     runs_.begin()->second->stop();
+  for (const uintptr_t schedule : waiting)
+    if (sch_schedule_entry *entry = schedule_by_serial(schedule); entry != nullptr) Run(context, *this, *entry).stop();
 }
 
 }  // namespace service

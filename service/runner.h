@@ -29,7 +29,7 @@ class Runner {
   // stores its record.
   void begin(Context &context, sch_schedule_entry &entry, time_t due);
 
-  void stop_all();  // the service ends: every run is ended and recorded
+  void stop_all(Context &context);  // the service ends: every run is ended and recorded
   size_t under_way() const { return runs_.size() + waiting_.size(); }
   const Options &options() const { return options_; }
 

@@ -217,13 +217,34 @@ TEST(Run, the_services_end_stops_the_run_and_records_it) {
     g_main_context_iteration(nullptr, FALSE);
     usleep(200);
   }
-  world.parts->runner.stop_all();
+  world.parts->runner.stop_all(world.parts->context);
   const std::vector<Logged> log = log_of(world);
   ASSERT_THAT(log, SizeIs(1));
   EXPECT_EQ(log[0].exit_code, static_cast<uint32_t>(service::Reason::stopped));
   EXPECT_EQ(log[0].output, "begun\n[stopped: the scheduler service ended]\n");
   world.restart();
   EXPECT_THAT(log_of(world), SizeIs(1));  // not interrupted: it was an orderly end
+}
+
+TEST(Run, more_due_schedules_than_run_at_once_wait_for_their_turn_and_are_told_when_the_service_ends) {
+  World world;
+  ASSERT_EQ(create_job(world, "slow", "sleep 0.3\n"), 0u);
+  const size_t count = service::run_limit + 3;
+  for (size_t i = 0; i < count; i++)
+    ASSERT_EQ(create_schedule(world, "s" + std::to_string(i), {"slow"}, daily(12, 1)), 0u);
+  ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_RESIZE_LOG, log_payload("", "", 1024 * 1024)).status, 0u);
+  due_now(world, noon + 60);
+  EXPECT_THAT(log_of(world), SizeIs(count));
+  set_clock(noon + 60 + 86400);
+  world.parts->scheduler.check();
+  EXPECT_EQ(world.parts->runner.under_way(), count);
+  world.parts->runner.stop_all(world.parts->context);
+  EXPECT_EQ(world.parts->runner.under_way(), 0u);
+  const std::vector<Logged> log = log_of(world);
+  ASSERT_THAT(log, SizeIs(2 * count));
+  EXPECT_EQ(log.back().job, "-");
+  EXPECT_EQ(log.back().exit_code, static_cast<uint32_t>(service::Reason::stopped));
+  EXPECT_EQ(service::state_of(*service::find_schedule(log.back().schedule)->rec).last_completion, noon + 60);
 }
 
 // The schedule's owner as the store has it, changed to one who is not to be trusted.
