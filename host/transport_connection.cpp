@@ -2,6 +2,7 @@
 #include "host/transport_connection.h"
 
 #include <poll.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -22,15 +23,21 @@ constexpr int default_reply_timeout_ms = 30000;
 
 std::atomic<int> reply_timeout_ms = default_reply_timeout_ms;
 
-enum class Wait { ready, timed_out, failed };
+// How often this process was forked off another one that had connections.
+int forks = 0;
 
-Wait wait_for(int socket, short events, Deadline deadline) {
+int forks_so_far() {
+  static const int registered = ::pthread_atfork(nullptr, nullptr, [] { forks++; });
+  return registered == 0 ? forks : ::getpid();
+}
+
+uint32_t wait_to_send(int socket, Deadline deadline) {
   for (;;) {
-    pollfd watched = {socket, events, 0};
+    pollfd watched = {socket, POLLOUT, 0};
     const int count = ::poll(&watched, 1, deadline.remaining_ms());
-    if (count > 0) return Wait::ready;
-    if (count == 0) return Wait::timed_out;
-    if (errno != EINTR) return Wait::failed;
+    if (count > 0) return 0;
+    if (count == 0) return err_timed_out;
+    if (errno != EINTR) return err_io;
   }
 }
 
@@ -69,16 +76,16 @@ uint32_t status_of_send(int error) {
   }
 }
 
-// A full backlog makes connect wait for as long as sends may.
-void limit_connect(int socket, int milliseconds) {
+bool limit_wait(int socket, int option, int milliseconds) {
   const int at_least = std::max(milliseconds, 1);  // 0 would be no limit
   const timeval limit = {at_least / 1000, at_least % 1000 * 1000};
-  (void)::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+  return ::setsockopt(socket, SOL_SOCKET, option, &limit, sizeof limit) == 0;
 }
 
+// A full backlog makes connect wait for as long as sends may.
 int connect_within(int socket, const SocketAddress &address, Deadline deadline) {
   for (;;) {
-    limit_connect(socket, deadline.remaining_ms());
+    if (!limit_wait(socket, SO_SNDTIMEO, deadline.remaining_ms())) return errno;
     if (::connect(socket, address.get(), SocketAddress::size()) == 0) return 0;
     if (errno != EINTR || deadline.remaining_ms() == 0) return errno == EINTR ? EAGAIN : errno;
   }
@@ -116,13 +123,14 @@ uint32_t next_token() {
 }
 
 bool Connection::usable() const {
-  return socket_ && path_ == paths().socket && process_ == ::getpid();
+  return socket_ && path_ == paths().socket && forks_ == forks_so_far();
 }
 
 uint32_t Connection::open(Deadline deadline) {
   close();
   path_ = paths().socket;
-  process_ = ::getpid();
+  forks_ = forks_so_far();
+  receive_limit_ms_ = -1;
   buffer_.resize(frame_limit + 1);
   const std::optional<SocketAddress> address = socket_address(path_);
   if (!address) return status_of_connect(errno);
@@ -152,8 +160,7 @@ uint32_t Connection::transmit(const FrameHeader &header, std::span<const std::by
     const SendResult result = send_frame(socket_.get(), header, body);
     if (result == SendResult::sent) return 0;
     if (result == SendResult::failed) return status_of_send(errno);
-    const Wait wait = wait_for(socket_.get(), POLLOUT, deadline);
-    if (wait != Wait::ready) return wait == Wait::timed_out ? err_timed_out : err_io;
+    if (const uint32_t status = wait_to_send(socket_.get(), deadline)) return status;
   }
 }
 
@@ -164,17 +171,31 @@ uint32_t Connection::receive(uint32_t service, uint32_t token, Deadline deadline
     if (frame->header.kind == FrameKind::refusal)
       return give_up(frame->header.status != 0 ? frame->header.status : err_bad_reply);
     if (frame->header.kind == FrameKind::request) return give_up(err_bad_reply);
-    if (frame->header.token != token) continue;
+    if (frame->header.token != token) {
+      // A flood of them is no reason to stay.
+      if (deadline.remaining_ms() == 0) return give_up(err_timed_out);
+      continue;
+    }
     return frame->header.service == service ? 0 : give_up(err_bad_reply);
   }
 }
 
+// The limit stands from one request to the next, as a rule, and so costs no call.
+bool Connection::limit_receive(Deadline deadline) {
+  const int remaining = deadline.remaining_ms();
+  if (remaining == receive_limit_ms_) return true;
+  receive_limit_ms_ = remaining;
+  return limit_wait(socket_.get(), SO_RCVTIMEO, remaining);
+}
+
 uint32_t Connection::receive_packet(Deadline deadline, Frame *frame) {
   for (bool reset = false;;) {
-    const Wait wait = wait_for(socket_.get(), POLLIN, deadline);
-    if (wait != Wait::ready) return wait == Wait::timed_out ? err_timed_out : err_io;
-    const ssize_t size = ::recv(socket_.get(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
-    if (size < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+    if (!limit_receive(deadline)) return err_io;
+    const ssize_t size = ::recv(socket_.get(), buffer_.data(), buffer_.size(), 0);
+    if (size < 0 && (errno == EINTR || errno == EAGAIN)) {
+      if (deadline.remaining_ms() == 0) return err_timed_out;
+      continue;
+    }
     // A reset is reported once, before what was sent ahead of it: that may be a refusal.
     if (size < 0 && errno == ECONNRESET && !std::exchange(reset, true)) continue;
     if (size < 0 && errno != ECONNRESET) return err_io;

@@ -2,8 +2,6 @@
 // A client's connection to the service: kept between requests, made anew when the service was restarted.
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -40,13 +38,15 @@ class Connection {
   bool usable() const;
   uint32_t open(Deadline deadline);
   uint32_t transmit(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline);
+  bool limit_receive(Deadline deadline);
   uint32_t receive_packet(Deadline deadline, Frame *frame);
   std::optional<uint32_t> refusal();
   uint32_t give_up(uint32_t status);
 
   FileDescriptor socket_;
   std::string path_;
-  pid_t process_ = 0;  // a forked child must not answer on its parent's connection
+  int forks_ = 0;              // a forked child must not talk on its parent's connection
+  int receive_limit_ms_ = -1;  // none set yet
   Bytes buffer_;
   std::size_t received_ = 0;
 };

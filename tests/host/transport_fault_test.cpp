@@ -2,7 +2,6 @@
 // The Nth system call of either end fails, for every N: no hang, no crash, no request taken twice, no descriptor lost,
 // a status that says what happened, and the next request works.
 #include <dlfcn.h>
-#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
@@ -91,9 +90,6 @@ ssize_t recv(int fd, void *buffer, size_t size, int flags) {
 int accept4(int fd, sockaddr *name, socklen_t *size, int flags) {
   return call_or_fail("accept4", &::accept4, fd, name, size, flags);
 }
-int poll(pollfd *watched, nfds_t count, int timeout) {
-  return call_or_fail("poll", &::poll, watched, count, timeout);
-}
 int epoll_ctl(int epoll, int operation, int fd, epoll_event *event) noexcept {
   return call_or_fail("epoll_ctl", &::epoll_ctl, epoll, operation, fd, event);
 }
@@ -136,7 +132,7 @@ const Row client_rows[] = {
     {"connect", EACCES, {err_not_permitted}},
     {"connect", EPROTOTYPE, {err_io}},
     {"getsockopt", ENOMEM, {err_not_permitted}},
-    {"setsockopt", ENOMEM, {0}},
+    {"setsockopt", ENOMEM, {0, err_no_memory, err_io}},  // of the buffer, and of the time to wait for either way
     {"sendmsg", EINTR, {0}},
     {"sendmsg", EAGAIN, {0}},
     {"sendmsg", EPIPE, {0, err_not_running}},  // on a kept connection, and on a new one
@@ -144,8 +140,6 @@ const Row client_rows[] = {
     {"sendmsg", EMSGSIZE, {err_too_large}},
     {"sendmsg", ENOBUFS, {err_no_memory}},
     {"sendmsg", EIO, {err_io}},
-    {"poll", EINTR, {0}},
-    {"poll", ENOMEM, {err_io}},
     {"recv", EINTR, {0}},
     {"recv", EAGAIN, {0}},
     {"recv", ECONNRESET, {0}},  // reported ahead of a reply that is there
