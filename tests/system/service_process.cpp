@@ -170,8 +170,8 @@ TemporaryDirectory::~TemporaryDirectory() {
   std::filesystem::remove_all(path_);
 }
 
-ServiceProcess::ServiceProcess(std::string state_dir, std::vector<std::string> arguments)
-    : state_dir_(std::move(state_dir)), arguments_(std::move(arguments)) {}
+ServiceProcess::ServiceProcess(std::string state_dir, std::vector<std::string> arguments, std::string program)
+    : state_dir_(std::move(state_dir)), program_(std::move(program)), arguments_(std::move(arguments)) {}
 
 ServiceProcess::~ServiceProcess() {
   kill_and_wait();
@@ -180,7 +180,7 @@ ServiceProcess::~ServiceProcess() {
 bool ServiceProcess::start() {
   const std::string ready_path = state_dir_ + ".ready";
   const ReadySocket ready(ready_path);
-  std::vector<std::string> words = {SCHEDD_PATH, "--state-dir", state_dir_};
+  std::vector<std::string> words = {program_.empty() ? SCHEDD_PATH : program_, "--state-dir", state_dir_};
   words.insert(words.end(), arguments_.begin(), arguments_.end());
   const std::vector<char *> argv = pointers(words);
   std::vector<std::string> assignments = environment_;

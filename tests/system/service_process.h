@@ -31,7 +31,7 @@ class TemporaryDirectory {
 // One schedd at a time on one state directory. Its standard error goes to <state>/../<name>.err, read with errors().
 class ServiceProcess {
  public:
-  explicit ServiceProcess(std::string state_dir, std::vector<std::string> arguments = {});
+  explicit ServiceProcess(std::string state_dir, std::vector<std::string> arguments = {}, std::string program = {});
   ~ServiceProcess();
   ServiceProcess(const ServiceProcess &) = delete;
   ServiceProcess &operator=(const ServiceProcess &) = delete;
@@ -46,7 +46,7 @@ class ServiceProcess {
   void environment(const std::string &assignment) { environment_.push_back(assignment); }
 
  private:
-  std::string state_dir_;
+  std::string state_dir_, program_;  // empty: the real schedd
   std::vector<std::string> arguments_, environment_;
   pid_t pid_ = -1;
 };
