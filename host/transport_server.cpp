@@ -18,6 +18,7 @@
 #include "host/transport_address.h"
 #include "host/transport_client.h"
 #include "host/transport_listen.h"
+#include "host/transport_report.h"
 
 namespace host {
 
@@ -96,6 +97,7 @@ class Server::State {
   FileDescriptor epoll_, listener_;
   GSource *source_ = nullptr;
   Timeout accept_again_;
+  RefusalReport report_;
   Clients clients_;
   uint64_t next_id_ = ids_of_a_client;
   // One packet of whatever length a client sends; one more byte than the limit tells a longer one.
@@ -187,6 +189,7 @@ void Server::State::add_client(FileDescriptor socket) {
   if (!peer_of(socket.get(), &client->peer)) return;
   size_socket_buffer(socket.get());
   if (const uint32_t status = refusal_for(client->peer)) {
+    report_.add(client->peer, status);
     client->outbox.refuse(status);
     client->outbox.push(socket.get());
     return;
@@ -235,8 +238,10 @@ void Server::State::read_request(ServedClient *client) {
 
 void Server::State::take_request(ServedClient *client, const Frame &frame) {
   Incoming incoming = {frame.header.service, frame.header.message_class, frame.body, {}};
-  if (const uint32_t status = identify_caller(&client->peer, frame.header, &incoming.caller))
+  if (const uint32_t status = identify_caller(&client->peer, frame.header, &incoming.caller)) {
+    report_.add(client->peer, status);
     return respond(client, frame.header, {.status = status, .reply = {}, .next = {}, .later = {}});
+  }
   respond(client, frame.header, ask(handler_, incoming));
 }
 
@@ -266,6 +271,7 @@ void Server::State::finish_later(ServedClient *client) {
 }
 
 void Server::State::refuse(ServedClient *client, uint32_t status) {
+  report_.add(client->peer, status);
   client->answering = true;
   client->hang_up = true;
   client->outbox.refuse(status);

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the system log gets to see of refused clients.
+#include <syslog.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+
+#include "tests/host/transport_fixture.h"
+
+namespace transport_test {
+
+using namespace host;
+
+struct Line {
+  int priority;
+  std::string text;
+};
+
+std::mutex lines_mutex;
+std::vector<Line> lines;
+
+// In the place of the C library's, for every library of the process.
+extern "C" void vsyslog(int priority, const char *format, va_list arguments) {
+  char text[512];
+  std::vsnprintf(text, sizeof text, format, arguments);
+  const std::lock_guard lock(lines_mutex);
+  lines.push_back({LOG_PRI(priority), text});
+}
+
+class ReportTest : public TransportTest {
+ protected:
+  ReportTest() { lines.clear(); }
+};
+
+TEST_F(ReportTest, a_crowd_of_refused_clients_is_one_line) {
+  const auto server = serve();
+  for (int i = 0; i < 200; i++) {
+    const RawClient client(socket_path());
+    ASSERT_TRUE(client.send(to_bytes("nonsense")));
+    ASSERT_TRUE(client.receive());
+  }
+  const std::lock_guard lock(lines_mutex);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].priority, LOG_WARNING);
+  EXPECT_EQ(lines[0].text, "refused process " + std::to_string(::getpid()) + " of uid " + std::to_string(::geteuid()) +
+                               ": the request is malformed (and 0 others before it)");
+}
+
+TEST_F(ReportTest, speaking_for_an_unknown_user_is_reported) {
+  const auto server = serve();
+  EXPECT_NE(request("x", 5950, "no-such-user").status, 0u);
+  const std::lock_guard lock(lines_mutex);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_NE(lines[0].text.find("not permitted for this user"), std::string::npos) << lines[0].text;
+}
+
+TEST_F(ReportTest, honest_clients_are_not_reported) {
+  const auto server = serve();
+  EXPECT_EQ(request("x").status, 0u);
+  const std::lock_guard lock(lines_mutex);
+  EXPECT_TRUE(lines.empty());
+}
+
+}  // namespace transport_test
