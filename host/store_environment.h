@@ -53,7 +53,7 @@ struct Store {
   explicit Store(std::string store_path) : path(std::move(store_path)) {}
 
   std::string path;
-  Environment environment;  // null: lost, every call fails
+  Environment environment;  // null: a failure closed it; the next call opens it again
   StoreDescription description{};
   Transaction reader;  // of single reads; reset between them
   Transaction walker;  // of walks; renewed while `walk` is not 0

@@ -28,11 +28,12 @@ bool exists(const std::string &path) {
 uint32_t claim(const std::string &path) {
   const Store *store = open_store(path);
   if (store != nullptr && store->batch) return store_failed(err_store_busy, path, "a batch is open");
-  const FileDescriptor file(store == nullptr ? open(path.c_str(), O_RDONLY | O_CLOEXEC) : -1);
-  const int lock = store != nullptr ? store->data_file() : file.get();
-  if (lock < 0) return store != nullptr ? 0 : store_status(errno, path);
+  const bool is_open = store != nullptr && store->environment;
+  const FileDescriptor file(is_open ? -1 : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const int lock = is_open ? store->data_file() : file.get();
+  if (lock < 0) return store_status(errno, path);
   const bool alone = flock(lock, LOCK_EX | LOCK_NB) == 0;
-  if (store != nullptr) flock(lock, LOCK_SH);
+  if (is_open) flock(lock, LOCK_SH);
   return alone ? 0 : store_failed(err_store_busy, path, "is open in another process");
 }
 

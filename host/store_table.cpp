@@ -62,7 +62,9 @@ DirectoryGate::DirectoryGate(const std::string &store_path, For use)
 
 Store *store_of(pss_handle handle) {
   const Slot *slot = slot_of(handle);
-  return slot != nullptr && slot->store->environment ? slot->store : nullptr;
+  if (slot == nullptr || slot->store->environment) return slot == nullptr ? nullptr : slot->store;
+  const DirectoryGate gate(slot->store->path, DirectoryGate::For::opening);
+  return gate.held() && open_environment(*slot->store) == 0 ? slot->store : nullptr;
 }
 
 Store *open_store(const std::string &path) {
@@ -108,7 +110,9 @@ uint32_t open_path(const std::string &path, pss_handle *handle, bool shared) {
     if (const uint32_t status = open_environment(*opened); status != 0) return status;
     store = stores().emplace(path, std::move(opened)).first->second.get();
   }
-  if (!store->environment) return store_failed(err_store_io, path, "was lost after a failure");
+  if (!store->environment) {
+    if (const uint32_t status = open_environment(*store); status != 0) return status;
+  }
   *handle = new_handle(store);
   return *handle != 0 ? 0 : store_failed(err_store_busy, path, "too many handles are open");
 }

@@ -23,7 +23,8 @@ class DirectoryGate {
   FileDescriptor directory_;
 };
 
-Store *store_of(pss_handle handle);          // null: no handle, or its store is lost
+// Null: no handle, or a store that a failure closed and that still cannot be opened again.
+Store *store_of(pss_handle handle);
 Store *open_store(const std::string &path);  // null: not open in this process
 pss_handle new_handle(Store *store);         // 0: too many
 bool close_handle(pss_handle handle);        // closes the store with its last handle
