@@ -30,6 +30,9 @@ struct Recorder {
     bool recorded = false, directory = false, durable = false;
   };
   std::array<Descriptor, descriptor_limit> descriptors;
+  Fault fault;
+  int calls = 0;  // that might have failed
+  bool spared = false;
 };
 
 Recorder *recorder = nullptr;  // null: nothing is recorded
@@ -44,7 +47,15 @@ void put(std::string *line, uint64_t number) {
   line->append(reinterpret_cast<const char *>(&number), sizeof number);
 }
 
+// Whether this call is the one to fail; errno is then set.
+bool fails_now(bool can_be_cut = false) {
+  if (recorder->fault.call == 0 || recorder->spared || ++recorder->calls != recorder->fault.call) return false;
+  errno = recorder->fault.error;
+  return recorder->fault.error != 0 || can_be_cut;
+}
+
 void record(const Event &event) {
+  if (recorder->trace < 0) return;
   std::string line;
   put(&line, static_cast<uint64_t>(event.call));
   put(&line, static_cast<uint64_t>(event.descriptor));
@@ -79,9 +90,11 @@ Recorder::Descriptor *recorded(int descriptor) {
 }
 
 int open_file(const char *path, int flags, mode_t mode) {
-  const int result = static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
   std::string name;
-  if (result < 0 || !is_recorded(path, &name) || static_cast<std::size_t>(result) >= descriptor_limit) return result;
+  const bool below = is_recorded(path, &name);
+  if (below && fails_now()) return -1;
+  const int result = static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+  if (result < 0 || !below || static_cast<std::size_t>(result) >= descriptor_limit) return result;
   Event event{Call::open, result};
   event.name = name;
   event.creates = (flags & O_CREAT) != 0;
@@ -110,7 +123,14 @@ std::string written_part(const iovec *parts, int count, ssize_t written) {
   return data;
 }
 
+// How much of a write is to be written; 0: none, it fails.
+std::size_t share(int descriptor, std::size_t size) {
+  if (recorded(descriptor) == nullptr || !fails_now(true)) return size;
+  return recorder->fault.error != 0 ? 0 : size / 2;
+}
+
 int sync_file(long number, int descriptor) {
+  if (recorded(descriptor) != nullptr && fails_now()) return -1;
   const int result = static_cast<int>(syscall(number, descriptor));
   const Recorder::Descriptor *found = result == 0 ? recorded(descriptor) : nullptr;
   if (found == nullptr) return result;
@@ -128,6 +148,21 @@ void start_recording(const std::string &directory, const std::string &trace_path
   started->trace = static_cast<int>(
       syscall(SYS_openat, AT_FDCWD, trace_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
   recorder = started;
+}
+
+void start_failing(const std::string &directory, Fault fault) {
+  auto *started = new Recorder;
+  started->directory = directory;
+  started->fault = fault;
+  recorder = started;
+}
+
+void spare_calls(bool spared) {
+  recorder->spared = spared;
+}
+
+bool has_failed() {
+  return recorder->calls >= recorder->fault.call;
 }
 
 void acknowledge() {
@@ -180,7 +215,9 @@ int recorded_close(int descriptor) {
   return static_cast<int>(syscall(SYS_close, descriptor));
 }
 
-ssize_t recorded_write(int descriptor, const void *data, size_t size) {
+ssize_t recorded_write(int descriptor, const void *data, size_t all) {
+  const size_t size = crash::share(descriptor, all);
+  if (size == 0 && all != 0) return -1;
   const bool is_recorded = crash::recorded(descriptor) != nullptr;
   const off_t offset = is_recorded ? lseek(descriptor, 0, SEEK_CUR) : 0;
   const ssize_t result = syscall(SYS_write, descriptor, data, size);
@@ -190,7 +227,9 @@ ssize_t recorded_write(int descriptor, const void *data, size_t size) {
   return result;
 }
 
-ssize_t recorded_pwrite(int descriptor, const void *data, size_t size, off_t offset) {
+ssize_t recorded_pwrite(int descriptor, const void *data, size_t all, off_t offset) {
+  const size_t size = crash::share(descriptor, all);
+  if (size == 0 && all != 0) return -1;
   const ssize_t result = syscall(SYS_pwrite64, descriptor, data, size, offset);
   if (result > 0) {
     crash::record_write(descriptor, offset, {static_cast<const char *>(data), static_cast<std::size_t>(result)});
@@ -212,7 +251,10 @@ ssize_t recorded_writev(int descriptor, const iovec *parts, int count) {
   return result;
 }
 
-ssize_t recorded_pwritev(int descriptor, const iovec *parts, int count, off_t offset) {
+// A cut one writes the first half of its parts.
+ssize_t recorded_pwritev(int descriptor, const iovec *parts, int all, off_t offset) {
+  const int count = static_cast<int>(crash::share(descriptor, static_cast<std::size_t>(all)));
+  if (count == 0) return -1;
   const ssize_t result = syscall(SYS_pwritev, descriptor, parts, count, offset, 0L);
   if (result > 0) crash::record_write(descriptor, offset, crash::written_part(parts, count, result));
   return result;
@@ -223,6 +265,7 @@ ssize_t recorded_pwritev64(int descriptor, const iovec *parts, int count, off_t 
 }
 
 int recorded_ftruncate(int descriptor, off_t size) {
+  if (crash::recorded(descriptor) != nullptr && crash::fails_now()) return -1;
   const int result = static_cast<int>(syscall(SYS_ftruncate, descriptor, size));
   if (result == 0 && crash::recorded(descriptor) != nullptr) {
     crash::Event event{crash::Call::truncate, descriptor};
@@ -237,18 +280,20 @@ int recorded_ftruncate64(int descriptor, off_t size) {
 }
 
 int recorded_rename(const char *from, const char *to) {
-  const int result = static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
   crash::Event event{crash::Call::rename};
-  if (result == 0 && crash::is_recorded(from, &event.name) && crash::is_recorded(to, &event.new_name)) {
-    crash::record(event);
-  }
+  const bool below = crash::is_recorded(from, &event.name) && crash::is_recorded(to, &event.new_name);
+  if (below && crash::fails_now()) return -1;
+  const int result = static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
+  if (result == 0 && below) crash::record(event);
   return result;
 }
 
 int recorded_unlink(const char *path) {
-  const int result = static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
   crash::Event event{crash::Call::unlink};
-  if (result == 0 && crash::is_recorded(path, &event.name)) crash::record(event);
+  const bool below = crash::is_recorded(path, &event.name);
+  if (below && crash::fails_now()) return -1;
+  const int result = static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+  if (result == 0 && below) crash::record(event);
   return result;
 }
 

@@ -17,6 +17,16 @@ struct Dropped {
 // Everything below `directory` from now on, but LMDB's lock files, which hold nothing that a crash leaves valid.
 void start_recording(const std::string &directory, const std::string &trace_path, Dropped dropped);
 
+// Instead of recording: lets the call of that number, of those that would be recorded, fail with `error`, or write only
+// half where `error` is 0.
+struct Fault {
+  int call = 0;
+  int error = 0;
+};
+void start_failing(const std::string &directory, Fault fault);
+bool has_failed();
+void spare_calls(bool spared);  // while the test itself looks at the files
+
 // The request that was under way has been answered.
 void acknowledge();
 

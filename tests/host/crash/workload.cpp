@@ -57,6 +57,7 @@ uint32_t perform(const Change &change, pss_handle store) {
 uint32_t create(pss_handle *store) {
   uint32_t status = 0;
   *store = pss_create(running_uri, &status);
+  if (status == PSS_ERR_EXISTS) *store = pss_open(running_uri, &status);
   if (status == 0) status = pss_max_key(*store, 40);
   if (status == 0) status = pss_version_set(*store, 1, 1);
   return status == 0 ? pss_max_value(*store, 1024) : status;
@@ -75,24 +76,6 @@ uint32_t batch(const Request &request, pss_handle store, Batches batches) {
   uint32_t status = host::store_begin(store);
   if (status == 0) status = changes(request, store);
   return status == 0 ? host::store_commit(store) : status;
-}
-
-uint32_t perform(const Request &request, pss_handle *store, Batches batches) {
-  uint32_t status = 0;
-  switch (request.kind) {
-    case Request::Kind::create:
-      return create(store);
-    case Request::Kind::change:
-      return perform(request.changes.front(), *store);
-    case Request::Kind::batch:
-      return batch(request, *store, batches);
-    case Request::Kind::snapshot:
-      return pss_snapshot(*store, 0, startup_uri);
-    case Request::Kind::shrink:
-      *store = pss_shrink(*store, &status);
-      return status;
-  }
-  return 1;
 }
 
 }  // namespace
@@ -116,6 +99,24 @@ std::vector<Stores> states_after(const std::vector<Request> &requests) {
     states.push_back(std::move(next));
   }
   return states;
+}
+
+uint32_t perform(const Request &request, pss_handle *store, Batches batches) {
+  uint32_t status = 0;
+  switch (request.kind) {
+    case Request::Kind::create:
+      return create(store);
+    case Request::Kind::change:
+      return perform(request.changes.front(), *store);
+    case Request::Kind::batch:
+      return batch(request, *store, batches);
+    case Request::Kind::snapshot:
+      return pss_snapshot(*store, 0, startup_uri);
+    case Request::Kind::shrink:
+      if (const pss_handle shrunk = pss_shrink(*store, &status); status == 0) *store = shrunk;
+      return status;
+  }
+  return 1;
 }
 
 int perform(const std::vector<Request> &requests, Batches batches) {

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/pss.h"
+
 namespace crash {
 
 inline constexpr char running_uri[] = "running:scheduler_runtime";
@@ -34,6 +36,9 @@ std::vector<Stores> states_after(const std::vector<Request> &requests);  // [n]:
 
 // How a request of several changes is stored: as it should be, or so that a crash can leave half of it.
 enum class Batches { whole, in_pieces };
+
+// Applies one request to the real store, whose handle it may change. A status.
+uint32_t perform(const Request &request, pss_handle *store, Batches batches);
 
 // Applies every request to the real store and acknowledges it. 0: all were successful.
 int perform(const std::vector<Request> &requests, Batches batches);
