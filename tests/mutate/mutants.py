@@ -22,7 +22,7 @@ CONNECTIVES = {"&&": ["||"], "||": ["&&"]}
 WORDS = {"true": ["false"], "false": ["true"]}
 
 # Statements that end a path or declare nothing that runs.
-UNMOVABLE = re.compile(r"(return|break|continue|case|default|using|static_assert|friend|public|private|else|do|va_)\b")
+UNMOVABLE = re.compile(r"(return|break|continue|case|default|using|static_assert|friend|public|private|else|do)\b|va_|.*= (delete|default);")
 
 
 @dataclasses.dataclass(frozen=True)
@@ -82,8 +82,37 @@ def token_changes(text):
         before = token
 
 
+# What any function may read.
+GLOBALS = {"cli_debug", "debug_level", "scheduler_enabled", "sch_log_file", "email_transport_conf", "sch_schedule_list"}
+
+
+def without_texts(statement):
+    bare = re.sub(r'"(?:\\.|[^"\\])*"', "", statement)
+    return re.sub(r"\b(?:static|reinterpret|const)_cast<[^()]*>|\bsizeof\b", "", bare)
+
+
 def names(statement):
-    return set(re.findall(r"[A-Za-z_]\w*", re.sub(r'"(?:\\.|[^"\\])*"', "", statement)))
+    return set(re.findall(r"[A-Za-z_]\w*", without_texts(statement)))
+
+
+def calls(statement):
+    return re.search(r"\w\(", without_texts(statement)) is not None
+
+
+def target(statement):
+    """What an assignment or a declaration sets, as it is written there; empty for anything else."""
+    left = re.split(r" [-+*/|&]?= |;|\{", statement.strip(), maxsplit=1)[0]
+    match = re.fullmatch(r"(?:[\w:<>]+ )*[*&]?([A-Za-z_][\w.>\[\]-]*)", left)
+    return match.group(1) if match else ""
+
+
+def sets_what_the_other_ignores(one, other):
+    set_here, set_there = target(one), target(other)
+    if calls(one) or not set_here or re.split(r"\W", set_here)[0] in GLOBALS:
+        return False
+    if calls(other):
+        return not names(one) & names(other)
+    return set_here not in other and (not set_there or set_there not in one)
 
 
 def indentation(line):
@@ -106,8 +135,8 @@ def starts_afresh(line):
 
 
 def is_worth_swapping(first, second):
-    """Without a call and without a common name the order of two statements cannot be seen by anybody."""
-    return "(" in first or "(" in second or names(first) & names(second)
+    """Otherwise nobody could see the order of the two."""
+    return not sets_what_the_other_ignores(first, second) and not sets_what_the_other_ignores(second, first)
 
 
 def swaps(text):

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Memory to store to memory: whatever a configuration holds comes back, for thousands of seeded configurations.
+// Memory to store to memory: whatever a configuration holds comes back, for a thousand seeded configurations.
 #include <cstring>
 #include <set>
 
@@ -10,7 +10,7 @@ using namespace pss_test;
 
 namespace {
 
-constexpr int configurations = 2000;
+constexpr int configurations = 1000;
 
 struct Image {  // everything that is stored, in an order that does not depend on the lists'
   std::map<int, std::string> jobs;

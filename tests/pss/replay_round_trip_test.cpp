@@ -10,7 +10,7 @@ using namespace pss_test;
 
 namespace {
 
-constexpr int configurations = 2000;
+constexpr int configurations = 1000;
 constexpr time_t now = 1795000000;  // 18 November 2026
 constexpr uint32_t element_scheduler = 1, element_feature = 3;
 
