@@ -29,6 +29,7 @@ class PseudoTerminal {
   bool waits_without_echo();  // until the terminal's echo is off, within the same time
   int wait_for_end();         // reads to the end; the child's exit status, -1: it did not end in time
   const std::string &everything() const { return everything_; }
+  pid_t child() const { return child_; }
 
  private:
   bool read_more();

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+// The program with its options, files and pipes. No service listens in its state directory.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "tests/shell/pseudo_terminal.h"
+
+namespace shell {
+namespace {
+
+constexpr const char *not_running =
+    "Error: the scheduler service is not running; start schedd, or check the state directory\n";
+
+class Program : public testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/schedsh_test.XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    directory = pattern;
+  }
+  void TearDown() override { std::filesystem::remove_all(directory); }
+
+  // Runs the program by a POSIX shell; its output and errors go to `output`, in their order.
+  int run(const std::string &arguments, const std::string &before = "") {
+    const std::string line = before + " " + SCHEDSH " --state-dir " + directory + " " + arguments + " 2>&1";
+    FILE *pipe = popen(line.c_str(), "r");
+    output.clear();
+    char buffer[4096];
+    for (size_t length = 0; (length = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+      output.append(buffer, length);
+    const int status = pclose(pipe);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  std::string file(const std::string &text) const {
+    const std::string path = directory + "/commands";
+    std::ofstream(path) << text;
+    return path;
+  }
+
+  std::string directory, output;
+};
+
+TEST_F(Program, tells_its_version_and_its_usage) {
+  EXPECT_EQ(run("--version"), 0);
+  EXPECT_EQ(output.rfind("schedsh ", 0), 0u);
+  EXPECT_EQ(run("--help"), 0);
+  EXPECT_EQ(output.rfind("usage: schedsh ", 0), 0u);
+}
+
+TEST_F(Program, refuses_what_it_does_not_understand_with_status_2) {
+  for (const char *arguments : {"--nonsense", "-c", "one two", "-c help file", "/nowhere/file"}) {
+    EXPECT_EQ(run(arguments, "</dev/null"), 2) << arguments;
+    EXPECT_NE(output, "") << arguments;
+  }
+}
+
+TEST_F(Program, gives_the_handlers_status_and_message_when_no_service_runs) {
+  EXPECT_EQ(run("-c 'show scheduler job'"), 1);
+  EXPECT_EQ(output, not_running);
+  EXPECT_EQ(run("-c 'scheduler job name x' -c 'end-job'"), 255);
+  EXPECT_EQ(output, std::string("Error: create job failed: ") + (not_running + 7));
+}
+
+TEST_F(Program, takes_commands_from_a_file_and_names_file_and_line) {
+  const std::string path = file("# comment\nshow scheduler job\nnonsense\n");
+  EXPECT_EQ(run(path), 2);
+  EXPECT_EQ(output.rfind(not_running + path + ":2: failed with status 1\n" + path + ":3: \"nonsense\" at column 1", 0),
+            0u)
+      << output;
+}
+
+TEST_F(Program, takes_commands_from_a_pipe) {
+  EXPECT_EQ(run("", "printf 'show scheduler job\\n' |"), 1);
+  EXPECT_EQ(output, std::string(not_running) + "standard input:1: failed with status 1\n");
+}
+
+TEST_F(Program, takes_an_empty_input_as_success) {
+  EXPECT_EQ(run("", "</dev/null"), 0);
+}
+
+TEST_F(Program, stops_at_the_first_failure_with_e_alone) {
+  EXPECT_EQ(run("-c 'show scheduler job' -c undebug"), 1);
+  EXPECT_EQ(run("-c 'show scheduler job' -c nonsense"), 2);
+  EXPECT_EQ(run("-e -c 'show scheduler job' -c nonsense"), 1);
+  EXPECT_EQ(run("-e " + file("show scheduler job\nnonsense\n")), 1);
+}
+
+TEST_F(Program, fails_when_its_output_does_not_arrive) {
+  EXPECT_EQ(run("--manual >/dev/full"), 255);
+  EXPECT_EQ(run("-c help >/dev/full"), 255);
+}
+
+TEST_F(Program, shows_no_password_in_the_list_of_processes_and_leaves_no_core) {
+  PseudoTerminal terminal([this] {
+    execl(SCHEDSH, "schedsh", "--state-dir", directory.c_str(), "-c", "scheduler aaa-authentication password secret",
+          "-c", "scheduler aaa-authentication", static_cast<char *>(nullptr));
+    return 127;
+  });
+  ASSERT_TRUE(terminal.sees("Password: ")) << terminal.everything();
+  const std::string process = "/proc/" + std::to_string(terminal.child());
+  std::ifstream line(process + "/cmdline"), limits(process + "/limits");
+  const std::string arguments{std::istreambuf_iterator<char>(line), {}};
+  EXPECT_NE(arguments.find("--state-dir"), std::string::npos);
+  EXPECT_EQ(arguments.find("secret"), std::string::npos);
+  const std::string bounds{std::istreambuf_iterator<char>(limits), {}};
+  EXPECT_NE(bounds.find("Max core file size        0                    0 "), std::string::npos) << bounds;
+}
+
+}  // namespace
+}  // namespace shell
