@@ -53,6 +53,7 @@ Paths resolve_paths(const char *state_dir) {
     result.state = result.system_wide ? "/var/lib/schedcli" : user_state();
     result.run = default_run(result.state, result.system_wide);
   }
+  if (const std::string run = environment("SCHEDCLI_RUN_DIR"); !run.empty()) result.run = absolute(run);
   result.socket = result.run + "/schedd.sock";
   return result;
 }

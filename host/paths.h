@@ -15,8 +15,9 @@ struct Paths {
 
 // The state directory is, in this order: `state_dir` (null: not given), the environment's SCHEDCLI_STATE_DIR,
 // /var/lib/schedcli for root, $XDG_STATE_HOME/schedcli or ~/.local/state/schedcli for anyone else. The run directory is
-// <state>/run when the state directory was named, /run/schedcli for root, otherwise $XDG_RUNTIME_DIR/schedcli or
-// <state>/run. system_wide: the effective user is root.
+// the environment's SCHEDCLI_RUN_DIR, <state>/run when the state directory was named (nobody else can reach a socket
+// there), /run/schedcli for root, otherwise $XDG_RUNTIME_DIR/schedcli or <state>/run. system_wide: the effective user
+// is root.
 Paths resolve_paths(const char *state_dir);
 
 const Paths &paths();         // resolve_paths(nullptr) at first use

@@ -207,6 +207,10 @@ uint32_t not_a_store(const char *uri) {
 uint32_t store_dump(const char *uri, FILE *out) {
   const std::string path = store_path(uri);
   if (path.empty()) return not_a_store(uri);
+  std::string error;
+  if (!is_private_directory(paths().state, &error)) {
+    return store_failed(errno == ENOENT ? err_store_absent : err_not_permitted, error);
+  }
   pss_handle handle = 0;
   {
     const DirectoryGate gate(path, DirectoryGate::For::opening);

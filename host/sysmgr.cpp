@@ -95,6 +95,14 @@ bool drop_running_configuration(std::string *error) {
   return false;
 }
 
+// The socket of a system-wide service is for every user, who must get to it.
+bool make_run_directory(std::string *error) {
+  const std::string &path = paths().run;
+  if (!make_private_directory(path, error)) return false;
+  if (!paths().system_wide || chmod(path.c_str(), 0755) == 0) return true;
+  return fail(error, path, std::string("cannot open the directory to users: ") + strerror(errno));
+}
+
 bool write_marker(const std::string &path) {
   const std::string text = boot_id() + "\n", fresh = path + ".new";
   {
@@ -117,7 +125,7 @@ const char *completed(const std::string &uri) {
 }  // namespace
 
 bool sysmgr_prepare(std::string *error) {
-  if (!make_private_directory(paths().state, error) || !make_private_directory(paths().run, error)) return false;
+  if (!make_private_directory(paths().state, error) || !make_run_directory(error)) return false;
   if (!start().lock && !take_lock(error)) return false;
   start().first_since_boot = first_line(boot_marker()) != boot_id();
   start().prepared = true;

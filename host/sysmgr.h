@@ -6,7 +6,8 @@
 
 namespace host {
 
-// Before sch_pss_init: makes the directories (0700), takes the lock of the one service on the state directory, and
+// Before sch_pss_init: makes the directories (0700; the run directory of a system-wide service 0755, as its socket
+// is for every user), takes the lock of the one service on the state directory, and
 // finds out whether this is the first start since the boot. False: `error` says what, where and what to do.
 bool sysmgr_prepare(std::string *error);
 

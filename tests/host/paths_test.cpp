@@ -17,7 +17,8 @@ class PathsTest : public testing::Test {
     for (const char *name : names)
       unsetenv(name);
   }
-  static constexpr const char *names[] = {"SCHEDCLI_STATE_DIR", "XDG_STATE_HOME", "XDG_RUNTIME_DIR"};
+  static constexpr const char *names[] = {"SCHEDCLI_STATE_DIR", "XDG_STATE_HOME", "XDG_RUNTIME_DIR",
+                                          "SCHEDCLI_RUN_DIR"};
 };
 
 TEST_F(PathsTest, named_directory_comes_before_the_environments) {
@@ -33,6 +34,14 @@ TEST_F(PathsTest, named_directory_holds_its_run_directory_and_socket) {
   EXPECT_EQ(paths.run, "/named/run");
   EXPECT_EQ(paths.socket, "/named/run/schedd.sock");
   EXPECT_EQ(paths.system_wide, geteuid() == 0);
+}
+
+TEST_F(PathsTest, run_directory_can_be_named_apart) {
+  setenv("SCHEDCLI_RUN_DIR", "/elsewhere", 1);
+  EXPECT_EQ(host::resolve_paths("/named").run, "/elsewhere");
+  EXPECT_EQ(host::resolve_paths("/named").socket, "/elsewhere/schedd.sock");
+  EXPECT_EQ(host::resolve_paths(nullptr).run, "/elsewhere");
+  unsetenv("SCHEDCLI_RUN_DIR");
 }
 
 TEST_F(PathsTest, relative_directory_is_made_absolute) {

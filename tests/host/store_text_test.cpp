@@ -142,6 +142,15 @@ TEST_F(TextTest, dump_of_what_is_no_store_says_so) {
   EXPECT_EQ(file_content(host::store_path("running:a")), "foreign");
 }
 
+TEST_F(TextTest, directory_of_somebody_else_is_neither_dumped_nor_touched) {
+  pss_close(create("running:a"));
+  opened.clear();
+  std::filesystem::remove(host::store_path("running:a") + "-lock");
+  ASSERT_EQ(geteuid() == 0 ? chown(directory.c_str(), 65534, 65534) : chmod(directory.c_str(), 0777), 0);
+  dump("running:a", host::err_not_permitted);
+  EXPECT_FALSE(std::filesystem::exists(host::store_path("running:a") + "-lock"));
+}
+
 TEST_F(TextTest, dump_that_cannot_be_written_is_an_error) {
   create("running:a");
   FILE *full = fopen("/dev/full", "w");
