@@ -171,6 +171,16 @@ TEST_F(AssertionTest, a_log_that_does_not_open_ends_it) {
   EXPECT_TRUE(fake.libc_syslog.empty());
 }
 
+TEST_F(AssertionTest, a_log_that_opens_as_descriptor_0_is_written_and_closed) {
+  const int standard_input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  const Lines seen = calls();
+  dup2(standard_input, STDIN_FILENO);
+  close(standard_input);
+  EXPECT_EQ(fake.assert_writes.size(), 3u);
+  EXPECT_EQ(Lines(seen.end() - 2, seen.end()), (Lines{"close assertion log", exception}));
+}
+
 TEST_F(AssertionTest, a_log_of_unknown_size_is_closed_untouched) {
   fake.assert_log_size = -1;
   EXPECT_EQ(calls(), (Lines{"backtrace 50", open_call, "fstat assertion log", "close assertion log"}));

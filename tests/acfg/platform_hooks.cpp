@@ -33,18 +33,22 @@ const pss_buf *__wrap_sch_get_syslog_pss_key(void) {
   return hooks.key_without_data ? &without_data : __real_sch_get_syslog_pss_key();
 }
 
+// Both write the error word on failure alone, as a platform may.
 pss_handle __wrap_pss_open(const char *uri, uint32_t *error) {
-  const pss_handle handle = __real_pss_open(uri, error);
+  uint32_t own_error = 0;
+  const pss_handle handle = __real_pss_open(uri, &own_error);
+  if (own_error != 0) *error = own_error;
   if (hooks.error_on_open_of == uri) *error = 0x40480005;
   return handle;
 }
 
 const pss_buf *__wrap_pss2_fetch(pss_handle store, const pss_buf *key, uint32_t *error) {
-  const pss_buf *value = __real_pss2_fetch(store, key, error);
+  uint32_t own_error = 0;
+  const pss_buf *value = __real_pss2_fetch(store, key, &own_error);
+  if (hooks.null_without_error) return nullptr;
+  if (own_error != 0) *error = own_error;
   if (hooks.value_with_error) *error = 0x40480005;
-  if (!hooks.null_without_error) return value;
-  *error = 0;
-  return nullptr;
+  return value;
 }
 
 const char *__wrap_acfg_uri_complete(const char *prefix, const char *empty, const char *store) {

@@ -130,6 +130,14 @@ TEST_F(ShowJobsTest, text_is_printed_byte_for_byte) {
   EXPECT_EQ(run(sch_cli_show_jobs, context), (Outcome{0, block("bytes", every_byte), ""}));
 }
 
+TEST_F(ShowJobsTest, texts_of_one_and_two_bytes) {
+  for (const char *text : {"x", "xy"}) {
+    fake.replies = {Reply::with(job_reply("a", 0, text))};
+    Context context;
+    EXPECT_EQ(run(sch_cli_show_jobs, context), (Outcome{0, block("a", text), ""}));
+  }
+}
+
 TEST_F(ShowJobsTest, a_length_of_zero_or_below_prints_no_text) {
   for (const int32_t length : {0, -1, INT32_MIN}) {
     sch_show_job_reply reply = {};
