@@ -58,8 +58,16 @@ Paths resolve_paths(const char *state_dir) {
   return result;
 }
 
+Paths client_paths(const char *system_socket) {
+  Paths result = resolve_paths(nullptr);
+  const bool named = !environment("SCHEDCLI_STATE_DIR").empty() || !environment("SCHEDCLI_RUN_DIR").empty();
+  const bool own_service = access(result.socket.c_str(), F_OK) == 0;
+  if (!named && !own_service && access(system_socket, F_OK) == 0) result.socket = system_socket;
+  return result;
+}
+
 const Paths &paths() {
-  if (!current()) current() = resolve_paths(nullptr);
+  if (!current()) current() = client_paths();
   return *current();
 }
 

@@ -20,7 +20,10 @@ struct Paths {
 // is root.
 Paths resolve_paths(const char *state_dir);
 
-const Paths &paths();         // resolve_paths(nullptr) at first use
+// What a client uses when no directory was named: its user's own service where there is one, otherwise the system's.
+Paths client_paths(const char *system_socket = "/run/schedcli/schedd.sock");
+
+const Paths &paths();         // client_paths() at first use
 void use_paths(Paths paths);  // replaces it; before any other call into the host
 
 }  // namespace host

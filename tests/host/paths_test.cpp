@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "host/directory.h"
@@ -64,6 +66,27 @@ TEST_F(PathsTest, defaults_are_the_systems_for_root_and_the_users_for_others) {
   setenv("XDG_RUNTIME_DIR", "/run/user/7", 1);
   EXPECT_EQ(host::resolve_paths(nullptr).state, "/state/schedcli");
   EXPECT_EQ(host::resolve_paths(nullptr).run, "/run/user/7/schedcli");
+}
+
+TEST_F(PathsTest, clients_use_their_own_service_before_the_systems_and_a_named_one_before_both) {
+  char directory[] = "/tmp/schedcli-paths.XXXXXX";
+  ASSERT_NE(mkdtemp(directory), nullptr);
+  const std::string root = directory, system_socket = root + "/system.sock", own_run = root + "/schedcli";
+  setenv("XDG_RUNTIME_DIR", directory, 1);
+  const std::string own_socket = host::resolve_paths(nullptr).socket;
+  EXPECT_EQ(host::client_paths(system_socket.c_str()).socket, own_socket);
+  std::ofstream(system_socket) << "";
+  EXPECT_EQ(host::client_paths(system_socket.c_str()).socket, system_socket);
+  setenv("SCHEDCLI_STATE_DIR", directory, 1);
+  EXPECT_EQ(host::client_paths(system_socket.c_str()).socket, root + "/run/schedd.sock");
+  unsetenv("SCHEDCLI_STATE_DIR");
+  std::filesystem::create_directory(own_run);
+  std::ofstream(own_run + "/schedd.sock") << "";
+  if (geteuid() != 0) {
+    EXPECT_EQ(host::client_paths(system_socket.c_str()).socket, own_run + "/schedd.sock");
+  }
+  unsetenv("XDG_RUNTIME_DIR");
+  std::filesystem::remove_all(root);
 }
 
 TEST_F(PathsTest, used_paths_replace_the_resolved_ones) {
