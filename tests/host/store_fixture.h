@@ -25,6 +25,13 @@ inline pss_buf buffer(const std::string &text) {
   return {const_cast<char *>(text.data()), static_cast<uint32_t>(text.size())};
 }
 
+pss_buf buffer(std::string &&text) = delete;  // it would be gone
+
+template <std::size_t size>
+pss_buf buffer(const char (&text)[size]) {
+  return {const_cast<char *>(text), static_cast<uint32_t>(size - 1)};
+}
+
 inline std::string text_of(const pss_buf *buf) {
   return buf == nullptr ? "(none)" : std::string(static_cast<const char *>(buf->data), buf->length);
 }
