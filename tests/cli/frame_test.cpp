@@ -116,6 +116,27 @@ TEST_F(Frame, the_first_failed_user_check_ends_the_command) {
   }
 }
 
+TEST_F(Frame, a_refused_user_costs_no_memory) {
+  fake.remote_users = {"admin"};
+  fake.libc_alloc = {1, true, 0};
+  for (const Checked &row : checked_handlers) {
+    Context context(row.params);
+    context->subcommand = row.subcommand;
+    EXPECT_EQ(run(row.handler, context).result, 255) << row.title;
+  }
+  EXPECT_EQ(fake.libc_alloc.calls, 0);
+}
+
+TEST_F(Frame, sending_comes_last) {
+  fake.record_traces = true;
+  for (const Checked &row : checked_handlers) {
+    Context context(row.params);
+    context->subcommand = row.subcommand;
+    run(row.handler, context);
+    EXPECT_EQ(fake.calls.back(), "cmi_req_resp 5950 3") << row.title;
+  }
+}
+
 TEST_F(Frame, a_missing_user_name_is_refused) {
   for (const Checked &row : checked_handlers) {
     Context context(row.params);

@@ -203,6 +203,12 @@ TEST_F(Job, a_line_over_the_limit_is_named_with_the_capacity_and_left_out) {
   EXPECT_EQ(sent_text(), std::string(4000, 'a') + "\n");  // c would fit, but the splitting stops
 }
 
+TEST_F(Job, a_line_that_fills_the_text_to_its_last_byte_does_not_grow_it) {
+  const std::string too_long = ";" + std::string(8182, 'x');
+  EXPECT_EQ(define("backup", std::string(1023, 'a') + too_long).err, "Cannot add more lines, buffer size 1024\n");
+  EXPECT_EQ(define("backup", std::string(1024, 'a') + too_long).err, "Cannot add more lines, buffer size 2048\n");
+}
+
 TEST_F(Job, many_lines_grow_the_text_step_by_step) {
   std::string text, sent;
   for (int i = 0; i < 200; ++i) {
