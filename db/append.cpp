@@ -47,7 +47,7 @@ list_end end_of(GList **list) {
 }  // namespace
 
 append_session::append_session() {
-  if (open_sessions++ == 0) forget_all();
+  ++open_sessions;
 }
 
 append_session::~append_session() {
