@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The configuration as the command text that recreates it.
-#include "acfg/command_values.h"
 #include "acfg/line.h"
 #include "acfg/logging_level.h"
+#include "cli/command_values.h"
 
 namespace {
 
@@ -18,14 +18,13 @@ constexpr Element elements[] = {{acfg::element_scheduler, 12}, {acfg::element_fe
 
 void add_log_file(acfg_hdl *handle) {
   if (sch_log_file.size == SCH_LOG_SIZE_DEFAULT) return;
-  add_line(handle, element_scheduler, Indent::none, "scheduler logfile size %d\n\n",
-           sch_log_file.size / acfg::log_size_unit);
+  add_line(handle, element_scheduler, Indent::none, "scheduler logfile size %d\n\n", sch_log_file.size / log_size_unit);
 }
 
 void add_smtp_server(acfg_hdl *handle, const sch_smtp_server_rec &smtp) {
   const int port = static_cast<int>(smtp.port);
   if (smtp.server[0] == '\0') return;
-  if (port == acfg::smtp_default_port) {
+  if (port == smtp_default_port) {
     // The two blanks before the server are meant.
     add_line(handle, element_scheduler, Indent::none, "scheduler transport email smtp-server  %.256s\n", smtp.server);
   } else {

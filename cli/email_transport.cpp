@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "cli/command_values.h"
 #include "cli/frame.h"
 #include "cli/parameters.h"
 #include "cli/text_field.h"
@@ -13,8 +14,6 @@
 namespace {
 
 static_assert(sizeof(sch_email_transport) == 712);
-
-constexpr uint32_t default_smtp_port = 25;
 
 struct HostKind {
   uint32_t sub_kind;
@@ -93,7 +92,7 @@ int fill(const sch_cli_cmd_ctx *ctx, RequestRecord *record) {
   if (setting == nullptr) return exit_success;  // goes out with opcode 0 and nothing filled
   auto *conf = record->payload<sch_email_transport>();
   record->set_opcode(ctx->negate != 0 ? setting->clear_opcode : setting->set_opcode);
-  if (setting->subcommand == SCH_EMAIL_SMTP) conf->smtp.port = htonl(default_smtp_port);  // clearing has it as well
+  if (setting->subcommand == SCH_EMAIL_SMTP) conf->smtp.port = htonl(smtp_default_port);  // clearing has it as well
   return ctx->negate != 0 ? exit_success : fill_setting(ctx, *setting, conf);
 }
 

@@ -15,8 +15,6 @@ uint32_t cli_debug;
 
 namespace {
 
-constexpr uint32_t transport_constant = 136;
-
 bool matches_name_rule(const char *name) {
   regex_t rule;
   if (regcomp(&rule, "^[0-9A-Za-z][0-9A-Za-z_-]*$", 0) != 0) return false;

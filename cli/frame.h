@@ -15,6 +15,8 @@ inline constexpr int exit_memory = 2;
 inline constexpr int exit_failure = 255;
 inline constexpr int exit_bad_form = -1;  // a time that does not hold, a form that the command does not have
 
+inline constexpr uint32_t transport_constant = 136;  // the transport wants it in every request
+
 struct FreeDeleter {
   void operator()(void *memory) const { std::free(memory); }
 };

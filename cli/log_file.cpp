@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "cli/command_values.h"
 #include "cli/frame.h"
 #include "cli/parameters.h"
 #include "cli/text_field.h"
@@ -21,8 +22,6 @@ struct LogPayload {
   uint32_t size;
 };
 static_assert(sizeof(LogPayload) == 524);
-
-constexpr uint32_t kilobyte = 1024;
 
 // The platform fills a field of the request; whether it terminates a text that fills it whole is its own affair.
 template <size_t Size>
@@ -54,7 +53,7 @@ int sch_cli_logfile_resize(const sch_cli_cmd_ctx *ctx) {
   if (ctx->negate != 0) {
     payload->size = SCH_LOG_SIZE_DEFAULT;
   } else {
-    payload->size = *kilobytes * kilobyte;
+    payload->size = *kilobytes * log_size_unit;
     SCH_TRACE_CLI("log file size is %d\n", static_cast<int>(*kilobytes));
   }
   return send(std::move(record), ctx);

@@ -10,7 +10,9 @@ set(ENV{PKG_CONFIG_LIBDIR} ${SCHEDCLI_SYSROOT32}/usr/lib/i386-linux-gnu/pkgconfi
 set(sysroot_libraries ${SCHEDCLI_SYSROOT32}/usr/lib/i386-linux-gnu:${SCHEDCLI_SYSROOT32}/lib/i386-linux-gnu)
 set(CMAKE_C_FLAGS_INIT -m32)
 set(CMAKE_CXX_FLAGS_INIT -m32)
-# The tests run from the build tree, so the sysroot's libraries are found by rpath.
+# The tests run from the build tree, so the sysroot's libraries are found by rpath; in its old form, which also holds for what these
+# libraries need themselves.
 foreach(kind EXE SHARED)
-  set(CMAKE_${kind}_LINKER_FLAGS_INIT "-m32 -Wl,-rpath,${sysroot_libraries} -Wl,-rpath-link,${sysroot_libraries}")
+  set(CMAKE_${kind}_LINKER_FLAGS_INIT
+      "-m32 -Wl,--disable-new-dtags -Wl,-rpath,${sysroot_libraries} -Wl,-rpath-link,${sysroot_libraries}")
 endforeach()

@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-#include "acfg/command_values.h"
+#include "cli/command_values.h"
 #include "show/request.h"
 
 namespace {
@@ -17,7 +17,7 @@ static_assert(transport_bytes_read == 456);
 void print_smtp_server(const sch_smtp_server_rec &smtp) {
   const int port = static_cast<int>(ntohl(smtp.port));
   std::printf("  scheduler transport email smtp-server %.256s", smtp.server);
-  if (port != acfg::smtp_default_port) std::printf(" port %d", port);
+  if (port != smtp_default_port) std::printf(" port %d", port);
   std::putchar('\n');
 }
 
@@ -37,7 +37,7 @@ int get_log_file_config(const sch_cli_cmd_ctx *ctx) {
   if (!reply.holds(sizeof(int32_t))) return show::report_incomplete_reply();
   std::puts("config terminal");
   std::puts("  feature scheduler");
-  std::printf("  scheduler logfile size %d\n", *reply.as<int32_t>() / acfg::log_size_unit);
+  std::printf("  scheduler logfile size %d\n", *reply.as<int32_t>() / log_size_unit);
   return exit_success;
 }
 

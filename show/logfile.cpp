@@ -15,7 +15,7 @@ uint32_t send(const sch_cli_cmd_ctx *ctx, const show::Request *request, cmi_sent
   const FieldText user_name(ctx->user_name);
   const FieldText peer_name(ctx->peer_name);
   return cmi_send_request(SCH_SERVICE_SHOW, SCH_CLASS_SHOW, request, sizeof *request, user_name.text, peer_name.text,
-                          service_destination, show::transport_constant, ctx->shell_handle, sent);
+                          service_destination, transport_constant, ctx->shell_handle, sent);
 }
 
 }  // namespace
@@ -37,6 +37,6 @@ int sch_cli_show_logfile(const sch_cli_cmd_ctx *ctx) {
 
 int sch_cli_show_memstats(const sch_cli_cmd_ctx *ctx) {
   const uint32_t argument[2] = {0, 1};
-  sdwrap_debug_dump(ctx->shell_handle, service_destination, show::transport_constant, argument, "mtrack_dump_memstats");
+  sdwrap_debug_dump(ctx->shell_handle, service_destination, transport_constant, argument, "mtrack_dump_memstats");
   return exit_success;
 }

@@ -9,7 +9,6 @@
 namespace show {
 
 inline constexpr int exit_transport_error = 1;
-inline constexpr uint32_t transport_constant = 136;
 inline constexpr int32_t cursor_before_first = -1;
 
 // Names what to show; `cursor` is the number of what was shown last.
