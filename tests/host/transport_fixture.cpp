@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -25,16 +26,19 @@ namespace {
 struct Call {
   std::function<void()> what;
   std::promise<void> done;
+  std::atomic<bool> handed_over = false;  // for a thread sanitizer, which does not see the main loop's own locks
 };
 
 // Runs in the main context's thread, and waits for it.
 void run_in(GMainContext *context, std::function<void()> what) {
-  Call call{std::move(what), {}};
+  Call call;
+  call.what = std::move(what);
+  call.handed_over = true;
   g_main_context_invoke(
       context,
       [](void *data) -> gboolean {
         auto *pending = static_cast<Call *>(data);
-        pending->what();
+        if (pending->handed_over) pending->what();
         pending->done.set_value();
         return G_SOURCE_REMOVE;
       },
