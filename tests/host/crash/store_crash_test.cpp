@@ -11,7 +11,7 @@
 namespace crash {
 namespace {
 
-constexpr int request_count = 180;
+constexpr int request_count = 140;
 constexpr std::size_t wanted_images = 10000;
 constexpr int chances = 60;  // images that are drawn at a point where something is not promised
 
