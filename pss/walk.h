@@ -9,12 +9,11 @@ class StoreWalk {
   explicit StoreWalk(pss_handle store) : store_(store) {}
 
   // Null at the end.
-  const pss_buf *first() { return move(PSS_FIRST); }
-  const pss_buf *next() { return move(PSS_NEXT); }
+  const pss_buf *first() { return pss_move2location(store_, PSS_FIRST, &cursor_); }
+  const pss_buf *next() { return pss_move2location(store_, PSS_NEXT, &cursor_); }
 
   // Of the current key; null when it cannot be read.
   const pss_buf *value() {
-    cursor_.error = 0;
     const pss_buf *result = pss_getvalue(store_, &cursor_);
     return failed() ? nullptr : result;
   }
@@ -23,11 +22,6 @@ class StoreWalk {
   bool failed() const { return cursor_.error != 0; }
 
  private:
-  const pss_buf *move(uint32_t where) {
-    cursor_.error = 0;  // an earlier record's error is not this call's
-    return pss_move2location(store_, where, &cursor_);
-  }
-
   pss_handle store_;
   pss_cursor cursor_ = {};
 };

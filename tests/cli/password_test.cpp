@@ -92,6 +92,13 @@ TEST_F(Password, long_values_are_cut_to_their_fields) {
   EXPECT_EQ(fake.calls.at(0), config_call(3, std::string(127, 'u'), 0, std::string(127, 'p')));
 }
 
+TEST_F(Password, a_name_that_fills_its_field_is_tried_whole) {
+  Context context;
+  context.string_param(std::string(127, 'u'), user_name).string_param("p", clear);
+  EXPECT_EQ(command(context).result, success);
+  EXPECT_EQ(fake.calls.at(1), "check_if_user_remote 42 " + std::string(127, 'u'));
+}
+
 TEST_F(Password, removal_checks_nothing_afterwards) {
   fake.remote_users = {"admin"};
   Context context;

@@ -57,6 +57,12 @@ def changed_number(number):
     return f"{value + 1}{suffix}"
 
 
+def sizes_a_buffer(text, begin):
+    """A buffer with a byte to spare is no fault that anybody could see."""
+    line = text[text.rfind("\n", 0, begin) + 1 : text.find("\n", begin)]
+    return re.fullmatch(r"\s*(?:static |const )*[\w:]+ \*?\w+\[[^\]]*\](?: = \{\})?;.*", line) is not None
+
+
 def token_changes(text):
     """(begin, end, replacement, kind) of each comparison, connective, negation and constant."""
     in_assertion = 0  # depth of a static_assert, which the compiler checks
@@ -72,9 +78,9 @@ def token_changes(text):
             if kind == "operator" and is_spaced(text, begin, end) and before != "operator":
                 for other in COMPARISONS.get(token, []) + CONNECTIVES.get(token, []):
                     yield begin, end, other
-            elif token == "!":
+            elif token == "!" and before != ")":  # (void)! drops a result
                 yield begin, end, ""
-            elif kind == "number":
+            elif kind == "number" and not sizes_a_buffer(text, begin):
                 yield begin, end, changed_number(token)
             elif kind == "word":
                 for other in WORDS.get(token, []):
@@ -95,13 +101,29 @@ def names(statement):
     return set(re.findall(r"[A-Za-z_]\w*", without_texts(statement)))
 
 
+# They look and answer, and change nothing.
+PURE = set(
+    "FieldText Reply Terminated as c_str entry_at find_hint fragments_of full_text g_list_first g_list_length holds htonl "
+    "is_integer is_null is_string max min normalize_day_of_month ntohl parameter size status_entries strlen "
+    "strnlen text_parameter".split()
+)
+DECLARED_TYPES = r"(?:const )?(?:[a-z]+::)?(?:FieldText|Reply|Terminated)"
+
+
 def calls(statement):
-    return re.search(r"\w\(", without_texts(statement)) is not None
+    """Whether it may do something besides setting its target."""
+    bare = re.sub(rf"^\s*({DECLARED_TYPES}) \w+\(", r"\1(", without_texts(statement))
+    called = set(re.findall(r"(\w+)\(", bare)) - PURE
+    return bool(called) or re.search(r"\b(return|continue|break)\b", bare) is not None
 
 
 def target(statement):
     """What an assignment or a declaration sets, as it is written there; empty for anything else."""
-    left = re.split(r" [-+*/|&]?= |;|\{", statement.strip(), maxsplit=1)[0]
+    bare = re.sub(r"^if \(.*?\) (?=[\w>.-]+ = )", "", without_texts(statement).strip())
+    declared = re.match(rf"{DECLARED_TYPES} (\w+)\(", bare)
+    if declared:
+        return declared.group(1)
+    left = re.split(r" [-+*/|&]?= |;|\{", bare, maxsplit=1)[0]
     match = re.fullmatch(r"(?:[\w:<>]+ )*[*&]?([A-Za-z_][\w.>\[\]-]*)", left)
     return match.group(1) if match else ""
 
@@ -110,6 +132,8 @@ def sets_what_the_other_ignores(one, other):
     set_here, set_there = target(one), target(other)
     if calls(one) or not set_here or re.split(r"\W", set_here)[0] in GLOBALS:
         return False
+    if other.strip().startswith("SCH_TRACE"):  # reads its arguments and changes nothing
+        return re.split(r"\W", set_here)[0] not in names(other)
     if calls(other):
         return not names(one) & names(other)
     return set_here not in other and (not set_there or set_there not in one)
@@ -134,8 +158,15 @@ def starts_afresh(line):
     return line.strip() == "" or line.rstrip().endswith((";", "{", "}", ":")) or line.strip().startswith("//")
 
 
+def declares_what_is_used(first, second):
+    declared = re.match(r"(?:const |static |constexpr )*[\w:<>]+ [*&]?(\w+)(?: =|\[|;|\{|\()", first.strip())
+    return declared is not None and declared.group(1) in names(second)
+
+
 def is_worth_swapping(first, second):
-    """Otherwise nobody could see the order of the two."""
+    """Otherwise nobody could see the order of the two, or it would not compile."""
+    if declares_what_is_used(first, second):
+        return False
     return not sets_what_the_other_ignores(first, second) and not sets_what_the_other_ignores(second, first)
 
 

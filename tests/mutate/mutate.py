@@ -10,6 +10,7 @@ not counted. Survivors that survivors.md explains are marked; others, or fewer t
 import argparse
 import concurrent.futures
 import dataclasses
+import hashlib
 import json
 import os
 import pathlib
@@ -225,13 +226,35 @@ def as_row(mutant):
     return "| " + " | ".join("`" + cell.replace("|", "\\|") + "`" for cell in cells) + " | |"
 
 
-def check_all(build, texts, candidates, wanted, jobs, limits, log):
+class Verdicts:
+    """What is known from earlier runs; it holds as long as the mutated file is the same and tests only get better."""
+
+    def __init__(self, path, texts):
+        self.path = path
+        self.digests = {file: hashlib.sha256(text.encode()).hexdigest() for file, text in texts.items()}
+        self.known = json.loads(path.read_text()) if path.exists() else {}
+
+    def name(self, mutant):
+        return " ".join([self.digests[mutant.file], mutant.file, str(mutant.begin), mutant.change])
+
+    def earlier(self, mutant):
+        verdict = self.known.get(self.name(mutant))
+        return None if verdict == "survived" else verdict
+
+    def note(self, mutant, verdict):
+        self.known[self.name(mutant)] = verdict
+        self.path.write_text(json.dumps(self.known))
+
+
+def check_all(build, texts, candidates, wanted, jobs, limits, verdicts, log):
     """Results of the first `wanted` candidates that compile."""
     workers = queue.SimpleQueue()
     for number in range(jobs):
         workers.put(Worker(build, number, limits, texts))
 
     def check(mutant):
+        if verdicts.earlier(mutant) is not None:
+            return mutant, verdicts.earlier(mutant)
         worker = workers.get()
         try:
             return mutant, worker.check(mutant)
@@ -252,6 +275,7 @@ def check_all(build, texts, candidates, wanted, jobs, limits, log):
             done, pending = concurrent.futures.wait(pending, return_when=concurrent.futures.FIRST_COMPLETED)
             for future in done:
                 mutant, verdict = future.result()
+                verdicts.note(mutant, verdict)
                 print(f"{verdict:24} {mutant.file}:{mutant.line}: {mutant.change}: {mutant.source}", file=log, flush=True)
                 if verdict != "invalid":
                     results.append((mutant, verdict))
@@ -280,6 +304,7 @@ def main():
     parser.add_argument("--count", type=int, default=500)
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--only", default="", help="mutate files whose path begins so")
+    parser.add_argument("--resume", action="store_true", help="keep what earlier runs caught in files that are the same")
     parser.add_argument("--survivors", action="store_true", help="check the survivors of the last run again")
     parser.add_argument("--known", action="store_true", help="check the explained survivors again")
     arguments = parser.parse_args()
@@ -298,8 +323,11 @@ def main():
         candidates = [m for m in candidates if m.key() in known]
     print(f"{len(everything)} possible mutants, up to {min(arguments.count, len(candidates))} of {len(candidates)} checked")
 
+    if not arguments.resume:
+        (arguments.build / "verdicts.json").unlink(missing_ok=True)
+    verdicts = Verdicts(arguments.build / "verdicts.json", texts)
     with open(arguments.build / "mutants.log", "w") as log:
-        results = check_all(build, texts, candidates, arguments.count, arguments.jobs, time_limits(build), log)
+        results = check_all(build, texts, candidates, arguments.count, arguments.jobs, time_limits(build), verdicts, log)
     print(file=sys.stderr)
     last.write_text(json.dumps([m.key() for m, verdict in results if verdict == "survived"]))
     return report(results, known)
