@@ -25,7 +25,7 @@ int request(host::Control operation, std::span<const std::byte> payload = {}, ho
 int show_text(host::Control operation) {
   host::Bytes text;
   const int status = request(operation, {}, &text);
-  if (status == 0) std::fwrite(text.data(), 1, text.size(), stdout);
+  if (!text.empty()) std::fwrite(text.data(), 1, text.size(), stdout);
   return status;
 }
 
