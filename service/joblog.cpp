@@ -43,8 +43,10 @@ std::string output_that_fits(const LogRecord &record, size_t room) {
   const bool broken_line = !remark.empty() && !record.output.empty() && record.output.back() != '\n';
   if (record.output.size() == total && total + broken_line + remark.size() <= room)
     return record.output + (broken_line ? "\n" : "") + remark;
-  const std::string note =
-      ("\n" + in_brackets("the output of " + std::to_string(total) + " bytes was cut here") + remark).substr(0, room);
+  std::string note = "\n";
+  note += in_brackets("the output of " + std::to_string(total) + " bytes was cut here");
+  note += remark;
+  note.resize(std::min(note.size(), room));
   return record.output.substr(0, room - note.size()) + note;
 }
 
