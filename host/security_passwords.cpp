@@ -57,7 +57,7 @@ uint32_t read_passwords(SealedPasswords *passwords) {
 uint32_t write_passwords(const SealedPasswords &passwords) {
   std::string content, error;
   for (const auto &[name, sealed] : passwords)
-    content += name + " " + sealed + "\n";
+    content.append(name).append(" ").append(sealed).append("\n");
   if (content.size() > file_limit) return err_too_large;
   return write_private_file(passwords_path(), content, &error) == FileResult::done ? 0 : report(err_io, error);
 }

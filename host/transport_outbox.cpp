@@ -40,8 +40,8 @@ void Outbox::answer(const FrameHeader &request, Answer answer) {
   Bytes first = answer.reply.value_or(Bytes{});
   if (answer.status != 0) return queue({}, 0);
   if (!answer.next && request.service == service_control && first.size() > frame_body_limit) {
-    answer.next = pieces_of(std::move(first));
-    answer.reply.reset();
+    next_ = pieces_of(std::move(first));
+    return;
   }
   next_ = std::move(answer.next);
   if (!next_)
