@@ -106,7 +106,7 @@ void Run::start_job(sch_job_entry &slot) {
                      runner_.options().change_user};
   note_progress(slot.hdr->job_id + 1);
   process_ = JobProcess::start(
-      task, [this](JobProcess::Result result) { job_ended(std::move(result)); }, &refused.remark);
+      task, [this](const JobProcess::Result &result) { job_ended(result); }, &refused.remark);
   if (process_) return;
   refused.wait_status = exit_status(Reason::not_started);
   record(refused);
@@ -122,7 +122,7 @@ void Run::note_progress(uint32_t running_job) {
   store_run_state({schedule});
 }
 
-void Run::job_ended(JobProcess::Result result) {
+void Run::job_ended(const JobProcess::Result &result) {
   process_.reset();
   record(result);
   next_job();

@@ -31,7 +31,7 @@ class Run {
   void refuse_user(const std::string &why);
   void next_job();
   void start_job(sch_job_entry &slot);
-  void job_ended(JobProcess::Result result);
+  void job_ended(const JobProcess::Result &result);
   void record(const JobProcess::Result &result);
   void note_progress(uint32_t running_job);
   void finish();
