@@ -103,11 +103,9 @@ uint32_t create_schedule(const Call &call, const ScheduleRequest &request) {
 
   Change change;
   sch_schedule_entry *entry = nullptr;
-  if (sch_add_schedule_entry(&sch_running_config, static_cast<sch_config_key *>(key.get()),
-                             static_cast<sch_schedule_rec *>(rec.get()), &entry) != 0)
+  if (sch_add_schedule_entry(&sch_running_config, static_cast<sch_config_key *>(key.release()),
+                             static_cast<sch_schedule_rec *>(rec.release()), &entry) != 0)
     return host::err_no_memory;
-  static_cast<void>(key.release());
-  static_cast<void>(rec.release());
   change.undo([entry] { remove_entry(entry); });
   serial(*entry) = next_serial();
   return save_modified(change, *entry);
