@@ -63,6 +63,11 @@ def sizes_a_buffer(text, begin):
     return re.fullmatch(r"\s*(?:static |const )*[\w:]+ \*?\w+\[[^\]]*\](?: = \{\})?;.*", line) is not None
 
 
+def is_ignored_flag(text, end):
+    """The allocator's flags are accepted and ignored."""
+    return re.match(r", (?:purpose|\")", text[end:]) is not None and "sch_malloc_check(" in text[end - 120 : end]
+
+
 def token_changes(text):
     """(begin, end, replacement, kind) of each comparison, connective, negation and constant."""
     in_assertion = 0  # depth of a static_assert, which the compiler checks
@@ -80,7 +85,7 @@ def token_changes(text):
                     yield begin, end, other
             elif token == "!" and before != ")":  # (void)! drops a result
                 yield begin, end, ""
-            elif kind == "number" and not sizes_a_buffer(text, begin):
+            elif kind == "number" and not sizes_a_buffer(text, begin) and not is_ignored_flag(text, end):
                 yield begin, end, changed_number(token)
             elif kind == "word":
                 for other in WORDS.get(token, []):
@@ -104,7 +109,7 @@ def names(statement):
 # They look and answer, and change nothing.
 PURE = set(
     "FieldText Reply Terminated as c_str entry_at find_hint fragments_of full_text g_list_first g_list_length holds htonl "
-    "is_integer is_null is_string max min normalize_day_of_month ntohl parameter size status_entries strlen "
+    "is_integer is_null is_string max min names_one normalize_day_of_month ntohl parameter size status_entries strlen "
     "strnlen text_parameter".split()
 )
 DECLARED_TYPES = r"(?:const )?(?:[a-z]+::)?(?:FieldText|Reply|Terminated)"
@@ -128,12 +133,24 @@ def target(statement):
     return match.group(1) if match else ""
 
 
+def is_declaration(statement):
+    return re.match(r"(?:const |static |constexpr )*(?!if\b)[\w:<>]+ [*&]?\w+(?: =|\[|;|\{|\()", statement.strip()) is not None
+
+
+def is_plain_guard(statement):
+    """It leaves, or does nothing."""
+    found = re.fullmatch(r"if \((.*)\) (?:return(?: \w+)?|continue);", statement.strip())
+    return found is not None and not calls(found.group(1))
+
+
 def sets_what_the_other_ignores(one, other):
     set_here, set_there = target(one), target(other)
     if calls(one) or not set_here or re.split(r"\W", set_here)[0] in GLOBALS:
         return False
     if other.strip().startswith("SCH_TRACE"):  # reads its arguments and changes nothing
         return re.split(r"\W", set_here)[0] not in names(other)
+    if is_plain_guard(other):
+        return is_declaration(one) and set_here not in names(other)
     if calls(other):
         return not names(one) & names(other)
     return set_here not in other and (not set_there or set_there not in one)

@@ -15,7 +15,6 @@ import json
 import os
 import pathlib
 import queue
-import random
 import re
 import resource
 import shlex
@@ -297,6 +296,11 @@ def report(results, known):
     return 0 if share >= REQUIRED and not unexplained else 1
 
 
+def order(seed, mutant):
+    """At random, but a change elsewhere in the tree leaves the sample as it is."""
+    return hashlib.sha256(" ".join([str(seed), *mutant.key()]).encode()).digest()
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build/mutate")
@@ -313,7 +317,7 @@ def main():
     texts = {file: (ROOT / file).read_text() for file in build.sources()}  # as they were built
     everything = [m for file, text in texts.items() for m in mutants(file, text)]
     candidates = [m for m in everything if m.file.startswith(arguments.only)]
-    random.Random(arguments.seed).shuffle(candidates)
+    candidates.sort(key=lambda mutant: order(arguments.seed, mutant))
     last = arguments.build / "survivors.json"
     if arguments.survivors:
         before = {tuple(key) for key in json.loads(last.read_text())}
