@@ -5,6 +5,7 @@
 #include <grp.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -49,6 +50,15 @@ void reset_signals() {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+// The service raises its own for its clients; programs that use select() break with more.
+void reset_file_limit() {
+  constexpr rlim_t usual = 1024;
+  rlimit limit = {};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur <= usual) return;
+  limit.rlim_cur = usual;
+  setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 bool is_only(const host::User &user) {
@@ -101,6 +111,7 @@ void end_with(pid_t service) {
   setsid();
   arrange_descriptors(script, output);
   reset_signals();
+  reset_file_limit();
   umask(077);
   if (task.change_user) become(task.owner);
   end_with(service);  // a change of identity would have cleared it

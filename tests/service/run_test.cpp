@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -63,6 +64,16 @@ TEST(JobProcess, the_environment_is_made_from_nothing) {
     if (line != "_" && line != "SHLVL" && line != "OLDPWD") names.push_back(line);
   EXPECT_THAT(names, ElementsAre("HOME", "JOB", "LANG", "LOGNAME", "PATH", "PWD", "SCHEDULE", "SHELL", "USER"));
   EXPECT_EQ(output("echo $SCHEDULE $JOB\n"), "nightly check\n");
+}
+
+TEST(JobProcess, the_services_raised_file_limit_is_not_inherited) {
+  rlimit before = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  if (before.rlim_max < 1328) GTEST_SKIP() << "the hard limit leaves nothing to raise";
+  const rlimit raised = {1328, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &raised), 0);
+  EXPECT_EQ(output("ulimit -n\n"), "1024\n");
+  setrlimit(RLIMIT_NOFILE, &before);
 }
 
 TEST(JobProcess, nothing_of_the_services_is_open_and_standard_input_is_empty) {
