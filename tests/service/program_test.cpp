@@ -27,9 +27,11 @@ using ::testing::HasSubstr;
 class Program {
  public:
   // `notify`: the socket that is told when it is ready.
-  explicit Program(std::vector<std::string> arguments, const std::string &notify = {}, uid_t uid = geteuid()) {
+  explicit Program(std::vector<std::string> arguments, const std::string &notify = {}, uid_t uid = geteuid(),
+                   const std::string &path = SCHEDD_PATH) {
     int ends[2];
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    arguments.insert(arguments.begin(), path);
     pid_ = fork();
     if (pid_ == 0) run(std::move(arguments), ends[1], notify, uid);
     close(ends[1]);
@@ -65,12 +67,11 @@ class Program {
     dup2(output, STDERR_FILENO);
     if (!notify.empty()) setenv("NOTIFY_SOCKET", notify.c_str(), 1);
     if (uid != geteuid() && setuid(uid) != 0) _exit(99);
-    arguments.insert(arguments.begin(), SCHEDD_PATH);
     std::vector<char *> pointers;
     for (std::string &argument : arguments)
       pointers.push_back(argument.data());
     pointers.push_back(nullptr);
-    execv(SCHEDD_PATH, pointers.data());
+    execv(pointers[0], pointers.data());
     _exit(98);
   }
 
@@ -164,12 +165,21 @@ TEST_F(ServiceProgram, a_store_that_is_no_store_is_refused_with_its_path_and_lef
   EXPECT_EQ(std::filesystem::file_size(path), 100u);
 }
 
+// The build may lie where another user cannot go: the program is copied to where that user can, with its libraries.
+std::string copied_program(const std::string &directory) {
+  for (const char *file : {SCHEDD_PATH, SCHEDCLI_PATH, SCHEDHOST_PATH})
+    std::filesystem::copy_file(file, directory / std::filesystem::path(file).filename());
+  setenv("LD_LIBRARY_PATH", directory.c_str(), 1);
+  return directory + "/schedd";
+}
+
 TEST_F(ServiceProgram, an_ordinary_user_is_served_alone_by_their_own_service) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
   const passwd *nobody = getpwnam("nobody");
   ASSERT_EQ(chown(directory.c_str(), nobody->pw_uid, nobody->pw_gid), 0);
   ASSERT_EQ(chmod(notify_path.c_str(), 0777), 0);
-  Program program({"--state-dir", state}, notify_path, nobody->pw_uid);
+  Program program({"--state-dir", state}, notify_path, nobody->pw_uid, copied_program(directory));
+  unsetenv("LD_LIBRARY_PATH");
   ASSERT_EQ(told(), "READY=1");
   host::use_paths(host::resolve_paths(state.c_str()));
   EXPECT_EQ(host::control_request(host::Control::enable_feature, {}, nullptr), 0u);
