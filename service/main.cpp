@@ -46,6 +46,7 @@ host::FileDescriptor take_signals() {
   sigprocmask(SIG_BLOCK, &wanted, nullptr);
   signal(SIGPIPE, SIG_IGN);
   signal(SIGHUP, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);  // the write that goes too far fails, and says so
   return host::FileDescriptor(signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
