@@ -77,6 +77,22 @@ TEST_F(BadInput, null_values_are_refused) {
   }
 }
 
+TEST_F(BadInput, a_missing_name_or_address_is_said_before_the_user_is_checked) {
+  Context no_name, no_address({"nightly"});
+  no_name->subcommand = SCH_MODIFY_CLEAR_TIME;
+  EXPECT_EQ(run(sch_cli_modify_schedule, no_name).result, 255);
+  EXPECT_EQ(run(sch_cli_modify_schedule_emailaddr, no_address).result, 255);
+  EXPECT_TRUE(fake.calls_with("check_if_user_remote").empty());
+}
+
+TEST_F(BadInput, a_missing_job_is_said_before_its_assignment_is_traced) {
+  Context no_job({"nightly"});
+  no_job->subcommand = SCH_MODIFY_JOB;
+  EXPECT_EQ(run(sch_cli_modify_schedule, no_job).result, 255);
+  for (const auto &text : fake.traces())
+    EXPECT_NE(text, "job assign deassign");
+}
+
 TEST_F(BadInput, null_records_and_a_null_array_are_refused) {
   for (const Command &command : commands) {
     sch_cli_param *const nulls[3] = {};

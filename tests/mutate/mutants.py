@@ -108,10 +108,14 @@ def names(statement):
 
 # They look and answer, and change nothing.
 PURE = set(
-    "FieldText Reply Terminated as c_str entry_at find_hint fragments_of full_text g_list_first g_list_length holds htonl "
+    "FieldText Reply Terminated add as c_str entry_at find_hint fragments_of full_text g_list_first g_list_length holds htonl "
     "is_integer is_null is_string max min names_one normalize_day_of_month ntohl parameter size status_entries strlen "
     "strnlen text_parameter".split()
 )
+# They read their arguments and change nothing that the program reads.
+WRITERS = set("fprintf fputs printf putchar puts".split())
+READ_ONLY = {"ctx"}
+
 DECLARED_TYPES = r"(?:const )?(?:[a-z]+::)?(?:FieldText|Reply|Terminated)"
 
 
@@ -125,6 +129,9 @@ def calls(statement):
 def target(statement):
     """What an assignment or a declaration sets, as it is written there; empty for anything else."""
     bare = re.sub(r"^if \(.*?\) (?=[\w>.-]+ = )", "", without_texts(statement).strip())
+    counted = re.fullmatch(r"(?:\+\+|--)([\w>.-]+);", bare)
+    if counted:
+        return counted.group(1)
     declared = re.match(rf"{DECLARED_TYPES} (\w+)\(", bare)
     if declared:
         return declared.group(1)
@@ -137,6 +144,13 @@ def is_declaration(statement):
     return re.match(r"(?:const |static |constexpr )*(?!if\b)[\w:<>]+ [*&]?\w+(?: =|\[|;|\{|\()", statement.strip()) is not None
 
 
+def only_shows(statement):
+    shown = re.sub(r"^if \(.*?\) (?=std::|SCH_TRACE)", "", statement.strip())
+    if shown.startswith("SCH_TRACE"):
+        return True
+    return shown.startswith("std::") and not calls(re.sub(rf"\b({'|'.join(WRITERS)})\(", "c_str(", shown))
+
+
 def is_plain_guard(statement):
     """It leaves, or does nothing."""
     found = re.fullmatch(r"if \((.*)\) (?:return(?: \w+)?|continue);", statement.strip())
@@ -147,12 +161,12 @@ def sets_what_the_other_ignores(one, other):
     set_here, set_there = target(one), target(other)
     if calls(one) or not set_here or re.split(r"\W", set_here)[0] in GLOBALS:
         return False
-    if other.strip().startswith("SCH_TRACE"):  # reads its arguments and changes nothing
+    if only_shows(other):
         return re.split(r"\W", set_here)[0] not in names(other)
     if is_plain_guard(other):
         return is_declaration(one) and set_here not in names(other)
     if calls(other):
-        return not names(one) & names(other)
+        return not (names(one) & names(other)) - READ_ONLY
     return set_here not in other and (not set_there or set_there not in one)
 
 

@@ -53,6 +53,13 @@ void put(const std::string &uri, const std::string &key_hex, const std::string &
   fake.stores[uri].records[unhex(key_hex)] = unhex(value_hex);
 }
 
+size_t position_of(const std::string &call) {
+  size_t position = 0;
+  while (position < fake.calls.size() && !fake.calls[position].starts_with(call))
+    ++position;
+  return position;
+}
+
 std::vector<std::string> take_traces(uint32_t level) {
   const auto texts = fake.traces(level);
   fake.history.clear();

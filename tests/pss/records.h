@@ -27,6 +27,9 @@ std::string deleted(pss_handle store, const std::string &key);
 pss_handle open_store(const std::string &uri = "test");
 void put(const std::string &uri, const std::string &key_hex, const std::string &value_hex);
 
+// Of the first call that begins so; behind all of them when there is none.
+size_t position_of(const std::string &call);
+
 // Texts of the debug history at one level, and the system log, then forgotten.
 std::vector<std::string> take_traces(uint32_t level);
 std::vector<std::string> take_syslog();

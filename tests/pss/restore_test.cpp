@@ -169,6 +169,13 @@ TEST_F(RestoreTest, reply_to_copy_ends_at_the_first_terminator) {
   EXPECT_EQ(email_hex().substr(256, 6), "610000");
 }
 
+TEST_F(RestoreTest, short_reply_to_erases_both_fields_behind_its_end) {
+  set_text(email_transport_conf.reply_to, 64, std::string(64, 'z'));
+  set_text(email_transport_conf.reply_to_copy, 64, std::string(64, 'z'));
+  restore_only(key_hex(6, 0, ""), "6162");
+  EXPECT_EQ(email_hex().substr(128, 256), padded("ab", 64) + padded("ab", 64));
+}
+
 TEST_F(RestoreTest, smtp_record_is_taken_whole) {
   restore_only(key_hex(7, 0, ""), padded("mail", 256) +
                                       "02000000"

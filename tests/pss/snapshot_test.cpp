@@ -40,6 +40,14 @@ TEST_F(SnapshotTest, failed_copy_is_raised_and_the_source_closed) {
                                          "Destination URI:to errcode:1078460425"));
 }
 
+TEST_F(SnapshotTest, failed_copy_is_traced_before_it_is_raised_and_raised_before_the_source_is_closed) {
+  fake.errors["pss_snapshot"] = 0x40480009;
+  fake.record_traces = true;
+  sch_pss_snapshot("from", "to");
+  EXPECT_LT(position_of("sdwrap_hist_event 100 Syserr"), position_of("tarn_syslog"));
+  EXPECT_LT(position_of("tarn_syslog"), position_of("pss_close"));
+}
+
 TEST_F(SnapshotTest, failed_close_does_not_change_the_result) {
   fake.errors["pss_close"] = 1;
   EXPECT_EQ(sch_pss_snapshot("from", "to"), 0);

@@ -100,6 +100,25 @@ TEST_F(StartupTest, stateful_restart_restores_the_running_store_and_never_reads_
                           "Restoring config from runnning."));
 }
 
+TEST_F(StartupTest, restores_are_announced_before_they_begin) {
+  fill_store(run, "s");
+  fill_store(startup, "s");
+  fake.record_traces = true;
+  sch_pss_init();
+  EXPECT_LT(position_of("sdwrap_hist_event 100 Restoring config from runnning."), position_of("pss_move2location"));
+  fake.calls.clear();
+  fake.stateless = true;
+  sch_pss_init();
+  EXPECT_LT(position_of("sdwrap_hist_event 100 Restoring config from startup."), position_of("pss_move2location"));
+}
+
+TEST_F(StartupTest, running_store_is_traced_before_it_is_raised) {
+  fake.errors["pss_open"] = broken;
+  fake.record_traces = true;
+  sch_pss_init();
+  EXPECT_LT(position_of("sdwrap_hist_event 100 Syserr"), position_of("tarn_syslog"));
+}
+
 TEST_F(StartupTest, stateful_restart_with_a_flag_of_0_stays_disabled) {
   put(run, key_hex(2, 0, ""), "00000000");
   scheduler_enabled = 1;

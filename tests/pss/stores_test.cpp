@@ -143,6 +143,13 @@ TEST_F(StoresTest, refused_value_size_is_65_with_a_system_message_and_the_split_
                                          "URI:some:store Error:1078460425"));
 }
 
+TEST_F(StoresTest, refused_value_size_is_traced_before_it_is_raised) {
+  fake.errors["pss_max_value"] = broken;
+  fake.record_traces = true;
+  sch_pss_create("some:store", 1024, 1024, 40);
+  EXPECT_LT(position_of(std::string("sdwrap_hist_event 100 ") + broken_parts), position_of("tarn_syslog"));
+}
+
 TEST_F(StoresTest, refused_version_is_not_looked_at) {
   fake.errors["pss_version_set"] = broken;
   EXPECT_EQ(sch_pss_create("some:store", 1024, 1024, 40), 0);
