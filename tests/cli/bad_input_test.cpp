@@ -85,6 +85,13 @@ TEST_F(BadInput, a_missing_name_or_address_is_said_before_the_user_is_checked) {
   EXPECT_TRUE(fake.calls_with("check_if_user_remote").empty());
 }
 
+TEST_F(BadInput, a_missing_file_is_said_before_memory_is_taken) {
+  Context no_file;
+  fake.libc_alloc = {1, true, 0};
+  EXPECT_EQ(run(sch_cli_logfile_rename, no_file).result, 255);
+  EXPECT_EQ(fake.libc_alloc.calls, 0);
+}
+
 TEST_F(BadInput, a_missing_job_is_said_before_its_assignment_is_traced) {
   Context no_job({"nightly"});
   no_job->subcommand = SCH_MODIFY_JOB;

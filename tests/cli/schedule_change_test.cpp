@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "tests/cli/exchange.h"
 
 namespace {
@@ -344,6 +346,12 @@ TEST_F(ScheduleChange, a_refused_oneshot_dumps_the_record) {
   fake.history.clear();
   modify(daily, {"x"});
   EXPECT_THAT(traces(), ElementsAre("modify schedule nightly", "daily <x>", "parse str x"));
+}
+
+TEST_F(ScheduleChange, an_accepted_oneshot_dumps_the_record_when_it_is_verified_and_when_it_is_sent) {
+  modify(oneshot, {"2027:1:2:3:4"});
+  const auto all = traces();
+  EXPECT_EQ(std::count(all.begin(), all.end(), "schedule type: 1"), 2);
 }
 
 TEST_F(ScheduleChange, an_invalid_form_traces_nothing_of_its_own) {

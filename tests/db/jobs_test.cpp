@@ -200,6 +200,13 @@ TEST_F(JobTable, walk_starts_at_any_index) {
   }
 }
 
+TEST_F(JobTable, walk_from_a_negative_index_begins_with_the_first_slot) {
+  add_job(0, "first");
+  int index = -5;
+  EXPECT_EQ(sch_next_job(&sch_running_config, &index), &sch_job_list[0]);
+  EXPECT_EQ(index, 0);
+}
+
 TEST_F(JobTable, configurations_are_separate) {
   add_job(7, "running");
   EXPECT_EQ(sch_find_job(&sch_startup_config, "running", &slot_), -1);

@@ -6,7 +6,7 @@ import re
 
 TOKEN = re.compile(
     r"""
-    (?P<comment>//[^\n]*|/\*.*?\*/)
+    (?P<comment>//[^\n]*|/\*.*?\*/|\[\[.*?\]\])
   | (?P<preprocessor>^[ \t]*\#(?:[^\n]*\\\n)*[^\n]*)
   | (?P<text>"(?:\\.|[^"\\\n])*"|'(?:\\.|[^'\\\n])*')
   | (?P<number>\b(?:0[xX][0-9a-fA-F']+|[0-9][0-9']*)[uUlL]*\b)
@@ -108,13 +108,14 @@ def names(statement):
 
 # They look and answer, and change nothing.
 PURE = set(
-    "FieldText Reply Terminated add as c_str entry_at find_hint fragments_of full_text g_list_first g_list_length holds htonl "
-    "is_integer is_null is_string max min names_one normalize_day_of_month ntohl parameter size status_entries strlen "
+    "FieldText Reply Terminated add as c_str complete entry_at find_hint fragments_of full_text g_list_first g_list_length holds htonl "
+    "is_integer is_null is_string max min names_one normalize_day_of_month ntohl parameter size status_entries stored_key strlen "
     "strnlen text_parameter".split()
 )
 # They read their arguments and change nothing that the program reads.
 WRITERS = set("fprintf fputs printf putchar puts".split())
 READ_ONLY = {"ctx"}
+SETTERS = r"(?:std::)?(?:copy_at_most|copy_text|fill|memcpy|memset|store_text)"  # change their first argument alone
 
 DECLARED_TYPES = r"(?:const )?(?:[a-z]+::)?(?:FieldText|Reply|Terminated)"
 
@@ -122,6 +123,7 @@ DECLARED_TYPES = r"(?:const )?(?:[a-z]+::)?(?:FieldText|Reply|Terminated)"
 def calls(statement):
     """Whether it may do something besides setting its target."""
     bare = re.sub(rf"^\s*({DECLARED_TYPES}) \w+\(", r"\1(", without_texts(statement))
+    bare = re.sub(rf"^\s*{SETTERS}\(", "c_str(", bare)
     called = set(re.findall(r"(\w+)\(", bare)) - PURE
     return bool(called) or re.search(r"\b(return|continue|break)\b", bare) is not None
 
@@ -129,6 +131,9 @@ def calls(statement):
 def target(statement):
     """What an assignment or a declaration sets, as it is written there; empty for anything else."""
     bare = re.sub(r"^if \(.*?\) (?=[\w>.-]+ = )", "", without_texts(statement).strip())
+    set_by_call = re.match(rf"{SETTERS}\(&?([\w.>\[\]-]+),", bare)
+    if set_by_call:
+        return set_by_call.group(1)
     counted = re.fullmatch(r"(?:\+\+|--)([\w>.-]+);", bare)
     if counted:
         return counted.group(1)
@@ -146,7 +151,7 @@ def is_declaration(statement):
 
 def only_shows(statement):
     shown = re.sub(r"^if \(.*?\) (?=std::|SCH_TRACE)", "", statement.strip())
-    if shown.startswith("SCH_TRACE"):
+    if shown.startswith(("SCH_TRACE", "trace_")):
         return True
     return shown.startswith("std::") and not calls(re.sub(rf"\b({'|'.join(WRITERS)})\(", "c_str(", shown))
 

@@ -278,7 +278,12 @@ def check_all(build, texts, candidates, wanted, jobs, limits, verdicts, log):
                 print(f"{verdict:24} {mutant.file}:{mutant.line}: {mutant.change}: {mutant.source}", file=log, flush=True)
                 if verdict != "invalid":
                     results.append((mutant, verdict))
-                    print(f"\r{len(results)} of {wanted}", end="", file=sys.stderr, flush=True)
+                    show_progress(len(results), wanted)
+
+
+def show_progress(done, wanted):
+    if sys.stderr.isatty():
+        print(f"\r{done} of {wanted}", end="\n" if done == wanted else "", file=sys.stderr, flush=True)
 
 
 def report(results, known):
@@ -332,7 +337,6 @@ def main():
     verdicts = Verdicts(arguments.build / "verdicts.json", texts)
     with open(arguments.build / "mutants.log", "w") as log:
         results = check_all(build, texts, candidates, arguments.count, arguments.jobs, time_limits(build), verdicts, log)
-    print(file=sys.stderr)
     last.write_text(json.dumps([m.key() for m, verdict in results if verdict == "survived"]))
     return report(results, known)
 

@@ -259,6 +259,11 @@ TEST_F(StartupTest, standby_reports_creates_and_opens_again_what_it_cannot_open)
   EXPECT_THAT(take_syslog(), ElementsAre(open_run_message, open_db_message));
 }
 
+TEST_F(StartupTest, standby_reports_a_store_before_it_creates_it) {
+  sch_standby_pss_init();
+  EXPECT_LT(position_of("tarn_syslog"), position_of("pss_create"));
+}
+
 TEST_F(StartupTest, standby_answers_with_the_error_of_the_last_open) {
   fake.errors["pss_open"] = broken;
   EXPECT_EQ(sch_standby_pss_init(), static_cast<int>(broken));

@@ -117,6 +117,12 @@ TEST_F(ShowLogTest, memory_that_runs_out_before_sending_returns_2) {
   EXPECT_TRUE(fake.requests.empty());
 }
 
+TEST_F(ShowLogTest, memory_that_runs_out_is_seen_before_the_name_is_taken) {
+  fake.libc_alloc.nth = 1;
+  Context context({"nightly"});
+  EXPECT_EQ(run(sch_cli_show_logfile, context), (Outcome{2, "", ""}));
+}
+
 TEST_F(ShowLogTest, a_parameter_without_text_is_refused) {
   Context context;
   context.integer_param(5);
