@@ -100,7 +100,6 @@ bool restore_setting(uint32_t type, const pss_buf &value) {
 void restore_record(sch_config_db *config, const pss_buf &raw_key, StoreWalk &walk) {
   sch_config_key stored = {};
   copy_at_most(&stored, sizeof stored, raw_key);
-  const pss_buf stored_key = {&stored, std::min<uint32_t>(raw_key.length, sizeof stored)};
   sch_config_key key = stored;
   sch_ntoh_config_key(&key);
   const pss_buf *value = walk.value();
@@ -109,6 +108,7 @@ void restore_record(sch_config_db *config, const pss_buf &raw_key, StoreWalk &wa
     return;
   }
   SCH_TRACE_SERVICE(trace_config, "got key type %d", key.type);
+  const pss_buf stored_key = {&stored, sizeof stored};
   if (!restore_setting(key.type, *value)) sch_add_config_entry(config, &stored_key, value);
 }
 

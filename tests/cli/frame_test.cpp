@@ -7,11 +7,13 @@
 
 namespace {
 bool regcomp_fails;
+int regcomp_flags;
 }
 
 extern "C" {
 int __real_regcomp(regex_t *rule, const char *pattern, int flags);
 int __wrap_regcomp(regex_t *rule, const char *pattern, int flags) {
+  regcomp_flags = flags;
   return regcomp_fails ? REG_ESPACE : __real_regcomp(rule, pattern, flags);
 }
 }
@@ -72,6 +74,13 @@ TEST_F(Frame, names_follow_the_rule) {
       EXPECT_EQ(outcome.requests.size(), row.allowed ? 1u : 0u) << row.name;
     }
   }
+}
+
+TEST_F(Frame, the_rule_is_a_basic_expression) {
+  regcomp_flags = -1;
+  Context context({"a"});
+  EXPECT_EQ(run(sch_cli_create_delete_job, context).result, 0);
+  EXPECT_EQ(regcomp_flags, 0);
 }
 
 TEST_F(Frame, a_rule_that_does_not_compile_allows_no_name) {

@@ -115,7 +115,7 @@ PURE = set(
 # They read their arguments and change nothing that the program reads.
 WRITERS = set("fprintf fputs printf putchar puts".split())
 READ_ONLY = {"ctx"}
-SETTERS = r"(?:std::)?(?:copy_at_most|copy_text|fill|memcpy|memset|store_text)"  # change their first argument alone
+SETTERS = r"(?:std::)?(?:copy_at_most|copy_text|fill|memcpy|memset|snprintf|store_text)"  # change their first argument alone
 
 DECLARED_TYPES = r"(?:const )?(?:[a-z]+::)?(?:FieldText|Reply|Terminated)"
 
@@ -151,7 +151,7 @@ def is_declaration(statement):
 
 def only_shows(statement):
     shown = re.sub(r"^if \(.*?\) (?=std::|SCH_TRACE)", "", statement.strip())
-    if shown.startswith(("SCH_TRACE", "trace_")):
+    if shown.startswith(("SCH_TRACE", "trace_", "print_")) and "buffer" not in shown:
         return True
     return shown.startswith("std::") and not calls(re.sub(rf"\b({'|'.join(WRITERS)})\(", "c_str(", shown))
 
@@ -160,6 +160,10 @@ def is_plain_guard(statement):
     """It leaves, or does nothing."""
     found = re.fullmatch(r"if \((.*)\) (?:return(?: \w+)?|continue);", statement.strip())
     return found is not None and not calls(found.group(1))
+
+
+def mentions(statement, thing):
+    return re.search(rf"(?<!\w){re.escape(thing)}(?!\w)", statement) is not None
 
 
 def sets_what_the_other_ignores(one, other):
@@ -172,7 +176,7 @@ def sets_what_the_other_ignores(one, other):
         return is_declaration(one) and set_here not in names(other)
     if calls(other):
         return not (names(one) & names(other)) - READ_ONLY
-    return set_here not in other and (not set_there or set_there not in one)
+    return not mentions(other, set_here) and (not set_there or not mentions(one, set_there))
 
 
 def indentation(line):

@@ -104,6 +104,13 @@ TEST_F(RuntimeStatusTest, database_is_saved_by_ascending_index) {
   EXPECT_THAT(fake.traces(103), ElementsAre("saving job first (0)", "saving job last (255)"));
 }
 
+TEST_F(RuntimeStatusTest, database_announces_each_job_before_it_is_saved) {
+  add_status(*add_job(sch_running_config, 4, "job", "x\n"), 4, "s", 1, 0);
+  fake.record_traces = true;
+  sch_save_db_to_pss(&sch_running_config, store);
+  EXPECT_LT(position_of("sdwrap_hist_event 103 saving job job (4)"), position_of("pss_store"));
+}
+
 TEST_F(RuntimeStatusTest, database_skips_slots_without_key_header_or_text) {
   sch_job_entry *no_header = add_job(sch_running_config, 3, "no-header", "x\n");
   sch_job_entry *no_text = add_job(sch_running_config, 4, "no-text", "");

@@ -163,6 +163,29 @@ TEST_F(SaveJobTest, delete_names_the_header_and_each_fragment_of_the_list) {
   EXPECT_EQ(slot->key->fragment, 3u) << "the key in memory is not touched";
 }
 
+TEST_F(SaveJobTest, each_delete_is_traced_before_it_is_tried) {
+  sch_job_entry *slot = job("x\n");
+  fake.record_traces = true;
+  fake.buginf_allowed = false;
+  fake.calls.clear();
+  sch_delete_job_entry_from_pss(store, slot);
+  const std::string check = "sdwrap_hist_event_subtype_check 0x730000 103", gate = "sdwrap_chk_int 103 0 0 1";
+  EXPECT_THAT(fake.calls, ElementsAre(check, "sdwrap_hist_event 103 pss delete job (job) key entry", gate,
+                                      deleted(store, key_hex(1, 0, "job")), check,
+                                      "sdwrap_hist_event 103 pss delete job (job) fragment (1)", gate,
+                                      deleted(store, key_hex(1, 1, "job"))));
+}
+
+TEST_F(SaveJobTest, whole_save_announces_each_schedule_and_job_before_it_is_stored) {
+  add_schedule(sch_running_config, "s", {});
+  job("x\n");
+  fake.record_traces = true;
+  sch_save_config_to_pss(&sch_running_config, store);
+  EXPECT_LT(position_of("sdwrap_hist_event 103 pss save schedule s"), position_of("pss_store"));
+  EXPECT_LT(position_of("sdwrap_hist_event 103 pss save job job (7)"),
+            position_of("pss_store " + std::to_string(store) + " key=" + key_hex(1, 0, "job")));
+}
+
 TEST_F(SaveJobTest, delete_of_a_job_without_text_names_its_header) {
   sch_job_entry *slot = job("");
   slot->key->fragment = 9;
