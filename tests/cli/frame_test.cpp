@@ -8,7 +8,7 @@
 namespace {
 bool regcomp_fails;
 int regcomp_flags;
-}
+}  // namespace
 
 extern "C" {
 int __real_regcomp(regex_t *rule, const char *pattern, int flags);
