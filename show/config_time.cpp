@@ -24,11 +24,18 @@ class Pieces {
     if (buffer_ == nullptr) {
       std::fputs(piece, stdout);
     } else {
-      *stpncpy(buffer_ + std::strlen(buffer_), piece, piece_limit_in_buffer) = '\0';
+      append(piece);
     }
   }
 
  private:
+  void append(const char *piece) const {
+    const size_t length = strnlen(piece, piece_limit_in_buffer);
+    char *end = buffer_ + std::strlen(buffer_);
+    std::memcpy(end, piece, length);
+    end[length] = '\0';
+  }
+
   char *buffer_;
 };
 

@@ -97,4 +97,18 @@ TEST_F(ConfigTimeTest, a_buffer_takes_four_characters_of_each_piece) {
   }
 }
 
+TEST_F(ConfigTimeTest, nothing_behind_the_terminator_of_a_buffer_is_touched) {
+  const sch_tminfo times[] = {{1, 10, 0, 29, 0, 1, 128, 0, 0},
+                              {3, -1, 0, 0, 5, 0, 0, 0, 0},
+                              {7, 0, 1, 0, 3, 0, 0, start, 0},
+                              {7, 0, 0, 0, 3, 0, 0, start, 0}};
+  for (const sch_tminfo &time : times) {
+    std::string buffer(32, 'x');
+    buffer[0] = '\0';
+    print_config_schedule_type(&time, buffer.data());
+    const size_t end = buffer.find('\0') + 1;
+    EXPECT_EQ(buffer.substr(end), std::string(32 - end, 'x')) << time.type << " " << time.day_of_week;
+  }
+}
+
 }  // namespace
