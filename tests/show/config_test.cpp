@@ -275,6 +275,21 @@ TEST_F(ShowConfigTest, the_paged_fetches_take_the_debug_flag) {
   }
 }
 
+TEST_F(ShowConfigTest, the_other_fetches_leave_the_debug_flag_as_it_is) {
+  int (*const fetches[])(const sch_cli_cmd_ctx *) = {get_log_file_config, sch_cli_get_email_transport_config};
+  for (const auto fetch : fetches) {
+    for (const uint32_t debug : {0u, 1u}) {
+      cli_debug = debug;
+      fake.replies = {Reply{5, "", true}};
+      Context context;
+      context->debug = 1 - debug;
+      const std::string trace = debug != 0 ? "error is 5 " + error_text(5) + "\n" : "";
+      EXPECT_EQ(run(fetch, context), (Outcome{1, "", trace + "Error: " + error_text(5) + "\n"}));
+      EXPECT_EQ(cli_debug, debug);
+    }
+  }
+}
+
 TEST_F(ShowConfigTest, log_file_sizes) {
   const std::pair<int32_t, int> rows[] = {{16384, 16}, {20000, 19}, {1024, 1},   {1023, 0},
                                           {0, 0},      {-1, 0},     {-2048, -2}, {INT32_MAX, 2097151}};
