@@ -113,6 +113,18 @@ TEST_F(CallbackTest, the_answer_of_the_configuration_manager_is_returned) {
     EXPECT_EQ(request(type), -7) << type;
 }
 
+TEST_F(CallbackTest, message_request_and_one_handle_go_through_every_call_unchanged) {
+  hold_configuration();
+  hold_level(7);
+  for (const int type : {running, startup, 3}) {
+    hooks = {};
+    request(type);
+    EXPECT_EQ(hooks.handles.size(), 1u) << type;
+    EXPECT_EQ(hooks.requests, std::vector<const void *>(type == startup ? 3 : 1, &request_)) << type;
+    EXPECT_EQ(hooks.responded, (std::vector<const void *>{&message_, &request_})) << type;
+  }
+}
+
 TEST_F(CallbackTest, any_other_type_answers_without_text) {
   for (const int type : {0, 3, -1, 1000000}) {
     EXPECT_EQ(request(type), 0);

@@ -150,6 +150,21 @@ TEST_F(GenerationTest, each_line_is_built_in_the_cleared_line_buffer) {
   EXPECT_EQ(std::memcmp(cfg_line, expected, sizeof expected), 0);
 }
 
+TEST_F(GenerationTest, every_line_but_a_job_s_text_stands_alone_in_the_line_buffer) {
+  sch_log_file.size = 1024;
+  put(email_transport_conf.from, std::string(64, 'f'));
+  put(email_transport_conf.reply_to, "r");
+  put(email_transport_conf.smtp.server, std::string(256, 's'));
+  add_job(&sch_running_config, 0, std::string(31, 'j'), "text\n");
+  add_schedule(&sch_running_config, std::string(31, 's'), {}, {0});
+  add_schedule(&sch_running_config, "t", daily(1, 2), {0});
+  sch_add_schedule_email_entry(&sch_schedule_email_list, "t", std::string(63, 'a').c_str());
+  std::memset(cfg_line, 'x', sizeof cfg_line);
+  generate();
+  EXPECT_EQ(hooks.dirty_lines, 0);
+  EXPECT_EQ(hooks.foreign_lines, (Lines{"text\n"}));
+}
+
 TEST_F(GenerationTest, job_texts_by_length) {
   for (const size_t length : {0u, 1u, 1023u, 1024u, 1025u, 2048u, 2049u, 10000u}) {
     std::string text;
@@ -244,6 +259,12 @@ TEST_F(GenerationTest, assigned_jobs_come_by_ascending_id_and_missing_ones_are_s
   sch_acfg_schedule_cfg_gen(&sch_running_config, &handle);
   EXPECT_EQ(lines(), (Lines{"1 0 scheduler schedule name s\n", "1 1 job name job0\n", "1 1 job name job31\n",
                             "1 1 job name job32\n", "1 1 job name job255\n", "1 0   time daily 00:00\n", "1 0 \n"}));
+}
+
+TEST_F(GenerationTest, the_walk_of_a_bit_set_starts_before_bit_0_and_goes_on_behind_each_bit_found) {
+  add_schedule(&sch_running_config, "s", daily(0, 0), {0, 40, 255});
+  generate();
+  EXPECT_EQ(hooks.bits_after, (std::vector<int>{-1, 0, 40, 255}));
 }
 
 TEST_F(GenerationTest, a_bit_set_that_answers_beyond_the_table_is_not_followed) {

@@ -3,8 +3,11 @@
 #pragma once
 
 #include <deque>
+#include <set>
 #include <string>
+#include <vector>
 
+#include "platform/acfg.h"
 #include "platform/pss.h"
 
 namespace acfg_test {
@@ -17,6 +20,14 @@ struct PlatformHooks {
   bool value_with_error = false;    // pss2_fetch gives its value beside an error
   bool null_without_error = false;  // pss2_fetch gives null and no error
   bool no_startup_uri = false;      // acfg_uri_complete answers null for "scheduler_startup"
+
+  // What the configuration manager's calls were given.
+  std::set<const acfg_hdl *> handles;
+  std::vector<const void *> requests;      // acfg_cfg_type_get, then the prefix calls
+  std::vector<const void *> responded;     // message and request
+  std::vector<int> bits_after;             // the last argument of bitset_next_bit
+  std::vector<std::string> foreign_lines;  // lines that were not built in cfg_line
+  int dirty_lines = 0;                     // lines with something behind their end in cfg_line
 };
 
 extern PlatformHooks hooks;
