@@ -154,6 +154,29 @@ TEST_F(Completion, conversions_dump_the_record_first) {
   EXPECT_EQ(carried, record);
 }
 
+TEST_F(Completion, a_relative_time_is_dumped_as_it_was_added_up_and_as_it_was_carried) {
+  fake.now = moment("2026-06-15 23:55:00 UTC");
+  const tm now_tm = local(fake.now);
+  sch_tminfo record = {};
+  EXPECT_EQ(get_start_time("+1:10", &record, &now_tm), 0);
+  EXPECT_THAT(fake.traces(103),
+              ElementsAre("parse str 1:10", "minute str 10", "minute retrieved", "hour str 1", "- hour retrieved",
+                          "schedule type: 1", "year         : 126", "month        : 5", "day of month : 15",
+                          "day of week  : -1", "hour         : 24", "minute       : 65", "start time   : 0",
+                          "schedule type: 1", "year         : 126", "month        : 5", "day of month : 16",
+                          "day of week  : -1", "hour         : 1", "minute       : 5", "start time   : 0"));
+}
+
+TEST_F(Completion, a_relative_month_is_refused_before_the_record_is_dumped) {
+  fake.now = moment("2026-06-15 23:55:00 UTC");
+  const tm now_tm = local(fake.now);
+  sch_tminfo record = time_test::unset();
+  EXPECT_EQ(get_start_time("+2:1:1:00", &record, &now_tm), bad_format);
+  const sch_tminfo expected = {SCH_SCHEDULE_ONESHOT, 24, -1, 1, 55, 2, -1, time_test::untouched, time_test::untouched};
+  EXPECT_EQ(record, expected);  // hour and minute are added to, the given day of month is not
+  EXPECT_EQ(fake.traces(103).back(), "- month retrieved");
+}
+
 TEST_F(Completion, out_of_range_fields_are_carried_by_the_conversion) {
   const sch_tminfo record = oneshot(2026, 14, 0, 25, 61);
   EXPECT_EQ(text_of(mktime_from_tminfo(&record)), "2027-02-01 02:01:00 UTC");

@@ -174,6 +174,10 @@ TEST_F(Timer, a_time_in_the_past_clears_the_interval_and_keeps_the_next_time) {
   EXPECT_EQ(answer.interval.seconds, 0);
   EXPECT_EQ(answer.interval.microseconds, 0);
   EXPECT_EQ(answer.next, kept_time);
+  const std::vector<std::string> traces = fake.traces(103);
+  ASSERT_EQ(traces.size(), 10u);
+  EXPECT_EQ(traces[8], "Future Mon Jun 15 11:00:00 2026\n");
+  EXPECT_EQ(traces[9], "Now Mon Jun 15 11:00:01 2026\n");
 }
 
 TEST_F(Timer, periodic_follows_its_last_run) {

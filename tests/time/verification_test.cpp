@@ -132,6 +132,26 @@ TEST_F(Verification, periodic_checks_its_start_alone) {
     EXPECT_EQ(sch_verify_tminfo(&row.record), row.result) << row.record;
 }
 
+TEST_F(Verification, only_a_oneshot_in_its_ranges_is_dumped) {
+  struct {
+    sch_tminfo record;
+    size_t traces;
+  } rows[] = {{oneshot(2027, 1, 1, 1, 1), 8},
+              {oneshot(2020, 1, 1, 1, 1), 8},
+              {oneshot(2027, 2, 30, 1, 1), 0},
+              {oneshot(2027, 1, 1, 24, 0), 0},
+              {daily(1, 1), 0},
+              {daily(24, 1), 0},
+              {weekly(1, 1, 1), 0},
+              {monthly(1, 1, 1), 0},
+              {periodic(0, 1, 0, fake.now), 0}};
+  for (const auto &row : rows) {
+    fake.history.clear();
+    sch_verify_tminfo(&row.record);
+    EXPECT_EQ(fake.traces(103).size(), row.traces) << row.record;
+  }
+}
+
 TEST_F(Verification, every_other_type_is_accepted) {
   for (uint32_t type : {0u, 2u, 6u, 8u, 9u, 0x7fffffffu, 0xffffffffu}) {
     sch_tminfo record = daily(99, 99);
