@@ -45,14 +45,14 @@ int send(RequestRecord record, const sch_cli_cmd_ctx *ctx) {
 
 int sch_cli_logfile_resize(const sch_cli_cmd_ctx *ctx) {
   cli_debug = ctx->debug;
-  const uint32_t *kilobytes = integer_parameter(ctx, 1);
-  if (ctx->negate == 0 && kilobytes == nullptr) return report_missing_parameter();
   RequestRecord record(SCH_OP_RESIZE_LOG, sizeof(LogPayload));
   if (!record) return exit_memory;
   auto *payload = record.payload<LogPayload>();
   if (ctx->negate != 0) {
     payload->size = SCH_LOG_SIZE_DEFAULT;
   } else {
+    const uint32_t *kilobytes = integer_parameter(ctx, 1);
+    if (kilobytes == nullptr) return report_missing_parameter();
     payload->size = *kilobytes * log_size_unit;
     SCH_TRACE_CLI("log file size is %d\n", static_cast<int>(*kilobytes));
   }
@@ -61,8 +61,6 @@ int sch_cli_logfile_resize(const sch_cli_cmd_ctx *ctx) {
 
 int sch_cli_logfile_rename(const sch_cli_cmd_ctx *ctx) {
   cli_debug = ctx->debug;
-  const sch_cli_param *file = parameter(ctx, 1);
-  if (ctx->negate == 0 && file == nullptr) return report_missing_parameter();
   RequestRecord record(SCH_OP_RENAME_LOG, sizeof(LogPayload));
   if (!record) return exit_memory;
   auto *payload = record.payload<LogPayload>();
@@ -71,6 +69,8 @@ int sch_cli_logfile_rename(const sch_cli_cmd_ctx *ctx) {
     copy_text(payload->uri, SCH_LOG_URI_DEFAULT);
     return send(std::move(record), ctx);
   }
+  const sch_cli_param *file = parameter(ctx, 1);
+  if (file == nullptr) return report_missing_parameter();
   uri_map_targetfs_path_get(file->value, payload->name, sizeof payload->name);
   terminate(payload->name);
   if (exists(payload->name)) {

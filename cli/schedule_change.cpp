@@ -72,11 +72,11 @@ void announce_start(time_t start) {
 
 int sch_cli_modify_schedule(const sch_cli_cmd_ctx *ctx) {
   cli_debug = ctx->debug;
-  const char *name = text_parameter(ctx, 1);
-  if (name == nullptr) return report_missing_parameter();
   if (!user_allowed(ctx)) return exit_failure;
   RequestRecord record(SCH_OP_MODIFY_SCHEDULE, sizeof(ChangePayload));
   if (!record) return exit_memory;
+  const char *name = text_parameter(ctx, 1);
+  if (name == nullptr) return report_missing_parameter();
   auto *payload = record.payload<ChangePayload>();
   copy_text(payload->schedule, name);
   if (!form_exists(ctx)) {

@@ -20,13 +20,13 @@ static_assert(sizeof(AddressPayload) == 97 && alignof(AddressPayload) == 1);
 }  // namespace
 
 int sch_cli_modify_schedule_emailaddr(const sch_cli_cmd_ctx *ctx) {
-  const char *name = text_parameter(ctx, 1);
   cli_debug = ctx->debug;
-  const char *address = text_parameter(ctx, 2);
-  if (name == nullptr || address == nullptr) return report_missing_parameter();
   if (!user_allowed(ctx)) return exit_failure;
   RequestRecord record(SCH_OP_SCHEDULE_EMAIL, sizeof(AddressPayload));
   if (!record) return exit_memory;
+  const char *name = text_parameter(ctx, 1);
+  const char *address = text_parameter(ctx, 2);
+  if (name == nullptr || address == nullptr) return report_missing_parameter();
   auto *payload = record.payload<AddressPayload>();
   copy_text(payload->schedule, name);
   SCH_TRACE_CLI("modify schedule %s", name);

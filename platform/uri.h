@@ -11,7 +11,8 @@
 extern "C" {
 #endif
 
-/* The file's local path, terminated and cut to size bytes. 0, or an error, after which path is not read. */
+/* The file's local path, terminated and cut to size bytes. path is zero-filled before. The library does not look at
+ * the result: a path that stays empty goes to the service, which refuses it. */
 int uri_map_targetfs_path_get(const void *uri, char *path, uint32_t size);
 
 /* The URI as text, terminated and cut to size bytes; the result is as snprintf()'s. */

@@ -16,6 +16,7 @@ using cli_test::Outcome;
 using cli_test::Record;
 using cli_test::refused;
 using cli_test::run;
+using cli_test::status_line;
 using testing::ElementsAre;
 
 const std::string missing = "Error: missing or unsuitable parameter\n";
@@ -77,19 +78,29 @@ TEST_F(BadInput, null_values_are_refused) {
   }
 }
 
-TEST_F(BadInput, a_missing_name_or_address_is_said_before_the_user_is_checked) {
+TEST_F(BadInput, a_refused_user_is_told_so_and_not_of_a_missing_name_or_address) {
+  fake.remote_users = {"admin"};
   Context no_name, no_address({"nightly"});
-  no_name->subcommand = SCH_MODIFY_CLEAR_TIME;
-  EXPECT_EQ(run(sch_cli_modify_schedule, no_name).result, 255);
-  EXPECT_EQ(run(sch_cli_modify_schedule_emailaddr, no_address).result, 255);
-  EXPECT_TRUE(fake.calls_with("check_if_user_remote").empty());
+  for (uint32_t subcommand : {SCH_MODIFY_CLEAR_TIME, SCH_MODIFY_JOB, SCH_SCHEDULE_DAILY + 0u}) {
+    no_name->subcommand = subcommand;
+    EXPECT_TRUE(refused(run(sch_cli_modify_schedule, no_name), 255, status_line("Error", 0x40bd0010)));
+  }
+  EXPECT_TRUE(refused(run(sch_cli_modify_schedule_emailaddr, no_address), 255, status_line("Error", 0x40bd0010)));
 }
 
-TEST_F(BadInput, a_missing_file_is_said_before_memory_is_taken) {
-  Context no_file;
-  fake.libc_alloc = {1, true, 0};
-  EXPECT_EQ(run(sch_cli_logfile_rename, no_file).result, 255);
-  EXPECT_EQ(fake.libc_alloc.calls, 0);
+TEST_F(BadInput, memory_is_taken_before_parameters_are_looked_at) {
+  for (Handler handler : {sch_cli_modify_schedule, sch_cli_modify_schedule_emailaddr, sch_cli_logfile_resize,
+                          sch_cli_logfile_rename, sch_cli_config_email_transport}) {
+    Context empty;
+    empty->subcommand = SCH_EMAIL_FROM;
+    fake.libc_alloc = {1, true, 0};
+    const Outcome exhausted = run(handler, empty);
+    fake.libc_alloc = {};
+    EXPECT_TRUE(refused(exhausted, 2, "Could not allocate memory\n"));
+    const Outcome outcome = run(handler, empty);
+    EXPECT_TRUE(refused(outcome, 255, missing));
+    EXPECT_EQ(outcome.freed, 1);
+  }
 }
 
 TEST_F(BadInput, a_missing_job_is_said_before_its_assignment_is_traced) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
+#include <cstring>
+
 #include "tests/cli/exchange.h"
 
 namespace {
@@ -34,6 +36,15 @@ class EmailTransport : public cli_test::CliTest {
     return Record(17, 712).text(200, host).network_word(456, kind).network_word(460, port).text(464, vrf);
   }
 };
+
+// In host byte order; the fixture gives the globals as they were loaded.
+TEST_F(EmailTransport, the_settings_are_loaded_with_kind_1_port_25_and_the_management_vrf) {
+  sch_email_transport expected = {};
+  expected.smtp.address_kind = 1;
+  expected.smtp.port = 25;
+  std::strcpy(expected.smtp.vrf, "management");
+  EXPECT_EQ(std::memcmp(&email_transport_conf, &expected, sizeof expected), 0);
+}
 
 TEST_F(EmailTransport, sender_fills_its_field) {
   const Outcome outcome = address(from, "switch@example.org");

@@ -76,6 +76,11 @@ TEST_F(LogFile, long_paths_and_locations_stay_in_their_fields) {
           Record(10, 524).text(16, fake.uri_path.substr(0, 255)).text(272, fake.uri_text.substr(0, 255)).hex()));
 }
 
+TEST_F(LogFile, a_path_that_cannot_be_mapped_goes_out_empty_for_the_service_to_refuse) {
+  fake.errors["uri_map_targetfs_path_get"] = 0x40be0001;
+  EXPECT_THAT(rename().requests, ElementsAre(Record(10, 524).text(272, "bootflash:log.dat").hex()));
+}
+
 TEST_F(LogFile, rename_to_an_existing_file_is_a_success_that_sends_nothing) {
   fake.existing_files = {"/bootflash/log.dat"};
   const Outcome outcome = rename();

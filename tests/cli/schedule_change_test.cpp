@@ -109,9 +109,13 @@ TEST_F(ScheduleChange, each_form_is_sent_completed) {
       {weekly, {"Fri:10:00"}, {.type = 4, .hour = 10, .day_of_week = 6}},
       {weekly, {"7:10:05"}, {.type = 4, .hour = 10, .day_of_week = 7, .minute = 5}},
       {weekly, {"10:05"}, {.type = 4, .hour = 10, .day_of_week = 2, .minute = 5}},  // today, a Monday
+      {weekly, {"Jan:2:3:4"}, {.type = 4, .hour = 3, .day_of_week = 2, .day_of_month = 2, .minute = 4, .month = 1}},
       {weekly, {"45"}, {.type = 4, .hour = 11, .day_of_week = 2, .minute = 45}},
       {monthly, {"31:10:05"}, {.type = 5, .hour = 10, .day_of_month = 31, .minute = 5}},
       {monthly, {"10:05"}, {.type = 5, .hour = 10, .day_of_month = 15, .minute = 5}},  // today, the 15th
+      // A month and its day leave the day that counts as not given: it is today's.
+      {monthly, {"Jan:2:3:4"}, {.type = 5, .hour = 3, .day_of_month = 15, .minute = 4, .month = 1}},
+      {monthly, {"2027:Jan:2:3:4"}, {.type = 5, .hour = 3, .day_of_month = 15, .minute = 4, .month = 1, .year = 2027}},
       {monthly, {"45"}, {.type = 5, .hour = 11, .day_of_month = 15, .minute = 45}},
       {monthly, {"Tue:10:05"}, {.type = 5, .hour = 10, .day_of_month = 3, .minute = 5}},  // Tue reads as 3
       {oneshot,
@@ -249,6 +253,13 @@ TEST_F(ScheduleChange, only_jobs_and_the_time_can_be_taken_away) {
   }
   EXPECT_THAT(modify(clear_time, {}, 1).requests, ElementsAre(change(1000).word(8, 1).hex()));
   EXPECT_THAT(modify(job, {"backup"}, 5).requests, ElementsAre(change(999).word(8, 5).text(52, "backup").hex()));
+}
+
+TEST_F(ScheduleChange, memory_is_taken_before_the_form_is_looked_at) {
+  fake.libc_alloc = {1, true, 0};
+  const Outcome outcome = modify(daily, {"22:30"}, 1);
+  fake.libc_alloc = {};
+  EXPECT_TRUE(refused(outcome, 2, "Could not allocate memory\n"));
 }
 
 TEST_F(ScheduleChange, the_job_s_name_is_not_checked_and_cut_to_31_characters) {
