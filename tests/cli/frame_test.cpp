@@ -125,6 +125,16 @@ TEST_F(Frame, the_first_failed_user_check_ends_the_command) {
   }
 }
 
+TEST_F(Frame, the_second_answer_of_the_user_check_counts_too) {
+  for (const Checked &row : checked_handlers) {
+    fake.user_check = {2, false, 0};
+    Context context(row.params);
+    context->subcommand = row.subcommand;
+    EXPECT_TRUE(refused(run(row.handler, context), 255, status_line("Error", 0x40bd0010))) << row.title;
+    EXPECT_EQ(fake.user_check.calls, 2) << row.title;
+  }
+}
+
 TEST_F(Frame, a_refused_user_costs_no_memory) {
   fake.remote_users = {"admin"};
   fake.libc_alloc = {1, true, 0};
@@ -302,7 +312,7 @@ TEST_F(Frame, no_trace_reaches_a_sink_that_refuses_it) {
   run_all();
   fake.passwords["admin"] = {};
   run_all();
-  fake.aaa_accepts = false;
+  fake.aaa_words[1] = 0;
   run_all();
   fake.decrypt_gives_text = false;
   run_all();

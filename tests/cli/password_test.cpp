@@ -138,7 +138,7 @@ TEST_F(Password, a_stored_password_is_tried_at_once) {
 
 TEST_F(Password, a_password_that_aaa_refuses_is_reported) {
   fake.remote_users = {"admin"};
-  fake.aaa_accepts = false;
+  fake.aaa_words[1] = 0;
   Context context;
   context.string_param("secret", clear);
   EXPECT_TRUE(refused(command(context), failure, status_line("Error", 0x40bd000f)));

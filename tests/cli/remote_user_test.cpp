@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "platform/security.h"
@@ -120,21 +121,32 @@ TEST_F(RemoteUser, decryption_that_fails_or_gives_nothing_is_refused) {
   }
 }
 
+TEST_F(RemoteUser, a_length_without_text_is_refused) {
+  make_remote("sealed");
+  fake.decrypt_gives_text = false;
+  fake.decrypt_length_without_text = 6;
+  EXPECT_EQ(full(), refused_password);
+  EXPECT_THAT(fake.calls_with("aaa_"), IsEmpty());
+}
+
 TEST_F(RemoteUser, authentication_needs_success_and_acceptance) {
   const struct {
     int result;
-    bool accepts;
+    uint32_t words[2];  // 1 in the second: accepted
     uint32_t status;
-  } rows[] = {{0, true, 0},
-              {0, false, refused_password},
-              {1, true, refused_password},
-              {-1, true, refused_password},
-              {1, false, refused_password}};
+  } rows[] = {{0, {0, 1}, 0},
+              {0, {5, 1}, 0},
+              {0, {0, 0}, refused_password},
+              {0, {1, 0}, refused_password},
+              {0, {1, 2}, refused_password},
+              {1, {0, 1}, refused_password},
+              {-1, {0, 1}, refused_password},
+              {1, {0, 0}, refused_password}};
   make_remote("sealed");
   for (const auto &row : rows) {
     fake.history.clear();
     fake.aaa_result_code = row.result;
-    fake.aaa_accepts = row.accepts;
+    std::copy_n(row.words, 2, fake.aaa_words);
     const auto outcome = run([] { return static_cast<int>(full()); });
     EXPECT_EQ(static_cast<uint32_t>(outcome.result), row.status);
     EXPECT_EQ(outcome.freed, 1);
@@ -150,7 +162,7 @@ std::string wiped_password(const std::string &wiped) {
 TEST_F(RemoteUser, clear_text_and_records_are_wiped_on_every_road) {
   make_remote("sealed");
   for (bool accepts : {true, false}) {
-    fake.aaa_accepts = accepts;
+    fake.aaa_words[1] = accepts ? 1 : 0;
     cli_test::wiped().clear();
     full();
     ASSERT_EQ(cli_test::wiped().size(), 2u);

@@ -75,6 +75,7 @@ struct Platform {
   std::map<uint32_t, int> live;  // blocks by memory type
   int live_blocks() const;
   Fault alloc;       // mtrack_alloc
+  void *next_block = nullptr;  // mtrack_alloc hands this out once, as made by operator new
   Fault libc_alloc;  // malloc and realloc of the library
 
   // Stores by URI. Handles count from 1. store_error: result of every failing call that has no code of its own.
@@ -132,14 +133,16 @@ struct Platform {
 
   // Security.
   std::set<std::string> remote_users;
+  Fault user_check;                                        // a failing check_if_user_remote answers remote
   std::map<std::string, sch_security_user_rec> passwords;  // by user; answer of operation 1
   int security_result = 0;                                 // result of operations 3 and 4
   std::vector<sch_security_user_rec> security_records;     // as given, before the answer
   int decrypt_result = 0;
   bool decrypt_gives_text = true;
+  uint32_t decrypt_length_without_text = 0;
   std::string clear_text = "secret";
   int aaa_result_code = 0;
-  bool aaa_accepts = true;
+  uint32_t aaa_words[2] = {0, 1};
 
   // Feature manager, URIs.
   uint32_t feature_result = 0;

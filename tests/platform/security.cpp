@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/security.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "tests/platform/state.h"
 
 using namespace platform_test;
@@ -11,7 +14,8 @@ constexpr uint32_t read_password = 1, store_password = 3, remove_password = 4;
 
 int check_if_user_remote(uint32_t shell_handle, const char *user_name) {
   note("check_if_user_remote %u %s", shell_handle, user_name);
-  return fake.remote_users.contains(user_name) ? 1 : 0;
+  const bool turned_remote = fake.user_check.nth != 0 && fake.user_check.fails();
+  return turned_remote || fake.remote_users.contains(user_name) ? 1 : 0;
 }
 
 int cmi_security_user_config(uint32_t shell_handle, uint32_t operation, sch_security_user_rec *record) {
@@ -37,6 +41,8 @@ int security_conf_decrypt(const char *text, uint32_t length_with_nul, uint32_t f
   if (fake.decrypt_gives_text) {
     *clear = static_cast<char *>(copy_for_caller(std::string(fake.clear_text.c_str(), fake.clear_text.size() + 1)));
     *clear_length = static_cast<uint32_t>(fake.clear_text.size());
+  } else {
+    *clear_length = fake.decrypt_length_without_text;
   }
   return fake.decrypt_result;
 }
@@ -45,6 +51,6 @@ int aaa_scheduler_authenticate(const char *user_name, const char *clear_password
                                const char *method_list, const char *host_name, uint32_t zero, aaa_result *result) {
   note("aaa_scheduler_authenticate %s %s %s %s %s %u", user_name, clear_password, service, method_list, host_name,
        zero);
-  result->words[1] = fake.aaa_accepts ? 1 : 0;
+  std::copy_n(fake.aaa_words, std::size(fake.aaa_words), result->words);
   return fake.aaa_result_code;
 }
