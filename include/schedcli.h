@@ -690,7 +690,8 @@ int sch_delete_job_entry_from_pss(pss_handle store, const sch_job_entry *slot);
 int sch_save_config_to_pss(sch_config_db *config, pss_handle store);
 
 /* Reads every record of a store: jobs and schedules into the configuration, settings and addresses into the globals.
- * Returns 0 always; a record that cannot be read is skipped. The store must give its keys in ascending order. */
+ * Returns 0 always; a record that cannot be read is skipped. Each job's fragments come in the order of their numbers; a
+ * store that does not give its keys in ascending order is walked again for each number. */
 int sch_restore_config_from_pss(sch_config_db *config, pss_handle store);
 
 /* Reads every record of the database store as a job status into the configuration's jobs. Returns 0 always; stops

@@ -63,7 +63,7 @@ uint32_t pss_delete(pss_handle store, const pss_buf *keys);
 const pss_buf *pss_getvalue(pss_handle store, pss_cursor *cursor);
 
 /* Moves to the first record or the next one, in ascending order of the keys' bytes, and returns its key; null at the
- * end, or with an error in the cursor. The library relies on that order. */
+ * end, or with an error in the cursor. Any other order costs sch_restore_config_from_pss() further walks. */
 const pss_buf *pss_move2location(pss_handle store, uint32_t where, pss_cursor *cursor);
 
 /* The value of a key, until the next call on the store; null and *error (PSS_ERR_NO_KEY when there is none), which

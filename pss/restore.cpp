@@ -3,8 +3,10 @@
 #include "db/append.h"
 #include "diag/trace.h"
 #include "pss/fields.h"
+#include "pss/fragment_order.h"
 #include "pss/log_file.h"
 #include "pss/walk.h"
+#include "pss/walked_key.h"
 
 namespace {
 
@@ -96,20 +98,23 @@ bool restore_setting(uint32_t type, const pss_buf &value) {
   return false;
 }
 
-// Reading the value may end what reading the key returned, hence the copy.
-void restore_record(sch_config_db *config, const pss_buf &raw_key, StoreWalk &walk) {
-  sch_config_key stored = {};
-  copy_at_most(&stored, sizeof stored, raw_key);
-  sch_config_key key = stored;
-  sch_ntoh_config_key(&key);
+void restore_record(sch_config_db *config, WalkedKey walked, StoreWalk &walk, FragmentOrder &order) {
+  const sch_config_key &key = walked.in_host_order();
   const pss_buf *value = walk.value();
   if (value == nullptr) {
     SCH_TRACE_SERVICE(trace_config, "could not retrieve value for %s", Terminated(key.name).c_str());
     return;
   }
   SCH_TRACE_SERVICE(trace_config, "got key type %d", key.type);
-  const pss_buf stored_key = {&stored, sizeof stored};
-  if (!restore_setting(key.type, *value)) sch_add_config_entry(config, &stored_key, value);
+  if (restore_setting(key.type, *value)) return;
+  walked.enter(config, value);
+  order.entered(config, key);
+}
+
+void restore_from_first(sch_config_db *config, const pss_buf *key, StoreWalk &walk, FragmentOrder &order) {
+  const append_session whole_walk;
+  for (; key != nullptr; key = walk.next())
+    restore_record(config, WalkedKey(*key), walk, order);
 }
 
 }  // namespace
@@ -121,8 +126,8 @@ int sch_restore_config_from_pss(sch_config_db *config, pss_handle store) {
     SCH_TRACE_SERVICE(trace_config, "could not move to first key");
     return 0;
   }
-  const append_session whole_walk;
-  for (; key != nullptr; key = walk.next())
-    restore_record(config, *key, walk);
+  FragmentOrder order;
+  restore_from_first(config, key, walk, order);
+  if (order.is_broken()) reorder_fragments(config, store);
   return 0;
 }

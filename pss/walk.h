@@ -9,11 +9,12 @@ class StoreWalk {
   explicit StoreWalk(pss_handle store) : store_(store) {}
 
   // Null at the end.
-  const pss_buf *first() { return pss_move2location(store_, PSS_FIRST, &cursor_); }
-  const pss_buf *next() { return pss_move2location(store_, PSS_NEXT, &cursor_); }
+  const pss_buf *first() { return move(PSS_FIRST); }
+  const pss_buf *next() { return move(PSS_NEXT); }
 
   // Of the current key; null when it cannot be read.
   const pss_buf *value() {
+    cursor_.error = 0;
     const pss_buf *result = pss_getvalue(store_, &cursor_);
     return failed() ? nullptr : result;
   }
@@ -22,6 +23,12 @@ class StoreWalk {
   bool failed() const { return cursor_.error != 0; }
 
  private:
+  // A store that only ever sets the error leaves an earlier record's there: one bad record must not cost all behind it.
+  const pss_buf *move(uint32_t where) {
+    cursor_.error = 0;
+    return pss_move2location(store_, where, &cursor_);
+  }
+
   pss_handle store_;
   pss_cursor cursor_ = {};
 };
