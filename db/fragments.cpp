@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "db/fragment.h"
+#include "diag/short_blocks.h"
 #include "diag/trace.h"
 #include "schedcli.h"
 
@@ -21,7 +23,7 @@ int concat(GList *fragments, char *destination, int32_t length, finish_piece fin
   for (GList *node = g_list_first(fragments); node != nullptr && length > 0; node = node->next) {
     const int32_t piece = std::min(length, SCH_FRAGMENT_SIZE);
     SCH_TRACE_SERVICE(trace_config, "fragment count %d %d", count, piece);
-    memcpy(destination, node->data, static_cast<size_t>(piece));
+    copy_fragment(destination, node->data, static_cast<uint32_t>(piece));
     finish(destination, piece);
     destination += piece;
     length -= piece;
@@ -31,6 +33,12 @@ int concat(GList *fragments, char *destination, int32_t length, finish_piece fin
 }
 
 }  // namespace
+
+void copy_fragment(char *destination, const void *fragment, uint32_t size) {
+  const uint32_t readable = readable_of(fragment, size);
+  memcpy(destination, fragment, readable);
+  memset(destination + readable, 0, size - readable);
+}
 
 int sch_concat_fragments(GList *fragments, char *destination, int32_t length) {
   return concat(fragments, destination, length, leave_as_is);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "diag/short_blocks.h"
 #include "schedcli.h"
 
 namespace {
@@ -19,26 +20,21 @@ void *record_of(const pss_buf *stored, uint32_t size, uint32_t mem_type, const c
   return record;
 }
 
-// A fragment carries no size: its job's header alone tells how much of it is read. So a value that is shorter than its
-// header says is filled up with zero, and a header that comes behind its fragments does not lengthen their text.
-uint64_t full_text(const sch_job_entry &slot) {
-  return uint64_t{g_list_length(slot.fragments)} * SCH_FRAGMENT_SIZE;
+// What a header announces of the fragment in this place; of one that came before its header, any length.
+uint32_t announced(const sch_job_hdr *hdr, guint place) {
+  if (hdr == nullptr) return SCH_FRAGMENT_SIZE;
+  const uint64_t before = uint64_t{place} * SCH_FRAGMENT_SIZE;
+  if (before >= hdr->length) return 0;
+  return static_cast<uint32_t>(std::min<uint64_t>(hdr->length - before, SCH_FRAGMENT_SIZE));
 }
 
-uint32_t fragment_size(const sch_config_db *config, const sch_config_key *key, uint32_t length) {
-  sch_job_entry *slot = nullptr;
-  if (length >= SCH_FRAGMENT_SIZE || sch_find_job(config, key->name, &slot) < 0 || slot->hdr == nullptr) return length;
-  const uint64_t before = full_text(*slot);
-  if (before >= slot->hdr->length) return length;
-  const uint64_t expected = std::min<uint64_t>(slot->hdr->length - before, SCH_FRAGMENT_SIZE);
-  return std::max(length, static_cast<uint32_t>(expected));
-}
-
-uint32_t text_length(const sch_config_db *config, const sch_job_hdr *hdr) {
-  if (hdr->job_id >= SCH_MAX_JOBS) return hdr->length;
-  const sch_job_entry &slot = config->jobs[hdr->job_id];
-  if (slot.hdr == nullptr || slot.hdr->length >= full_text(slot)) return hdr->length;
-  return std::min(hdr->length, slot.hdr->length);
+// Of the fragments that are there, no more than the header before announced is known to exist.
+void bound_fragments(const sch_job_entry &slot, const sch_job_hdr *before) {
+  guint place = 0;
+  for (const GList *node = slot.fragments; node != nullptr; node = node->next, ++place) {
+    const uint32_t known = announced(before, place);
+    if (known < announced(slot.hdr, place)) note_short_block(node->data, known);
+  }
 }
 
 // Of what an add operation answers, nothing is reported: it has freed what it refused.
@@ -54,18 +50,19 @@ int add_job_hdr(sch_config_db *config, sch_config_key *key, const pss_buf *value
   void *record = record_of(value, sizeof(sch_job_hdr), job_hdr_memory_type, "add job entry");
   if (record == nullptr) return -1;
   auto *hdr = static_cast<sch_job_hdr *>(record);
-  hdr->length = text_length(config, hdr);
+  const sch_job_hdr *before = hdr->job_id < SCH_MAX_JOBS ? config->jobs[hdr->job_id].hdr : nullptr;
   sch_job_entry *slot;
-  sch_add_job_hdr(config, key, hdr, &slot);
+  if (sch_add_job_hdr(config, key, hdr, &slot) == 0) bound_fragments(*slot, before);
   return 0;
 }
 
 int add_job_data(sch_config_db *config, sch_config_key *key, const pss_buf *value) {
-  const uint32_t size = fragment_size(config, key, value->length);
-  void *fragment = record_of(value, size, fragment_memory_type, "add job entry");
+  void *fragment = record_of(value, value->length, fragment_memory_type, "add job entry");
   if (fragment == nullptr) return -1;
   sch_job_entry *slot;
-  sch_add_job_data(config, key, fragment, &slot);
+  if (sch_add_job_data(config, key, fragment, &slot) != 0 || value->length >= SCH_FRAGMENT_SIZE) return 0;
+  const guint place = g_list_length(slot->fragments) - 1;
+  if (value->length < announced(slot->hdr, place)) note_short_block(fragment, value->length);
   return 0;
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "db/append.h"
 #include "db/name.h"
+#include "diag/short_blocks.h"
 #include "diag/trace.h"
 #include "platform/memory.h"
 #include "schedcli.h"
@@ -13,10 +14,14 @@ int index_of(const sch_config_db *config, const char *name) {
   return -1;
 }
 
-int refuse(void *first, void *second) {
-  mtrack_free(first);
-  mtrack_free(second);
+int refuse(void *record) {
+  mtrack_free(record);
   return -1;
+}
+
+int refuse(sch_config_key *key, void *record) {
+  mtrack_free(key);
+  return refuse(record);
 }
 
 void keep_first_key(sch_job_entry *slot, sch_config_key *key) {
@@ -51,6 +56,7 @@ int sch_add_job_data(sch_config_db *config, sch_config_key *key, void *fragment,
   SCH_TRACE_SERVICE(trace_config, "found job id %d", index);
   sch_job_entry *found = &config->jobs[index];
   mtrack_free(key);
+  forget_short_block(fragment);
   const guint count = sch_append(&found->fragments, fragment);
   SCH_TRACE_SERVICE(trace_config, "job %s (%d) adding fragment %d", name_text(found->key->name).text, index,
                     static_cast<int>(count));
@@ -59,11 +65,11 @@ int sch_add_job_data(sch_config_db *config, sch_config_key *key, void *fragment,
 }
 
 int sch_add_runtime_job_status_entry(sch_config_db *config, sch_runtime_job_status *status) {
-  if (status->job_id >= SCH_MAX_JOBS) return refuse(status, nullptr);
+  if (status->job_id >= SCH_MAX_JOBS) return refuse(status);
   sch_job_entry *slot = &config->jobs[status->job_id];
   if (slot->key == nullptr) {
     SCH_TRACE_SERVICE(trace_status, "job key not present!");
-    return refuse(status, nullptr);
+    return refuse(status);
   }
   const guint count = sch_append(&slot->status_list, status);
   SCH_TRACE_SERVICE(trace_status, "adding status # %d for job %s", static_cast<int>(count),

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "diag/short_blocks.h"
 #include "platform/memory.h"
 #include "schedcli.h"
 
@@ -12,6 +13,7 @@ void free_list(GList *list) {
 }  // namespace
 
 void free_fragment(void *fragment, void *) {
+  forget_short_block(fragment);
   mtrack_free(fragment);
 }
 

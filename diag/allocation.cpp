@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "diag/short_blocks.h"
 #include "diag/trace.h"
 #include "platform/memory.h"
 #include "schedcli.h"
@@ -24,8 +25,11 @@ void trace_failure(const char *purpose) {
 
 void *sch_malloc_check(uint32_t size, uint32_t mem_type, uint32_t, const char *purpose) {
   void *memory = mtrack_alloc(tracker_owner, mem_type, size);
-  if (memory != nullptr) return memset(memory, 0, size);
-  trace_failure(purpose);
-  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_MALLOC_ERR, purpose);
-  return nullptr;
+  if (memory == nullptr) {
+    trace_failure(purpose);
+    sch_syslog_raise(&syslog_msg_SCH_SYSLOG_MALLOC_ERR, purpose);
+    return nullptr;
+  }
+  forget_short_block(memory);
+  return memset(memory, 0, size);
 }

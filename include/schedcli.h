@@ -420,10 +420,10 @@ void sch_syslog_raise(const sch_syslog_msg *msg, ...);
 
 /* Enters a stored record, as the store gave it, into the configuration: a schedule, a job's header or a fragment of
  * its text; a record of another type is ignored. Key and value are copied: at most 40 bytes of the key and what the
- * record holds of the value, zero beyond a short one. A fragment is at least as long as its job's header announces, and
- * a header behind its fragments cannot lengthen their text. Returns 0, also when the record was refused (see the next
- * two); -1 when its memory could not be had: nothing is entered. Ignored and failed records leave a copy of their key
- * allocated. */
+ * record holds of the value, zero beyond a short one; a fragment is allocated exactly. Of a fragment shorter than its
+ * job's header announces, sch_concat_fragments() reads what there is and gives zero for the rest. Returns 0, also when
+ * the record was refused (see the next two); -1 when its memory could not be had: nothing is entered. Ignored and
+ * failed records leave a copy of their key allocated. */
 int sch_add_config_entry(sch_config_db *config, const pss_buf *key, const pss_buf *value);
 
 /* Puts a header into the slot of its job id; takes key and hdr. Returns 0 and the slot; -1 for an id of SCH_MAX_JOBS

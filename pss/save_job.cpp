@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A job is a header and its text's fragments, each a record of its own under the job's key.
+#include "db/fragment.h"
+#include "diag/short_blocks.h"
 #include "diag/trace.h"
 #include "pss/fields.h"
 #include "pss/save.h"
@@ -13,7 +15,10 @@ constexpr SaveRule only_fragment = {"PSS error 0x%x while saving the job fragmen
 int save_fragment(pss_handle store, const SaveRule &rule, const sch_job_entry &slot, const void *fragment,
                   uint32_t size) {
   ++slot.key->fragment;
-  return save_record(store, rule, *slot.key, fragment, size);
+  if (readable_of(fragment, size) == size) return save_record(store, rule, *slot.key, fragment, size);
+  char whole[SCH_FRAGMENT_SIZE];
+  copy_fragment(whole, fragment, size);
+  return save_record(store, rule, *slot.key, whole, size);
 }
 
 // Fragments behind the text's end are not stored: the format knows none without text.

@@ -6,6 +6,7 @@
 #include <memory>
 #include <random>
 
+#include "diag/short_blocks.h"
 #include "tests/db/records.h"
 
 using namespace platform_test;
@@ -115,13 +116,14 @@ std::string zeros(size_t count) {
   return std::string(count, '\0');
 }
 
-TEST_F(HostileRecords, fragments_shorter_than_their_header_announces_are_filled_up) {
+TEST_F(HostileRecords, fragments_shorter_than_their_header_announces_are_kept_exactly_and_joined_with_zero_behind) {
   add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 3000));
   add_config_entry(stored_key(1, 1, "j"), "ab\ncd");
   add_config_entry(stored_key(1, 2, "j"), "");
   add_config_entry(stored_key(1, 3, "j"), std::string(900, 'z'));
   EXPECT_THAT(fake.calls_with("mtrack_alloc 224 7"),
-              ElementsAre("mtrack_alloc 224 7 1024", "mtrack_alloc 224 7 1024", "mtrack_alloc 224 7 952"));
+              ElementsAre("mtrack_alloc 224 7 5", "mtrack_alloc 224 7 0", "mtrack_alloc 224 7 900"));
+  EXPECT_THAT(fake.calls_with("mtrack_free"), ElementsAre("mtrack_free 5", "mtrack_free 5", "mtrack_free 5"));
   EXPECT_EQ(joined(3000), "ab\ncd" + zeros(1019 + 1024) + std::string(900, 'z') + zeros(52));
   std::vector<char> line(3000);
   EXPECT_EQ(sch_show_run_concat_fragments(sch_job_list[0].fragments, line.data(), 3000), 0);
@@ -139,14 +141,15 @@ TEST_F(HostileRecords, fragments_behind_the_announced_text_keep_their_size) {
   }
 }
 
-TEST_F(HostileRecords, announced_length_of_any_size_fills_up_one_fragment_at_most) {
+TEST_F(HostileRecords, announced_length_of_any_size_reads_no_more_than_the_fragment) {
   for (const uint32_t length : {1025u, 2048u, 0x7fffffffu, 0x80000000u, 0xffffffffu}) {
     reset_library();
     fake.reset();
     add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, length));
     add_config_entry(stored_key(1, 1, "j"), std::string(1023, 'a'));
-    EXPECT_THAT(fake.calls_with("mtrack_alloc 224 7"), ElementsAre("mtrack_alloc 224 7 1024"));
+    EXPECT_THAT(fake.calls_with("mtrack_alloc 224 7"), ElementsAre("mtrack_alloc 224 7 1023"));
     EXPECT_EQ(sch_job_list[0].hdr->length, length);
+    EXPECT_EQ(joined(1025), std::string(1023, 'a') + zeros(1) + ".");
   }
 }
 
@@ -156,25 +159,51 @@ TEST_F(HostileRecords, fragment_of_a_job_that_lacks_its_header_keeps_its_size) {
   EXPECT_EQ(fake.calls_with("mtrack_alloc 224 7"), std::vector<std::string>{"mtrack_alloc 224 7 2"});
 }
 
-// A header, its fragment of some bytes, then a second header: the length that is kept of it.
-uint32_t length_after(uint32_t first, size_t fragment, uint32_t second) {
+// A header, its fragment of some bytes, then a second header: the text of that.
+std::string text_after(uint32_t first, size_t fragment, uint32_t second) {
   reset_library();
   fake.reset();
   add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, first));
   add_config_entry(stored_key(1, 1, "j"), std::string(fragment, 'a'));
   add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, second));
-  const uint32_t length = sch_job_list[0].hdr->length;
-  joined(static_cast<int32_t>(std::min(length, 4096u)));
-  return length;
+  EXPECT_EQ(sch_job_list[0].hdr->length, second) << "the record is taken as it is";
+  return joined(static_cast<int32_t>(std::min(second, 1100u)));
 }
 
-TEST_F(HostileRecords, later_header_does_not_lengthen_the_text_of_a_part_of_a_fragment) {
-  EXPECT_EQ(length_after(2, 2, 0xffffffff), 2u);
-  EXPECT_EQ(length_after(1023, 5, 1024), 1023u);
-  EXPECT_EQ(length_after(0, 0, 1), 0u);
-  EXPECT_EQ(length_after(2, 2, 1), 1u);
-  EXPECT_EQ(length_after(1024, 5, 0xffffffff), 0xffffffffu);  // the fragment is full
-  EXPECT_EQ(length_after(4000, 5, 5000), 5000u);
+TEST_F(HostileRecords, later_header_reads_no_more_than_its_fragments_hold) {
+  const std::string full(1024, 'a'), behind(76, '.');
+  EXPECT_EQ(text_after(2, 2, 0xffffffff), "aa" + zeros(1022) + behind);
+  EXPECT_EQ(text_after(1023, 5, 1024), "aaaaa" + zeros(1019));
+  EXPECT_EQ(text_after(0, 0, 1), zeros(1));
+  EXPECT_EQ(text_after(2, 2, 1), "a");
+  EXPECT_EQ(text_after(2, 2, 2), "aa");
+  EXPECT_EQ(text_after(1024, 1024, 0xffffffff), full + behind);
+  EXPECT_EQ(text_after(4000, 5, 5000), "aaaaa" + zeros(1019) + behind);
+}
+
+TEST_F(HostileRecords, header_behind_a_fragment_that_had_none_reads_no_more_than_it_holds) {
+  sch_job_list[0].key = make_key("j");
+  add_config_entry(stored_key(1, 1, "j"), "ab");
+  add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 5));
+  EXPECT_EQ(joined(5), "ab" + zeros(3));
+}
+
+TEST_F(HostileRecords, second_fragment_of_two_is_bound_by_its_place) {
+  add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 1030));
+  add_config_entry(stored_key(1, 1, "j"), std::string(1024, 'a'));
+  add_config_entry(stored_key(1, 2, "j"), "abcdef");
+  add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 1032));
+  EXPECT_EQ(joined(1032), std::string(1024, 'a') + "abcdef" + zeros(2));
+}
+
+// What is short is known by its place in memory, which the next fragment may take.
+TEST_F(HostileRecords, place_of_a_short_fragment_is_whole_for_the_one_that_takes_it_next) {
+  add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 4));
+  char *place = make_fragment("text");
+  note_short_block(place, 2);
+  sch_job_entry *slot = nullptr;
+  sch_add_job_data(&sch_running_config, make_key("j", 1, 1), place, &slot);
+  EXPECT_EQ(joined(4), "text");
 }
 
 TEST_F(HostileRecords, later_header_is_taken_as_it_is_while_there_is_no_fragment) {

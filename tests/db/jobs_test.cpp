@@ -117,6 +117,8 @@ TEST_F(JobTable, status_of_an_id_out_of_range_is_freed_silently) {
   for (const uint32_t job_id : {256u, 0xffffffffu}) {
     EXPECT_EQ(sch_add_runtime_job_status_entry(&sch_running_config, make_status(job_id)), -1);
     EXPECT_EQ(fake.live_blocks(), 0);
+    EXPECT_THAT(fake.calls_with("mtrack_free"), ElementsAre("mtrack_free 4"));
+    fake.calls.clear();
   }
   EXPECT_THAT(fake.history, IsEmpty());
   EXPECT_THAT(fake.buginf, IsEmpty());
@@ -125,6 +127,7 @@ TEST_F(JobTable, status_of_an_id_out_of_range_is_freed_silently) {
 TEST_F(JobTable, status_of_an_unused_slot_is_freed_with_a_trace) {
   EXPECT_EQ(sch_add_runtime_job_status_entry(&sch_running_config, make_status(0)), -1);
   EXPECT_EQ(fake.live_blocks(), 0);
+  EXPECT_THAT(fake.calls_with("mtrack_free"), ElementsAre("mtrack_free 4"));
   EXPECT_THAT(fake.traces(102), ElementsAre("job key not present!"));
 }
 

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "tests/platform/state.h"
 
@@ -33,7 +34,8 @@ using namespace platform_test;
 void *mtrack_alloc(uint32_t owner, uint32_t mem_type, uint32_t size) {
   note("mtrack_alloc %u %u %u", owner, mem_type, size);
   if (fake.alloc.fails()) return nullptr;
-  void *block = ::operator new(size, std::nothrow);
+  void *block =
+      fake.next_block != nullptr ? std::exchange(fake.next_block, nullptr) : ::operator new(size, std::nothrow);
   if (block == nullptr) return nullptr;
   std::memset(block, garbage, size);
   blocks()[block] = mem_type;

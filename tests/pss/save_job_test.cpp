@@ -100,6 +100,19 @@ TEST_F(SaveJobTest, list_shorter_than_the_header_tells_ends_the_job) {
   EXPECT_EQ(fake.stores["test"].records.size(), 3u);
 }
 
+// The store is damaged: the pieces are shorter than the header announces.
+TEST_F(SaveJobTest, short_fragments_are_stored_with_zero_behind_what_they_hold) {
+  put("test", key_hex(1, 0, "job"), "07000000" + zeros(4) + "06040000");
+  put("test", key_hex(1, 1, "job"), "6162");
+  put("test", key_hex(1, 2, "job"), "636465");
+  sch_restore_config_from_pss(&sch_running_config, store);
+  fake.calls.clear();
+  EXPECT_EQ(sch_save_job_entry_to_pss(store, &sch_job_list[7]), 0);
+  EXPECT_THAT(fake.calls, ElementsAre(stored(store, key_hex(1, 0, "job"), "07000000" + zeros(4) + "06040000"),
+                                      stored(store, key_hex(1, 1, "job"), "6162" + zeros(1022)),
+                                      stored(store, key_hex(1, 2, "job"), "636465" + zeros(3))));
+}
+
 TEST_F(SaveJobTest, slot_without_key_or_header_is_refused_without_a_store_call) {
   sch_job_entry *slot = job("x\n");
   sch_job_hdr *hdr = slot->hdr;

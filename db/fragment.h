@@ -1,0 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
+// The bytes of a job's fragment.
+#pragma once
+
+#include <cstdint>
+
+// Copies size bytes, zero behind what a short fragment holds.
+void copy_fragment(char *destination, const void *fragment, uint32_t size);
