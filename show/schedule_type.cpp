@@ -15,7 +15,8 @@ const char *day_suffix(int32_t day) {
   constexpr uint32_t first_th = 4;
   constexpr uint32_t last_th = 20;
   if (static_cast<uint32_t>(day) - first_th <= last_th - first_th) return "th";
-  return day < 0 ? "" : day_suffixes[day % 10];
+  const int32_t digit = day % 10;
+  return digit < 0 ? "" : day_suffixes[digit];
 }
 
 }  // namespace
