@@ -104,6 +104,19 @@ TEST_F(RuntimeStatusTest, database_is_saved_by_ascending_index) {
   EXPECT_THAT(fake.traces(103), ElementsAre("saving job first (0)", "saving job last (255)"));
 }
 
+TEST_F(RuntimeStatusTest, given_configuration_is_restored_and_saved) {
+  add_job(sch_running_config, 1, "job", "x\n");
+  add_job(sch_startup_config, 1, "job", "x\n");
+  put("test", key_hex(255, 1, "s"), "0100000002000000");
+  EXPECT_EQ(sch_restore_db_from_pss(&sch_startup_config, store), 0);
+  EXPECT_EQ(sch_job_list[1].status_list, nullptr);
+  EXPECT_EQ(g_list_length(startup_job_list[1].status_list), 1u);
+  fake.calls.clear();
+  sch_save_db_to_pss(&sch_startup_config, store);
+  sch_save_db_to_pss(&sch_running_config, store);
+  EXPECT_THAT(fake.calls, ElementsAre(stored(store, key_hex(255, 1, "s"), "0100000002000000")));
+}
+
 TEST_F(RuntimeStatusTest, database_announces_each_job_before_it_is_saved) {
   add_status(*add_job(sch_running_config, 4, "job", "x\n"), 4, "s", 1, 0);
   fake.record_traces = true;

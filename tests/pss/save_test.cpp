@@ -272,6 +272,17 @@ TEST_F(SaveTest, whole_configuration_is_schedules_in_list_order_then_jobs_by_ind
                           "pss save job last (255)", "saving log file info success"));
 }
 
+TEST_F(SaveTest, whole_configuration_is_the_given_one_beside_the_one_log_file) {
+  const pss_handle store = open_store();
+  add_schedule(sch_running_config, "running", {});
+  add_job(sch_running_config, 1, "running", "r\n");
+  add_schedule(sch_startup_config, "startup", {});
+  add_job(sch_startup_config, 2, "startup", "s\n");
+  sch_save_config_to_pss(&sch_startup_config, store);
+  EXPECT_THAT(fake.traces(103),
+              ElementsAre("pss save schedule startup", "pss save job startup (2)", "saving log file info success"));
+}
+
 TEST_F(SaveTest, whole_configuration_skips_slots_without_key_header_or_text) {
   const pss_handle store = open_store();
   sch_job_entry *no_header = add_job(sch_running_config, 3, "no-header", "x\n");

@@ -92,6 +92,43 @@ TEST_F(ShrinkTest, failing_store_loses_its_handle_and_the_others_are_not_touched
   }
 }
 
+TEST_F(ShrinkTest, unknown_free_space_ends_the_round_and_keeps_every_handle) {
+  open_all();
+  fake.free_space = 501;
+  fake.store = {3, false};  // free space and shrink of the first, free space of the second
+  EXPECT_EQ(sch_pss_shrink(500), 0x40480009);
+  EXPECT_THAT(fake.calls, ElementsAre("pss_free_space 1", "pss_shrink 1", "pss_free_space 2"));
+  EXPECT_EQ(pss_running, 4u);
+  EXPECT_EQ(pss_running_db, 2u);
+  EXPECT_EQ(debug_pss_running, 3u);
+}
+
+TEST_F(ShrinkTest, bound_and_free_space_beyond_2_gigabytes_compare_as_they_are) {
+  const struct {
+    uint32_t free, bound;
+    bool shrinks;
+  } cases[] = {{0x80000000, 1, true}, {1, 0x80000000, false}, {0xffffffff, 0xffffffff, false}, {1, 0, true}};
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.free);
+    fake.reset();
+    const pss_handle store = open_store("run");
+    fake.free_space = c.free;
+    sch_verify_pss_shrink(store, "run", c.bound, &status);
+    EXPECT_EQ(fake.calls_with("pss_shrink").size(), c.shrinks ? 1u : 0u);
+  }
+}
+
+TEST_F(ShrinkTest, free_space_is_traced_before_and_the_attempt_after_the_shrink) {
+  const pss_handle store = open_store("run");
+  fake.free_space = 501;
+  fake.record_traces = true;
+  sch_verify_pss_shrink(store, "run", 500, &status);
+  EXPECT_LT(position_of("pss_free_space"), position_of("sdwrap_hist_event 100 Free space"));
+  EXPECT_LT(position_of("sdwrap_hist_event 100 Free space"), position_of("pss_shrink"));
+  EXPECT_LT(position_of("pss_shrink"), position_of("sdwrap_hist_event 100 Attempted"));
+  EXPECT_LT(position_of("sdwrap_hist_event 100 Attempted"), fake.calls.size());
+}
+
 TEST_F(ShrinkTest, uri_that_fills_its_buffer_is_traced_whole) {
   open_all();
   set_text(sch_pss_running_uri, 64, std::string(64, 'u'));

@@ -164,10 +164,12 @@ TEST_F(ShowJobsTest, a_reply_beside_an_error_is_not_printed) {
 
 TEST_F(ShowJobsTest, memory_that_runs_out_returns_2_silently) {
   Context context({"a"});
+  context->debug = 3;
   fake.libc_alloc.nth = 1;
   EXPECT_EQ(run(sch_cli_show_jobs, context), (Outcome{2, "", ""}));
   EXPECT_TRUE(fake.requests.empty());
   EXPECT_TRUE(fake.traces().empty());
+  EXPECT_EQ(cli_debug, 3u) << "taken at entry";
 }
 
 TEST_F(ShowJobsTest, the_debug_flag_is_taken_from_the_command_each_time) {
