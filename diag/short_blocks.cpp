@@ -3,25 +3,39 @@
 
 #include <glib.h>
 
-#include <algorithm>
+#include <cstring>
 
 namespace {
 
-GHashTable *sizes = nullptr;  // block -> size + 1; null until a store is found damaged
+// A block may go back to the tracker unseen and its place be taken by a longer one. So a note is a copy of what the
+// block held: it counts only while the block begins with that.
+GHashTable *notes = nullptr;  // block -> GBytes; null until a store is found damaged
+
+GBytes *note_of(const void *block) {
+  return notes == nullptr ? nullptr : static_cast<GBytes *>(g_hash_table_lookup(notes, block));
+}
+
+void unref(void *bytes) {
+  g_bytes_unref(static_cast<GBytes *>(bytes));
+}
 
 }  // namespace
 
 void note_short_block(const void *block, uint32_t size) {
-  if (sizes == nullptr) sizes = g_hash_table_new(nullptr, nullptr);
-  const uint32_t kept = readable_of(block, size);
-  g_hash_table_insert(sizes, const_cast<void *>(block), GUINT_TO_POINTER(kept + 1));
+  if (notes == nullptr) notes = g_hash_table_new_full(nullptr, nullptr, nullptr, unref);
+  GBytes *content = g_bytes_new(block, readable_of(block, size));
+  g_hash_table_replace(notes, const_cast<void *>(block), content);
 }
 
 void forget_short_block(const void *block) {
-  if (sizes != nullptr) g_hash_table_remove(sizes, block);
+  if (notes != nullptr) g_hash_table_remove(notes, block);
 }
 
 uint32_t readable_of(const void *block, uint32_t wanted) {
-  const void *noted = sizes == nullptr ? nullptr : g_hash_table_lookup(sizes, block);
-  return noted == nullptr ? wanted : std::min(wanted, GPOINTER_TO_UINT(noted) - 1);
+  GBytes *note = note_of(block);
+  if (note == nullptr) return wanted;
+  gsize size = 0;
+  const void *content = g_bytes_get_data(note, &size);
+  const bool is_short = size < wanted && (size == 0 || memcmp(block, content, size) == 0);
+  return is_short ? static_cast<uint32_t>(size) : wanted;
 }

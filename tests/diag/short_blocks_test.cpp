@@ -16,7 +16,7 @@ class ShortBlocks : public PlatformTest {
     forget_short_block(block_);
     PlatformTest::TearDown();
   }
-  const char block_[8] = {};
+  char block_[8] = "content";
 };
 
 TEST_F(ShortBlocks, block_that_nobody_noted_is_whole) {
@@ -38,6 +38,16 @@ TEST_F(ShortBlocks, smaller_of_two_notes_stays) {
   note_short_block(block_, 3);
   note_short_block(block_, 5);
   EXPECT_EQ(readable_of(block_, 8), 3u);
+}
+
+// It came without the allocator, so nobody forgot the note of the one before.
+TEST_F(ShortBlocks, other_content_in_a_noted_place_is_whole) {
+  note_short_block(block_, 3);
+  block_[2] = 'N';
+  EXPECT_EQ(readable_of(block_, 8), 8u);
+  block_[2] = 'n';
+  block_[3] = 'T';
+  EXPECT_EQ(readable_of(block_, 8), 3u) << "the note ends before it";
 }
 
 TEST_F(ShortBlocks, forgotten_block_is_whole_and_may_be_forgotten_again) {
