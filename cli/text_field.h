@@ -13,9 +13,23 @@ void copy_text(char (&field)[Size], const char *text) {
   std::memset(field + length, 0, Size - length);
 }
 
-// The text of a field that may be full to its last byte. A full name is kept whole: cut, it could be another's.
+// The text of a field, where it stands; of one that is full to its last byte a copy with a terminator. A full name is
+// kept whole: cut, it could be another's.
 template <size_t Size>
-struct FieldText {
-  char text[Size + 1] = {};
-  explicit FieldText(const char (&field)[Size]) { std::memcpy(text, field, strnlen(field, Size)); }
+class FieldText {
+ public:
+  explicit FieldText(const char (&field)[Size]) {
+    if (strnlen(field, Size) < Size) {
+      text = field;
+    } else {
+      std::memcpy(copy_, field, Size);
+    }
+  }
+  FieldText(const FieldText &) = delete;
+  FieldText &operator=(const FieldText &) = delete;
+
+  const char *text = copy_;
+
+ private:
+  char copy_[Size + 1] = {};
 };

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <regex.h>
 
+#include <cstring>
+
+#include "cli/text_field.h"
 #include "tests/cli/exchange.h"
 
 namespace {
@@ -54,6 +57,20 @@ TEST_F(Frame, requests_go_out_with_the_transport_s_arguments) {
   EXPECT_EQ(request.shell_handle, 77u);
   EXPECT_EQ(request.zero, 0u);
   EXPECT_TRUE(request.reply_was_null);
+}
+
+// A platform may keep the pointers as long as the shell keeps the context.
+TEST_F(Frame, a_terminated_name_is_handed_on_where_it_stands_and_a_full_one_copied) {
+  char field[4] = {'a', 'b', '\0', 'x'};
+  const FieldText ended(field);
+  EXPECT_EQ(ended.text, field);
+  std::memcpy(field, "abc", sizeof field);
+  const FieldText longest(field);
+  EXPECT_EQ(longest.text, field);
+  std::memcpy(field, "abcd", sizeof field);
+  const FieldText full(field);
+  EXPECT_NE(full.text, field);
+  EXPECT_STREQ(full.text, "abcd");
 }
 
 TEST_F(Frame, names_follow_the_rule) {
