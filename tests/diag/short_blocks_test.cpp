@@ -48,6 +48,9 @@ TEST_F(ShortBlocks, other_content_in_a_noted_place_is_whole) {
   block_[2] = 'n';
   block_[3] = 'T';
   EXPECT_EQ(readable_of(block_, 8), 3u) << "the note ends before it";
+  note_short_block(block_, 1);
+  block_[0] = 'C';
+  EXPECT_EQ(readable_of(block_, 8), 8u);
 }
 
 TEST_F(ShortBlocks, forgotten_block_is_whole_and_may_be_forgotten_again) {

@@ -108,7 +108,7 @@ def names(statement):
 
 # They look and answer, and change nothing.
 PURE = set(
-    "FieldText Reply Terminated add as c_str complete entry_at find_hint fragments_of full_text g_list_first g_list_length holds htonl "
+    "FieldText Reply Terminated add as c_str complete entry_at find_hint fragments_of g_list_first g_list_length holds htonl "
     "is_integer is_null is_string max min names_one normalize_day_of_month ntohl parameter size status_entries stored_key strlen "
     "strnlen text_parameter".split()
 )
