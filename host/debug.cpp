@@ -10,8 +10,9 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <deque>
 #include <mutex>
+#include <new>
+#include <vector>
 
 #include "host/transport.h"
 #include "platform/debug.h"
@@ -22,14 +23,39 @@ extern const char sdwrap_dbg_modname[] = "scheduler";
 namespace {
 
 struct Event {
-  timespec when;
-  uint32_t subtype;
-  std::string text;
+  timespec when = {};
+  uint32_t subtype = 0;
+  std::string text = {};
+};
+
+// A ring whose events keep their memory: a trace costs a copy and no allocation once the ring is full.
+class History {
+ public:
+  void add(uint32_t subtype, const char *text, size_t length) {
+    if (next_ == events_.size() && next_ < host::history_event_limit) events_.emplace_back();
+    Event &event = events_[next_ % host::history_event_limit];
+    event.text.assign(text, length);
+    event.subtype = subtype;
+    clock_gettime(CLOCK_REALTIME, &event.when);
+    next_++;
+  }
+
+  void clear() { *this = {}; }
+
+  template <typename Visit>
+  void for_each(Visit visit) const {  // oldest first
+    for (size_t i = next_ - std::min(next_, host::history_event_limit); i < next_; i++)
+      visit(events_[i % host::history_event_limit]);
+  }
+
+ private:
+  std::vector<Event> events_;
+  size_t next_ = 0;  // how many were added
 };
 
 struct Debug {
   std::mutex mutex;
-  std::deque<Event> history;
+  History history;
   std::bitset<host::debug_levels> history_off, buginf_on;
   bool journal = false;
 };
@@ -44,8 +70,7 @@ bool has_switch(uint32_t level) {
 }
 
 // One event stays one line, whatever an operator's text in it contains.
-std::string one_line(const char *text, size_t length) {
-  std::string line(text, strnlen(text, length));
+std::string one_line(std::string line) {
   while (!line.empty() && line.back() == '\n')
     line.pop_back();
   for (char &character : line) {
@@ -57,7 +82,7 @@ std::string one_line(const char *text, size_t length) {
 std::string formatted(const char *format, va_list arguments) {
   char text[host::history_text_limit + 1];
   std::vsnprintf(text, sizeof text, format, arguments);
-  return one_line(text, sizeof text);
+  return one_line(text);
 }
 
 std::string event_line(const Event &event) {
@@ -66,7 +91,7 @@ std::string event_line(const Event &event) {
   char date[32], head[64];
   std::strftime(date, sizeof date, "%F %T", &local);
   std::snprintf(head, sizeof head, "%s.%03ld %3u ", date, event.when.tv_nsec / 1000000, event.subtype);
-  return head + event.text + "\n";
+  return head + one_line(event.text) + "\n";
 }
 
 int dump_memory_statistics() {
@@ -87,13 +112,14 @@ extern "C" int sdwrap_hist_event(uint32_t, uint32_t length, const void *record) 
   if (record == nullptr || length < sizeof subtype) return -1;
   std::memcpy(&subtype, record, sizeof subtype);
   const char *text = static_cast<const char *>(record) + sizeof subtype;
-  Event event{{}, subtype, one_line(text, std::min(length - sizeof subtype, host::history_text_limit))};
-  clock_gettime(CLOCK_REALTIME, &event.when);
   Debug &all = debug();
-  const std::lock_guard lock(all.mutex);
-  if (all.history.size() == host::history_event_limit) all.history.pop_front();
-  all.history.push_back(std::move(event));
-  return 0;
+  try {
+    const std::lock_guard lock(all.mutex);
+    all.history.add(subtype, text, strnlen(text, std::min(length - sizeof subtype, host::history_text_limit)));
+    return 0;
+  } catch (const std::bad_alloc &) {  // no exception crosses into the library; the history misses an event
+    return -1;
+  }
 }
 
 extern "C" int sdwrap_hist_event_subtype_check(uint32_t, uint32_t subtype) {
@@ -145,8 +171,7 @@ std::string history_text() {
   Debug &all = debug();
   const std::lock_guard lock(all.mutex);
   std::string text;
-  for (const Event &event : all.history)
-    text += event_line(event);
+  all.history.for_each([&](const Event &event) { text += event_line(event); });
   return text;
 }
 
