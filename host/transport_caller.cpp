@@ -13,9 +13,8 @@ std::string name_in(const char (&field)[frame_name_size]) {
   return {field, ::strnlen(field, frame_name_size)};
 }
 
-std::optional<User> user_spoken_for(const Peer &peer, const std::string &name) {
-  if (name.empty() || name == peer.user->name) return peer.user;
-  return peer.is_root() ? user_by_name(name) : std::nullopt;
+bool speaks_for_itself(const Peer &peer, const std::string &name) {
+  return name.empty() || name == peer.user->name;
 }
 
 }  // namespace
@@ -28,8 +27,13 @@ bool peer_of(int socket, Peer *peer) {
 uint32_t identify_caller(Peer *peer, const FrameHeader &header, Caller *caller) {
   if (!peer->user) peer->user = user_by_uid(peer->credentials.uid);
   if (!peer->user) return err_not_permitted;
-  const std::optional<User> user = user_spoken_for(*peer, name_in(header.user));
-  if (!user) return err_not_permitted;
+  const std::string name = name_in(header.user);
+  std::optional<User> other;
+  if (!speaks_for_itself(*peer, name)) {
+    if (peer->is_root()) other = user_by_name(name);
+    if (!other) return err_not_permitted;
+  }
+  const User *user = other ? &*other : &*peer->user;
   *caller = {.uid = user->uid,
              .gid = user->gid,
              .peer_uid = peer->credentials.uid,

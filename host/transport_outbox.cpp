@@ -37,7 +37,7 @@ void Outbox::answer(const FrameHeader &request, Answer answer) {
   header_.token = request.token;
   header_.status = answer.status;
   next_ = nullptr;
-  Bytes first = answer.reply.value_or(Bytes{});
+  Bytes first = answer.reply ? std::move(*answer.reply) : Bytes{};
   if (answer.status != 0) return queue({}, 0);
   if (!answer.next && request.service == service_control && first.size() > frame_body_limit) {
     next_ = pieces_of(std::move(first));
