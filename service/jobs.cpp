@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "host/status.h"
 #include "platform/memory.h"
@@ -117,12 +118,21 @@ uint32_t delete_job(const Call &call, const JobRequest &request) {
   return 0;
 }
 
-std::string job_text(const sch_job_entry &slot) {
-  if (slot.hdr == nullptr) return {};
-  // A header of a damaged store may promise more than there is.
+bool make_text_whole(sch_job_entry &slot) {
+  if (slot.hdr == nullptr) return true;
   const size_t available = size_t{g_list_length(slot.fragments)} * SCH_FRAGMENT_SIZE;
   std::string text(std::min<size_t>(slot.hdr->length, available), '\0');
   sch_concat_fragments(slot.fragments, text.data(), static_cast<int32_t>(text.size()));
+  GList *whole = nullptr;
+  if (!make_fragments(text, &whole)) return false;
+  free_fragments(std::exchange(slot.fragments, whole));
+  slot.hdr->length = static_cast<uint32_t>(text.size());
+  return true;
+}
+
+std::string job_text(const sch_job_entry &slot) {
+  std::string text;
+  for_each_piece(slot, [&](std::string_view piece) { text += piece; });
   return text;
 }
 

@@ -2,6 +2,8 @@
 #include "service/show.h"
 
 #include <algorithm>
+#include <cstring>
+#include <limits>
 
 #include "service/answer.h"
 #include "service/jobs.h"
@@ -12,16 +14,20 @@
 namespace service {
 namespace {
 
+bool may_show(const Call &call, const sch_job_entry &slot) {
+  return slot.hdr != nullptr && call.context.authority.may_use(call.caller, slot.hdr->carried);
+}
+
 const sch_job_entry *next_job(const Call &call, const ShowRequest &request) {
-  const sch_job_entry *found = nullptr;
-  for_each_job([&](const sch_job_entry &slot, uint32_t id) {
-    if (found != nullptr || slot.hdr == nullptr) return;
-    if (!call.context.authority.may_use(call.caller, slot.hdr->carried)) return;
-    const bool wanted =
-        request.name.empty() ? static_cast<int32_t>(id) > request.cursor : name_of(*slot.key) == request.name;
-    if (wanted) found = &slot;
-  });
-  return found;
+  if (!request.name.empty()) {
+    const sch_job_entry *slot = find_job(request.name);
+    return slot != nullptr && may_show(call, *slot) ? slot : nullptr;
+  }
+  if (request.cursor == std::numeric_limits<int32_t>::max()) return nullptr;
+  int index = request.cursor + 1;
+  for (; const sch_job_entry *slot = sch_next_job(&sch_running_config, &index); index++)
+    if (may_show(call, *slot)) return slot;
+  return nullptr;
 }
 
 // The list is not always in the order of the numbers.
@@ -69,14 +75,15 @@ sch_show_schedule_reply describe(const sch_schedule_entry &entry) {
 host::Answer show_job(const Call &call, const ShowRequest &request) {
   const sch_job_entry *slot = next_job(call, request);
   if (slot == nullptr) return {};
-  const std::string text = job_text(*slot);
   sch_show_job_reply fixed = {};
   name_of(*slot->key).copy(fixed.name, sizeof fixed.name - 1);
   fixed.job_id = static_cast<int32_t>(slot->hdr->job_id);
-  fixed.length = static_cast<int32_t>(text.size());
   host::Bytes reply;
+  reply.reserve(sizeof fixed + std::min(slot->hdr->length, host::frame_limit));  // more cannot be sent
   append_record(&reply, fixed);
-  append_text(&reply, text);
+  for_each_piece(*slot, [&](std::string_view piece) { append_text(&reply, piece); });
+  fixed.length = static_cast<int32_t>(reply.size() - sizeof fixed);
+  std::memcpy(reply.data(), &fixed, sizeof fixed);
   return with_reply(std::move(reply));
 }
 

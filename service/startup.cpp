@@ -9,6 +9,7 @@
 #include "platform/sysmgr.h"
 #include "service/change.h"
 #include "service/due.h"
+#include "service/jobs.h"
 #include "service/logging_level.h"
 #include "service/schedule_state.h"
 #include "service/statuses.h"
@@ -79,8 +80,13 @@ void drop_unknown_jobs(sch_schedule_rec &rec) {
     if (sch_job_list[id].key == nullptr) remove_job(rec, id);
 }
 
-void repair() {
-  for_each_job([](sch_job_entry &slot, uint32_t) { serial(slot) = next_serial(); });
+bool repair(std::string *error) {
+  bool whole = true;
+  for_each_job([&](sch_job_entry &slot, uint32_t) {
+    serial(slot) = next_serial();
+    whole = whole && make_text_whole(slot);
+  });
+  if (!whole) *error = "out of memory; the stores stay as they are";
   number_schedules();
   for_each_schedule([](sch_schedule_entry &entry) {
     serial(entry) = next_serial();
@@ -89,6 +95,7 @@ void repair() {
     state.owner[sizeof state.owner - 1] = 0;
     set_state(*entry.rec, state);
   });
+  return whole;
 }
 
 // The library's save after a boot leaves these out: they would be gone at the next restart.
@@ -119,7 +126,7 @@ bool open_stores(std::string *error) {
 
 bool settle_stores(std::string *error) {
   const bool boot = sysmgr_is_stateless_restart() != 0;
-  repair();
+  if (!repair(error)) return false;
   if (!purge_statuses()) return fail(error, "status store");
   if (boot) take_startup_logging_level();
   if (boot) for_each_schedule(forget_used_times);

@@ -183,6 +183,53 @@ TEST_F(Startup, statuses_without_their_job_or_schedule_are_purged_at_the_start) 
   EXPECT_EQ(g_list_length(sch_job_list[0].status_list), 1u);
 }
 
+void store_job_record(uint32_t fragment, const std::string &name, void *value, size_t length) {
+  sch_config_key key = {SCH_CONFIG_JOB, fragment, {}};
+  name.copy(key.name, sizeof key.name - 1);
+  sch_hton_config_key(&key);
+  const pss_buf stored_key = {&key, sizeof key}, stored = {value, static_cast<uint32_t>(length)};
+  ASSERT_EQ(pss_store(pss_running, 1, &stored_key, &stored), 0u);
+}
+
+std::string shown_text(World &world, const std::string &name) {
+  const host::Answer answer = world.send(root(), SCH_SERVICE_SHOW, SCH_OP_SHOW_JOB, show_payload(name));
+  if (!answer.reply) return "no such job";
+  sch_show_job_reply fixed;
+  std::memcpy(&fixed, answer.reply->data(), sizeof fixed);
+  const std::string text(reinterpret_cast<const char *>(answer.reply->data()) + sizeof fixed,
+                         answer.reply->size() - sizeof fixed);
+  return static_cast<size_t>(fixed.length) == text.size() ? text : "another length";
+}
+
+struct DamagedJob {
+  const char *what;
+  uint32_t announced;
+  std::vector<std::string> fragments;
+  std::string text;
+};
+
+TEST_F(Startup, a_job_of_a_damaged_store_has_the_text_that_is_there) {
+  const std::string full(SCH_FRAGMENT_SIZE, 'x');
+  DamagedJob rows[] = {
+      {"announces-too-much", 4000000000, {full, "rest\n"}, full + "rest\n" + std::string(1024 - 5, '\0')},
+      {"first-fragment-short", 1024 + 5, {"abc", "rest\n"}, "abc" + std::string(1021, '\0') + "rest\n"},
+      {"no-fragment", 20, {}, ""},
+      {"too-many-fragments", 3, {full, full}, "xxx"},
+      {"whole", 1024 + 5, {full, "rest\n"}, full + "rest\n"},
+  };
+  uint32_t id = 0;
+  for (DamagedJob &row : rows) {
+    uint32_t words[] = {id++, 1, row.announced};
+    store_job_record(0, row.what, words, sizeof words);
+    uint32_t number = 0;
+    for (std::string &fragment : row.fragments)
+      store_job_record(++number, row.what, fragment.data(), fragment.size());
+  }
+  world.restart();
+  for (const DamagedJob &row : rows)
+    EXPECT_EQ(shown_text(world, row.what), row.text) << row.what;
+}
+
 TEST_F(Startup, schedules_keep_their_order_over_a_restart) {
   for (const char *name : {"zebra", "ant", "monkey"})
     ASSERT_EQ(create_schedule(world, name, {}, {}), 0u);
