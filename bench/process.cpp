@@ -3,10 +3,12 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sched.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +19,29 @@ namespace bench {
 namespace {
 
 constexpr int patience_ms = 20000;
+
+std::vector<pid_t> peers;
+
+std::vector<int> usable_cores() {
+  cpu_set_t set;
+  if (::sched_getaffinity(0, sizeof set, &set) != 0) fail("affinity", std::strerror(errno));
+  std::vector<int> cores;
+  for (int core = 0; core < CPU_SETSIZE; core++)
+    if (CPU_ISSET(core, &set)) cores.push_back(core);
+  return cores;
+}
+
+const std::vector<int> &cores() {
+  static const std::vector<int> found = usable_cores();
+  return found;
+}
+
+void move(pid_t process, int core) {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  CPU_SET(core, &set);
+  if (::sched_setaffinity(process, sizeof set, &set) != 0) fail("affinity", std::strerror(errno));
+}
 
 }  // namespace
 
@@ -38,7 +63,25 @@ pid_t spawn(std::vector<std::string> command) {
   const int error = ::posix_spawnp(&process, words[0], &actions, nullptr, words.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   if (error != 0) fail(words[0], std::strerror(error));
+  peers.push_back(process);
   return process;
+}
+
+pid_t fork_peer() {
+  const pid_t process = ::fork();
+  if (process < 0) fail("fork", std::strerror(errno));
+  if (process > 0) peers.push_back(process);
+  return process;
+}
+
+bool has_two_cores() {
+  return cores().size() > 1;
+}
+
+void place(Placement placement) {
+  move(0, cores().front());
+  for (const pid_t peer : peers)
+    move(peer, placement == Placement::one_core ? cores().front() : cores().back());
 }
 
 void await(int descriptor) {
@@ -48,6 +91,7 @@ void await(int descriptor) {
 
 void end(pid_t process) {
   if (process <= 0) return;
+  std::erase(peers, process);
   ::kill(process, SIGTERM);
   ::waitpid(process, nullptr, 0);
 }

@@ -12,7 +12,13 @@ namespace bench {
 [[noreturn]] void fail(const char *what, const std::string &why);
 
 pid_t spawn(std::vector<std::string> command);  // found by PATH; its output is dropped
-void await(int descriptor);                     // until something is written to it
+pid_t fork_peer();                              // fork(2), for a peer that is not a program of its own
 void end(pid_t process);
+
+// Where the kernel puts two ends that talk changes a round trip more than anything that they do; so they are put there.
+enum class Placement { one_core, two_cores };
+void place(Placement placement);  // this process, and on the same or on another core all that it has started
+bool has_two_cores();
+void await(int descriptor);  // until something is written to it
 
 }  // namespace bench

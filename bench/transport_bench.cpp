@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The service's round trips beside what the machine can do at best and beside what others use, in turns, so that a busy
-// machine touches all alike:
+// machine touches all alike, with both ends on one core and on two:
 //   a show request        beside a bare SEQPACKET ping-pong of the same sizes, and beside a message bus
 //   a durable request     beside a show request and one synced LMDB commit of the same bytes
 #include <fcntl.h>
@@ -34,7 +34,7 @@ namespace bench {
 namespace {
 
 constexpr std::size_t job_text = 400;
-constexpr std::size_t show_request = 48, show_reply = 44 + job_text;
+constexpr std::size_t frame_header = 96, show_request = 48, show_reply = 44 + job_text;
 constexpr int rounds = 200, show_calls = 50, durable_calls = 1;
 constexpr const char *job_name = "bench";
 
@@ -106,14 +106,16 @@ class Service {
   pid_t process_;
 };
 
-// The floor: two processes, one socket, nothing looked at.
+// The floor: two processes, one socket, packets of the size that the service's are, nothing looked at.
 class PingPong {
+  static constexpr std::size_t asked = frame_header + show_request, answered = frame_header + show_reply;
+
  public:
   PingPong() {
     int ends[2];
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) fail("socket", std::strerror(errno));
     socket_ = ends[0];
-    process_ = ::fork();
+    process_ = fork_peer();
     if (process_ == 0) answer(ends[1]);
   }
   ~PingPong() {
@@ -124,18 +126,18 @@ class PingPong {
   PingPong &operator=(const PingPong &) = delete;
 
   void play() const {
-    std::array<char, show_reply> buffer = {};
-    if (::send(socket_, buffer.data(), show_request, 0) != show_request ||
-        ::recv(socket_, buffer.data(), buffer.size(), 0) != show_reply)
+    std::array<char, answered> buffer = {};
+    if (::send(socket_, buffer.data(), asked, 0) != asked ||
+        ::recv(socket_, buffer.data(), buffer.size(), 0) != answered)
       fail("ping-pong", "a reply of another size");
   }
 
  private:
   [[noreturn]] static void answer(int socket) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    std::array<char, show_reply> buffer = {};
+    std::array<char, answered> buffer = {};
     while (::recv(socket, buffer.data(), buffer.size(), 0) > 0)
-      if (::send(socket, buffer.data(), show_reply, 0) < 0) break;
+      if (::send(socket, buffer.data(), answered, 0) < 0) break;
     ::_exit(0);
   }
   int socket_ = -1;
@@ -215,9 +217,9 @@ double median_of(const Contender &contender) {
   return percentile(contender.samples, 0.5);
 }
 
-bool compare_shows(const std::string &directory) {
-  const PingPong ping_pong;
-  const DBusPeer bus(directory, show_reply);
+bool compare_shows(const PingPong &ping_pong, const DBusPeer &bus, Placement placement) {
+  std::printf("both ends on %s\n", placement == Placement::one_core ? "one core" : "two cores");
+  place(placement);
   std::vector<Contender> contenders = {{"show request", show_calls, Service::show},
                                        {"bare SEQPACKET ping-pong", show_calls, [&] { ping_pong.play(); }},
                                        {"message bus", show_calls, [&] { bus.ask(show_request); }}};
@@ -225,6 +227,14 @@ bool compare_shows(const std::string &directory) {
   const bool floor =
       report("show request / bare ping-pong, p50", median_of(contenders[0]) / median_of(contenders[1]), 1.5);
   return report("show request / message bus, p50", median_of(contenders[0]) / median_of(contenders[2]), 0.25) && floor;
+}
+
+bool compare_shows(const std::string &directory) {
+  const PingPong ping_pong;
+  const DBusPeer bus(directory, show_reply);
+  const bool on_one = compare_shows(ping_pong, bus, Placement::one_core);
+  if (!has_two_cores()) return on_one;
+  return compare_shows(ping_pong, bus, Placement::two_cores) && on_one;
 }
 
 bool compare_durable(const std::string &directory) {
