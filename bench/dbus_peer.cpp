@@ -62,7 +62,7 @@ DBusPeer::DBusPeer(const std::string &directory, std::size_t reply_size) : reply
   daemon_ = spawn({"dbus-daemon", "--session", "--nofork", "--nosyslog", "--address=" + address,
                    "--print-address=" + std::to_string(started[1])});
   await(started[0]);
-  service_ = fork_peer();
+  service_ = fork_peer(2);
   if (service_ == 0) be_service(address, reply_size, ready[1]);
   await(ready[0]);
   connection_ = connect(address);

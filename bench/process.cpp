@@ -20,7 +20,11 @@ namespace {
 
 constexpr int patience_ms = 20000;
 
-std::vector<pid_t> peers;
+struct Peer {
+  pid_t process;
+  int hops;
+};
+std::vector<Peer> peers;
 
 std::vector<int> usable_cores() {
   cpu_set_t set;
@@ -50,7 +54,7 @@ void fail(const char *what, const std::string &why) {
   std::exit(1);
 }
 
-pid_t spawn(std::vector<std::string> command) {
+pid_t spawn(std::vector<std::string> command, int hops) {
   std::vector<char *> words;
   for (std::string &word : command)
     words.push_back(word.data());
@@ -63,14 +67,14 @@ pid_t spawn(std::vector<std::string> command) {
   const int error = ::posix_spawnp(&process, words[0], &actions, nullptr, words.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   if (error != 0) fail(words[0], std::strerror(error));
-  peers.push_back(process);
+  peers.push_back({process, hops});
   return process;
 }
 
-pid_t fork_peer() {
+pid_t fork_peer(int hops) {
   const pid_t process = ::fork();
   if (process < 0) fail("fork", std::strerror(errno));
-  if (process > 0) peers.push_back(process);
+  if (process > 0) peers.push_back({process, hops});
   return process;
 }
 
@@ -80,8 +84,8 @@ bool has_two_cores() {
 
 void place(Placement placement) {
   move(0, cores().front());
-  for (const pid_t peer : peers)
-    move(peer, placement == Placement::one_core ? cores().front() : cores().back());
+  for (const Peer &peer : peers)
+    move(peer.process, placement == Placement::one_core || peer.hops % 2 == 0 ? cores().front() : cores().back());
 }
 
 void await(int descriptor) {
@@ -91,7 +95,7 @@ void await(int descriptor) {
 
 void end(pid_t process) {
   if (process <= 0) return;
-  std::erase(peers, process);
+  std::erase_if(peers, [process](const Peer &peer) { return peer.process == process; });
   ::kill(process, SIGTERM);
   ::waitpid(process, nullptr, 0);
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The service's round trips beside what the machine can do at best and beside what others use, in turns, so that a busy
-// machine touches all alike, with both ends on one core and on two:
+// machine touches all alike, on one core and from core to core:
 //   a show request        beside a bare SEQPACKET ping-pong of the same sizes, and beside a message bus
 //   a durable request     beside a show request and one synced LMDB commit of the same bytes
 #include <fcntl.h>
@@ -218,7 +218,7 @@ double median_of(const Contender &contender) {
 }
 
 bool compare_shows(const PingPong &ping_pong, const DBusPeer &bus, Placement placement) {
-  std::printf("both ends on %s\n", placement == Placement::one_core ? "one core" : "two cores");
+  std::printf("%s\n", placement == Placement::one_core ? "all on one core" : "each message from core to core");
   place(placement);
   std::vector<Contender> contenders = {{"show request", show_calls, Service::show},
                                        {"bare SEQPACKET ping-pong", show_calls, [&] { ping_pong.play(); }},

@@ -2,6 +2,7 @@
 #include "host/transport_caller.h"
 
 #include <cstring>
+#include <string_view>
 
 #include "host/status.h"
 
@@ -9,11 +10,11 @@ namespace host {
 
 namespace {
 
-std::string name_in(const char (&field)[frame_name_size]) {
+std::string_view name_in(const char (&field)[frame_name_size]) {
   return {field, ::strnlen(field, frame_name_size)};
 }
 
-bool speaks_for_itself(const Peer &peer, const std::string &name) {
+bool speaks_for_itself(const Peer &peer, std::string_view name) {
   return name.empty() || name == peer.user->name;
 }
 
@@ -27,10 +28,10 @@ bool peer_of(int socket, Peer *peer) {
 uint32_t identify_caller(Peer *peer, const FrameHeader &header, Caller *caller) {
   if (!peer->user) peer->user = user_by_uid(peer->credentials.uid);
   if (!peer->user) return err_not_permitted;
-  const std::string name = name_in(header.user);
+  const std::string_view name = name_in(header.user);
   std::optional<User> other;
   if (!speaks_for_itself(*peer, name)) {
-    if (peer->is_root()) other = user_by_name(name);
+    if (peer->is_root()) other = user_by_name(std::string(name));
     if (!other) return err_not_permitted;
   }
   const User *user = other ? &*other : &*peer->user;
@@ -39,7 +40,7 @@ uint32_t identify_caller(Peer *peer, const FrameHeader &header, Caller *caller) 
              .peer_uid = peer->credentials.uid,
              .pid = peer->credentials.pid,
              .user_name = user->name,
-             .peer_name = name_in(header.peer)};
+             .peer_name = std::string(name_in(header.peer))};
   return 0;
 }
 

@@ -2,7 +2,6 @@
 // A client's connection to the service: kept between requests, made anew when the service was restarted.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -19,7 +18,7 @@ class Deadline {
   int remaining_ms() const;    // never below 0
 
  private:
-  std::chrono::steady_clock::time_point end_;
+  int64_t end_ms_ = 0;  // on the monotonic clock
 };
 
 class Connection {

@@ -78,7 +78,7 @@ int serve(const Options &options, const host::User &user) {
   if (!host::paths().system_wide) listening.only_uid = user.uid;
   const auto answer = [&](const host::Incoming &incoming) {
     host::Answer result = dispatch(context, incoming);
-    scheduler.check();
+    if (incoming.service != SCH_SERVICE_SHOW) scheduler.check();  // showing changes nothing
     return result;
   };
   std::unique_ptr<host::Server> server = host::Server::listen(listening, answer, &error);
