@@ -20,7 +20,7 @@ struct Advice {
 };
 
 constexpr Advice advices[] = {
-    {err_store_full, "nothing was changed; make room on the disk, or raise the store's bound"},
+    {err_store_full, "nothing was changed; make room on the disk, or raise the limit (schedd --store-limit)"},
     {err_store_foreign, "it was left as it is; move it away and load a dump of it, or start without it"},
     {err_store_busy, "nothing was changed; stop the other process, or end the batch, first"},
     {err_store_limit, "nothing was changed"},

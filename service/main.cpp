@@ -10,6 +10,7 @@
 #include "host/debug.h"
 #include "host/paths.h"
 #include "host/security.h"
+#include "host/store.h"
 #include "host/sysmgr.h"
 #include "service/dispatch.h"
 #include "service/joblog.h"
@@ -102,6 +103,7 @@ int run(int argc, char **argv) {
       break;
   }
   debug_level = options.debug_level;
+  if (options.store_limit_mib != 0) host::store_set_bound(static_cast<uint64_t>(options.store_limit_mib) << 20);
   umask(077);
   host::use_paths(host::resolve_paths(options.state_dir.empty() ? nullptr : options.state_dir.c_str()));
   host::syslog_open("schedd", options.foreground);

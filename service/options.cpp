@@ -19,6 +19,7 @@ constexpr char usage[] =
     "\n"
     "  --state-dir DIR     where the stores and the job log are\n"
     "  --interpreter PATH  what runs the jobs' text; /bin/sh unless given\n"
+    "  --store-limit MIB   the most that each store's file may take, 1 to 1024; 128 unless given\n"
     "  --foreground        messages of the system log also to standard error\n"
     "  --debug LEVEL       traces below this level to standard error\n"
     "  --version           print the version\n"
@@ -27,11 +28,12 @@ constexpr char usage[] =
     "Exit status: 0 ended by SIGTERM or SIGINT, 1 failed, 2 wrong usage,\n"
     "3 the state directory cannot be used, or another service uses it.\n";
 
-enum Option { state_dir = 1, interpreter, foreground, debug, version, help };
+enum Option { state_dir = 1, interpreter, store_limit, foreground, debug, version, help };
 
 constexpr option long_options[] = {
     {"state-dir", required_argument, nullptr, state_dir},
     {"interpreter", required_argument, nullptr, interpreter},
+    {"store-limit", required_argument, nullptr, store_limit},
     {"foreground", no_argument, nullptr, foreground},
     {"debug", required_argument, nullptr, debug},
     {"version", no_argument, nullptr, version},
@@ -48,12 +50,20 @@ Parsed complain(const char *what, const char *about) {
   return Parsed::wrong;
 }
 
-Parsed take_level(const char *text, int *level) {
+struct Range {
+  int least, most;
+  const char *complaint;
+};
+constexpr Range levels = {0, 255, "not a level 0 to 255"};
+constexpr Range store_limits = {1, 1024, "not a limit of 1 to 1024 MiB"};
+
+Parsed take_number(const char *text, const Range &range, int *number) {
   char *end = nullptr;
   errno = 0;
   const long value = std::strtol(text, &end, 10);
-  if (errno != 0 || end == text || *end != 0 || value < 0 || value > 255) return complain("not a level 0 to 255", text);
-  *level = static_cast<int>(value);
+  const bool is_number = errno == 0 && end != text && *end == 0;
+  if (!is_number || value < range.least || value > range.most) return complain(range.complaint, text);
+  *number = static_cast<int>(value);
   return Parsed::run;
 }
 
@@ -71,11 +81,13 @@ Parsed take(int which, Options *options) {
       return options->state_dir.empty() ? complain("no directory", "--state-dir") : Parsed::run;
     case interpreter:
       return take_interpreter(optarg, &options->interpreter);
+    case store_limit:
+      return take_number(optarg, store_limits, &options->store_limit_mib);
     case foreground:
       options->foreground = true;
       return Parsed::run;
     case debug:
-      return take_level(optarg, &options->debug_level);
+      return take_number(optarg, levels, &options->debug_level);
     case version:
       return print("schedd " SCHEDCLI_VERSION "\n");
     case help:

@@ -10,6 +10,7 @@ struct Options {
   std::string interpreter = "/bin/sh";
   bool foreground = false;  // the system log's messages also on standard error
   int debug_level = 0;
+  int store_limit_mib = 0;  // 0: the usual one
 };
 
 enum class Parsed { run, done, wrong };  // done: help or version was printed; wrong: said on standard error

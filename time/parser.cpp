@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <optional>
 
 #include "diag/trace.h"
 #include "schedcli.h"
@@ -37,9 +38,11 @@ int read_number(const char *text, int *out) {
 }
 
 template <size_t Count>
-bool read_name_or_number(const char *text, const char *const (&names)[Count], int *out) {
-  const int result = get_val(text, names, static_cast<int>(Count), out);
-  return result == number_read || result == name_matched;
+std::optional<int> name_or_number(const char *text, const char *const (&names)[Count]) {
+  int value = 0;
+  const int result = get_val(text, names, static_cast<int>(Count), &value);
+  if (result != number_read && result != name_matched) return std::nullopt;
+  return value;
 }
 
 struct Field {
@@ -66,10 +69,10 @@ int parse_year(const char *rest, sch_tminfo *record) {
 int parse_month(char *rest, int day, sch_tminfo *record) {
   const Field field = cut_last_field(rest);
   if (!field.leftmost) SCH_TRACE_CLI("month %s", field.text);
-  int month = 0;
-  if (!read_name_or_number(field.text, month_names, &month)) return unreadable_field;
+  const std::optional<int> month = name_or_number(field.text, month_names);
+  if (!month) return unreadable_field;
   record->day_of_month = day;
-  record->month = month;
+  record->month = *month;
   if (field.leftmost) {
     SCH_TRACE_CLI("- month retrieved");
     return 0;
@@ -82,15 +85,15 @@ int parse_month(char *rest, int day, sch_tminfo *record) {
 int parse_day(char *rest, sch_tminfo *record) {
   const Field field = cut_last_field(rest);
   SCH_TRACE_CLI("dw/dm %s", field.text);
-  int day = 0;
-  if (!read_name_or_number(field.text, day_names, &day)) return unreadable_field;
+  const std::optional<int> day = name_or_number(field.text, day_names);
+  if (!day) return unreadable_field;
   if (field.leftmost) {
-    record->day_of_week = day;
+    record->day_of_week = *day;
     SCH_TRACE_CLI("- day retrieved");
     return 0;
   }
   SCH_TRACE_CLI("day retrieved");
-  return parse_month(rest, day, record);
+  return parse_month(rest, *day, record);
 }
 
 int parse_hour(char *rest, sch_tminfo *record) {

@@ -29,7 +29,8 @@ from mutants import mutants  # noqa: E402
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 FOLDERS = ["diag", "db", "time", "cli", "pss", "show", "acfg"]
 REQUIRED = 0.95
-MEMORY_LIMIT = 4 << 30  # a mutant's endless growth must not take the machine with it
+MEMORY_LIMIT_MB = 2048  # a mutant's endless growth must not take the machine with it
+SANITIZERS = ["-fsanitize=address,undefined", "-fno-sanitize-recover=undefined"]  # a wrong access is noticed too
 LIBRARY = "libmutant.so"
 
 
@@ -66,7 +67,8 @@ class Build:
         options = ["-DCMAKE_BUILD_TYPE=Mutate", "-DSCHEDCLI_PROGRAMS=OFF", "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON"]
         if shutil.which("ccache"):
             options += [f"-DCMAKE_{language}_COMPILER_LAUNCHER=ccache" for language in ("C", "CXX")]
-        flags = "-O0 -w"  # compiled hundreds of times; warnings about a mutant say nothing
+        # Compiled hundreds of times; warnings about a mutant say nothing.
+        flags = f"-O0 -w {' '.join(SANITIZERS)}"
         options += [f"-DCMAKE_CXX_FLAGS={flags}", f"-DCMAKE_C_FLAGS={flags}"]
         must(["cmake", "-S", ROOT, "-B", self.directory, "-G", "Ninja", *options])
         must(["cmake", "--build", self.directory, f"-j{jobs}"])
@@ -124,7 +126,7 @@ class Build:
         directory.mkdir(parents=True, exist_ok=True)
         library = directory / LIBRARY
         objects = [replaced.get(output, str(self.directory / output)) for _, output in self.compile_commands.values()]
-        must(["g++", "-shared", "-o", library, f"-Wl,-soname,{LIBRARY}", *wraps, *objects, *self.glib])
+        must(["g++", "-shared", *SANITIZERS, "-o", library, f"-Wl,-soname,{LIBRARY}", *wraps, *objects, *self.glib])
         return library
 
 
@@ -175,13 +177,18 @@ class Worker:
         return "survived"
 
 
-def limit_resources():
-    resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
+def leave_no_core():
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
 
 def passes(test, library_directory, limit):
-    environment = {**os.environ, "LD_LIBRARY_PATH": str(library_directory), "GTEST_FAIL_FAST": "1", "GTEST_BRIEF": "1"}
+    environment = {
+        **os.environ,
+        "LD_LIBRARY_PATH": str(library_directory),
+        "GTEST_FAIL_FAST": "1",
+        "GTEST_BRIEF": "1",
+        "ASAN_OPTIONS": f"hard_rss_limit_mb={MEMORY_LIMIT_MB}",
+    }
     process = subprocess.Popen(
         [str(test.executable)],
         cwd=library_directory,
@@ -189,7 +196,7 @@ def passes(test, library_directory, limit):
         stdin=subprocess.DEVNULL,
         stdout=subprocess.DEVNULL,
         stderr=subprocess.DEVNULL,
-        preexec_fn=limit_resources,
+        preexec_fn=leave_no_core,
     )
     try:
         return process.wait(timeout=limit) == 0

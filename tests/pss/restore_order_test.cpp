@@ -68,6 +68,21 @@ TEST_F(RestoreOrderTest, fragments_of_a_job_are_put_in_the_order_of_their_number
   } while (std::next_permutation(numbers.begin(), numbers.end()));
 }
 
+TEST_F(RestoreOrderTest, what_lies_behind_the_job_table_is_left_alone) {
+  char behind = 'b';
+  sch_job_entry table[SCH_MAX_JOBS + 1] = {};
+  GList element = {&behind, nullptr, nullptr};
+  table[SCH_MAX_JOBS].fragments = &element;
+  GList *schedules = nullptr;
+  sch_config_db config = {table, &schedules};
+  give(key_hex(1, 1, "job"), piece("text\n", 1));
+  give(key_hex(1, 0, "job"), header(0, 5));
+  EXPECT_EQ(sch_restore_config_from_pss(&config, store), 0);
+  EXPECT_EQ(g_list_length(table[0].fragments), 1u);
+  EXPECT_EQ(table[SCH_MAX_JOBS].fragments, &element);
+  sch_free_job_entry(&table[0]);
+}
+
 TEST_F(RestoreOrderTest, jobs_that_lie_in_each_other_keep_their_own_texts) {
   const std::string first = job_text(long_size), second = std::string(2048, 'b'), third = "c\n";
   give(key_hex(1, 2, "first"), piece(first, 2));

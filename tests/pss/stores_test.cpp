@@ -150,6 +150,14 @@ TEST_F(StoresTest, refused_value_size_is_traced_before_it_is_raised) {
   EXPECT_LT(position_of(std::string("sdwrap_hist_event 100 ") + broken_parts), position_of("tarn_syslog"));
 }
 
+TEST_F(StoresTest, refused_key_size_is_traced_before_it_is_raised) {
+  fake.errors["pss_max_key"] = broken;
+  fake.record_traces = true;
+  sch_pss_create("some:store", 1024, 1024, 40);
+  EXPECT_LT(position_of("sdwrap_hist_event 100 could not alter key size to 40 error 0x40480009"),
+            position_of("tarn_syslog"));
+}
+
 TEST_F(StoresTest, refused_version_is_not_looked_at) {
   fake.errors["pss_version_set"] = broken;
   EXPECT_EQ(sch_pss_create("some:store", 1024, 1024, 40), 0);
