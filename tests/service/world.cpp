@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <set>
 #include <stdexcept>
 
 #include "host/paths.h"
@@ -89,9 +90,8 @@ void run_clock_from(time_t now) {
 }
 
 Directory::Directory() {
-  char path[] = "/tmp/schedcli-service-XXXXXX";
-  if (mkdtemp(path) == nullptr) throw std::runtime_error("no temporary directory");
-  path_ = path;
+  path_ = std::filesystem::temp_directory_path() / "schedcli-service-XXXXXX";
+  if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary directory");
 }
 
 Directory::~Directory() {
@@ -329,8 +329,11 @@ std::string configuration() {
   service::for_each_schedule([&](const sch_schedule_entry &entry) {
     text += "schedule " + service::name_of(*entry.key) + " " + hex(entry.rec, sizeof *entry.rec) + "\n";
   });
+  std::set<std::string> addresses;  // found by their schedule's name, so that their order is nobody's
   for (GList *node = sch_schedule_email_list; node != nullptr; node = node->next)
-    text += "addresses " + hex(node->data, sizeof(sch_schedule_email_entry)) + "\n";
+    addresses.insert("addresses " + hex(node->data, sizeof(sch_schedule_email_entry)) + "\n");
+  for (const std::string &entry : addresses)
+    text += entry;
   text += "transport " + hex(&email_transport_conf, sizeof email_transport_conf) + "\n";
   return text + "log " + hex(sch_log_file.name, sizeof sch_log_file - 8) + "\n";
 }
