@@ -74,9 +74,9 @@ struct Platform {
   // Memory: live blocks by type; mtrack_free of null is harmless and is recorded.
   std::map<uint32_t, int> live;  // blocks by memory type
   int live_blocks() const;
-  Fault alloc;       // mtrack_alloc
+  Fault alloc;                 // mtrack_alloc
   void *next_block = nullptr;  // mtrack_alloc hands this out once, as made by operator new
-  Fault libc_alloc;  // malloc and realloc of the library
+  Fault libc_alloc;            // malloc and realloc of the library
 
   // Stores by URI. Handles count from 1. store_error: result of every failing call that has no code of its own.
   std::map<std::string, Store> stores;
