@@ -367,6 +367,27 @@ TEST(Requests, a_store_that_refuses_at_any_call_leaves_memory_and_disk_as_they_w
   }
 }
 
+// What is granted is on disk with one commit, also when it changes several records; all else costs none.
+TEST(Requests, a_granted_request_is_one_durable_commit_and_any_other_none) {
+  for (const Request &request : all_requests()) {
+    World world;
+    configure(world);
+    const auto commits_of = [&](const host::Caller &caller) {
+      const uint64_t before = host::store_commits();
+      world.send(caller, config, request.opcode, request.payload);
+      return host::store_commits() - before;
+    };
+    EXPECT_EQ(commits_of(remote_user()), 0u) << request.what << ", refused";
+    EXPECT_EQ(commits_of(root()), 1u) << request.what;
+  }
+  World world;
+  configure(world);
+  const uint64_t before = host::store_commits();
+  EXPECT_EQ(shown_text(world, "a").size(), 3000u);
+  world.send(root(), SCH_SERVICE_SHOW, SCH_OP_SHOW_SCHEDULE, show_payload());
+  EXPECT_EQ(host::store_commits(), before);
+}
+
 TEST(Requests, a_full_store_refuses_without_a_change_and_serves_on) {
   host::store_set_bound(512 * 1024);
   World world;
