@@ -6,8 +6,10 @@ Reads formatted sources (the formatting check runs first): a definition starts i
 the first brace that stands under it."""
 import pathlib
 import re
-import subprocess
 import sys
+
+sys.dont_write_bytecode = True  # the tree stays as it is
+from sources import sources  # noqa: E402
 
 SHIPPED = {"include", "platform", "diag", "db", "time", "cli", "pss", "show", "acfg", "host", "service", "shell"}
 NOT_A_FUNCTION = re.compile(r"^\s*(namespace|struct|class|enum|union|extern \"C\"|static const|const|constexpr|inline constexpr|if|for|while|switch|do|else)\b")
@@ -46,8 +48,7 @@ def report(title, rows):
 
 
 def main():
-    names = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "*.cpp", "*.h"], capture_output=True, text=True, check=True).stdout.split()
-    files = [pathlib.Path(name) for name in names if name.split("/")[0] in SHIPPED]
+    files = [path for path in sources() if path.parts[0] in SHIPPED and path.suffix != ".c"]
     bodies = [(count, f"{file}:{line} {name}") for file in files for count, name, line in functions(file)]
     report("files", [(len(file.read_text().splitlines()), str(file)) for file in files])
     report("functions", bodies)

@@ -6,6 +6,9 @@ import re
 import subprocess
 import sys
 
+sys.dont_write_bytecode = True  # the tree stays as it is
+from sources import sources  # noqa: E402
+
 LIBRARY = {"include", "platform", "diag", "db", "time", "cli", "pss", "show", "acfg"}
 # folder -> folders whose headers it may include
 MAY_INCLUDE = {**{folder: LIBRARY for folder in LIBRARY},
@@ -26,12 +29,11 @@ def included_folder(name):
 
 
 def bad_includes():
-    files = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], capture_output=True, text=True, check=True).stdout.split()
-    for file in files:
-        folder = file.split("/")[0]
-        if folder not in MAY_INCLUDE or not file.endswith((".cpp", ".h", ".c")):
+    for file in sources():
+        folder = file.parts[0]
+        if folder not in MAY_INCLUDE:
             continue
-        for number, line in enumerate(pathlib.Path(file).read_text().splitlines(), 1):
+        for number, line in enumerate(file.read_text().splitlines(), 1):
             found = re.match(r'\s*#\s*include\s*"([^"]+)"', line)
             if not found:
                 continue

@@ -9,8 +9,7 @@ check() { # NAME COMMAND...
   "${@:2}" || failed+=("$1")
 }
 
-sources() { git ls-files -co --exclude-standard '*.cpp' '*.c' '*.h'; }
-formatting() { sources | xargs clang-format --dry-run --Werror; }
+formatting() { python3 tests/lint/sources.py | xargs clang-format --dry-run --Werror; }
 
 check formatting formatting
 check 'ring direction' python3 tests/lint/rings.py "$build"
