@@ -39,22 +39,6 @@ uint32_t feature(World &world, bool enable, const host::Caller &caller = root())
   return service::control({world.parts->context, caller}, operation, {}).status;
 }
 
-std::string shown_text(World &world, const std::string &name) {
-  const host::Answer answer = world.send(root(), SCH_SERVICE_SHOW, SCH_OP_SHOW_JOB, show_payload(name));
-  if (!answer.reply) return "(none)";
-  return {reinterpret_cast<const char *>(answer.reply->data()) + sizeof(sch_show_job_reply),
-          answer.reply->size() - sizeof(sch_show_job_reply)};
-}
-
-int stored_records() {
-  int count = 0;
-  pss_cursor cursor = {};
-  for (const pss_buf *key = pss_move2location(pss_running, PSS_FIRST, &cursor); key != nullptr;
-       key = pss_move2location(pss_running, PSS_NEXT, &cursor))
-    count++;
-  return count;
-}
-
 TEST(Requests, texts_around_the_fragment_size_are_kept_byte_for_byte_over_a_restart) {
   World world;
   for (const size_t size : {0, 1, 1023, 1024, 1025, 2048, 2500}) {
@@ -72,13 +56,13 @@ TEST(Requests, texts_around_the_fragment_size_are_kept_byte_for_byte_over_a_rest
 TEST(Requests, a_shorter_text_leaves_no_fragment_of_the_longer_one_behind) {
   World world;
   ASSERT_EQ(create_job(world, "a", ""), 0u);
-  const int empty = stored_records();
+  const int empty = stored_records(pss_running);
   ASSERT_EQ(job(world, SCH_OP_DEFINE_JOB, "a", std::string(5000, 'x')), 0u);
-  EXPECT_EQ(stored_records(), empty + 5);
+  EXPECT_EQ(stored_records(pss_running), empty + 5);
   ASSERT_EQ(job(world, SCH_OP_DEFINE_JOB, "a", std::string(1025, 'x')), 0u);
-  EXPECT_EQ(stored_records(), empty + 2);
+  EXPECT_EQ(stored_records(pss_running), empty + 2);
   ASSERT_EQ(job(world, SCH_OP_DEFINE_JOB, "a", ""), 0u);
-  EXPECT_EQ(stored_records(), empty);
+  EXPECT_EQ(stored_records(pss_running), empty);
 }
 
 TEST(Requests, a_full_job_table_is_said_and_a_deleted_slot_is_used_again) {

@@ -160,26 +160,17 @@ void store_status(const char *schedule, uint32_t id) {
   ASSERT_EQ(sch_save_runtime_job_status_entry_to_pss(pss_running_db, &status), 0);
 }
 
-int stored_statuses() {
-  int count = 0;
-  pss_cursor cursor = {};
-  for (const pss_buf *key = pss_move2location(pss_running_db, PSS_FIRST, &cursor); key != nullptr;
-       key = pss_move2location(pss_running_db, PSS_NEXT, &cursor))
-    count++;
-  return count;
-}
-
 // What a crash between the commits of the two stores leaves.
 TEST_F(Startup, statuses_without_their_job_or_schedule_are_purged_at_the_start) {
   ASSERT_EQ(create_job(world, "job", "echo\n"), 0u);
   ASSERT_EQ(create_schedule(world, "s", {"job"}, daily(12, 30)), 0u);
   run_at(world, noon + 30 * minute);
-  ASSERT_EQ(stored_statuses(), 2);  // and whose they are
-  store_status("s", 1);             // no such job
-  store_status("gone", 0);          // no such schedule
-  store_status("s", 300);           // no such slot
+  ASSERT_EQ(stored_records(pss_running_db), 2);  // and whose they are
+  store_status("s", 1);                          // no such job
+  store_status("gone", 0);                       // no such schedule
+  store_status("s", 300);                        // no such slot
   world.restart();
-  EXPECT_EQ(stored_statuses(), 2);
+  EXPECT_EQ(stored_records(pss_running_db), 2);
   EXPECT_EQ(g_list_length(sch_job_list[0].status_list), 1u);
 }
 
@@ -189,16 +180,6 @@ void store_job_record(uint32_t fragment, const std::string &name, void *value, s
   sch_hton_config_key(&key);
   const pss_buf stored_key = {&key, sizeof key}, stored = {value, static_cast<uint32_t>(length)};
   ASSERT_EQ(pss_store(pss_running, 1, &stored_key, &stored), 0u);
-}
-
-std::string shown_text(World &world, const std::string &name) {
-  const host::Answer answer = world.send(root(), SCH_SERVICE_SHOW, SCH_OP_SHOW_JOB, show_payload(name));
-  if (!answer.reply) return "no such job";
-  sch_show_job_reply fixed;
-  std::memcpy(&fixed, answer.reply->data(), sizeof fixed);
-  const std::string text(reinterpret_cast<const char *>(answer.reply->data()) + sizeof fixed,
-                         answer.reply->size() - sizeof fixed);
-  return static_cast<size_t>(fixed.length) == text.size() ? text : "another length";
 }
 
 struct DamagedJob {

@@ -309,6 +309,25 @@ std::vector<Logged> log_of(World &world, const host::Caller &caller, const std::
   return log;
 }
 
+std::string shown_text(World &world, const std::string &job) {
+  const host::Answer answer = world.send(root(), SCH_SERVICE_SHOW, SCH_OP_SHOW_JOB, show_payload(job));
+  if (!answer.reply) return "(none)";
+  sch_show_job_reply fixed;
+  std::memcpy(&fixed, answer.reply->data(), sizeof fixed);
+  const std::string text(reinterpret_cast<const char *>(answer.reply->data()) + sizeof fixed,
+                         answer.reply->size() - sizeof fixed);
+  return static_cast<size_t>(fixed.length) == text.size() ? text : "(of another length than it says)";
+}
+
+int stored_records(pss_handle store) {
+  int count = 0;
+  pss_cursor cursor = {};
+  for (const pss_buf *key = pss_move2location(store, PSS_FIRST, &cursor); key != nullptr;
+       key = pss_move2location(store, PSS_NEXT, &cursor))
+    count++;
+  return count;
+}
+
 std::string configuration() {
   std::string text = "enabled " + std::to_string(scheduler_enabled) + "\n";
   const auto hex = [](const void *data, size_t size) {

@@ -93,6 +93,9 @@ struct Logged {
 };
 std::vector<Logged> log_of(World &world, const host::Caller &caller = root(), const std::string &name = {});
 
+std::string shown_text(World &world, const std::string &job);  // as root sees it
+int stored_records(pss_handle store);
+
 // Everything that a restart must find again, as text: to compare.
 std::string configuration();
 
