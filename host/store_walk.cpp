@@ -28,13 +28,12 @@ struct Walk {
   Store *store = nullptr;
   uint32_t serial = 0;
   uint64_t moved = 0;
-  std::size_t key_at = 0, key_size = 0;  // the last key with its prefix, in `record`
-  std::vector<std::byte> record;         // the last key and, aligned, the value that lies behind it in the file
-  std::vector<std::byte> value;          // of a record whose value lies elsewhere, or was changed since
-  pss_buf key_given{}, value_given{};
+  std::vector<std::byte> record;  // the last key behind its prefix and, aligned, the value that follows it in the file
+  std::vector<std::byte> value;   // of a record whose value lies elsewhere, or was changed since
+  pss_buf key_given{}, value_given{};     // the last key, and the value that was given last
   const void *value_elsewhere = nullptr;  // null: it is in `record`; valid while the store's cursor is at this place
 
-  MDB_val last_key() const { return {key_size, const_cast<std::byte *>(record.data() + key_at)}; }
+  MDB_val last_key() const { return {key_given.length + 1, static_cast<std::byte *>(key_given.data) - 1}; }
 };
 
 constinit std::array<Walk, walk_limit> walks{};
@@ -64,14 +63,20 @@ Walk *walk_of(pss_handle handle, const pss_cursor &cursor) {
   return is_its_own && (is_at_its_place(walk) || walk.store->environment) ? &walk : nullptr;
 }
 
-// Takes a copy of a key and of what lies behind it. Callers take values for records: they are aligned as memory is.
-void keep(Walk &walk, const MDB_val &key, std::size_t behind) {
+[[gnu::noinline]] void grow(std::vector<std::byte> *buffer, std::size_t size) {
+  buffer->resize(size);
+}
+
+// Takes a copy of a key and of what lies behind it; gives the copy of the latter. Callers take values for records: they
+// are aligned as memory is.
+std::byte *keep(Walk &walk, const MDB_val &key, std::size_t behind) {
   constexpr std::size_t alignment = alignof(std::max_align_t);
-  const std::size_t size = key.mv_size + behind;
-  if (walk.record.size() < size + alignment) walk.record.resize(size + alignment);
-  walk.key_size = key.mv_size;
-  walk.key_at = (alignment - key.mv_size % alignment) % alignment;
-  memcpy(walk.record.data() + walk.key_at, key.mv_data, size);
+  const std::size_t aligned_key = (key.mv_size + alignment - 1) & ~(alignment - 1);
+  if (walk.record.size() < aligned_key + behind) grow(&walk.record, aligned_key + behind);
+  std::byte *value = walk.record.data() + aligned_key;
+  memcpy(value - key.mv_size, key.mv_data, key.mv_size + behind);
+  walk.key_given = {value - key.mv_size + 1, static_cast<uint32_t>(key.mv_size - 1)};
+  return value;
 }
 
 Walk &start_walk(pss_handle handle, Store *store, pss_cursor *cursor) {
@@ -135,10 +140,7 @@ const pss_buf *move(Walk &walk, pss_cursor *cursor) {
   if (code != 0) return stop(walk, cursor, code);
   cursor->error = 0;
   const bool is_behind_key = static_cast<std::byte *>(key.mv_data) + key.mv_size == value.mv_data;
-  keep(walk, key, is_behind_key ? value.mv_size : 0);
-  std::byte *record = walk.record.data() + walk.key_at;
-  walk.key_given = {record + 1, static_cast<uint32_t>(key.mv_size - 1)};
-  walk.value_given = {record + key.mv_size, static_cast<uint32_t>(value.mv_size)};
+  walk.value_given = {keep(walk, key, is_behind_key ? value.mv_size : 0), static_cast<uint32_t>(value.mv_size)};
   walk.value_elsewhere = is_behind_key ? nullptr : value.mv_data;
   walk.moved = next_move();
   return &walk.key_given;
@@ -153,7 +155,7 @@ uint32_t no_walk(const Store &store) {
   return store_failed(err_store_bad_handle, store.path, "no walk is under way with this cursor");
 }
 
-const pss_buf *give_value(Walk &walk, const void *data, std::size_t size) {
+[[gnu::noinline]] const pss_buf *give_value(Walk &walk, const void *data, std::size_t size) {
   if (walk.value.size() <= size) walk.value.resize(size + 1);  // never no memory at all
   memcpy(walk.value.data(), data, size);
   walk.value_given = {walk.value.data(), static_cast<uint32_t>(size)};
