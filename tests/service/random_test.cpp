@@ -8,7 +8,6 @@
 #include <cstring>
 #include <random>
 
-#include "host/status.h"
 #include "service/dispatch.h"
 #include "tests/service/world.h"
 
