@@ -2,7 +2,6 @@
 // The server's side of the transport, and the services on it. The client's side is platform/cmi.h.
 #pragma once
 
-#include <glib.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -66,19 +65,22 @@ struct Later {
 
 using Handler = std::function<Answer(const Incoming &)>;
 
-// Listens on `socket_path` and serves on a GLib main context until destroyed. Only `only_uid` (and root) may connect
-// when it is given; otherwise every user may. Removes a socket that an earlier service left at the path: the caller
-// holds the lock of the one service (sysmgr_prepare). Raises the process's soft limit of open files for client_limit.
+// Listens on `socket_path` and serves on the thread's default GLib main context until destroyed. Only `only_uid` (and
+// root) may connect when it is given; otherwise every user may. Removes a socket that an earlier service left at the
+// path: the caller holds the lock of the one service (sysmgr_prepare). Raises the process's soft limit of open files
+// for client_limit.
 class Server {
  public:
   struct Options {
     std::string socket_path;
     std::optional<uid_t> only_uid;
-    int deadline_ms = 10000;          // a client that leaves a reply untaken for so long is cut off
-    GMainContext *context = nullptr;  // null: the default one
+    int deadline_ms = 10000;  // a client that leaves a reply untaken for so long is cut off
   };
   // Null on failure; `error` then says what and where, and what to do.
   static std::unique_ptr<Server> listen(const Options &options, Handler handler, std::string *error);
+  // For a main loop that asks while it waits: answers the client that alone asked the last time, if it has asked again.
+  // False: it has not, or the main loop's turn has come.
+  bool serve_again();
   int clients() const;  // connected now
   ~Server();
   Server(const Server &) = delete;

@@ -19,7 +19,7 @@ namespace host {
 class Outbox {
  public:
   void refuse(uint32_t status);  // of the connection
-  void answer(const FrameHeader &request, Answer answer);
+  void answer(const FrameHeader &request, Answer &&answer);
 
   enum class Progress { done, blocked, more, failed };
   Progress push(int socket);  // sends at most one frame

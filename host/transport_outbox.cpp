@@ -29,7 +29,7 @@ void Outbox::refuse(uint32_t status) {
   queue({}, 0);
 }
 
-void Outbox::answer(const FrameHeader &request, Answer answer) {
+void Outbox::answer(const FrameHeader &request, Answer &&answer) {
   header_ = {};
   header_.kind = FrameKind::reply;
   header_.service = request.service;

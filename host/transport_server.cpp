@@ -69,6 +69,7 @@ class Server::State {
   State(const Options &options, Handler handler) : options_(options), handler_(std::move(handler)) {}
   ~State();
   bool start(std::string *error);
+  bool serve_again();
   int clients() const { return static_cast<int>(clients_.size()); }
 
  private:
@@ -86,7 +87,7 @@ class Server::State {
   bool read_request(ServedClient *client);
   void take_packet(ServedClient *client, std::size_t size);
   void take_request(ServedClient *client, const Frame &frame);
-  void respond(ServedClient *client, const FrameHeader &request, Answer answer);
+  void respond(ServedClient *client, const FrameHeader &request, Answer &&answer);
   void wait_for(ServedClient *client, const FrameHeader &request, std::shared_ptr<Later> later);
   void finish_later(ServedClient *client);
   void refuse(ServedClient *client, uint32_t status);
@@ -125,7 +126,7 @@ bool Server::State::start(std::string *error) {
   // No handler runs the main loop. Without this the loop takes the descriptor out and in again around each dispatch and
   // wakes itself up for it, which costs as much as the request.
   g_source_set_can_recurse(source_, TRUE);
-  g_source_attach(source_, options_.context);
+  g_source_attach(source_, g_main_context_get_thread_default());
   return true;
 }
 
@@ -146,6 +147,14 @@ gboolean Server::State::on_ready(int, GIOCondition, void *state) {
   return G_SOURCE_CONTINUE;
 }
 
+bool Server::State::serve_again() {
+  try {
+    return serve_lone_client();
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
+}
+
 // Who alone asked last will mostly ask next: trying its socket is cheaper than asking first which sockets are ready.
 bool Server::State::serve_lone_client() {
   const auto found = clients_.find(lone_client_);
@@ -154,7 +163,6 @@ bool Server::State::serve_lone_client() {
 }
 
 void Server::State::serve() {
-  if (serve_lone_client()) return;
   guesses_ = 0;
   std::array<epoll_event, events_at_once> events;
   const int count = ::epoll_wait(epoll_.get(), events.data(), events_at_once, 0);
@@ -198,8 +206,7 @@ void Server::State::accept_clients() {
 // The listener stays readable while accept fails for want of descriptors: watching on would spin.
 void Server::State::pause_accepting() {
   watch(EPOLL_CTL_MOD, listener_.get(), listener_id, 0);
-  accept_again_.start(options_.context, accept_pause_ms,
-                      [this] { watch(EPOLL_CTL_MOD, listener_.get(), listener_id, EPOLLIN); });
+  accept_again_.start(accept_pause_ms, [this] { watch(EPOLL_CTL_MOD, listener_.get(), listener_id, EPOLLIN); });
 }
 
 void Server::State::add_client(FileDescriptor socket) {
@@ -272,7 +279,7 @@ void Server::State::take_request(ServedClient *client, const Frame &frame) {
   respond(client, frame.header, ask(handler_, incoming));
 }
 
-void Server::State::respond(ServedClient *client, const FrameHeader &request, Answer answer) {
+void Server::State::respond(ServedClient *client, const FrameHeader &request, Answer &&answer) {
   client->answering = true;
   if (answer.later) return wait_for(client, request, std::move(answer.later));
   client->outbox.answer(request, std::move(answer));
@@ -283,7 +290,7 @@ void Server::State::wait_for(ServedClient *client, const FrameHeader &request, s
   client->asked = request;
   client->later = std::move(later);
   if (!watch(EPOLL_CTL_ADD, client->later->descriptor, client->id + 1, EPOLLIN)) return finish_later(client);
-  client->deadline.start(options_.context, client->later->deadline_ms, [this, client] { finish_later(client); });
+  client->deadline.start(client->later->deadline_ms, [this, client] { finish_later(client); });
   watch_socket(client, 0);
 }
 
@@ -320,7 +327,7 @@ void Server::State::push(ServedClient *client) {
     return watch_socket(client, EPOLLIN);
   }
   if (sent_some || !client->deadline.running())
-    client->deadline.start(options_.context, options_.deadline_ms, [this, client] { drop(client); });
+    client->deadline.start(options_.deadline_ms, [this, client] { drop(client); });
   watch_socket(client, EPOLLOUT);
 }
 
@@ -344,6 +351,11 @@ void Server::State::drop(ServedClient *client) {
 
 Server::Server(std::unique_ptr<State> state) : state_(std::move(state)) {}
 Server::~Server() = default;
+
+bool Server::serve_again() {
+  return state_->serve_again();
+}
+
 int Server::clients() const {
   return state_->clients();
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A one-shot timer on a GLib main context that goes with its owner.
+// A one-shot timer on the thread's default GLib main context that goes with its owner.
 #pragma once
 
 #include <glib.h>
@@ -16,12 +16,12 @@ class Timeout {
   Timeout &operator=(const Timeout &) = delete;
   ~Timeout() { cancel(); }
 
-  void start(GMainContext *context, int milliseconds, std::function<void()> then) {
+  void start(int milliseconds, std::function<void()> then) {
     cancel();
     then_ = std::move(then);
     source_ = g_timeout_source_new(static_cast<guint>(milliseconds));
     g_source_set_callback(source_, &Timeout::fire, this, nullptr);
-    g_source_attach(source_, context);
+    g_source_attach(source_, g_main_context_get_thread_default());
   }
 
   bool running() const { return source_ != nullptr; }

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "host/file_descriptor.h"
-#include "service/loop.h"
+#include "service/watch.h"
 
 namespace service {
 

@@ -9,7 +9,7 @@
 
 #include "service/child.h"
 #include "service/limits.h"
-#include "service/loop.h"
+#include "service/watch.h"
 
 namespace service {
 

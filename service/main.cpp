@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <glib.h>
 #include <signal.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
@@ -8,6 +7,7 @@
 #include <cstdio>
 
 #include "host/debug.h"
+#include "host/main_loop.h"
 #include "host/paths.h"
 #include "host/security.h"
 #include "host/store.h"
@@ -19,6 +19,7 @@
 #include "service/runner.h"
 #include "service/scheduler.h"
 #include "service/startup.h"
+#include "service/watch.h"
 
 namespace service {
 namespace {
@@ -51,18 +52,15 @@ host::FileDescriptor take_signals() {
   return host::FileDescriptor(signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
-void run_until_signalled(const host::FileDescriptor &signals) {
-  GMainLoop *loop = g_main_loop_new(nullptr, FALSE);
-  {
-    const Watch end = Watch::readable(signals.get(), [loop] { g_main_loop_quit(loop); });
-    notify_supervisor("READY=1");
-    g_main_loop_run(loop);
-  }
-  g_main_loop_unref(loop);
+void run_until_signalled(host::MainLoop &loop, const host::FileDescriptor &signals, host::Server &server) {
+  const Watch end = Watch::readable(signals.get(), [&] { loop.quit(); });
+  notify_supervisor("READY=1");
+  loop.run([&] { return server.serve_again(); });
   notify_supervisor("STOPPING=1");
 }
 
 int serve(const Options &options, const host::User &user) {
+  host::MainLoop loop;
   std::string error;
   if (!open_stores(&error)) return give_up(state_unusable, error);
   JobLog log;
@@ -85,7 +83,7 @@ int serve(const Options &options, const host::User &user) {
   std::unique_ptr<host::Server> server = host::Server::listen(listening, answer, &error);
   if (!server || !scheduler.start(&error)) return give_up(failed, error);
   say_whom_it_serves(user.name);
-  run_until_signalled(signals);
+  run_until_signalled(loop, signals, *server);
 
   server.reset();
   runner.stop_all(context);

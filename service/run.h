@@ -9,7 +9,7 @@
 #include "schedcli.h"
 #include "service/context.h"
 #include "service/job_process.h"
-#include "service/loop.h"
+#include "service/watch.h"
 
 namespace service {
 

@@ -95,9 +95,7 @@ Answer echo(const Incoming &request) {
   return answer;
 }
 
-RunningServer::RunningServer(Server::Options options, Handler handler)
-    : context_(g_main_context_new()), loop_(g_main_loop_new(context_, FALSE)) {
-  options.context = context_;
+RunningServer::RunningServer(Server::Options options, Handler handler) {
   std::promise<std::string> started;
   thread_ = std::thread([&] { run(options, std::move(handler), [&](std::string e) { started.set_value(e); }); });
   const std::string error = started.get_future().get();
@@ -108,25 +106,23 @@ RunningServer::RunningServer(Server::Options options, Handler handler)
 }
 
 void RunningServer::run(Server::Options options, Handler handler, std::function<void(std::string)> started) {
-  g_main_context_push_thread_default(context_);
+  loop_ = std::make_unique<MainLoop>();
   std::string error;
   server_ = Server::listen(options, std::move(handler), &error);
   started(error);
-  if (server_) g_main_loop_run(loop_);
+  if (server_) loop_->run([this] { return server_->serve_again(); });
   server_.reset();
-  g_main_context_pop_thread_default(context_);
+  loop_.reset();
 }
 
 RunningServer::~RunningServer() {
-  run_in(context_, [this] { g_main_loop_quit(loop_); });
+  run_in(loop_->context(), [this] { loop_->quit(); });
   thread_.join();
-  g_main_loop_unref(loop_);
-  g_main_context_unref(context_);
 }
 
 int RunningServer::clients() {
   int count = 0;
-  run_in(context_, [&] { count = server_->clients(); });
+  run_in(loop_->context(), [&] { count = server_->clients(); });
   return count;
 }
 

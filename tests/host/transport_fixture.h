@@ -15,6 +15,7 @@
 
 #include "host/file_descriptor.h"
 #include "host/frame.h"
+#include "host/main_loop.h"
 #include "host/transport.h"
 #include "platform/cmi.h"
 
@@ -42,8 +43,7 @@ class RunningServer {
  private:
   void run(host::Server::Options options, host::Handler handler, std::function<void(std::string)> started);
 
-  GMainContext *context_;
-  GMainLoop *loop_;
+  std::unique_ptr<host::MainLoop> loop_;
   std::unique_ptr<host::Server> server_;
   std::thread thread_;
 };

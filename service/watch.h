@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the service waits for on the default GLib main context. A callback may destroy the object that called it.
+// What the service waits for, on the thread's default GLib main context. A callback may destroy the object that called
+// it.
 #pragma once
 
 #include <glib.h>
 
 #include <functional>
-#include <memory>
 #include <utility>
 
 namespace service {
@@ -13,7 +13,7 @@ namespace service {
 class Watch {
  public:
   Watch() = default;
-  Watch(Watch &&other) noexcept : id_(std::exchange(other.id_, 0)) {}
+  Watch(Watch &&other) noexcept : source_(std::exchange(other.source_, nullptr)) {}
   Watch &operator=(Watch &&other) noexcept;
   ~Watch() { stop(); }
 
@@ -21,11 +21,11 @@ class Watch {
   static Watch after_ms(unsigned milliseconds, std::function<void()> elapsed);  // once
 
   void stop();
-  bool active() const { return id_ != 0; }
+  bool active() const { return source_ != nullptr; }
 
  private:
-  explicit Watch(guint id) : id_(id) {}
-  guint id_ = 0;
+  explicit Watch(GSource *source) : source_(source) {}
+  GSource *source_ = nullptr;
 };
 
 }  // namespace service

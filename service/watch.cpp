@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "service/loop.h"
+#include "service/watch.h"
 
 #include <glib-unix.h>
 
-#include <utility>
+#include <memory>
 
 namespace service {
 namespace {
@@ -30,8 +30,11 @@ void forget(gpointer data) {
   delete static_cast<Callback *>(data);
 }
 
-gpointer keep(std::function<void()> function) {
-  return new Callback(std::make_shared<std::function<void()>>(std::move(function)));
+GSource *attach(GSource *source, GSourceFunc callback, std::function<void()> function) {
+  g_source_set_callback(source, callback, new Callback(std::make_shared<std::function<void()>>(std::move(function))),
+                        forget);
+  g_source_attach(source, g_main_context_get_thread_default());
+  return source;
 }
 
 }  // namespace
@@ -39,23 +42,26 @@ gpointer keep(std::function<void()> function) {
 Watch &Watch::operator=(Watch &&other) noexcept {
   if (this != &other) {
     stop();
-    id_ = std::exchange(other.id_, 0);
+    source_ = std::exchange(other.source_, nullptr);
   }
   return *this;
 }
 
 Watch Watch::readable(int fd, std::function<void()> ready) {
   const auto condition = static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR);
-  return Watch(g_unix_fd_add_full(G_PRIORITY_DEFAULT, fd, condition, on_readable, keep(std::move(ready)), forget));
+  return Watch(attach(g_unix_fd_source_new(fd, condition), G_SOURCE_FUNC(on_readable), std::move(ready)));
 }
 
-// The owner stops it in the callback: a source that ended by itself would leave a stale id behind.
+// The owner stops it in the callback.
 Watch Watch::after_ms(unsigned milliseconds, std::function<void()> elapsed) {
-  return Watch(g_timeout_add_full(G_PRIORITY_DEFAULT, milliseconds, on_elapsed, keep(std::move(elapsed)), forget));
+  return Watch(attach(g_timeout_source_new(milliseconds), on_elapsed, std::move(elapsed)));
 }
 
 void Watch::stop() {
-  if (id_ != 0) g_source_remove(std::exchange(id_, 0));
+  GSource *source = std::exchange(source_, nullptr);
+  if (source == nullptr) return;
+  g_source_destroy(source);
+  g_source_unref(source);
 }
 
 }  // namespace service
