@@ -35,12 +35,12 @@ uint32_t identify_caller(Peer *peer, const FrameHeader &header, Caller *caller) 
     if (!other) return err_not_permitted;
   }
   const User *user = other ? &*other : &*peer->user;
-  *caller = {.uid = user->uid,
-             .gid = user->gid,
-             .peer_uid = peer->credentials.uid,
-             .pid = peer->credentials.pid,
-             .user_name = user->name,
-             .peer_name = std::string(name_in(header.peer))};
+  caller->uid = user->uid;
+  caller->gid = user->gid;
+  caller->peer_uid = peer->credentials.uid;
+  caller->pid = peer->credentials.pid;
+  caller->user_name = user->name;
+  caller->peer_name = name_in(header.peer);
   return 0;
 }
 

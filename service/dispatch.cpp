@@ -53,7 +53,13 @@ struct Row {
 constexpr size_t any_length = std::numeric_limits<size_t>::max();
 constexpr uint32_t config = SCH_SERVICE_CONFIG, show = SCH_SERVICE_SHOW;
 
+// The most frequent first.
 constexpr Row rows[] = {
+    {show, SCH_OP_SHOW_SCHEDULE, 40, 40, For::everybody, handle<decode_show, show_schedule, ShowRequest>},
+    {show, SCH_OP_SHOW_JOB, 40, 40, For::everybody, handle<decode_show, show_job, ShowRequest>},
+    {show, SCH_OP_SHOW_LOG, 40, 40, For::everybody, handle<decode_show, show_log, ShowRequest>},
+    {show, SCH_OP_SHOW_LOG_CONFIG, 0, 0, For::everybody, handle_empty<show_log_config>},
+    {show, SCH_OP_SHOW_EMAIL_CONFIG, 0, 0, For::everybody, handle_empty<show_email_config>},
     {config, SCH_OP_CREATE_JOB, 48, 48, For::user, handle<decode_job, create_job, JobRequest>},
     {config, SCH_OP_DEFINE_JOB, 48, any_length, For::user, handle<decode_job_text, define_job, JobRequest>},
     {config, SCH_OP_DELETE_JOB, 48, 48, For::user, handle<decode_job, delete_job, JobRequest>},
@@ -73,11 +79,6 @@ constexpr Row rows[] = {
      handle<decode_email_smtp, set_email_smtp, TransportRequest>},
     {config, SCH_OP_CLEAR_EMAIL_SMTP, 712, 712, For::administrator, handle_empty<clear_email_smtp>},
     {config, SCH_OP_SCHEDULE_EMAIL, 97, 97, For::user, handle<decode_address, modify_address, AddressRequest>},
-    {show, SCH_OP_SHOW_SCHEDULE, 40, 40, For::everybody, handle<decode_show, show_schedule, ShowRequest>},
-    {show, SCH_OP_SHOW_JOB, 40, 40, For::everybody, handle<decode_show, show_job, ShowRequest>},
-    {show, SCH_OP_SHOW_LOG, 40, 40, For::everybody, handle<decode_show, show_log, ShowRequest>},
-    {show, SCH_OP_SHOW_LOG_CONFIG, 0, 0, For::everybody, handle_empty<show_log_config>},
-    {show, SCH_OP_SHOW_EMAIL_CONFIG, 0, 0, For::everybody, handle_empty<show_email_config>},
 };
 
 struct RequestHeader {
