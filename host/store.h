@@ -17,8 +17,8 @@ uint32_t store_commit(pss_handle store);  // after an error nothing of the batch
 void store_abort(pss_handle store);       // harmless without a batch
 
 uint64_t store_commits();  // durable commits of this process so far
-// The most a store's file may grow to, for stores opened from now on. Records may take a third of it: the rest is what
-// transactions need, so that a full store can still be changed and emptied.
+// The most a store's file may grow to. Records may take a third of it: the rest is what transactions need, so that a
+// full store can still be changed and emptied.
 void store_set_bound(uint64_t bytes);
 
 // "running:scheduler_runtime" and the like to a file under the state directory; empty when it is no URI of a store.

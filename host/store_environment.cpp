@@ -21,10 +21,10 @@ namespace {
 // those that the next one writes. Each is at most the live pages, so with a third of the file for them no transaction
 // is ever refused for lack of room, and a full store can be emptied again.
 constexpr std::size_t live_share = 3;
-// Room for the largest configuration, 256 jobs of 64 KiB on pages that are half full, as the live third. It is reserved
-// address space, little enough for a machine with 32-bit addresses; a file grows only with what is stored.
+// Room for the largest configuration, 256 jobs of 64 KiB on pages that are half full, as the live third.
 constexpr std::size_t default_bound = 128U << 20;
 constexpr std::size_t smallest_bound = 128U << 10;
+constexpr std::size_t first_map = 1U << 20;  // bytes of address space; then it doubles whenever it is full
 constexpr unsigned own_flags = MDB_NOSUBDIR | MDB_NOTLS | MDB_NORDAHEAD;
 
 std::size_t &bound() {
@@ -51,20 +51,13 @@ int mark_data_file(const Store &store) {
   return !store.shared || flock(file, LOCK_SH) == 0 ? 0 : errno;
 }
 
-int open_lmdb(const std::string &path, unsigned flags, Environment *environment) {
+// LMDB makes the map large enough for what the file holds.
+int open_lmdb(const std::string &path, unsigned flags, std::size_t map, Environment *environment) {
   MDB_env *made = nullptr;
   if (const int code = mdb_env_create(&made); code != 0) return code;
   environment->reset(made);
-  const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  if (const int code = mdb_env_set_mapsize(made, (bound() + page - 1) / page * page); code != 0) return code;
+  if (const int code = mdb_env_set_mapsize(made, map); code != 0) return code;
   return mdb_env_open(made, path.c_str(), own_flags | flags, 0600);
-}
-
-int begin_reset_reader(Store &store, Transaction *transaction) {
-  MDB_txn *made = nullptr;
-  if (const int code = mdb_txn_begin(store.environment.get(), nullptr, MDB_RDONLY, &made); code != 0) return code;
-  transaction->reset(made);
-  return 0;
 }
 
 int read_description(Store &store) {
@@ -79,15 +72,15 @@ int read_description(Store &store) {
 int prepare_transactions(Store &store) {
   int dead = 0;
   if (const int code = mdb_reader_check(store.environment.get(), &dead); code != 0) return code;
-  if (const int code = begin_reset_reader(store, &store.reader); code != 0) return code;
+  if (const int code = begin_transaction(store, MDB_RDONLY, &store.reader); code != 0) return code;
   MDB_dbi table = 0;
   if (const int code = mdb_dbi_open(store.reader.get(), nullptr, 0, &table); code != 0) return code;
   if (const int code = read_description(store); code != 0) return code;
-  if (const int code = begin_reset_reader(store, &store.walker); code != 0) return code;
+  mdb_txn_reset(store.reader.get());
+  if (const int code = begin_transaction(store, MDB_RDONLY, &store.walker); code != 0) return code;
   MDB_cursor *cursor = nullptr;
   if (const int code = mdb_cursor_open(store.walker.get(), store_table, &cursor); code != 0) return code;
   store.walk_cursor.reset(cursor);
-  mdb_txn_reset(store.reader.get());
   mdb_txn_reset(store.walker.get());
   return 0;
 }
@@ -95,14 +88,21 @@ int prepare_transactions(Store &store) {
 int open_steps(Store &store) {
   // LMDB would make its lock file with the umask's mode.
   if (const int code = make_private_file(lock_path(store.path), 0); code != 0) return code;
-  if (const int code = open_lmdb(store.path, 0, &store.environment); code != 0) return code;
+  if (const int code = open_lmdb(store.path, 0, std::min(first_map, bound()), &store.environment); code != 0)
+    return code;
   if (const int code = mark_data_file(store); code != 0) return code;
   return prepare_transactions(store);
 }
 
-int adopt_larger_map(Store &store) {
+int set_map_size(Store &store, std::size_t bytes) {
   pause_walks(store);
-  return mdb_env_set_mapsize(store.environment.get(), 0);
+  const int code = mdb_env_set_mapsize(store.environment.get(), bytes);
+  if (code != 0) close_environment(store);  // there is no map any more
+  return code;
+}
+
+int adopt_larger_map(Store &store) {
+  return set_map_size(store, 0);
 }
 
 int fill_new(const Environment &environment, const StoreDescription &description, int (*fill)(MDB_txn *, void *),
@@ -142,7 +142,7 @@ uint32_t open_environment(Store &store) {
 
 void close_environment(Store &store) {
   store.walk = 0;
-  store.batch.reset();
+  store.batch.transaction.reset();
   store.walk_cursor.reset();
   store.walker.reset();
   store.reader.reset();
@@ -155,43 +155,31 @@ void pause_walks(Store &store) {
   mdb_txn_reset(store.walker.get());
 }
 
-int begin_write(Store &store, Transaction *transaction) {
-  pause_walks(store);
-  // A process killed while it read would keep old pages from being used again.
-  int dead = 0;
-  mdb_reader_check(store.environment.get(), &dead);
+int begin_transaction(Store &store, unsigned flags, Transaction *transaction) {
   MDB_txn *made = nullptr;
-  int code = mdb_txn_begin(store.environment.get(), nullptr, 0, &made);
-  if (code == MDB_MAP_RESIZED && adopt_larger_map(store) == 0) {
-    code = mdb_txn_begin(store.environment.get(), nullptr, 0, &made);
-  }
+  int code = mdb_txn_begin(store.environment.get(), nullptr, flags, &made);
+  if (code == MDB_MAP_RESIZED && !store.batch.transaction && (code = adopt_larger_map(store)) == 0)
+    code = mdb_txn_begin(store.environment.get(), nullptr, flags, &made);
   transaction->reset(made);
   return code;
 }
 
-uint32_t commit_write(Store &store, Transaction transaction) {
-  const int code = mdb_txn_commit(transaction.release());
-  if (code == 0) {
-    ++commits();
-    return 0;
-  }
-  const uint32_t status = store_status(code, store.path, store.data_file());
-  // A failed write of a meta page leaves the environment unusable; the file itself still has the last commit.
-  MDB_txn *probe = nullptr;
-  if (mdb_txn_begin(store.environment.get(), nullptr, MDB_RDONLY, &probe) == MDB_PANIC) {
-    close_environment(store);
-    open_environment(store);
-    store_failed(status, store.path, mdb_strerror(code));
-  } else {
-    mdb_txn_abort(probe);
-  }
-  return status;
-}
-
 int renew_reader(Store &store, MDB_txn *transaction) {
   int code = mdb_txn_renew(transaction);
-  if (code == MDB_MAP_RESIZED && !store.batch && adopt_larger_map(store) == 0) code = mdb_txn_renew(transaction);
+  if (code == MDB_MAP_RESIZED && !store.batch.transaction && (code = adopt_larger_map(store)) == 0)
+    code = mdb_txn_renew(transaction);
   return code;
+}
+
+int grow_map(Store &store) {
+  MDB_envinfo info{};
+  mdb_env_info(store.environment.get(), &info);
+  if (info.me_mapsize >= bound()) return MDB_MAP_FULL;
+  return set_map_size(store, info.me_mapsize > bound() / 2 ? bound() : info.me_mapsize * 2);
+}
+
+void count_commit() {
+  ++commits();
 }
 
 void reread_description(Store &store) {
@@ -202,12 +190,11 @@ void reread_description(Store &store) {
 
 int put_within_bound(MDB_txn *transaction, MDB_val *key, MDB_val *value, unsigned flags) {
   if (const int code = mdb_put(transaction, store_table, key, value, flags); code != 0) return code;
+  if (*static_cast<std::byte *>(key->mv_data) == description_prefix) return 0;  // it is in every store already
   MDB_stat stat{};
-  MDB_envinfo info{};
   if (const int code = mdb_stat(transaction, store_table, &stat); code != 0) return code;
-  if (const int code = mdb_env_info(mdb_txn_env(transaction), &info); code != 0) return code;
   const std::size_t live = stat.ms_branch_pages + stat.ms_leaf_pages + stat.ms_overflow_pages;
-  return live <= info.me_mapsize / live_share / stat.ms_psize ? 0 : MDB_MAP_FULL;
+  return live <= bound() / live_share / stat.ms_psize ? 0 : MDB_MAP_FULL;
 }
 
 uint32_t make_store_file(const std::string &path, const StoreDescription &description, int (*fill)(MDB_txn *, void *),
@@ -216,12 +203,13 @@ uint32_t make_store_file(const std::string &path, const StoreDescription &descri
   if (code != 0) return store_status(code, path);
   int file = -1;
   Environment environment;
-  code = open_lmdb(path, MDB_NOLOCK, &environment);
+  // What a load puts in is not known before, and cannot be read twice.
+  code = open_lmdb(path, MDB_NOLOCK, fill != nullptr ? bound() : std::min(first_map, bound()), &environment);
   if (code == 0) code = mdb_env_get_fd(environment.get(), &file);
   if (code == 0 && fcntl(file, F_SETFD, FD_CLOEXEC) != 0) code = errno;
   if (code == 0) code = fill_new(environment, description, fill, argument);
   if (code == 0 && fsync(file) != 0) code = errno;
-  if (code == 0) ++commits();
+  if (code == 0) count_commit();
   const uint32_t status = store_status(code, path, file);
   if (status != 0) unlink(path.c_str());
   return status;
@@ -232,7 +220,8 @@ std::size_t store_bound() {
 }
 
 void store_set_bound(uint64_t bytes) {
-  bound() = static_cast<std::size_t>(std::clamp<uint64_t>(bytes, smallest_bound, SIZE_MAX / 2));
+  const auto page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+  bound() = static_cast<std::size_t>(std::clamp<uint64_t>(bytes / page * page, smallest_bound, SIZE_MAX / 2 + 1));
 }
 
 uint64_t store_commits() {

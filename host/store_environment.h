@@ -49,19 +49,26 @@ class RecordKey {
 
 MDB_val description_key();
 
+// One transaction that writes, of one call or of many.
+struct Batch {
+  bool open = false;
+  Transaction transaction;         // null: none is open, or it has failed
+  std::vector<std::byte> changes;  // what it did so far, for the case that it has to begin anew
+  uint32_t failure = 0;            // what made it useless
+};
+
 struct Store {
   explicit Store(std::string store_path) : path(std::move(store_path)) {}
 
   std::string path;
   Environment environment;  // null: a failure closed it; the next call opens it again
+  uint32_t closed_by = 0;   // why it could not
   StoreDescription description{};
   Transaction reader;  // of single reads; reset between them
   Transaction walker;  // of walks; renewed while `walk` is not 0
   Cursor walk_cursor;
   uint32_t walk = 0;  // the walk whose place walk_cursor is at; 0: walker is reset
-  Transaction batch;
-  bool batch_changed = false;
-  uint32_t batch_failure = 0;  // what made the batch useless
+  Batch batch;
   unsigned handles = 0;
   bool shared = true;              // counts as a user of the file for other processes
   std::vector<std::byte> fetched;  // what pss2_fetch gave last
@@ -71,18 +78,20 @@ struct Store {
 };
 
 uint32_t open_environment(Store &store);  // checks the file first
-void close_environment(Store &store);     // forgets a batch
+void close_environment(Store &store);     // forgets a batch's transaction
 
-// A transaction that writes; walks go on from their last key afterwards. 0 or LMDB's code.
-int begin_write(Store &store, Transaction *transaction);
-// Commits durably and counts it. 0 or a status.
-uint32_t commit_write(Store &store, Transaction transaction);
+// Those that begin a transaction, or renew one, take on a map that another process has grown. All give 0 or LMDB's
+// code; after a failure the environment may be closed.
+int begin_transaction(Store &store, unsigned flags, Transaction *transaction);
+int renew_reader(Store &store, MDB_txn *transaction);
+int grow_map(Store &store);  // MDB_MAP_FULL: it is at the bound. No transaction may be under way.
+
+void count_commit();
 void pause_walks(Store &store);
 // MDB_MAP_FULL, and a transaction to be aborted, when the records would take more than their share of the bound.
 int put_within_bound(MDB_txn *transaction, MDB_val *key, MDB_val *value, unsigned flags);
 
 void reread_description(Store &store);  // after a batch that came to nothing
-int renew_reader(Store &store, MDB_txn *transaction);
 
 // What a compacted copy would not take: free pages, their list, and the file's unused end.
 int free_space(Store &store, uint32_t *bytes);

@@ -24,6 +24,7 @@ constexpr Advice advices[] = {
     {err_store_foreign, "it was left as it is; move it away and load a dump of it, or start without it"},
     {err_store_busy, "nothing was changed; stop the other process, or end the batch, first"},
     {err_store_limit, "nothing was changed"},
+    {err_no_memory, "nothing was changed; end other programs, or allow this one more address space"},
     {err_store_absent, "create it, or load a dump into it"},
     {err_store_uri, "a store is running:NAME, startup:NAME or debug:NAME"},
     {err_store_io, "check the disk and the directory's permissions"},
@@ -50,6 +51,7 @@ constexpr Mapping mappings[] = {
     {MDB_INCOMPATIBLE, err_store_foreign},
     {MDB_BAD_VALSIZE, err_store_limit},
     {ENOENT, err_store_absent},
+    {ENOMEM, err_no_memory},
     {EACCES, err_not_permitted},
     {EPERM, err_not_permitted},
 };

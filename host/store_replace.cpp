@@ -27,7 +27,7 @@ bool exists(const std::string &path) {
 // Nobody but this process has the store open, and nobody can open it: the gate is held.
 uint32_t claim(const std::string &path) {
   const Store *store = open_store(path);
-  if (store != nullptr && store->batch) return store_failed(err_store_busy, path, "a batch is open");
+  if (store != nullptr && store->batch.open) return store_failed(err_store_busy, path, "a batch is open");
   const bool is_open = store != nullptr && store->environment;
   const FileDescriptor file(is_open ? -1 : open(path.c_str(), O_RDONLY | O_CLOEXEC));
   const int lock = is_open ? store->data_file() : file.get();
@@ -67,7 +67,7 @@ uint32_t copy_store(const Store &store, const std::string &fresh) {
 }
 
 uint32_t copy_over(Store &store, const std::string &path) {
-  if (store.batch) return store_failed(err_store_busy, store.path, "a batch is open");
+  if (store.batch.open) return store_failed(err_store_busy, store.path, "a batch is open");
   const DirectoryGate gate(path, DirectoryGate::For::replacing);
   if (!gate.held()) return store_status(errno, path);
   pause_walks(store);
@@ -154,7 +154,7 @@ pss_handle pss_open(const char *uri, uint32_t *error) {
 }
 
 uint32_t pss_close(pss_handle handle) {
-  return host::close_handle(handle) ? 0 : host::bad_handle();
+  return host::close_handle(handle) ? 0 : host::bad_handle(handle);
 }
 
 uint32_t pss_destroy(const char *uri) {
@@ -167,7 +167,7 @@ uint32_t pss_destroy(const char *uri) {
 
 uint32_t pss_snapshot(pss_handle handle, uint32_t flags, const char *destination_uri) {
   host::Store *store = host::store_of(handle);
-  if (store == nullptr) return host::bad_handle();
+  if (store == nullptr) return host::bad_handle(handle);
   const std::string path = host::store_path(destination_uri);
   if (path.empty() || path == store->path) return host::uri_failed(destination_uri);
   static_cast<void>(flags);
@@ -177,13 +177,14 @@ uint32_t pss_snapshot(pss_handle handle, uint32_t flags, const char *destination
 uint32_t pss_free_space(pss_handle handle, uint32_t *bytes) {
   *bytes = 0;
   host::Store *store = host::store_of(handle);
-  if (store == nullptr) return host::bad_handle();
+  if (store == nullptr) return host::bad_handle(handle);
   return host::store_status(host::free_space(*store, bytes), store->path);
 }
 
 pss_handle pss_shrink(pss_handle handle, uint32_t *status) {
   host::Store *store = host::store_of(handle);
-  const uint32_t result = store != nullptr ? host::copy_over(*store, std::string(store->path)) : host::bad_handle();
+  const uint32_t result =
+      store != nullptr ? host::copy_over(*store, std::string(store->path)) : host::bad_handle(handle);
   if (status != nullptr) *status = result;
   if (result != 0) return 0;
   const pss_handle fresh = host::new_handle(store);

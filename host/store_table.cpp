@@ -5,6 +5,7 @@
 #include <sys/file.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <map>
 #include <vector>
 
@@ -60,11 +61,17 @@ DirectoryGate::DirectoryGate(const std::string &store_path, For use)
   if (directory_ && flock(directory_.get(), use == For::replacing ? LOCK_EX : LOCK_SH) != 0) directory_ = {};
 }
 
-Store *store_of(pss_handle handle) {
+Store *known_store(pss_handle handle) {
   const Slot *slot = slot_of(handle);
-  if (slot == nullptr || slot->store->environment) return slot == nullptr ? nullptr : slot->store;
-  const DirectoryGate gate(slot->store->path, DirectoryGate::For::opening);
-  return gate.held() && open_environment(*slot->store) == 0 ? slot->store : nullptr;
+  return slot == nullptr ? nullptr : slot->store;
+}
+
+Store *store_of(pss_handle handle) {
+  Store *store = known_store(handle);
+  if (store == nullptr || store->environment) return store;
+  const DirectoryGate gate(store->path, DirectoryGate::For::opening);
+  store->closed_by = gate.held() ? open_environment(*store) : store_status(errno, store->path);
+  return store->closed_by == 0 ? store : nullptr;
 }
 
 Store *open_store(const std::string &path) {
@@ -117,7 +124,8 @@ uint32_t open_path(const std::string &path, pss_handle *handle, bool shared) {
   return *handle != 0 ? 0 : store_failed(err_store_busy, path, "too many handles are open");
 }
 
-uint32_t bad_handle() {
+uint32_t bad_handle(pss_handle handle) {
+  if (const Store *store = known_store(handle); store != nullptr) return store->closed_by;
   return store_failed(err_store_bad_handle, "store", "no open store has this handle");
 }
 

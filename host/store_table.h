@@ -23,6 +23,7 @@ class DirectoryGate {
   FileDescriptor directory_;
 };
 
+Store *known_store(pss_handle handle);  // null: no handle; a failure may have closed the store
 // Null: no handle, or a store that a failure closed and that still cannot be opened again.
 Store *store_of(pss_handle handle);
 Store *open_store(const std::string &path);  // null: not open in this process
@@ -31,8 +32,8 @@ bool close_handle(pss_handle handle);        // closes the store with its last h
 void forget_store(const std::string &path);  // closes it; its handles are none from now on
 uint32_t open_path(const std::string &path, pss_handle *handle, bool shared = true);  // the gate is held
 
-// A status for a handle that store_of does not know.
-uint32_t bad_handle();
+// Why store_of gave none.
+uint32_t bad_handle(pss_handle handle);
 
 void forget_walks(pss_handle handle);  // while its store is open
 

@@ -63,12 +63,11 @@ bool unescape(std::string_view text, std::vector<std::byte> *bytes) {
 }
 
 // All of it from one state of the store, whoever writes meanwhile.
-int write_records(const Store &store, FILE *out) {
-  MDB_txn *made = nullptr;
-  if (const int code = mdb_txn_begin(store.environment.get(), nullptr, MDB_RDONLY, &made); code != 0) return code;
-  const Transaction transaction(made);
+int write_records(Store &store, FILE *out) {
+  Transaction transaction;
+  if (const int code = begin_transaction(store, MDB_RDONLY, &transaction); code != 0) return code;
   MDB_cursor *made_cursor = nullptr;
-  if (const int code = mdb_cursor_open(made, store_table, &made_cursor); code != 0) return code;
+  if (const int code = mdb_cursor_open(transaction.get(), store_table, &made_cursor); code != 0) return code;
   const Cursor cursor(made_cursor);
   MDB_val key = description_key(), value{};
   int code = mdb_cursor_get(made_cursor, &key, &value, MDB_SET);

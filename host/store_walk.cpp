@@ -109,7 +109,7 @@ int seek_behind(MDB_cursor *cursor, const MDB_val &last, MDB_val *key, MDB_val *
 // Within a batch the walk sees the batch; its cursor lives for one step, as the batch may end before the next.
 int step_in_batch(const Walk &walk, MDB_val *key, MDB_val *value) {
   MDB_cursor *made = nullptr;
-  if (const int code = mdb_cursor_open(walk.store->batch.get(), store_table, &made); code != 0) return code;
+  if (const int code = mdb_cursor_open(walk.store->batch.transaction.get(), store_table, &made); code != 0) return code;
   const Cursor cursor(made);
   return seek_behind(made, walk.last_key(), key, value);
 }
@@ -117,7 +117,7 @@ int step_in_batch(const Walk &walk, MDB_val *key, MDB_val *value) {
 // The cursor is elsewhere: another walk or a write came between.
 [[gnu::noinline]] int step_from_last_key(const Walk &walk, MDB_val *key, MDB_val *value) {
   Store &store = *walk.store;
-  if (store.batch) return step_in_batch(walk, key, value);
+  if (store.batch.transaction) return step_in_batch(walk, key, value);
   MDB_cursor *cursor = store.walk_cursor.get();
   pause_walks(store);
   if (const int code = renew_reader(store, store.walker.get()); code != 0) return code;
@@ -166,20 +166,20 @@ uint32_t no_walk(const Store &store) {
 int look_up(Walk &walk, const pss_buf **result) {
   Store &store = *walk.store;
   MDB_val key = walk.last_key(), value{};
-  MDB_txn *transaction = store.batch ? store.batch.get() : store.reader.get();
-  if (!store.batch) {
+  MDB_txn *transaction = store.batch.transaction ? store.batch.transaction.get() : store.reader.get();
+  if (!store.batch.transaction) {
     if (const int code = renew_reader(store, transaction); code != 0) return code;
   }
   const int code = mdb_get(transaction, store_table, &key, &value);
   if (code == 0) *result = give_value(walk, value.mv_data, value.mv_size);
-  if (!store.batch) mdb_txn_reset(transaction);
+  if (!store.batch.transaction) mdb_txn_reset(transaction);
   return code;
 }
 
 // Apart from the usual step, which is as short as a step of LMDB's own.
 [[gnu::noinline]] const pss_buf *begin(pss_handle handle, uint32_t where, pss_cursor *cursor) {
   Store *store = store_of(handle);
-  if (store == nullptr) return fail(cursor, bad_handle());
+  if (store == nullptr) return fail(cursor, bad_handle(handle));
   if (where == PSS_FIRST) return move(start_walk(handle, store, cursor), cursor);
   if (where == PSS_NEXT && cursor->platform[place_word] == ended) return fail(cursor, 0);
   return fail(cursor, no_walk(*store));
@@ -188,7 +188,7 @@ int look_up(Walk &walk, const pss_buf **result) {
 [[gnu::noinline]] const pss_buf *value_now(pss_handle handle, Walk *walk, pss_cursor *cursor) {
   if (walk == nullptr) {
     const Store *store = store_of(handle);
-    return fail(cursor, store == nullptr ? bad_handle() : no_walk(*store));
+    return fail(cursor, store == nullptr ? bad_handle(handle) : no_walk(*store));
   }
   const pss_buf *result = nullptr;
   cursor->error = store_status(look_up(*walk, &result), walk->store->path);

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+// Address space that ends when a store's map is to grow.
+#include <sys/mman.h>
+#include <sys/syscall.h>
+
+#include <cerrno>
+
+#include "tests/host/store_fixture.h"
+
+namespace {
+
+constinit bool no_address_space = false;  // for maps of files
+
+}  // namespace
+
+extern "C" void *mmap(void *address, size_t length, int protection, int flags, int file, off_t offset) noexcept {
+  if (no_address_space && file >= 0) {
+    errno = ENOMEM;
+    return MAP_FAILED;
+  }
+  return reinterpret_cast<void *>(syscall(SYS_mmap, address, length, protection, flags, file, offset));
+}
+
+namespace store_test {
+namespace {
+
+class MapFaultTest : public StoreTest {
+ protected:
+  ~MapFaultTest() override { no_address_space = false; }
+
+  // Stores until the store refuses; gives the status.
+  uint32_t fill(pss_handle store) {
+    no_address_space = true;
+    for (;; ++stored_) {
+      const uint32_t status = put(store, "key" + std::to_string(100000 + stored_), std::string(900, 'v'));
+      if (status != 0) return status;
+    }
+  }
+
+  static void expect_no_memory(uint32_t status) {
+    EXPECT_EQ(status, host::err_no_memory);
+    EXPECT_NE(host::store_last_error().find("Cannot allocate memory; nothing was changed"), std::string::npos)
+        << host::store_last_error();
+  }
+
+  unsigned stored_ = 0;
+};
+
+TEST_F(MapFaultTest, change_that_finds_no_room_for_a_larger_map_is_refused_and_the_store_serves_again_afterwards) {
+  const pss_handle store = create("running:a");
+  expect_no_memory(fill(store));
+  EXPECT_GT(stored_, 100U);
+  expect_no_memory(put(store, "not", "yet"));
+  no_address_space = false;
+  EXPECT_EQ(records(store).size(), stored_);
+  EXPECT_EQ(put(store, "now", "again"), 0U);
+  EXPECT_EQ(records(store).size(), stored_ + 1);
+}
+
+TEST_F(MapFaultTest, batch_that_finds_no_room_for_a_larger_map_is_nothing_whatever_comes_after) {
+  const pss_handle store = create("running:a");
+  put(store, "kept", "as it was");
+  ASSERT_EQ(host::store_begin(store), 0U);
+  expect_no_memory(fill(store));
+  expect_no_memory(put(store, "small", "record"));
+  no_address_space = false;
+  EXPECT_EQ(erase(store, "kept"), host::err_no_memory);
+  no_address_space = true;
+  expect_no_memory(host::store_commit(store));
+  no_address_space = false;
+  EXPECT_EQ(records(store), (Records{{"kept", "as it was"}}));
+  EXPECT_EQ(put(store, "now", "again"), 0U);
+}
+
+TEST_F(MapFaultTest, batch_without_room_for_a_larger_map_can_be_forgotten) {
+  const pss_handle store = create("running:a");
+  ASSERT_EQ(host::store_begin(store), 0U);
+  expect_no_memory(fill(store));
+  host::store_abort(store);
+  no_address_space = false;
+  EXPECT_EQ(records(store), Records{});
+  ASSERT_EQ(host::store_begin(store), 0U);
+  EXPECT_EQ(put(store, "now", "again"), 0U);
+  EXPECT_EQ(host::store_commit(store), 0U);
+}
+
+TEST_F(MapFaultTest, walk_ends_with_an_error_when_the_store_has_no_map_and_can_begin_again) {
+  const pss_handle store = create("running:a");
+  for (const char *key : {"a", "b", "c"})
+    put(store, key, "value");
+  pss_cursor cursor{};
+  ASSERT_EQ(text_of(pss_move2location(store, PSS_FIRST, &cursor)), "a");
+  expect_no_memory(fill(store));
+  EXPECT_EQ(pss_move2location(store, PSS_NEXT, &cursor), nullptr);
+  expect_no_memory(cursor.error);
+  no_address_space = false;
+  EXPECT_EQ(records(store).size(), 3 + stored_);
+}
+
+}  // namespace
+}  // namespace store_test
