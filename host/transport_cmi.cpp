@@ -153,6 +153,7 @@ int mts_recv(uint32_t, mts_message *message, const mts_selector *selector) {
   Stream &current = stream();
   *message = {};
   if (selector->words[0] != selects_token || selector->words[3] != current.token) return -1;
+  if (!current.connection.usable()) return -1;
   Frame frame;
   if (current.connection.receive(current.service, current.token, Deadline::of_reply(), &frame) != 0) return -1;
   if (frame.header.kind == FrameKind::stream_end) return -1;

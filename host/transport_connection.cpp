@@ -172,7 +172,6 @@ uint32_t Connection::transmit(const FrameHeader &header, std::span<const std::by
 }
 
 uint32_t Connection::receive(uint32_t service, uint32_t token, Deadline deadline, Frame *frame) {
-  if (!usable()) return err_cut_off;
   for (;;) {
     if (const uint32_t status = receive_packet(deadline, frame)) return give_up(status);
     if (frame->header.kind == FrameKind::refusal)

@@ -27,14 +27,15 @@ class Connection {
   // and so has taken nothing: a request that the service may have seen is never sent twice.
   uint32_t send(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline);
 
-  // The next frame with this token; others are answers that nobody waits for any more. Valid until the next receive.
+  bool usable() const;  // connected, by this process, to the service of its paths
+  // On a usable connection: the next frame with this token; others are answers that nobody waits for any more. Valid
+  // until the next receive.
   uint32_t receive(uint32_t service, uint32_t token, Deadline deadline, Frame *frame);
 
   std::span<const std::byte> packet() const;  // the frame last received, whole
   void close() { socket_ = FileDescriptor(); }
 
  private:
-  bool usable() const;
   uint32_t open(Deadline deadline);
   uint32_t transmit(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline);
   bool limit_receive(Deadline deadline);
