@@ -12,15 +12,22 @@
 namespace host {
 namespace {
 
+// However a call ends, only a commit leaves anything of its batch.
+struct EndOfBatch {
+  Store &store;
+  ~EndOfBatch() {
+    if (store.batch.open) abort_batch(store);
+  }
+};
+
 // Makes changes within the store's batch, or durable at once.
 template <typename Changes>
 uint32_t change_store(Store &store, Changes make) {
   if (store.batch.open) return make();
   if (const uint32_t status = begin_batch(store); status != 0) return status;
+  const EndOfBatch end{store};
   const uint32_t status = make();
-  if (status == 0) return commit_batch(store);
-  abort_batch(store);
-  return status;
+  return status == 0 ? commit_batch(store) : status;
 }
 
 // Records that were stored under a larger limit can still be read and deleted.

@@ -10,8 +10,9 @@
 
 namespace host {
 
-// A batch collects every change made through `store` into one durable transaction. Reads through the store see it.
-// Until store_commit nothing of it is on disk; store_abort forgets it. Batches do not nest (err_store_busy).
+// A batch collects every change made through `store` into one durable transaction. Reads through the store see it,
+// until it fails. Until store_commit nothing of it is on disk; store_abort forgets it. Batches do not nest
+// (err_store_busy).
 uint32_t store_begin(pss_handle store);
 uint32_t store_commit(pss_handle store);  // after an error nothing of the batch is kept
 void store_abort(pss_handle store);       // harmless without a batch

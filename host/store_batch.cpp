@@ -6,8 +6,8 @@
 #include <new>
 #include <optional>
 #include <span>
-#include <utility>
 
+#include "host/status.h"
 #include "host/store_failure.h"
 
 namespace host {
@@ -113,11 +113,11 @@ uint32_t change_batch(Store &store, const Change &change) {
   int code = note(&batch.changes, change);
   if (code == 0) code = apply(batch.transaction.get(), change);
   if (code == MDB_MAP_FULL) code = begin_anew(store);
+  if (code == 0) return 0;
+  batch.changes.resize(noted);
+  if (code != MDB_NOTFOUND) batch.failure = err_no_memory;  // in case that there is none for the words
   const uint32_t status = store_status(code, store.path, store.data_file());
-  if (code == MDB_NOTFOUND)
-    batch.changes.resize(noted);
-  else
-    batch.failure = status;
+  if (code != MDB_NOTFOUND) batch.failure = status;
   return status;
 }
 

@@ -37,6 +37,10 @@ uint64_t &commits() {
   return count;
 }
 
+std::size_t live_pages(const MDB_stat &stat) {
+  return stat.ms_branch_pages + stat.ms_leaf_pages + stat.ms_overflow_pages;
+}
+
 // 0600 whatever the umask.
 int make_private_file(const std::string &path, int flags) {
   const FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | flags, 0600));
@@ -173,9 +177,13 @@ int renew_reader(Store &store, MDB_txn *transaction) {
 
 int grow_map(Store &store) {
   MDB_envinfo info{};
+  MDB_stat stat{};
   mdb_env_info(store.environment.get(), &info);
-  if (info.me_mapsize >= bound()) return MDB_MAP_FULL;
-  return set_map_size(store, info.me_mapsize > bound() / 2 ? bound() : info.me_mapsize * 2);
+  mdb_env_stat(store.environment.get(), &stat);
+  // A store above a lowered bound can still be emptied.
+  const std::size_t most = std::max(bound(), live_pages(stat) * stat.ms_psize * live_share);
+  if (info.me_mapsize >= most) return MDB_MAP_FULL;
+  return set_map_size(store, info.me_mapsize > most / 2 ? most : info.me_mapsize * 2);
 }
 
 void count_commit() {
@@ -193,8 +201,7 @@ int put_within_bound(MDB_txn *transaction, MDB_val *key, MDB_val *value, unsigne
   if (*static_cast<std::byte *>(key->mv_data) == description_prefix) return 0;  // it is in every store already
   MDB_stat stat{};
   if (const int code = mdb_stat(transaction, store_table, &stat); code != 0) return code;
-  const std::size_t live = stat.ms_branch_pages + stat.ms_leaf_pages + stat.ms_overflow_pages;
-  return live <= bound() / live_share / stat.ms_psize ? 0 : MDB_MAP_FULL;
+  return live_pages(stat) <= bound() / live_share / stat.ms_psize ? 0 : MDB_MAP_FULL;
 }
 
 uint32_t make_store_file(const std::string &path, const StoreDescription &description, int (*fill)(MDB_txn *, void *),
@@ -213,10 +220,6 @@ uint32_t make_store_file(const std::string &path, const StoreDescription &descri
   const uint32_t status = store_status(code, path, file);
   if (status != 0) unlink(path.c_str());
   return status;
-}
-
-std::size_t store_bound() {
-  return bound();
 }
 
 void store_set_bound(uint64_t bytes) {

@@ -84,7 +84,7 @@ void close_environment(Store &store);     // forgets a batch's transaction
 // code; after a failure the environment may be closed.
 int begin_transaction(Store &store, unsigned flags, Transaction *transaction);
 int renew_reader(Store &store, MDB_txn *transaction);
-int grow_map(Store &store);  // MDB_MAP_FULL: it is at the bound. No transaction may be under way.
+int grow_map(Store &store);  // MDB_MAP_FULL: it is as large as it may be. No transaction may be under way.
 
 void count_commit();
 void pause_walks(Store &store);

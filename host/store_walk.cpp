@@ -49,7 +49,7 @@ uint64_t next_move() {
   return ++moves;
 }
 
-// Never in a batch, whose begin takes the cursor away, nor without an environment.
+// Never in a batch that can still be committed, whose begin takes the cursor away, nor without an environment.
 bool is_at_its_place(const Walk &walk) {
   return walk.store->walk == walk.serial;
 }

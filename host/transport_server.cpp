@@ -158,11 +158,15 @@ bool Server::State::serve_again() {
 // Who alone asked last will mostly ask next: trying its socket is cheaper than asking first which sockets are ready.
 bool Server::State::serve_lone_client() {
   const auto found = clients_.find(lone_client_);
-  if (found == clients_.end() || found->second->answering || guesses_++ == guesses_in_a_row) return false;
-  return read_request(found->second.get());
+  if (found == clients_.end() || found->second->answering || guesses_ >= guesses_in_a_row) return false;
+  guesses_++;
+  if (read_request(found->second.get())) return true;
+  lone_client_ = listener_id;
+  return false;
 }
 
 void Server::State::serve() {
+  if (serve_lone_client()) return;
   guesses_ = 0;
   std::array<epoll_event, events_at_once> events;
   const int count = ::epoll_wait(epoll_.get(), events.data(), events_at_once, 0);

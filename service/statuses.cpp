@@ -68,16 +68,26 @@ bool report(const char *purpose, uint32_t error) {
   return false;
 }
 
+// Nothing of it is left but after a commit, however it ends.
+template <typename Changes>
+uint32_t in_batch(Changes make) {
+  struct EndOfBatch {
+    ~EndOfBatch() { host::store_abort(pss_running_db); }
+  };
+  if (const uint32_t error = host::store_begin(pss_running_db); error != 0) return error;
+  const EndOfBatch end;
+  const uint32_t error = make();
+  return error == 0 ? host::store_commit(pss_running_db) : error;
+}
+
 bool delete_stored(const Keys &keys) {
   if (keys.empty()) return true;
-  uint32_t error = host::store_begin(pss_running_db);
-  if (error != 0) return report("Delete status", error);
-  for (const sch_runtime_key &key : keys)
-    if (error == 0) error = delete_stored(key);
-  if (error != 0)
-    host::store_abort(pss_running_db);
-  else
-    error = host::store_commit(pss_running_db);
+  const uint32_t error = in_batch([&] {
+    uint32_t failed = 0;
+    for (const sch_runtime_key &key : keys)
+      if (failed == 0) failed = delete_stored(key);
+    return failed;
+  });
   return report("Delete status", error);
 }
 
@@ -116,13 +126,10 @@ void forget(sch_job_entry &slot, Which which, Keys *keys) {
 }
 
 uint32_t save_status(const sch_job_entry &slot, const sch_runtime_job_status &status) {
-  if (const uint32_t error = host::store_begin(pss_running_db); error != 0) return error;
-  uint32_t error = save_identity(slot);
-  if (error == 0 && sch_save_runtime_job_status_entry_to_pss(pss_running_db, &status) != 0)
-    error = host::err_not_stored;
-  if (error == 0) return host::store_commit(pss_running_db);
-  host::store_abort(pss_running_db);
-  return error;
+  return in_batch([&] {
+    if (const uint32_t error = save_identity(slot); error != 0) return error;
+    return sch_save_runtime_job_status_entry_to_pss(pss_running_db, &status) == 0 ? 0 : host::err_not_stored;
+  });
 }
 
 }  // namespace

@@ -83,6 +83,7 @@ TEST_F(GrowthTest, map_begins_small_and_grows_with_the_records_up_to_the_bound) 
     ASSERT_LE(std::filesystem::file_size(host::store_path("running:a")), sizes.back());
   }
   EXPECT_EQ(sizes, (std::vector<std::size_t>{mib, 2 * mib, 4 * mib, 8 * mib}));
+  EXPECT_EQ(map_of("running:a"), 12 * mib);
   EXPECT_EQ(records(store).size(), count - 1);
 }
 
@@ -181,9 +182,15 @@ TEST_F(GrowthTest, raised_bound_counts_for_an_open_store) {
 }
 
 TEST_F(GrowthTest, store_above_a_lowered_bound_still_takes_its_version_and_deletions) {
-  const pss_handle store = create("running:a");
+  pss_handle store = create("running:a");
   put_many(store, 1000);
+  uint32_t error = 0;
+  opened.push_back(pss_shrink(store, &error));
+  EXPECT_EQ(error, 0U);
+  pss_close(opened.back());
+  opened.clear();
   host::store_set_bound(128U << 10);
+  store = open("running:a");  // in a map of the file's size
   EXPECT_EQ(put(store, name(1000), "one more"), host::err_store_full);
   EXPECT_EQ(pss_version_set(store, 2, 1), 0U);
   for (unsigned i = 0; i < 990; ++i)
@@ -200,19 +207,20 @@ class OtherUser {
     EXPECT_EQ(pipe(out_), 0);
     child_ = fork();
     if (child_ == 0) serve();
+    close(in_[0]);
+    close(out_[1]);
   }
   ~OtherUser() {
     close(in_[1]);
     int status = 0;
     waitpid(child_, &status, 0);
     EXPECT_EQ(status, 0);
-    for (const int end : {in_[0], out_[0], out_[1]})
-      close(end);
+    close(out_[0]);
   }
   OtherUser(const OtherUser &) = delete;
   OtherUser &operator=(const OtherUser &) = delete;
 
-  // 'r': how many records it reads; 'w': 0 when it has written one more.
+  // 'r': how many records it reads; 'w': 0 when it has written 3000 more.
   int32_t ask(char what) const {
     int32_t answer = -1;
     EXPECT_EQ(write(in_[1], &what, 1), 1);
@@ -227,7 +235,7 @@ class OtherUser {
     pss_handle store = 0;
     for (char what = 0; read(in_[0], &what, 1) == 1;) {
       if (store == 0) store = pss_open("running:a", &error);
-      const int32_t answer = what == 'r' ? count(store) : write_one(store);
+      const int32_t answer = what == 'r' ? count(store) : write_many(store);
       if (write(out_[1], &answer, sizeof answer) != sizeof answer) _exit(1);
     }
     pss_close(store);
@@ -241,9 +249,14 @@ class OtherUser {
       ++records;
     return cursor.error == 0 ? records : -1;
   }
-  static int32_t write_one(pss_handle store) {
-    const pss_buf key = buffer("of the other process"), value = buffer("x");
-    return static_cast<int32_t>(pss_store(store, 1, &key, &value));
+  static int32_t write_many(pss_handle store) {
+    host::store_begin(store);
+    for (int i = 0; i < 3000; ++i) {
+      const std::string key = "other" + std::to_string(100000 + i), value(900, 'o');
+      const pss_buf key_buffer = buffer(key), value_buffer = buffer(value);
+      pss_store(store, 1, &key_buffer, &value_buffer);
+    }
+    return static_cast<int32_t>(host::store_commit(store));
   }
 
   int in_[2]{}, out_[2]{};
@@ -259,8 +272,64 @@ TEST_F(GrowthTest, another_process_follows_the_growth_when_it_reads_and_when_it_
   put_many(store, 3000);
   EXPECT_EQ(reader.ask('r'), 3000);
   EXPECT_EQ(writer.ask('w'), 0);
-  EXPECT_EQ(records(store).size(), 3001U);
+  EXPECT_EQ(records(store).size(), 6000U);
+  EXPECT_EQ(reader.ask('r'), 6000);
 }
+
+// The first call of this process after another one has grown the file, while a walk is on its way in the smaller map.
+struct FirstCall {
+  const char *name;
+  std::function<void(pss_handle)> call;
+};
+
+class FirstCallTest : public GrowthTest, public testing::WithParamInterface<FirstCall> {};
+
+TEST_P(FirstCallTest, takes_on_the_larger_map_and_the_walk_goes_on) {
+  const OtherUser writer;
+  const pss_handle store = create("running:a");
+  put(store, "a", "1");
+  put(store, "b", "2");
+  pss_cursor cursor{};
+  ASSERT_EQ(text_of(pss_move2location(store, PSS_FIRST, &cursor)), "a");
+  ASSERT_EQ(writer.ask('w'), 0);
+  GetParam().call(store);
+  EXPECT_EQ(text_of(pss_getvalue(store, &cursor)), "1");
+  EXPECT_EQ(text_of(pss_move2location(store, PSS_NEXT, &cursor)), "b");
+  unsigned rest = 0;
+  for (const pss_buf *key = nullptr; (key = pss_move2location(store, PSS_NEXT, &cursor)) != nullptr; ++rest)
+    ASSERT_EQ(text_of(pss_getvalue(store, &cursor)), std::string(900, 'o')) << text_of(key);
+  EXPECT_EQ(cursor.error, 0U);
+  EXPECT_EQ(rest, 3000U);
+}
+
+const FirstCall first_calls[] = {
+    {"read",
+     [](pss_handle store) {
+       const pss_buf key = buffer("b");
+       uint32_t error = 0;
+       EXPECT_EQ(text_of(pss2_fetch(store, &key, &error)), "2");
+     }},
+    {"write",
+     [](pss_handle store) {
+       const pss_buf key = buffer("b"), value = buffer("2");
+       EXPECT_EQ(pss_store(store, 1, &key, &value), 0U) << host::store_last_error();
+     }},
+    {"free_space",
+     [](pss_handle store) {
+       uint32_t bytes = 0;
+       EXPECT_EQ(pss_free_space(store, &bytes), 0U) << host::store_last_error();
+     }},
+    {"dump",
+     [](pss_handle) {
+       FILE *out = fopen("/dev/null", "w");
+       EXPECT_EQ(host::store_dump("running:a", out), 0U) << host::store_last_error();
+       fclose(out);
+     }},
+    {"snapshot",
+     [](pss_handle store) { EXPECT_EQ(pss_snapshot(store, 0, "startup:a"), 0U) << host::store_last_error(); }},
+};
+INSTANTIATE_TEST_SUITE_P(Growth, FirstCallTest, testing::ValuesIn(first_calls),
+                         [](const auto &call) { return call.param.name; });
 
 }  // namespace
 }  // namespace store_test

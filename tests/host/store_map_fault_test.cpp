@@ -60,13 +60,22 @@ TEST_F(MapFaultTest, batch_that_finds_no_room_for_a_larger_map_is_nothing_whatev
   ASSERT_EQ(host::store_begin(store), 0U);
   expect_no_memory(fill(store));
   expect_no_memory(put(store, "small", "record"));
-  no_address_space = false;
-  EXPECT_EQ(erase(store, "kept"), host::err_no_memory);
-  no_address_space = true;
   expect_no_memory(host::store_commit(store));
   no_address_space = false;
   EXPECT_EQ(records(store), (Records{{"kept", "as it was"}}));
   EXPECT_EQ(put(store, "now", "again"), 0U);
+}
+
+TEST_F(MapFaultTest, batch_that_found_no_room_for_a_larger_map_does_not_go_on_when_there_is_room_again) {
+  const pss_handle store = create("running:a");
+  put(store, "kept", "as it was");
+  ASSERT_EQ(host::store_begin(store), 0U);
+  expect_no_memory(fill(store));
+  no_address_space = false;
+  EXPECT_EQ(put(store, "small", "record"), host::err_no_memory);
+  EXPECT_EQ(erase(store, "kept"), host::err_no_memory);
+  EXPECT_EQ(host::store_commit(store), host::err_no_memory);
+  EXPECT_EQ(records(store), (Records{{"kept", "as it was"}}));
 }
 
 TEST_F(MapFaultTest, batch_without_room_for_a_larger_map_can_be_forgotten) {

@@ -116,8 +116,10 @@ void RunningServer::run(Server::Options options, Handler handler, std::function<
 }
 
 RunningServer::~RunningServer() {
-  run_in(loop_->context(), [this] { loop_->quit(); });
+  GMainContext *context = g_main_context_ref(loop_->context());  // the loop's end may overtake the call that ends it
+  run_in(context, [this] { loop_->quit(); });
   thread_.join();
+  g_main_context_unref(context);
 }
 
 int RunningServer::clients() {

@@ -303,6 +303,37 @@ TEST_F(HostileTest, a_client_that_sends_ahead_holds_up_no_other) {
   EXPECT_LT(order.find('o'), turn) << order;
 }
 
+// Its turn is over while something else than a client wakes the service.
+TEST_F(HostileTest, a_client_that_has_had_its_turn_and_sends_ahead_holds_up_no_other) {
+  constexpr int turn = 17, ahead = 100;
+  std::latch all_sent(1);
+  std::atomic<bool> together = false;
+  std::string order;
+  const auto server = serve([&](const Incoming &incoming) {
+    if (together) {
+      all_sent.wait();
+      order += to_text(incoming.body);
+    }
+    return echo(incoming);
+  });
+  const RawClient eager(socket_path()), other(socket_path());
+  ASSERT_TRUE(server->reaches_clients(2));
+  for (int i = 0; i < turn; i++) {
+    ASSERT_TRUE(eager.send(request_header(1), "e"));
+    ASSERT_EQ(eager.receive()->body, "e");
+  }
+  ASSERT_EQ(server->clients(), 2);
+  together = true;
+  for (int i = 0; i < ahead; i++)
+    ASSERT_TRUE(eager.send(request_header(1), "e"));
+  ASSERT_TRUE(other.send(request_header(1), "o"));
+  all_sent.count_down();
+  for (int i = 0; i < ahead; i++)
+    ASSERT_EQ(eager.receive()->body, "e");
+  ASSERT_EQ(other.receive()->body, "o");
+  EXPECT_LT(order.find('o'), 2 * turn) << order;
+}
+
 // A thousand that ask for endless streams and take nothing, hang half open or say nothing at all.
 TEST_F(HostileTest, a_thousand_stalled_clients_hold_up_no_honest_one) {
   constexpr int stalled = 1000;
