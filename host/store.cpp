@@ -52,21 +52,6 @@ uint32_t describe(Store &store, const StoreDescription &description) {
   return status;
 }
 
-// `take` copies the value; it is LMDB's and gone afterwards.
-template <typename Take>
-int read_record(Store &store, const pss_buf &key, Take take) {
-  RecordKey record(key);
-  MDB_val where = record.value(), value{};
-  MDB_txn *transaction = store.batch.transaction ? store.batch.transaction.get() : store.reader.get();
-  if (!store.batch.transaction) {
-    if (const int code = renew_reader(store, transaction); code != 0) return code;
-  }
-  const int code = mdb_get(transaction, store_table, &where, &value);
-  if (code == 0) take(value);
-  if (!store.batch.transaction) mdb_txn_reset(transaction);
-  return code;
-}
-
 }  // namespace
 
 uint32_t store_begin(pss_handle handle) {
@@ -129,7 +114,7 @@ const pss_buf *pss2_fetch(pss_handle handle, const pss_buf *key, uint32_t *error
     status = store == nullptr ? host::bad_handle(handle) : host::out_of_limits(*store);
     return nullptr;
   }
-  const int code = host::read_record(*store, *key, [store](const MDB_val &value) {
+  const int code = host::read_value(*store, host::RecordKey(*key).value(), [store](const MDB_val &value) {
     const auto *bytes = static_cast<const std::byte *>(value.mv_data);
     store->fetched.assign(bytes, bytes + value.mv_size);
     store->fetched_value = {store->fetched.data(), static_cast<uint32_t>(value.mv_size)};

@@ -105,10 +105,6 @@ int set_map_size(Store &store, std::size_t bytes) {
   return code;
 }
 
-int adopt_larger_map(Store &store) {
-  return set_map_size(store, 0);
-}
-
 int fill_new(const Environment &environment, const StoreDescription &description, int (*fill)(MDB_txn *, void *),
              void *argument) {
   MDB_txn *made = nullptr;
@@ -159,20 +155,20 @@ void pause_walks(Store &store) {
   mdb_txn_reset(store.walker.get());
 }
 
+int adopt_larger_map(Store &store) {
+  return set_map_size(store, 0);
+}
+
 int begin_transaction(Store &store, unsigned flags, Transaction *transaction) {
   MDB_txn *made = nullptr;
-  int code = mdb_txn_begin(store.environment.get(), nullptr, flags, &made);
-  if (code == MDB_MAP_RESIZED && !store.batch.transaction && (code = adopt_larger_map(store)) == 0)
-    code = mdb_txn_begin(store.environment.get(), nullptr, flags, &made);
+  const int code =
+      begin_in_whole_map(store, [&] { return mdb_txn_begin(store.environment.get(), nullptr, flags, &made); });
   transaction->reset(made);
   return code;
 }
 
 int renew_reader(Store &store, MDB_txn *transaction) {
-  int code = mdb_txn_renew(transaction);
-  if (code == MDB_MAP_RESIZED && !store.batch.transaction && (code = adopt_larger_map(store)) == 0)
-    code = mdb_txn_renew(transaction);
-  return code;
+  return begin_in_whole_map(store, [&] { return mdb_txn_renew(transaction); });
 }
 
 int grow_map(Store &store) {

@@ -26,9 +26,13 @@ struct AbortTransaction {
 struct CloseCursor {
   void operator()(MDB_cursor *cursor) const { mdb_cursor_close(cursor); }
 };
+struct ResetTransaction {
+  void operator()(MDB_txn *transaction) const { mdb_txn_reset(transaction); }
+};
 using Environment = std::unique_ptr<MDB_env, CloseEnvironment>;
 using Transaction = std::unique_ptr<MDB_txn, AbortTransaction>;
 using Cursor = std::unique_ptr<MDB_cursor, CloseCursor>;
+using ReaderInUse = std::unique_ptr<MDB_txn, ResetTransaction>;
 
 inline constexpr MDB_dbi store_table = 1;       // LMDB's main table
 inline constexpr MDB_dbi free_pages_table = 0;  // LMDB's list of free pages
@@ -52,7 +56,7 @@ MDB_val description_key();
 // One transaction that writes, of one call or of many.
 struct Batch {
   bool open = false;
-  Transaction transaction;         // null: none is open, or it has failed
+  Transaction transaction;         // null: none is open, or it found no larger map
   std::vector<std::byte> changes;  // what it did so far, for the case that it has to begin anew
   uint32_t failure = 0;            // what made it useless
 };
@@ -80,11 +84,38 @@ struct Store {
 uint32_t open_environment(Store &store);  // checks the file first
 void close_environment(Store &store);     // forgets a batch's transaction
 
-// Those that begin a transaction, or renew one, take on a map that another process has grown. All give 0 or LMDB's
-// code; after a failure the environment may be closed.
+// What changes the map gives 0 or LMDB's code, and may have closed the environment after a failure. No transaction may
+// be under way.
+int adopt_larger_map(Store &store);  // one that another process has made
+int grow_map(Store &store);          // MDB_MAP_FULL: it is as large as it may be
+
+// Makes an attempt to begin a transaction, once more in each map that another process has grown meanwhile.
+template <typename Attempt>
+int begin_in_whole_map(Store &store, Attempt attempt) {
+  int code = attempt();
+  while (code == MDB_MAP_RESIZED && !store.batch.transaction) {
+    if (code = adopt_larger_map(store); code == 0) code = attempt();
+  }
+  return code;
+}
 int begin_transaction(Store &store, unsigned flags, Transaction *transaction);
 int renew_reader(Store &store, MDB_txn *transaction);
-int grow_map(Store &store);  // MDB_MAP_FULL: it is as large as it may be. No transaction may be under way.
+
+// `take` copies the value, as the store's batch or else the file has it; it is LMDB's and gone afterwards.
+template <typename Take>
+int read_value(Store &store, MDB_val key, Take take) {
+  MDB_txn *transaction = store.batch.transaction.get();
+  ReaderInUse reader;
+  if (transaction == nullptr) {
+    transaction = store.reader.get();
+    if (const int code = renew_reader(store, transaction); code != 0) return code;
+    reader.reset(transaction);
+  }
+  MDB_val value{};
+  const int code = mdb_get(transaction, store_table, &key, &value);
+  if (code == 0) take(value);
+  return code;
+}
 
 void count_commit();
 void pause_walks(Store &store);

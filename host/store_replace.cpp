@@ -54,23 +54,15 @@ uint32_t replace_claimed(const std::string &path, const std::string &fresh) {
   return status != 0 ? store_failed(status, words) : reopened;
 }
 
-// LMDB begins the copy's transaction itself, and does not take on a map that another process has grown.
-int copy_compacted(Store &store, int file) {
-  int code = 0;
-  do {
-    if (code = renew_reader(store, store.reader.get()); code != 0) return code;
-    mdb_txn_reset(store.reader.get());
-    code = mdb_env_copyfd2(store.environment.get(), file, MDB_CP_COMPACT);
-  } while (code == MDB_MAP_RESIZED);
-  return code;
-}
-
 // A compacted copy of what is committed, synced.
 uint32_t copy_store(Store &store, const std::string &fresh) {
   const FileDescriptor file(open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!file) return store_status(errno, fresh);
   int code = fchmod(file.get(), 0600) == 0 ? 0 : errno;
-  if (code == 0) code = copy_compacted(store, file.get());
+  if (code == 0) {
+    code =
+        begin_in_whole_map(store, [&] { return mdb_env_copyfd2(store.environment.get(), file.get(), MDB_CP_COMPACT); });
+  }
   if (code == 0 && fsync(file.get()) != 0) code = errno;
   const uint32_t status = store_status(code, fresh, file.get());
   if (status != 0) unlink(fresh.c_str());

@@ -164,16 +164,8 @@ uint32_t no_walk(const Store &store) {
 
 // The walk's record as it is now: it may have been changed or deleted since the walk came to it.
 int look_up(Walk &walk, const pss_buf **result) {
-  Store &store = *walk.store;
-  MDB_val key = walk.last_key(), value{};
-  MDB_txn *transaction = store.batch.transaction ? store.batch.transaction.get() : store.reader.get();
-  if (!store.batch.transaction) {
-    if (const int code = renew_reader(store, transaction); code != 0) return code;
-  }
-  const int code = mdb_get(transaction, store_table, &key, &value);
-  if (code == 0) *result = give_value(walk, value.mv_data, value.mv_size);
-  if (!store.batch.transaction) mdb_txn_reset(transaction);
-  return code;
+  return read_value(*walk.store, walk.last_key(),
+                    [&](const MDB_val &value) { *result = give_value(walk, value.mv_data, value.mv_size); });
 }
 
 // Apart from the usual step, which is as short as a step of LMDB's own.

@@ -63,6 +63,20 @@ TEST_F(MemoryFaultTest, change_without_memory_leaves_nothing_and_no_batch_behind
   EXPECT_EQ(records(store), Records{});
 }
 
+TEST_F(MemoryFaultTest, read_without_memory_does_not_keep_the_next_one_from_reading) {
+  const pss_handle store = create("running:a");
+  const std::string name = "a";
+  put(store, name, std::string(3000, 'v'));
+  const pss_buf key = buffer(name);
+  uint32_t status = 0;
+  const auto read = [&] { return pss2_fetch(store, &key, &status) != nullptr ? 0U : status; };
+  int allocations = 0;
+  while (!succeeds(allocations, read))
+    ASSERT_LT(++allocations, 100);
+  EXPECT_GT(allocations, 0);
+  EXPECT_EQ(get(store, name), std::string(3000, 'v'));
+}
+
 TEST_F(MemoryFaultTest, batch_without_memory_is_kept_whole_or_not_at_all) {
   const pss_handle store = create("running:a");
   const std::string names[] = {"a", "b"}, text(3000, 'v');
