@@ -121,6 +121,12 @@ int fill_new(const Environment &environment, const StoreDescription &description
 
 }  // namespace
 
+// Not inline: where the compiler sees the bound of the size, it copies with an instruction that is slow to begin.
+RecordKey::RecordKey(const pss_buf &key) : size_(key.length + 1) {
+  bytes_[0] = record_prefix;
+  memcpy(bytes_.data() + 1, key.data, key.length);
+}
+
 MDB_val description_key() {
   static std::byte prefix = description_prefix;
   return {sizeof prefix, &prefix};

@@ -40,10 +40,7 @@ inline constexpr MDB_dbi free_pages_table = 0;  // LMDB's list of free pages
 // A caller's key behind its prefix, as LMDB takes it.
 class RecordKey {
  public:
-  explicit RecordKey(const pss_buf &key) : size_(key.length + 1) {
-    bytes_[0] = record_prefix;
-    memcpy(bytes_.data() + 1, key.data, key.length);
-  }
+  explicit RecordKey(const pss_buf &key);
   MDB_val value() { return {size_, bytes_.data()}; }
 
  private:
