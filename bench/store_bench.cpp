@@ -17,8 +17,8 @@
 #include <string>
 #include <vector>
 
-#include "host/paths.h"
-#include "host/store.h"
+#include "host/files/paths.h"
+#include "host/store/store.h"
 
 namespace {
 

@@ -23,10 +23,10 @@
 
 #include "bench/dbus_peer.h"
 #include "bench/process.h"
-#include "host/paths.h"
+#include "host/files/paths.h"
 #include "host/status.h"
-#include "host/store.h"
-#include "host/transport.h"
+#include "host/store/store.h"
+#include "host/transport/transport.h"
 #include "platform/errors.h"
 #include "schedcli.h"
 

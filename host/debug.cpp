@@ -14,7 +14,7 @@
 #include <new>
 #include <vector>
 
-#include "host/transport.h"
+#include "host/transport/transport.h"
 #include "platform/debug.h"
 #include "platform/errors.h"
 

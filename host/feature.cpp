@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "host/status.h"
-#include "host/transport.h"
+#include "host/transport/transport.h"
 #include "platform/feature.h"
 
 namespace host {

@@ -12,12 +12,12 @@
 #include <fstream>
 #include <iterator>
 
-#include "host/directory.h"
-#include "host/file_descriptor.h"
-#include "host/paths.h"
+#include "host/files/directory.h"
+#include "host/files/file_descriptor.h"
+#include "host/files/paths.h"
 #include "host/status.h"
-#include "host/store.h"
-#include "host/store_file.h"
+#include "host/store/file.h"
+#include "host/store/store.h"
 #include "platform/sysmgr.h"
 
 namespace host {

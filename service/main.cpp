@@ -7,19 +7,19 @@
 #include <cstdio>
 
 #include "host/debug.h"
-#include "host/main_loop.h"
-#include "host/paths.h"
-#include "host/security.h"
-#include "host/store.h"
+#include "host/files/paths.h"
+#include "host/security/security.h"
+#include "host/store/store.h"
 #include "host/sysmgr.h"
-#include "service/dispatch.h"
-#include "service/joblog.h"
+#include "host/transport/main_loop.h"
+#include "service/joblog/joblog.h"
 #include "service/notify.h"
 #include "service/options.h"
-#include "service/runner.h"
-#include "service/scheduler.h"
-#include "service/startup.h"
-#include "service/watch.h"
+#include "service/request/dispatch.h"
+#include "service/run/runner.h"
+#include "service/run/scheduler.h"
+#include "service/run/watch.h"
+#include "service/state/startup.h"
 
 namespace service {
 namespace {

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "host/file_descriptor.h"
+#include "host/files/file_descriptor.h"
 
 namespace service {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/file_uri.h"
 
-#include "host/uri.h"
+#include "host/files/uri.h"
 
 namespace shell {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/paths.h"
+#include "host/files/paths.h"
 #include "shell/keyboard.h"
 #include "shell/manual.h"
 #include "shell/script.h"

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "host/debug.h"
-#include "host/transport.h"
+#include "host/transport/transport.h"
 #include "platform/errors.h"
 #include "shell/actions.h"
 #include "shell/session.h"

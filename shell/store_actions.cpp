@@ -9,8 +9,8 @@
 #include <cstring>
 #include <memory>
 
-#include "host/paths.h"
-#include "host/store.h"
+#include "host/files/paths.h"
+#include "host/store/store.h"
 #include "platform/errors.h"
 #include "shell/actions.h"
 #include "shell/session.h"

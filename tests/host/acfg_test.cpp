@@ -9,7 +9,7 @@
 #include <string>
 
 #include "host/debug.h"
-#include "host/paths.h"
+#include "host/files/paths.h"
 #include "host/sysmgr.h"
 #include "platform/memory.h"
 #include "schedcli.h"

@@ -9,7 +9,7 @@
 
 #include "host/debug.h"
 #include "host/status.h"
-#include "host/transport.h"
+#include "host/transport/transport.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <csignal>
 #include <cstring>
 
-#include "host/transport.h"
+#include "host/transport/transport.h"
 #include "platform/feature.h"
 #include "schedcli.h"
 #include "tests/host/store_fixture.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/main_loop.h"
+#include "host/transport/main_loop.h"
 
 #include <glib-unix.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include <list>
 #include <memory>
 
-#include "host/file_descriptor.h"
+#include "host/files/file_descriptor.h"
 
 namespace {
 

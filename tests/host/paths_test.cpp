@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/paths.h"
+#include "host/files/paths.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -9,7 +9,7 @@
 #include <fstream>
 #include <string>
 
-#include "host/directory.h"
+#include "host/files/directory.h"
 
 namespace {
 

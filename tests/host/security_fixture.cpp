@@ -14,9 +14,9 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "host/file_descriptor.h"
-#include "host/paths.h"
-#include "host/security.h"
+#include "host/files/file_descriptor.h"
+#include "host/files/paths.h"
+#include "host/security/security.h"
 
 namespace security_test {
 

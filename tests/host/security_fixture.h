@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/transport.h"
+#include "host/transport/transport.h"
 #include "schedcli.h"
 
 namespace security_test {

@@ -13,10 +13,10 @@
 #include <fstream>
 #include <thread>
 
-#include "host/security.h"
-#include "host/security_authentication.h"
-#include "host/security_key.h"
-#include "host/security_seal.h"
+#include "host/security/authentication.h"
+#include "host/security/key.h"
+#include "host/security/seal.h"
+#include "host/security/security.h"
 #include "host/status.h"
 #include "platform/cmi.h"
 #include "platform/security.h"

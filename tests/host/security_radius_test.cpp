@@ -14,11 +14,11 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "host/file_descriptor.h"
-#include "host/security.h"
-#include "host/security_authentication.h"
-#include "host/security_key.h"
-#include "host/security_seal.h"
+#include "host/files/file_descriptor.h"
+#include "host/security/authentication.h"
+#include "host/security/key.h"
+#include "host/security/seal.h"
+#include "host/security/security.h"
 #include "tests/host/security_fixture.h"
 
 namespace security_test {

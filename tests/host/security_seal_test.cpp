@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Sealing, the key and the file of the sealed passwords.
-#include "host/security_seal.h"
+#include "host/security/seal.h"
 
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -8,9 +8,9 @@
 
 #include <algorithm>
 
-#include "host/security.h"
-#include "host/security_key.h"
-#include "host/security_passwords.h"
+#include "host/security/key.h"
+#include "host/security/passwords.h"
+#include "host/security/security.h"
 #include "host/status.h"
 #include "tests/host/security_fixture.h"
 

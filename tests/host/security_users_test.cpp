@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/security_users.h"
+#include "host/security/users.h"
 
-#include "host/security.h"
+#include "host/security/security.h"
 #include "platform/security.h"
 #include "tests/host/security_fixture.h"
 

@@ -15,9 +15,9 @@
 #include <utility>
 #include <vector>
 
-#include "host/paths.h"
+#include "host/files/paths.h"
 #include "host/status.h"
-#include "host/store.h"
+#include "host/store/store.h"
 
 namespace store_test {
 

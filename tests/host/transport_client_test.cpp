@@ -7,9 +7,9 @@
 #include <atomic>
 #include <cstring>
 
-#include "host/paths.h"
+#include "host/files/paths.h"
 #include "host/status.h"
-#include "host/transport_address.h"
+#include "host/transport/address.h"
 #include "tests/host/transport_fixture.h"
 
 namespace transport_test {

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "host/paths.h"
+#include "host/files/paths.h"
 #include "host/status.h"
 #include "tests/host/transport_fixture.h"
 

@@ -12,7 +12,7 @@
 #include <mutex>
 #include <set>
 
-#include "host/paths.h"
+#include "host/files/paths.h"
 #include "host/status.h"
 #include "tests/host/transport_fixture.h"
 

@@ -15,8 +15,8 @@
 #include <future>
 #include <stdexcept>
 
-#include "host/paths.h"
-#include "host/transport_address.h"
+#include "host/files/paths.h"
+#include "host/transport/address.h"
 
 namespace transport_test {
 

@@ -13,10 +13,10 @@
 #include <thread>
 #include <vector>
 
-#include "host/file_descriptor.h"
-#include "host/frame.h"
-#include "host/main_loop.h"
-#include "host/transport.h"
+#include "host/files/file_descriptor.h"
+#include "host/transport/frame.h"
+#include "host/transport/main_loop.h"
+#include "host/transport/transport.h"
 #include "platform/cmi.h"
 
 namespace transport_test {

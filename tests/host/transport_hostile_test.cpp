@@ -10,7 +10,7 @@
 #include <random>
 
 #include "host/status.h"
-#include "host/transport_address.h"
+#include "host/transport/address.h"
 #include "tests/host/transport_fixture.h"
 
 namespace transport_test {

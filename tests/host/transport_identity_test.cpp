@@ -7,7 +7,7 @@
 
 #include <chrono>
 
-#include "host/paths.h"
+#include "host/files/paths.h"
 #include "host/status.h"
 #include "tests/host/transport_fixture.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/uri.h"
+#include "host/files/uri.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <array>
 #include <cerrno>
 
-#include "host/file_descriptor.h"
+#include "host/files/file_descriptor.h"
 #include "platform/uri.h"
 #include "tests/host/store_fixture.h"
 

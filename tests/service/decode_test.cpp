@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "host/status.h"
-#include "service/dispatch.h"
 #include "service/limits.h"
+#include "service/request/dispatch.h"
 #include "tests/service/world.h"
 
 namespace service_test {

@@ -4,12 +4,12 @@
 #include <gtest/gtest.h>
 
 #include "host/status.h"
-#include "service/control.h"
-#include "service/due.h"
 #include "service/limits.h"
-#include "service/outcome.h"
-#include "service/schedule_state.h"
-#include "service/statuses.h"
+#include "service/request/control.h"
+#include "service/run/due.h"
+#include "service/run/outcome.h"
+#include "service/state/schedule_state.h"
+#include "service/state/statuses.h"
 #include "tests/service/world.h"
 
 namespace service_test {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "service/joblog.h"
+#include "service/joblog/joblog.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@
 
 #include "host/status.h"
 #include "service/limits.h"
-#include "service/logfile.h"
+#include "service/request/log_settings.h"
 #include "tests/service/store_faults.h"
 #include "tests/service/world.h"
 

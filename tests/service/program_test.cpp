@@ -14,9 +14,9 @@
 #include <cstring>
 #include <filesystem>
 
-#include "host/paths.h"
-#include "host/store.h"
-#include "host/transport.h"
+#include "host/files/paths.h"
+#include "host/store/store.h"
+#include "host/transport/transport.h"
 #include "schedcli.h"
 
 namespace service_test {

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <random>
 
-#include "service/dispatch.h"
+#include "service/request/dispatch.h"
 #include "tests/service/world.h"
 
 namespace service_test {

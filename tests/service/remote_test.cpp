@@ -8,10 +8,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include "host/security_authentication.h"
-#include "host/security_users.h"
-#include "service/control.h"
-#include "service/outcome.h"
+#include "host/security/authentication.h"
+#include "host/security/users.h"
+#include "service/request/control.h"
+#include "service/run/outcome.h"
 #include "tests/service/world.h"
 
 namespace service_test {

@@ -8,10 +8,10 @@
 #include <functional>
 
 #include "host/status.h"
-#include "host/store.h"
-#include "service/control.h"
+#include "host/store/store.h"
 #include "service/limits.h"
-#include "service/schedule_state.h"
+#include "service/request/control.h"
+#include "service/state/schedule_state.h"
 #include "tests/service/store_faults.h"
 #include "tests/service/world.h"
 

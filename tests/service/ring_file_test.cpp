@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "service/ring_file.h"
+#include "service/joblog/ring_file.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

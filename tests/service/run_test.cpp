@@ -11,10 +11,10 @@
 #include <fstream>
 #include <sstream>
 
-#include "service/job_process.h"
-#include "service/outcome.h"
-#include "service/schedule_state.h"
-#include "service/statuses.h"
+#include "service/run/job_process.h"
+#include "service/run/outcome.h"
+#include "service/state/schedule_state.h"
+#include "service/state/statuses.h"
 #include "tests/service/world.h"
 
 namespace service_test {

@@ -6,11 +6,11 @@
 #include <cstring>
 
 #include "host/status.h"
-#include "service/control.h"
-#include "service/logging_level.h"
-#include "service/outcome.h"
-#include "service/schedule_state.h"
-#include "service/statuses.h"
+#include "service/request/control.h"
+#include "service/request/logging_level.h"
+#include "service/run/outcome.h"
+#include "service/state/schedule_state.h"
+#include "service/state/statuses.h"
 #include "tests/service/world.h"
 
 namespace service_test {

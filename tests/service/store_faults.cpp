@@ -4,7 +4,7 @@
 #include <dlfcn.h>
 
 #include "host/status.h"
-#include "host/store.h"
+#include "host/store/store.h"
 #include "platform/pss.h"
 
 namespace service_test {

@@ -10,15 +10,15 @@
 #include <set>
 #include <stdexcept>
 
-#include "host/paths.h"
-#include "host/store.h"
+#include "host/files/paths.h"
+#include "host/store/store.h"
 #include "host/sysmgr.h"
 #include "platform/memory.h"
-#include "service/control.h"
-#include "service/dispatch.h"
-#include "service/jobs.h"
-#include "service/schedule_state.h"
-#include "service/startup.h"
+#include "service/request/control.h"
+#include "service/request/dispatch.h"
+#include "service/request/jobs.h"
+#include "service/state/schedule_state.h"
+#include "service/state/startup.h"
 
 namespace {
 

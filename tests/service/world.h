@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "schedcli.h"
-#include "service/context.h"
-#include "service/joblog.h"
-#include "service/runner.h"
-#include "service/scheduler.h"
+#include "service/joblog/joblog.h"
+#include "service/request/context.h"
+#include "service/run/runner.h"
+#include "service/run/scheduler.h"
 
 namespace service_test {
 

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "host/store.h"
-#include "host/uri.h"
+#include "host/files/uri.h"
+#include "host/store/store.h"
 #include "platform/feature.h"
 #include "schedcli.h"
 #include "shell/context.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/transport.h"
+#include "host/transport/transport.h"
 
 namespace recorder {
 

@@ -9,7 +9,7 @@
 #include <semaphore>
 #include <thread>
 
-#include "host/paths.h"
+#include "host/files/paths.h"
 #include "host/status.h"
 #include "platform/errors.h"
 #include "tests/system/service_process.h"

@@ -2,7 +2,7 @@
 // A service whose stores are full refuses what does not fit, keeps what it has, and takes more under a larger limit.
 #include <gtest/gtest.h>
 
-#include "host/paths.h"
+#include "host/files/paths.h"
 #include "tests/system/service_process.h"
 
 namespace system_test {

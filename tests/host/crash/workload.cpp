@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include "host/store.h"
+#include "host/store/store.h"
 #include "tests/host/crash/recorder.h"
 
 namespace crash {

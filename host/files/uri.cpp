@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/files/uri.h"
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+#include "host/files/directory.h"
+#include "host/files/file_descriptor.h"
+#include "host/files/paths.h"
+#include "platform/uri.h"
+
+namespace host {
+namespace {
+
+struct Schema {
+  std::string_view scheme;
+  std::string Paths::*base;
+  const char *directory;
+};
+
+constexpr Schema schemas[] = {
+    {"flash:", &Paths::state, "/flash"},
+    {"volatile:", &Paths::run, "/volatile"},
+};
+
+std::string root_of(const Schema &schema) {
+  return paths().*schema.base + schema.directory;
+}
+
+const Schema *schema_of(std::string_view text) {
+  const auto *found =
+      std::ranges::find_if(schemas, [text](const Schema &each) { return text.starts_with(each.scheme); });
+  return found == std::end(schemas) ? nullptr : found;
+}
+
+// Letters, digits and the few signs that no program takes for something else.
+bool is_name_character(char c) {
+  constexpr std::string_view signs = "._-+@%,/";
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+         signs.find(c) != std::string_view::npos;
+}
+
+bool has_bad_component(std::string_view name) {
+  for (std::size_t from = 0; from <= name.size();) {
+    const std::size_t to = std::min(name.find('/', from), name.size());
+    const std::string_view component = name.substr(from, to - from);
+    if (component.empty() || component == "." || component == "..") return true;
+    from = to + 1;
+  }
+  return false;
+}
+
+std::nullopt_t refuse(std::string_view text, const char *reason, std::string *error) {
+  if (error != nullptr) *error = std::string(text) + ": " + reason;
+  return std::nullopt;
+}
+
+int open_below(int root, const char *name, int flags, mode_t mode) {
+  struct open_how how {};
+  how.flags = static_cast<uint64_t>(flags | O_CLOEXEC);
+  how.mode = (flags & O_CREAT) != 0 ? mode : 0;
+  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+  return static_cast<int>(syscall(SYS_openat2, root, name, &how, sizeof how));
+}
+
+FileDescriptor open_root(const std::string &root) {
+  return FileDescriptor(open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+// A link that leads out is refused here already, for a clear message; open_file_below_root decides when it is opened.
+bool leads_out(const std::string &root, const std::string &name) {
+  const FileDescriptor directory = open_root(root);
+  if (!directory) return false;
+  const FileDescriptor file(open_below(directory.get(), name.c_str(), O_PATH, 0));
+  return !file && (errno == ELOOP || errno == EXDEV);
+}
+
+int give(char *text, uint32_t size, const std::string &value) {
+  if (text == nullptr || size == 0) return -1;
+  const bool fits = !value.empty() && value.size() < size;
+  snprintf(text, size, "%s", fits ? value.c_str() : "");
+  return fits ? static_cast<int>(value.size()) : -1;
+}
+
+}  // namespace
+
+std::optional<FileUri> parse_file_uri(std::string_view text, std::string *error) {
+  const Schema *schema = schema_of(text);
+  if (schema == nullptr) return refuse(text, "is no file; name it flash:NAME or volatile:NAME", error);
+  std::string_view name = text.substr(schema->scheme.size());
+  if (name.starts_with('/')) name.remove_prefix(1);
+  if (name.empty()) return refuse(text, "names no file", error);
+  if (!std::ranges::all_of(name, is_name_character)) {
+    return refuse(text, "has a character that a file's name cannot have here", error);
+  }
+  if (has_bad_component(name)) return refuse(text, "has an empty part, \".\" or \"..\" in it", error);
+  FileUri uri{std::string(schema->scheme), std::string(name)};
+  if (file_uri_text(uri).size() >= file_path_size || root_of(*schema).size() + 1 + name.size() >= file_path_size) {
+    return refuse(text, "is too long", error);
+  }
+  if (leads_out(root_of(*schema), uri.name)) return refuse(text, "goes through a symbolic link", error);
+  return uri;
+}
+
+std::string file_uri_text(const FileUri &uri) {
+  return uri.scheme + uri.name;
+}
+
+std::string file_uri_path(const FileUri &uri) {
+  const auto parsed = parse_file_uri(file_uri_text(uri), nullptr);
+  return parsed ? root_of(*schema_of(uri.scheme)) + "/" + parsed->name : "";
+}
+
+int open_file_below_root(const std::string &path, int flags, mode_t mode) {
+  for (const Schema &schema : schemas) {
+    const std::string root = root_of(schema);
+    if (!path.starts_with(root + "/")) continue;
+    if ((flags & O_CREAT) != 0 && !make_private_directory(root, nullptr)) return -1;
+    const FileDescriptor directory = open_root(root);
+    return directory ? open_below(directory.get(), path.c_str() + root.size() + 1, flags, mode) : -1;
+  }
+  errno = EXDEV;
+  return -1;
+}
+
+}  // namespace host
+
+extern "C" {
+
+int uri_map_targetfs_path_get(const void *uri, char *path, uint32_t size) {
+  const auto *file = static_cast<const host::FileUri *>(uri);
+  return host::give(path, size, file != nullptr ? host::file_uri_path(*file) : "") < 0 ? -1 : 0;
+}
+
+int snprintf_uri_len(char *text, uint32_t size, const void *uri) {
+  const auto *file = static_cast<const host::FileUri *>(uri);
+  return host::give(text, size, file != nullptr ? host::file_uri_text(*file) : "");
+}
+
+}  // extern "C"

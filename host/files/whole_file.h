@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+// Files that are on disk whole or not at all, and transfers that are complete or fail.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "host/files/file_descriptor.h"
+
+namespace host {
+
+// A file of `size` bytes with its space reserved, beginning with `head`, the rest zero; replaces one of that name.
+// An invalid descriptor: `error` says what failed.
+FileDescriptor create_whole_file(const std::string &path, uint32_t size, std::span<const std::byte> head,
+                                 std::string *error);
+
+bool sync_directory_of(const std::string &path);
+
+// Renames durably. False: errno says why.
+bool rename_file(const std::string &from, const std::string &to);
+
+bool write_at(int file, std::span<const std::byte> bytes, uint64_t offset);
+size_t read_at(int file, std::span<std::byte> bytes, uint64_t offset);  // bytes read; fewer at the end
+
+}  // namespace host

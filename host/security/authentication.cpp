@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/security/authentication.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <security/pam_appl.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+
+#include "host/status.h"
+#include "platform/syslog.h"
+#include "schedcli.h"
+
+namespace host {
+
+namespace {
+
+constexpr const char *pam_service = "schedcli";
+constexpr unsigned char accepted = 1;
+constexpr unsigned char refused = 2;
+constexpr int outcome_in_child = 3;
+
+int running = 0;
+const char *services = nullptr;  // null: the system's
+
+void release_answers(pam_response *answers, int count) {
+  for (int i = 0; i < count; i++) {
+    if (answers[i].resp == nullptr) continue;
+    explicit_bzero(answers[i].resp, std::strlen(answers[i].resp));
+    std::free(answers[i].resp);
+  }
+  std::free(answers);
+}
+
+// Only a hidden prompt gets the password; whatever shows its answer must not.
+bool answer_message(const pam_message &message, const char *password, pam_response *answer) {
+  if (message.msg_style == PAM_TEXT_INFO || message.msg_style == PAM_ERROR_MSG) return true;
+  if (message.msg_style != PAM_PROMPT_ECHO_OFF) return false;
+  answer->resp = ::strdup(password);
+  return answer->resp != nullptr;
+}
+
+int converse(int count, const pam_message **messages, pam_response **answers, void *password) {
+  if (count <= 0 || count > PAM_MAX_NUM_MSG) return PAM_CONV_ERR;
+  auto *given = static_cast<pam_response *>(std::calloc(static_cast<std::size_t>(count), sizeof(pam_response)));
+  if (given == nullptr) return PAM_BUF_ERR;
+  for (int i = 0; i < count; i++) {
+    if (answer_message(*messages[i], static_cast<const char *>(password), &given[i])) continue;
+    release_answers(given, count);
+    return PAM_CONV_ERR;
+  }
+  *answers = given;
+  return PAM_SUCCESS;
+}
+
+bool pam_accepts(const std::string &user, const ClearText &password) {
+  const pam_conv conversation = {converse, const_cast<char *>(password.c_str())};
+  pam_handle_t *pam = nullptr;
+  int result = pam_start_confdir(pam_service, user.c_str(), &conversation, services, &pam);
+  if (result != PAM_SUCCESS) return false;
+  // An expired password counts as refused: nobody is there to change it.
+  constexpr int flags = PAM_SILENT | PAM_DISALLOW_NULL_AUTHTOK;
+  result = pam_authenticate(pam, flags);
+  if (result == PAM_SUCCESS) result = pam_acct_mgmt(pam, flags);
+  pam_end(pam, result);
+  return result == PAM_SUCCESS;
+}
+
+void forget_signals() {
+  sigset_t none;
+  sigemptyset(&none);
+  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGALRM, SIGUSR1, SIGUSR2})
+    ::signal(number, SIG_DFL);
+  ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+// The service's stores, sockets and locks are not the modules' business; nor is its terminal.
+void leave_only(int outcome) {
+  ::closelog();
+  if (outcome != outcome_in_child) ::dup3(outcome, outcome_in_child, O_CLOEXEC);
+  const int nowhere = ::open("/dev/null", O_RDWR);
+  for (const int standard : {0, 1, 2})
+    ::dup2(nowhere, standard);
+  ::close_range(outcome_in_child + 1, ~0U, 0);
+}
+
+[[noreturn]] void be_child(int outcome, const std::string &user, const ClearText &password) {
+  const rlimit no_core = {0, 0};
+  ::setrlimit(RLIMIT_CORE, &no_core);
+  ::prctl(PR_SET_DUMPABLE, 0);
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  forget_signals();
+  leave_only(outcome);
+  const unsigned char word = pam_accepts(user, password) ? accepted : refused;
+  const ssize_t written = ::write(outcome_in_child, &word, sizeof word);
+  ::_exit(written == sizeof word ? 0 : 1);
+}
+
+uint32_t refuse(const std::string &user, const char *reason, uint32_t status) {
+  tarn_syslog(LOG_WARNING, "authentication of user %s for the scheduler %s", user.c_str(), reason);
+  return status;
+}
+
+}  // namespace
+
+void use_pam_services(const char *directory) {
+  services = directory;
+}
+
+std::shared_ptr<Authentication> Authentication::start(const std::string &user, const ClearText &password,
+                                                      uint32_t *status) {
+  *status = err_busy;
+  if (running >= authentications_at_once) return nullptr;
+  *status = err_io;
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return nullptr;
+  FileDescriptor outcome(ends[0]), into(ends[1]);
+  const pid_t child = ::fork();
+  if (child < 0) return nullptr;
+  ::setpgid(child, child);  // in both, so that neither depends on who comes first
+  if (child == 0) be_child(into.get(), user, password);
+  *status = 0;
+  return std::shared_ptr<Authentication>(new Authentication(user, std::move(outcome), child));
+}
+
+Authentication::Authentication(std::string user, FileDescriptor outcome, pid_t child)
+    : user_(std::move(user)), outcome_(std::move(outcome)), child_(child) {
+  descriptor = outcome_.get();
+  deadline_ms = authentication_deadline_ms;
+  running++;
+}
+
+Authentication::~Authentication() {
+  end_child();
+  running--;
+}
+
+void Authentication::end_child() {
+  if (child_ <= 0) return;
+  ::kill(-child_, SIGKILL);  // modules run programs of their own
+  while (::waitpid(child_, nullptr, 0) < 0 && errno == EINTR) {
+  }
+  child_ = 0;
+}
+
+uint32_t Authentication::result() {
+  unsigned char word = 0;
+  const ssize_t count = ::read(outcome_.get(), &word, sizeof word);
+  const bool no_answer = count < 0 && errno == EAGAIN;
+  end_child();
+  if (no_answer) return refuse(user_, "took too long; see the servers of its PAM modules", err_timed_out);
+  if (count == sizeof word && word == accepted) return 0;
+  return refuse(user_, count == 0 ? "broke off" : "was refused", SCH_STATUS_AUTHENTICATION_FAILED);
+}
+
+Answer Authentication::answer() {
+  Answer answer;
+  answer.status = result();
+  return answer;
+}
+
+uint32_t Authentication::wait() {
+  using std::chrono::milliseconds;
+  const auto end = std::chrono::steady_clock::now() + milliseconds(deadline_ms);
+  for (;;) {
+    const auto left = std::chrono::ceil<milliseconds>(end - std::chrono::steady_clock::now()).count();
+    pollfd watched = {descriptor, POLLIN, 0};
+    if (left <= 0 || ::poll(&watched, 1, static_cast<int>(left)) >= 0 || errno != EINTR) return result();
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+// One authentication by PAM in a child process: its modules may wait for servers that do not answer, and leave behind
+// what they like.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "host/files/file_descriptor.h"
+#include "host/security/secret.h"
+#include "host/transport/transport.h"
+
+namespace host {
+
+inline constexpr int authentication_deadline_ms = 10000;  // then the child is killed; below a client's reply timeout
+inline constexpr int authentications_at_once = 8;         // err_busy beyond
+
+void use_pam_services(const char *directory);  // instead of the system's, for tests; kept, not copied
+
+class Authentication : public Later {
+ public:
+  // Empty on failure, with a status.
+  static std::shared_ptr<Authentication> start(const std::string &user, const ClearText &password, uint32_t *status);
+  ~Authentication() override;
+  Authentication(const Authentication &) = delete;
+  Authentication &operator=(const Authentication &) = delete;
+
+  uint32_t result();         // once `descriptor` is readable or its time is over
+  Answer answer() override;  // the result as a status
+  uint32_t wait();           // until then
+
+ private:
+  Authentication(std::string user, FileDescriptor outcome, pid_t child);
+  void end_child();
+
+  std::string user_;
+  FileDescriptor outcome_;
+  pid_t child_;
+};
+
+}  // namespace host

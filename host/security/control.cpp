@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+// The service's side of the requests Control::security_*.
+#include <cstring>
+
+#include "host/security/record.h"
+#include "host/security/secret.h"
+#include "host/security/security.h"
+#include "host/status.h"
+
+namespace host {
+
+namespace {
+
+struct WipedRecord {
+  sch_security_user_rec record = {};
+  ~WipedRecord() { sodium_memzero(&record, sizeof record); }
+};
+
+bool take_record(std::span<const std::byte> payload, sch_security_user_rec *record) {
+  if (payload.size() != sizeof *record) return false;
+  std::memcpy(record, payload.data(), sizeof *record);
+  return is_terminated(*record) && record->kind == security_kind;
+}
+
+bool may_use(const Caller &caller, const std::string &user) {
+  return caller.peer_uid == 0 || caller.user_name == user;
+}
+
+Answer with_status(uint32_t status) {
+  Answer answer;
+  answer.status = status;
+  return answer;
+}
+
+Answer read_for(const std::string &user) {
+  sch_security_user_rec record = {};
+  Answer answer = with_status(security_read(user, &record));
+  const std::span<const std::byte> bytes = bytes_of(record);
+  if (answer.status == 0) answer.reply = Bytes(bytes.begin(), bytes.end());
+  return answer;
+}
+
+}  // namespace
+
+Answer security_control(Control operation, const Caller &caller, std::span<const std::byte> payload) {
+  const NoCore no_core;
+  WipedRecord request;
+  if (!take_record(payload, &request.record)) return with_status(err_bad_request);
+  const std::string user(text_of(request.record.user_name));
+  if (!may_use(caller, user)) return with_status(err_not_permitted);
+  switch (operation) {
+    case Control::security_read:
+      return read_for(user);
+    case Control::security_store:
+      return with_status(security_store(request.record));
+    case Control::security_remove:
+      return with_status(security_remove(user));
+    case Control::security_authenticate:
+      return security_authenticate_later(user, std::string(text_of(request.record.password)));
+    default:
+      return with_status(err_unknown_opcode);
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/security/passwords.h"
+
+#include <syslog.h>
+
+#include <sstream>
+
+#include "host/files/paths.h"
+#include "host/files/private_file.h"
+#include "host/security/seal.h"
+#include "host/security/users.h"
+#include "host/status.h"
+#include "platform/syslog.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::size_t file_limit = 4 * 1024 * 1024;  // 25,000 users; above it is some other file
+
+uint32_t report(uint32_t status, const std::string &reason) {
+  tarn_syslog(LOG_ERR, "%s", reason.c_str());
+  return status;
+}
+
+bool take_line(const std::string &line, SealedPasswords *passwords) {
+  const std::size_t blank = line.find(' ');
+  if (blank == std::string::npos || line.size() != blank + 1 + sealed_length) return false;
+  const std::string name = line.substr(0, blank);
+  return is_user_name(name) && passwords->emplace(name, line.substr(blank + 1)).second;
+}
+
+bool parse(const std::string &content, SealedPasswords *passwords) {
+  if (!content.empty() && content.back() != '\n') return false;  // cut
+  std::istringstream lines(content);
+  for (std::string line; std::getline(lines, line);)
+    if (!take_line(line, passwords)) return false;
+  return true;
+}
+
+}  // namespace
+
+std::string passwords_path() {
+  return paths().state + "/passwords";
+}
+
+uint32_t read_passwords(SealedPasswords *passwords) {
+  std::string content, error;
+  passwords->clear();
+  if (read_private_file(passwords_path(), file_limit, &content, &error) == FileResult::failed)
+    return report(err_io, error);
+  if (parse(content, passwords)) return 0;
+  passwords->clear();
+  return report(err_store_foreign, passwords_path() + ": is damaged; restore it from a backup or remove it");
+}
+
+uint32_t write_passwords(const SealedPasswords &passwords) {
+  std::string content, error;
+  for (const auto &[name, sealed] : passwords)
+    content.append(name).append(" ").append(sealed).append("\n");
+  if (content.size() > file_limit) return err_too_large;
+  return write_private_file(passwords_path(), content, &error) == FileResult::done ? 0 : report(err_io, error);
+}
+
+}  // namespace host

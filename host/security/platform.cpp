@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/security.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "host/security/record.h"
+#include "host/security/secret.h"
+#include "host/security/security.h"
+#include "host/status.h"
+
+namespace host {
+
+namespace {
+
+// Operations of cmi_security_user_config.
+constexpr uint32_t operation_read = 1;
+constexpr uint32_t operation_store = 3;
+constexpr uint32_t operation_remove = 4;
+
+uint32_t read_from_service(sch_security_user_rec *record) {
+  Bytes reply;
+  if (const uint32_t status = control_request(Control::security_read, bytes_of(*record), &reply)) return status;
+  if (reply.size() != sizeof *record) return err_bad_reply;
+  std::memcpy(record, reply.data(), sizeof *record);
+  return is_terminated(*record) ? 0 : err_bad_reply;
+}
+
+uint32_t configure(uint32_t operation, sch_security_user_rec *record) {
+  const bool here = security_is_service();
+  const std::string user(text_of(record->user_name));
+  switch (operation) {
+    case operation_read:
+      return here ? security_read(user, record) : read_from_service(record);
+    case operation_store:
+      return here ? security_store(*record) : control_request(Control::security_store, bytes_of(*record), nullptr);
+    case operation_remove:
+      return here ? security_remove(user) : control_request(Control::security_remove, bytes_of(*record), nullptr);
+    default:
+      return err_bad_value;
+  }
+}
+
+uint32_t authenticate(const std::string &user, const std::string &sealed) {
+  if (security_is_service()) return security_authenticate(user, sealed);
+  const sch_security_user_rec record = security_record(user, security_form_sealed, sealed);
+  return control_request(Control::security_authenticate, bytes_of(record), nullptr);
+}
+
+}  // namespace
+
+}  // namespace host
+
+using namespace host;
+
+int check_if_user_remote(uint32_t, const char *user_name) {
+  try {
+    return user_is_local(user_name) ? 0 : 1;
+  } catch (const std::bad_alloc &) {
+    return 1;  // the stricter of the two
+  }
+}
+
+int cmi_security_user_config(uint32_t, uint32_t operation, struct sch_security_user_rec *record) {
+  try {
+    if (!is_terminated(*record)) return static_cast<int>(err_bad_value);
+    return static_cast<int>(configure(operation, record));
+  } catch (const std::bad_alloc &) {
+    return static_cast<int>(err_no_memory);
+  }
+}
+
+// The "clear" text is the sealed one itself: only the service opens it (host/security/security.h).
+int security_conf_decrypt(const char *text, uint32_t length_with_nul, uint32_t form, uint32_t, uint32_t, char **clear,
+                          uint32_t *clear_length) {
+  *clear = nullptr;
+  *clear_length = 0;
+  if (form != security_form_sealed || length_with_nul == 0) return -1;
+  const std::size_t length = ::strnlen(text, length_with_nul);
+  if (length != length_with_nul - 1) return -1;
+  *clear = ::strndup(text, length);
+  if (*clear == nullptr) return -1;
+  *clear_length = static_cast<uint32_t>(length);
+  return 0;
+}
+
+int aaa_scheduler_authenticate(const char *user_name, const char *clear_password, const char *, const char *,
+                               const char *, uint32_t, aaa_result *result) {
+  *result = {};
+  try {
+    const uint32_t status = authenticate(user_name, clear_password);
+    result->words[0] = status;
+    result->words[1] = status == 0 ? 1 : 0;
+    return status == 0 || status == SCH_STATUS_AUTHENTICATION_FAILED ? 0 : static_cast<int>(status);
+  } catch (const std::bad_alloc &) {
+    return static_cast<int>(err_no_memory);
+  }
+}

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+// The security user record: its text fields, as they are checked and filled.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "host/transport/transport.h"
+#include "schedcli.h"
+
+namespace host {
+
+inline constexpr uint32_t security_kind = 2;
+inline constexpr uint32_t security_form_clear = 0;
+inline constexpr uint32_t security_form_sealed = 7;
+
+template <std::size_t size>
+std::string_view text_of(const char (&field)[size]) {
+  return {field, ::strnlen(field, size)};
+}
+
+inline bool is_terminated(const sch_security_user_rec &record) {
+  return text_of(record.user_name).size() < sizeof record.user_name &&
+         text_of(record.password).size() < sizeof record.password;
+}
+
+inline sch_security_user_rec security_record(std::string_view user, uint32_t form, std::string_view password) {
+  sch_security_user_rec record = {};
+  user.copy(record.user_name, sizeof record.user_name - 1);
+  record.kind = security_kind;
+  record.form = form;
+  password.copy(record.password, sizeof record.password - 1);
+  return record;
+}
+
+inline std::span<const std::byte> bytes_of(const sch_security_user_rec &record) {
+  return std::as_bytes(std::span(&record, 1));
+}
+
+}  // namespace host

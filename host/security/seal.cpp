@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/security/seal.h"
+
+#include <sodium.h>
+
+#include <algorithm>
+
+#include "host/security/key.h"
+#include "host/status.h"
+
+namespace host {
+
+namespace {
+
+constexpr char form = '1';  // XChaCha20-Poly1305, random nonce, URL-safe base64
+constexpr int base64 = sodium_base64_VARIANT_URLSAFE_NO_PADDING;
+constexpr std::size_t nonce_size = crypto_aead_xchacha20poly1305_ietf_NPUBBYTES;
+constexpr std::size_t padded_size = password_limit + 1;
+constexpr std::size_t box_size = nonce_size + padded_size + crypto_aead_xchacha20poly1305_ietf_ABYTES;
+static_assert(sodium_base64_ENCODED_LEN(box_size, base64) == sealed_length);  // its NUL in the form's place
+
+using Box = std::array<unsigned char, box_size>;
+
+// Bound in: another user's name, or another purpose, opens nothing.
+std::string purpose_of(const std::string &user) {
+  return "schedcli scheduler password of " + user;
+}
+
+const unsigned char *bytes(const std::string &text) {
+  return reinterpret_cast<const unsigned char *>(text.data());
+}
+
+std::string to_text(const Box &box) {
+  std::array<char, sealed_length> encoded;
+  sodium_bin2base64(encoded.data(), encoded.size(), box.data(), box.size(), base64);
+  return form + std::string(encoded.data());
+}
+
+bool to_box(const std::string &text, Box *box) {
+  if (text.size() != sealed_length || text[0] != form) return false;
+  std::size_t size = 0;
+  return sodium_base642bin(box->data(), box->size(), text.data() + 1, text.size() - 1, nullptr, &size, nullptr,
+                           base64) == 0 &&
+         size == box->size();
+}
+
+}  // namespace
+
+uint32_t seal_password(const std::string &user, std::string_view clear, std::string *sealed) {
+  if (clear.empty()) return err_bad_value;
+  if (clear.size() > password_limit) return err_password_too_long;
+  SecurityKey key;
+  if (const uint32_t status = key.load()) return status;
+  ClearText padded;
+  std::copy(clear.begin(), clear.end(), padded.bytes.begin());
+  std::size_t size = 0;
+  sodium_pad(&size, padded.bytes.data(), clear.size(), padded_size, padded_size);
+  Box box;
+  randombytes_buf(box.data(), nonce_size);
+  const std::string purpose = purpose_of(user);
+  crypto_aead_xchacha20poly1305_ietf_encrypt(box.data() + nonce_size, nullptr, padded.bytes.data(), padded_size,
+                                             bytes(purpose), purpose.size(), nullptr, box.data(), key.data());
+  *sealed = to_text(box);
+  return 0;
+}
+
+uint32_t open_password(const std::string &user, const std::string &sealed, ClearText *clear) {
+  Box box;
+  if (!to_box(sealed, &box)) return err_bad_value;
+  SecurityKey key;
+  if (const uint32_t status = key.load()) return status;
+  const std::string purpose = purpose_of(user);
+  if (crypto_aead_xchacha20poly1305_ietf_decrypt(clear->bytes.data(), nullptr, nullptr, box.data() + nonce_size,
+                                                 box.size() - nonce_size, bytes(purpose), purpose.size(), box.data(),
+                                                 key.data()) != 0)
+    return err_bad_value;
+  std::size_t size = 0;
+  if (sodium_unpad(&size, clear->bytes.data(), padded_size, padded_size) != 0) return err_bad_value;
+  clear->bytes[size] = 0;  // the padding's mark stands there
+  return 0;
+}
+
+}  // namespace host

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <pwd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "host/security/security.h"
+#include "host/security/users.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::size_t longest_name = 31;             // what a 32-byte field holds with its terminator
+constexpr std::size_t first_buffer = 1024;           // of a look-up; grown while the name service asks for more
+constexpr std::size_t largest_buffer = 1024 * 1024;  // an answer above it is no user's
+
+const char *local_file = "/etc/passwd";
+
+struct CloseFile {
+  void operator()(FILE *file) const { std::fclose(file); }
+};
+
+std::optional<User> to_user(const passwd &entry) {
+  if (!is_user_name(entry.pw_name)) return std::nullopt;
+  return User{entry.pw_uid, entry.pw_gid, entry.pw_name, entry.pw_dir, entry.pw_shell};
+}
+
+template <typename Lookup>
+std::optional<User> look_up(Lookup lookup) {
+  for (std::size_t size = first_buffer; size <= largest_buffer; size *= 4) {
+    std::vector<char> buffer(size);
+    passwd entry = {};
+    passwd *found = nullptr;
+    int error = lookup(&entry, buffer.data(), buffer.size(), &found);
+    if (error == EINTR) error = lookup(&entry, buffer.data(), buffer.size(), &found);
+    if (error == ERANGE) continue;
+    return error == 0 && found != nullptr ? to_user(*found) : std::nullopt;
+  }
+  return std::nullopt;
+}
+
+bool is_digit_of(char c, bool hexadecimal) {
+  if (c >= '0' && c <= '9') return true;
+  return hexadecimal && ((c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'));
+}
+
+// Decimal, octal and hexadecimal, with and without a sign: what tools would take for a uid.
+bool is_number(std::string name) {
+  if (name.starts_with('+') || name.starts_with('-')) name.erase(0, 1);
+  const bool hexadecimal = name.starts_with("0x") || name.starts_with("0X");
+  if (hexadecimal) name.erase(0, 2);
+  return std::all_of(name.begin(), name.end(), [&](char c) { return is_digit_of(c, hexadecimal); });
+}
+
+// Blanks, control characters and the separators of the password file and of paths are in no user's name.
+bool is_foreign(char c) {
+  return static_cast<unsigned char>(c) <= ' ' || c == 0x7f || c == ':' || c == '/';
+}
+
+}  // namespace
+
+bool is_user_name(const std::string &name) {
+  if (name.empty() || name.size() > longest_name || is_number(name)) return false;
+  return name[0] != '+' && name[0] != '-' && std::none_of(name.begin(), name.end(), is_foreign);
+}
+
+void use_local_users_file(const char *path) {
+  local_file = path;
+}
+
+std::optional<User> user_by_name(const std::string &name) {
+  if (!is_user_name(name)) return std::nullopt;
+  auto user = look_up([&](passwd *entry, char *buffer, std::size_t size, passwd **found) {
+    return ::getpwnam_r(name.c_str(), entry, buffer, size, found);
+  });
+  // Some name services fold case or strip a domain: only the very name asked for is that user.
+  return user && user->name == name ? user : std::nullopt;
+}
+
+std::optional<User> user_by_uid(uid_t uid) {
+  return look_up([uid](passwd *entry, char *buffer, std::size_t size, passwd **found) {
+    return ::getpwuid_r(uid, entry, buffer, size, found);
+  });
+}
+
+bool user_is_local(const std::string &name) {
+  if (!is_user_name(name)) return false;
+  const std::unique_ptr<FILE, CloseFile> file(std::fopen(local_file, "re"));
+  if (!file) return false;
+  while (const passwd *entry = ::fgetpwent(file.get()))
+    if (name == entry->pw_name) return true;
+  return false;
+}
+
+}  // namespace host

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/store/batch.h"
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <span>
+
+#include "host/status.h"
+#include "host/store/failure.h"
+
+namespace host {
+namespace {
+
+// The notes of a batch are its changes one behind the other: the sizes, the key, the value.
+struct NoteHead {
+  std::size_t key_size;
+  std::optional<std::size_t> value_size;
+};
+
+void append(std::vector<std::byte> *notes, const void *data, std::size_t size) {
+  const auto *bytes = static_cast<const std::byte *>(data);
+  notes->insert(notes->end(), bytes, bytes + size);
+}
+
+int note(std::vector<std::byte> *notes, const Change &change) try {
+  NoteHead head{change.key.mv_size, {}};
+  if (change.value != nullptr) head.value_size = change.value->mv_size;
+  append(notes, &head, sizeof head);
+  append(notes, change.key.mv_data, change.key.mv_size);
+  if (change.value != nullptr) append(notes, change.value->mv_data, change.value->mv_size);
+  return 0;
+} catch (const std::bad_alloc &) {
+  return ENOMEM;
+}
+
+MDB_val take(std::span<std::byte> *notes, std::size_t size) {
+  const MDB_val taken{size, notes->data()};
+  *notes = notes->subspan(size);
+  return taken;
+}
+
+int apply(MDB_txn *transaction, const Change &change) {
+  MDB_val key = change.key;
+  if (change.value == nullptr) return mdb_del(transaction, store_table, &key, nullptr);
+  MDB_val value = *change.value;
+  return put_within_bound(transaction, &key, &value, 0);
+}
+
+int apply_notes(MDB_txn *transaction, std::span<std::byte> notes) {
+  while (!notes.empty()) {
+    NoteHead head{};
+    memcpy(&head, take(&notes, sizeof head).mv_data, sizeof head);
+    const MDB_val key = take(&notes, head.key_size);
+    const MDB_val value = take(&notes, head.value_size.value_or(0));
+    const int code = apply(transaction, {key, head.value_size ? &value : nullptr});
+    // Another process may have come first; the key is gone, as the batch wants it.
+    if (code != 0 && code != MDB_NOTFOUND) return code;
+  }
+  return 0;
+}
+
+int begin_write(Store &store) {
+  pause_walks(store);
+  // A process killed while it read would keep old pages from being used again.
+  int dead = 0;
+  mdb_reader_check(store.environment.get(), &dead);
+  return begin_transaction(store, 0, &store.batch.transaction);
+}
+
+// In a larger map, with all changes so far.
+int begin_anew(Store &store) {
+  int code = MDB_MAP_FULL;
+  while (code == MDB_MAP_FULL) {
+    store.batch.transaction.reset();
+    if (code = grow_map(store); code != 0) return code;
+    if (code = begin_write(store); code != 0) return code;
+    code = apply_notes(store.batch.transaction.get(), store.batch.changes);
+  }
+  return code;
+}
+
+int commit_write(Store &store) {
+  const int code = mdb_txn_commit(store.batch.transaction.release());
+  if (code == 0) {
+    count_commit();
+    return 0;
+  }
+  // A failed write of a meta page leaves the environment unusable; the file itself still has the last commit.
+  MDB_txn *probe = nullptr;
+  if (mdb_txn_begin(store.environment.get(), nullptr, MDB_RDONLY, &probe) == MDB_PANIC) {
+    close_environment(store);
+    open_environment(store);
+  } else {
+    mdb_txn_abort(probe);
+  }
+  return code;
+}
+
+}  // namespace
+
+uint32_t begin_batch(Store &store) {
+  const int code = begin_write(store);
+  store.batch.open = code == 0;
+  return store_status(code, store.path, store.data_file());
+}
+
+uint32_t change_batch(Store &store, const Change &change) {
+  Batch &batch = store.batch;
+  if (batch.failure != 0) return batch.failure;
+  const std::size_t noted = batch.changes.size();
+  int code = note(&batch.changes, change);
+  if (code == 0) code = apply(batch.transaction.get(), change);
+  if (code == MDB_MAP_FULL) code = begin_anew(store);
+  if (code == 0) return 0;
+  batch.changes.resize(noted);
+  if (code != MDB_NOTFOUND) batch.failure = err_no_memory;  // in case that there is none for the words
+  const uint32_t status = store_status(code, store.path, store.data_file());
+  if (code != MDB_NOTFOUND) batch.failure = status;
+  return status;
+}
+
+uint32_t commit_batch(Store &store) {
+  const uint32_t failure = store.batch.failure;
+  if (failure != 0 || store.batch.changes.empty()) {
+    abort_batch(store);
+    return failure;
+  }
+  int code = 0;
+  do {
+    code = commit_write(store);
+  } while (code == MDB_MAP_FULL && (code = begin_anew(store)) == 0);
+  store.batch = {};
+  if (code != 0) reread_description(store);
+  return store_status(code, store.path, store.data_file());
+}
+
+void abort_batch(Store &store) {
+  store.batch = {};
+  reread_description(store);
+}
+
+}  // namespace host

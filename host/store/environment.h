@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+// One open store: its LMDB environment, transactions and description. A path has at most one in a process.
+#pragma once
+
+#include <lmdb.h>
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/store/file.h"
+#include "platform/pss.h"
+
+namespace host {
+
+struct CloseEnvironment {
+  void operator()(MDB_env *environment) const { mdb_env_close(environment); }
+};
+struct AbortTransaction {
+  void operator()(MDB_txn *transaction) const { mdb_txn_abort(transaction); }
+};
+struct CloseCursor {
+  void operator()(MDB_cursor *cursor) const { mdb_cursor_close(cursor); }
+};
+struct ResetTransaction {
+  void operator()(MDB_txn *transaction) const { mdb_txn_reset(transaction); }
+};
+using Environment = std::unique_ptr<MDB_env, CloseEnvironment>;
+using Transaction = std::unique_ptr<MDB_txn, AbortTransaction>;
+using Cursor = std::unique_ptr<MDB_cursor, CloseCursor>;
+using ReaderInUse = std::unique_ptr<MDB_txn, ResetTransaction>;
+
+inline constexpr MDB_dbi store_table = 1;       // LMDB's main table
+inline constexpr MDB_dbi free_pages_table = 0;  // LMDB's list of free pages
+
+// A caller's key behind its prefix, as LMDB takes it.
+class RecordKey {
+ public:
+  explicit RecordKey(const pss_buf &key);
+  MDB_val value() { return {size_, bytes_.data()}; }
+
+ private:
+  std::size_t size_;
+  std::array<std::byte, largest_key + 1> bytes_;
+};
+
+MDB_val description_key();
+
+// One transaction that writes, of one call or of many.
+struct Batch {
+  bool open = false;
+  Transaction transaction;         // null: none is open, or it found no larger map
+  std::vector<std::byte> changes;  // what it did so far, for the case that it has to begin anew
+  uint32_t failure = 0;            // what made it useless
+};
+
+struct Store {
+  explicit Store(std::string store_path) : path(std::move(store_path)) {}
+
+  std::string path;
+  Environment environment;  // null: a failure closed it; the next call opens it again
+  uint32_t closed_by = 0;   // why it could not
+  StoreDescription description{};
+  Transaction reader;  // of single reads; reset between them
+  Transaction walker;  // of walks; renewed while `walk` is not 0
+  Cursor walk_cursor;
+  uint32_t walk = 0;  // the walk whose place walk_cursor is at; 0: walker is reset
+  Batch batch;
+  unsigned handles = 0;
+  bool shared = true;              // counts as a user of the file for other processes
+  std::vector<std::byte> fetched;  // what pss2_fetch gave last
+  pss_buf fetched_value{};
+
+  int data_file() const;  // -1: not open
+};
+
+uint32_t open_environment(Store &store);  // checks the file first
+void close_environment(Store &store);     // forgets a batch's transaction
+
+// What changes the map gives 0 or LMDB's code, and may have closed the environment after a failure. No transaction may
+// be under way.
+int adopt_larger_map(Store &store);  // one that another process has made
+int grow_map(Store &store);          // MDB_MAP_FULL: it is as large as it may be
+
+// Makes an attempt to begin a transaction, once more in each map that another process has grown meanwhile.
+template <typename Attempt>
+int begin_in_whole_map(Store &store, Attempt attempt) {
+  int code = attempt();
+  while (code == MDB_MAP_RESIZED && !store.batch.transaction) {
+    if (code = adopt_larger_map(store); code == 0) code = attempt();
+  }
+  return code;
+}
+int begin_transaction(Store &store, unsigned flags, Transaction *transaction);
+int renew_reader(Store &store, MDB_txn *transaction);
+
+// `take` copies the value, as the store's batch or else the file has it; it is LMDB's and gone afterwards.
+template <typename Take>
+int read_value(Store &store, MDB_val key, Take take) {
+  MDB_txn *transaction = store.batch.transaction.get();
+  ReaderInUse reader;
+  if (transaction == nullptr) {
+    transaction = store.reader.get();
+    if (const int code = renew_reader(store, transaction); code != 0) return code;
+    reader.reset(transaction);
+  }
+  MDB_val value{};
+  const int code = mdb_get(transaction, store_table, &key, &value);
+  if (code == 0) take(value);
+  return code;
+}
+
+void count_commit();
+void pause_walks(Store &store);
+// MDB_MAP_FULL, and a transaction to be aborted, when the records would take more than their share of the bound.
+int put_within_bound(MDB_txn *transaction, MDB_val *key, MDB_val *value, unsigned flags);
+
+void reread_description(Store &store);  // after a batch that came to nothing
+
+// What a compacted copy would not take: free pages, their list, and the file's unused end.
+int free_space(Store &store, uint32_t *bytes);
+
+// Makes a new file at `path`, which must not exist, holding `description` and what `fill` puts into it, and syncs it.
+// The file is this process's alone until it gets its name.
+uint32_t make_store_file(const std::string &path, const StoreDescription &description, int (*fill)(MDB_txn *, void *),
+                         void *argument);
+
+std::string lock_path(const std::string &path);  // LMDB's lock file beside the store
+
+}  // namespace host

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/store/failure.h"
+
+#include <lmdb.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+#include <cerrno>
+
+#include "host/status.h"
+#include "host/store/store.h"
+
+namespace host {
+namespace {
+
+struct Advice {
+  uint32_t status;
+  const char *text;
+};
+
+constexpr Advice advices[] = {
+    {err_store_full, "nothing was changed; make room on the disk, or raise the limit (schedd --store-limit)"},
+    {err_store_foreign, "it was left as it is; move it away and load a dump of it, or start without it"},
+    {err_store_busy, "nothing was changed; stop the other process, or end the batch, first"},
+    {err_store_limit, "nothing was changed"},
+    {err_no_memory, "nothing was changed; end other programs, or allow this one more address space"},
+    {err_store_absent, "create it, or load a dump into it"},
+    {err_store_uri, "a store is running:NAME, startup:NAME or debug:NAME"},
+    {err_store_io, "check the disk and the directory's permissions"},
+    {err_not_permitted, "run as the directory's owner, or name another state directory"},
+};
+
+struct Mapping {
+  int code;
+  uint32_t status;
+};
+
+constexpr Mapping mappings[] = {
+    {MDB_NOTFOUND, PSS_ERR_NO_KEY},
+    {MDB_KEYEXIST, PSS_ERR_EXISTS},
+    {MDB_MAP_FULL, err_store_full},
+    {MDB_TXN_FULL, err_store_full},
+    {ENOSPC, err_store_full},
+    {EDQUOT, err_store_full},
+    {EFBIG, err_store_full},
+    {MDB_CORRUPTED, err_store_foreign},
+    {MDB_INVALID, err_store_foreign},
+    {MDB_VERSION_MISMATCH, err_store_foreign},
+    {MDB_PAGE_NOTFOUND, err_store_foreign},
+    {MDB_INCOMPATIBLE, err_store_foreign},
+    {MDB_BAD_VALSIZE, err_store_limit},
+    {ENOENT, err_store_absent},
+    {ENOMEM, err_no_memory},
+    {EACCES, err_not_permitted},
+    {EPERM, err_not_permitted},
+};
+
+std::string &last_error() {
+  static std::string text;
+  return text;
+}
+
+// A write that a full disk or the process's file size limit cuts is reported by LMDB as an input/output error.
+bool no_room_left(int data_file) {
+  struct stat file {};
+  struct statvfs disk {};
+  struct rlimit limit {};
+  if (data_file < 0 || fstat(data_file, &file) != 0) return false;
+  const auto next_size = static_cast<rlim_t>(file.st_size) + static_cast<rlim_t>(file.st_blksize);
+  if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && next_size > limit.rlim_cur) return true;
+  return fstatvfs(data_file, &disk) == 0 && disk.f_bavail == 0;
+}
+
+uint32_t mapped(int code, int data_file) {
+  if (code == EIO && no_room_left(data_file)) return err_store_full;
+  for (const Mapping &mapping : mappings) {
+    if (mapping.code == code) return mapping.status;
+  }
+  return err_store_io;
+}
+
+}  // namespace
+
+uint32_t store_failed(uint32_t status, const std::string &path, const std::string &reason) {
+  last_error() = path + ": " + reason;
+  for (const Advice &advice : advices) {
+    if (advice.status == status) last_error() += std::string("; ") + advice.text;
+  }
+  return status;
+}
+
+uint32_t store_failed(uint32_t status, const std::string &words) {
+  last_error() = words;
+  return status;
+}
+
+uint32_t store_status(int code, const std::string &path, int data_file) {
+  return code == 0 ? 0 : store_failed(mapped(code, data_file), path, mdb_strerror(code));
+}
+
+std::string store_last_error() {
+  return last_error();
+}
+
+}  // namespace host

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+// The stores open in this process and the handles to them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/files/file_descriptor.h"
+#include "host/store/environment.h"
+#include "platform/pss.h"
+
+namespace host {
+
+// Held while a store is opened (many at once) or while its file is made, replaced or removed (alone), by any process:
+// nobody opens a new file with the old one's lock file.
+class DirectoryGate {
+ public:
+  enum class For { opening, replacing };
+  DirectoryGate(const std::string &store_path, For use);
+  bool held() const { return static_cast<bool>(directory_); }
+
+ private:
+  FileDescriptor directory_;
+};
+
+Store *known_store(pss_handle handle);  // null: no handle; a failure may have closed the store
+// Null: no handle, or a store that a failure closed and that still cannot be opened again.
+Store *store_of(pss_handle handle);
+Store *open_store(const std::string &path);  // null: not open in this process
+pss_handle new_handle(Store *store);         // 0: too many
+bool close_handle(pss_handle handle);        // closes the store with its last handle
+void forget_store(const std::string &path);  // closes it; its handles are none from now on
+uint32_t open_path(const std::string &path, pss_handle *handle, bool shared = true);  // the gate is held
+
+// Why store_of gave none.
+uint32_t bad_handle(pss_handle handle);
+
+void forget_walks(pss_handle handle);  // while its store is open
+
+}  // namespace host

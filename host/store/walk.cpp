@@ -1,0 +1,217 @@
+// SPDX-License-Identifier: Apache-2.0
+// Ordered walks. A caller may leave one unfinished without a word, and may write between two steps; so a walk is a
+// place in a bounded table that remembers its last key, and the store's one LMDB cursor is only a short cut to it.
+#include <lmdb.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <vector>
+
+#include "host/status.h"
+#include "host/store/environment.h"
+#include "host/store/failure.h"
+#include "host/store/table.h"
+
+namespace host {
+namespace {
+
+// Walks under way at once; a further one takes the place of the one that has not moved for longest.
+constexpr std::size_t walk_limit = 32;
+
+// What a cursor's words hold.
+enum CursorWord : std::size_t { serial_word, place_word };
+constexpr uint32_t ended = 0xffffffff;  // as the place: the walk has come to its end
+
+struct Walk {
+  pss_handle handle = 0;  // 0: free
+  Store *store = nullptr;
+  uint32_t serial = 0;
+  uint64_t moved = 0;
+  std::vector<std::byte> record;  // the last key behind its prefix and, aligned, the value that follows it in the file
+  std::vector<std::byte> value;   // of a record whose value lies elsewhere, or was changed since
+  pss_buf key_given{}, value_given{};     // the last key, and the value that was given last
+  const void *value_elsewhere = nullptr;  // null: it is in `record`; valid while the store's cursor is at this place
+
+  MDB_val last_key() const { return {key_given.length + 1, static_cast<std::byte *>(key_given.data) - 1}; }
+};
+
+constinit std::array<Walk, walk_limit> walks{};
+
+uint32_t next_serial() {
+  static uint32_t serial = 0;
+  if (++serial == 0) ++serial;
+  return serial;
+}
+
+uint64_t next_move() {
+  static uint64_t moves = 0;
+  return ++moves;
+}
+
+// Never in a batch that can still be committed, whose begin takes the cursor away, nor without an environment.
+bool is_at_its_place(const Walk &walk) {
+  return walk.store->walk == walk.serial;
+}
+
+// The walks of a handle go when it is closed, so that a walk's own store is always there.
+Walk *walk_of(pss_handle handle, const pss_cursor &cursor) {
+  const uint32_t place = cursor.platform[place_word];
+  if (place >= walk_limit) return nullptr;
+  Walk &walk = walks[place];
+  const bool is_its_own = walk.handle == handle && walk.serial == cursor.platform[serial_word] && handle != 0;
+  return is_its_own && (is_at_its_place(walk) || walk.store->environment) ? &walk : nullptr;
+}
+
+[[gnu::noinline]] void grow(std::vector<std::byte> *buffer, std::size_t size) {
+  buffer->resize(size);
+}
+
+// Takes a copy of a key and of what lies behind it; gives the copy of the latter. Callers take values for records: they
+// are aligned as memory is.
+std::byte *keep(Walk &walk, const MDB_val &key, std::size_t behind) {
+  constexpr std::size_t alignment = alignof(std::max_align_t);
+  const std::size_t aligned_key = (key.mv_size + alignment - 1) & ~(alignment - 1);
+  if (walk.record.size() < aligned_key + behind) grow(&walk.record, aligned_key + behind);
+  std::byte *value = walk.record.data() + aligned_key;
+  memcpy(value - key.mv_size, key.mv_data, key.mv_size + behind);
+  walk.key_given = {value - key.mv_size + 1, static_cast<uint32_t>(key.mv_size - 1)};
+  return value;
+}
+
+Walk &start_walk(pss_handle handle, Store *store, pss_cursor *cursor) {
+  Walk *walk = walk_of(handle, *cursor);
+  if (walk == nullptr) walk = &*std::ranges::min_element(walks, {}, &Walk::moved);
+  if (walk->handle != 0 && walk->store->walk == walk->serial) pause_walks(*walk->store);
+  walk->handle = handle;
+  walk->store = store;
+  walk->serial = next_serial();
+  cursor->platform[serial_word] = walk->serial;
+  cursor->platform[place_word] = static_cast<uint32_t>(walk - walks.data());
+  keep(*walk, {1, const_cast<std::byte *>(&record_prefix)}, 0);
+  return *walk;
+}
+
+void end_walk(Walk &walk) {
+  if (walk.store->walk == walk.serial) pause_walks(*walk.store);
+  walk.handle = 0;
+  walk.moved = 0;
+}
+
+// The first key behind `last`, or the first of all when it is a bare prefix.
+int seek_behind(MDB_cursor *cursor, const MDB_val &last, MDB_val *key, MDB_val *value) {
+  *key = last;
+  const int code = mdb_cursor_get(cursor, key, value, MDB_SET_RANGE);
+  if (code != 0 || key->mv_size != last.mv_size || memcmp(key->mv_data, last.mv_data, last.mv_size) != 0) return code;
+  return mdb_cursor_get(cursor, key, value, MDB_NEXT);
+}
+
+// Within a batch the walk sees the batch; its cursor lives for one step, as the batch may end before the next.
+int step_in_batch(const Walk &walk, MDB_val *key, MDB_val *value) {
+  MDB_cursor *made = nullptr;
+  if (const int code = mdb_cursor_open(walk.store->batch.transaction.get(), store_table, &made); code != 0) return code;
+  const Cursor cursor(made);
+  return seek_behind(made, walk.last_key(), key, value);
+}
+
+// The cursor is elsewhere: another walk or a write came between.
+[[gnu::noinline]] int step_from_last_key(const Walk &walk, MDB_val *key, MDB_val *value) {
+  Store &store = *walk.store;
+  if (store.batch.transaction) return step_in_batch(walk, key, value);
+  MDB_cursor *cursor = store.walk_cursor.get();
+  pause_walks(store);
+  if (const int code = renew_reader(store, store.walker.get()); code != 0) return code;
+  store.walk = walk.serial;
+  if (const int code = mdb_cursor_renew(store.walker.get(), cursor); code != 0) return code;
+  return seek_behind(cursor, walk.last_key(), key, value);
+}
+
+[[gnu::noinline]] const pss_buf *stop(Walk &walk, pss_cursor *cursor, int code) {
+  cursor->error = code == MDB_NOTFOUND ? 0 : store_status(code, walk.store->path);
+  cursor->platform[place_word] = ended;
+  end_walk(walk);
+  return nullptr;
+}
+
+const pss_buf *move(Walk &walk, pss_cursor *cursor) {
+  MDB_val key, value;
+  const int code = is_at_its_place(walk) ? mdb_cursor_get(walk.store->walk_cursor.get(), &key, &value, MDB_NEXT)
+                                         : step_from_last_key(walk, &key, &value);
+  if (code != 0) return stop(walk, cursor, code);
+  cursor->error = 0;
+  const bool is_behind_key = static_cast<std::byte *>(key.mv_data) + key.mv_size == value.mv_data;
+  walk.value_given = {keep(walk, key, is_behind_key ? value.mv_size : 0), static_cast<uint32_t>(value.mv_size)};
+  walk.value_elsewhere = is_behind_key ? nullptr : value.mv_data;
+  walk.moved = next_move();
+  return &walk.key_given;
+}
+
+const pss_buf *fail(pss_cursor *cursor, uint32_t status) {
+  cursor->error = status;
+  return nullptr;
+}
+
+uint32_t no_walk(const Store &store) {
+  return store_failed(err_store_bad_handle, store.path, "no walk is under way with this cursor");
+}
+
+[[gnu::noinline]] const pss_buf *give_value(Walk &walk, const void *data, std::size_t size) {
+  if (walk.value.size() <= size) walk.value.resize(size + 1);  // never no memory at all
+  memcpy(walk.value.data(), data, size);
+  walk.value_given = {walk.value.data(), static_cast<uint32_t>(size)};
+  return &walk.value_given;
+}
+
+// The walk's record as it is now: it may have been changed or deleted since the walk came to it.
+int look_up(Walk &walk, const pss_buf **result) {
+  return read_value(*walk.store, walk.last_key(),
+                    [&](const MDB_val &value) { *result = give_value(walk, value.mv_data, value.mv_size); });
+}
+
+// Apart from the usual step, which is as short as a step of LMDB's own.
+[[gnu::noinline]] const pss_buf *begin(pss_handle handle, uint32_t where, pss_cursor *cursor) {
+  Store *store = store_of(handle);
+  if (store == nullptr) return fail(cursor, bad_handle(handle));
+  if (where == PSS_FIRST) return move(start_walk(handle, store, cursor), cursor);
+  if (where == PSS_NEXT && cursor->platform[place_word] == ended) return fail(cursor, 0);
+  return fail(cursor, no_walk(*store));
+}
+
+[[gnu::noinline]] const pss_buf *value_now(pss_handle handle, Walk *walk, pss_cursor *cursor) {
+  if (walk == nullptr) {
+    const Store *store = store_of(handle);
+    return fail(cursor, store == nullptr ? bad_handle(handle) : no_walk(*store));
+  }
+  const pss_buf *result = nullptr;
+  cursor->error = store_status(look_up(*walk, &result), walk->store->path);
+  return result;
+}
+
+}  // namespace
+
+void forget_walks(pss_handle handle) {
+  for (Walk &walk : walks) {
+    if (walk.handle == handle) end_walk(walk);
+  }
+}
+
+}  // namespace host
+
+using host::Walk;
+
+extern "C" {
+
+const pss_buf *pss_move2location(pss_handle handle, uint32_t where, pss_cursor *cursor) {
+  Walk *walk = host::walk_of(handle, *cursor);
+  return where == PSS_NEXT && walk != nullptr ? host::move(*walk, cursor) : host::begin(handle, where, cursor);
+}
+
+const pss_buf *pss_getvalue(pss_handle handle, pss_cursor *cursor) {
+  Walk *walk = host::walk_of(handle, *cursor);
+  if (walk == nullptr || !host::is_at_its_place(*walk)) return host::value_now(handle, walk, cursor);
+  cursor->error = 0;
+  if (walk->value_elsewhere == nullptr) return &walk->value_given;
+  return host::give_value(*walk, walk->value_elsewhere, walk->value_given.length);
+}
+
+}  // extern "C"

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+// Who asks: the kernel's word about the peer, and whom a root peer speaks for.
+#pragma once
+
+#include <sys/socket.h>
+
+#include <optional>
+
+#include "host/security/security.h"
+#include "host/transport/frame.h"
+#include "host/transport/transport.h"
+
+namespace host {
+
+struct Peer {
+  ucred credentials = {};
+  std::optional<User> user;  // of the peer's uid; looked up once, at its first request
+
+  bool is_root() const { return credentials.uid == 0; }
+};
+
+bool peer_of(int socket, Peer *peer);
+
+// 0, or err_not_permitted: the peer is no known user, names somebody else without being root, or names nobody known.
+uint32_t identify_caller(Peer *peer, const FrameHeader &header, Caller *caller);
+
+}  // namespace host

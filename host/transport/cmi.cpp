@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+// platform/cmi.h: one connection for requests that wait for their reply, and one for the stream of the request last
+// sent, so that a stream left unread holds up nobody and ends when the next one begins.
+#include "platform/cmi.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "host/status.h"
+#include "host/transport/connection.h"
+
+namespace host {
+
+namespace {
+
+constexpr uint32_t selects_token = 1;  // word 0 of a selector; the token is word 3
+
+Connection &request_connection() {
+  static Connection connection;
+  return connection;
+}
+
+struct Stream {
+  Connection connection;
+  uint32_t service = 0;
+  uint32_t token = 0;
+};
+
+Stream &stream() {
+  static Stream current;
+  return current;
+}
+
+// The identity fields of the shell's context are full when they lack their terminator.
+void copy_name(char (&field)[frame_name_size], const char *name) {
+  if (name != nullptr) std::memcpy(field, name, ::strnlen(name, sizeof field));
+}
+
+FrameHeader request_header(uint32_t service, uint32_t message_class, std::size_t length, const char *user_name,
+                           const char *peer_name) {
+  FrameHeader header;
+  header.service = service;
+  header.message_class = message_class;
+  header.token = next_token();
+  header.length = static_cast<uint32_t>(length);
+  copy_name(header.user, user_name);
+  copy_name(header.peer, peer_name);
+  return header;
+}
+
+std::span<const std::byte> bytes_of(const void *data, uint32_t length) {
+  return {static_cast<const std::byte *>(data), length};
+}
+
+// An empty body is the null reply.
+uint32_t copy_reply(std::span<const std::byte> body, void **reply, uint32_t *length) {
+  if (body.empty()) return 0;
+  *reply = std::malloc(body.size());
+  if (*reply == nullptr) return err_no_memory;
+  std::memcpy(*reply, body.data(), body.size());
+  *length = static_cast<uint32_t>(body.size());
+  return 0;
+}
+
+uint32_t exchange(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline, Frame *answer) {
+  Connection &connection = request_connection();
+  if (const uint32_t status = connection.send(header, body, deadline)) return status;
+  if (const uint32_t status = connection.receive(header.service, header.token, deadline, answer)) return status;
+  return answer->header.status;
+}
+
+// The pieces of the reply, one after the other.
+uint32_t exchange_joining(std::span<const std::byte> body, Bytes *whole) {
+  const Deadline deadline = Deadline::of_reply();
+  const FrameHeader header = request_header(service_control, 0, body.size(), nullptr, nullptr);
+  Frame frame;
+  uint32_t status = exchange(header, body, deadline, &frame);
+  while (status == 0 && frame.header.kind == FrameKind::reply) {
+    if (whole->size() + frame.body.size() > control_reply_limit) {
+      request_connection().close();  // the rest has no reader
+      return err_too_large;
+    }
+    whole->insert(whole->end(), frame.body.begin(), frame.body.end());
+    if ((frame.header.flags & frame_flag_more) == 0) break;
+    status = request_connection().receive(header.service, header.token, deadline, &frame);
+    if (status == 0) status = frame.header.status;
+  }
+  return status;
+}
+
+// No exception crosses into the library.
+template <typename Operation>
+uint32_t guarded(Operation operation) {
+  try {
+    return operation();
+  } catch (const std::bad_alloc &) {
+    return err_no_memory;
+  }
+}
+
+}  // namespace
+
+uint32_t control_request(Control operation, std::span<const std::byte> payload, Bytes *reply) {
+  return guarded([&] {
+    const auto opcode = static_cast<uint32_t>(operation);
+    Bytes body(sizeof opcode + payload.size());
+    std::memcpy(body.data(), &opcode, sizeof opcode);
+    std::copy(payload.begin(), payload.end(), body.begin() + sizeof opcode);
+    Bytes whole;
+    const uint32_t status = exchange_joining(body, &whole);
+    explicit_bzero(body.data(), body.size());  // a password may be in it
+    if (status == 0 && reply != nullptr) *reply = std::move(whole);
+    return status;
+  });
+}
+
+}  // namespace host
+
+using namespace host;
+
+uint32_t cmi_req_resp(uint32_t service, uint32_t message_class, void *request, void **reply, uint32_t *length,
+                      const char *user_name, const char *peer_name, uint32_t, uint32_t, uint32_t) {
+  return guarded([&] {
+    *reply = nullptr;
+    Frame answer;
+    const FrameHeader header = request_header(service, message_class, *length, user_name, peer_name);
+    const uint32_t status = exchange(header, bytes_of(request, *length), Deadline::of_reply(), &answer);
+    return status != 0 ? status : copy_reply(answer.body, reply, length);
+  });
+}
+
+uint32_t cmi_send_request(uint32_t service, uint32_t message_class, const void *request, uint32_t length,
+                          const char *user_name, const char *peer_name, uint32_t, uint32_t, uint32_t,
+                          cmi_sent_request *sent) {
+  return guarded([&] {
+    Stream &current = stream();
+    current.connection.close();
+    const FrameHeader header = request_header(service, message_class, length, user_name, peer_name);
+    current.service = service;
+    current.token = header.token;
+    *sent = {};
+    sent->words[0] = header.token;
+    return current.connection.send(header, bytes_of(request, length), Deadline::of_reply());
+  });
+}
+
+uint32_t mts_rr_token_get(const cmi_sent_request *sent) {
+  return sent->words[0];
+}
+
+int mts_recv(uint32_t, mts_message *message, const mts_selector *selector) {
+  Stream &current = stream();
+  *message = {};
+  if (selector->words[0] != selects_token || selector->words[3] != current.token) return -1;
+  if (!current.connection.usable()) return -1;
+  Frame frame;
+  if (current.connection.receive(current.service, current.token, Deadline::of_reply(), &frame) != 0) return -1;
+  if (frame.header.kind == FrameKind::stream_end) return -1;
+  const std::span<const std::byte> packet = current.connection.packet();
+  *message = {packet.data(), static_cast<uint32_t>(packet.size())};
+  return 0;
+}
+
+int cmi_parse_response(const mts_message *message, void **reply, uint32_t *length) {
+  *reply = nullptr;
+  *length = 0;
+  Frame frame;
+  if (!parse_frame(bytes_of(message->data, message->length), &frame)) return static_cast<int>(err_bad_reply);
+  if (frame.header.status != 0) return static_cast<int>(frame.header.status);
+  const uint32_t status = copy_reply(frame.body, reply, length);
+  // A message without content is none: whoever asks for one reads its fields.
+  return static_cast<int>(status == 0 && *reply == nullptr ? err_bad_reply : status);
+}

@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/transport/connection.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <ctime>
+
+#include "host/files/paths.h"
+#include "host/status.h"
+#include "host/transport/address.h"
+
+namespace host {
+
+namespace {
+
+constexpr int default_reply_timeout_ms = 30000;
+
+std::atomic<int> reply_timeout_ms = default_reply_timeout_ms;
+
+// How often this process was forked off another one that had connections.
+int forks = 0;
+
+int forks_so_far() {
+  static const int registered = ::pthread_atfork(nullptr, nullptr, [] { forks++; });
+  return registered == 0 ? forks : ::getpid();
+}
+
+// As of the last tick, a few milliseconds ago: a deadline needs no more, and it costs a tenth of the exact time.
+int64_t monotonic_ms() {
+  timespec now = {};
+  ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
+uint32_t wait_to_send(int socket, Deadline deadline) {
+  for (;;) {
+    pollfd watched = {socket, POLLOUT, 0};
+    const int count = ::poll(&watched, 1, deadline.remaining_ms());
+    if (count > 0) return 0;
+    if (count == 0) return err_timed_out;
+    if (errno != EINTR) return err_io;
+  }
+}
+
+uint32_t status_of_connect(int error) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+    case ECONNREFUSED:
+      return err_not_running;
+    case EACCES:
+    case EPERM:
+      return err_not_permitted;
+    case EAGAIN:
+      return err_timed_out;
+    case ENOMEM:
+    case ENOBUFS:
+      return err_no_memory;
+    default:
+      return err_io;
+  }
+}
+
+uint32_t status_of_send(int error) {
+  switch (error) {
+    case EPIPE:
+    case ECONNRESET:
+    case ENOTCONN:
+      return err_not_running;
+    case EMSGSIZE:
+      return err_too_large;
+    case ENOMEM:
+    case ENOBUFS:
+      return err_no_memory;
+    default:
+      return err_io;
+  }
+}
+
+bool limit_wait(int socket, int option, int milliseconds) {
+  const int at_least = std::max(milliseconds, 1);  // 0 would be no limit
+  const timeval limit = {at_least / 1000, at_least % 1000 * 1000};
+  return ::setsockopt(socket, SOL_SOCKET, option, &limit, sizeof limit) == 0;
+}
+
+// A full backlog makes connect wait for as long as sends may.
+int connect_within(int socket, const SocketAddress &address, Deadline deadline) {
+  for (;;) {
+    if (!limit_wait(socket, SO_SNDTIMEO, deadline.remaining_ms())) return errno;
+    if (::connect(socket, address.get(), SocketAddress::size()) == 0) return 0;
+    if (errno != EINTR || deadline.remaining_ms() == 0) return errno == EINTR ? EAGAIN : errno;
+  }
+}
+
+// A socket somebody else put in the service's place would be told what it must not know.
+bool served_by_somebody_trusted(int socket) {
+  ucred server = {};
+  socklen_t size = sizeof server;
+  if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &server, &size) != 0) return false;
+  return ::geteuid() == 0 || server.uid == 0 || server.uid == ::geteuid();
+}
+
+}  // namespace
+
+void set_reply_timeout_ms(int milliseconds) {
+  reply_timeout_ms = std::max(milliseconds, 0);
+}
+
+Deadline Deadline::of_reply() {
+  Deadline deadline;
+  deadline.end_ms_ = monotonic_ms() + reply_timeout_ms;
+  return deadline;
+}
+
+int Deadline::remaining_ms() const {
+  return static_cast<int>(std::max<int64_t>(end_ms_ - monotonic_ms(), 0));
+}
+
+uint32_t next_token() {
+  static std::atomic<uint32_t> last = 0;
+  const uint32_t token = ++last;
+  return token != 0 ? token : ++last;
+}
+
+bool Connection::usable() const {
+  return socket_ && path_ == paths().socket && forks_ == forks_so_far();
+}
+
+uint32_t Connection::open(Deadline deadline) {
+  close();
+  path_ = paths().socket;
+  forks_ = forks_so_far();
+  receive_limit_ms_ = -1;
+  buffer_.resize(frame_limit + 1);
+  const std::optional<SocketAddress> address = socket_address(path_);
+  if (!address) return status_of_connect(errno);
+  FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+  if (!socket) return status_of_connect(errno);
+  size_socket_buffer(socket.get());
+  if (const int error = connect_within(socket.get(), *address, deadline)) return status_of_connect(error);
+  if (!served_by_somebody_trusted(socket.get())) return err_not_permitted;
+  socket_ = std::move(socket);
+  return 0;
+}
+
+uint32_t Connection::send(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline) {
+  if (body.size() > frame_body_limit) return err_too_large;
+  if (usable()) {
+    const uint32_t status = transmit(header, body, deadline);
+    if (status != err_not_running) return status == 0 ? 0 : give_up(status);
+  }
+  if (const uint32_t status = open(deadline)) return status;
+  const uint32_t status = transmit(header, body, deadline);
+  if (status == 0) return 0;
+  return give_up(status == err_not_running ? refusal().value_or(err_not_running) : status);
+}
+
+uint32_t Connection::transmit(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline) {
+  for (;;) {
+    const SendResult result = send_frame(socket_.get(), header, body);
+    if (result == SendResult::sent) return 0;
+    if (result == SendResult::failed) return status_of_send(errno);
+    if (const uint32_t status = wait_to_send(socket_.get(), deadline)) return status;
+  }
+}
+
+uint32_t Connection::receive(uint32_t service, uint32_t token, Deadline deadline, Frame *frame) {
+  for (;;) {
+    if (const uint32_t status = receive_packet(deadline, frame)) return give_up(status);
+    if (frame->header.kind == FrameKind::refusal)
+      return give_up(frame->header.status != 0 ? frame->header.status : err_bad_reply);
+    if (frame->header.kind == FrameKind::request) return give_up(err_bad_reply);
+    if (frame->header.token != token) {
+      // A flood of them is no reason to stay.
+      if (deadline.remaining_ms() == 0) return give_up(err_timed_out);
+      continue;
+    }
+    return frame->header.service == service ? 0 : give_up(err_bad_reply);
+  }
+}
+
+// The limit stands from one request to the next, as a rule, and so costs no call.
+bool Connection::limit_receive(Deadline deadline) {
+  const int remaining = deadline.remaining_ms();
+  if (remaining == receive_limit_ms_) return true;
+  receive_limit_ms_ = remaining;
+  return limit_wait(socket_.get(), SO_RCVTIMEO, remaining);
+}
+
+uint32_t Connection::receive_packet(Deadline deadline, Frame *frame) {
+  for (bool reset = false;;) {
+    if (!limit_receive(deadline)) return err_io;
+    const ssize_t size = ::recv(socket_.get(), buffer_.data(), buffer_.size(), 0);
+    if (size < 0 && (errno == EINTR || errno == EAGAIN)) {
+      if (deadline.remaining_ms() == 0) return err_timed_out;
+      continue;
+    }
+    // A reset is reported once, before what was sent ahead of it: that may be a refusal.
+    if (size < 0 && errno == ECONNRESET && !std::exchange(reset, true)) continue;
+    if (size < 0 && errno != ECONNRESET) return err_io;
+    if (size <= 0) return err_cut_off;
+    received_ = static_cast<std::size_t>(size);
+    if (received_ > frame_limit) return err_too_large;
+    return parse_frame(packet(), frame) ? 0 : err_bad_reply;
+  }
+}
+
+// Why the service has hung up on a new connection, when it said so.
+std::optional<uint32_t> Connection::refusal() {
+  Frame frame;
+  const uint32_t status = receive_packet(Deadline(), &frame);
+  if (status != 0 || frame.header.kind != FrameKind::refusal || frame.header.status == 0) return std::nullopt;
+  return frame.header.status;
+}
+
+std::span<const std::byte> Connection::packet() const {
+  return {buffer_.data(), received_};
+}
+
+uint32_t Connection::give_up(uint32_t status) {
+  close();
+  return status;
+}
+
+}  // namespace host

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+// A client's connection to the service: kept between requests, made anew when the service was restarted.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "host/files/file_descriptor.h"
+#include "host/transport/frame.h"
+#include "host/transport/transport.h"
+
+namespace host {
+
+class Deadline {
+ public:
+  static Deadline of_reply();  // now and the reply timeout
+  int remaining_ms() const;    // never below 0
+
+ private:
+  int64_t end_ms_ = 0;  // on the monotonic clock
+};
+
+class Connection {
+ public:
+  // Connects when there is no connection. Sends once more, over a new one, only when the kept one turns out to be dead
+  // and so has taken nothing: a request that the service may have seen is never sent twice.
+  uint32_t send(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline);
+
+  bool usable() const;  // connected, by this process, to the service of its paths
+  // On a usable connection: the next frame with this token; others are answers that nobody waits for any more. Valid
+  // until the next receive.
+  uint32_t receive(uint32_t service, uint32_t token, Deadline deadline, Frame *frame);
+
+  std::span<const std::byte> packet() const;  // the frame last received, whole
+  void close() { socket_ = FileDescriptor(); }
+
+ private:
+  uint32_t open(Deadline deadline);
+  uint32_t transmit(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline);
+  bool limit_receive(Deadline deadline);
+  uint32_t receive_packet(Deadline deadline, Frame *frame);
+  std::optional<uint32_t> refusal();
+  uint32_t give_up(uint32_t status);
+
+  FileDescriptor socket_;
+  std::string path_;
+  int forks_ = 0;              // a forked child must not talk on its parent's connection
+  int receive_limit_ms_ = -1;  // none set yet
+  Bytes buffer_;
+  std::size_t received_ = 0;
+};
+
+uint32_t next_token();  // never 0
+
+}  // namespace host

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cerrno>
+
+#include "host/status.h"
+#include "host/transport/served_client.h"
+
+namespace host {
+
+namespace {
+
+// Hands out `whole` in pieces that each fit in a frame.
+std::function<std::optional<Bytes>()> pieces_of(Bytes whole) {
+  auto rest = std::make_shared<Bytes>(std::move(whole));
+  return [rest, offset = std::size_t{0}]() mutable -> std::optional<Bytes> {
+    if (offset == rest->size()) return std::nullopt;
+    const std::size_t size = std::min(frame_body_limit, rest->size() - offset);
+    const auto begin = rest->begin() + static_cast<std::ptrdiff_t>(offset);
+    offset += size;
+    return Bytes(begin, begin + static_cast<std::ptrdiff_t>(size));
+  };
+}
+
+}  // namespace
+
+void Outbox::refuse(uint32_t status) {
+  header_ = {};
+  header_.kind = FrameKind::refusal;
+  header_.status = status;
+  queue({}, 0);
+}
+
+void Outbox::answer(const FrameHeader &request, Answer &&answer) {
+  header_ = {};
+  header_.kind = FrameKind::reply;
+  header_.service = request.service;
+  header_.message_class = request.message_class;
+  header_.token = request.token;
+  header_.status = answer.status;
+  next_ = nullptr;
+  Bytes first = answer.reply ? std::move(*answer.reply) : Bytes{};
+  if (answer.status != 0) return queue({}, 0);
+  if (!answer.next && request.service == service_control && first.size() > frame_body_limit) {
+    next_ = pieces_of(std::move(first));
+    return;
+  }
+  next_ = std::move(answer.next);
+  if (!next_)
+    queue(std::move(first), 0);
+  else if (answer.reply)
+    queue(std::move(first), frame_flag_more);
+}
+
+void Outbox::queue(Bytes body, uint32_t flags) {
+  if (body.size() > frame_body_limit) {
+    body.clear();
+    header_.status = err_too_large;
+    flags = 0;
+    next_ = nullptr;
+  }
+  header_.flags = flags;
+  header_.length = static_cast<uint32_t>(body.size());
+  body_ = std::move(body);
+  unsent_ = true;
+}
+
+bool Outbox::next_frame() {
+  if (unsent_) return true;
+  if (!next_) return false;
+  if (std::optional<Bytes> piece = next_()) {
+    queue(std::move(*piece), frame_flag_more);
+    return true;
+  }
+  next_ = nullptr;
+  header_.kind = FrameKind::stream_end;
+  queue({}, 0);
+  return true;
+}
+
+Outbox::Progress Outbox::push(int socket) {
+  if (!next_frame()) return Progress::done;
+  const SendResult result = send_frame(socket, header_, body_);
+  if (result == SendResult::blocked) return Progress::blocked;
+  if (result == SendResult::failed) return Progress::failed;
+  unsent_ = false;
+  body_ = {};
+  return next_ ? Progress::more : Progress::done;
+}
+
+}  // namespace host

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+// Who may do what: everybody works with what is theirs, the administrator with everything.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+
+#include "host/transport/transport.h"
+
+namespace service {
+
+struct Owner {
+  uid_t uid = 0;
+  std::string name;
+};
+
+class Authority {
+ public:
+  // system_wide: the service runs as root and serves every user; otherwise all that it holds is `self`'s.
+  Authority(bool system_wide, Owner self) : system_wide_(system_wide), self_(std::move(self)) {}
+
+  Owner owner(const host::Caller &caller) const;
+  bool administrator(const host::Caller &caller) const { return !system_wide_ || caller.uid == 0; }
+  bool may_use(const host::Caller &caller, uint32_t owner_tag) const;  // change, delete and see
+
+  // A user who is not of this machine can be served only with a stored password, which the run will need.
+  uint32_t may_configure(const host::Caller &caller) const;
+
+  bool system_wide() const { return system_wide_; }
+
+ private:
+  bool system_wide_;
+  Owner self_;
+};
+
+}  // namespace service

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
+// Requests of service_control: the feature, configuration texts and copies, the logging level, debugging.
+#pragma once
+
+#include "service/request/context.h"
+
+namespace service {
+
+host::Answer control(const Call &call, host::Control operation, Payload payload);
+
+}  // namespace service

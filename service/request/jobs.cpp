@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/request/jobs.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+#include "host/status.h"
+#include "platform/memory.h"
+#include "service/limits.h"
+#include "service/state/change.h"
+#include "service/state/schedule_state.h"
+#include "service/state/statuses.h"
+
+namespace service {
+namespace {
+
+struct Release {
+  void operator()(void *memory) const { mtrack_free(memory); }
+};
+
+template <typename Record>
+using Tracked = std::unique_ptr<Record, Release>;
+
+void free_fragments(GList *fragments) {
+  g_list_foreach(fragments, free_fragment, nullptr);
+  g_list_free(fragments);
+}
+
+// The text cut into fragments; false when memory ran out.
+bool make_fragments(std::string_view text, GList **fragments) {
+  for (; !text.empty(); text.remove_prefix(std::min<size_t>(text.size(), SCH_FRAGMENT_SIZE))) {
+    const size_t size = std::min<size_t>(text.size(), SCH_FRAGMENT_SIZE);
+    void *fragment = sch_malloc_check(static_cast<uint32_t>(size), 7, 0, "add job entry");
+    if (fragment == nullptr) {
+      free_fragments(*fragments);
+      return false;
+    }
+    std::memcpy(fragment, text.data(), size);
+    *fragments = g_list_append(*fragments, fragment);
+  }
+  return true;
+}
+
+uint32_t find_own_job(const Call &call, const std::string &name, sch_job_entry **slot) {
+  *slot = find_job(name);
+  if (*slot == nullptr || (*slot)->hdr == nullptr) return host::err_no_such_job;
+  return call.context.authority.may_use(call.caller, (*slot)->hdr->carried) ? 0 : host::err_not_owner;
+}
+
+void remove_from_schedules(Change &change, uint32_t id) {
+  for_each_schedule([&](sch_schedule_entry &entry) {
+    if (!has_job(*entry.rec, id)) return;
+    change.modify(entry);
+    remove_job(*entry.rec, id);
+    change.save(entry);
+  });
+}
+
+}  // namespace
+
+uint32_t create_job(const Call &call, const JobRequest &request) {
+  if (find_job(request.name) != nullptr) return SCH_STATUS_EXISTS;
+  if (!forget_stale_statuses(call.context)) return host::err_not_stored;
+  const int index = sch_first_empty_job_list_entry_index(&sch_running_config);
+  if (index < 0) return host::err_job_table_full;
+  Tracked<sch_config_key> key(
+      static_cast<sch_config_key *>(sch_malloc_check(sizeof(sch_config_key), 5, 0, "add config entry")));
+  Tracked<sch_job_hdr> hdr(static_cast<sch_job_hdr *>(sch_malloc_check(sizeof(sch_job_hdr), 6, 0, "add job entry")));
+  if (!key || !hdr) return host::err_no_memory;
+  key->type = SCH_CONFIG_JOB;
+  request.name.copy(key->name, sizeof key->name - 1);
+  hdr->job_id = static_cast<uint32_t>(index);
+  hdr->carried = owner_tag(call.context.authority.owner(call.caller).uid);
+
+  Change change;
+  sch_job_entry *slot = nullptr;
+  sch_add_job_hdr(&sch_running_config, key.release(), hdr.release(), &slot);
+  change.undo([slot] { sch_free_job_entry(slot); });
+  serial(*slot) = next_serial();
+  change.save(*slot);
+  return change.commit();
+}
+
+uint32_t define_job(const Call &call, const JobRequest &request) {
+  sch_job_entry *slot = nullptr;
+  if (const uint32_t status = find_own_job(call, request.name, &slot); status != 0) return status;
+  GList *fragments = nullptr;
+  if (!make_fragments(request.text, &fragments)) return host::err_no_memory;
+
+  Change change;
+  sch_delete_job_entry_from_pss(pss_running, slot);  // a shorter text leaves no old fragment behind
+  GList *before = slot->fragments;
+  change.undo([slot, before, fragments, length = slot->hdr->length] {
+    slot->fragments = before;
+    slot->hdr->length = length;
+    free_fragments(fragments);
+  });
+  change.afterwards([before] { free_fragments(before); });
+  slot->fragments = fragments;
+  slot->hdr->length = static_cast<uint32_t>(request.text.size());
+  change.save(*slot);
+  return change.commit();
+}
+
+uint32_t delete_job(const Call &call, const JobRequest &request) {
+  sch_job_entry *slot = nullptr;
+  if (const uint32_t status = find_own_job(call, request.name, &slot); status != 0) return status;
+  const uint32_t id = slot->hdr->job_id;
+
+  Change change;
+  remove_from_schedules(change, id);
+  sch_delete_job_entry_from_pss(pss_running, slot);
+  if (const uint32_t status = change.commit(); status != 0) return status;
+  delete_statuses_of_job(call.context, *slot);
+  sch_free_job_entry(slot);
+  return 0;
+}
+
+bool make_text_whole(sch_job_entry &slot) {
+  if (slot.hdr == nullptr) return true;
+  const size_t available = size_t{g_list_length(slot.fragments)} * SCH_FRAGMENT_SIZE;
+  std::string text(std::min<size_t>(slot.hdr->length, available), '\0');
+  sch_concat_fragments(slot.fragments, text.data(), static_cast<int32_t>(text.size()));
+  GList *whole = nullptr;
+  if (!make_fragments(text, &whole)) return false;
+  free_fragments(std::exchange(slot.fragments, whole));
+  slot.hdr->length = static_cast<uint32_t>(text.size());
+  return true;
+}
+
+std::string job_text(const sch_job_entry &slot) {
+  std::string text;
+  for_each_piece(slot, [&](std::string_view piece) { text += piece; });
+  return text;
+}
+
+}  // namespace service

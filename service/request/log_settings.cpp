@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/request/log_settings.h"
+
+#include <unistd.h>
+
+#include <cstring>
+
+#include "host/files/uri.h"
+#include "host/status.h"
+#include "service/joblog/joblog.h"
+#include "service/request/answer.h"
+#include "service/state/change.h"
+
+namespace service {
+namespace {
+
+// The file beside, the settings in the store, the file in place: a crash in between is sorted out when the log is
+// opened.
+uint32_t replace_log(JobLog &log, const sch_log_file_rec &wanted, bool keep_records) {
+  JobLog::Draft draft;
+  std::string error;
+  if (!log.prepare(wanted, keep_records, &draft, &error)) {
+    sch_syslog_raise(&syslog_msg_SCH_SYSLOG_FILE_ERR, "Job log", error.c_str());
+    return host::err_io;
+  }
+  Change change;
+  change.require(sch_save_log_file_entry_to_pss(pss_running, &sch_log_file_key, &draft.settings));
+  const uint32_t status = change.commit();
+  if (status == 0)
+    log.adopt(draft);
+  else
+    log.discard(draft);
+  return status;
+}
+
+// The client has mapped the URI to the path; here it is mapped again, so that no path gets in by itself.
+bool is_usable_name(const LogRequest &request) {
+  if (request.uri == SCH_LOG_URI_DEFAULT) return request.name == SCH_LOG_NAME_DEFAULT;
+  const std::optional<host::FileUri> uri = host::parse_file_uri(request.uri, nullptr);
+  return uri && host::file_uri_path(*uri) == request.name;
+}
+
+}  // namespace
+
+uint32_t resize_log(const Call &call, const LogRequest &request) {
+  sch_log_file_rec wanted = sch_log_file;
+  wanted.size = static_cast<int32_t>(request.size);
+  return replace_log(call.context.log, wanted, true);
+}
+
+uint32_t rename_log(const Call &call, const LogRequest &request) {
+  if (!is_usable_name(request)) return host::err_bad_value;
+  sch_log_file_rec wanted = sch_log_file;
+  std::memset(wanted.name, 0, sizeof wanted.name);
+  std::memset(wanted.uri, 0, sizeof wanted.uri);
+  request.name.copy(wanted.name, sizeof wanted.name - 1);
+  request.uri.copy(wanted.uri, sizeof wanted.uri - 1);
+  const std::string path = log_path(wanted);
+  if (path == log_path(sch_log_file)) return 0;
+  if (access(path.c_str(), F_OK) == 0) return SCH_STATUS_EXISTS;
+  return replace_log(call.context.log, wanted, true);
+}
+
+uint32_t clear_log(const Call &call) {
+  return replace_log(call.context.log, sch_log_file, false);
+}
+
+host::Answer show_log_config(const Call &) {
+  host::Bytes reply;
+  append_record(&reply, sch_log_file.size);
+  return with_reply(std::move(reply));
+}
+
+}  // namespace service

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/request/show.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "service/request/answer.h"
+#include "service/request/jobs.h"
+#include "service/run/outcome.h"
+#include "service/state/schedule_state.h"
+#include "service/state/statuses.h"
+
+namespace service {
+namespace {
+
+bool may_show(const Call &call, const sch_job_entry &slot) {
+  return slot.hdr != nullptr && call.context.authority.may_use(call.caller, slot.hdr->carried);
+}
+
+const sch_job_entry *next_job(const Call &call, const ShowRequest &request) {
+  if (!request.name.empty()) {
+    const sch_job_entry *slot = find_job(request.name);
+    return slot != nullptr && may_show(call, *slot) ? slot : nullptr;
+  }
+  if (request.cursor == std::numeric_limits<int32_t>::max()) return nullptr;
+  int index = request.cursor + 1;
+  for (; const sch_job_entry *slot = sch_next_job(&sch_running_config, &index); index++)
+    if (may_show(call, *slot)) return slot;
+  return nullptr;
+}
+
+// The list is not always in the order of the numbers.
+const sch_schedule_entry *next_schedule(const Call &call, const ShowRequest &request) {
+  const sch_schedule_entry *found = nullptr;
+  for_each_schedule([&](const sch_schedule_entry &entry) {
+    if (!call.context.authority.may_use(call.caller, state_of(*entry.rec).owner_tag)) return;
+    const uint32_t number = schedule_number(*entry.rec);
+    const bool wanted = request.name.empty() ? int64_t{number} > request.cursor : name_of(*entry.key) == request.name;
+    if (wanted && (found == nullptr || number < schedule_number(*found->rec))) found = &entry;
+  });
+  return found;
+}
+
+// A job that has not run yet under a schedule that has: the reply knows no other way to say that it did not succeed.
+uint32_t last_wait_status(const sch_job_entry &slot, const char *schedule) {
+  const sch_runtime_job_status *status = find_status(slot, schedule);
+  return status == nullptr ? exit_status(Reason::not_yet_run) : status->words[0];
+}
+
+void fill_addresses(const std::string &schedule, sch_show_schedule_reply *reply) {
+  sch_schedule_email_entry *entry = nullptr;
+  sch_find_schedule_email_entry(&sch_schedule_email_list, schedule.c_str(), &entry);
+  if (entry == nullptr) return;
+  reply->email_count = entry->count;
+  std::copy(std::begin(entry->slots), std::end(entry->slots), reply->emails);
+}
+
+sch_show_schedule_reply describe(const sch_schedule_entry &entry) {
+  const ScheduleState state = state_of(*entry.rec);
+  sch_show_schedule_reply reply = {};
+  reply.number = static_cast<int32_t>(schedule_number(*entry.rec));
+  name_of(*entry.key).copy(reply.name, sizeof reply.name - 1);
+  reply.time = entry.rec->time;
+  reply.last_completion = static_cast<int32_t>(state.last_completion);
+  reply.last_execution = static_cast<int32_t>(state.last_execution);
+  reply.execution_count = static_cast<int32_t>(state.execution_count);
+  std::copy(std::begin(state.owner), std::end(state.owner) - 1, reply.user);
+  fill_addresses(name_of(*entry.key), &reply);
+  return reply;
+}
+
+}  // namespace
+
+host::Answer show_job(const Call &call, const ShowRequest &request) {
+  const sch_job_entry *slot = next_job(call, request);
+  if (slot == nullptr) return {};
+  sch_show_job_reply fixed = {};
+  name_of(*slot->key).copy(fixed.name, sizeof fixed.name - 1);
+  fixed.job_id = static_cast<int32_t>(slot->hdr->job_id);
+  host::Bytes reply;
+  reply.reserve(sizeof fixed + std::min(slot->hdr->length, host::frame_limit));  // more cannot be sent
+  append_record(&reply, fixed);
+  for_each_piece(*slot, [&](std::string_view piece) { append_text(&reply, piece); });
+  fixed.length = static_cast<int32_t>(reply.size() - sizeof fixed);
+  std::memcpy(reply.data(), &fixed, sizeof fixed);
+  return with_reply(std::move(reply));
+}
+
+host::Answer show_schedule(const Call &call, const ShowRequest &request) {
+  const sch_schedule_entry *entry = next_schedule(call, request);
+  if (entry == nullptr) return {};
+  sch_show_schedule_reply fixed = describe(*entry);
+  host::Bytes jobs;
+  for_each_job([&](const sch_job_entry &slot, uint32_t id) {
+    if (!has_job(*entry->rec, id)) return;
+    sch_job_status_entry status = {};
+    name_of(*slot.key).copy(status.name, sizeof status.name - 1);
+    status.wait_status = last_wait_status(slot, fixed.name);
+    append_record(&jobs, status);
+    fixed.job_count++;
+  });
+  host::Bytes reply;
+  append_record(&reply, fixed);
+  reply.insert(reply.end(), jobs.begin(), jobs.end());
+  return with_reply(std::move(reply));
+}
+
+}  // namespace service

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+
+#include "service/joblog/joblog.h"
+#include "service/limits.h"
+#include "service/request/answer.h"
+#include "service/request/show.h"
+
+namespace service {
+namespace {
+
+// Makes the messages of the stream one by one, as the client takes them.
+class LogStream {
+ public:
+  explicit LogStream(JobLog::Selection selection) : selection_(std::move(selection)) {}
+
+  std::optional<host::Bytes> next() {
+    if (selection_.places.empty()) return empty_log();
+    if (sent_ >= record_.output.size() && !next_record()) return std::nullopt;
+    const std::string piece = record_.output.substr(sent_, log_piece_limit);
+    sent_ += piece.size();
+    host::Bytes message;
+    append_record(&message, describe(piece.size()));
+    append_text(&message, piece);
+    return message;
+  }
+
+ private:
+  // One message, with a count of 0.
+  std::optional<host::Bytes> empty_log() {
+    if (number_++ != 0) return std::nullopt;
+    host::Bytes message;
+    append_record(&message, sch_log_entry{});
+    return message;
+  }
+
+  // The number announced must be reached, also when a run has taken a record's place meanwhile.
+  bool next_record() {
+    if (number_ == selection_.places.size()) return false;
+    if (!JobLog::read(selection_, number_, &record_)) {
+      record_ = {};
+      record_.job = record_.schedule = record_.user = "-";
+      record_.output = "[this record was overwritten while the log was shown]\n";
+    }
+    number_++;
+    sent_ = 0;
+    return true;
+  }
+
+  sch_log_entry describe(size_t piece_length) const {
+    sch_log_entry entry = {};
+    entry.count = static_cast<uint32_t>(selection_.places.size());
+    entry.number = static_cast<uint32_t>(number_);
+    record_.job.copy(entry.job, sizeof entry.job - 1);
+    record_.schedule.copy(entry.schedule, sizeof entry.schedule - 1);
+    record_.user.copy(entry.user, sizeof entry.user - 1);
+    entry.wait_status = record_.wait_status;
+    entry.completion = static_cast<int32_t>(record_.completion);
+    entry.total_length = static_cast<int32_t>(record_.output.size());
+    entry.piece_length = static_cast<uint32_t>(piece_length);
+    return entry;
+  }
+
+  JobLog::Selection selection_;
+  LogRecord record_;
+  size_t number_ = 0;  // records begun
+  size_t sent_ = 0;    // bytes of this record's output
+};
+
+}  // namespace
+
+host::Answer show_log(const Call &call, const ShowRequest &request) {
+  const Authority &authority = call.context.authority;
+  auto stream = std::make_shared<LogStream>(call.context.log.select([&](const LogRecord &record) {
+    const bool named = request.name.empty() || record.schedule == request.name || record.job == request.name;
+    return named && authority.may_use(call.caller, record.owner_tag);
+  }));
+  host::Answer answer;
+  answer.next = [stream] { return stream->next(); };
+  return answer;
+}
+
+}  // namespace service

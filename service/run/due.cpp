@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/run/due.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "service/state/schedule_state.h"
+
+namespace service {
+namespace {
+
+uint32_t next_by_specification(const sch_tminfo &time) {
+  sch_timeval interval = {};
+  time_t next = 0;
+  if (sch_compute_timer_interval(&time, &interval, &next) != 0) return 0;
+  return next <= 0 || next > time_t{std::numeric_limits<uint32_t>::max()} ? 0 : static_cast<uint32_t>(next);
+}
+
+void set_next_due(sch_schedule_rec &rec, uint32_t next) {
+  ScheduleState state = state_of(rec);
+  state.next_due = next;
+  set_state(rec, state);
+}
+
+// The latest slot that is not after now. False: there is no room for a following one.
+bool move_to_latest_slot(sch_tminfo &time, int64_t slot, int64_t now) {
+  int32_t period = 0;
+  sch_compute_delta(&time, &period);
+  if (period <= 0) return false;
+  slot += std::max<int64_t>(0, now - slot) / period * period;
+  if (slot + period > std::numeric_limits<int32_t>::max()) return false;
+  time.last_run = static_cast<int32_t>(slot);
+  return true;
+}
+
+}  // namespace
+
+bool arm(sch_schedule_rec &rec) {
+  const uint32_t next = next_by_specification(rec.time);
+  set_next_due(rec, next);
+  return next != 0;
+}
+
+void arm_next(sch_schedule_rec &rec) {
+  const uint32_t used = state_of(rec).next_due;
+  set_next_due(rec, 0);
+  if (rec.time.type == SCH_SCHEDULE_ONESHOT) return;
+  if (rec.time.type != SCH_SCHEDULE_PERIODIC) {
+    arm(rec);
+    return;
+  }
+  // The library reads the clock again: when that made it late, once more from there.
+  for (int attempt = 0; attempt < 3; attempt++)
+    if (!move_to_latest_slot(rec.time, used, time(nullptr)) || arm(rec)) return;
+}
+
+void arm_anew(sch_schedule_rec &rec) {
+  if (rec.time.last_run > time(nullptr)) rec.time.last_run = 0;
+  if (state_of(rec).next_due != 0) arm(rec);
+}
+
+uint32_t earliest_due() {
+  uint32_t earliest = 0;
+  for_each_schedule([&](const sch_schedule_entry &entry) {
+    const uint32_t due = state_of(*entry.rec).next_due;
+    if (due != 0 && (earliest == 0 || due < earliest)) earliest = due;
+  });
+  return earliest;
+}
+
+}  // namespace service

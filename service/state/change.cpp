@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/state/change.h"
+
+#include "host/status.h"
+#include "host/store/store.h"
+
+namespace service {
+
+Change::Change() {
+  undo_.reserve(8);  // a step is noted after it was taken: noting it must not fail
+  afterwards_.reserve(8);
+  const uint32_t error = host::store_begin(pss_running);
+  open_ = error == 0;
+  if (!open_) fail("Begin change", error);
+}
+
+Change::~Change() {
+  if (open_) host::store_abort(pss_running);
+  for (auto step = undo_.rbegin(); step != undo_.rend(); ++step)
+    (*step)();
+}
+
+void Change::modify(sch_schedule_entry &entry) {
+  undo([&entry, before = *entry.rec] { *entry.rec = before; });
+}
+
+void Change::save(sch_schedule_entry &entry) {
+  require(sch_save_schedule_entry_to_pss(pss_running, &entry));
+}
+
+void Change::save(sch_job_entry &slot) {
+  require(sch_save_job_entry_to_pss(pss_running, &slot));
+}
+
+void Change::fail(const char *purpose, uint32_t error) {
+  failed_ = true;
+  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_PSS_ERR, purpose, sch_pss_running_uri, static_cast<int>(error));
+  sch_syslog_raise(&syslog_msg_SCH_ERR, host::store_last_error().c_str());
+}
+
+uint32_t Change::commit() {
+  if (failed_ && open_) fail("Save change", host::err_not_stored);
+  if (failed_) return host::err_not_stored;
+  open_ = false;
+  if (const uint32_t error = host::store_commit(pss_running); error != 0) {
+    fail("Commit change", error);
+    return host::err_not_stored;
+  }
+  undo_.clear();
+  for (auto &step : afterwards_)
+    step();
+  return 0;
+}
+
+}  // namespace service

@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/state/startup.h"
+
+#include <algorithm>
+
+#include "host/security/security.h"
+#include "host/store/store.h"
+#include "host/sysmgr.h"
+#include "platform/sysmgr.h"
+#include "service/request/jobs.h"
+#include "service/request/logging_level.h"
+#include "service/run/due.h"
+#include "service/state/change.h"
+#include "service/state/schedule_state.h"
+#include "service/state/statuses.h"
+
+namespace service {
+namespace {
+
+bool fail(std::string *error, const char *what) {
+  *error = std::string(what) + ": " + host::store_last_error();
+  return false;
+}
+
+bool open_debug_store(std::string *error) {
+  if (sch_pss_create(sch_debug_pss_running_uri, 1024, 1024, 40) != 0) return fail(error, "debug store");
+  uint32_t status = 0;
+  debug_pss_running = pss_open(sch_debug_pss_running_uri, &status);
+  return status == 0 || fail(error, "debug store");
+}
+
+void take_startup_logging_level() {
+  uint32_t error = 0;
+  if (!host::store_exists(sch_debug_pss_startup_uri)) return;
+  const pss_handle startup = pss_open(sch_debug_pss_startup_uri, &error);
+  if (error != 0) return;
+  store_logging_level(debug_pss_running, logging_level(startup));
+  pss_close(startup);
+}
+
+uint32_t latest_completion(const std::string &schedule) {
+  uint32_t latest = 0;
+  for_each_job([&](const sch_job_entry &slot, uint32_t) {
+    if (const sch_runtime_job_status *status = find_status(slot, schedule.c_str()); status != nullptr)
+      latest = std::max(latest, status->words[1]);
+  });
+  return latest;
+}
+
+// The saved configuration holds the run state of the moment when it was saved; what has run since is told by the
+// statuses alone. A due time that a run came after was not missed.
+void forget_used_times(sch_schedule_entry &entry) {
+  ScheduleState state = state_of(*entry.rec);
+  const uint32_t completion = latest_completion(name_of(*entry.key));
+  state.last_completion = std::max(state.last_completion, completion);
+  state.last_execution = std::max(state.last_execution, completion);
+  state.running_since = state.running_job = 0;
+  set_state(*entry.rec, state);
+  if (state.next_due != 0 && completion >= state.next_due) arm_next(*entry.rec);
+}
+
+gint by_number(gconstpointer left, gconstpointer right) {
+  const uint32_t first = schedule_number(*static_cast<const sch_schedule_entry *>(left)->rec);
+  const uint32_t second = schedule_number(*static_cast<const sch_schedule_entry *>(right)->rec);
+  return first < second ? -1 : first > second;
+}
+
+// Ascending numbers, each once: the show command pages by them. Stores of other origin may hold anything.
+void number_schedules() {
+  sch_schedule_list = g_list_sort(sch_schedule_list, by_number);
+  uint32_t last = 0;
+  for_each_schedule([&](sch_schedule_entry &entry) {
+    last = std::max(last + 1, schedule_number(*entry.rec));
+    schedule_number(*entry.rec) = last;
+  });
+}
+
+void drop_unknown_jobs(sch_schedule_rec &rec) {
+  for (uint32_t id = 0; id < SCH_MAX_JOBS; id++)
+    if (sch_job_list[id].key == nullptr) remove_job(rec, id);
+}
+
+bool repair(std::string *error) {
+  bool whole = true;
+  for_each_job([&](sch_job_entry &slot, uint32_t) {
+    serial(slot) = next_serial();
+    whole = whole && make_text_whole(slot);
+  });
+  if (!whole) *error = "out of memory; the stores stay as they are";
+  number_schedules();
+  for_each_schedule([](sch_schedule_entry &entry) {
+    serial(entry) = next_serial();
+    drop_unknown_jobs(*entry.rec);  // a later job in that place would be assigned from the start
+    ScheduleState state = state_of(*entry.rec);
+    state.owner[sizeof state.owner - 1] = 0;
+    set_state(*entry.rec, state);
+  });
+  return whole;
+}
+
+// The library's save after a boot leaves these out: they would be gone at the next restart.
+void save_what_is_left_out(Change &change) {
+  const sch_config_key enable = {SCH_CONFIG_ENABLE, 0, {}};
+  change.require(sch_save_condition_entry_to_pss(pss_running, &enable, scheduler_enabled));
+  change.require(sch_save_email_from_conf_to_pss(pss_running, &email_transport_conf));
+  change.require(sch_save_email_replyto_conf_to_pss(pss_running, &email_transport_conf));
+  change.require(sch_save_email_smtpserver_conf_to_pss(pss_running, &email_transport_conf));
+  for (GList *node = sch_schedule_email_list; node != nullptr; node = node->next)
+    change.require(
+        sch_save_schedule_email_entry_to_pss(pss_running, static_cast<const sch_schedule_email_entry *>(node->data)));
+  for_each_job([&](sch_job_entry &slot, uint32_t) { change.save(slot); });
+}
+
+}  // namespace
+
+bool open_stores(std::string *error) {
+  if (!host::sysmgr_prepare(error)) return false;
+  if (host::security_become_service() != 0) {
+    *error = "the key of the scheduler passwords cannot be read or made; the system log says why";
+    return false;
+  }
+  sch_pss_uri_init();
+  if (sch_pss_init() != 0) return fail(error, "stores");
+  return open_debug_store(error);
+}
+
+bool settle_stores(std::string *error) {
+  const bool boot = sysmgr_is_stateless_restart() != 0;
+  if (!repair(error)) return false;
+  if (!purge_statuses()) return fail(error, "status store");
+  if (boot) take_startup_logging_level();
+  if (boot) for_each_schedule(forget_used_times);
+  apply_logging_level();
+  Change change;
+  for_each_schedule([&](sch_schedule_entry &entry) { change.save(entry); });
+  if (boot) save_what_is_left_out(change);
+  return change.commit() == 0 || fail(error, "running store");
+}
+
+}  // namespace service

@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/state/statuses.h"
+
+#include <cstring>
+#include <vector>
+
+#include "host/status.h"
+#include "host/store/store.h"
+#include "platform/memory.h"
+#include "service/state/schedule_state.h"
+
+namespace service {
+namespace {
+
+sch_runtime_job_status *find(const sch_job_entry &slot, const char *schedule) {
+  for (GList *node = slot.status_list; node != nullptr; node = node->next) {
+    auto *status = static_cast<sch_runtime_job_status *>(node->data);
+    if (schedule_of(*status) == schedule) return status;
+  }
+  return nullptr;
+}
+
+using Keys = std::vector<sch_runtime_key>;
+
+sch_runtime_key stored_key(const sch_runtime_job_status &status) {
+  sch_runtime_key key = {SCH_RUNTIME_STATUS, status.job_id, {}};
+  std::memcpy(key.name, status.schedule_name, sizeof key.name);
+  sch_hton_runtime_key(&key);
+  return key;
+}
+
+// Whose job the statuses of a slot belong to. The number is beyond the job table: the library's restore takes such a
+// record for a status without a job and drops it.
+constexpr uint32_t identity_type = 254;
+
+sch_runtime_key identity_key(const sch_job_entry &slot) {
+  sch_runtime_key key = {identity_type, SCH_MAX_JOBS + slot.hdr->job_id, {}};
+  std::memcpy(key.name, slot.key->name, sizeof key.name);
+  sch_hton_runtime_key(&key);
+  return key;
+}
+
+bool has_identity(const sch_job_entry &slot) {
+  uint32_t error = 0;
+  sch_runtime_key key = identity_key(slot);
+  const pss_buf name = {&key, sizeof key};
+  return pss2_fetch(pss_running_db, &name, &error) != nullptr && error == 0;
+}
+
+uint32_t save_identity(const sch_job_entry &slot) {
+  if (has_identity(slot)) return 0;
+  sch_runtime_key key = identity_key(slot);
+  uint32_t words[2] = {slot.hdr->carried, 0};  // the owner, for those who look into the store
+  const pss_buf name = {&key, sizeof key}, value = {words, sizeof words};
+  return pss_store(pss_running_db, 1, &name, &value);
+}
+
+// The library's delete names another key type than its save, by design: the record itself is removed here.
+uint32_t delete_stored(sch_runtime_key key) {
+  const pss_buf name = {&key, sizeof key};
+  const uint32_t error = pss_delete(pss_running_db, &name);
+  return error == PSS_ERR_NO_KEY ? 0 : error;
+}
+
+bool report(const char *purpose, uint32_t error) {
+  if (error == 0) return true;
+  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_PSS_ERR, purpose, sch_pss_running_db_uri, static_cast<int>(error));
+  return false;
+}
+
+// Nothing of it is left but after a commit, however it ends.
+template <typename Changes>
+uint32_t in_batch(Changes make) {
+  struct EndOfBatch {
+    ~EndOfBatch() { host::store_abort(pss_running_db); }
+  };
+  if (const uint32_t error = host::store_begin(pss_running_db); error != 0) return error;
+  const EndOfBatch end;
+  const uint32_t error = make();
+  return error == 0 ? host::store_commit(pss_running_db) : error;
+}
+
+bool delete_stored(const Keys &keys) {
+  if (keys.empty()) return true;
+  const uint32_t error = in_batch([&] {
+    uint32_t failed = 0;
+    for (const sch_runtime_key &key : keys)
+      if (failed == 0) failed = delete_stored(key);
+    return failed;
+  });
+  return report("Delete status", error);
+}
+
+Keys stored_keys() {
+  Keys keys;
+  pss_cursor cursor = {};
+  const pss_buf *key = pss_move2location(pss_running_db, PSS_FIRST, &cursor);
+  for (; key != nullptr && cursor.error == 0; key = pss_move2location(pss_running_db, PSS_NEXT, &cursor)) {
+    keys.emplace_back();
+    std::memcpy(&keys.back(), key->data, std::min<size_t>(key->length, sizeof(sch_runtime_key)));
+  }
+  return keys;
+}
+
+bool is_live(sch_runtime_key key) {
+  sch_ntoh_runtime_key(&key);
+  const std::string name(key.name, strnlen(key.name, sizeof key.name));
+  const uint32_t id = key.type == identity_type ? key.job_id - SCH_MAX_JOBS : key.job_id;
+  if (id >= SCH_MAX_JOBS || sch_job_list[id].key == nullptr || sch_job_list[id].hdr == nullptr) return false;
+  if (key.type == identity_type) return name_of(*sch_job_list[id].key) == name;
+  return key.type == SCH_RUNTIME_STATUS && find_schedule(name) != nullptr && has_identity(sch_job_list[id]);
+}
+
+template <typename Which>
+void forget(sch_job_entry &slot, Which which, Keys *keys) {
+  for (GList *node = slot.status_list; node != nullptr;) {
+    GList *next = node->next;
+    auto *status = static_cast<sch_runtime_job_status *>(node->data);
+    if (which(*status)) {
+      keys->push_back(stored_key(*status));
+      slot.status_list = g_list_delete_link(slot.status_list, node);
+      mtrack_free(status);
+    }
+    node = next;
+  }
+}
+
+uint32_t save_status(const sch_job_entry &slot, const sch_runtime_job_status &status) {
+  return in_batch([&] {
+    if (const uint32_t error = save_identity(slot); error != 0) return error;
+    return sch_save_runtime_job_status_entry_to_pss(pss_running_db, &status) == 0 ? 0 : host::err_not_stored;
+  });
+}
+
+}  // namespace
+
+std::string schedule_of(const sch_runtime_job_status &status) {
+  return {status.schedule_name, strnlen(status.schedule_name, sizeof status.schedule_name)};
+}
+
+const sch_runtime_job_status *find_status(const sch_job_entry &slot, const char *schedule) {
+  return find(slot, schedule);
+}
+
+uint32_t set_status(sch_job_entry &slot, const sch_runtime_job_status &status) {
+  if (const uint32_t error = save_status(slot, status); !report("Save status", error)) return error;
+  if (sch_runtime_job_status *known = find(slot, schedule_of(status).c_str()); known != nullptr) {
+    *known = status;
+    return 0;
+  }
+  void *entry = sch_malloc_check(sizeof status, 4, 0, "restore db");
+  if (entry == nullptr) return host::err_no_memory;
+  std::memcpy(entry, &status, sizeof status);
+  sch_add_runtime_job_status_entry(&sch_running_config, static_cast<sch_runtime_job_status *>(entry));
+  return 0;
+}
+
+void delete_statuses_of_schedule(Context &context, const std::string &schedule) {
+  Keys keys;
+  for_each_job([&](sch_job_entry &slot, uint32_t) {
+    forget(
+        slot, [&](const auto &status) { return schedule_of(status) == schedule; }, &keys);
+  });
+  context.stale_statuses = !delete_stored(keys) || context.stale_statuses;
+}
+
+void delete_statuses_of_job(Context &context, sch_job_entry &slot) {
+  Keys keys;
+  forget(
+      slot, [](const auto &) { return true; }, &keys);
+  if (has_identity(slot)) keys.push_back(identity_key(slot));
+  context.stale_statuses = !delete_stored(keys) || context.stale_statuses;
+}
+
+bool forget_stale_statuses(Context &context) {
+  if (context.stale_statuses) context.stale_statuses = !purge_statuses();
+  return !context.stale_statuses;
+}
+
+bool purge_statuses() {
+  Keys orphans;
+  for (const sch_runtime_key &key : stored_keys())
+    if (!is_live(key)) orphans.push_back(key);
+  if (!delete_stored(orphans)) return false;
+  Keys in_memory;
+  for_each_job([&](sch_job_entry &slot, uint32_t) {
+    const bool inherited = !has_identity(slot);
+    forget(
+        slot, [&](const auto &status) { return inherited || find_schedule(schedule_of(status)) == nullptr; },
+        &in_memory);
+  });
+  return true;
+}
+
+}  // namespace service

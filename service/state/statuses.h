@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+// The outcome of each job's last run under each schedule: in the job's slot and in pss_running_db. Statuses name their
+// job by its slot alone; beside them the store keeps whose job it was, for a boot may bring another configuration.
+#pragma once
+
+#include <string>
+
+#include "service/request/context.h"
+
+namespace service {
+
+std::string schedule_of(const sch_runtime_job_status &status);
+const sch_runtime_job_status *find_status(const sch_job_entry &slot, const char *schedule);
+
+// Replaces or adds the job's status under this schedule, in memory and durably. A status.
+uint32_t set_status(sch_job_entry &slot, const sch_runtime_job_status &status);
+
+// Forgets these statuses in memory and durably. When the store refuses, they are forgotten in memory and
+// context.stale_statuses is set.
+void delete_statuses_of_schedule(Context &context, const std::string &schedule);
+void delete_statuses_of_job(Context &context, sch_job_entry &slot);
+
+// Before a new job or schedule could inherit them: removes every stored status without its job or its schedule when
+// there may be any. False: the store refuses.
+bool forget_stale_statuses(Context &context);
+
+// The same in any case: at start-up, when a crash may have come between the commits of the two stores, or a boot may
+// have brought other jobs into the slots.
+bool purge_statuses();
+
+}  // namespace service
