@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/run/outcome_report.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "tests/service/world.h"
+
+namespace service_test {
+namespace {
+
+using ::testing::HasSubstr;
+
+service::OutcomeReport failed_run() {
+  service::OutcomeReport report;
+  report.schedule = "nightly";
+  report.job = "backup";
+  report.owner = "anna";
+  report.run = 17;
+  report.outcome = "failed";
+  report.status = 3;
+  report.due = noon;
+  report.lateness_ms = 4;
+  report.duration_ms = 1250;
+  report.output_bytes = 99;
+  return report;
+}
+
+TEST(OutcomeLine, every_field_stands_by_its_name) {
+  EXPECT_EQ(service::outcome_line(failed_run()),
+            "schedule=nightly job=backup run=17 outcome=failed status=3 owner=anna due=1795262400 lateness_ms=4 "
+            "duration_ms=1250 output_bytes=99");
+}
+
+TEST(OutcomeLine, what_is_not_known_is_left_out) {
+  service::OutcomeReport report = failed_run();
+  report.job.clear();
+  report.duration_ms = -1;
+  EXPECT_EQ(service::outcome_line(report),
+            "schedule=nightly run=17 outcome=failed status=3 owner=anna due=1795262400 lateness_ms=4 output_bytes=99");
+}
+
+TEST(OutcomeLine, no_value_imitates_a_field_or_begins_a_line) {
+  struct Row {
+    const char *value, *text;
+  };
+  const Row rows[] = {
+      {"a status=0", "remark=\"a status=0\""},
+      {"a\nschedule=x", "remark=\"a\\x0aschedule=x\""},
+      {"\" owner=root \"", "remark=\"\\\" owner=root \\\"\""},
+      {"a\\", "remark=\"a\\\\\""},
+      {"\x1b[2J", "remark=\"\\x1b[2J\""},
+      {"a=b", "remark=\"a=b\""},
+      {"\x7f", "remark=\"\\x7f\""},
+      {"gr\xc3\xbc\xc3\x9f", "remark=\"gr\xc3\xbc\xc3\x9f\""},
+  };
+  for (const Row &row : rows) {
+    service::OutcomeReport report = failed_run();
+    report.remark = row.value;
+    EXPECT_THAT(service::outcome_line(report), ::testing::EndsWith(std::string(" ") + row.text));
+  }
+}
+
+struct Journal : ::testing::Test {
+  Directory directory;
+  std::string path = directory.path() + "/journal";
+  int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+
+  void SetUp() override {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(socket, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    service::set_journal_socket(path);
+  }
+  void TearDown() override {
+    service::set_journal_socket("");
+    close(socket);
+  }
+  std::string received() const {
+    char text[4096];
+    const ssize_t size = recv(socket, text, sizeof text, 0);
+    return size < 0 ? "(nothing)" : std::string(text, static_cast<size_t>(size));
+  }
+};
+
+TEST_F(Journal, an_outcome_is_one_datagram_of_the_native_form) {
+  service::report_outcome(failed_run());
+  EXPECT_EQ(received(), "MESSAGE=" + service::outcome_line(failed_run()) +
+                            "\nPRIORITY=4\nSYSLOG_IDENTIFIER=schedd\nSYSLOG_FACILITY=3\nSCHEDCLI_SCHEDULE=nightly\n"
+                            "SCHEDCLI_JOB=backup\nSCHEDCLI_RUN=17\nSCHEDCLI_OUTCOME=failed\nSCHEDCLI_STATUS=3\n"
+                            "SCHEDCLI_OWNER=anna\nSCHEDCLI_DUE=1795262400\nSCHEDCLI_LATENESS_MS=4\n");
+  EXPECT_EQ(received(), "(nothing)");
+}
+
+TEST_F(Journal, a_success_is_no_warning) {
+  service::OutcomeReport report = failed_run();
+  report.outcome = "success";
+  service::report_outcome(report);
+  EXPECT_THAT(received(), HasSubstr("\nPRIORITY=6\n"));
+}
+
+TEST_F(Journal, a_value_with_a_newline_has_its_length_before_it_and_brings_no_field) {
+  service::OutcomeReport report = failed_run();
+  report.owner = "a\nPRIORITY=0";
+  service::report_outcome(report);
+  EXPECT_THAT(received(), HasSubstr(std::string("\nSCHEDCLI_OWNER\n\x0c\0\0\0\0\0\0\0a\nPRIORITY=0\n", 36)));
+}
+
+TEST_F(Journal, one_that_takes_nothing_holds_nobody_up) {
+  for (int i = 0; i < 2000; i++)  // far more than a socket's queue
+    service::report_outcome(failed_run());
+  EXPECT_NE(received(), "(nothing)");
+}
+
+}  // namespace
+}  // namespace service_test
