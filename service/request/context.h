@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <memory>
+
 #include "host/transport/transport.h"
+#include "service/config/settings.h"
 #include "service/request/authority.h"
 #include "service/request/decode.h"
 
@@ -16,6 +19,7 @@ struct Context {
   JobLog &log;
   Runner &runner;
   bool stale_statuses = false;  // the status store still holds records of what was deleted
+  std::shared_ptr<const Settings> settings = std::make_shared<const Settings>();  // another one after a reload
 };
 
 struct Call {

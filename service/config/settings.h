@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the administrator may set: one record, read whole from the configuration file and replaced whole at a reload.
+// The file's keys are in keys.h; the defaults stand here and nowhere else.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace service {
+
+enum class BootFrom { running, startup };
+enum class MissedPolicy { skip, run_once };
+enum class MailPolicy { always, failure, never };
+
+// How the jobs of some users run. The group [class default] is everybody's; a group [class NAME] begins with its values
+// and is for the members of the groups that it names.
+struct ClassSettings {
+  std::string name = "default";
+  std::vector<std::string> groups;
+  int time_limit_s = 3600;  // longer is a job that hangs
+  int grace_s = 5;          // between the polite signal and the final one
+  int memory_mib = 0;       // of a run; 0: no limit
+  int tasks = 0;            // processes and threads of a run; 0: no limit
+  int output_kib = 256;     // what is kept; the rest is counted
+  int nice = 0;
+  int cpu_weight = 100;  // against other runs; 100 is the kernel's own
+  bool leave_daemons = false;
+};
+
+struct Settings {
+  std::string file;  // where they came from; empty: defaults alone
+
+  std::string zone;  // empty: TZ, else the machine's
+  std::string interpreter = "/bin/sh";
+  BootFrom boot_from = BootFrom::running;
+  int store_limit_mib = 128;
+
+  int max_schedules = 10000;
+  int max_schedules_per_user = 1000;  // the administrator is bound by none of the shares of a user
+  int max_jobs_per_user = 64;         // a quarter of the table
+  int job_text_bytes = 60 * 1024;     // a frame of the transport less its headers
+  int log_size_kib = 16 * 1024;       // the largest that an operator may set; more makes a show wait for the disk
+
+  int max_parallel = 64;
+  int max_parallel_per_user = 16;
+  MissedPolicy missed = MissedPolicy::skip;
+  int missed_window_s = 24 * 3600;  // what is found later than this is not run any more
+  int late_grace_s = 60;            // a start within it is on time
+  int stop_grace_s = 5;             // one deadline for all runs when the service ends
+
+  std::vector<ClassSettings> classes = {ClassSettings()};  // the default first, then in the order of the file
+
+  std::vector<std::string> allow_groups;  // who may configure; empty: everybody
+
+  MailPolicy mail = MailPolicy::always;
+  bool mail_require_tls = false;
+  std::string mail_credentials;  // a file; empty: none
+  int mail_retry_window_s = 24 * 3600;
+  int mail_queue = 1000;  // messages that wait
+};
+
+// The class of a user who is in the groups of these names: the first in the file that names one of them.
+const ClassSettings &class_for(const Settings &settings, const std::vector<std::string> &groups);
+
+}  // namespace service

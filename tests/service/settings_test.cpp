@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: Apache-2.0
+// The configuration file: every key with values on each side of what is allowed, and what is said about the rest.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "service/config/keys.h"
+#include "service/config/settings_file.h"
+#include "tests/service/world.h"
+
+namespace service_test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+service::SettingsRead parse(const std::string &text) {
+  return service::parse_settings(text, "schedd.conf");
+}
+
+struct KeyCase {
+  const char *group, *key;
+  std::vector<std::string> right, wrong;
+};
+
+std::vector<std::string> wrong_numbers(const std::string &below, const std::string &above) {
+  return {below, above, "", "x", "7x", "0x7", "7.5", "+7", "99999999999999999999"};
+}
+
+const std::vector<KeyCase> &key_cases() {
+  static const std::vector<KeyCase> cases = {
+      {"service", "zone", {"Europe/Berlin", "UTC"}, {"Europe/Nowhere", "x"}},
+      {"service", "interpreter", {"/bin/sh"}, {"sh", "/no/such", ""}},
+      {"service", "boot-from", {"running", "startup"}, {"Running", "none", ""}},
+      {"service", "store-limit", {"1", "1024"}, wrong_numbers("0", "1025")},
+      {"limits", "schedules", {"1", "100000"}, wrong_numbers("0", "100001")},
+      {"limits", "schedules-per-user", {"1", "100000"}, wrong_numbers("0", "100001")},
+      {"limits", "jobs-per-user", {"1", "256"}, wrong_numbers("0", "257")},
+      {"limits", "job-text", {"1", "61440"}, wrong_numbers("0", "61441")},
+      {"limits", "log-size", {"16", "16384"}, wrong_numbers("15", "16385")},
+      {"runs", "parallel", {"1", "1000"}, wrong_numbers("0", "1001")},
+      {"runs", "parallel-per-user", {"1", "1000"}, wrong_numbers("0", "1001")},
+      {"runs", "missed", {"skip", "run-once"}, {"run_once", "always", ""}},
+      {"runs", "missed-window", {"0", "2678400"}, wrong_numbers("-1", "2678401")},
+      {"runs", "late-grace", {"1", "3600"}, wrong_numbers("0", "3601")},
+      {"runs", "stop-grace", {"0", "600"}, wrong_numbers("-1", "601")},
+      {"access", "allow-groups", {"a", "a;b", "a;b;", ""}, {";", "a;;b", ";a"}},
+      {"mail", "send", {"always", "failure", "never"}, {"yes", ""}},
+      {"mail", "require-tls", {"true", "false"}, {"1", "yes", "True", ""}},
+      {"mail", "credentials", {"/etc/x", ""}, {"x", "./x"}},
+      {"mail", "retry-window", {"60", "2678400"}, wrong_numbers("59", "2678401")},
+      {"mail", "queue", {"1", "100000"}, wrong_numbers("0", "100001")},
+      {"class default", "time-limit", {"1", "604800"}, wrong_numbers("0", "604801")},
+      {"class default", "grace", {"0", "600"}, wrong_numbers("-1", "601")},
+      {"class default", "memory", {"0", "16777216"}, wrong_numbers("-1", "16777217")},
+      {"class default", "tasks", {"0", "4194304"}, wrong_numbers("-1", "4194305")},
+      {"class default", "output", {"1", "8192"}, wrong_numbers("0", "8193")},
+      {"class default", "nice", {"-20", "19"}, wrong_numbers("-21", "20")},
+      {"class default", "cpu-weight", {"1", "10000"}, wrong_numbers("0", "10001")},
+      {"class default", "leave-daemons", {"true", "false"}, {"0", "no", ""}},
+  };
+  return cases;
+}
+
+std::string one_key(const KeyCase &each, const std::string &value) {
+  return "[" + std::string(each.group) + "]\n" + each.key + "=" + value + "\n";
+}
+
+TEST(Settings, every_key_takes_what_is_allowed_and_says_of_the_rest_where_and_what_is) {
+  for (const KeyCase &each : key_cases()) {
+    for (const std::string &value : each.right)
+      EXPECT_THAT(parse(one_key(each, value)).problems, IsEmpty()) << each.key;
+    for (const std::string &value : each.wrong) {
+      const std::string start =
+          "schedd.conf:2: '" + value + "' is not allowed for " + std::string(each.key) + "; it takes ";
+      EXPECT_THAT(parse(one_key(each, value)).problems, ElementsAre(::testing::StartsWith(start)));
+    }
+  }
+}
+
+// The value of the key after the text was read.
+std::string value_after(const std::string &text, const std::string &group, const std::string &name) {
+  service::Settings settings = parse(text).settings;
+  std::vector<service::Key> keys = service::keys_of(settings);
+  for (service::Key &key : service::class_keys_of(settings.classes.front()))
+    keys.push_back(std::move(key));
+  for (const service::Key &key : keys)
+    if (group == key.group && name == key.name) return service::value_of(key);
+  return "(no such key)";
+}
+
+std::string as_shown(const std::string &value, const std::string &key) {
+  return key == "allow-groups" && !value.empty() && value.back() != ';' ? value + ';' : value;
+}
+
+TEST(Settings, every_value_arrives_in_the_record_of_its_own_key) {
+  for (const KeyCase &each : key_cases())
+    for (const std::string &value : each.right)
+      EXPECT_EQ(value_after(one_key(each, value), each.group, each.key), as_shown(value, each.key));
+}
+
+TEST(Settings, the_table_of_these_tests_has_every_key) {
+  service::Settings settings;
+  std::vector<std::string> keys, tested;
+  for (const service::Key &key : service::keys_of(settings))
+    keys.push_back(std::string(key.group) + "/" + key.name);
+  for (const service::Key &key : service::class_keys_of(settings.classes.front()))
+    if (std::string(key.name) != "groups") keys.push_back(std::string(key.group) + "/" + key.name);
+  for (const KeyCase &each : key_cases())
+    tested.push_back(std::string(each.group) + "/" + each.key);
+  EXPECT_EQ(tested, keys);
+}
+
+struct WrongFile {
+  const char *text;
+  const char *problem;
+};
+
+TEST(Settings, what_is_no_settings_file_is_refused_by_line) {
+  const WrongFile rows[] = {
+      {"[runs]\nparallel\n", "schedd.conf:2: 'parallel' is neither [group] nor key=value"},
+      {"[runs\n", "schedd.conf:1: '[runs' is neither"},
+      {"=3\n", "schedd.conf:1: '=3' is neither"},
+      {"zone=UTC\n", "schedd.conf:1: a key stands before the first [group]"},
+      {"\n\n[run]\n",
+       "schedd.conf:3: [run] is no group; there are [service], [limits], [runs], [access], [mail], "
+       "[class NAME]"},
+      {"[service]\nparallel=3\n",
+       "schedd.conf:2: parallel is no key of [service]; there are zone, interpreter, boot-from, store-limit"},
+      {"[runs]\nparallel=3\nparallel=4\n", "schedd.conf:3: parallel stands in line 2 already"},
+      {"[runs]\n[runs]\n", "schedd.conf:2: [runs] stands in line 1 already"},
+      {"[service]\nzone=UT\xff\n", "schedd.conf:2: is no UTF-8 text"},
+      {"[class default]\ngroups=a\n", "schedd.conf:2: groups is no key of [class default]"},
+      {"[class x]\nnice=3\n", "schedd.conf:1: [class x] names no groups"},
+      {"[class ]\ngroups=a\n", "schedd.conf:1: [class ] has no name"},
+      {"[class x]\ngroups=a\nnice=20\n", "schedd.conf:3: '20' is not allowed for nice"},
+      {"[service]\nzone=a\\qb\n", "schedd.conf:2: "},
+  };
+  for (const WrongFile &row : rows)
+    EXPECT_THAT(parse(row.text).problems, ElementsAre(::testing::StartsWith(row.problem))) << row.text;
+  EXPECT_THAT(parse(std::string("[runs]\n\0", 8)).problems, ElementsAre(HasSubstr("NUL")));
+}
+
+TEST(Settings, all_problems_are_told_in_the_order_of_the_file) {
+  EXPECT_THAT(
+      parse("[class x]\nnice=99\n[mail]\nsend=x\n[nothing]\n[runs]\nparallel=0\n").problems,
+      ElementsAre(HasSubstr(":1: "), HasSubstr(":2: "), HasSubstr(":4: "), HasSubstr(":5: "), HasSubstr(":7: ")));
+}
+
+TEST(Settings, blanks_comments_and_line_ends_of_another_system_do_no_harm) {
+  const auto read = parse("# first\r\n\r\n [runs] \r\n  parallel = 3 \r\n# parallel=9\r\n");
+  EXPECT_THAT(read.problems, IsEmpty());
+  EXPECT_EQ(read.settings.max_parallel, 3);
+}
+
+TEST(Settings, a_class_begins_with_the_default_wherever_that_stands_and_the_first_that_names_a_group_counts) {
+  const auto read = parse(
+      "[class night]\ngroups=ops;backup\nnice=5\n[class default]\nnice=10\nmemory=100\n"
+      "[class day]\ngroups=backup\nmemory=7\n");
+  ASSERT_THAT(read.problems, IsEmpty());
+  const auto &night = service::class_for(read.settings, {"users", "backup"});
+  EXPECT_EQ(night.name, "night");
+  EXPECT_EQ(night.nice, 5);
+  EXPECT_EQ(night.memory_mib, 100);
+  EXPECT_THAT(night.groups, ElementsAre("ops", "backup"));
+  EXPECT_EQ(service::class_for(read.settings, {"users"}).nice, 10);
+  EXPECT_EQ(service::class_for(read.settings, {}).name, "default");
+}
+
+TEST(Settings, the_default_file_has_every_default_and_changes_nothing) {
+  const std::string file = service::default_file();
+  EXPECT_THAT(parse(file).problems, IsEmpty());
+  std::string open;
+  std::istringstream lines(file);
+  for (std::string line; std::getline(lines, line);)
+    open += line.starts_with('#') && !line.starts_with("# ") && !line.starts_with("#groups") ? line.substr(1) + "\n"
+                                                                                             : line + "\n";
+  EXPECT_THAT(parse(open).problems, IsEmpty());
+  EXPECT_THAT(open, HasSubstr("\nparallel=64\n"));
+  service::Settings fresh;
+  for (const service::Key &key : service::keys_of(fresh))
+    EXPECT_EQ(value_after(open, key.group, key.name), service::value_of(key)) << key.name;
+}
+
+struct SettingsFile : ::testing::Test {
+  Directory directory;
+  std::string path = directory.path() + "/schedd.conf";
+  void write(const std::string &text, mode_t mode = 0644) {
+    std::ofstream(path) << text;
+    chmod(path.c_str(), mode);
+  }
+};
+
+TEST_F(SettingsFile, one_that_was_named_must_be_there) {
+  EXPECT_THAT(service::read_settings(path, false).problems, IsEmpty());
+  EXPECT_THAT(service::read_settings(path, true).problems, ElementsAre(path + ": No such file or directory"));
+}
+
+TEST_F(SettingsFile, its_values_and_its_name_are_in_the_settings) {
+  write("[mail]\nsend=failure\n");
+  const auto read = service::read_settings(path, true);
+  EXPECT_THAT(read.problems, IsEmpty());
+  EXPECT_EQ(read.settings.mail, service::MailPolicy::failure);
+  EXPECT_EQ(read.settings.file, path);
+}
+
+TEST_F(SettingsFile, one_that_others_may_change_is_refused) {
+  write("", 0664);
+  EXPECT_THAT(service::read_settings(path, true).problems, ElementsAre(HasSubstr("can be written by group or others")));
+  chmod(path.c_str(), 0644);
+  EXPECT_THAT(service::read_settings(path, true).problems, IsEmpty());
+}
+
+TEST_F(SettingsFile, what_is_no_file_or_without_end_is_refused) {
+  EXPECT_THAT(service::read_settings(directory.path(), true).problems, ElementsAre(HasSubstr("is no file")));
+  EXPECT_THAT(service::read_settings("/dev/zero", true).problems, ElementsAre(HasSubstr("is no file")));
+  write(std::string((1 << 20) + 1, '#'));
+  EXPECT_THAT(service::read_settings(path, true).problems, ElementsAre(HasSubstr("larger than 1 MiB")));
+}
+
+}  // namespace
+}  // namespace service_test
