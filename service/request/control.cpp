@@ -4,6 +4,7 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <ctime>
 
 #include "host/acfg.h"
 #include "host/debug.h"
@@ -29,11 +30,11 @@ host::Answer text_reply(const std::string &text) {
 }
 
 // What was due while the feature was disabled is not made up for.
-void arm_all(Change &change) {
+void arm_all(Change &change, time_t now) {
   for_each_schedule([&](sch_schedule_entry &entry) {
     if (state_of(*entry.rec).next_due == 0) return;
     change.modify(entry);
-    arm(*entry.rec);
+    arm(entry, now);
     change.save(entry);
   });
 }
@@ -45,7 +46,7 @@ uint32_t set_feature(bool enable) {
   change.undo([before = scheduler_enabled] { scheduler_enabled = before; });
   scheduler_enabled = enable ? 1 : 0;
   change.require(sch_save_condition_entry_to_pss(pss_running, &key, scheduler_enabled));
-  if (enable) arm_all(change);
+  if (enable) arm_all(change, time(nullptr));
   return change.commit();
 }
 

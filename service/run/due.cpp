@@ -16,10 +16,10 @@ uint32_t next_by_specification(const sch_tminfo &time) {
   return next <= 0 || next > time_t{std::numeric_limits<uint32_t>::max()} ? 0 : static_cast<uint32_t>(next);
 }
 
-void set_next_due(sch_schedule_rec &rec, uint32_t next) {
-  ScheduleState state = state_of(rec);
+void set_next_due(sch_schedule_entry &entry, uint32_t next) {
+  ScheduleState state = state_of(*entry.rec);
   state.next_due = next;
-  set_state(rec, state);
+  set_state(*entry.rec, state);
 }
 
 // The latest slot that is not after now. False: there is no room for a following one.
@@ -35,28 +35,23 @@ bool move_to_latest_slot(sch_tminfo &time, int64_t slot, int64_t now) {
 
 }  // namespace
 
-bool arm(sch_schedule_rec &rec) {
-  const uint32_t next = next_by_specification(rec.time);
-  set_next_due(rec, next);
+bool arm(sch_schedule_entry &entry, [[maybe_unused]] time_t now) {
+  const uint32_t next = next_by_specification(entry.rec->time);
+  set_next_due(entry, next);
   return next != 0;
 }
 
-void arm_next(sch_schedule_rec &rec) {
-  const uint32_t used = state_of(rec).next_due;
-  set_next_due(rec, 0);
-  if (rec.time.type == SCH_SCHEDULE_ONESHOT) return;
-  if (rec.time.type != SCH_SCHEDULE_PERIODIC) {
-    arm(rec);
-    return;
-  }
-  // The library reads the clock again: when that made it late, once more from there.
-  for (int attempt = 0; attempt < 3; attempt++)
-    if (!move_to_latest_slot(rec.time, used, time(nullptr)) || arm(rec)) return;
+void arm_next(sch_schedule_entry &entry, time_t now) {
+  sch_tminfo &time = entry.rec->time;
+  const uint32_t used = state_of(*entry.rec).next_due;
+  set_next_due(entry, 0);
+  if (time.type == SCH_SCHEDULE_ONESHOT) return;
+  if (time.type != SCH_SCHEDULE_PERIODIC || move_to_latest_slot(time, used, now)) arm(entry, now);
 }
 
-void arm_anew(sch_schedule_rec &rec) {
-  if (rec.time.last_run > time(nullptr)) rec.time.last_run = 0;
-  if (state_of(rec).next_due != 0) arm(rec);
+void arm_anew(sch_schedule_entry &entry, time_t now) {
+  if (entry.rec->time.last_run > now) entry.rec->time.last_run = 0;
+  if (state_of(*entry.rec).next_due != 0) arm(entry, now);
 }
 
 uint32_t earliest_due() {

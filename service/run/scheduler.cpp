@@ -35,7 +35,7 @@ void Scheduler::check() {
 
 void Scheduler::take_due(sch_schedule_entry &entry, time_t now, std::vector<sch_schedule_entry *> *changed) {
   const time_t due = state_of(*entry.rec).next_due;
-  arm_next(*entry.rec);
+  arm_next(entry, now);
   changed->push_back(&entry);
   if (now - due > late_limit_s)
     record_missed(entry, due, now);
@@ -45,10 +45,11 @@ void Scheduler::take_due(sch_schedule_entry &entry, time_t now, std::vector<sch_
 
 void Scheduler::clock_set(time_t step) {
   if (step <= -clock_step_limit_s) {
+    const time_t now = time(nullptr);
     std::vector<sch_schedule_entry *> changed;
     for_each_schedule([&](sch_schedule_entry &entry) {
       if (state_of(*entry.rec).next_due == 0) return;
-      arm_anew(*entry.rec);
+      arm_anew(entry, now);
       changed.push_back(&entry);
     });
     if (!changed.empty()) store_run_state(changed);
@@ -71,7 +72,7 @@ bool Scheduler::recover(sch_schedule_entry &entry, time_t now) {
   if (interrupted) record_interrupted(entry, now);
   const time_t due = state_of(*entry.rec).next_due;
   if (!is_due(entry, now)) return interrupted;
-  arm_next(*entry.rec);
+  arm_next(entry, now);
   record_missed(entry, due, now);
   return true;
 }

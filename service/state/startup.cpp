@@ -2,6 +2,7 @@
 #include "service/state/startup.h"
 
 #include <algorithm>
+#include <ctime>
 
 #include "host/security/security.h"
 #include "host/store/store.h"
@@ -56,7 +57,7 @@ void forget_used_times(sch_schedule_entry &entry) {
   state.last_execution = std::max(state.last_execution, completion);
   state.running_since = state.running_job = 0;
   set_state(*entry.rec, state);
-  if (state.next_due != 0 && completion >= state.next_due) arm_next(*entry.rec);
+  if (state.next_due != 0 && completion >= state.next_due) arm_next(entry, time(nullptr));
 }
 
 gint by_number(gconstpointer left, gconstpointer right) {
