@@ -31,14 +31,14 @@ constexpr int out_of_the_way = 10;  // above every descriptor that the child giv
 [[noreturn]] void give_up(Reason reason, const std::string &what) {
   const std::string line = "schedd: " + what + ": " + std::strerror(errno) + "\n";
   (void)!write(STDOUT_FILENO, line.data(), line.size());
-  _exit(static_cast<int>(reason));
+  _exit(static_cast<int>(exit_code(reason)));
 }
 
 void arrange_descriptors(int script, int output) {
   const int null = open("/dev/null", O_RDONLY);
   if (null < 0 || dup2(null, STDIN_FILENO) < 0 || dup2(output, STDOUT_FILENO) < 0 || dup2(output, STDERR_FILENO) < 0 ||
       dup2(script, script_descriptor) < 0)
-    _exit(static_cast<int>(Reason::not_started));
+    _exit(static_cast<int>(exit_code(Reason::not_started)));
   if (syscall(SYS_close_range, script_descriptor + 1, ~0u, 0) != 0) give_up(Reason::not_started, "descriptors");
 }
 
@@ -81,7 +81,8 @@ void become(const host::User &user) {
 
 // The service records a run that it did not live to see the end of as interrupted: then it must be so.
 void end_with(pid_t service) {
-  if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != service) _exit(static_cast<int>(Reason::interrupted));
+  if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != service)
+    _exit(static_cast<int>(exit_code(Reason::interrupted)));
 }
 
 [[noreturn]] void execute(const Task &task) {

@@ -26,7 +26,7 @@ service::ScheduleState state(const std::string &name) {
 }
 
 uint32_t code(service::Reason reason) {
-  return static_cast<uint32_t>(reason);
+  return service::exit_code(reason);
 }
 
 void pass_to(World &world, time_t now) {

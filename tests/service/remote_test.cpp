@@ -77,7 +77,7 @@ TEST_F(Remote, jobs_run_while_the_server_takes_the_stored_password) {
   run_at(noon + 240);
 
   const std::vector<Logged> log = log_of(world_);
-  const uint32_t refused = static_cast<uint32_t>(service::Reason::user);
+  const uint32_t refused = service::exit_code(service::Reason::user);
   ASSERT_THAT(log, SizeIs(4));
   EXPECT_EQ(log[0], (Logged{"job", "s", "daemon", "ran\n", 0, noon + 60}));
   EXPECT_EQ(log[1].exit_code, refused);

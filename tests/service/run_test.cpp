@@ -231,7 +231,7 @@ TEST(Run, the_services_end_stops_the_run_and_records_it) {
   world.parts->runner.stop_all(world.parts->context);
   const std::vector<Logged> log = log_of(world);
   ASSERT_THAT(log, SizeIs(1));
-  EXPECT_EQ(log[0].exit_code, static_cast<uint32_t>(service::Reason::stopped));
+  EXPECT_EQ(log[0].exit_code, service::exit_code(service::Reason::stopped));
   EXPECT_EQ(log[0].output, "begun\n[stopped: the scheduler service ended]\n");
   world.restart();
   EXPECT_THAT(log_of(world), SizeIs(1));  // not interrupted: it was an orderly end
@@ -254,7 +254,7 @@ TEST(Run, more_due_schedules_than_run_at_once_wait_for_their_turn_and_are_told_w
   const std::vector<Logged> log = log_of(world);
   ASSERT_THAT(log, SizeIs(2 * count));
   EXPECT_EQ(log.back().job, "-");
-  EXPECT_EQ(log.back().exit_code, static_cast<uint32_t>(service::Reason::stopped));
+  EXPECT_EQ(log.back().exit_code, service::exit_code(service::Reason::stopped));
   EXPECT_EQ(service::state_of(*service::find_schedule(log.back().schedule)->rec).last_completion, noon + 60);
 }
 
@@ -271,7 +271,7 @@ TEST(Run, an_owner_who_is_gone_or_another_by_now_gets_a_recorded_refusal) {
   World world({.interpreter = "/bin/sh", .change_user = true});
   ASSERT_EQ(create_job(world, "job", "echo ran\n"), 0u);
   ASSERT_EQ(create_schedule(world, "s", {"job"}, every(1, noon + 60)), 0u);
-  const uint32_t refused = static_cast<uint32_t>(service::Reason::user);
+  const uint32_t refused = service::exit_code(service::Reason::user);
   change_owner("no-such-user", 1);
   due_now(world, noon + 60);
   change_owner("daemon", 1);  // the number is root's
