@@ -39,7 +39,8 @@ bool is_zone(const std::string &value) {
 struct Allowed {
   std::string operator()(const NumberField &field) const {
     const std::string of = *field.unit != '\0' ? std::string(" of ") + field.unit : "";
-    return "a number" + of + " from " + std::to_string(field.least) + " to " + std::to_string(field.most);
+    return std::string(field.or_zero ? "0 or a number" : "a number") + of + " from " + std::to_string(field.least) +
+           " to " + std::to_string(field.most);
   }
   std::string operator()(const ChoiceField &field) const {
     std::string text;
@@ -82,7 +83,8 @@ struct Set {
     errno = 0;
     const long value = std::strtol(text.c_str(), &end, 10);
     const bool digits = !text.empty() && (g_ascii_isdigit(text[0]) || text[0] == '-');
-    if (!digits || errno != 0 || *end != '\0' || value < field.least || value > field.most) return false;
+    if (!digits || errno != 0 || *end != '\0' || value > field.most) return false;
+    if (value < field.least && !(field.or_zero && value == 0)) return false;
     *field.value = static_cast<int>(value);
     return true;
   }
@@ -175,13 +177,15 @@ std::vector<Key> class_keys_of(ClassSettings &c) {
        "A job that takes longer is ended."},
       {default_class, "grace", NumberField{&c.grace_s, 0, 600, "seconds"},
        "What a job that is ended has before it is killed."},
-      {default_class, "memory", NumberField{&c.memory_mib, 0, 1 << 24, "MiB"}, "Of a run; 0: no limit."},
-      {default_class, "tasks", NumberField{&c.tasks, 0, 1 << 22, ""}, "Processes and threads of a run; 0: no limit."},
+      {default_class, "memory", NumberField{&c.memory_mib, least_memory_bytes >> 20, 1 << 24, "MiB", true},
+       "Of a run; 0: no limit."},
+      {default_class, "tasks", NumberField{&c.tasks, 1, 1 << 22, "", true},
+       "Processes and threads of a run; 0: no limit."},
+      {default_class, "cpu", NumberField{&c.cpu_percent, 1, 100000, "percent of one processor", true},
+       "Of a run, where the kernel's control groups can be used; 0: no limit."},
       {default_class, "output", NumberField{&c.output_kib, 1, 8 * 1024, "KiB"},
        "What is kept of a job's output; the rest is counted."},
       {default_class, "nice", NumberField{&c.nice, -20, 19, ""}, "The jobs' nice value."},
-      {default_class, "cpu-weight", NumberField{&c.cpu_weight, 1, 10000, ""},
-       "Of a run against others, where the kernel's control groups can be used."},
       {default_class, "leave-daemons", FlagField{&c.leave_daemons},
        "Leave what a run started and did not wait for alive when it ends."},
   };

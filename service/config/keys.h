@@ -16,7 +16,8 @@ namespace service {
 struct NumberField {
   int *value;
   int least, most;
-  const char *unit;  // "", or what is counted: "seconds"
+  const char *unit;      // "", or what is counted: "seconds"
+  bool or_zero = false;  // 0 stands for no limit, however small a limit may be
 };
 struct ChoiceField {
   std::function<void(size_t)> set;  // the index of a word

@@ -13,4 +13,16 @@ const ClassSettings &class_for(const Settings &settings, const std::vector<std::
   return found != settings.classes.end() ? *found : settings.classes.front();
 }
 
+Limits limits_of(const ClassSettings &settings) {
+  Limits limits;
+  limits.time_s = static_cast<unsigned>(settings.time_limit_s);
+  limits.grace_ms = static_cast<unsigned>(settings.grace_s) * 1000;
+  limits.memory_bytes = static_cast<uint64_t>(settings.memory_mib) << 20;
+  limits.tasks = static_cast<uint32_t>(settings.tasks);
+  limits.cpu_percent = static_cast<uint32_t>(settings.cpu_percent);
+  limits.output_bytes = static_cast<size_t>(settings.output_kib) << 10;
+  limits.nice = settings.nice;
+  return limits;
+}
+
 }  // namespace service

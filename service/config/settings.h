@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "service/limits.h"
+#include "service/process/limits.h"
+
 namespace service {
 
 enum class BootFrom { running, startup };
@@ -17,13 +20,13 @@ enum class MailPolicy { always, failure, never };
 struct ClassSettings {
   std::string name = "default";
   std::vector<std::string> groups;
-  int time_limit_s = 3600;  // longer is a job that hangs
-  int grace_s = 5;          // between the polite signal and the final one
-  int memory_mib = 0;       // of a run; 0: no limit
-  int tasks = 0;            // processes and threads of a run; 0: no limit
-  int output_kib = 256;     // what is kept; the rest is counted
+  int time_limit_s = job_time_limit_s;
+  int grace_s = job_grace_ms / 1000;  // between the polite signal and the final one
+  int memory_mib = 0;                 // of a run; 0: no limit
+  int tasks = 0;                      // processes and threads of a run; 0: no limit
+  int cpu_percent = 0;                // of one processor; 0: no limit
+  int output_kib = capture_limit / 1024;
   int nice = 0;
-  int cpu_weight = 100;  // against other runs; 100 is the kernel's own
   bool leave_daemons = false;
 };
 
@@ -35,18 +38,18 @@ struct Settings {
   BootFrom boot_from = BootFrom::running;
   int store_limit_mib = 128;
 
-  int max_schedules = 10000;
-  int max_schedules_per_user = 1000;  // the administrator is bound by none of the shares of a user
-  int max_jobs_per_user = 64;         // a quarter of the table
-  int job_text_bytes = 60 * 1024;     // a frame of the transport less its headers
-  int log_size_kib = 16 * 1024;       // the largest that an operator may set; more makes a show wait for the disk
+  int max_schedules = schedules_limit;
+  int max_schedules_per_user = schedules_per_user_limit;  // the administrator is bound by none of the shares of a user
+  int max_jobs_per_user = 64;                             // a quarter of the table
+  int job_text_bytes = job_text_limit;
+  int log_size_kib = log_size_max / 1024;  // the largest that an operator may set
 
-  int max_parallel = 64;
+  int max_parallel = run_limit;
   int max_parallel_per_user = 16;
   MissedPolicy missed = MissedPolicy::skip;
   int missed_window_s = 24 * 3600;  // what is found later than this is not run any more
-  int late_grace_s = 60;            // a start within it is on time
-  int stop_grace_s = 5;             // one deadline for all runs when the service ends
+  int late_grace_s = late_limit_s;
+  int stop_grace_s = 5;  // one deadline for all runs when the service ends
 
   std::vector<ClassSettings> classes = {ClassSettings()};  // the default first, then in the order of the file
 
@@ -61,5 +64,7 @@ struct Settings {
 
 // The class of a user who is in the groups of these names: the first in the file that names one of them.
 const ClassSettings &class_for(const Settings &settings, const std::vector<std::string> &groups);
+
+Limits limits_of(const ClassSettings &settings);
 
 }  // namespace service

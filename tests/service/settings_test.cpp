@@ -57,11 +57,11 @@ const std::vector<KeyCase> &key_cases() {
       {"mail", "queue", {"1", "100000"}, wrong_numbers("0", "100001")},
       {"class default", "time-limit", {"1", "604800"}, wrong_numbers("0", "604801")},
       {"class default", "grace", {"0", "600"}, wrong_numbers("-1", "601")},
-      {"class default", "memory", {"0", "16777216"}, wrong_numbers("-1", "16777217")},
+      {"class default", "memory", {"0", "16", "16777216"}, wrong_numbers("15", "16777217")},
       {"class default", "tasks", {"0", "4194304"}, wrong_numbers("-1", "4194305")},
+      {"class default", "cpu", {"0", "1", "100000"}, wrong_numbers("-1", "100001")},
       {"class default", "output", {"1", "8192"}, wrong_numbers("0", "8193")},
       {"class default", "nice", {"-20", "19"}, wrong_numbers("-21", "20")},
-      {"class default", "cpu-weight", {"1", "10000"}, wrong_numbers("0", "10001")},
       {"class default", "leave-daemons", {"true", "false"}, {"0", "no", ""}},
   };
   return cases;
@@ -161,7 +161,7 @@ TEST(Settings, blanks_comments_and_line_ends_of_another_system_do_no_harm) {
 TEST(Settings, a_class_begins_with_the_default_wherever_that_stands_and_the_first_that_names_a_group_counts) {
   const auto read = parse(
       "[class night]\ngroups=ops;backup\nnice=5\n[class default]\nnice=10\nmemory=100\n"
-      "[class day]\ngroups=backup\nmemory=7\n");
+      "[class day]\ngroups=backup\nmemory=70\n");
   ASSERT_THAT(read.problems, IsEmpty());
   const auto &night = service::class_for(read.settings, {"users", "backup"});
   EXPECT_EQ(night.name, "night");
@@ -170,6 +170,19 @@ TEST(Settings, a_class_begins_with_the_default_wherever_that_stands_and_the_firs
   EXPECT_THAT(night.groups, ElementsAre("ops", "backup"));
   EXPECT_EQ(service::class_for(read.settings, {"users"}).nice, 10);
   EXPECT_EQ(service::class_for(read.settings, {}).name, "default");
+}
+
+TEST(Settings, a_class_becomes_the_limits_of_a_run_in_their_units) {
+  const auto read = parse("[class default]\ntime-limit=7\ngrace=2\nmemory=16\ntasks=9\ncpu=50\noutput=3\nnice=-4\n");
+  ASSERT_THAT(read.problems, IsEmpty());
+  const service::Limits limits = service::limits_of(read.settings.classes.front());
+  EXPECT_EQ(limits.time_s, 7u);
+  EXPECT_EQ(limits.grace_ms, 2000u);
+  EXPECT_EQ(limits.memory_bytes, 16u * 1024 * 1024);
+  EXPECT_EQ(limits.tasks, 9u);
+  EXPECT_EQ(limits.cpu_percent, 50u);
+  EXPECT_EQ(limits.output_bytes, 3u * 1024);
+  EXPECT_EQ(limits.nice, -4);
 }
 
 TEST(Settings, the_default_file_has_every_default_and_changes_nothing) {
