@@ -3,25 +3,16 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <utility>
 
 #include "host/status.h"
 #include "platform/memory.h"
-#include "service/limits.h"
 #include "service/state/change.h"
-#include "service/state/schedule_state.h"
 #include "service/state/statuses.h"
+#include "service/state/tables.h"
 
 namespace service {
 namespace {
-
-struct Release {
-  void operator()(void *memory) const { mtrack_free(memory); }
-};
-
-template <typename Record>
-using Tracked = std::unique_ptr<Record, Release>;
 
 void free_fragments(GList *fragments) {
   g_list_foreach(fragments, free_fragment, nullptr);
@@ -46,16 +37,15 @@ bool make_fragments(std::string_view text, GList **fragments) {
 uint32_t find_own_job(const Call &call, const std::string &name, sch_job_entry **slot) {
   *slot = find_job(name);
   if (*slot == nullptr || (*slot)->hdr == nullptr) return host::err_no_such_job;
-  return call.context.authority.may_use(call.caller, (*slot)->hdr->carried) ? 0 : host::err_not_owner;
+  return call.context.authority.may_use(call.caller, owner_of(**slot)) ? 0 : host::err_not_owner;
 }
 
 void remove_from_schedules(Change &change, uint32_t id) {
-  for_each_schedule([&](sch_schedule_entry &entry) {
-    if (!has_job(*entry.rec, id)) return;
-    change.modify(entry);
-    remove_job(*entry.rec, id);
-    change.save(entry);
-  });
+  for (sch_schedule_entry *entry : schedules_with_job(id)) {
+    change.modify(*entry);
+    deassign_job(*entry, id);
+    change.save(*entry);
+  }
 }
 
 }  // namespace
@@ -65,20 +55,12 @@ uint32_t create_job(const Call &call, const JobRequest &request) {
   if (!forget_stale_statuses(call.context)) return host::err_not_stored;
   const int index = sch_first_empty_job_list_entry_index(&sch_running_config);
   if (index < 0) return host::err_job_table_full;
-  Tracked<sch_config_key> key(
-      static_cast<sch_config_key *>(sch_malloc_check(sizeof(sch_config_key), 5, 0, "add config entry")));
-  Tracked<sch_job_hdr> hdr(static_cast<sch_job_hdr *>(sch_malloc_check(sizeof(sch_job_hdr), 6, 0, "add job entry")));
-  if (!key || !hdr) return host::err_no_memory;
-  key->type = SCH_CONFIG_JOB;
-  request.name.copy(key->name, sizeof key->name - 1);
-  hdr->job_id = static_cast<uint32_t>(index);
-  hdr->carried = owner_tag(call.context.authority.owner(call.caller).uid);
+  const uint32_t owner = owner_tag(call.context.authority.owner(call.caller).uid);
 
   Change change;
-  sch_job_entry *slot = nullptr;
-  sch_add_job_hdr(&sch_running_config, key.release(), hdr.release(), &slot);
-  change.undo([slot] { sch_free_job_entry(slot); });
-  serial(*slot) = next_serial();
+  sch_job_entry *slot = add_job(request.name, owner, static_cast<uint32_t>(index));
+  if (slot == nullptr) return host::err_no_memory;
+  change.undo([slot] { remove_job(*slot); });
   change.save(*slot);
   return change.commit();
 }
@@ -114,7 +96,7 @@ uint32_t delete_job(const Call &call, const JobRequest &request) {
   sch_delete_job_entry_from_pss(pss_running, slot);
   if (const uint32_t status = change.commit(); status != 0) return status;
   delete_statuses_of_job(call.context, *slot);
-  sch_free_job_entry(slot);
+  remove_job(*slot);
   return 0;
 }
 

@@ -8,14 +8,14 @@
 #include "service/request/answer.h"
 #include "service/request/jobs.h"
 #include "service/run/outcome.h"
-#include "service/state/schedule_state.h"
 #include "service/state/statuses.h"
+#include "service/state/tables.h"
 
 namespace service {
 namespace {
 
 bool may_show(const Call &call, const sch_job_entry &slot) {
-  return slot.hdr != nullptr && call.context.authority.may_use(call.caller, slot.hdr->carried);
+  return slot.hdr != nullptr && call.context.authority.may_use(call.caller, owner_of(slot));
 }
 
 const sch_job_entry *next_job(const Call &call, const ShowRequest &request) {
@@ -30,16 +30,13 @@ const sch_job_entry *next_job(const Call &call, const ShowRequest &request) {
   return nullptr;
 }
 
-// The list is not always in the order of the numbers.
 const sch_schedule_entry *next_schedule(const Call &call, const ShowRequest &request) {
-  const sch_schedule_entry *found = nullptr;
-  for_each_schedule([&](const sch_schedule_entry &entry) {
-    if (!call.context.authority.may_use(call.caller, state_of(*entry.rec).owner_tag)) return;
-    const uint32_t number = schedule_number(*entry.rec);
-    const bool wanted = request.name.empty() ? int64_t{number} > request.cursor : name_of(*entry.key) == request.name;
-    if (wanted && (found == nullptr || number < schedule_number(*found->rec))) found = &entry;
-  });
-  return found;
+  const Authority &authority = call.context.authority;
+  if (request.name.empty())
+    return authority.administrator(call.caller) ? schedule_after(request.cursor)
+                                                : schedule_after(request.cursor, owner_tag(call.caller.uid));
+  const sch_schedule_entry *entry = find_schedule(request.name);
+  return entry != nullptr && authority.may_use(call.caller, owner_of(*entry)) ? entry : nullptr;
 }
 
 // A job that has not run yet under a schedule that has: the reply knows no other way to say that it did not succeed.
@@ -92,8 +89,8 @@ host::Answer show_schedule(const Call &call, const ShowRequest &request) {
   if (entry == nullptr) return {};
   sch_show_schedule_reply fixed = describe(*entry);
   host::Bytes jobs;
-  for_each_job([&](const sch_job_entry &slot, uint32_t id) {
-    if (!has_job(*entry->rec, id)) return;
+  for_each_assigned(*entry->rec, [&](uint32_t id) {
+    const sch_job_entry &slot = sch_job_list[id];
     sch_job_status_entry status = {};
     name_of(*slot.key).copy(status.name, sizeof status.name - 1);
     status.wait_status = last_wait_status(slot, fixed.name);

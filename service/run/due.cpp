@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "service/state/schedule_state.h"
+#include "service/state/tables.h"
 
 namespace service {
 namespace {
@@ -14,12 +14,6 @@ uint32_t next_by_specification(const sch_tminfo &time) {
   time_t next = 0;
   if (sch_compute_timer_interval(&time, &interval, &next) != 0) return 0;
   return next <= 0 || next > time_t{std::numeric_limits<uint32_t>::max()} ? 0 : static_cast<uint32_t>(next);
-}
-
-void set_next_due(sch_schedule_entry &entry, uint32_t next) {
-  ScheduleState state = state_of(*entry.rec);
-  state.next_due = next;
-  set_state(*entry.rec, state);
 }
 
 // The latest slot that is not after now. False: there is no room for a following one.
@@ -52,15 +46,6 @@ void arm_next(sch_schedule_entry &entry, time_t now) {
 void arm_anew(sch_schedule_entry &entry, time_t now) {
   if (entry.rec->time.last_run > now) entry.rec->time.last_run = 0;
   if (state_of(*entry.rec).next_due != 0) arm(entry, now);
-}
-
-uint32_t earliest_due() {
-  uint32_t earliest = 0;
-  for_each_schedule([&](const sch_schedule_entry &entry) {
-    const uint32_t due = state_of(*entry.rec).next_due;
-    if (due != 0 && (earliest == 0 || due < earliest)) earliest = due;
-  });
-  return earliest;
 }
 
 }  // namespace service

@@ -19,6 +19,4 @@ void arm_next(sch_schedule_entry &entry, time_t now);
 // As if nothing had run yet: after the clock had been wrong.
 void arm_anew(sch_schedule_entry &entry, time_t now);
 
-uint32_t earliest_due();  // over all schedules; 0: none
-
 }  // namespace service

@@ -10,6 +10,7 @@
 #include "service/request/jobs.h"
 #include "service/run/run_record.h"
 #include "service/run/runner.h"
+#include "service/state/tables.h"
 
 namespace service {
 
@@ -31,7 +32,7 @@ void Run::begin() {
   begun_ = true;
   state.last_execution = static_cast<uint32_t>(time(nullptr));
   state.execution_count++;
-  set_state(*schedule->rec, state);
+  set_state(*schedule, state);
   std::string refusal;
   if (!find_owner(&refusal)) {
     refuse_user(refusal);
@@ -98,7 +99,7 @@ void Run::start_job(sch_job_entry &slot) {
   JobProcess::Result refused;
   refused.wait_status = exit_status(Reason::user);
   refused.remark = refusal_;
-  if (refusal_.empty() && slot.hdr->carried != owner_tag_)
+  if (refusal_.empty() && owner_of(slot) != owner_tag_)
     refused.remark = "the job belongs to another user than the schedule";
   if (!refused.remark.empty()) return record(refused);
 
@@ -118,7 +119,7 @@ void Run::note_progress(uint32_t running_job) {
   if (schedule == nullptr) return;
   ScheduleState state = state_of(*schedule->rec);
   state.running_job = running_job;
-  set_state(*schedule->rec, state);
+  set_state(*schedule, state);
   store_run_state({schedule});
 }
 
@@ -146,7 +147,7 @@ void Run::finish() {
     if (begun_) state.last_completion = static_cast<uint32_t>(time(nullptr));
     state.running_since = 0;
     state.running_job = 0;
-    set_state(*schedule->rec, state);
+    set_state(*schedule, state);
     store_run_state({schedule});
   }
   runner_.ended(context_, schedule_);

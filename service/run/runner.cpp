@@ -8,6 +8,7 @@
 #include "service/limits.h"
 #include "service/run/run.h"
 #include "service/run/run_record.h"
+#include "service/state/tables.h"
 
 namespace service {
 namespace {
@@ -28,7 +29,7 @@ void note_begun(sch_schedule_entry &entry) {
   ScheduleState state = state_of(*entry.rec);
   state.running_since = static_cast<uint32_t>(time(nullptr));
   state.running_job = 0;
-  set_state(*entry.rec, state);
+  set_state(entry, state);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "service/run/run_record.h"
 #include "service/run/runner.h"
 #include "service/state/change.h"
+#include "service/state/tables.h"
 
 namespace service {
 namespace {
@@ -26,9 +27,9 @@ bool Scheduler::start(std::string *error) {
 void Scheduler::check() {
   const time_t now = time(nullptr);
   std::vector<sch_schedule_entry *> changed;
-  for_each_schedule([&](sch_schedule_entry &entry) {
-    if (is_due(entry, now)) take_due(entry, now, &changed);
-  });
+  if (scheduler_enabled != 0)
+    for (sch_schedule_entry *entry : schedules_due(now))
+      take_due(*entry, now, &changed);
   if (!changed.empty()) store_run_state(changed);
   alarm_.set(scheduler_enabled != 0 ? earliest_due() : 0);
 }
@@ -97,7 +98,7 @@ void Scheduler::record_interrupted(sch_schedule_entry &entry, time_t now) {
   if (slot != nullptr) set_job_status(*slot, entry, status, now);
   state.running_since = state.running_job = 0;
   state.last_completion = static_cast<uint32_t>(now);
-  set_state(*entry.rec, state);
+  set_state(entry, state);
 }
 
 }  // namespace service

@@ -3,6 +3,7 @@
 
 #include "host/status.h"
 #include "host/store/store.h"
+#include "service/state/tables.h"
 
 namespace service {
 
@@ -21,7 +22,7 @@ Change::~Change() {
 }
 
 void Change::modify(sch_schedule_entry &entry) {
-  undo([&entry, before = *entry.rec] { *entry.rec = before; });
+  undo([&entry, before = *entry.rec] { set_record(entry, before); });
 }
 
 void Change::save(sch_schedule_entry &entry) {

@@ -4,8 +4,10 @@
 
 #include <sys/types.h>
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <string>
 
 #include "schedcli.h"
@@ -31,18 +33,19 @@ inline ScheduleState state_of(const sch_schedule_rec &rec) {
   return state;
 }
 
-inline void set_state(sch_schedule_rec &rec, const ScheduleState &state) {
-  std::memcpy(rec.service_tail, &state, sizeof state);
-}
-
 inline uint32_t owner_tag(uid_t uid) {
   return uid + 1;
 }
 
-// The number that the show command pages by: ascending in order of creation.
-inline uint32_t &schedule_number(sch_schedule_rec &rec) {
-  return rec.service_head[0];
+// Whose it is. A job keeps it in the word of its header that the library carries unchanged.
+inline uint32_t owner_of(const sch_schedule_entry &entry) {
+  return state_of(*entry.rec).owner_tag;
 }
+inline uint32_t owner_of(const sch_job_entry &slot) {
+  return slot.hdr->carried;
+}
+
+// The number that the show command pages by: ascending in order of creation, and in one process never used again.
 inline uint32_t schedule_number(const sch_schedule_rec &rec) {
   return rec.service_head[0];
 }
@@ -50,11 +53,12 @@ inline uint32_t schedule_number(const sch_schedule_rec &rec) {
 inline bool has_job(const sch_schedule_rec &rec, uint32_t id) {
   return (rec.jobs[id / 32] >> (id % 32) & 1u) != 0;
 }
-inline void add_job(sch_schedule_rec &rec, uint32_t id) {
-  rec.jobs[id / 32] |= 1u << (id % 32);
-}
-inline void remove_job(sch_schedule_rec &rec, uint32_t id) {
-  rec.jobs[id / 32] &= ~(1u << (id % 32));
+
+template <typename Visit>
+void for_each_assigned(const sch_schedule_rec &rec, Visit visit) {  // job ids, ascending
+  for (uint32_t word = 0; word < std::size(rec.jobs); word++)
+    for (uint32_t bits = rec.jobs[word]; bits != 0; bits &= bits - 1)
+      visit(word * 32 + static_cast<uint32_t>(std::countr_zero(bits)));
 }
 
 // Tells this job or schedule from a later one in the same place; a run remembers it. Only for this process.
@@ -62,13 +66,10 @@ uintptr_t next_serial();
 inline uintptr_t &serial(sch_job_entry &slot) {
   return slot.reserved;
 }
-inline uintptr_t &serial(sch_schedule_entry &entry) {
-  return entry.service[0];
+inline uintptr_t serial(const sch_schedule_entry &entry) {
+  return schedule_number(*entry.rec);
 }
-sch_schedule_entry *schedule_by_serial(uintptr_t serial);
 
-sch_schedule_entry *find_schedule(const std::string &name);
-sch_job_entry *find_job(const std::string &name);
 std::string name_of(const sch_config_key &key);
 
 template <typename Visit>

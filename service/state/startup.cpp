@@ -14,6 +14,7 @@
 #include "service/state/change.h"
 #include "service/state/schedule_state.h"
 #include "service/state/statuses.h"
+#include "service/state/tables.h"
 
 namespace service {
 namespace {
@@ -56,7 +57,7 @@ void forget_used_times(sch_schedule_entry &entry) {
   state.last_completion = std::max(state.last_completion, completion);
   state.last_execution = std::max(state.last_execution, completion);
   state.running_since = state.running_job = 0;
-  set_state(*entry.rec, state);
+  set_state(entry, state);
   if (state.next_due != 0 && completion >= state.next_due) arm_next(entry, time(nullptr));
 }
 
@@ -72,13 +73,14 @@ void number_schedules() {
   uint32_t last = 0;
   for_each_schedule([&](sch_schedule_entry &entry) {
     last = std::max(last + 1, schedule_number(*entry.rec));
-    schedule_number(*entry.rec) = last;
+    entry.rec->service_head[0] = last;
   });
 }
 
 void drop_unknown_jobs(sch_schedule_rec &rec) {
-  for (uint32_t id = 0; id < SCH_MAX_JOBS; id++)
-    if (sch_job_list[id].key == nullptr) remove_job(rec, id);
+  for_each_assigned(rec, [&](uint32_t id) {
+    if (sch_job_list[id].key == nullptr) rec.jobs[id / 32] &= ~(1u << (id % 32));
+  });
 }
 
 bool repair(std::string *error) {
@@ -90,12 +92,10 @@ bool repair(std::string *error) {
   if (!whole) *error = "out of memory; the stores stay as they are";
   number_schedules();
   for_each_schedule([](sch_schedule_entry &entry) {
-    serial(entry) = next_serial();
     drop_unknown_jobs(*entry.rec);  // a later job in that place would be assigned from the start
-    ScheduleState state = state_of(*entry.rec);
-    state.owner[sizeof state.owner - 1] = 0;
-    set_state(*entry.rec, state);
+    entry.rec->service_tail[offsetof(ScheduleState, owner) + sizeof(ScheduleState::owner) - 1] = 0;
   });
+  rebuild_tables();
   return whole;
 }
 

@@ -7,7 +7,7 @@
 #include "host/status.h"
 #include "host/store/store.h"
 #include "platform/memory.h"
-#include "service/state/schedule_state.h"
+#include "service/state/tables.h"
 
 namespace service {
 namespace {
@@ -50,7 +50,7 @@ bool has_identity(const sch_job_entry &slot) {
 uint32_t save_identity(const sch_job_entry &slot) {
   if (has_identity(slot)) return 0;
   sch_runtime_key key = identity_key(slot);
-  uint32_t words[2] = {slot.hdr->carried, 0};  // the owner, for those who look into the store
+  uint32_t words[2] = {owner_of(slot), 0};  // the owner, for those who look into the store
   const pss_buf name = {&key, sizeof key}, value = {words, sizeof words};
   return pss_store(pss_running_db, 1, &name, &value);
 }

@@ -8,8 +8,8 @@
 #include "service/request/control.h"
 #include "service/run/due.h"
 #include "service/run/outcome.h"
-#include "service/state/schedule_state.h"
 #include "service/state/statuses.h"
+#include "service/state/tables.h"
 #include "tests/service/world.h"
 
 namespace service_test {
@@ -164,7 +164,7 @@ TEST_F(Scheduled, a_run_that_a_crash_interrupted_is_told_with_its_job) {
   service::ScheduleState running = state("s");
   running.running_since = static_cast<uint32_t>(noon);
   running.running_job = 1 + 1;
-  service::set_state(*entry->rec, running);
+  service::set_state(*entry, running);
   ASSERT_EQ(sch_save_schedule_entry_to_pss(pss_running, entry), 0);
   set_clock(noon + minute);
   world.restart();

@@ -11,7 +11,7 @@
 #include "host/store/store.h"
 #include "service/limits.h"
 #include "service/request/control.h"
-#include "service/state/schedule_state.h"
+#include "service/state/tables.h"
 #include "tests/service/store_faults.h"
 #include "tests/service/world.h"
 
@@ -253,7 +253,7 @@ TEST(Authority, everybody_works_with_their_own_and_the_administrator_with_everyt
   };
   for (const auto &row : table)
     EXPECT_EQ(world.send(row.caller, config, row.opcode, row.payload).status, row.status) << row.what;
-  EXPECT_EQ(sch_job_list[1].hdr->carried, daemon_user().uid + 1);  // root's change left it daemon's
+  EXPECT_EQ(service::owner_of(sch_job_list[1]), daemon_user().uid + 1);  // root's change left it daemon's
   EXPECT_EQ(feature(world, false, daemon_user()), host::err_not_permitted);
   const auto copy = host::Control::copy_running_startup;
   EXPECT_EQ(service::control({world.parts->context, daemon_user()}, copy, {}).status, host::err_not_permitted);

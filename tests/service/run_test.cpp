@@ -13,8 +13,8 @@
 
 #include "service/run/job_process.h"
 #include "service/run/outcome.h"
-#include "service/state/schedule_state.h"
 #include "service/state/statuses.h"
+#include "service/state/tables.h"
 #include "tests/service/world.h"
 
 namespace service_test {
@@ -260,11 +260,11 @@ TEST(Run, more_due_schedules_than_run_at_once_wait_for_their_turn_and_are_told_w
 
 // The schedule's owner as the store has it, changed to one who is not to be trusted.
 void change_owner(const char *name, uint32_t tag) {
-  sch_schedule_rec &rec = *service::find_schedule("s")->rec;
-  service::ScheduleState state = service::state_of(rec);
+  sch_schedule_entry &entry = *service::find_schedule("s");
+  service::ScheduleState state = service::state_of(*entry.rec);
   std::snprintf(state.owner, sizeof state.owner, "%s", name);
   state.owner_tag = tag;
-  service::set_state(rec, state);
+  service::set_state(entry, state);
 }
 
 TEST(Run, an_owner_who_is_gone_or_another_by_now_gets_a_recorded_refusal) {

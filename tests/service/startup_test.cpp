@@ -9,8 +9,8 @@
 #include "service/request/control.h"
 #include "service/request/logging_level.h"
 #include "service/run/outcome.h"
-#include "service/state/schedule_state.h"
 #include "service/state/statuses.h"
+#include "service/state/tables.h"
 #include "tests/service/world.h"
 
 namespace service_test {
@@ -225,8 +225,8 @@ TEST_F(Startup, records_of_another_origin_are_mended) {
   ASSERT_EQ(create_schedule(world, "b", {}, {}), 0u);
   for (const char *name : {"a", "b"}) {
     sch_schedule_entry *entry = service::find_schedule(name);
-    service::schedule_number(*entry->rec) = 7;
-    service::add_job(*entry->rec, 200);
+    entry->rec->service_head[0] = 7;
+    entry->rec->jobs[200 / 32] |= 1u << (200 % 32);
     std::memset(entry->rec->service_tail, 'x', 32);
     ASSERT_EQ(sch_save_schedule_entry_to_pss(pss_running, entry), 0);
   }

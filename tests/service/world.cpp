@@ -17,8 +17,8 @@
 #include "service/request/control.h"
 #include "service/request/dispatch.h"
 #include "service/request/jobs.h"
-#include "service/state/schedule_state.h"
 #include "service/state/startup.h"
+#include "service/state/tables.h"
 
 namespace {
 
@@ -133,6 +133,7 @@ void World::stop() {
   if (debug_pss_running != 0) pss_close(debug_pss_running);
   pss_running = pss_running_db = debug_pss_running = 0;
   sch_free_config(&sch_running_config);
+  service::rebuild_tables();
   free_email_list();
   email_transport_conf = {.from = {}, .reply_to = {}, .reply_to_copy = {}, .smtp = {{}, 1, 25, "management"}};
   reset_log_settings();

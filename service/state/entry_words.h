@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+// What each of a schedule entry's six service words is for: the places of the schedule in the tables, so that a table
+// needs no memory of its own for it and leaves it without a search. Zero: in none.
+#pragma once
+
+#include "schedcli.h"
+
+namespace service {
+
+enum EntryWord : size_t {
+  list_element,  // the GList element that holds the entry
+  due_place,     // in the heap of due times, from 1
+  number_left,
+  number_right,  // subtrees of all schedules by number
+  own_left,
+  own_right,  // of the owner's
+};
+static_assert(own_right + 1 == sizeof(sch_schedule_entry::service) / sizeof(uintptr_t));
+
+}  // namespace service

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace service {
+
+// A hash table of pointers by open addressing, at most three quarters full: 11 to 16 bytes for each item, and no
+// allocation for each as a node would be. What an item is found by stands in the item:
+//
+//   struct By { using Key = …; static Key key(const Item &); static uint64_t hash(Key); };
+//
+// An item must keep its key while it is in.
+template <typename Item, typename By>
+class OpenTable {
+ public:
+  using Key = typename By::Key;
+
+  size_t size() const { return count_; }
+
+  Item *find(Key key) const {
+    if (count_ == 0) return nullptr;
+    size_t place = home(key);
+    while (places_[place] != nullptr && !(By::key(*places_[place]) == key))
+      place = after(place);
+    return places_[place];
+  }
+
+  // The one call that may run out of memory; an insert() after it does not.
+  void reserve_one() {
+    if ((count_ + 1) * 4 <= places_.size() * 3) return;
+    std::vector<Item *> before(places_.size() + places_.size() / 2 + 4);
+    before.swap(places_);
+    for (Item *item : before)
+      if (item != nullptr) place(*item);
+  }
+
+  void insert(Item &item) {
+    place(item);
+    count_++;
+  }
+
+  void remove(const Item &item) {
+    size_t gap = home(By::key(item));
+    while (places_[gap] != &item)
+      gap = after(gap);
+    close(gap);
+    count_--;
+  }
+
+  template <typename Visit>
+  void for_each(Visit visit) const {  // a visit must not change the table
+    for (Item *item : places_)
+      if (item != nullptr) visit(*item);
+  }
+
+  void clear() { *this = {}; }
+
+ private:
+  size_t home(Key key) const { return static_cast<size_t>((By::hash(key) >> 32) * places_.size() >> 32); }
+  size_t after(size_t place) const { return place + 1 == places_.size() ? 0 : place + 1; }
+
+  void place(Item &item) {
+    size_t place = home(By::key(item));
+    while (places_[place] != nullptr)
+      place = after(place);
+    places_[place] = &item;
+  }
+
+  // Items behind the gap move up, each as far as its home allows: a search must not meet a gap on its way.
+  void close(size_t gap) {
+    for (size_t place = after(gap); places_[place] != nullptr; place = after(place)) {
+      const size_t wanted = home(By::key(*places_[place]));
+      const bool beyond_gap = gap < place ? wanted > gap && wanted <= place : wanted > gap || wanted <= place;
+      if (beyond_gap) continue;
+      places_[gap] = places_[place];
+      gap = place;
+    }
+    places_[gap] = nullptr;
+  }
+
+  std::vector<Item *> places_;  // null: free
+  size_t count_ = 0;
+};
+
+// Names and addresses hash alike: the bits of a product, the upper ones of which the table uses.
+inline uint64_t mixed(uint64_t value) {
+  value ^= value >> 32;
+  value *= 0x9e3779b97f4a7c15u;
+  value ^= value >> 29;
+  return value * 0xbf58476d1ce4e5b9u;
+}
+
+}  // namespace service

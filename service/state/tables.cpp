@@ -1,0 +1,297 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/state/tables.h"
+
+#include <algorithm>
+#include <cassert>
+#include <limits>
+#include <memory>
+#include <unordered_map>
+
+#include "platform/memory.h"
+#include "service/state/due_heap.h"
+#include "service/state/number_tree.h"
+#include "service/state/open_table.h"
+
+namespace service {
+namespace {
+
+struct Release {
+  void operator()(void *memory) const { mtrack_free(memory); }
+};
+template <typename Record>
+using Tracked = std::unique_ptr<Record, Release>;
+
+std::string_view name_in(const sch_config_key &key) {
+  return {key.name, strnlen(key.name, sizeof key.name)};
+}
+
+template <typename Entry>
+struct ByName {
+  using Key = std::string_view;
+  static Key key(const Entry &entry) { return name_in(*entry.key); }
+  static uint64_t hash(Key name) {
+    uint64_t bits = name.size();
+    for (const char character : name)
+      bits = (bits ^ static_cast<unsigned char>(character)) * 0x100000001b3u;
+    return mixed(bits);
+  }
+};
+
+struct ByAddress {
+  using Key = const sch_schedule_entry *;
+  static Key key(const sch_schedule_entry &entry) { return &entry; }
+  static uint64_t hash(Key entry) { return mixed(reinterpret_cast<uintptr_t>(entry)); }
+};
+
+struct Possession {
+  NumberTree<own_left, own_right> schedules;
+  size_t schedule_count = 0, job_count = 0;
+};
+
+struct Tables {
+  OpenTable<sch_schedule_entry, ByName<sch_schedule_entry>> schedules;
+  OpenTable<sch_job_entry, ByName<sch_job_entry>> jobs;
+  NumberTree<number_left, number_right> numbers;
+  DueHeap due;
+  std::unordered_map<uint32_t, Possession> owners;  // by owner tag
+  OpenTable<sch_schedule_entry, ByAddress> users[SCH_MAX_JOBS];
+  uint32_t next_number = 1;
+};
+
+Tables tables;  // of the library's lists, of which a process has one as well
+
+void write_state(sch_schedule_rec &rec, const ScheduleState &state) {
+  std::memcpy(rec.service_tail, &state, sizeof state);
+}
+
+void reserve_for_schedule(uint32_t owner) {
+  tables.schedules.reserve_one();
+  tables.due.reserve(tables.schedules.size() + 1);
+  tables.owners.try_emplace(owner);
+}
+
+void forget_without_possessions(uint32_t owner) {
+  const Possession &of = tables.owners.at(owner);
+  if (of.schedule_count == 0 && of.job_count == 0) tables.owners.erase(owner);
+}
+
+void enter_owner(sch_schedule_entry &entry) {
+  Possession &owner = tables.owners.at(owner_of(entry));
+  owner.schedules.insert(entry);
+  owner.schedule_count++;
+}
+
+void leave_owner(sch_schedule_entry &entry) {
+  const uint32_t tag = owner_of(entry);
+  Possession &owner = tables.owners.at(tag);
+  owner.schedules.remove(entry);
+  owner.schedule_count--;
+  forget_without_possessions(tag);
+}
+
+void enter(sch_schedule_entry &entry, GList *element) {
+  entry.service[list_element] = reinterpret_cast<uintptr_t>(element);
+  tables.schedules.insert(entry);
+  tables.numbers.insert(entry);
+  enter_owner(entry);
+  tables.due.update(entry);
+}
+
+void enter_again(GList *element) {
+  auto &entry = *static_cast<sch_schedule_entry *>(element->data);
+  std::fill(std::begin(entry.service), std::end(entry.service), 0);
+  reserve_for_schedule(owner_of(entry));
+  for_each_assigned(*entry.rec, [&](uint32_t id) {
+    tables.users[id].reserve_one();
+    tables.users[id].insert(entry);
+  });
+  enter(entry, element);
+  tables.next_number = schedule_number(*entry.rec) + 1;
+}
+
+void enter(sch_job_entry &slot) {
+  tables.jobs.insert(slot);
+  if (slot.hdr != nullptr) tables.owners.at(owner_of(slot)).job_count++;  // a damaged store may lack the header
+}
+
+void reserve_for_job(uint32_t owner) {
+  tables.jobs.reserve_one();
+  tables.owners.try_emplace(owner);
+}
+
+// The library appends behind the last element of what it is given. To it this is a list of one, whose end it finds at
+// once.
+sch_schedule_entry *append(Tracked<sch_config_key> key, Tracked<sch_schedule_rec> rec, GList **element) {
+  const sch_schedule_entry *last = tables.numbers.last();
+  GList *end = last == nullptr ? nullptr : reinterpret_cast<GList *>(last->service[list_element]);
+  sch_config_db from_end = {sch_job_list, &end};
+  sch_schedule_entry *entry = nullptr;
+  if (sch_add_schedule_entry(&from_end, key.release(), rec.release(), &entry) != 0) return nullptr;
+  if (last == nullptr) sch_schedule_list = end;
+  *element = last == nullptr ? end : end->next;
+  return entry;
+}
+
+}  // namespace
+
+void rebuild_tables() {
+  tables = {};
+  for (GList *element = sch_schedule_list; element != nullptr; element = element->next)
+    enter_again(element);
+  for_each_job([](sch_job_entry &slot, uint32_t) {
+    reserve_for_job(slot.hdr == nullptr ? 0 : owner_of(slot));
+    enter(slot);
+  });
+}
+
+sch_schedule_entry *find_schedule(std::string_view name) {
+  return tables.schedules.find(name);
+}
+
+sch_schedule_entry *schedule_by_serial(uintptr_t wanted) {
+  sch_schedule_entry *entry = schedule_after(static_cast<int64_t>(wanted) - 1);
+  return entry != nullptr && serial(*entry) == wanted ? entry : nullptr;
+}
+
+sch_schedule_entry *schedule_after(int64_t number) {
+  return tables.numbers.after(number);
+}
+
+sch_schedule_entry *schedule_after(int64_t number, uint32_t owner_tag) {
+  const auto owner = tables.owners.find(owner_tag);
+  return owner == tables.owners.end() ? nullptr : owner->second.schedules.after(number);
+}
+
+size_t schedule_count() {
+  return tables.schedules.size();
+}
+
+size_t schedule_count(uint32_t owner_tag) {
+  const auto owner = tables.owners.find(owner_tag);
+  return owner == tables.owners.end() ? 0 : owner->second.schedule_count;
+}
+
+sch_schedule_entry *add_schedule(std::string_view name, const ScheduleState &state) {
+  Tracked<sch_config_key> key(
+      static_cast<sch_config_key *>(sch_malloc_check(sizeof(sch_config_key), 5, 0, "add config entry")));
+  Tracked<sch_schedule_rec> rec(
+      static_cast<sch_schedule_rec *>(sch_malloc_check(sizeof(sch_schedule_rec), 14, 0, "add schedule entry")));
+  if (!key || !rec) return nullptr;
+  name.copy(key->name, sizeof key->name - 1);
+  rec->service_head[0] = tables.next_number;
+  write_state(*rec, state);
+  reserve_for_schedule(state.owner_tag);
+  GList *element = nullptr;
+  sch_schedule_entry *entry = append(std::move(key), std::move(rec), &element);
+  if (entry == nullptr) {
+    forget_without_possessions(state.owner_tag);
+    return nullptr;
+  }
+  enter(*entry, element);
+  tables.next_number++;
+  return entry;
+}
+
+void remove_schedule(sch_schedule_entry &entry) {
+  for_each_assigned(*entry.rec, [&](uint32_t id) { tables.users[id].remove(entry); });
+  tables.due.remove(entry);
+  leave_owner(entry);
+  tables.numbers.remove(entry);
+  tables.schedules.remove(entry);
+  sch_free_schedule_entry(&sch_running_config, reinterpret_cast<GList *>(entry.service[list_element]));
+}
+
+void set_state(sch_schedule_entry &entry, const ScheduleState &state) {
+  const bool other_owner = state.owner_tag != owner_of(entry);
+  if (other_owner) tables.owners.try_emplace(state.owner_tag);
+  if (other_owner) leave_owner(entry);
+  write_state(*entry.rec, state);
+  if (other_owner) enter_owner(entry);
+  tables.due.update(entry);
+}
+
+void set_next_due(sch_schedule_entry &entry, uint32_t due) {
+  ScheduleState state = state_of(*entry.rec);
+  state.next_due = due;
+  set_state(entry, state);
+}
+
+void set_record(sch_schedule_entry &entry, const sch_schedule_rec &rec) {
+  assert(schedule_number(rec) == schedule_number(*entry.rec));
+  for (uint32_t id = 0; id < SCH_MAX_JOBS; id++) {
+    if (has_job(rec, id) == has_job(*entry.rec, id)) continue;
+    has_job(rec, id) ? assign_job(entry, id) : deassign_job(entry, id);
+  }
+  set_state(entry, state_of(rec));
+  *entry.rec = rec;
+}
+
+void assign_job(sch_schedule_entry &entry, uint32_t job_id) {
+  tables.users[job_id].reserve_one();
+  tables.users[job_id].insert(entry);
+  entry.rec->jobs[job_id / 32] |= 1u << (job_id % 32);
+}
+
+void deassign_job(sch_schedule_entry &entry, uint32_t job_id) {
+  tables.users[job_id].remove(entry);
+  entry.rec->jobs[job_id / 32] &= ~(1u << (job_id % 32));
+}
+
+uint32_t earliest_due() {
+  const sch_schedule_entry *first = tables.due.top();
+  return first == nullptr ? 0 : state_of(*first->rec).next_due;
+}
+
+std::vector<sch_schedule_entry *> schedules_due(time_t now) {
+  constexpr time_t latest = std::numeric_limits<uint32_t>::max();
+  return now <= 0 ? std::vector<sch_schedule_entry *>()
+                  : tables.due.until(static_cast<uint32_t>(std::min(now, latest)));
+}
+
+sch_job_entry *find_job(std::string_view name) {
+  return tables.jobs.find(name);
+}
+
+sch_job_entry *add_job(std::string_view name, uint32_t owner_tag, uint32_t id) {
+  Tracked<sch_config_key> key(
+      static_cast<sch_config_key *>(sch_malloc_check(sizeof(sch_config_key), 5, 0, "add config entry")));
+  Tracked<sch_job_hdr> hdr(static_cast<sch_job_hdr *>(sch_malloc_check(sizeof(sch_job_hdr), 6, 0, "add job entry")));
+  if (!key || !hdr) return nullptr;
+  key->type = SCH_CONFIG_JOB;
+  name.copy(key->name, sizeof key->name - 1);
+  hdr->job_id = id;
+  hdr->carried = owner_tag;
+  reserve_for_job(owner_tag);
+  sch_job_entry *slot = nullptr;
+  sch_add_job_hdr(&sch_running_config, key.release(), hdr.release(), &slot);
+  serial(*slot) = next_serial();
+  enter(*slot);
+  return slot;
+}
+
+void remove_job(sch_job_entry &slot) {
+  const uint32_t owner = owner_of(slot);
+  assert(tables.users[slot.hdr->job_id].size() == 0);
+  tables.users[slot.hdr->job_id].clear();
+  tables.jobs.remove(slot);
+  tables.owners.at(owner).job_count--;
+  forget_without_possessions(owner);
+  sch_free_job_entry(&slot);
+}
+
+size_t job_count(uint32_t owner_tag) {
+  const auto owner = tables.owners.find(owner_tag);
+  return owner == tables.owners.end() ? 0 : owner->second.job_count;
+}
+
+std::vector<sch_schedule_entry *> schedules_with_job(uint32_t job_id) {
+  std::vector<sch_schedule_entry *> users;
+  users.reserve(tables.users[job_id].size());
+  tables.users[job_id].for_each([&](sch_schedule_entry &entry) { users.push_back(&entry); });
+  std::sort(users.begin(), users.end(), [](const auto *left, const auto *right) {
+    return schedule_number(*left->rec) < schedule_number(*right->rec);
+  });
+  return users;
+}
+
+}  // namespace service

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+// Look-ups beside the library's lists of schedules and jobs: by name, number, due time, owner and job. Everything that
+// they find by is changed through here and nowhere else. What may run out of memory does so before it changes anything.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "schedcli.h"
+#include "service/state/schedule_state.h"
+
+namespace service {
+
+// After the lists were filled or emptied by the library: the numbers must ascend, and no job that does not exist may be
+// assigned.
+void rebuild_tables();
+
+// Schedules. Each null when there is none.
+sch_schedule_entry *find_schedule(std::string_view name);
+sch_schedule_entry *schedule_by_serial(uintptr_t serial);
+sch_schedule_entry *schedule_after(int64_t number);                      // the next one by number
+sch_schedule_entry *schedule_after(int64_t number, uint32_t owner_tag);  // the same among this owner's
+
+size_t schedule_count();
+size_t schedule_count(uint32_t owner_tag);
+
+sch_schedule_entry *add_schedule(std::string_view name, const ScheduleState &state);  // null: no memory
+void remove_schedule(sch_schedule_entry &entry);
+void set_state(sch_schedule_entry &entry, const ScheduleState &state);
+void set_next_due(sch_schedule_entry &entry, uint32_t due);               // 0: none
+void set_record(sch_schedule_entry &entry, const sch_schedule_rec &rec);  // all but its number
+void assign_job(sch_schedule_entry &entry, uint32_t job_id);
+void deassign_job(sch_schedule_entry &entry, uint32_t job_id);
+
+uint32_t earliest_due();                                      // over all schedules; 0: none
+std::vector<sch_schedule_entry *> schedules_due(time_t now);  // at that moment or before, the earliest first
+
+// Jobs.
+sch_job_entry *find_job(std::string_view name);
+sch_job_entry *add_job(std::string_view name, uint32_t owner_tag, uint32_t id);  // null: no memory
+void remove_job(sch_job_entry &slot);
+size_t job_count(uint32_t owner_tag);
+std::vector<sch_schedule_entry *> schedules_with_job(uint32_t job_id);  // by number
+
+}  // namespace service
