@@ -2,7 +2,6 @@
 // The configuration as the command text that recreates it.
 #include "acfg/line.h"
 #include "acfg/logging_level.h"
-#include "cli/command_values.h"
 
 namespace {
 
@@ -18,13 +17,14 @@ constexpr Element elements[] = {{acfg::element_scheduler, 12}, {acfg::element_fe
 
 void add_log_file(acfg_hdl *handle) {
   if (sch_log_file.size == SCH_LOG_SIZE_DEFAULT) return;
-  add_line(handle, element_scheduler, Indent::none, "scheduler logfile size %d\n\n", sch_log_file.size / log_size_unit);
+  add_line(handle, element_scheduler, Indent::none, "scheduler logfile size %d\n\n",
+           sch_log_file.size / SCH_LOG_SIZE_UNIT);
 }
 
 void add_smtp_server(acfg_hdl *handle, const sch_smtp_server_rec &smtp) {
   const int port = static_cast<int>(smtp.port);
   if (smtp.server[0] == '\0') return;
-  if (port == smtp_default_port) {
+  if (port == SCH_SMTP_PORT_DEFAULT) {
     // The two blanks before the server are meant.
     add_line(handle, element_scheduler, Indent::none, "scheduler transport email smtp-server  %.256s\n", smtp.server);
   } else {

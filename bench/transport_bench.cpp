@@ -28,7 +28,7 @@
 #include "host/store/store.h"
 #include "host/transport/transport.h"
 #include "platform/errors.h"
-#include "schedcli.h"
+#include "schedcli_requests.h"
 
 namespace bench {
 
@@ -39,18 +39,14 @@ constexpr std::size_t frame_header = 96, show_request = 48, show_reply = 44 + jo
 constexpr int rounds = 200, show_calls = 50, durable_calls = 1;
 constexpr const char *job_name = "bench";
 
-struct Request {
-  uint32_t opcode, length;
-  uint32_t negate = 0, reserved = 0;
-  char name[32] = {};
-  uint32_t reserved_too = 0, text_length = 0;
+struct JobRequest {
+  sch_request_header header;
+  sch_job_request payload = {};
 };
-static_assert(sizeof(Request) == 56);
 
 struct ShowRequest {
-  uint32_t opcode = SCH_OP_SHOW_JOB, length = 40, reserved = 0;
-  char name[32] = {};
-  int32_t cursor = -1;
+  sch_request_header header = {SCH_OP_SHOW_JOB, sizeof(sch_show_request)};
+  sch_show_request payload = {0, "", SCH_CURSOR_FIRST};
 };
 static_assert(sizeof(ShowRequest) == show_request);
 
@@ -77,8 +73,8 @@ class Service {
       status = host::control_request(host::Control::enable_feature, {}, nullptr);
     } while (status == host::err_not_running && std::chrono::steady_clock::now() < end_of_patience);
     if (status != host::err_feature_enabled) want(status, "enabling the scheduler");
-    Request create = {SCH_OP_CREATE_JOB, 48};
-    std::strcpy(create.name, job_name);
+    JobRequest create = {{SCH_OP_CREATE_JOB, sizeof create.payload}};
+    std::strcpy(create.payload.head.name, job_name);
     want(send(SCH_SERVICE_CONFIG, SCH_CLASS_CONFIG, &create, sizeof create, nullptr), "creating a job");
   }
   ~Service() { end(process_); }
@@ -93,10 +89,10 @@ class Service {
   }
 
   static void define(char letter) {
-    std::array<char, sizeof(Request) + job_text> record;
-    Request define = {SCH_OP_DEFINE_JOB, static_cast<uint32_t>(record.size() - 8)};
-    std::strcpy(define.name, job_name);
-    define.text_length = job_text;
+    std::array<char, sizeof(JobRequest) + job_text> record;
+    JobRequest define = {{SCH_OP_DEFINE_JOB, sizeof define.payload + job_text}};
+    std::strcpy(define.payload.head.name, job_name);
+    define.payload.text_length = job_text;
     std::memcpy(record.data(), &define, sizeof define);
     std::fill(record.begin() + sizeof define, record.end(), letter);
     record.back() = '\n';

@@ -6,14 +6,11 @@
 #include <cstdio>
 #include <utility>
 
-#include "cli/command_values.h"
 #include "cli/frame.h"
 #include "cli/parameters.h"
 #include "cli/text_field.h"
 
 namespace {
-
-static_assert(sizeof(sch_email_transport) == 712);
 
 struct HostKind {
   uint32_t sub_kind;
@@ -92,7 +89,7 @@ int fill(const sch_cli_cmd_ctx *ctx, RequestRecord *record) {
   if (setting == nullptr) return exit_success;  // goes out with opcode 0 and nothing filled
   auto *conf = record->payload<sch_email_transport>();
   record->set_opcode(ctx->negate != 0 ? setting->clear_opcode : setting->set_opcode);
-  if (setting->subcommand == SCH_EMAIL_SMTP) conf->smtp.port = htonl(smtp_default_port);  // clearing has it as well
+  if (setting->subcommand == SCH_EMAIL_SMTP) conf->smtp.port = htonl(SCH_SMTP_PORT_DEFAULT);  // clearing has it as well
   return ctx->negate != 0 ? exit_success : fill_setting(ctx, *setting, conf);
 }
 

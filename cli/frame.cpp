@@ -27,8 +27,8 @@ bool matches_name_rule(const char *name) {
 
 RequestRecord::RequestRecord(uint32_t opcode, uint64_t payload_length) : length_(0) {
   // The length travels in 32 bits; a text that goes beyond is as good as one without memory.
-  if (payload_length <= std::numeric_limits<uint32_t>::max() - sizeof(RequestHeader)) {
-    length_ = static_cast<uint32_t>(sizeof(RequestHeader) + payload_length);
+  if (payload_length <= std::numeric_limits<uint32_t>::max() - sizeof(sch_request_header)) {
+    length_ = static_cast<uint32_t>(sizeof(sch_request_header) + payload_length);
     record_.reset(static_cast<unsigned char *>(std::malloc(length_)));
   }
   if (!record_) {

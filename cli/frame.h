@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "schedcli.h"
+#include "schedcli_requests.h"
 
 // Results of the handlers, to the shell.
 inline constexpr int exit_success = 0;
@@ -23,12 +23,6 @@ struct FreeDeleter {
 template <class T>
 using FreePtr = std::unique_ptr<T, FreeDeleter>;
 
-struct RequestHeader {
-  uint32_t opcode;
-  uint32_t payload_length;
-};
-static_assert(sizeof(RequestHeader) == 8);
-
 // One request: the header and a zero-filled payload, in one block of exactly that size. False without memory, which
 // is reported here.
 class RequestRecord {
@@ -38,13 +32,13 @@ class RequestRecord {
   void set_opcode(uint32_t opcode) { header()->opcode = opcode; }
   template <class Payload>
   Payload *payload() {
-    return reinterpret_cast<Payload *>(record_.get() + sizeof(RequestHeader));
+    return reinterpret_cast<Payload *>(record_.get() + sizeof(sch_request_header));
   }
   uint32_t length() const { return length_; }
   void *bytes() { return record_.get(); }
 
  private:
-  RequestHeader *header() { return reinterpret_cast<RequestHeader *>(record_.get()); }
+  sch_request_header *header() { return reinterpret_cast<sch_request_header *>(record_.get()); }
   FreePtr<unsigned char> record_;
   uint32_t length_;
 };

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "cli/frame.h"
-#include "cli/job_payload.h"
 #include "cli/job_text.h"
+#include "cli/named_object.h"
 #include "cli/parameters.h"
 #include "cli/text_field.h"
 #include "diag/trace.h"
@@ -26,7 +26,7 @@ int report_job_failure(bool negate, uint32_t status) {
 constexpr NamedObject job_object = {
     SCH_OP_CREATE_JOB,
     SCH_OP_DELETE_JOB,
-    sizeof(JobPayload),
+    sizeof(sch_job_request),
     "scheduler stub received job name %s",
     "scheduler stub enqueing create job name %s",
     "scheduler stub enqueing delete job name %s",
@@ -74,9 +74,9 @@ int sch_cli_semicolon_delimiter_define_job(const sch_cli_cmd_ctx *ctx) {
 int sch_cli_define_job(uint32_t shell_handle, const char *text, uint32_t text_length, const char *job_name,
                        const char *user_name, const char *peer_name) {
   if (job_name == nullptr || (text == nullptr && text_length != 0)) return report_missing_parameter();
-  RequestRecord record(SCH_OP_DEFINE_JOB, uint64_t{sizeof(JobPayload)} + text_length);
+  RequestRecord record(SCH_OP_DEFINE_JOB, uint64_t{sizeof(sch_job_request)} + text_length);
   if (!record) return exit_memory;
-  auto *payload = record.payload<JobPayload>();
+  auto *payload = record.payload<sch_job_request>();
   copy_text(payload->head.name, job_name);
   payload->text_length = text_length;
   std::copy_n(text, text_length, reinterpret_cast<char *>(payload + 1));

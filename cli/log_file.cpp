@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <utility>
 
-#include "cli/command_values.h"
 #include "cli/frame.h"
 #include "cli/parameters.h"
 #include "cli/text_field.h"
@@ -13,15 +12,6 @@
 #include "platform/uri.h"
 
 namespace {
-
-struct LogPayload {
-  uint32_t negate;
-  uint32_t reserved;
-  char name[256];
-  char uri[256];
-  uint32_t size;
-};
-static_assert(sizeof(LogPayload) == 524);
 
 // The platform fills a field of the request; whether it terminates a text that fills it whole is its own affair.
 template <size_t Size>
@@ -35,7 +25,7 @@ bool exists(const char *path) {
 }
 
 int send(RequestRecord record, const sch_cli_cmd_ctx *ctx) {
-  record.payload<LogPayload>()->negate = ctx->negate;
+  record.payload<sch_log_file_request>()->negate = ctx->negate;
   const uint32_t status = exchange(std::move(record), ctx);
   if (status != 0) report_status("Error: ", status);  // reads "Error: : <text>": meant
   return static_cast<int>(status);
@@ -45,15 +35,15 @@ int send(RequestRecord record, const sch_cli_cmd_ctx *ctx) {
 
 int sch_cli_logfile_resize(const sch_cli_cmd_ctx *ctx) {
   cli_debug = ctx->debug;
-  RequestRecord record(SCH_OP_RESIZE_LOG, sizeof(LogPayload));
+  RequestRecord record(SCH_OP_RESIZE_LOG, sizeof(sch_log_file_request));
   if (!record) return exit_memory;
-  auto *payload = record.payload<LogPayload>();
+  auto *payload = record.payload<sch_log_file_request>();
   if (ctx->negate != 0) {
     payload->size = SCH_LOG_SIZE_DEFAULT;
   } else {
     const uint32_t *kilobytes = integer_parameter(ctx, 1);
     if (kilobytes == nullptr) return report_missing_parameter();
-    payload->size = *kilobytes * log_size_unit;
+    payload->size = *kilobytes * SCH_LOG_SIZE_UNIT;
     SCH_TRACE_CLI("log file size is %d\n", static_cast<int>(*kilobytes));
   }
   return send(std::move(record), ctx);
@@ -61,9 +51,9 @@ int sch_cli_logfile_resize(const sch_cli_cmd_ctx *ctx) {
 
 int sch_cli_logfile_rename(const sch_cli_cmd_ctx *ctx) {
   cli_debug = ctx->debug;
-  RequestRecord record(SCH_OP_RENAME_LOG, sizeof(LogPayload));
+  RequestRecord record(SCH_OP_RENAME_LOG, sizeof(sch_log_file_request));
   if (!record) return exit_memory;
-  auto *payload = record.payload<LogPayload>();
+  auto *payload = record.payload<sch_log_file_request>();
   if (ctx->negate != 0) {
     copy_text(payload->name, SCH_LOG_NAME_DEFAULT);
     copy_text(payload->uri, SCH_LOG_URI_DEFAULT);
@@ -85,9 +75,10 @@ int sch_cli_logfile_rename(const sch_cli_cmd_ctx *ctx) {
 
 int sch_cli_logfile_clear(const sch_cli_cmd_ctx *ctx) {
   cli_debug = ctx->debug;
-  RequestRecord record(SCH_OP_CLEAR_LOG, sizeof(LogPayload));
+  RequestRecord record(SCH_OP_CLEAR_LOG, sizeof(sch_log_file_request));
   if (!record) return exit_memory;
-  SCH_TRACE_CLI("log file size is %d\n", static_cast<int>(record.payload<LogPayload>()->size));  // meant: always 0
+  SCH_TRACE_CLI("log file size is %d\n",
+                static_cast<int>(record.payload<sch_log_file_request>()->size));  // meant: always 0
   return send(std::move(record), ctx);
 }
 

@@ -18,7 +18,7 @@ int create_or_delete(const sch_cli_cmd_ctx *ctx, const NamedObject &object) {
   const bool negate = ctx->negate != 0;
   RequestRecord record(negate ? object.delete_opcode : object.create_opcode, object.payload_length);
   if (!record) return exit_memory;
-  auto *payload = record.payload<NamedPayload>();
+  auto *payload = record.payload<sch_named_request>();
   payload->negate = ctx->negate;
   copy_text(payload->name, name);
   SCH_TRACE_CLI(negate ? object.delete_trace : object.create_trace, name);

@@ -6,18 +6,10 @@
 
 #include "schedcli.h"
 
-// The head of a job's and of a schedule's request.
-struct NamedPayload {
-  uint32_t negate;
-  uint32_t reserved;
-  char name[32];
-};
-static_assert(sizeof(NamedPayload) == 40);
-
 struct NamedObject {
   uint32_t create_opcode;
   uint32_t delete_opcode;
-  uint32_t payload_length;
+  uint32_t payload_length;     // of a record that begins with sch_named_request
   const char *received_trace;  // the traces' formats, each with the name
   const char *create_trace;
   const char *delete_trace;

@@ -19,7 +19,7 @@ int report_schedule_failure(bool negate, uint32_t status) {
 constexpr NamedObject schedule_object = {
     SCH_OP_CREATE_SCHEDULE,
     SCH_OP_DELETE_SCHEDULE,
-    sizeof(NamedPayload),
+    sizeof(sch_named_request),
     "scheduler stub received schedule name %s",
     "scheduler stub enqueing create schedule name %s",
     "scheduler stub enqueing delete schedule name %s",

@@ -11,18 +11,6 @@
 
 namespace {
 
-struct ChangePayload {
-  uint32_t negate;
-  uint32_t reserved;
-  uint32_t subcommand;
-  char schedule[32];
-  char job[32];
-  uint32_t reserved_2;
-  sch_tminfo time;
-  uint32_t reserved_3;
-};
-static_assert(sizeof(ChangePayload) == 120);
-
 bool changes_job(const sch_cli_cmd_ctx *ctx) {
   return ctx->subcommand == SCH_MODIFY_JOB;
 }
@@ -32,7 +20,7 @@ bool form_exists(const sch_cli_cmd_ctx *ctx) {
 }
 
 // The job's name is the service's to check.
-int set_job(const sch_cli_cmd_ctx *ctx, ChangePayload *payload) {
+int set_job(const sch_cli_cmd_ctx *ctx, sch_modify_request *payload) {
   const char *name = text_parameter(ctx, 2);
   if (name == nullptr) return report_missing_parameter();
   SCH_TRACE_CLI("job assign deassign");
@@ -41,7 +29,7 @@ int set_job(const sch_cli_cmd_ctx *ctx, ChangePayload *payload) {
   return exit_success;
 }
 
-int fill(const sch_cli_cmd_ctx *ctx, const char *name, ChangePayload *payload) {
+int fill(const sch_cli_cmd_ctx *ctx, const char *name, sch_modify_request *payload) {
   payload->negate = ctx->negate;
   SCH_TRACE_CLI("modify schedule %s", name);
   payload->subcommand = ctx->subcommand;
@@ -73,11 +61,11 @@ void announce_start(time_t start) {
 int sch_cli_modify_schedule(const sch_cli_cmd_ctx *ctx) {
   cli_debug = ctx->debug;
   if (!user_allowed(ctx)) return exit_failure;
-  RequestRecord record(SCH_OP_MODIFY_SCHEDULE, sizeof(ChangePayload));
+  RequestRecord record(SCH_OP_MODIFY_SCHEDULE, sizeof(sch_modify_request));
   if (!record) return exit_memory;
   const char *name = text_parameter(ctx, 1);
   if (name == nullptr) return report_missing_parameter();
-  auto *payload = record.payload<ChangePayload>();
+  auto *payload = record.payload<sch_modify_request>();
   copy_text(payload->schedule, name);
   if (!form_exists(ctx)) {
     std::puts("Invalid command");

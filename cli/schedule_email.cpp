@@ -7,27 +7,15 @@
 #include "cli/text_field.h"
 #include "diag/trace.h"
 
-namespace {
-
-// Packed by nature: nothing in it is wider than a byte.
-struct AddressPayload {
-  uint8_t operation;
-  char schedule[32];
-  char address[64];
-};
-static_assert(sizeof(AddressPayload) == 97 && alignof(AddressPayload) == 1);
-
-}  // namespace
-
 int sch_cli_modify_schedule_emailaddr(const sch_cli_cmd_ctx *ctx) {
   cli_debug = ctx->debug;
   if (!user_allowed(ctx)) return exit_failure;
-  RequestRecord record(SCH_OP_SCHEDULE_EMAIL, sizeof(AddressPayload));
+  RequestRecord record(SCH_OP_SCHEDULE_EMAIL, sizeof(sch_schedule_email_request));
   if (!record) return exit_memory;
   const char *name = text_parameter(ctx, 1);
   const char *address = text_parameter(ctx, 2);
   if (name == nullptr || address == nullptr) return report_missing_parameter();
-  auto *payload = record.payload<AddressPayload>();
+  auto *payload = record.payload<sch_schedule_email_request>();
   copy_text(payload->schedule, name);
   SCH_TRACE_CLI("modify schedule %s", name);
   payload->operation = ctx->negate != 0 ? SCH_EMAIL_REMOVE : SCH_EMAIL_ADD;

@@ -46,16 +46,6 @@ std::string arranged(Collected &all) {
   return text + all.groups;
 }
 
-constexpr uint32_t default_address_kind = 1, default_smtp_port = 25;
-
-sch_email_transport default_transport() {
-  sch_email_transport transport{};
-  transport.smtp.address_kind = default_address_kind;
-  transport.smtp.port = default_smtp_port;
-  std::string("management").copy(transport.smtp.vrf, sizeof transport.smtp.vrf - 1);
-  return transport;
-}
-
 // Generating the startup text restores the startup store into the process's live globals. This puts them aside, shows
 // the restore the defaults (a record that the store lacks must not appear with the live value), and brings them back.
 class LiveGlobals {
@@ -65,7 +55,7 @@ class LiveGlobals {
         transport_(email_transport_conf),
         enabled_(scheduler_enabled),
         emails_(sch_schedule_email_list) {
-    email_transport_conf = default_transport();
+    email_transport_conf = SCH_EMAIL_TRANSPORT_INITIALIZER;
     sch_schedule_email_list = nullptr;
   }
   ~LiveGlobals() {

@@ -48,6 +48,10 @@ extern "C" {
 #define SCH_FRAGMENT_SIZE 1024
 #define SCH_MAX_EMAIL_IDS 10
 
+/* Bytes of the fields that hold a name and an e-mail address, the NUL included where one is needed. */
+#define SCH_NAME_SIZE 32
+#define SCH_ADDRESS_SIZE 64
+
 /* Schedule types. Values 2 and 6 are deliberately unused. */
 #define SCH_SCHEDULE_NONE 0
 #define SCH_SCHEDULE_ONESHOT 1
@@ -82,36 +86,6 @@ extern "C" {
 #define SCH_CONFIG_SCHEDULE_EMAIL 8u
 #define SCH_RUNTIME_STATUS 255u
 
-/* Services and message classes of the transport. */
-#define SCH_SERVICE_CONFIG 5950u
-#define SCH_SERVICE_SHOW 5951u
-#define SCH_CLASS_EMAIL 1u
-#define SCH_CLASS_SHOW 2u
-#define SCH_CLASS_CONFIG 3u
-
-/* Opcodes of the requests. */
-#define SCH_OP_CREATE_JOB 0u
-#define SCH_OP_DEFINE_JOB 1u
-#define SCH_OP_DELETE_JOB 2u
-#define SCH_OP_CREATE_SCHEDULE 3u
-#define SCH_OP_MODIFY_SCHEDULE 4u
-#define SCH_OP_DELETE_SCHEDULE 5u
-#define SCH_OP_SHOW_SCHEDULE 6u
-#define SCH_OP_SHOW_JOB 7u
-#define SCH_OP_SHOW_LOG 8u
-#define SCH_OP_RESIZE_LOG 9u
-#define SCH_OP_RENAME_LOG 10u
-#define SCH_OP_CLEAR_LOG 11u
-#define SCH_OP_SHOW_LOG_CONFIG 12u
-#define SCH_OP_SET_EMAIL_FROM 13u
-#define SCH_OP_CLEAR_EMAIL_FROM 14u
-#define SCH_OP_SET_EMAIL_REPLYTO 15u
-#define SCH_OP_CLEAR_EMAIL_REPLYTO 16u
-#define SCH_OP_SET_EMAIL_SMTP 17u
-#define SCH_OP_CLEAR_EMAIL_SMTP 18u
-#define SCH_OP_SHOW_EMAIL_CONFIG 19u
-#define SCH_OP_SCHEDULE_EMAIL 20u
-
 /* Sub-commands of the schedule modification; the time forms are the schedule types. */
 #define SCH_MODIFY_JOB 999u
 #define SCH_MODIFY_CLEAR_TIME 1000u
@@ -120,10 +94,6 @@ extern "C" {
 #define SCH_EMAIL_FROM 109u
 #define SCH_EMAIL_REPLYTO 110u
 #define SCH_EMAIL_SMTP 111u
-
-/* Operations of the schedule e-mail request. */
-#define SCH_EMAIL_ADD 20
-#define SCH_EMAIL_REMOVE 21
 
 /* Kinds of a parameter's value. */
 #define SCH_PARAM_STRING 1u
@@ -134,23 +104,39 @@ extern "C" {
 #define SCH_PARAM_CLEAR_PASSWORD 106u
 #define SCH_PARAM_SEALED_PASSWORD 107u
 
-/* The job log file until it is configured; size in bytes. */
+/* The job log file until it is configured; bytes. Operators and the configuration's text give its size in units. The
+ * name is one in the service's own folder, and the URI says that nobody chose it. */
+#define SCH_LOG_SIZE_UNIT 1024
 #define SCH_LOG_SIZE_DEFAULT 16384
 #define SCH_LOG_NAME_DEFAULT "scheduler_circular_log.dat"
 #define SCH_LOG_URI_DEFAULT "NONE"
+
+/* The mail server until it is configured: the port of SMTP itself, the address kind of an IPv4 host, and the routing
+ * instance that a switch is managed through. */
+#define SCH_SMTP_PORT_DEFAULT 25
+#define SCH_SMTP_KIND_DEFAULT 1
+#define SCH_SMTP_VRF_DEFAULT "management"
+
+/* The records of these defaults, to initialise from. */
+#define SCH_SMTP_SERVER_INITIALIZER \
+  { "", SCH_SMTP_KIND_DEFAULT, SCH_SMTP_PORT_DEFAULT, SCH_SMTP_VRF_DEFAULT }
+#define SCH_EMAIL_TRANSPORT_INITIALIZER \
+  { "", "", "", SCH_SMTP_SERVER_INITIALIZER }
+#define SCH_LOG_FILE_INITIALIZER \
+  { {0, 0}, SCH_LOG_NAME_DEFAULT, SCH_LOG_SIZE_DEFAULT, 0, 0, 0, SCH_LOG_URI_DEFAULT, 0 }
 
 /* The key of a configuration record. In memory in host order; sch_hton_config_key() makes the stored form. */
 typedef struct sch_config_key {
   uint32_t type;
   uint32_t fragment;
-  char name[32];
+  char name[SCH_NAME_SIZE];
 } sch_config_key;
 
 /* The key of a job status record; the name is the schedule's. */
 typedef struct sch_runtime_key {
   uint32_t type;
   uint32_t job_id;
-  char name[32];
+  char name[SCH_NAME_SIZE];
 } sch_runtime_key;
 
 /* A job's header: its slot in the table, a word carried unchanged, the bytes of its text. */
@@ -211,20 +197,20 @@ typedef struct sch_config_db {
 } sch_config_db;
 
 typedef struct sch_email_slot {
-  char address[64];
+  char address[SCH_ADDRESS_SIZE];
   int32_t in_use;
 } sch_email_slot;
 
 /* The addresses that receive a schedule's output; count slots are in use. */
 typedef struct sch_schedule_email_entry {
-  char schedule_name[32];
+  char schedule_name[SCH_NAME_SIZE];
   int32_t count;
   sch_email_slot slots[SCH_MAX_EMAIL_IDS];
 } sch_schedule_email_entry;
 
 /* The outcome of a job under a schedule; the words are the service's. */
 typedef struct sch_runtime_job_status {
-  char schedule_name[32];
+  char schedule_name[SCH_NAME_SIZE];
   uint32_t job_id;
   uint32_t words[2];
 } sch_runtime_job_status;
@@ -239,9 +225,9 @@ typedef struct sch_smtp_server_rec {
 
 /* The mail settings. reply_to_copy holds reply_to again. */
 typedef struct sch_email_transport {
-  char from[64];
-  char reply_to[64];
-  char reply_to_copy[64];
+  char from[SCH_ADDRESS_SIZE];
+  char reply_to[SCH_ADDRESS_SIZE];
+  char reply_to_copy[SCH_ADDRESS_SIZE];
   sch_smtp_server_rec smtp;
 } sch_email_transport;
 
@@ -310,7 +296,7 @@ typedef struct sch_cli_cmd_ctx {
 
 /* The service's answer to SCH_OP_SHOW_JOB; length bytes of text follow. */
 typedef struct sch_show_job_reply {
-  char name[32];
+  char name[SCH_NAME_SIZE];
   int32_t job_id;
   uint32_t unread;
   int32_t length;
@@ -319,7 +305,7 @@ typedef struct sch_show_job_reply {
 /* The service's answer to SCH_OP_SHOW_SCHEDULE; job_count entries of sch_job_status_entry follow. */
 typedef struct sch_show_schedule_reply {
   int32_t number;
-  char name[32];
+  char name[SCH_NAME_SIZE];
   sch_tminfo time;
   uint32_t unread[2];
   int32_t last_completion;
@@ -333,7 +319,7 @@ typedef struct sch_show_schedule_reply {
 
 /* Of wait_status, bits 8 to 15 are the exit code. */
 typedef struct sch_job_status_entry {
-  char name[32];
+  char name[SCH_NAME_SIZE];
   uint32_t wait_status;
 } sch_job_status_entry;
 
@@ -342,8 +328,8 @@ typedef struct sch_job_status_entry {
 typedef struct sch_log_entry {
   uint32_t count;
   uint32_t number;
-  char job[32];
-  char schedule[32];
+  char job[SCH_NAME_SIZE];
+  char schedule[SCH_NAME_SIZE];
   char user[40];
   uint32_t wait_status;
   int32_t completion;

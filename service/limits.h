@@ -1,26 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
-// The service's limits, each with its reason.
+// The service's limits, each with its reason; those of what travels have theirs in schedcli_requests.h.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
 
-#include "schedcli.h"
+#include "schedcli_requests.h"
 
 namespace service {
 
-// A job's text travels whole, in the request that defines it and in the reply that shows it: 60 fragments leave a frame
-// of the transport room for its headers.
-inline constexpr uint32_t job_text_limit = 60 * SCH_FRAGMENT_SIZE;
+inline constexpr uint32_t job_text_limit = SCH_JOB_TEXT_LIMIT;
+inline constexpr uint32_t log_size_min = SCH_LOG_SIZE_MIN;
+inline constexpr uint32_t log_size_max = SCH_LOG_SIZE_MAX;
 
 // The walk over all schedules stays well below a millisecond, and one user cannot use up everybody's share.
 inline constexpr uint32_t schedules_limit = 10000;
 inline constexpr uint32_t schedules_per_user_limit = 1000;
-
-// A log smaller than this holds no outcome with a few lines; a larger one makes the show command wait for the disk.
-inline constexpr uint32_t log_size_min = 1024;
-inline constexpr uint32_t log_size_max = 16 * 1024 * 1024;
 
 // What a job may print before the rest is only counted: more than the usual log holds, little enough for many at once.
 inline constexpr size_t capture_limit = 256 * 1024;

@@ -6,10 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "schedcli_requests.h"
+
 namespace shell {
 
-// More than a request to the service can carry; a bound on what is kept of endless input.
-inline constexpr size_t job_text_limit = 65536;
+// What the service takes; also a bound on what is kept of endless input.
+inline constexpr size_t job_text_limit = SCH_JOB_TEXT_LIMIT;
 
 class JobBody {
  public:

@@ -4,7 +4,6 @@
 
 #include <cstdio>
 
-#include "cli/command_values.h"
 #include "show/request.h"
 
 namespace {
@@ -17,7 +16,7 @@ static_assert(transport_bytes_read == 456);
 void print_smtp_server(const sch_smtp_server_rec &smtp) {
   const int port = static_cast<int>(ntohl(smtp.port));
   std::printf("  scheduler transport email smtp-server %.256s", smtp.server);
-  if (port != smtp_default_port) std::printf(" port %d", port);
+  if (port != SCH_SMTP_PORT_DEFAULT) std::printf(" port %d", port);
   std::putchar('\n');
 }
 
@@ -31,18 +30,18 @@ void print_transport(const sch_email_transport &transport) {
 }  // namespace
 
 int get_log_file_config(const sch_cli_cmd_ctx *ctx) {
-  RequestHeader request = {SCH_OP_SHOW_LOG_CONFIG, 0};
+  sch_request_header request = {SCH_OP_SHOW_LOG_CONFIG, 0};
   show::Reply reply(sizeof request);
   if (!show::ask_service(ctx, SCH_CLASS_SHOW, &request, &reply)) return show::exit_transport_error;
-  if (!reply.holds(sizeof(int32_t))) return show::report_incomplete_reply();
+  if (!reply.holds(sizeof(sch_log_config_reply))) return show::report_incomplete_reply();
   std::puts("config terminal");
   std::puts("  feature scheduler");
-  std::printf("  scheduler logfile size %d\n", *reply.as<int32_t>() / log_size_unit);
+  std::printf("  scheduler logfile size %d\n", reply.as<sch_log_config_reply>()->size / SCH_LOG_SIZE_UNIT);
   return exit_success;
 }
 
 int sch_cli_get_email_transport_config(const sch_cli_cmd_ctx *ctx) {
-  RequestHeader request = {SCH_OP_SHOW_EMAIL_CONFIG, 0};
+  sch_request_header request = {SCH_OP_SHOW_EMAIL_CONFIG, 0};
   show::Reply reply(sizeof request);
   if (!show::ask_service(ctx, SCH_CLASS_EMAIL, &request, &reply)) return show::exit_transport_error;
   if (reply.is_null()) return exit_success;

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "diag/trace.h"
-#include "schedcli.h"
 #include "show/request.h"
 
 namespace show {
@@ -41,7 +40,7 @@ int show_pages(const sch_cli_cmd_ctx *ctx, const Subject<Record> &subject, Namin
     const Record *record = reply.as<Record>();
     if (!reply.holds(sizeof(Record)) || !reply.holds(subject.bytes(record))) return report_incomplete_reply();
     print(record);
-    request->cursor = record->*subject.cursor;
+    request->payload.cursor = record->*subject.cursor;
   }
   subject.trace_success();
   return exit_success;

@@ -4,18 +4,9 @@
 
 #include <malloc.h>
 
-#include <cstddef>
 #include <cstdlib>
 
-#include "schedcli.h"
-
-static_assert(sizeof(sch_show_job_reply) == 44 && offsetof(sch_show_job_reply, length) == 40);
-static_assert(sizeof(sch_show_schedule_reply) == 820 && offsetof(sch_show_schedule_reply, time) == 36 &&
-              offsetof(sch_show_schedule_reply, last_completion) == 80 &&
-              offsetof(sch_show_schedule_reply, user) == 88 && offsetof(sch_show_schedule_reply, emails) == 140);
-static_assert(sizeof(sch_job_status_entry) == 36 && offsetof(sch_job_status_entry, wait_status) == 32);
-static_assert(sizeof(sch_log_entry) == 128 && offsetof(sch_log_entry, wait_status) == 112 &&
-              offsetof(sch_log_entry, piece_length) == 124);
+#include "schedcli_requests.h"
 
 namespace show {
 

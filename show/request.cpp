@@ -15,8 +15,8 @@ FreePtr<Request> new_request(uint32_t opcode) {
   FreePtr<Request> request(static_cast<Request *>(std::malloc(sizeof(Request))));
   if (!request) return nullptr;
   std::memset(request.get(), 0, sizeof(Request));
-  request->header = {opcode, sizeof(Request) - sizeof(RequestHeader)};
-  request->cursor = cursor_before_first;
+  request->header = {opcode, sizeof(sch_show_request)};
+  request->payload.cursor = SCH_CURSOR_FIRST;
   return request;
 }
 
@@ -25,7 +25,7 @@ bool take_name(const sch_cli_cmd_ctx *ctx, Request *request) {
   const char *name = text_parameter(ctx, 1);
   if (name == nullptr) return false;
   SCH_TRACE_CLI("parameter found");
-  std::memcpy(request->name, name, strnlen(name, sizeof request->name));
+  std::memcpy(request->payload.name, name, strnlen(name, sizeof request->payload.name));
   return true;
 }
 

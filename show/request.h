@@ -3,22 +3,19 @@
 #pragma once
 
 #include "cli/frame.h"
-#include "schedcli.h"
+#include "schedcli_requests.h"
 #include "show/reply.h"
 
 namespace show {
 
 inline constexpr int exit_transport_error = 1;
-inline constexpr int32_t cursor_before_first = -1;
 
-// Names what to show; `cursor` is the number of what was shown last.
+// What names what to show, as it is sent.
 struct Request {
-  RequestHeader header;
-  uint32_t reserved;
-  char name[32];  // a name of 32 characters has no terminator
-  int32_t cursor;
+  sch_request_header header;
+  sch_show_request payload;
 };
-static_assert(sizeof(Request) == 48 && offsetof(Request, name) == 12 && offsetof(Request, cursor) == 44);
+static_assert(sizeof(Request) == sizeof(sch_request_header) + sizeof(sch_show_request));
 
 // Null when memory runs out; nothing is reported then.
 FreePtr<Request> new_request(uint32_t opcode);

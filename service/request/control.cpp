@@ -62,7 +62,7 @@ host::Answer startup_text() {
 
 uint32_t set_logging_level(Payload payload) {
   if (payload.size() != sizeof(int32_t)) return host::err_bad_request;
-  const auto level = PayloadReader(payload).take<int32_t>();
+  const auto level = record_of<int32_t>(payload);
   if (level < LOG_EMERG || level > LOG_DEBUG) return host::err_bad_value;
   const uint32_t error = store_logging_level(debug_pss_running, level);
   if (error == 0) apply_logging_level();

@@ -4,41 +4,29 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 #include "host/status.h"
 #include "service/limits.h"
-#include "service/request/payload.h"
 
 namespace service {
 namespace {
-
-constexpr size_t name_size = sizeof(sch_config_key::name);
 
 bool is_alphanumeric(char c) {
   return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
-struct LogFields {
-  uint32_t negate, reserved;
-  char name[256], uri[256];
-  uint32_t size;
-};
-static_assert(sizeof(LogFields) == 524);
-
-uint32_t take_name(PayloadReader &reader, std::string *name) {
-  *name = reader.text(name_size);
-  if (!reader.terminated()) return host::err_bad_request;
-  return is_name(*name) ? 0 : host::err_bad_name;
+// False when the field lacks its terminator.
+template <size_t size>
+bool take_text(const char (&field)[size], std::string *text) {
+  text->assign(field, strnlen(field, size));
+  return text->size() < size;
 }
 
-uint32_t decode_job_fields(PayloadReader &reader, JobRequest *request) {
-  reader.take<uint64_t>();  // the opcode says what the negate flag says
-  const uint32_t status = take_name(reader, &request->name);
-  reader.take<uint32_t>();
-  const auto length = reader.take<uint32_t>();
-  request->text = reader.rest();
-  return length == request->text.size() ? status : host::err_bad_request;
+uint32_t take_name(const char (&field)[SCH_NAME_SIZE], std::string *name) {
+  if (!take_text(field, name)) return host::err_bad_request;
+  return is_name(*name) ? 0 : host::err_bad_name;
 }
 
 // A line of its own that ends the job's block when the configuration's text is replayed.
@@ -74,48 +62,46 @@ bool is_plain_word(const std::string &text) {
 }
 
 template <size_t size>
+uint32_t take_word(const char (&field)[size], std::string *word) {
+  if (!take_text(field, word)) return host::err_bad_request;
+  return is_plain_word(*word) ? 0 : host::err_bad_value;
+}
+
+template <size_t size>
 uint32_t check_word(const char (&field)[size]) {
-  const size_t length = strnlen(field, size);
-  if (length == size) return host::err_bad_request;
-  return is_plain_word({field, length}) ? 0 : host::err_bad_value;
+  std::string word;
+  return take_word(field, &word);
 }
 
 }  // namespace
 
 bool is_name(std::string_view name) {
-  if (name.empty() || name.size() >= name_size || !is_alphanumeric(name[0])) return false;
+  if (name.empty() || name.size() >= SCH_NAME_SIZE || !is_alphanumeric(name[0])) return false;
   return std::all_of(name.begin(), name.end(), [](char c) { return is_alphanumeric(c) || c == '_' || c == '-'; });
 }
 
-uint32_t decode_job(Payload payload, JobRequest *request) {
-  PayloadReader reader(payload);
-  return decode_job_fields(reader, request);
+uint32_t decode_job(const sch_job_request &record, JobRequest *request) {
+  return record.text_length == 0 ? take_name(record.head.name, &request->name) : host::err_bad_request;
 }
 
-uint32_t decode_job_text(Payload payload, JobRequest *request) {
-  PayloadReader reader(payload);
-  if (const uint32_t status = decode_job_fields(reader, request); status != 0) return status;
-  if (request->text.size() > job_text_limit) return host::err_text_too_long;
-  const bool holds_nul = request->text.find('\0') != std::string_view::npos;
-  return holds_nul || holds_end_of_job(request->text) ? host::err_bad_value : 0;
+uint32_t decode_job_text(const sch_job_request &record, std::string_view text, JobRequest *request) {
+  if (record.text_length != text.size()) return host::err_bad_request;
+  if (const uint32_t status = take_name(record.head.name, &request->name); status != 0) return status;
+  if (text.size() > job_text_limit) return host::err_text_too_long;
+  request->text = text;
+  return text.find('\0') != text.npos || holds_end_of_job(text) ? host::err_bad_value : 0;
 }
 
-uint32_t decode_schedule(Payload payload, ScheduleRequest *request) {
-  PayloadReader reader(payload);
-  reader.take<uint64_t>();
-  return take_name(reader, &request->name);
+uint32_t decode_schedule(const sch_named_request &record, ScheduleRequest *request) {
+  return take_name(record.name, &request->name);
 }
 
-uint32_t decode_modify(Payload payload, ModifyRequest *request) {
-  PayloadReader reader(payload);
-  request->negate = reader.take<uint32_t>() != 0;
-  reader.take<uint32_t>();
-  request->subcommand = reader.take<uint32_t>();
-  if (const uint32_t status = take_name(reader, &request->schedule); status != 0) return status;
-  request->job = reader.text(name_size);
-  reader.take<uint32_t>();
-  request->time = reader.take<sch_tminfo>();
-  if (!reader.terminated()) return host::err_bad_request;
+uint32_t decode_modify(const sch_modify_request &record, ModifyRequest *request) {
+  if (const uint32_t status = take_name(record.schedule, &request->schedule); status != 0) return status;
+  if (!take_text(record.job, &request->job)) return host::err_bad_request;
+  request->negate = record.negate != 0;
+  request->subcommand = record.subcommand;
+  request->time = record.time;
   switch (request->subcommand) {
     case SCH_MODIFY_CLEAR_TIME:
       return 0;
@@ -132,33 +118,28 @@ uint32_t decode_modify(Payload payload, ModifyRequest *request) {
   }
 }
 
-uint32_t decode_log_resize(Payload payload, LogRequest *request) {
-  PayloadReader reader(payload);
-  request->size = reader.take<LogFields>().size;
+uint32_t decode_log_resize(const sch_log_file_request &record, LogRequest *request) {
+  request->size = record.size;
   return request->size >= log_size_min && request->size <= log_size_max ? 0 : host::err_bad_value;
 }
 
-uint32_t decode_log_rename(Payload payload, LogRequest *request) {
-  PayloadReader reader(payload);
-  reader.take<uint64_t>();
-  request->name = reader.text(sizeof(LogFields::name));
-  request->uri = reader.text(sizeof(LogFields::uri));
-  if (!reader.terminated()) return host::err_bad_request;
+uint32_t decode_log_rename(const sch_log_file_request &record, LogRequest *request) {
+  if (!take_text(record.name, &request->name) || !take_text(record.uri, &request->uri)) return host::err_bad_request;
   return request->name.empty() || request->uri.empty() ? host::err_bad_value : 0;
 }
 
-uint32_t decode_email_from(Payload payload, TransportRequest *request) {
-  request->conf = PayloadReader(payload).take<sch_email_transport>();
-  return check_word(request->conf.from);
+uint32_t decode_email_from(const sch_email_transport &record, TransportRequest *request) {
+  request->conf = record;
+  return check_word(record.from);
 }
 
-uint32_t decode_email_replyto(Payload payload, TransportRequest *request) {
-  request->conf = PayloadReader(payload).take<sch_email_transport>();
-  return check_word(request->conf.reply_to);
+uint32_t decode_email_replyto(const sch_email_transport &record, TransportRequest *request) {
+  request->conf = record;
+  return check_word(record.reply_to);
 }
 
-uint32_t decode_email_smtp(Payload payload, TransportRequest *request) {
-  request->conf = PayloadReader(payload).take<sch_email_transport>();
+uint32_t decode_email_smtp(const sch_email_transport &record, TransportRequest *request) {
+  request->conf = record;
   sch_smtp_server_rec &smtp = request->conf.smtp;
   smtp.address_kind = ntohl(smtp.address_kind);
   smtp.port = ntohl(smtp.port);
@@ -169,22 +150,17 @@ uint32_t decode_email_smtp(Payload payload, TransportRequest *request) {
   return known_kind && smtp.port >= 1 && smtp.port <= 65535 ? 0 : host::err_bad_value;
 }
 
-uint32_t decode_address(Payload payload, AddressRequest *request) {
-  PayloadReader reader(payload);
-  const auto operation = reader.take<uint8_t>();
-  if (operation != SCH_EMAIL_ADD && operation != SCH_EMAIL_REMOVE) return host::err_bad_value;
-  request->add = operation == SCH_EMAIL_ADD;
-  if (const uint32_t status = take_name(reader, &request->schedule); status != 0) return status;
-  request->address = reader.text(sizeof(sch_email_slot::address));
-  if (!reader.terminated()) return host::err_bad_request;
-  return is_plain_word(request->address) ? 0 : host::err_bad_value;
+uint32_t decode_address(const sch_schedule_email_request &record, AddressRequest *request) {
+  if (record.operation != SCH_EMAIL_ADD && record.operation != SCH_EMAIL_REMOVE) return host::err_bad_value;
+  request->add = record.operation == SCH_EMAIL_ADD;
+  if (const uint32_t status = take_name(record.schedule, &request->schedule); status != 0) return status;
+  return take_word(record.address, &request->address);
 }
 
-uint32_t decode_show(Payload payload, ShowRequest *request) {
-  PayloadReader reader(payload);
-  reader.take<uint32_t>();
-  request->name = reader.text(name_size);  // a name that fills its field names nothing
-  request->cursor = reader.take<int32_t>();
+uint32_t decode_show(const sch_show_request &record, ShowRequest *request) {
+  request->name.assign(record.name,
+                       strnlen(record.name, sizeof record.name));  // one that fills its field names nothing
+  request->cursor = record.cursor;
   return 0;
 }
 

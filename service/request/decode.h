@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The edge: a request's payload as typed values. Every length, text and range is checked here, completely; what gets
-// through holds names by the rule, terminated printable addresses, and records that may be stored.
+// The edge: a request's record as typed values. Its size has been checked; every text, range and announced length is
+// checked here, completely. What gets through holds names by the rule, terminated printable addresses, and records that
+// may be stored.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "schedcli.h"
+#include "schedcli_requests.h"
 
 namespace service {
 
@@ -17,7 +18,7 @@ using Payload = std::span<const std::byte>;
 
 struct JobRequest {
   std::string name;
-  std::string_view text;  // the payload's
+  std::string_view text;  // the request's
 };
 
 struct ScheduleRequest {
@@ -48,21 +49,22 @@ struct AddressRequest {
 
 struct ShowRequest {
   std::string name;  // empty: all
-  int32_t cursor = -1;
+  int32_t cursor = SCH_CURSOR_FIRST;
 };
 
-// Each returns a status; the result is filled when it is 0.
-uint32_t decode_job(Payload payload, JobRequest *request);  // create and delete
-uint32_t decode_job_text(Payload payload, JobRequest *request);
-uint32_t decode_schedule(Payload payload, ScheduleRequest *request);
-uint32_t decode_modify(Payload payload, ModifyRequest *request);
-uint32_t decode_log_resize(Payload payload, LogRequest *request);
-uint32_t decode_log_rename(Payload payload, LogRequest *request);
-uint32_t decode_email_from(Payload payload, TransportRequest *request);
-uint32_t decode_email_replyto(Payload payload, TransportRequest *request);
-uint32_t decode_email_smtp(Payload payload, TransportRequest *request);
-uint32_t decode_address(Payload payload, AddressRequest *request);
-uint32_t decode_show(Payload payload, ShowRequest *request);
+// Each returns a status; the result is filled when it is 0. `text` is what follows the record; a decoder that does not
+// take it has no use for more than the record.
+uint32_t decode_job(const sch_job_request &record, JobRequest *request);  // create and delete
+uint32_t decode_job_text(const sch_job_request &record, std::string_view text, JobRequest *request);
+uint32_t decode_schedule(const sch_named_request &record, ScheduleRequest *request);
+uint32_t decode_modify(const sch_modify_request &record, ModifyRequest *request);
+uint32_t decode_log_resize(const sch_log_file_request &record, LogRequest *request);
+uint32_t decode_log_rename(const sch_log_file_request &record, LogRequest *request);
+uint32_t decode_email_from(const sch_email_transport &record, TransportRequest *request);
+uint32_t decode_email_replyto(const sch_email_transport &record, TransportRequest *request);
+uint32_t decode_email_smtp(const sch_email_transport &record, TransportRequest *request);
+uint32_t decode_address(const sch_schedule_email_request &record, AddressRequest *request);
+uint32_t decode_show(const sch_show_request &record, ShowRequest *request);
 
 // Alphanumeric first, then alphanumeric, '_' and '-'; 1 to 31 characters.
 bool is_name(std::string_view name);

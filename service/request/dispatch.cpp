@@ -20,69 +20,81 @@
 namespace service {
 namespace {
 
-using Handle = host::Answer (*)(const Call &, Payload);
-
-// Joins a decoder and the operation on what it decodes.
-template <auto decode, auto operation, typename Request>
-host::Answer handle(const Call &call, Payload payload) {
-  Request request;
-  if (const uint32_t status = decode(payload, &request); status != 0) return with_status(status);
-  if constexpr (std::is_same_v<decltype(operation(call, request)), uint32_t>)
-    return with_status(operation(call, request));
-  else
-    return operation(call, request);
-}
-
-template <auto operation>
-host::Answer handle_empty(const Call &call, Payload) {
-  if constexpr (std::is_same_v<decltype(operation(call)), uint32_t>)
-    return with_status(operation(call));
-  else
-    return operation(call);
-}
-
 enum class For { everybody, user, administrator };  // user: one who can be served later, when the schedule is due
 
 struct Row {
   uint32_t service, opcode;
   size_t shortest, longest;  // bytes of the payload
   For whom;
-  Handle handle;
+  host::Answer (*handle)(const Call &, Payload);
 };
 
-constexpr size_t any_length = std::numeric_limits<size_t>::max();
+host::Answer answer_of(uint32_t status) {
+  return with_status(status);
+}
+host::Answer answer_of(host::Answer answer) {
+  return answer;
+}
+
+// A row, from what its decoder takes apart (a record, or a record with a text behind it) and what its operation does.
+template <auto decode, auto operation, typename Record, typename Request>
+constexpr Row row_of(uint32_t (*)(const Record &, Request *), uint32_t service, uint32_t opcode, For whom) {
+  return {service, opcode, sizeof(Record), sizeof(Record), whom, [](const Call &call, Payload payload) {
+            Request request;
+            const uint32_t status = decode(record_of<Record>(payload), &request);
+            return status != 0 ? with_status(status) : answer_of(operation(call, request));
+          }};
+}
+
+template <auto decode, auto operation, typename Record, typename Request>
+constexpr Row row_of(uint32_t (*)(const Record &, std::string_view, Request *), uint32_t service, uint32_t opcode,
+                     For whom) {
+  return {
+      service, opcode, sizeof(Record), std::numeric_limits<size_t>::max(), whom, [](const Call &call, Payload payload) {
+        Request request;
+        const std::string_view text = text_of(payload.subspan(sizeof(Record)));
+        const uint32_t status = decode(record_of<Record>(payload), text, &request);
+        return status != 0 ? with_status(status) : answer_of(operation(call, request));
+      }};
+}
+
+template <auto decode, auto operation>
+constexpr Row row(uint32_t service, uint32_t opcode, For whom) {
+  return row_of<decode, operation>(decode, service, opcode, whom);
+}
+
+// An operation that needs nothing of its payload, of `size` bytes.
+template <auto operation>
+constexpr Row bare_row(uint32_t service, uint32_t opcode, For whom, size_t size = 0) {
+  return {service, opcode, size, size, whom, [](const Call &call, Payload) { return answer_of(operation(call)); }};
+}
+
 constexpr uint32_t config = SCH_SERVICE_CONFIG, show = SCH_SERVICE_SHOW;
+constexpr size_t transport_size = sizeof(sch_email_transport);
 
 // The most frequent first.
 constexpr Row rows[] = {
-    {show, SCH_OP_SHOW_SCHEDULE, 40, 40, For::everybody, handle<decode_show, show_schedule, ShowRequest>},
-    {show, SCH_OP_SHOW_JOB, 40, 40, For::everybody, handle<decode_show, show_job, ShowRequest>},
-    {show, SCH_OP_SHOW_LOG, 40, 40, For::everybody, handle<decode_show, show_log, ShowRequest>},
-    {show, SCH_OP_SHOW_LOG_CONFIG, 0, 0, For::everybody, handle_empty<show_log_config>},
-    {show, SCH_OP_SHOW_EMAIL_CONFIG, 0, 0, For::everybody, handle_empty<show_email_config>},
-    {config, SCH_OP_CREATE_JOB, 48, 48, For::user, handle<decode_job, create_job, JobRequest>},
-    {config, SCH_OP_DEFINE_JOB, 48, any_length, For::user, handle<decode_job_text, define_job, JobRequest>},
-    {config, SCH_OP_DELETE_JOB, 48, 48, For::user, handle<decode_job, delete_job, JobRequest>},
-    {config, SCH_OP_CREATE_SCHEDULE, 40, 40, For::user, handle<decode_schedule, create_schedule, ScheduleRequest>},
-    {config, SCH_OP_MODIFY_SCHEDULE, 120, 120, For::user, handle<decode_modify, modify_schedule, ModifyRequest>},
-    {config, SCH_OP_DELETE_SCHEDULE, 40, 40, For::user, handle<decode_schedule, delete_schedule, ScheduleRequest>},
-    {config, SCH_OP_RESIZE_LOG, 524, 524, For::administrator, handle<decode_log_resize, resize_log, LogRequest>},
-    {config, SCH_OP_RENAME_LOG, 524, 524, For::administrator, handle<decode_log_rename, rename_log, LogRequest>},
-    {config, SCH_OP_CLEAR_LOG, 524, 524, For::administrator, handle_empty<clear_log>},
-    {config, SCH_OP_SET_EMAIL_FROM, 712, 712, For::administrator,
-     handle<decode_email_from, set_email_from, TransportRequest>},
-    {config, SCH_OP_CLEAR_EMAIL_FROM, 712, 712, For::administrator, handle_empty<clear_email_from>},
-    {config, SCH_OP_SET_EMAIL_REPLYTO, 712, 712, For::administrator,
-     handle<decode_email_replyto, set_email_replyto, TransportRequest>},
-    {config, SCH_OP_CLEAR_EMAIL_REPLYTO, 712, 712, For::administrator, handle_empty<clear_email_replyto>},
-    {config, SCH_OP_SET_EMAIL_SMTP, 712, 712, For::administrator,
-     handle<decode_email_smtp, set_email_smtp, TransportRequest>},
-    {config, SCH_OP_CLEAR_EMAIL_SMTP, 712, 712, For::administrator, handle_empty<clear_email_smtp>},
-    {config, SCH_OP_SCHEDULE_EMAIL, 97, 97, For::user, handle<decode_address, modify_address, AddressRequest>},
-};
-
-struct RequestHeader {
-  uint32_t opcode, payload_length;
+    row<decode_show, show_schedule>(show, SCH_OP_SHOW_SCHEDULE, For::everybody),
+    row<decode_show, show_job>(show, SCH_OP_SHOW_JOB, For::everybody),
+    row<decode_show, show_log>(show, SCH_OP_SHOW_LOG, For::everybody),
+    bare_row<show_log_config>(show, SCH_OP_SHOW_LOG_CONFIG, For::everybody),
+    bare_row<show_email_config>(show, SCH_OP_SHOW_EMAIL_CONFIG, For::everybody),
+    row<decode_job, create_job>(config, SCH_OP_CREATE_JOB, For::user),
+    row<decode_job_text, define_job>(config, SCH_OP_DEFINE_JOB, For::user),
+    row<decode_job, delete_job>(config, SCH_OP_DELETE_JOB, For::user),
+    row<decode_schedule, create_schedule>(config, SCH_OP_CREATE_SCHEDULE, For::user),
+    row<decode_modify, modify_schedule>(config, SCH_OP_MODIFY_SCHEDULE, For::user),
+    row<decode_schedule, delete_schedule>(config, SCH_OP_DELETE_SCHEDULE, For::user),
+    row<decode_log_resize, resize_log>(config, SCH_OP_RESIZE_LOG, For::administrator),
+    row<decode_log_rename, rename_log>(config, SCH_OP_RENAME_LOG, For::administrator),
+    bare_row<clear_log>(config, SCH_OP_CLEAR_LOG, For::administrator, sizeof(sch_log_file_request)),
+    row<decode_email_from, set_email_from>(config, SCH_OP_SET_EMAIL_FROM, For::administrator),
+    bare_row<clear_email_from>(config, SCH_OP_CLEAR_EMAIL_FROM, For::administrator, transport_size),
+    row<decode_email_replyto, set_email_replyto>(config, SCH_OP_SET_EMAIL_REPLYTO, For::administrator),
+    bare_row<clear_email_replyto>(config, SCH_OP_CLEAR_EMAIL_REPLYTO, For::administrator, transport_size),
+    row<decode_email_smtp, set_email_smtp>(config, SCH_OP_SET_EMAIL_SMTP, For::administrator),
+    bare_row<clear_email_smtp>(config, SCH_OP_CLEAR_EMAIL_SMTP, For::administrator, transport_size),
+    row<decode_address, modify_address>(config, SCH_OP_SCHEDULE_EMAIL, For::user),
 };
 
 uint32_t may_call(const Row &row, const Call &call) {
@@ -93,8 +105,8 @@ uint32_t may_call(const Row &row, const Call &call) {
 }
 
 host::Answer answer_record(const Call &call, uint32_t service, Payload record) {
-  if (record.size() < sizeof(RequestHeader)) return with_status(host::err_bad_request);
-  const auto header = PayloadReader(record).take<RequestHeader>();
+  if (record.size() < sizeof(sch_request_header)) return with_status(host::err_bad_request);
+  const auto header = record_of<sch_request_header>(record);
   const Payload payload = record.subspan(sizeof header);
   const auto row = std::find_if(std::begin(rows), std::end(rows), [&](const Row &candidate) {
     return candidate.service == service && candidate.opcode == header.opcode;
@@ -108,7 +120,7 @@ host::Answer answer_record(const Call &call, uint32_t service, Payload record) {
 
 host::Answer answer_control(const Call &call, Payload record) {
   if (record.size() < sizeof(uint32_t)) return with_status(host::err_bad_request);
-  const auto operation = PayloadReader(record).take<uint32_t>();
+  const auto operation = record_of<uint32_t>(record);
   return control(call, static_cast<host::Control>(operation), record.subspan(sizeof operation));
 }
 

@@ -14,7 +14,7 @@
 namespace service {
 namespace {
 
-constexpr sch_smtp_server_rec no_server = {.server = {}, .address_kind = 1, .port = 25, .vrf = "management"};
+constexpr sch_smtp_server_rec no_server = SCH_SMTP_SERVER_INITIALIZER;
 
 using Save = int (*)(pss_handle, const sch_email_transport *);
 

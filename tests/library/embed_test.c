@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "platform/memory.h"
-#include "schedcli.h"
+#include "schedcli_requests.h"
 #include "tests/platform/embed.h"
 
 static int failures;

@@ -23,7 +23,7 @@ MAY_LINK = {"libschedcli.so": RUNTIME + ("libglib-2.0.",),
 
 
 def included_folder(name):
-    if name in ("schedcli.h", "include/schedcli.h"):
+    if (pathlib.Path("include") / name).exists():  # the public headers are named as their installer's users name them
         return "include"
     return name.split("/")[0] if "/" in name else None
 

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "platform/memory.h"
+#include "schedcli_requests.h"
 
 namespace pss_test {
 namespace {

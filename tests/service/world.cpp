@@ -48,10 +48,17 @@ void put(Bytes *target, const Record &record) {
   target->insert(target->end(), start, start + sizeof record);
 }
 
-void put_text(Bytes *target, const std::string &text, size_t size) {
-  Bytes field = bytes(text);
-  field.resize(size);
-  target->insert(target->end(), field.begin(), field.end());
+template <typename Record>
+Bytes bytes_of(const Record &record) {
+  Bytes bytes;
+  put(&bytes, record);
+  return bytes;
+}
+
+// A text as long as its field, or longer, leaves it without a terminator.
+template <size_t size>
+void set(char (&field)[size], const std::string &text) {
+  text.copy(field, size);
 }
 
 host::Caller user(const char *name) {
@@ -69,13 +76,6 @@ void free_email_list() {
     mtrack_free(node->data);
   g_list_free(sch_schedule_email_list);
   sch_schedule_email_list = nullptr;
-}
-
-void reset_log_settings() {
-  sch_log_file = {};
-  std::strcpy(sch_log_file.name, SCH_LOG_NAME_DEFAULT);
-  std::strcpy(sch_log_file.uri, SCH_LOG_URI_DEFAULT);
-  sch_log_file.size = SCH_LOG_SIZE_DEFAULT;
 }
 
 }  // namespace
@@ -135,8 +135,8 @@ void World::stop() {
   sch_free_config(&sch_running_config);
   service::rebuild_tables();
   free_email_list();
-  email_transport_conf = {.from = {}, .reply_to = {}, .reply_to_copy = {}, .smtp = {{}, 1, 25, "management"}};
-  reset_log_settings();
+  email_transport_conf = SCH_EMAIL_TRANSPORT_INITIALIZER;
+  sch_log_file = SCH_LOG_FILE_INITIALIZER;
   scheduler_enabled = 0;
 }
 
@@ -153,8 +153,7 @@ void World::boot() {
 
 host::Answer World::send(const host::Caller &caller, uint32_t service, uint32_t opcode, const Bytes &payload) {
   Bytes record;
-  put(&record, opcode);
-  put(&record, static_cast<uint32_t>(payload.size()));
+  put(&record, sch_request_header{opcode, static_cast<uint32_t>(payload.size())});
   record.insert(record.end(), payload.begin(), payload.end());
   host::Incoming incoming;
   incoming.service = service;
@@ -191,34 +190,30 @@ Bytes bytes(std::string_view text) {
 }
 
 Bytes job_payload(const std::string &name, const std::string &text) {
-  Bytes payload;
-  put(&payload, uint64_t{0});
-  put_text(&payload, name, 32);
-  put(&payload, uint32_t{0});
-  put(&payload, static_cast<uint32_t>(text.size()));
-  put_text(&payload, text, text.size());
+  sch_job_request record = {};
+  set(record.head.name, name);
+  record.text_length = static_cast<uint32_t>(text.size());
+  Bytes payload = bytes_of(record);
+  const Bytes behind = bytes(text);
+  payload.insert(payload.end(), behind.begin(), behind.end());
   return payload;
 }
 
 Bytes schedule_payload(const std::string &name) {
-  Bytes payload;
-  put(&payload, uint64_t{0});
-  put_text(&payload, name, 32);
-  return payload;
+  sch_named_request record = {};
+  set(record.name, name);
+  return bytes_of(record);
 }
 
 Bytes modify_payload(const std::string &schedule, uint32_t subcommand, bool negate, const std::string &job,
                      const sch_tminfo &time) {
-  Bytes payload;
-  put(&payload, uint32_t{negate});
-  put(&payload, uint32_t{0});
-  put(&payload, subcommand);
-  put_text(&payload, schedule, 32);
-  put_text(&payload, job, 32);
-  put(&payload, uint32_t{0});
-  put(&payload, time);
-  put(&payload, uint32_t{0});
-  return payload;
+  sch_modify_request record = {};
+  record.negate = negate;
+  record.subcommand = subcommand;
+  set(record.schedule, schedule);
+  set(record.job, job);
+  record.time = time;
+  return bytes_of(record);
 }
 
 Bytes time_payload(const std::string &schedule, const sch_tminfo &time) {
@@ -226,28 +221,26 @@ Bytes time_payload(const std::string &schedule, const sch_tminfo &time) {
 }
 
 Bytes log_payload(const std::string &name, const std::string &uri, uint32_t size) {
-  Bytes payload;
-  put(&payload, uint64_t{0});
-  put_text(&payload, name, 256);
-  put_text(&payload, uri, 256);
-  put(&payload, size);
-  return payload;
+  sch_log_file_request record = {};
+  set(record.name, name);
+  set(record.uri, uri);
+  record.size = size;
+  return bytes_of(record);
 }
 
 Bytes show_payload(const std::string &name, int32_t cursor) {
-  Bytes payload;
-  put(&payload, uint32_t{0});
-  put_text(&payload, name, 32);
-  put(&payload, cursor);
-  return payload;
+  sch_show_request record = {};
+  set(record.name, name);
+  record.cursor = cursor;
+  return bytes_of(record);
 }
 
 Bytes address_payload(uint8_t operation, const std::string &schedule, const std::string &address) {
-  Bytes payload;
-  put(&payload, operation);
-  put_text(&payload, schedule, 32);
-  put_text(&payload, address, 64);
-  return payload;
+  sch_schedule_email_request record = {};
+  record.operation = operation;
+  set(record.schedule, schedule);
+  set(record.address, address);
+  return bytes_of(record);
 }
 
 sch_tminfo daily(int hour, int minute) {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "schedcli.h"
+#include "schedcli_requests.h"
 #include "service/joblog/joblog.h"
 #include "service/request/context.h"
 #include "service/run/runner.h"

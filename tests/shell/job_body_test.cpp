@@ -111,7 +111,7 @@ TEST_F(JobLines, are_bounded_in_their_sum) {
     EXPECT_EQ(session.status(), over == 0 ? 0 : 255);
     EXPECT_EQ(calls.back(),
               over == 0 ? "define_job \"x\" \"" + line + "\n" + line + "\n\"" : "create_delete_job no \"x\"");
-    EXPECT_EQ(err, over == 0 ? "" : "Error: the job's text is longer than 65536 bytes\n");
+    EXPECT_EQ(err, over == 0 ? "" : "Error: the job's text is longer than 61440 bytes\n");
   }
 }
 

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "schedcli_requests.h"
 #include "tests/platform/platform.h"
 
 namespace show_test {

@@ -101,11 +101,9 @@ int job_or_schedule(int (*handler)(const sch_cli_cmd_ctx *), const std::string &
 // One reply of a paged show, for the record after `cursor`. False: the request failed.
 bool next_reply(uint32_t opcode, int32_t cursor, std::vector<char> *reply) {
   struct {
-    uint32_t opcode, length, reserved;
-    char name[32];
-    int32_t cursor;
-  } request{opcode, 40, 0, "", cursor};
-  static_assert(sizeof request == 48);
+    sch_request_header header;
+    sch_show_request payload;
+  } request{{opcode, sizeof(sch_show_request)}, {0, "", cursor}};
   Context context({});
   void *raw = nullptr;
   uint32_t length = sizeof request;
@@ -131,7 +129,7 @@ std::string field(const char *text, size_t size) {
 
 bool read_jobs(Configuration *configuration) {
   std::vector<char> reply;
-  for (int32_t cursor = -1; next_reply(SCH_OP_SHOW_JOB, cursor, &reply);) {
+  for (int32_t cursor = SCH_CURSOR_FIRST; next_reply(SCH_OP_SHOW_JOB, cursor, &reply);) {
     if (reply.empty()) return true;
     const auto job = fixed_part<sch_show_job_reply>(reply);
     if (job.length < 0 || reply.size() != sizeof job + static_cast<size_t>(job.length) || job.job_id <= cursor)
@@ -144,7 +142,7 @@ bool read_jobs(Configuration *configuration) {
 
 bool read_schedules(Configuration *configuration) {
   std::vector<char> reply;
-  for (int32_t cursor = -1; next_reply(SCH_OP_SHOW_SCHEDULE, cursor, &reply);) {
+  for (int32_t cursor = SCH_CURSOR_FIRST; next_reply(SCH_OP_SHOW_SCHEDULE, cursor, &reply);) {
     if (reply.empty()) return true;
     const auto shown = fixed_part<sch_show_schedule_reply>(reply);
     Schedule &schedule = configuration->schedules[field(shown.name, 32)];
