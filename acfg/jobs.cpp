@@ -8,8 +8,6 @@ namespace {
 
 using acfg::Indent;
 
-constexpr uint32_t memory_joined_text = 12;
-
 // Room for the text's end and one spare byte.
 constexpr uint32_t spare_bytes = 2;
 
@@ -25,7 +23,7 @@ void add_text(acfg_hdl *handle, const sch_job_entry *slot) {
   const uint32_t length = slot->hdr != nullptr ? slot->hdr->length : 0;
   if (length > longest_text) return;
   const std::unique_ptr<char, TrackedDeleter> text(
-      static_cast<char *>(sch_malloc_check(length + spare_bytes, memory_joined_text, 0, "create script file")));
+      static_cast<char *>(sch_malloc_check(length + spare_bytes, SCH_MEMORY_JOINED_TEXT, 0, "create script file")));
   if (!text) return;
   sch_concat_fragments(slot->fragments, text.get(), static_cast<int32_t>(length));
   acfg_elem_str_add_indent(handle, acfg::element_scheduler, text.get(), static_cast<uint32_t>(Indent::none));

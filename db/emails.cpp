@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr uint32_t memory_type = 14;
 constexpr int32_t in_use = 1;
 
 sch_schedule_email_entry *entry_at(GList *node) {
@@ -29,7 +28,7 @@ void fill(sch_email_slot *slot, const char *address) {
 }
 
 sch_schedule_email_entry *append_new(GList **list) {
-  void *entry = sch_malloc_check(sizeof(sch_schedule_email_entry), memory_type, 0, "add schedule email entry");
+  void *entry = sch_malloc_check(sizeof(sch_schedule_email_entry), SCH_MEMORY_SCHEDULE, 0, "add schedule email entry");
   if (entry != nullptr) sch_append(list, entry);
   return static_cast<sch_schedule_email_entry *>(entry);
 }

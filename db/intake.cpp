@@ -8,11 +8,6 @@
 
 namespace {
 
-constexpr uint32_t key_memory_type = 5;
-constexpr uint32_t job_hdr_memory_type = 6;
-constexpr uint32_t fragment_memory_type = 7;
-constexpr uint32_t schedule_memory_type = 14;
-
 void *record_of(const pss_buf *stored, uint32_t size, uint32_t mem_type, const char *purpose) {
   void *record = sch_malloc_check(size, mem_type, 0, purpose);
   const uint32_t length = std::min(size, stored->length);
@@ -39,7 +34,7 @@ void bound_fragments(const sch_job_entry &slot, const sch_job_hdr *before) {
 
 // Of what an add operation answers, nothing is reported: it has freed what it refused.
 int add_schedule(sch_config_db *config, sch_config_key *key, const pss_buf *value) {
-  void *rec = record_of(value, sizeof(sch_schedule_rec), schedule_memory_type, "add schedule entry");
+  void *rec = record_of(value, sizeof(sch_schedule_rec), SCH_MEMORY_SCHEDULE, "add schedule entry");
   if (rec == nullptr) return -1;
   sch_schedule_entry *entry;
   sch_add_schedule_entry(config, key, static_cast<sch_schedule_rec *>(rec), &entry);
@@ -47,7 +42,7 @@ int add_schedule(sch_config_db *config, sch_config_key *key, const pss_buf *valu
 }
 
 int add_job_hdr(sch_config_db *config, sch_config_key *key, const pss_buf *value) {
-  void *record = record_of(value, sizeof(sch_job_hdr), job_hdr_memory_type, "add job entry");
+  void *record = record_of(value, sizeof(sch_job_hdr), SCH_MEMORY_JOB_HEADER, "add job entry");
   if (record == nullptr) return -1;
   auto *hdr = static_cast<sch_job_hdr *>(record);
   const sch_job_hdr *before = hdr->job_id < SCH_MAX_JOBS ? config->jobs[hdr->job_id].hdr : nullptr;
@@ -57,7 +52,7 @@ int add_job_hdr(sch_config_db *config, sch_config_key *key, const pss_buf *value
 }
 
 int add_job_data(sch_config_db *config, sch_config_key *key, const pss_buf *value) {
-  void *fragment = record_of(value, value->length, fragment_memory_type, "add job entry");
+  void *fragment = record_of(value, value->length, SCH_MEMORY_FRAGMENT, "add job entry");
   if (fragment == nullptr) return -1;
   sch_job_entry *slot;
   if (sch_add_job_data(config, key, fragment, &slot) != 0 || value->length >= SCH_FRAGMENT_SIZE) return 0;
@@ -70,7 +65,7 @@ int add_job_data(sch_config_db *config, sch_config_key *key, const pss_buf *valu
 
 // The key is meant to stay allocated when its type is another or memory runs out after it.
 int sch_add_config_entry(sch_config_db *config, const pss_buf *key, const pss_buf *value) {
-  void *copy = record_of(key, sizeof(sch_config_key), key_memory_type, "add config entry");
+  void *copy = record_of(key, sizeof(sch_config_key), SCH_MEMORY_KEY, "add config entry");
   if (copy == nullptr) return -1;
   auto *entry_key = static_cast<sch_config_key *>(copy);
   sch_ntoh_config_key(entry_key);

@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr uint32_t memory_type = 14;
-
 sch_schedule_entry *entry_at(GList *node) {
   return static_cast<sch_schedule_entry *>(node->data);
 }
@@ -17,7 +15,7 @@ sch_schedule_entry *entry_at(GList *node) {
 int sch_add_schedule_entry(sch_config_db *config, sch_config_key *key, sch_schedule_rec *rec,
                            sch_schedule_entry **entry) {
   auto *added = static_cast<sch_schedule_entry *>(
-      sch_malloc_check(sizeof(sch_schedule_entry), memory_type, 0, "add schedule entry"));
+      sch_malloc_check(sizeof(sch_schedule_entry), SCH_MEMORY_SCHEDULE, 0, "add schedule entry"));
   if (added == nullptr) {
     mtrack_free(key);
     mtrack_free(rec);

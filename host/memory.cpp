@@ -15,6 +15,7 @@
 
 #include "host/debug.h"
 #include "platform/syslog.h"
+#include "schedcli.h"
 
 namespace {
 
@@ -36,12 +37,12 @@ struct TypeName {
 
 constexpr uint32_t scheduler_owner = 224;
 constexpr TypeName type_names[] = {
-    {scheduler_owner, 4, "runtime job status entry"},
-    {scheduler_owner, 5, "configuration key"},
-    {scheduler_owner, 6, "job header"},
-    {scheduler_owner, 7, "job fragment"},
-    {scheduler_owner, 12, "joined job text for configuration"},
-    {scheduler_owner, 14, "schedule record, entry, e-mail entry"},
+    {scheduler_owner, SCH_MEMORY_JOB_STATUS, "runtime job status entry"},
+    {scheduler_owner, SCH_MEMORY_KEY, "configuration key"},
+    {scheduler_owner, SCH_MEMORY_JOB_HEADER, "job header"},
+    {scheduler_owner, SCH_MEMORY_FRAGMENT, "job fragment"},
+    {scheduler_owner, SCH_MEMORY_JOINED_TEXT, "joined job text for configuration"},
+    {scheduler_owner, SCH_MEMORY_SCHEDULE, "schedule record, entry, e-mail entry"},
 };
 
 struct Tracker {

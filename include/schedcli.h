@@ -125,6 +125,16 @@ extern "C" {
 #define SCH_LOG_FILE_INITIALIZER \
   { {0, 0}, SCH_LOG_NAME_DEFAULT, SCH_LOG_SIZE_DEFAULT, 0, 0, 0, SCH_LOG_URI_DEFAULT, 0 }
 
+/* What the blocks of sch_malloc_check() hold: the types that a memory tracker counts by. */
+enum sch_memory_type {
+  SCH_MEMORY_JOB_STATUS = 4,
+  SCH_MEMORY_KEY = 5,
+  SCH_MEMORY_JOB_HEADER = 6,
+  SCH_MEMORY_FRAGMENT = 7,
+  SCH_MEMORY_JOINED_TEXT = 12,
+  SCH_MEMORY_SCHEDULE = 14 /* a schedule's record and entry, and an entry of its addresses */
+};
+
 /* The key of a configuration record. In memory in host order; sch_hton_config_key() makes the stored form. */
 typedef struct sch_config_key {
   uint32_t type;

@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr uint32_t status_memory = 4;
-
 // Deletes deliberately name this type and not the one under which a status is saved.
 constexpr uint32_t deleted_key_type = 4;
 
@@ -33,7 +31,7 @@ bool restore_status(sch_config_db *config, const pss_buf &raw_key, StoreWalk &wa
   const sch_runtime_key key = key_in_host_order(raw_key);
   const pss_buf *value = walk.value();
   if (value == nullptr) return true;
-  void *memory = sch_malloc_check(sizeof(sch_runtime_job_status), status_memory, 0, "restore db");
+  void *memory = sch_malloc_check(sizeof(sch_runtime_job_status), SCH_MEMORY_JOB_STATUS, 0, "restore db");
   if (memory == nullptr) return false;
   auto *status = static_cast<sch_runtime_job_status *>(memory);
   std::memcpy(status->schedule_name, key.name, sizeof status->schedule_name);

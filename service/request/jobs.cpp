@@ -23,7 +23,7 @@ void free_fragments(GList *fragments) {
 bool make_fragments(std::string_view text, GList **fragments) {
   for (; !text.empty(); text.remove_prefix(std::min<size_t>(text.size(), SCH_FRAGMENT_SIZE))) {
     const size_t size = std::min<size_t>(text.size(), SCH_FRAGMENT_SIZE);
-    void *fragment = sch_malloc_check(static_cast<uint32_t>(size), 7, 0, "add job entry");
+    void *fragment = sch_malloc_check(static_cast<uint32_t>(size), SCH_MEMORY_FRAGMENT, 0, "add job entry");
     if (fragment == nullptr) {
       free_fragments(*fragments);
       return false;

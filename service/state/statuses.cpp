@@ -148,7 +148,7 @@ uint32_t set_status(sch_job_entry &slot, const sch_runtime_job_status &status) {
     *known = status;
     return 0;
   }
-  void *entry = sch_malloc_check(sizeof status, 4, 0, "restore db");
+  void *entry = sch_malloc_check(sizeof status, SCH_MEMORY_JOB_STATUS, 0, "restore db");
   if (entry == nullptr) return host::err_no_memory;
   std::memcpy(entry, &status, sizeof status);
   sch_add_runtime_job_status_entry(&sch_running_config, static_cast<sch_runtime_job_status *>(entry));

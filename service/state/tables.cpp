@@ -173,9 +173,9 @@ size_t schedule_count(uint32_t owner_tag) {
 
 sch_schedule_entry *add_schedule(std::string_view name, const ScheduleState &state) {
   Tracked<sch_config_key> key(
-      static_cast<sch_config_key *>(sch_malloc_check(sizeof(sch_config_key), 5, 0, "add config entry")));
-  Tracked<sch_schedule_rec> rec(
-      static_cast<sch_schedule_rec *>(sch_malloc_check(sizeof(sch_schedule_rec), 14, 0, "add schedule entry")));
+      static_cast<sch_config_key *>(sch_malloc_check(sizeof(sch_config_key), SCH_MEMORY_KEY, 0, "add config entry")));
+  Tracked<sch_schedule_rec> rec(static_cast<sch_schedule_rec *>(
+      sch_malloc_check(sizeof(sch_schedule_rec), SCH_MEMORY_SCHEDULE, 0, "add schedule entry")));
   if (!key || !rec) return nullptr;
   name.copy(key->name, sizeof key->name - 1);
   rec->service_head[0] = tables.next_number;
@@ -254,8 +254,9 @@ sch_job_entry *find_job(std::string_view name) {
 
 sch_job_entry *add_job(std::string_view name, uint32_t owner_tag, uint32_t id) {
   Tracked<sch_config_key> key(
-      static_cast<sch_config_key *>(sch_malloc_check(sizeof(sch_config_key), 5, 0, "add config entry")));
-  Tracked<sch_job_hdr> hdr(static_cast<sch_job_hdr *>(sch_malloc_check(sizeof(sch_job_hdr), 6, 0, "add job entry")));
+      static_cast<sch_config_key *>(sch_malloc_check(sizeof(sch_config_key), SCH_MEMORY_KEY, 0, "add config entry")));
+  Tracked<sch_job_hdr> hdr(
+      static_cast<sch_job_hdr *>(sch_malloc_check(sizeof(sch_job_hdr), SCH_MEMORY_JOB_HEADER, 0, "add job entry")));
   if (!key || !hdr) return nullptr;
   key->type = SCH_CONFIG_JOB;
   name.copy(key->name, sizeof key->name - 1);
