@@ -152,13 +152,13 @@ class Stored {
   }
 
   void batch(uint32_t first, uint32_t count, uint32_t names = record_count) const {
-    want_status(host::store_begin(handle_), "begin");
+    want_status(host::store_begin(handle_).code(), "begin");
     for (uint32_t i = 0; i < count; ++i) {
       Key key = key_of((first + i) % names);
       const pss_buf where{key.data(), key_size}, what{const_cast<char *>(value().data()), value_size};
       want_status(pss_store(handle_, 1, &where, &what), "store");
     }
-    want_status(host::store_commit(handle_), "commit");
+    want_status(host::store_commit(handle_).code(), "commit");
   }
 
   void snapshot() const { want_status(pss_snapshot(handle_, 0, "startup:bench"), "snapshot"); }

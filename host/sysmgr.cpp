@@ -90,7 +90,7 @@ bool take_lock(std::string *error) {
 // and stays.
 bool drop_running_configuration(std::string *error) {
   if (!store_exists(running_store)) return true;
-  if (check_store_file(store_path(running_store)) == 0 && pss_destroy(running_store) == 0) return true;
+  if (check_store_file(store_path(running_store)) && pss_destroy(running_store) == 0) return true;
   if (error != nullptr) *error = store_last_error();
   return false;
 }

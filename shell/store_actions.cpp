@@ -38,15 +38,33 @@ bool may_open_stores() {
   return false;
 }
 
-int reported(uint32_t status) {
-  if (status != 0) std::fprintf(stderr, "Error: %s: %s\n", syserr2str(status), host::store_last_error().c_str());
-  return static_cast<int>(status);
+int reported(const host::Result<void> &result) {
+  if (!result) std::fprintf(stderr, "Error: %s: %s\n", syserr2str(result.code()), result.error().text.c_str());
+  return static_cast<int>(result.code());
+}
+
+// Whoever dumps as root into a directory of others must not write over what they linked there.
+bool is_ones_own_file(int descriptor) {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
+         status.st_uid == geteuid();
 }
 
 int dump_to_file(const std::string &store, const std::string &path) {
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  FILE *file = descriptor < 0 ? nullptr : fdopen(descriptor, "w");
-  if (file == nullptr) return failed(path, "cannot be written");
+  const int descriptor =
+      open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR);
+  if (descriptor < 0) return failed(path, "cannot be written");
+  if (!is_ones_own_file(descriptor)) {
+    close(descriptor);
+    std::fprintf(stderr, "Error: %s: is there and no plain file of your own; name another\n", path.c_str());
+    return failure_status;
+  }
+  FILE *file = ftruncate(descriptor, 0) == 0 ? fdopen(descriptor, "w") : nullptr;
+  if (file == nullptr) {
+    const int status = failed(path, "cannot be written");
+    close(descriptor);
+    return status;
+  }
   const int status = reported(host::store_dump(store.c_str(), file));
   const bool whole = std::fflush(file) == 0 && fsync(descriptor) == 0;
   return std::fclose(file) == 0 && whole ? status : failed(path, "was not written whole");

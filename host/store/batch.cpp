@@ -91,7 +91,7 @@ int commit_write(Store &store) {
   MDB_txn *probe = nullptr;
   if (mdb_txn_begin(store.environment.get(), nullptr, MDB_RDONLY, &probe) == MDB_PANIC) {
     close_environment(store);
-    open_environment(store);
+    (void)open_environment(store);  // where that fails, the next call tries again
   } else {
     mdb_txn_abort(probe);
   }
@@ -100,32 +100,32 @@ int commit_write(Store &store) {
 
 }  // namespace
 
-uint32_t begin_batch(Store &store) {
+Result<void> begin_batch(Store &store) {
   const int code = begin_write(store);
   store.batch.open = code == 0;
-  return store_status(code, store.path, store.data_file());
+  return store_result(code, store.path, store.data_file());
 }
 
-uint32_t change_batch(Store &store, const Change &change) {
+Result<void> change_batch(Store &store, const Change &change) {
   Batch &batch = store.batch;
-  if (batch.failure != 0) return batch.failure;
+  if (batch.failure.code != 0) return batch.failure;
   const std::size_t noted = batch.changes.size();
   int code = note(&batch.changes, change);
   if (code == 0) code = apply(batch.transaction.get(), change);
   if (code == MDB_MAP_FULL) code = begin_anew(store);
-  if (code == 0) return 0;
+  if (code == 0) return {};
   batch.changes.resize(noted);
-  if (code != MDB_NOTFOUND) batch.failure = err_no_memory;  // in case that there is none for the words
-  const uint32_t status = store_status(code, store.path, store.data_file());
-  if (code != MDB_NOTFOUND) batch.failure = status;
-  return status;
+  if (code != MDB_NOTFOUND) batch.failure.code = err_no_memory;  // in case that there is none for the words
+  Result<void> result = store_result(code, store.path, store.data_file());
+  if (code != MDB_NOTFOUND) batch.failure = result.error();
+  return result;
 }
 
-uint32_t commit_batch(Store &store) {
-  const uint32_t failure = store.batch.failure;
-  if (failure != 0 || store.batch.changes.empty()) {
+Result<void> commit_batch(Store &store) {
+  if (store.batch.failure.code != 0 || store.batch.changes.empty()) {
+    Error failure = std::move(store.batch.failure);
     abort_batch(store);
-    return failure;
+    return failure;  // of code 0: success
   }
   int code = 0;
   do {
@@ -133,7 +133,7 @@ uint32_t commit_batch(Store &store) {
   } while (code == MDB_MAP_FULL && (code = begin_anew(store)) == 0);
   store.batch = {};
   if (code != 0) reread_description(store);
-  return store_status(code, store.path, store.data_file());
+  return store_result(code, store.path, store.data_file());
 }
 
 void abort_batch(Store &store) {

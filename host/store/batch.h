@@ -15,11 +15,11 @@ struct Change {
   const MDB_val *value;  // null: the key goes
 };
 
-// All give a status. A batch that needs a larger map than the store has begins anew in one, up to the bound.
-uint32_t begin_batch(Store &store);  // none may be open; walks go on from their last key afterwards
+// A batch that needs a larger map than the store has begins anew in one, up to the bound.
+Result<void> begin_batch(Store &store);  // none may be open; walks go on from their last key afterwards
 // PSS_ERR_NO_KEY leaves the batch as it is. Any other failure makes it useless, and is what the next change gives too.
-uint32_t change_batch(Store &store, const Change &change);
-uint32_t commit_batch(Store &store);  // durably, unless it has failed or changed nothing
+Result<void> change_batch(Store &store, const Change &change);
+Result<void> commit_batch(Store &store);  // durably, unless it has failed or changed nothing
 void abort_batch(Store &store);
 
 }  // namespace host

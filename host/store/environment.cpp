@@ -138,12 +138,11 @@ int Store::data_file() const {
   return file;
 }
 
-uint32_t open_environment(Store &store) {
-  if (const uint32_t status = check_store_file(store.path); status != 0) return status;
+Result<void> open_environment(Store &store) {
+  if (Result<void> checked = check_store_file(store.path); !checked) return checked;
   const int code = open_steps(store);
-  const uint32_t status = store_status(code, store.path);
-  if (status != 0) close_environment(store);
-  return status;
+  if (code != 0) close_environment(store);
+  return store_result(code, store.path);
 }
 
 void close_environment(Store &store) {
@@ -206,10 +205,10 @@ int put_within_bound(MDB_txn *transaction, MDB_val *key, MDB_val *value, unsigne
   return live_pages(stat) <= bound() / live_share / stat.ms_psize ? 0 : MDB_MAP_FULL;
 }
 
-uint32_t make_store_file(const std::string &path, const StoreDescription &description, int (*fill)(MDB_txn *, void *),
-                         void *argument) {
+Result<void> make_store_file(const std::string &path, const StoreDescription &description,
+                             int (*fill)(MDB_txn *, void *), void *argument) {
   int code = make_private_file(path, O_EXCL);
-  if (code != 0) return store_status(code, path);
+  if (code != 0) return store_result(code, path);
   int file = -1;
   Environment environment;
   // What a load puts in is not known before, and cannot be read twice.
@@ -219,9 +218,9 @@ uint32_t make_store_file(const std::string &path, const StoreDescription &descri
   if (code == 0) code = fill_new(environment, description, fill, argument);
   if (code == 0 && fsync(file) != 0) code = errno;
   if (code == 0) count_commit();
-  const uint32_t status = store_status(code, path, file);
-  if (status != 0) unlink(path.c_str());
-  return status;
+  Result<void> result = store_result(code, path, file);
+  if (!result) unlink(path.c_str());
+  return result;
 }
 
 void store_set_bound(uint64_t bytes) {

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/result.h"
 #include "host/store/file.h"
 #include "platform/pss.h"
 
@@ -55,7 +56,7 @@ struct Batch {
   bool open = false;
   Transaction transaction;         // null: none is open, or it found no larger map
   std::vector<std::byte> changes;  // what it did so far, for the case that it has to begin anew
-  uint32_t failure = 0;            // what made it useless
+  Error failure;                   // what made it useless; code 0: it is sound
 };
 
 struct Store {
@@ -63,7 +64,7 @@ struct Store {
 
   std::string path;
   Environment environment;  // null: a failure closed it; the next call opens it again
-  uint32_t closed_by = 0;   // why it could not
+  Error closed_by;          // why it could not
   StoreDescription description{};
   Transaction reader;  // of single reads; reset between them
   Transaction walker;  // of walks; renewed while `walk` is not 0
@@ -78,8 +79,8 @@ struct Store {
   int data_file() const;  // -1: not open
 };
 
-uint32_t open_environment(Store &store);  // checks the file first
-void close_environment(Store &store);     // forgets a batch's transaction
+Result<void> open_environment(Store &store);  // checks the file first
+void close_environment(Store &store);         // forgets a batch's transaction
 
 // What changes the map gives 0 or LMDB's code, and may have closed the environment after a failure. No transaction may
 // be under way.
@@ -126,8 +127,8 @@ int free_space(Store &store, uint32_t *bytes);
 
 // Makes a new file at `path`, which must not exist, holding `description` and what `fill` puts into it, and syncs it.
 // The file is this process's alone until it gets its name.
-uint32_t make_store_file(const std::string &path, const StoreDescription &description, int (*fill)(MDB_txn *, void *),
-                         void *argument);
+Result<void> make_store_file(const std::string &path, const StoreDescription &description,
+                             int (*fill)(MDB_txn *, void *), void *argument);
 
 std::string lock_path(const std::string &path);  // LMDB's lock file beside the store
 

@@ -82,21 +82,22 @@ uint32_t mapped(int code, int data_file) {
 
 }  // namespace
 
-uint32_t store_failed(uint32_t status, const std::string &path, const std::string &reason) {
-  last_error() = path + ": " + reason;
+Error store_error(uint32_t status, const std::string &path, const std::string &reason) {
+  Error error{status, path + ": " + reason};
   for (const Advice &advice : advices) {
-    if (advice.status == status) last_error() += std::string("; ") + advice.text;
+    if (advice.status == status) error.text += std::string("; ") + advice.text;
   }
-  return status;
+  return error;
 }
 
-uint32_t store_failed(uint32_t status, const std::string &words) {
-  last_error() = words;
-  return status;
+Result<void> store_result(int code, const std::string &path, int data_file) {
+  if (code == 0) return {};
+  return store_error(mapped(code, data_file), path, mdb_strerror(code));
 }
 
-uint32_t store_status(int code, const std::string &path, int data_file) {
-  return code == 0 ? 0 : store_failed(mapped(code, data_file), path, mdb_strerror(code));
+uint32_t status_of(const Error &error) {
+  last_error() = error.text;
+  return error.code;
 }
 
 std::string store_last_error() {

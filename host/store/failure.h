@@ -1,18 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
-// A failure of the store as a status and in words.
+// What failed in a store, with the words for whoever has to mend it.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
+#include "host/result.h"
+
 namespace host {
 
-// Keeps "PATH: REASON; ADVICE" for store_last_error and gives `status` back.
-uint32_t store_failed(uint32_t status, const std::string &path, const std::string &reason);
-// The same with words that are complete.
-uint32_t store_failed(uint32_t status, const std::string &words);
+// "PATH: REASON; ADVICE", with what to do about this status.
+Error store_error(uint32_t status, const std::string &path, const std::string &reason);
 
-// `code` is LMDB's or errno's; 0 is 0. `data_file` tells a short write on a full disk from a broken one; -1: unknown.
-uint32_t store_status(int code, const std::string &path, int data_file = -1);
+// `code` is LMDB's or errno's; 0 is success. `data_file` tells a short write on a full disk from a broken one; -1:
+// unknown.
+Result<void> store_result(int code, const std::string &path, int data_file = -1);
+
+// At the platform's C interface, which hands out a status alone: the words stay for store_last_error().
+uint32_t status_of(const Error &error);
+template <typename Value>
+uint32_t status_of(const Result<Value> &result) {
+  return result ? 0 : status_of(result.error());
+}
 
 }  // namespace host

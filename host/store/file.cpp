@@ -275,18 +275,20 @@ StoreDescription new_description() {
   return description;
 }
 
-uint32_t check_store_file(const std::string &path) {
+Result<void> check_store_file(const std::string &path) {
   const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   struct stat found {};
   if (!file || fstat(file.get(), &found) != 0) {
-    return errno == ELOOP ? store_failed(err_store_foreign, path, "is a symbolic link") : store_status(errno, path);
+    if (errno == ELOOP) return store_error(err_store_foreign, path, "is a symbolic link");
+    return store_result(errno, path);
   }
-  if (!S_ISREG(found.st_mode)) return store_failed(err_store_foreign, path, "is no regular file");
+  if (!S_ISREG(found.st_mode)) return store_error(err_store_foreign, path, "is no regular file");
   const auto size = static_cast<std::size_t>(found.st_size);
   const Mapping mapping(file.get(), size);
-  if (size != 0 && mapping.data() == nullptr) return store_status(errno, path);
+  if (size != 0 && mapping.data() == nullptr) return store_result(errno, path);
   const std::string fault = Check(mapping.data(), size).run();
-  return fault.empty() ? 0 : store_failed(err_store_foreign, path, fault);
+  if (!fault.empty()) return store_error(err_store_foreign, path, fault);
+  return {};
 }
 
 }  // namespace host

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "host/result.h"
+
 namespace host {
 
 inline constexpr std::byte description_prefix{0};  // sorts before every record
@@ -30,8 +32,8 @@ static_assert(sizeof(StoreDescription) == 32);
 
 StoreDescription new_description();
 
-// Walks the whole file without LMDB, which would trust its page numbers and die of a cut file. 0, err_store_absent,
+// Walks the whole file without LMDB, which would trust its page numbers and die of a cut file. err_store_absent,
 // err_store_foreign or what opening the file gave.
-uint32_t check_store_file(const std::string &path);
+Result<void> check_store_file(const std::string &path);
 
 }  // namespace host

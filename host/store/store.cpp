@@ -22,12 +22,12 @@ struct EndOfBatch {
 
 // Makes changes within the store's batch, or durable at once.
 template <typename Changes>
-uint32_t change_store(Store &store, Changes make) {
+Result<void> change_store(Store &store, Changes make) {
   if (store.batch.open) return make();
-  if (const uint32_t status = begin_batch(store); status != 0) return status;
+  if (Result<void> begun = begin_batch(store); !begun) return begun;
   const EndOfBatch end{store};
-  const uint32_t status = make();
-  return status == 0 ? commit_batch(store) : status;
+  Result<void> made = make();
+  return made ? commit_batch(store) : made;
 }
 
 // Records that were stored under a larger limit can still be read and deleted.
@@ -39,32 +39,34 @@ bool is_value(const Store &store, const pss_buf &value) {
   return value.length <= store.description.max_value && (value.length == 0 || value.data != nullptr);
 }
 
-uint32_t out_of_limits(const Store &store) {
-  return store_failed(err_store_limit, store.path,
-                      "keys have 1 to " + std::to_string(store.description.max_key) + " bytes, values at most " +
-                          std::to_string(store.description.max_value));
+Error out_of_limits(const Store &store) {
+  return store_error(err_store_limit, store.path,
+                     "keys have 1 to " + std::to_string(store.description.max_key) + " bytes, values at most " +
+                         std::to_string(store.description.max_value));
 }
 
-uint32_t describe(Store &store, const StoreDescription &description) {
+Result<void> describe(Store &store, const StoreDescription &description) {
   const MDB_val value{sizeof description, const_cast<StoreDescription *>(&description)};
-  const uint32_t status = change_store(store, [&] { return change_batch(store, {description_key(), &value}); });
-  if (status == 0) store.description = description;
-  return status;
+  Result<void> changed = change_store(store, [&] { return change_batch(store, {description_key(), &value}); });
+  if (changed) store.description = description;
+  return changed;
 }
 
 }  // namespace
 
-uint32_t store_begin(pss_handle handle) {
+Result<void> store_begin(pss_handle handle) {
   Store *store = store_of(handle);
   if (store == nullptr) return bad_handle(handle);
-  return store->batch.open ? store_failed(err_store_busy, store->path, "a batch is open already") : begin_batch(*store);
+  if (store->batch.open) return store_error(err_store_busy, store->path, "a batch is open already");
+  return begin_batch(*store);
 }
 
 // A batch also ends when a failure has closed its store.
-uint32_t store_commit(pss_handle handle) {
+Result<void> store_commit(pss_handle handle) {
   Store *store = known_store(handle);
   if (store == nullptr) return bad_handle(handle);
-  return store->batch.open ? commit_batch(*store) : store_failed(err_store_busy, store->path, "no batch is open");
+  if (!store->batch.open) return store_error(err_store_busy, store->path, "no batch is open");
+  return commit_batch(*store);
 }
 
 void store_abort(pss_handle handle) {
@@ -80,30 +82,32 @@ extern "C" {
 
 uint32_t pss_store(pss_handle handle, uint32_t count, const pss_buf *keys, const pss_buf *values) {
   Store *store = host::store_of(handle);
-  if (store == nullptr) return host::bad_handle(handle);
+  if (store == nullptr) return host::status_of(host::bad_handle(handle));
   for (uint32_t i = 0; i < count; ++i) {
     if (!host::is_key(keys[i], store->description.max_key) || !host::is_value(*store, values[i])) {
-      return host::out_of_limits(*store);
+      return host::status_of(host::out_of_limits(*store));
     }
   }
   if (count == 0) return 0;
-  return host::change_store(*store, [&] {
-    uint32_t status = 0;
-    for (uint32_t i = 0; i < count && status == 0; ++i) {
+  return host::status_of(host::change_store(*store, [&] {
+    host::Result<void> changed;
+    for (uint32_t i = 0; i < count && changed; ++i) {
       host::RecordKey key(keys[i]);
       const MDB_val value{values[i].length, values[i].data};
-      status = host::change_batch(*store, {key.value(), &value});
+      changed = host::change_batch(*store, {key.value(), &value});
     }
-    return status;
-  });
+    return changed;
+  }));
 }
 
 uint32_t pss_delete(pss_handle handle, const pss_buf *keys) {
   Store *store = host::store_of(handle);
-  if (store == nullptr) return host::bad_handle(handle);
-  if (!host::is_key(*keys)) return host::out_of_limits(*store);
+  if (store == nullptr) return host::status_of(host::bad_handle(handle));
+  if (!host::is_key(*keys)) return host::status_of(host::out_of_limits(*store));
   host::RecordKey key(*keys);
-  return host::change_store(*store, [&] { return host::change_batch(*store, {key.value(), nullptr}); });
+  return host::status_of(host::change_store(*store, [&] {
+    return host::change_batch(*store, {key.value(), nullptr});
+  }));
 }
 
 const pss_buf *pss2_fetch(pss_handle handle, const pss_buf *key, uint32_t *error) {
@@ -111,7 +115,7 @@ const pss_buf *pss2_fetch(pss_handle handle, const pss_buf *key, uint32_t *error
   uint32_t &status = error != nullptr ? *error : ignored;
   Store *store = host::store_of(handle);
   if (store == nullptr || !host::is_key(*key)) {
-    status = store == nullptr ? host::bad_handle(handle) : host::out_of_limits(*store);
+    status = host::status_of(store == nullptr ? host::bad_handle(handle) : host::out_of_limits(*store));
     return nullptr;
   }
   const int code = host::read_value(*store, host::RecordKey(*key).value(), [store](const MDB_val &value) {
@@ -119,37 +123,40 @@ const pss_buf *pss2_fetch(pss_handle handle, const pss_buf *key, uint32_t *error
     store->fetched.assign(bytes, bytes + value.mv_size);
     store->fetched_value = {store->fetched.data(), static_cast<uint32_t>(value.mv_size)};
   });
-  status = host::store_status(code, store->path);
+  status = code == 0 ? 0 : host::status_of(host::store_result(code, store->path));
   return code == 0 ? &store->fetched_value : nullptr;
 }
 
 uint32_t pss_max_key(pss_handle handle, uint16_t size) {
   Store *store = host::store_of(handle);
-  if (store == nullptr) return host::bad_handle(handle);
+  if (store == nullptr) return host::status_of(host::bad_handle(handle));
   if (size == 0 || size > host::largest_key) {
-    return host::store_failed(host::err_store_limit, store->path, "the longest key can have 1 to 510 bytes");
+    return host::status_of(
+        host::store_error(host::err_store_limit, store->path, "the longest key can have 1 to 510 bytes"));
   }
   host::StoreDescription description = store->description;
   description.max_key = size;
-  return host::describe(*store, description);
+  return host::status_of(host::describe(*store, description));
 }
 
 uint32_t pss_max_value(pss_handle handle, uint16_t size) {
   Store *store = host::store_of(handle);
-  if (store == nullptr) return host::bad_handle(handle);
-  if (size == 0) return host::store_failed(host::err_store_limit, store->path, "the longest value cannot be 0 bytes");
+  if (store == nullptr) return host::status_of(host::bad_handle(handle));
+  if (size == 0)
+    return host::status_of(
+        host::store_error(host::err_store_limit, store->path, "the longest value cannot be 0 bytes"));
   host::StoreDescription description = store->description;
   description.max_value = size;
-  return host::describe(*store, description);
+  return host::status_of(host::describe(*store, description));
 }
 
 uint32_t pss_version_set(pss_handle handle, uint32_t major, uint32_t minor) {
   Store *store = host::store_of(handle);
-  if (store == nullptr) return host::bad_handle(handle);
+  if (store == nullptr) return host::status_of(host::bad_handle(handle));
   host::StoreDescription description = store->description;
   description.major = major;
   description.minor = minor;
-  return host::describe(*store, description);
+  return host::status_of(host::describe(*store, description));
 }
 
 }  // extern "C"

@@ -70,8 +70,9 @@ Store *store_of(pss_handle handle) {
   Store *store = known_store(handle);
   if (store == nullptr || store->environment) return store;
   const DirectoryGate gate(store->path, DirectoryGate::For::opening);
-  store->closed_by = gate.held() ? open_environment(*store) : store_status(errno, store->path);
-  return store->closed_by == 0 ? store : nullptr;
+  const Result<void> opened = gate.held() ? open_environment(*store) : store_result(errno, store->path);
+  store->closed_by = opened ? Error() : opened.error();
+  return opened ? store : nullptr;
 }
 
 Store *open_store(const std::string &path) {
@@ -109,24 +110,25 @@ void forget_store(const std::string &path) {
   stores().erase(found);
 }
 
-uint32_t open_path(const std::string &path, pss_handle *handle, bool shared) {
+Result<pss_handle> open_path(const std::string &path, bool shared) {
   Store *store = open_store(path);
   if (store == nullptr) {
     auto opened = std::make_unique<Store>(path);
     opened->shared = shared;
-    if (const uint32_t status = open_environment(*opened); status != 0) return status;
+    if (const Result<void> result = open_environment(*opened); !result) return result.error();
     store = stores().emplace(path, std::move(opened)).first->second.get();
   }
   if (!store->environment) {
-    if (const uint32_t status = open_environment(*store); status != 0) return status;
+    if (const Result<void> result = open_environment(*store); !result) return result.error();
   }
-  *handle = new_handle(store);
-  return *handle != 0 ? 0 : store_failed(err_store_busy, path, "too many handles are open");
+  const pss_handle handle = new_handle(store);
+  if (handle == 0) return store_error(err_store_busy, path, "too many handles are open");
+  return handle;
 }
 
-uint32_t bad_handle(pss_handle handle) {
+Error bad_handle(pss_handle handle) {
   if (const Store *store = known_store(handle); store != nullptr) return store->closed_by;
-  return store_failed(err_store_bad_handle, "store", "no open store has this handle");
+  return store_error(err_store_bad_handle, "store", "no open store has this handle");
 }
 
 }  // namespace host

@@ -30,10 +30,10 @@ Store *open_store(const std::string &path);  // null: not open in this process
 pss_handle new_handle(Store *store);         // 0: too many
 bool close_handle(pss_handle handle);        // closes the store with its last handle
 void forget_store(const std::string &path);  // closes it; its handles are none from now on
-uint32_t open_path(const std::string &path, pss_handle *handle, bool shared = true);  // the gate is held
+Result<pss_handle> open_path(const std::string &path, bool shared = true);  // the gate is held
 
 // Why store_of gave none.
-uint32_t bad_handle(pss_handle handle);
+Error bad_handle(pss_handle handle);
 
 void forget_walks(pss_handle handle);  // while its store is open
 

@@ -180,54 +180,57 @@ int fill_from(MDB_txn *transaction, void *reader) {
   return static_cast<DumpReader *>(reader)->put_records(transaction);
 }
 
-uint32_t bad_dump(const std::string &path, const DumpReader &reader) {
-  return store_failed(err_bad_value, path, "not loaded, nothing was changed: " + reader.fault());
+Error bad_dump(const std::string &path, const DumpReader &reader) {
+  return store_error(err_bad_value, path, "not loaded, nothing was changed: " + reader.fault());
 }
 
-uint32_t load_into(const std::string &path, FILE *in) {
+Result<void> load_into(const std::string &path, FILE *in) {
   DumpReader reader(in);
   StoreDescription description;
   if (!reader.read_head(&description)) return bad_dump(path, reader);
   const DirectoryGate gate(path, DirectoryGate::For::replacing);
-  if (!gate.held()) return store_status(errno, path);
-  std::string fresh;
-  if (const uint32_t status = fresh_path(path, &fresh); status != 0) return status;
-  const uint32_t status = make_store_file(fresh, description, fill_from, &reader);
-  if (status != 0) return reader.fault().empty() ? status : bad_dump(path, reader);
-  return replace_store(path, fresh);
+  if (!gate.held()) return store_result(errno, path);
+  const Result<std::string> fresh = fresh_path(path);
+  if (!fresh) return fresh.error();
+  Result<void> made = make_store_file(*fresh, description, fill_from, &reader);
+  if (!made && !reader.fault().empty()) return bad_dump(path, reader);
+  return made ? replace_store(path, *fresh) : made;
 }
 
-uint32_t not_a_store(const char *uri) {
-  return store_failed(err_store_uri, uri != nullptr ? uri : "(no URI)", "is not a URI of a store");
+Error not_a_store(const char *uri) {
+  return store_error(err_store_uri, uri != nullptr ? uri : "(no URI)", "is not a URI of a store");
+}
+
+// Not shared: a dump reads one state of the store and is in nobody's way.
+Result<pss_handle> open_alone(const std::string &path) {
+  const DirectoryGate gate(path, DirectoryGate::For::opening);
+  if (!gate.held()) return store_result(errno, path).error();
+  return open_path(path, false);
 }
 
 }  // namespace
 
-uint32_t store_dump(const char *uri, FILE *out) {
+Result<void> store_dump(const char *uri, FILE *out) {
   const std::string path = store_path(uri);
   if (path.empty()) return not_a_store(uri);
   std::string error;
   if (!is_private_directory(paths().state, &error)) {
-    return store_failed(errno == ENOENT ? err_store_absent : err_not_permitted, error);
+    return Error{errno == ENOENT ? err_store_absent : err_not_permitted, error};
   }
-  pss_handle handle = 0;
-  {
-    const DirectoryGate gate(path, DirectoryGate::For::opening);
-    if (!gate.held()) return store_status(errno, path);
-    // Not shared: a dump reads one state of the store and is in nobody's way.
-    if (const uint32_t status = open_path(path, &handle, false); status != 0) return status;
-  }
-  const int code = write_records(*store_of(handle), out);
-  close_handle(handle);
-  if (code != 0) return store_status(code, path);
-  return fflush(out) == 0 && ferror(out) == 0 ? 0 : store_failed(err_store_io, path, "the dump could not be written");
+  const Result<pss_handle> handle = open_alone(path);
+  if (!handle) return handle.error();
+  const int code = write_records(*store_of(*handle), out);
+  close_handle(*handle);
+  if (code != 0) return store_result(code, path);
+  if (fflush(out) != 0 || ferror(out) != 0) return store_error(err_store_io, path, "the dump could not be written");
+  return {};
 }
 
-uint32_t store_load(const char *uri, FILE *in) {
+Result<void> store_load(const char *uri, FILE *in) {
   const std::string path = store_path(uri);
   std::string error;
   if (path.empty()) return not_a_store(uri);
-  if (!make_private_directory(paths().state, &error)) return store_failed(err_not_permitted, error);
+  if (!make_private_directory(paths().state, &error)) return Error{err_not_permitted, error};
   return load_into(path, in);
 }
 

@@ -127,7 +127,7 @@ int step_in_batch(const Walk &walk, MDB_val *key, MDB_val *value) {
 }
 
 [[gnu::noinline]] const pss_buf *stop(Walk &walk, pss_cursor *cursor, int code) {
-  cursor->error = code == MDB_NOTFOUND ? 0 : store_status(code, walk.store->path);
+  cursor->error = code == MDB_NOTFOUND ? 0 : status_of(store_result(code, walk.store->path));
   cursor->platform[place_word] = ended;
   end_walk(walk);
   return nullptr;
@@ -146,13 +146,13 @@ const pss_buf *move(Walk &walk, pss_cursor *cursor) {
   return &walk.key_given;
 }
 
-const pss_buf *fail(pss_cursor *cursor, uint32_t status) {
-  cursor->error = status;
+const pss_buf *fail(pss_cursor *cursor, const Error &error) {
+  cursor->error = status_of(error);
   return nullptr;
 }
 
-uint32_t no_walk(const Store &store) {
-  return store_failed(err_store_bad_handle, store.path, "no walk is under way with this cursor");
+Error no_walk(const Store &store) {
+  return store_error(err_store_bad_handle, store.path, "no walk is under way with this cursor");
 }
 
 [[gnu::noinline]] const pss_buf *give_value(Walk &walk, const void *data, std::size_t size) {
@@ -173,7 +173,10 @@ int look_up(Walk &walk, const pss_buf **result) {
   Store *store = store_of(handle);
   if (store == nullptr) return fail(cursor, bad_handle(handle));
   if (where == PSS_FIRST) return move(start_walk(handle, store, cursor), cursor);
-  if (where == PSS_NEXT && cursor->platform[place_word] == ended) return fail(cursor, 0);
+  if (where == PSS_NEXT && cursor->platform[place_word] == ended) {
+    cursor->error = 0;
+    return nullptr;
+  }
   return fail(cursor, no_walk(*store));
 }
 
@@ -183,7 +186,7 @@ int look_up(Walk &walk, const pss_buf **result) {
     return fail(cursor, store == nullptr ? bad_handle(handle) : no_walk(*store));
   }
   const pss_buf *result = nullptr;
-  cursor->error = store_status(look_up(*walk, &result), walk->store->path);
+  cursor->error = status_of(store_result(look_up(*walk, &result), walk->store->path));
   return result;
 }
 

@@ -10,9 +10,9 @@ namespace service {
 Change::Change() {
   undo_.reserve(8);  // a step is noted after it was taken: noting it must not fail
   afterwards_.reserve(8);
-  const uint32_t error = host::store_begin(pss_running);
-  open_ = error == 0;
-  if (!open_) fail("Begin change", error);
+  const host::Result<void> begun = host::store_begin(pss_running);
+  open_ = begun.ok();
+  if (!open_) fail("Begin change", begun.error());
 }
 
 Change::~Change() {
@@ -33,18 +33,18 @@ void Change::save(sch_job_entry &slot) {
   require(sch_save_job_entry_to_pss(pss_running, &slot));
 }
 
-void Change::fail(const char *purpose, uint32_t error) {
+void Change::fail(const char *purpose, const host::Error &error) {
   failed_ = true;
-  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_PSS_ERR, purpose, sch_pss_running_uri, static_cast<int>(error));
-  sch_syslog_raise(&syslog_msg_SCH_ERR, host::store_last_error().c_str());
+  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_PSS_ERR, purpose, sch_pss_running_uri, static_cast<int>(error.code));
+  sch_syslog_raise(&syslog_msg_SCH_ERR, error.text.c_str());
 }
 
 uint32_t Change::commit() {
-  if (failed_ && open_) fail("Save change", host::err_not_stored);
+  if (failed_ && open_) fail("Save change", {host::err_not_stored, host::store_last_error()});
   if (failed_) return host::err_not_stored;
   open_ = false;
-  if (const uint32_t error = host::store_commit(pss_running); error != 0) {
-    fail("Commit change", error);
+  if (const host::Result<void> committed = host::store_commit(pss_running); !committed) {
+    fail("Commit change", committed.error());
     return host::err_not_stored;
   }
   undo_.clear();

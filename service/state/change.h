@@ -5,6 +5,7 @@
 #include <functional>
 #include <vector>
 
+#include "host/result.h"
 #include "schedcli.h"
 
 namespace service {
@@ -29,7 +30,7 @@ class Change {
   uint32_t commit();  // 0, or host::err_not_stored: nothing has changed
 
  private:
-  void fail(const char *purpose, uint32_t error);
+  void fail(const char *purpose, const host::Error &error);
 
   bool open_ = false, failed_ = false;
   std::vector<std::function<void()>> undo_, afterwards_;

@@ -74,10 +74,10 @@ uint32_t in_batch(Changes make) {
   struct EndOfBatch {
     ~EndOfBatch() { host::store_abort(pss_running_db); }
   };
-  if (const uint32_t error = host::store_begin(pss_running_db); error != 0) return error;
+  if (const host::Result<void> begun = host::store_begin(pss_running_db); !begun) return begun.code();
   const EndOfBatch end;
   const uint32_t error = make();
-  return error == 0 ? host::store_commit(pss_running_db) : error;
+  return error == 0 ? host::store_commit(pss_running_db).code() : error;
 }
 
 bool delete_stored(const Keys &keys) {

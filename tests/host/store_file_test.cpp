@@ -26,11 +26,11 @@ class FileTest : public StoreTest {
   // A store in which every page is in use.
   std::string compact_store() {
     pss_handle store = create("running:a");
-    host::store_begin(store);
+    (void)host::store_begin(store);
     for (int i = 0; i < 60; ++i)
       put(store, "key" + std::to_string(100 + i), std::string(500, 'v'));
     put(store, "long", std::string(20000, 'v'));
-    host::store_commit(store);
+    (void)host::store_commit(store);
     uint32_t status = 1;
     store = pss_shrink(store, &status);
     EXPECT_EQ(status, 0U);
@@ -197,7 +197,7 @@ TEST_F(FileTest, no_flipped_byte_brings_the_process_down) {
     if (store == 0) continue;
     ++accepted;
     records(store);
-    host::store_begin(store);
+    (void)host::store_begin(store);
     for (int i = 0; i < 60; i += 3)
       erase(store, "key" + std::to_string(100 + i));
     put(store, "key1", std::string(3000, 'w'));

@@ -28,10 +28,10 @@ class FullTest : public StoreTest {
     EXPECT_NE(host::store_last_error().find("nothing was changed"), std::string::npos);
     EXPECT_GT(count, 5);
     EXPECT_EQ(records(store).size(), static_cast<std::size_t>(count));
-    EXPECT_EQ(host::store_begin(store), 0U);
+    EXPECT_EQ(host::store_begin(store).code(), 0U);
     for (int i = 0; i < count; ++i)
       put(store, "more" + std::to_string(10000 + i), std::string(value_size, 'w'));
-    EXPECT_EQ(host::store_commit(store), host::err_store_full);
+    EXPECT_EQ(host::store_commit(store).code(), host::err_store_full);
     EXPECT_EQ(records(store).size(), static_cast<std::size_t>(count));
     EXPECT_EQ(get(store, "key10000"), std::string(value_size, 'v'));
   }
@@ -48,11 +48,11 @@ TEST_F(FullTest, batch_that_met_the_bound_takes_nothing_more) {
   host::store_set_bound(256U << 10);
   const pss_handle store = create("running:a");
   uint32_t error = 0;
-  host::store_begin(store);
+  (void)host::store_begin(store);
   fill(store, &error);
   EXPECT_EQ(put(store, "small", "record"), host::err_store_full);
   EXPECT_EQ(erase(store, "key10000"), host::err_store_full);
-  EXPECT_EQ(host::store_commit(store), host::err_store_full);
+  EXPECT_EQ(host::store_commit(store).code(), host::err_store_full);
   EXPECT_EQ(records(store), Records{});
 }
 
@@ -61,10 +61,10 @@ TEST_F(FullTest, full_store_can_be_changed_and_emptied) {
   const pss_handle store = create("running:a");
   uint32_t error = 0;
   const int count = fill(store, &error);
-  host::store_begin(store);
+  (void)host::store_begin(store);
   for (int i = 0; i < count; ++i)
     put(store, "key" + std::to_string(10000 + i), std::string(value_size, 'w'));
-  EXPECT_EQ(host::store_commit(store), 0U);
+  EXPECT_EQ(host::store_commit(store).code(), 0U);
   for (int i = 0; i < count; ++i)
     EXPECT_EQ(erase(store, "key" + std::to_string(10000 + i)), 0U) << i;
   EXPECT_EQ(fill(store, &error), count);

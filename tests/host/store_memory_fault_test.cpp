@@ -55,7 +55,7 @@ TEST_F(MemoryFaultTest, change_without_memory_leaves_nothing_and_no_batch_behind
     int allocations = 0;
     for (; !succeeds(allocations, call); ++allocations) {
       EXPECT_EQ(records(store).size(), 1U) << allocations;
-      ASSERT_EQ(host::store_begin(store), 0U) << allocations;
+      ASSERT_EQ(host::store_begin(store).code(), 0U) << allocations;
       host::store_abort(store);
     }
     EXPECT_GT(allocations, 0);
@@ -82,14 +82,14 @@ TEST_F(MemoryFaultTest, batch_without_memory_is_kept_whole_or_not_at_all) {
   const std::string names[] = {"a", "b"}, text(3000, 'v');
   const pss_buf keys[] = {buffer(names[0]), buffer(names[1])}, value = buffer(text);
   const auto batch = [&] {
-    uint32_t status = host::store_begin(store);
+    uint32_t status = host::store_begin(store).code();
     for (const pss_buf &key : keys)
       if (status == 0) status = pss_store(store, 1, &key, &value);
-    return status == 0 ? host::store_commit(store) : status;
+    return status == 0 ? host::store_commit(store).code() : status;
   };
   int allocations = 0;
   for (; !succeeds(allocations, batch); ++allocations) {
-    host::store_commit(store);  // as a caller who knows of no failure
+    (void)host::store_commit(store);  // as a caller who knows of no failure
     EXPECT_EQ(records(store), Records{}) << allocations;
   }
   EXPECT_GT(allocations, 1);

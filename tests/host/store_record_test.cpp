@@ -185,8 +185,8 @@ TEST_F(RecordTest, no_call_takes_a_handle_that_is_none) {
     EXPECT_EQ(pss_shrink(handle, &error), 0U);
     EXPECT_EQ(error, host::err_store_bad_handle);
     EXPECT_EQ(pss_close(handle), host::err_store_bad_handle);
-    EXPECT_EQ(host::store_begin(handle), host::err_store_bad_handle);
-    EXPECT_EQ(host::store_commit(handle), host::err_store_bad_handle);
+    EXPECT_EQ(host::store_begin(handle).code(), host::err_store_bad_handle);
+    EXPECT_EQ(host::store_commit(handle).code(), host::err_store_bad_handle);
     host::store_abort(handle);
   }
 }
@@ -211,7 +211,7 @@ TEST_F(RecordTest, batch_is_one_commit_and_is_seen_before_it) {
   const pss_handle store = create("running:a"), other = open("running:a");
   put(store, "gone", "1");
   const uint64_t before = host::store_commits();
-  ASSERT_EQ(host::store_begin(store), 0U);
+  ASSERT_EQ(host::store_begin(store).code(), 0U);
   for (int i = 0; i < 100; ++i)
     EXPECT_EQ(put(store, "key" + std::to_string(100 + i), "value"), 0U);
   EXPECT_EQ(erase(store, "gone"), 0U);
@@ -219,7 +219,7 @@ TEST_F(RecordTest, batch_is_one_commit_and_is_seen_before_it) {
   EXPECT_EQ(get(other, "key150"), "value");
   EXPECT_EQ(records(store).size(), 100U);
   EXPECT_EQ(host::store_commits(), before);
-  EXPECT_EQ(host::store_commit(store), 0U);
+  EXPECT_EQ(host::store_commit(store).code(), 0U);
   EXPECT_EQ(host::store_commits(), before + 1);
   EXPECT_EQ(records(store).size(), 100U);
 }
@@ -227,16 +227,16 @@ TEST_F(RecordTest, batch_is_one_commit_and_is_seen_before_it) {
 TEST_F(RecordTest, batch_without_a_change_commits_nothing) {
   const pss_handle store = create("running:a");
   const uint64_t before = host::store_commits();
-  host::store_begin(store);
+  (void)host::store_begin(store);
   erase(store, "absent");
-  EXPECT_EQ(host::store_commit(store), 0U);
+  EXPECT_EQ(host::store_commit(store).code(), 0U);
   EXPECT_EQ(host::store_commits(), before);
 }
 
 TEST_F(RecordTest, aborted_batch_leaves_no_trace) {
   const pss_handle store = create("running:a");
   put(store, "kept", "1");
-  host::store_begin(store);
+  (void)host::store_begin(store);
   put(store, "kept", "2");
   put(store, "new", "3");
   pss_max_key(store, 7);
@@ -248,39 +248,39 @@ TEST_F(RecordTest, aborted_batch_leaves_no_trace) {
 
 TEST_F(RecordTest, batches_do_not_nest_and_commit_wants_one) {
   const pss_handle store = create("running:a");
-  EXPECT_EQ(host::store_commit(store), host::err_store_busy);
-  EXPECT_EQ(host::store_begin(store), 0U);
-  EXPECT_EQ(host::store_begin(store), host::err_store_busy);
+  EXPECT_EQ(host::store_commit(store).code(), host::err_store_busy);
+  EXPECT_EQ(host::store_begin(store).code(), 0U);
+  EXPECT_EQ(host::store_begin(store).code(), host::err_store_busy);
   EXPECT_EQ(put(store, "key", "value"), 0U);
-  EXPECT_EQ(host::store_commit(store), 0U);
+  EXPECT_EQ(host::store_commit(store).code(), 0U);
   EXPECT_EQ(get(store, "key"), "value");
 }
 
 TEST_F(RecordTest, refused_record_does_not_spoil_the_batch) {
   const pss_handle store = create("running:a");
-  host::store_begin(store);
+  (void)host::store_begin(store);
   put(store, "a", "1");
   EXPECT_EQ(put(store, "", "2"), host::err_store_limit);
   put(store, "b", "3");
-  EXPECT_EQ(host::store_commit(store), 0U);
+  EXPECT_EQ(host::store_commit(store).code(), 0U);
   EXPECT_EQ(records(store), (Records{{"a", "1"}, {"b", "3"}}));
 }
 
 TEST_F(RecordTest, batches_of_two_stores_are_apart) {
   const pss_handle first = create("running:a"), second = create("running:b");
-  host::store_begin(first);
-  host::store_begin(second);
+  (void)host::store_begin(first);
+  (void)host::store_begin(second);
   put(first, "key", "1");
   put(second, "key", "2");
   host::store_abort(first);
-  EXPECT_EQ(host::store_commit(second), 0U);
+  EXPECT_EQ(host::store_commit(second).code(), 0U);
   EXPECT_EQ(get(first, "key"), "(none)");
   EXPECT_EQ(get(second, "key"), "2");
 }
 
 TEST_F(RecordTest, closing_the_last_handle_forgets_its_batch) {
   const pss_handle store = create("running:a");
-  host::store_begin(store);
+  (void)host::store_begin(store);
   put(store, "key", "value");
   pss_close(store);
   EXPECT_EQ(records(open("running:a")), Records{});

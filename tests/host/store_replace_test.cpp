@@ -17,10 +17,10 @@ class ReplaceTest : public StoreTest {
     return bytes;
   }
   static void fill(pss_handle store, int count) {
-    host::store_begin(store);
+    (void)host::store_begin(store);
     for (int i = 0; i < count; ++i)
       put(store, "key" + std::to_string(1000 + i), std::string(900, 'v'));
-    host::store_commit(store);
+    (void)host::store_commit(store);
   }
 };
 
@@ -112,7 +112,7 @@ TEST_F(ReplaceTest, snapshot_does_not_overwrite_what_is_no_store) {
 
 TEST_F(ReplaceTest, open_batch_forbids_snapshot_and_shrink) {
   const pss_handle store = create("running:a"), other = create("running:b");
-  host::store_begin(store);
+  (void)host::store_begin(store);
   put(store, "key", "value");
   uint32_t status = 0;
   EXPECT_EQ(pss_snapshot(store, 0, "startup:a"), host::err_store_busy);
@@ -120,17 +120,17 @@ TEST_F(ReplaceTest, open_batch_forbids_snapshot_and_shrink) {
   EXPECT_EQ(pss_shrink(store, &status), 0U);
   EXPECT_EQ(status, host::err_store_busy);
   EXPECT_EQ(pss_destroy("running:a"), host::err_store_busy);
-  EXPECT_EQ(host::store_commit(store), 0U);
+  EXPECT_EQ(host::store_commit(store).code(), 0U);
   EXPECT_EQ(records(store), (Records{{"key", "value"}}));
 }
 
 TEST_F(ReplaceTest, free_space_is_what_shrinking_gives_back) {
   pss_handle store = create("running:a");
   fill(store, 300);
-  host::store_begin(store);
+  (void)host::store_begin(store);
   for (int i = 0; i < 290; ++i)
     erase(store, "key" + std::to_string(1000 + i));
-  host::store_commit(store);
+  (void)host::store_commit(store);
   const auto before = std::filesystem::file_size(host::store_path("running:a"));
   const uint32_t free = free_bytes(store);
   EXPECT_GT(free, 250000U);

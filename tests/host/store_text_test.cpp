@@ -12,14 +12,14 @@ class TextTest : public StoreTest {
     char *text = nullptr;
     std::size_t size = 0;
     FILE *out = open_memstream(&text, &size);
-    EXPECT_EQ(host::store_dump(uri.c_str(), out), expected) << host::store_last_error();
+    EXPECT_EQ(host::store_dump(uri.c_str(), out).code(), expected) << host::store_last_error();
     fclose(out);
     const std::string result(text, size);
     free(text);
     return result;
   }
 
-  static uint32_t load(const std::string &uri, std::string text) {
+  uint32_t load(const std::string &uri, std::string text) {
     text += '\0';  // fmemopen takes no empty buffer
     FILE *in = fmemopen(text.data(), text.size(), "r");
     if (text.size() > 1) {
@@ -28,11 +28,13 @@ class TextTest : public StoreTest {
     } else {
       getc(in);
     }
-    const uint32_t status = host::store_load(uri.c_str(), in);
+    const host::Result<void> loaded = host::store_load(uri.c_str(), in);
     fclose(in);
-    return status;
+    words = loaded ? "" : loaded.error().text;
+    return loaded.code();
   }
 
+  std::string words;  // of the last load
   static constexpr char head[] = "schedcli-store 1 byte-order=little max-key=40 max-value=1024 version=1.1\n";
 };
 
@@ -124,7 +126,7 @@ TEST_F(TextTest, bad_dump_changes_nothing_and_names_its_line) {
   for (const BadDump &each : cases) {
     for (const char *uri : {"running:a", "running:b"}) {
       EXPECT_EQ(load(uri, each.text), host::err_bad_value) << each.text;
-      EXPECT_NE(host::store_last_error().find(each.words), std::string::npos) << host::store_last_error();
+      EXPECT_NE(words.find(each.words), std::string::npos) << words;
     }
   }
   EXPECT_EQ(records(store), (Records{{"key", "value"}}));
@@ -155,7 +157,7 @@ TEST_F(TextTest, dump_that_cannot_be_written_is_an_error) {
   create("running:a");
   FILE *full = fopen("/dev/full", "w");
   ASSERT_NE(full, nullptr);
-  EXPECT_EQ(host::store_dump("running:a", full), host::err_store_io);
+  EXPECT_EQ(host::store_dump("running:a", full).code(), host::err_store_io);
   fclose(full);
 }
 

@@ -10,10 +10,10 @@ class WalkTest : public StoreTest {
   pss_cursor cursor{};
 
   void fill(int count) {
-    host::store_begin(store);
+    (void)host::store_begin(store);
     for (int i = 0; i < count; ++i)
       put(store, name(i), "value " + std::to_string(i));
-    host::store_commit(store);
+    (void)host::store_commit(store);
   }
   static std::string name(int i) { return "key" + std::to_string(1000 + i); }
   std::string first() { return text_of(pss_move2location(store, PSS_FIRST, &cursor)); }
@@ -173,7 +173,7 @@ TEST_F(WalkTest, walks_cross_without_disturbing_each_other) {
 TEST_F(WalkTest, walk_goes_on_into_a_batch_and_out_of_it) {
   fill(3);
   first();
-  host::store_begin(store);
+  (void)host::store_begin(store);
   put(store, "key1000a", "in the batch");
   EXPECT_EQ(next(), "key1000a");
   EXPECT_EQ(value(), "in the batch");

@@ -42,9 +42,9 @@ extern "C" uint32_t pss_store(pss_handle store, uint32_t count, const pss_buf *k
   return service_test::fails_now() ? host::err_store_io : stored(store, count, keys, values);
 }
 
-uint32_t host::store_commit(pss_handle store) {
+host::Result<void> host::store_commit(pss_handle store) {
   static auto *const committed = service_test::real(&host::store_commit, "_ZN4host12store_commitEj");
   if (!service_test::fails_now()) return committed(store);
   host::store_abort(store);
-  return host::err_store_io;
+  return host::Error{host::err_store_io, "the disk refuses"};
 }

@@ -158,17 +158,17 @@ uint32_t control_request(Control operation, std::span<const std::byte> payload, 
   return recorder::control_status;
 }
 
-uint32_t store_dump(const char *uri, FILE *out) {
+Result<void> store_dump(const char *uri, FILE *out) {
   recorder::calls.push_back(std::string("store_dump ") + uri);
   std::fputs("dumped\n", out);
-  return static_cast<uint32_t>(recorder::status_of("store_dump"));
+  return Error{static_cast<uint32_t>(recorder::status_of("store_dump")), "store_dump"};
 }
 
-uint32_t store_load(const char *uri, FILE *in) {
+Result<void> store_load(const char *uri, FILE *in) {
   char line[64] = "";
   const char *read = std::fgets(line, sizeof line, in);
   recorder::calls.push_back(std::string("store_load ") + uri + " " + (read == nullptr ? "nothing" : read));
-  return static_cast<uint32_t>(recorder::status_of("store_load"));
+  return Error{static_cast<uint32_t>(recorder::status_of("store_load")), "store_load"};
 }
 
 }  // namespace host

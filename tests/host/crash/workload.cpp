@@ -73,9 +73,10 @@ uint32_t changes(const Request &request, pss_handle store) {
 
 uint32_t batch(const Request &request, pss_handle store, Batches batches) {
   if (batches == Batches::in_pieces) return changes(request, store);
-  uint32_t status = host::store_begin(store);
-  if (status == 0) status = changes(request, store);
-  return status == 0 ? host::store_commit(store) : status;
+  const host::Result<void> begun = host::store_begin(store);
+  if (!begun) return begun.code();
+  if (const uint32_t status = changes(request, store); status != 0) return status;
+  return host::store_commit(store).code();
 }
 
 }  // namespace
