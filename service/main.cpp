@@ -67,7 +67,8 @@ int serve(const Options &options, const host::User &user) {
   Runner runner({options.interpreter, host::paths().system_wide});
   Context context = {Authority(host::paths().system_wide, {user.uid, user.name}), log, runner};
   Scheduler scheduler(context);
-  if (!settle_stores(&error) || !log.open(&error)) return give_up(failed, error);
+  if (!settle_stores(&error)) return give_up(failed, error);
+  if (const auto opened = log.open(); !opened) return give_up(failed, opened.error().text);
   scheduler.recover();
   if (!host::sysmgr_mark_started(&error)) return give_up(failed, error);
 

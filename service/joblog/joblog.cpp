@@ -11,69 +11,18 @@
 #include "host/files/directory.h"
 #include "host/files/paths.h"
 #include "host/files/whole_file.h"
+#include "host/status.h"
 #include "service/limits.h"
 
 namespace service {
 namespace {
 
-struct StoredHead {
-  uint32_t owner_tag;
-  char job[32], schedule[32], user[40];
-  uint32_t wait_status, completion;
-};
-static_assert(sizeof(StoredHead) == 116);
-
-template <size_t size>
-void put(char (&field)[size], const std::string &text) {
-  text.copy(field, size - 1);
-}
+// One flush for what comes in together; what a crash of the machine takes meanwhile is completed from the store.
+constexpr unsigned sync_delay_ms = 300;
 
 template <size_t size>
 std::string get(const char (&field)[size]) {
   return {field, strnlen(field, size)};
-}
-
-std::string in_brackets(const std::string &line) {
-  return line.empty() ? "" : "[" + line + "]\n";
-}
-
-std::string output_that_fits(const LogRecord &record, size_t room) {
-  const uint64_t total = std::max<uint64_t>(record.output_total, record.output.size());
-  const std::string remark = in_brackets(record.remark);
-  const bool broken_line = !remark.empty() && !record.output.empty() && record.output.back() != '\n';
-  if (record.output.size() == total && total + broken_line + remark.size() <= room)
-    return record.output + (broken_line ? "\n" : "") + remark;
-  std::string note = "\n";
-  note += in_brackets("the output of " + std::to_string(total) + " bytes was cut here");
-  note += remark;
-  note.resize(std::min(note.size(), room));
-  return record.output.substr(0, room - note.size()) + note;
-}
-
-RingFile::Body encode(const LogRecord &record, size_t largest) {
-  StoredHead head = {};
-  head.owner_tag = record.owner_tag;
-  put(head.job, record.job);
-  put(head.schedule, record.schedule);
-  put(head.user, record.user);
-  head.wait_status = record.wait_status;
-  head.completion = record.completion;
-  const std::string output = output_that_fits(record, largest - sizeof head);
-  RingFile::Body body(sizeof head + output.size());
-  std::memcpy(body.data(), &head, sizeof head);
-  std::memcpy(body.data() + sizeof head, output.data(), output.size());
-  return body;
-}
-
-bool decode(const RingFile::Body &body, LogRecord *record) {
-  StoredHead head;
-  if (body.size() < sizeof head) return false;
-  std::memcpy(&head, body.data(), sizeof head);
-  const std::string output(reinterpret_cast<const char *>(body.data()) + sizeof head, body.size() - sizeof head);
-  *record = {get(head.job),  get(head.schedule), get(head.user),
-             head.owner_tag, head.wait_status,   head.completion,
-             output,         output.size(),      ""};
-  return true;
 }
 
 std::string draft_path(const std::string &path) {
@@ -88,14 +37,17 @@ void report(const std::string &what) {
   sch_syslog_raise(&syslog_msg_SCH_SYSLOG_FILE_ERR, "Job log", what.c_str());
 }
 
-// The newest records that fit, in their order.
-void copy_newest(const RingFile &from, RingFile &to) {
-  for (const RingFile::Place &place : from.places()) {
-    const std::optional<RingFile::Body> body = from.read(place);
-    LogRecord record;
-    if (!body || !decode(*body, &record)) continue;
-    to.append(encode(record, to.largest_body()), false);
-  }
+void report_errno() {
+  report(log_path(sch_log_file) + ": " + std::strerror(errno));
+}
+
+// Seen by the administrator alone: it belongs to no user.
+LogRecord own_line(const std::string &text, uint32_t now) {
+  LogRecord record;
+  record.job = record.schedule = record.user = "-";
+  record.completion = now;
+  record.remark = text;
+  return record;
 }
 
 }  // namespace
@@ -105,77 +57,131 @@ std::string log_path(const sch_log_file_rec &settings) {
   return get(settings.uri) == SCH_LOG_URI_DEFAULT ? host::paths().state + "/" + name : name;
 }
 
+JobLog::~JobLog() {
+  if (sync_later_.active()) sync();
+}
+
+uint64_t JobLog::newest_outcome() const {
+  const uint64_t stored = outcomes_.newest ? outcomes_.newest() : 0;
+  return volume_ ? std::max(stored, volume_->index().newest_outcome()) : stored;
+}
+
+host::Result<void> JobLog::put_aside(const std::string &path, const std::string &why) const {
+  report(why + "; it was put aside as " + path + ".damaged-" + std::to_string(time(nullptr)));
+  if (host::rename_file(path, path + ".damaged-" + std::to_string(time(nullptr)))) return {};
+  return host::Error{host::err_io, path + ": cannot be put aside: " + std::strerror(errno)};
+}
+
 // A crash between storing new settings and putting the file in place leaves the file of these settings beside.
-bool JobLog::open_or_recover(std::string *error) {
+host::Result<void> JobLog::find_or_make() {
   const std::string path = log_path(sch_log_file), draft = draft_path(path);
-  std::string ignored;
-  file_ = RingFile::open(path, error);
-  if (file_ && file_->generation() == sch_log_file.spare) return true;
-  const std::shared_ptr<RingFile> next = RingFile::open(draft, &ignored);
-  if (next && next->generation() == sch_log_file.spare && host::rename_file(draft, path)) file_ = next;
-  if (file_) return true;
-  if (access(path.c_str(), F_OK) == 0) {
-    const std::string aside = path + ".damaged-" + std::to_string(time(nullptr));
-    report(*error + "; it was put aside as " + aside);
-    if (!host::rename_file(path, aside)) return false;
-  }
-  if (!host::make_private_directory(host::parent_directory(path), error)) return false;
-  file_ = RingFile::create(path, usable_size(sch_log_file.size), sch_log_file.spare, error);
-  return file_ != nullptr;
+  const auto found = LogVolume::open(path);
+  if (found) volume_ = *found;
+  if (found && volume_->file().head().generation == sch_log_file.spare) return {};
+  const auto next = LogVolume::open(draft);
+  if (next && (*next)->file().head().generation == sch_log_file.spare && host::rename_file(draft, path))
+    volume_ = *next;
+  if (volume_) return {};
+  if (access(path.c_str(), F_OK) == 0)
+    if (const auto aside = put_aside(path, found.error().text); !aside) return aside.error();
+  std::string error;
+  if (!host::make_private_directory(host::parent_directory(path), &error)) return host::Error{host::err_io, error};
+  const auto made = LogVolume::create(path, {usable_size(sch_log_file.size), sch_log_file.spare, newest_outcome(), 0});
+  if (!made) return made.error();
+  volume_ = *made;
+  return {};
 }
 
-bool JobLog::open(std::string *error) {
-  if (!open_or_recover(error)) return false;
+// Into the present version and the configured size.
+host::Result<void> JobLog::renew() {
+  const RingFile::Head head = volume_->file().head();
+  const bool old = head.version != RingFile::current_version;
+  if (!old && head.size == usable_size(sch_log_file.size)) return {};
+  const auto draft = prepare(sch_log_file, Keep::records);
+  if (!draft && !old) return {};  // it serves as it is
+  if (!draft)
+    return host::Error{draft.code(), "the job log cannot be brought into its new form: " + draft.error().text};
+  adopt(*draft);
+  if (old) report(log_path(sch_log_file) + ": brought from version 1 into the present one, with its records");
+  return {};
+}
+
+host::Result<void> JobLog::open(OutcomeSource outcomes) {
+  outcomes_ = std::move(outcomes);
+  if (const auto found = find_or_make(); !found) return found;
   unlink(draft_path(log_path(sch_log_file)).c_str());
-  sch_log_file.spare = file_->generation();
-  Draft draft;
-  if (file_->size() != usable_size(sch_log_file.size) && prepare(sch_log_file, true, &draft, error)) adopt(draft);
-  note_place();
-  return true;
+  sch_log_file.spare = volume_->file().head().generation;
+  if (const auto renewed = renew(); !renewed) return renewed;
+  complete();
+  return {};
 }
 
-void JobLog::note_place() {
-  sch_log_file.read_offset = file_->read_offset();
-  sch_log_file.write_offset = file_->write_offset();
-  sch_log_file.entry_count = static_cast<uint32_t>(file_->places().size());
+void JobLog::complete() {
+  if (!outcomes_.walk_after) return;
+  outcomes_.walk_after(volume_->index().newest_outcome(), [this](const LogRecord &missing) {
+    LogRecord record = missing;
+    record.output += "[its output was lost: the service ended before it was written]\n";
+    record.output_total = record.output.size();
+    add(record);
+  });
 }
 
-void JobLog::write(const LogRecord &record, bool durable) {
-  if (!file_->append(encode(record, file_->largest_body()), durable))
-    report(log_path(sch_log_file) + ": " + std::strerror(errno));
-  note_place();
+bool JobLog::lacks_some() const {
+  return volume_->index().first_outcome_not_held(shown_after()) <= newest_outcome();
+}
+
+// Nothing else tells the service that its file is gone: writing goes on into what nobody will see.
+void JobLog::begin_anew(const char *why, uint32_t now) {
+  const std::string path = log_path(sch_log_file);
+  const std::string line = std::string("the log's file was ") + why + "; this one was begun anew";
+  report(path + ": " + line);
+  if (std::strcmp(why, "replaced") == 0 && !put_aside(path, path + ": not the service's")) return;
+  const RingFile::Head head = volume_->file().head();
+  const uint64_t begun_at = volume_->index().newest_outcome();
+  const auto made = LogVolume::create(path, {head.size, head.generation, begun_at, head.cleared_at});
+  if (!made) return report(made.error().text);
+  volume_ = *made;
+  add(own_line(line, now));
+}
+
+void JobLog::add(const LogRecord &record) {
+  if (!volume_->append(record)) report_errno();
+  if (!sync_later_.active()) sync_later_ = Watch::after_ms(sync_delay_ms, [this] { sync(); });
 }
 
 void JobLog::append(const LogRecord &record) {
-  write(record, true);
-}
-void JobLog::append_unsynced(const LogRecord &record) {
-  write(record, false);
+  if (const char *why = volume_->loss(log_path(sch_log_file))) begin_anew(why, record.completion);
+  add(record);
 }
 
 void JobLog::sync() {
-  if (!file_->sync()) report(log_path(sch_log_file) + ": " + std::strerror(errno));
+  sync_later_.stop();
+  if (!volume_->sync()) report_errno();
 }
 
-bool JobLog::prepare(const sch_log_file_rec &wanted, bool keep_records, Draft *draft, std::string *error) const {
+host::Result<JobLog::Draft> JobLog::prepare(const sch_log_file_rec &wanted, Keep keep) const {
   const std::string path = log_path(wanted);
-  if (!host::make_private_directory(host::parent_directory(path), error)) return false;
-  const uint32_t generation = file_->generation() + 1;
-  draft->file = RingFile::create(draft_path(path), usable_size(wanted.size), generation, error);
-  if (!draft->file) return false;
-  if (keep_records) copy_newest(*file_, *draft->file);
-  if (!draft->file->sync()) {
-    *error = path + ": " + std::strerror(errno);
+  std::string error;
+  if (!host::make_private_directory(host::parent_directory(path), &error)) return host::Error{host::err_io, error};
+  RingFile::Head head = volume_->file().head();
+  head.size = usable_size(wanted.size);
+  head.generation++;
+  if (keep == Keep::nothing) head.begun_at = head.cleared_at = newest_outcome();
+  const auto made = LogVolume::create(draft_path(path), head);
+  if (!made) return made.error();
+  LogVolume &volume = **made;
+  if (keep == Keep::records) volume.take_newest_of(*volume_);
+  if (!volume.sync()) {
+    const host::Error failure = {host::err_io, path + ": " + std::strerror(errno)};
     unlink(draft_path(path).c_str());
-    return false;
+    return failure;
   }
-  draft->path = path;
-  draft->settings = wanted;
-  draft->settings.spare = generation;
-  draft->settings.read_offset = draft->file->read_offset();
-  draft->settings.write_offset = draft->file->write_offset();
-  draft->settings.entry_count = static_cast<uint32_t>(draft->file->places().size());
-  return true;
+  Draft draft = {*made, path, wanted};
+  draft.settings.spare = head.generation;
+  draft.settings.read_offset = volume.file().read_offset();
+  draft.settings.write_offset = volume.file().write_offset();
+  draft.settings.entry_count = static_cast<uint32_t>(volume.index().size());
+  return draft;
 }
 
 void JobLog::discard(const Draft &draft) const {
@@ -186,23 +192,8 @@ void JobLog::adopt(const Draft &draft) {
   const std::string before = log_path(sch_log_file);
   if (!host::rename_file(draft_path(draft.path), draft.path)) report(draft.path + ": " + std::strerror(errno));
   sch_log_file = draft.settings;
-  file_ = draft.file;
+  volume_ = draft.volume;
   if (before != draft.path) unlink(before.c_str());
-}
-
-JobLog::Selection JobLog::select(const Wanted &wanted) const {
-  Selection selection = {file_, {}};
-  for (const RingFile::Place &place : file_->places()) {
-    const std::optional<RingFile::Body> body = file_->read(place);
-    LogRecord record;
-    if (body && decode(*body, &record) && wanted(record)) selection.places.push_back(place);
-  }
-  return selection;
-}
-
-bool JobLog::read(const Selection &selection, size_t index, LogRecord *record) {
-  const std::optional<RingFile::Body> body = selection.file->read(selection.places[index]);
-  return body && decode(*body, record);
 }
 
 }  // namespace service

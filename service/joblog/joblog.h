@@ -1,65 +1,73 @@
 // SPDX-License-Identifier: Apache-2.0
 // The job log: what every run left, in a circular file of the configured size and place. sch_log_file is its
-// configuration and mirrors where it stands.
+// configuration; where it stood is noted there only when the settings are stored, since nobody but a trace reads it.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
-#include <vector>
 
+#include "host/result.h"
 #include "schedcli.h"
-#include "service/joblog/ring_file.h"
+#include "service/joblog/log_reader.h"
+#include "service/joblog/log_record.h"
+#include "service/joblog/log_volume.h"
+#include "service/joblog/outcome_source.h"
+#include "service/run/watch.h"
 
 namespace service {
 
-struct LogRecord {
-  std::string job, schedule, user;
-  uint32_t owner_tag = 0;  // who may see it
-  uint32_t wait_status = 0;
-  uint32_t completion = 0;
-  std::string output;
-  uint64_t output_total = 0;  // bytes printed; what `output` lacks of them is said behind it
-  std::string remark;         // the service's own line behind the output; read back as part of it
-};
-
 class JobLog {
  public:
-  // Opens the file that sch_log_file names, or makes it. A file that is damaged is put aside, never overwritten.
-  bool open(std::string *error);
+  JobLog() = default;
+  ~JobLog();
+  JobLog(const JobLog &) = delete;
+  JobLog &operator=(const JobLog &) = delete;
 
-  // Durable when it returns. A failure is reported to the system log; the caller's outcome stands without it.
+  // Opens the file that sch_log_file names, or makes it, and completes it with the outcomes that a crash kept out of
+  // it. A file that is damaged is put aside, never overwritten; one of an earlier version is taken over.
+  host::Result<void> open(OutcomeSource outcomes = {});
+
+  // On disk a moment later, or after sync(): the outcome itself is durable already. A failure is reported to the system
+  // log; the caller's outcome stands without it. A file that is no longer in its place is begun anew.
   void append(const LogRecord &record);
-  void append_unsynced(const LogRecord &record);  // several, then sync()
+  void append_unsynced(const LogRecord &record) { append(record); }
   void sync();
 
-  // A following request_change: the file with other settings beside the present one, holding the newest records that
-  // fit (or none), which takes its place once the settings are stored.
+  enum class Keep { records, nothing };
+  // A following request_change: the file with other settings beside the present one, which takes its place once the
+  // settings are stored.
   struct Draft {
-    std::shared_ptr<RingFile> file;
+    std::shared_ptr<LogVolume> volume;
     std::string path;
     sch_log_file_rec settings;
   };
-  bool prepare(const sch_log_file_rec &wanted, bool keep_records, Draft *draft, std::string *error) const;
+  host::Result<Draft> prepare(const sch_log_file_rec &wanted, Keep keep) const;
   void discard(const Draft &draft) const;
   void adopt(const Draft &draft);  // the settings are stored
 
-  using Wanted = std::function<bool(const LogRecord &)>;  // of a record without its output
-  struct Selection {
-    std::shared_ptr<const RingFile> file;  // as it is now, also when the log moves on
-    std::vector<RingFile::Place> places;
-  };
-  Selection select(const Wanted &wanted) const;
-  static bool read(const Selection &selection, size_t index, LogRecord *record);  // false: overwritten since
+  LogReader read(LogFilter filter, GoneOutcomes gone = {}) const {
+    return {volume_, std::move(filter), std::move(gone)};
+  }
+
+  // The outcomes that are to be shown: those after `shown_after`, up to the newest. `lacks` tells of one of them
+  // whether the file has no record of it.
+  uint64_t shown_after() const { return volume_->file().head().cleared_at; }
+  bool lacks(uint64_t outcome) const { return !volume_->index().holds_outcome(outcome); }
+  bool lacks_some() const;
 
  private:
-  bool open_or_recover(std::string *error);
-  void write(const LogRecord &record, bool durable);
-  void note_place();
+  host::Result<void> find_or_make();
+  host::Result<void> put_aside(const std::string &path, const std::string &why) const;
+  host::Result<void> renew();
+  void complete();
+  void add(const LogRecord &record);
+  void begin_anew(const char *why, uint32_t now);
+  uint64_t newest_outcome() const;
 
-  std::shared_ptr<RingFile> file_;
+  std::shared_ptr<LogVolume> volume_;
+  OutcomeSource outcomes_;
+  Watch sync_later_;
 };
 
 // Where these settings put the file.

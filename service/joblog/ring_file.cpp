@@ -10,18 +10,20 @@
 #include <cstring>
 
 #include "host/files/whole_file.h"
+#include "host/status.h"
 
 namespace service {
 
 struct RingFile::FileHeader {
   char magic[8] = {'S', 'C', 'H', 'E', 'D', 'L', 'O', 'G'};
-  uint32_t version = 1;
+  uint32_t version = current_version;
   uint32_t size = 0;
   uint32_t generation = 0;
   uint32_t spare = 0;
   Key key = {};
-  uint64_t checksum = 0;  // over all before it
-  uint8_t padding[header_size - 48] = {};
+  uint64_t checksum = 0;  // over all before it, and in version 2 over all behind it
+  uint64_t begun_at = 0;
+  uint64_t cleared_at = 0;
 };
 
 struct RingFile::RecordHeader {
@@ -43,6 +45,11 @@ uint32_t aligned(size_t length) {
   return static_cast<uint32_t>((length + alignment - 1) / alignment * alignment);
 }
 
+// What a record takes in the file.
+uint32_t extent(size_t body_length) {
+  return aligned(RingFile::record_header_size + body_length);
+}
+
 uint64_t keyed(const uint8_t *key, std::span<const std::byte> bytes) {
   static_assert(crypto_shorthash_BYTES == sizeof(uint64_t) && crypto_shorthash_KEYBYTES == 16);
   uint8_t hash[crypto_shorthash_BYTES];
@@ -57,43 +64,52 @@ std::span<const std::byte> bytes_of(const Record &record, size_t length = sizeof
   return {reinterpret_cast<const std::byte *>(&record), length};
 }
 
+// Version 1 had nothing behind the checksum.
+template <typename FileHeader>
+uint64_t checksum_of_head(FileHeader header) {
+  const size_t covered = header.version == 1 ? offsetof(FileHeader, checksum) : sizeof header;
+  header.checksum = 0;
+  return keyed(header.key.bytes, bytes_of(header, covered));
+}
+
+host::Error failure(const std::string &path) {
+  return {host::err_io, path + ": " + std::strerror(errno)};
+}
+
 }  // namespace
 
 RingFile::RingFile(host::FileDescriptor file, const FileHeader &header)
     : file_(std::move(file)),
       key_(header.key),
-      size_(header.size),
-      generation_(header.generation),
+      head_{header.size, header.generation, header.begun_at, header.cleared_at, header.version},
       write_offset_(header_size) {}
 
-std::shared_ptr<RingFile> RingFile::create(const std::string &path, uint32_t size, uint32_t generation,
-                                           std::string *error) {
-  static_assert(sizeof(FileHeader) == header_size && sizeof(RecordHeader) == 40);
+host::Result<std::shared_ptr<RingFile>> RingFile::create(const std::string &path, const Head &head) {
+  static_assert(sizeof(FileHeader) == header_size && sizeof(RecordHeader) == record_header_size);
   FileHeader header;
-  header.size = size;
-  header.generation = generation;
+  header.size = head.size;
+  header.generation = head.generation;
+  header.begun_at = head.begun_at;
+  header.cleared_at = head.cleared_at;
   randombytes_buf(&header.key, sizeof header.key);
-  header.checksum = keyed(header.key.bytes, bytes_of(header, offsetof(FileHeader, checksum)));
-  host::FileDescriptor file = host::create_whole_file(path, size, bytes_of(header), error);
-  return file ? std::shared_ptr<RingFile>(new RingFile(std::move(file), header)) : nullptr;
+  header.checksum = checksum_of_head(header);
+  std::string error;
+  host::FileDescriptor file = host::create_whole_file(path, head.size, bytes_of(header), &error);
+  if (!file) return host::Error{host::err_io, error};
+  return std::shared_ptr<RingFile>(new RingFile(std::move(file), header));
 }
 
-std::shared_ptr<RingFile> RingFile::open(const std::string &path, std::string *error) {
+host::Result<std::shared_ptr<RingFile>> RingFile::open(const std::string &path) {
   host::FileDescriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-  if (!file) {
-    *error = path + ": " + std::strerror(errno);
-    return nullptr;
-  }
+  if (!file) return failure(path);
   FileHeader header;
   struct stat status = {};
   const bool read = pread(file.get(), &header, sizeof header, 0) == ssize_t{sizeof header};
   const bool whole = fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= header.size;
   if (!read || !whole || std::memcmp(header.magic, FileHeader().magic, sizeof header.magic) != 0 ||
-      header.version != FileHeader().version || header.size <= header_size ||
-      header.checksum != keyed(header.key.bytes, bytes_of(header, offsetof(FileHeader, checksum)))) {
-    *error = path + ": not a job log, or damaged";
-    return nullptr;
-  }
+      header.version == 0 || header.version > current_version || header.size <= header_size ||
+      header.checksum != checksum_of_head(header))
+    return host::Error{host::err_io, path + ": not a job log, or damaged"};
   std::shared_ptr<RingFile> ring(new RingFile(std::move(file), header));
   ring->recover();
   return ring;
@@ -112,42 +128,69 @@ uint64_t RingFile::checksum_of(const RecordHeader &header, uint32_t offset) cons
   return keyed(key_.bytes, bytes_of(covered));
 }
 
-// The header's own checksum comes first: a body full of false headers costs no more than looking at them.
-std::optional<RingFile::RecordHeader> RingFile::header_at(std::span<const std::byte> image, size_t offset) const {
-  RecordHeader header;
-  if (offset + sizeof header > image.size()) return std::nullopt;
-  std::memcpy(&header, image.data() + offset, sizeof header);
-  if (header.magic != RecordHeader::record_magic || header.length > image.size() - offset - sizeof header ||
-      header.checksum != checksum_of(header, static_cast<uint32_t>(offset)) ||
-      header.body_checksum != checksum_of(image.subspan(offset + sizeof header, header.length)))
-    return std::nullopt;
-  return header;
-}
+// Looks for records from the front of the file on, through a window that moves along: a large log is not held in memory
+// whole.
+class RingFile::Scan {
+ public:
+  explicit Scan(const RingFile &ring) : ring_(ring) {}
+
+  // Whether there is something at the offset, be it a record or not.
+  bool reaches(uint32_t offset) { return !bytes(offset, alignment).empty(); }
+
+  // The header's own checksum comes first: a body full of false headers costs no more than looking at them.
+  std::optional<RecordHeader> record_at(uint32_t offset) {
+    const std::span<const std::byte> start = bytes(offset, sizeof(RecordHeader));
+    if (start.empty()) return std::nullopt;
+    RecordHeader header;
+    std::memcpy(&header, start.data(), sizeof header);
+    if (header.magic != RecordHeader::record_magic || header.checksum != ring_.checksum_of(header, offset))
+      return std::nullopt;
+    const std::span<const std::byte> record = bytes(offset, sizeof header + header.length);
+    if (record.empty() || header.body_checksum != ring_.checksum_of(record.subspan(sizeof header))) return std::nullopt;
+    return header;
+  }
+
+ private:
+  static constexpr size_t window_size = 64 * 1024;
+
+  // Empty: they reach beyond the end.
+  std::span<const std::byte> bytes(uint32_t offset, size_t length) {
+    if (offset + length > ring_.head_.size) return {};
+    if (offset < at_ || offset + length > at_ + filled_) {
+      window_.resize(std::min<size_t>(std::max(length, window_size), ring_.head_.size - offset));
+      filled_ = ring_.read_bytes(window_, offset);
+      at_ = offset;
+    }
+    return length <= filled_ - (offset - at_) ? std::span<const std::byte>(window_).subspan(offset - at_, length)
+                                              : std::span<const std::byte>();
+  }
+
+  const RingFile &ring_;
+  Body window_;
+  size_t at_ = 0, filled_ = 0;
+};
 
 void RingFile::recover() {
-  Body image(size_);
-  const size_t present = host::read_at(file_.get(), image, 0);
-  places_.clear();
+  Scan scan(*this);
   uint64_t newest = 0, oldest = 0;
-  for (size_t offset = header_size; offset < present;) {
-    const std::optional<RecordHeader> header = header_at({image.data(), present}, offset);
+  for (uint32_t offset = header_size; scan.reaches(offset);) {
+    const std::optional<RecordHeader> header = scan.record_at(offset);
     if (!header) {
       offset += alignment;
       continue;
     }
-    places_.push_back({header->sequence, static_cast<uint32_t>(offset), header->length});
-    offset += aligned(sizeof *header + header->length);
+    places_.push_back({header->sequence, offset, header->length});
+    offset += extent(header->length);
     if (header->sequence > newest) {
       newest = header->sequence;
       oldest = header->oldest;
-      write_offset_ = static_cast<uint32_t>(offset);
+      write_offset_ = offset;
     }
   }
   // A wrap leaves records of the round before behind the end: they are older than those that have been overwritten.
   std::erase_if(places_, [oldest](const Place &place) { return place.sequence < oldest; });
   std::sort(places_.begin(), places_.end(), [](auto &left, auto &right) { return left.sequence < right.sequence; });
-  if (newest == 0) write_offset_ = header_size;
-  next_sequence_ = std::max(next_sequence_, newest + 1);
+  next_sequence_ = newest + 1;
 }
 
 RingFile::RecordHeader RingFile::make_header(std::span<const std::byte> body, uint32_t offset) const {
@@ -160,30 +203,38 @@ RingFile::RecordHeader RingFile::make_header(std::span<const std::byte> body, ui
   return header;
 }
 
-// Where a record of this length goes; forgets what it will overwrite, and at a wrap what is left behind the end.
+bool RingFile::overlaps(const Place &place, uint32_t offset, uint32_t length) const {
+  return place.offset < offset + length && place.offset + extent(place.length) > offset;
+}
+
+// Where a record of this length goes; forgets what it will overwrite, and at a wrap what is left behind the end. The
+// oldest records lie right behind the newest, so that those in the way are always the first.
 uint32_t RingFile::make_room(uint32_t length) {
-  const bool wraps = write_offset_ + length > size_;
+  const bool wraps = write_offset_ + length > head_.size;
   const uint32_t offset = wraps ? static_cast<uint32_t>(header_size) : write_offset_;
-  std::erase_if(places_, [&](const Place &place) {
-    const bool overwritten =
-        place.offset < offset + length && place.offset + aligned(sizeof(RecordHeader) + place.length) > offset;
-    return overwritten || (wraps && place.offset >= write_offset_);
-  });
+  while (!places_.empty() &&
+         ((wraps && places_.front().offset >= write_offset_) || overlaps(places_.front(), offset, length)))
+    places_.pop_front();
   return offset;
 }
 
-bool RingFile::append(std::span<const std::byte> body, bool durable) {
-  if (body.size() > largest_body()) return false;
-  const uint32_t length = aligned(sizeof(RecordHeader) + body.size());
+// After a failure nobody knows what is in that place. The next record goes there again, under a sequence number that
+// was not used before.
+bool RingFile::append(std::span<const std::byte> body) {
+  if (body.size() > largest_body()) {
+    errno = EFBIG;
+    return false;
+  }
+  const uint32_t length = extent(body.size());
   const uint32_t offset = make_room(length);
   const RecordHeader header = make_header(body, offset);
+  next_sequence_++;
   Body record(length);
   std::memcpy(record.data(), &header, sizeof header);
   std::copy(body.begin(), body.end(), record.begin() + sizeof header);
-  if (!host::write_at(file_.get(), record, offset) || (durable && fdatasync(file_.get()) != 0)) return fail();
+  if (!host::write_at(file_.get(), record, offset)) return false;
   places_.push_back({header.sequence, offset, header.length});
   write_offset_ = offset + length;
-  next_sequence_++;
   return true;
 }
 
@@ -191,27 +242,39 @@ bool RingFile::sync() {
   return fdatasync(file_.get()) == 0;
 }
 
-// What is on disk now is not known: take what is whole. The sequence number is not used again.
-bool RingFile::fail() {
-  next_sequence_++;
-  recover();
-  return false;
+const char *RingFile::loss(const std::string &path) const {
+  struct stat held = {}, named = {};
+  if (fstat(file_.get(), &held) != 0 || stat(path.c_str(), &named) != 0) return "removed";
+  if (held.st_ino != named.st_ino || held.st_dev != named.st_dev) return "replaced";
+  return held.st_size < head_.size ? "cut" : nullptr;
+}
+
+size_t RingFile::read_bytes(std::span<std::byte> into, uint32_t offset) const {
+  return host::read_at(file_.get(), into, offset);
+}
+
+std::optional<std::span<const std::byte>> RingFile::body_of(const Place &place,
+                                                            std::span<const std::byte> record) const {
+  RecordHeader header;
+  if (record.size() < sizeof header + place.length) return std::nullopt;
+  std::memcpy(&header, record.data(), sizeof header);
+  const std::span<const std::byte> body = record.subspan(sizeof header, place.length);
+  if (header.sequence != place.sequence || header.length != place.length ||
+      header.checksum != checksum_of(header, place.offset) || header.body_checksum != checksum_of(body))
+    return std::nullopt;
+  return body;
 }
 
 std::optional<RingFile::Body> RingFile::read(const Place &place) const {
   Body record(sizeof(RecordHeader) + place.length);
-  if (host::read_at(file_.get(), record, place.offset) != record.size()) return std::nullopt;
-  RecordHeader header;
-  std::memcpy(&header, record.data(), sizeof header);
-  const std::span<const std::byte> body = std::span<const std::byte>(record).subspan(sizeof header);
-  if (header.sequence != place.sequence || header.length != place.length ||
-      header.checksum != checksum_of(header, place.offset) || header.body_checksum != checksum_of(body))
-    return std::nullopt;
-  return Body(body.begin(), body.end());
+  record.resize(read_bytes(record, place.offset));
+  const std::optional<std::span<const std::byte>> body = body_of(place, record);
+  if (!body) return std::nullopt;
+  return Body(body->begin(), body->end());
 }
 
 uint32_t RingFile::largest_body() const {
-  return (size_ - static_cast<uint32_t>(header_size)) / 2 / alignment * alignment -
+  return (head_.size - static_cast<uint32_t>(header_size)) / 2 / alignment * alignment -
          static_cast<uint32_t>(sizeof(RecordHeader));
 }
 

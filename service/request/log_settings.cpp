@@ -16,20 +16,19 @@ namespace {
 
 // The file beside, the settings in the store, the file in place: a crash in between is sorted out when the log is
 // opened.
-uint32_t replace_log(JobLog &log, const sch_log_file_rec &wanted, bool keep_records) {
-  JobLog::Draft draft;
-  std::string error;
-  if (!log.prepare(wanted, keep_records, &draft, &error)) {
-    sch_syslog_raise(&syslog_msg_SCH_SYSLOG_FILE_ERR, "Job log", error.c_str());
-    return host::err_io;
+uint32_t replace_log(JobLog &log, const sch_log_file_rec &wanted, JobLog::Keep keep) {
+  const host::Result<JobLog::Draft> draft = log.prepare(wanted, keep);
+  if (!draft) {
+    sch_syslog_raise(&syslog_msg_SCH_SYSLOG_FILE_ERR, "Job log", draft.error().text.c_str());
+    return draft.code();
   }
   Change change;
-  change.require(sch_save_log_file_entry_to_pss(pss_running, &sch_log_file_key, &draft.settings));
+  change.require(sch_save_log_file_entry_to_pss(pss_running, &sch_log_file_key, &draft->settings));
   const uint32_t status = change.commit();
   if (status == 0)
-    log.adopt(draft);
+    log.adopt(*draft);
   else
-    log.discard(draft);
+    log.discard(*draft);
   return status;
 }
 
@@ -45,7 +44,7 @@ bool is_usable_name(const LogRequest &request) {
 uint32_t resize_log(const Call &call, const LogRequest &request) {
   sch_log_file_rec wanted = sch_log_file;
   wanted.size = static_cast<int32_t>(request.size);
-  return replace_log(call.context.log, wanted, true);
+  return replace_log(call.context.log, wanted, JobLog::Keep::records);
 }
 
 uint32_t rename_log(const Call &call, const LogRequest &request) {
@@ -58,11 +57,11 @@ uint32_t rename_log(const Call &call, const LogRequest &request) {
   const std::string path = log_path(wanted);
   if (path == log_path(sch_log_file)) return 0;
   if (access(path.c_str(), F_OK) == 0) return SCH_STATUS_EXISTS;
-  return replace_log(call.context.log, wanted, true);
+  return replace_log(call.context.log, wanted, JobLog::Keep::records);
 }
 
 uint32_t clear_log(const Call &call) {
-  return replace_log(call.context.log, sch_log_file, false);
+  return replace_log(call.context.log, sch_log_file, JobLog::Keep::nothing);
 }
 
 host::Answer show_log_config(const Call &) {

@@ -5,6 +5,7 @@
 #include "service/limits.h"
 #include "service/request/answer.h"
 #include "service/request/show.h"
+#include "service/state/schedule_state.h"
 
 namespace service {
 namespace {
@@ -12,10 +13,10 @@ namespace {
 // Makes the messages of the stream one by one, as the client takes them.
 class LogStream {
  public:
-  explicit LogStream(JobLog::Selection selection) : selection_(std::move(selection)) {}
+  explicit LogStream(LogReader reader) : reader_(std::move(reader)) {}
 
   std::optional<host::Bytes> next() {
-    if (selection_.places.empty()) return empty_log();
+    if (reader_.count() == 0) return empty_log();
     if (sent_ >= record_.output.size() && !next_record()) return std::nullopt;
     const std::string piece = record_.output.substr(sent_, log_piece_limit);
     sent_ += piece.size();
@@ -34,14 +35,10 @@ class LogStream {
     return message;
   }
 
-  // The number announced must be reached, also when a run has taken a record's place meanwhile.
   bool next_record() {
-    if (number_ == selection_.places.size()) return false;
-    if (!JobLog::read(selection_, number_, &record_)) {
-      record_ = {};
-      record_.job = record_.schedule = record_.user = "-";
-      record_.output = "[this record was overwritten while the log was shown]\n";
-    }
+    std::optional<LogRecord> record = reader_.next();
+    if (!record) return false;
+    record_ = std::move(*record);
     number_++;
     sent_ = 0;
     return true;
@@ -49,7 +46,7 @@ class LogStream {
 
   sch_log_entry describe(size_t piece_length) const {
     sch_log_entry entry = {};
-    entry.count = static_cast<uint32_t>(selection_.places.size());
+    entry.count = static_cast<uint32_t>(reader_.count());
     entry.number = static_cast<uint32_t>(number_);
     record_.job.copy(entry.job, sizeof entry.job - 1);
     record_.schedule.copy(entry.schedule, sizeof entry.schedule - 1);
@@ -61,7 +58,7 @@ class LogStream {
     return entry;
   }
 
-  JobLog::Selection selection_;
+  LogReader reader_;
   LogRecord record_;
   size_t number_ = 0;  // records begun
   size_t sent_ = 0;    // bytes of this record's output
@@ -70,11 +67,10 @@ class LogStream {
 }  // namespace
 
 host::Answer show_log(const Call &call, const ShowRequest &request) {
-  const Authority &authority = call.context.authority;
-  auto stream = std::make_shared<LogStream>(call.context.log.select([&](const LogRecord &record) {
-    const bool named = request.name.empty() || record.schedule == request.name || record.job == request.name;
-    return named && authority.may_use(call.caller, record.owner_tag);
-  }));
+  LogFilter filter;
+  if (!call.context.authority.administrator(call.caller)) filter.owner_tag = owner_tag(call.caller.uid);
+  filter.name = request.name;
+  auto stream = std::make_shared<LogStream>(call.context.log.read(std::move(filter)));
   host::Answer answer;
   answer.next = [stream] { return stream->next(); };
   return answer;

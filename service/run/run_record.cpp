@@ -13,7 +13,6 @@ void store_run_state(const std::vector<sch_schedule_entry *> &entries) {
   Change change;
   for (sch_schedule_entry *entry : entries)
     change.save(*entry);
-  change.require(sch_save_log_file_entry_to_pss(pss_running, &sch_log_file_key, &sch_log_file));
   change.commit();
 }
 

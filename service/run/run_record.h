@@ -14,7 +14,7 @@ namespace service {
 // What is logged in place of a job's name where no job is meant; no job can have it.
 inline constexpr char no_job[] = "-";
 
-// One batch: these schedules, and where the job log stands.
+// One batch.
 void store_run_state(const std::vector<sch_schedule_entry *> &entries);
 
 // A log record of the schedule, filled but for what happened.

@@ -44,17 +44,15 @@ std::vector<std::string> texts(const RingFile &ring) {
 }
 
 std::shared_ptr<RingFile> make(const std::string &path, uint32_t size = small) {
-  std::string error;
-  std::shared_ptr<RingFile> ring = RingFile::create(path, size, 1, &error);
-  EXPECT_TRUE(ring) << error;
-  return ring;
+  const auto ring = RingFile::create(path, {size, 1, 0, 0});
+  if (!ring) throw std::runtime_error(ring.error().text);
+  return *ring;
 }
 
 std::shared_ptr<RingFile> reopen(const std::string &path) {
-  std::string error;
-  std::shared_ptr<RingFile> ring = RingFile::open(path, &error);
-  EXPECT_TRUE(ring) << error;
-  return ring;
+  const auto ring = RingFile::open(path);
+  if (!ring) throw std::runtime_error(ring.error().text);
+  return *ring;
 }
 
 TEST(RingFile, a_new_file_is_private_empty_and_has_its_size) {
@@ -65,7 +63,7 @@ TEST(RingFile, a_new_file_is_private_empty_and_has_its_size) {
   ASSERT_EQ(stat(path.c_str(), &status), 0);
   EXPECT_EQ(status.st_size, small);
   EXPECT_EQ(status.st_mode & 0777, 0600u);
-  EXPECT_EQ(reopen(path)->generation(), 1u);
+  EXPECT_EQ(reopen(path)->head().generation, 1u);
 }
 
 TEST(RingFile, the_oldest_records_make_room_and_what_is_kept_is_the_newest_without_a_gap) {
@@ -183,18 +181,18 @@ TEST(RingFile, files_that_are_no_such_file_are_refused_and_left_alone) {
   const std::string good = read_file(path);
   std::string damaged_header = good;
   damaged_header[12] ^= 1;
-  std::string error;
   for (const std::string &content : {std::string(), good.substr(0, 63), good.substr(0, 64),
                                      good.substr(0, good.size() - 1), damaged_header, std::string(small, 'x')}) {
     write_file(path, content);
-    EXPECT_EQ(RingFile::open(path, &error), nullptr);
+    const auto opened = RingFile::open(path);
+    ASSERT_FALSE(opened);
     EXPECT_EQ(read_file(path), content);
-    EXPECT_NE(error.find(path), std::string::npos) << error;
+    EXPECT_NE(opened.error().text.find(path), std::string::npos) << opened.error().text;
   }
   write_file(path, good);
   std::filesystem::create_symlink(path, link);
-  EXPECT_EQ(RingFile::open(link, &error), nullptr);
-  EXPECT_EQ(RingFile::open(directory.path() + "/absent", &error), nullptr);
+  EXPECT_FALSE(RingFile::open(link));
+  EXPECT_FALSE(RingFile::open(directory.path() + "/absent"));
 }
 
 TEST(RingFile, a_record_that_was_overwritten_is_not_read_as_another) {

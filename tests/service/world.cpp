@@ -117,7 +117,10 @@ uint32_t World::try_start(std::string *error) {
   host::use_paths(host::resolve_paths((directory.path() + "/state").c_str()));
   if (!service::open_stores(error) || !service::settle_stores(error)) return 1;
   parts = std::make_unique<Parts>(options);
-  if (!parts->log.open(error)) return 1;
+  if (const auto opened = parts->log.open(); !opened) {
+    *error = opened.error().text;
+    return 1;
+  }
   parts->scheduler.recover();
   return host::sysmgr_mark_started(error) ? 0 : 1;
 }

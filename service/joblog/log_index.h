@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the log holds, in memory: whose each record is and which outcome, so that a reader finds its own without looking
+// at the others'. 40 bytes for each record, its place in the file included.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "service/joblog/log_record.h"
+
+namespace service {
+
+// Of whom and of what a reader wants the records.
+struct LogFilter {
+  std::optional<uint32_t> owner_tag;  // nothing: everybody's
+  std::string name;                   // of a schedule or a job; empty: all
+
+  bool wants(uint32_t owner, std::string_view schedule, std::string_view job) const {
+    return (!owner_tag || *owner_tag == owner) && (name.empty() || schedule == name || job == name);
+  }
+};
+
+class LogIndex {
+ public:
+  // A number for each record, ascending from 1, never used again as long as the index lives.
+  using Position = uint64_t;
+
+  explicit LogIndex(uint64_t newest_outcome) : newest_outcome_(newest_outcome) {}
+
+  void push_back(const LogRecordHead &head);
+  void pop_front();
+
+  size_t size() const { return entries_.size(); }
+  Position first() const { return first_; }
+  Position end() const { return first_ + entries_.size(); }
+
+  // The first wanted record at `from` or later; end(): none. `from` is end() of an earlier moment, a position that was
+  // found, or the one after that.
+  Position find(const LogFilter &filter, Position from) const;
+  size_t count(const LogFilter &filter, Position from, Position until) const;
+
+  uint64_t outcome(Position position) const;  // 0: the record is no outcome's
+  bool holds_outcome(uint64_t outcome) const;
+  uint64_t first_outcome_not_held(uint64_t after) const;
+  uint64_t newest_outcome() const { return newest_outcome_; }  // also of records that are gone by now
+
+ private:
+  // Names that records bear, each once, with a number.
+  class Names {
+   public:
+    static constexpr uint32_t none = 0;
+    uint32_t take(std::string_view name);
+    void give_back(uint32_t number);
+    uint32_t find(std::string_view name) const;
+
+   private:
+    struct Named {
+      std::string name;
+      uint32_t uses = 0;
+    };
+    std::deque<Named> named_;  // by number - 1; a deque, so that the views below stay
+    std::unordered_map<std::string_view, uint32_t> numbers_;
+    std::vector<uint32_t> free_;
+  };
+
+  // The outcome is the newest so far, which only grows, so that one can be looked up by halves.
+  struct Entry {
+    uint64_t newest_outcome : 63, is_outcome : 1;
+    uint32_t owner_tag, schedule, job;
+    uint32_t to_next_of_owner;  // 0: the owner's last
+  };
+  static_assert(sizeof(Entry) == 24);
+
+  struct Owned {
+    Position first, last;
+    size_t count;
+  };
+
+  const Entry &at(Position position) const { return entries_[position - first_]; }
+  std::deque<Entry>::const_iterator lower_bound(uint64_t outcome) const;
+  Position next_of_owner(uint32_t owner_tag, Position from) const;
+
+  std::deque<Entry> entries_;
+  Position first_ = 1;
+  std::unordered_map<uint32_t, Owned> owners_;
+  Names names_;
+  uint64_t newest_outcome_;
+};
+
+}  // namespace service

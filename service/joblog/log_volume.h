@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+// The log's file together with its index. Readers hold it as it is now, also when another one takes its place.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/result.h"
+#include "service/joblog/log_index.h"
+#include "service/joblog/ring_file.h"
+
+namespace service {
+
+class LogVolume {
+ public:
+  static host::Result<std::shared_ptr<LogVolume>> create(const std::string &path, const RingFile::Head &head);
+  static host::Result<std::shared_ptr<LogVolume>> open(const std::string &path);
+
+  // False, with errno: not added; the oldest records may be gone for it.
+  bool append(const LogRecord &record);
+  void take_newest_of(const LogVolume &other);  // the newest records that fit, in their order
+  bool sync() { return file_->sync(); }
+  const char *loss(const std::string &path) const { return file_->loss(path); }
+
+  const LogIndex &index() const { return index_; }
+  const RingFile &file() const { return *file_; }
+  RingFile::Place place(LogIndex::Position position) const { return file_->places()[position - index_.first()]; }
+
+ private:
+  explicit LogVolume(std::shared_ptr<RingFile> file);
+  bool append_body(std::span<const std::byte> body);
+
+  std::shared_ptr<RingFile> file_;
+  LogIndex index_;
+};
+
+}  // namespace service
