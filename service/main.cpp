@@ -12,6 +12,7 @@
 #include "host/store/store.h"
 #include "host/sysmgr.h"
 #include "host/transport/main_loop.h"
+#include "service/calendar/service_zone.h"
 #include "service/joblog/joblog.h"
 #include "service/notify.h"
 #include "service/options.h"
@@ -62,6 +63,7 @@ void run_until_signalled(host::MainLoop &loop, const host::FileDescriptor &signa
 int serve(const Options &options, const host::User &user) {
   host::MainLoop loop;
   std::string error;
+  if (const host::Result<void> zone = set_service_zone(); !zone) return give_up(failed, zone.error().text);
   if (!open_stores(&error)) return give_up(state_unusable, error);
   JobLog log;
   Runner runner({options.interpreter, host::paths().system_wide});

@@ -35,6 +35,7 @@ uint32_t set_time(sch_schedule_entry &entry, const ModifyRequest &request) {
   Change change;
   change.modify(entry);
   entry.rec->time = request.subcommand == SCH_MODIFY_CLEAR_TIME ? sch_tminfo{} : request.time;
+  taken_wall(*entry.rec) = 0;
   const bool armed = arm(entry, time(nullptr));
   if (!armed && entry.rec->time.type != SCH_SCHEDULE_NONE) return SCH_STATUS_TIME_OUT_OF_RANGE;
   return save_modified(change, entry);

@@ -2,50 +2,91 @@
 #include "service/run/due.h"
 
 #include <algorithm>
-#include <limits>
 
+#include "service/calendar/calendar.h"
+#include "service/calendar/clock_step.h"
+#include "service/calendar/service_zone.h"
 #include "service/state/tables.h"
 
 namespace service {
 namespace {
 
-uint32_t next_by_specification(const sch_tminfo &time) {
-  sch_timeval interval = {};
-  time_t next = 0;
-  if (sch_compute_timer_interval(&time, &interval, &next) != 0) return 0;
-  return next <= 0 || next > time_t{std::numeric_limits<uint32_t>::max()} ? 0 : static_cast<uint32_t>(next);
+WallTime taken_of(const sch_schedule_entry &entry) {
+  const uint32_t stored = taken_wall(*entry.rec);
+  return stored == 0 ? nothing_taken : WallTime{stored};
 }
 
-// The latest slot that is not after now. False: there is no room for a following one.
-bool move_to_latest_slot(sch_tminfo &time, int64_t slot, int64_t now) {
-  int32_t period = 0;
-  sch_compute_delta(&time, &period);
-  if (period <= 0) return false;
+uint32_t next_after(const sch_schedule_entry &entry, time_t moment) {
+  return next_due(entry.rec->time, moment, service_zone(), taken_of(entry)).value_or(0);
+}
+
+// A start that was typed for this very second has not passed.
+bool may_be_now(const sch_tminfo &time) {
+  return time.type == SCH_SCHEDULE_ONESHOT || time.type == SCH_SCHEDULE_PERIODIC;
+}
+
+// The latest slot that is not after now, whole periods behind the one that was used.
+void take_slot(sch_tminfo &time, int64_t slot, int64_t now) {
+  const int64_t period = period_of(time);
+  if (period <= 0) return;
   slot += std::max<int64_t>(0, now - slot) / period * period;
-  if (slot + period > std::numeric_limits<int32_t>::max()) return false;
-  time.last_run = static_cast<int32_t>(slot);
-  return true;
+  time.last_run = static_cast<int32_t>(static_cast<uint32_t>(slot));
+}
+
+void take_wall_time(sch_schedule_rec &rec, uint32_t due) {
+  const int64_t shown = service_zone().wall_at(due).seconds;
+  taken_wall(rec) = static_cast<uint32_t>(std::clamp<int64_t>(shown, taken_wall(rec), UINT32_MAX));
+}
+
+void take(sch_schedule_rec &rec, uint32_t due, time_t now) {
+  if (due == 0) return;
+  if (counts_elapsed_time(rec.time))
+    take_slot(rec.time, due, now);
+  else
+    take_wall_time(rec, due);
+}
+
+void forget_what_lies_ahead(sch_schedule_rec &rec, time_t now) {
+  if (static_cast<uint32_t>(rec.time.last_run) > now) rec.time.last_run = 0;
+  if (taken_wall(rec) > service_zone().wall_at(now).seconds) taken_wall(rec) = 0;
 }
 
 }  // namespace
 
-bool arm(sch_schedule_entry &entry, [[maybe_unused]] time_t now) {
-  const uint32_t next = next_by_specification(entry.rec->time);
+bool arm(sch_schedule_entry &entry, time_t now) {
+  const uint32_t next = next_after(entry, may_be_now(entry.rec->time) ? now - 1 : now);
   set_next_due(entry, next);
   return next != 0;
 }
 
 void arm_next(sch_schedule_entry &entry, time_t now) {
-  sch_tminfo &time = entry.rec->time;
-  const uint32_t used = state_of(*entry.rec).next_due;
-  set_next_due(entry, 0);
-  if (time.type == SCH_SCHEDULE_ONESHOT) return;
-  if (time.type != SCH_SCHEDULE_PERIODIC || move_to_latest_slot(time, used, now)) arm(entry, now);
+  take(*entry.rec, state_of(*entry.rec).next_due, now);
+  set_next_due(entry, entry.rec->time.type == SCH_SCHEDULE_ONESHOT ? 0 : next_after(entry, now));
 }
 
 void arm_anew(sch_schedule_entry &entry, time_t now) {
-  if (entry.rec->time.last_run > now) entry.rec->time.last_run = 0;
+  forget_what_lies_ahead(*entry.rec, now);
   if (state_of(*entry.rec).next_due != 0) arm(entry, now);
+}
+
+void arm_in_zone(sch_schedule_entry &entry, time_t now) {
+  const uint32_t due = state_of(*entry.rec).next_due;
+  if (due == 0 || due <= now || counts_elapsed_time(entry.rec->time)) return;
+  // A one-shot time that has passed by the new zone is late or missed, not forgotten.
+  set_next_due(entry, next_after(entry, entry.rec->time.type == SCH_SCHEDULE_ONESHOT ? 0 : now));
+}
+
+void arm_after_step(sch_schedule_entry &entry, time_t step, time_t now) {
+  sch_tminfo &time = entry.rec->time;
+  const uint32_t due = state_of(*entry.rec).next_due;
+  if (due == 0 || !counts_elapsed_time(time)) return;
+  if (time.last_run == 0) {  // it has not begun: its start stays where it is
+    arm(entry, now);
+    return;
+  }
+  const uint32_t earlier = due_after_step(due, period_of(time), step);
+  time.last_run = static_cast<int32_t>(earlier - static_cast<uint32_t>(period_of(time)));
+  set_next_due(entry, earlier);
 }
 
 }  // namespace service

@@ -50,6 +50,15 @@ inline uint32_t schedule_number(const sch_schedule_rec &rec) {
   return rec.service_head[0];
 }
 
+// What the wall clock showed, or was to show, at the latest due time that was taken, as WallTime has it; 0: none yet.
+// By the wall clock, so that the same hour of a day is not taken twice in two zones. A periodic schedule has last_run.
+inline uint32_t &taken_wall(sch_schedule_rec &rec) {
+  return rec.time_spare;
+}
+inline uint32_t taken_wall(const sch_schedule_rec &rec) {
+  return rec.time_spare;
+}
+
 inline bool has_job(const sch_schedule_rec &rec, uint32_t id) {
   return (rec.jobs[id / 32] >> (id % 32) & 1u) != 0;
 }

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: Apache-2.0
+// Where the machine's zone stands, and how a change of it is noticed; and zones that cannot be read.
+#include "service/calendar/machine_zone.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "service/calendar/service_zone.h"
+#include "service/calendar/zone_file.h"
+
+namespace service {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::HasSubstr;
+
+std::string contents(const fs::path &file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void write(const fs::path &file, const std::string &text) {
+  std::ofstream(file, std::ios::binary) << text;
+}
+
+const fs::path database = "/usr/share/zoneinfo";
+
+struct Machine : ::testing::Test {
+  fs::path etc = make();
+  fs::path localtime = etc / "localtime";
+
+  static fs::path make() {
+    std::string path = fs::temp_directory_path() / "machine_zone_XXXXXX";
+    return mkdtemp(path.data()) == nullptr ? fs::path() : fs::path(path);
+  }
+  ~Machine() override { fs::remove_all(etc); }
+
+  std::string zone() const { return machine_zone(etc); }
+  std::string identity() const { return identity_of(files_of_machine_zone(etc)); }
+};
+
+TEST_F(Machine, a_link_names_its_zone) {
+  fs::create_symlink(database / "Europe/Berlin", localtime);
+  EXPECT_EQ(zone(), "Europe/Berlin");
+}
+
+TEST_F(Machine, a_link_that_climbs_names_its_zone) {
+  fs::create_symlink("../../../../../../../usr/share/zoneinfo/America/Argentina/Ushuaia", localtime);
+  EXPECT_EQ(zone(), "America/Argentina/Ushuaia");
+}
+
+TEST_F(Machine, a_copy_has_the_name_that_stands_beside_it) {
+  fs::copy_file(database / "Asia/Tokyo", localtime);
+  write(etc / "timezone", "Asia/Tokyo\n");
+  EXPECT_EQ(zone(), "Asia/Tokyo");
+}
+
+TEST_F(Machine, a_copy_beside_another_zones_name_goes_by_its_path) {
+  fs::copy_file(database / "Asia/Tokyo", localtime);
+  write(etc / "timezone", "Europe/Berlin\n");
+  EXPECT_EQ(zone(), ":" + localtime.string());
+  const host::Result<Zone> loaded = Zone::load(zone());
+  ASSERT_TRUE(loaded.ok());
+  EXPECT_EQ(loaded->offset_at(0), 9 * 3600);
+}
+
+TEST_F(Machine, without_a_file_it_is_utc) {
+  EXPECT_EQ(zone(), "UTC");
+}
+
+TEST_F(Machine, a_link_to_another_zone_is_noticed) {
+  fs::create_symlink(database / "Europe/Berlin", localtime);
+  const std::string before = identity();
+  EXPECT_EQ(identity(), before);
+  fs::remove(localtime);
+  EXPECT_NE(identity(), before);
+  fs::create_symlink(database / "Asia/Tokyo", localtime);
+  EXPECT_NE(identity(), before);
+}
+
+TEST_F(Machine, a_copy_that_is_replaced_or_written_over_is_noticed) {
+  fs::copy_file(database / "Europe/Berlin", localtime);
+  const std::string before = identity();
+  write(localtime, contents(database / "Asia/Tokyo"));
+  const std::string rewritten = identity();
+  EXPECT_NE(rewritten, before);
+  fs::copy_file(database / "Asia/Tokyo", etc / "new");
+  fs::rename(etc / "new", localtime);
+  EXPECT_NE(identity(), rewritten);
+}
+
+TEST_F(Machine, a_zone_file_behind_the_link_that_is_replaced_is_noticed) {
+  fs::copy_file(database / "Europe/Berlin", etc / "Berlin");
+  fs::create_symlink("Berlin", localtime);
+  const std::string before = identity();
+  fs::copy_file(database / "Europe/Paris", etc / "new");
+  fs::rename(etc / "new", etc / "Berlin");
+  EXPECT_NE(identity(), before);
+}
+
+TEST(ZoneFile, every_cut_is_refused_and_the_whole_is_not) {
+  const std::string whole = contents(database / "Europe/Berlin");
+  ASSERT_GT(whole.size(), 500u);
+  EXPECT_TRUE(is_whole_zone_file(whole));
+  for (size_t size = 0; size < whole.size(); size++)
+    EXPECT_FALSE(is_whole_zone_file(whole.substr(0, size))) << size;
+}
+
+TEST(ZoneFile, a_type_beyond_the_table_is_refused) {
+  std::string damaged = contents(database / "Europe/Berlin");
+  const size_t second = damaged.find("TZif", 4);
+  const auto count = [&](size_t at) {
+    return static_cast<size_t>(static_cast<unsigned char>(damaged[at + 2])) * 256 +
+           static_cast<unsigned char>(damaged[at + 3]);
+  };
+  const size_t first_type = second + 44 + count(second + 32) * 8;
+  damaged[first_type] = static_cast<char>(count(second + 36));
+  EXPECT_FALSE(is_whole_zone_file(damaged));
+}
+
+TEST(ZoneFile, a_damaged_one_is_an_error_and_not_the_end) {
+  const fs::path file = fs::temp_directory_path() / "damaged_zone";
+  write(file, contents(database / "Europe/Berlin").substr(0, 500));
+  EXPECT_FALSE(Zone::load(file).ok());
+  EXPECT_THAT(Zone::load(file).error().text, HasSubstr("damaged_zone"));
+  fs::remove(file);
+}
+
+TEST(ServiceZone, one_that_does_not_exist_is_named_with_who_asked_for_it) {
+  ASSERT_TRUE(set_service_zone("Asia/Tokyo").ok());
+  const host::Result<void> refused = set_service_zone("Europe/Atlantis");
+  ASSERT_FALSE(refused.ok());
+  EXPECT_THAT(refused.error().text, HasSubstr("Europe/Atlantis"));
+  EXPECT_THAT(refused.error().text, HasSubstr("the configuration"));
+  EXPECT_EQ(service_zone().identifier(), "Asia/Tokyo");
+  EXPECT_STREQ(std::getenv("TZ"), "Asia/Tokyo");
+}
+
+TEST(ServiceZone, the_process_lives_in_it) {
+  ASSERT_TRUE(set_service_zone("Australia/Lord_Howe").ok());
+  const time_t january = 1799755200;
+  tm calendar = {};
+  localtime_r(&january, &calendar);
+  EXPECT_EQ(calendar.tm_gmtoff, 11 * 3600);
+  EXPECT_EQ(service_zone().offset_at(january), 11 * 3600);
+}
+
+TEST(ServiceZone, a_file_that_is_replaced_is_read_again_by_us_and_by_the_c_library) {
+  const fs::path file = fs::temp_directory_path() / "zone_that_changes";
+  fs::copy_file(database / "Europe/Berlin", file, fs::copy_options::overwrite_existing);
+  ASSERT_TRUE(set_service_zone(file).ok());
+  EXPECT_FALSE(refresh_service_zone());
+  write(file, contents(database / "Asia/Tokyo").substr(0, 300));  // in the middle of being written
+  EXPECT_FALSE(refresh_service_zone());
+  EXPECT_EQ(service_zone().offset_at(1799755200), 3600);
+  write(file, contents(database / "Asia/Tokyo"));
+  EXPECT_TRUE(refresh_service_zone());
+  EXPECT_EQ(service_zone().offset_at(1799755200), 9 * 3600);
+  tm calendar = {};
+  const time_t january = 1799755200;
+  localtime_r(&january, &calendar);
+  EXPECT_EQ(calendar.tm_gmtoff, 9 * 3600);
+  fs::remove(file);
+}
+
+}  // namespace
+}  // namespace service
