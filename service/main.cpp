@@ -13,6 +13,7 @@
 #include "host/sysmgr.h"
 #include "host/transport/main_loop.h"
 #include "service/calendar/service_zone.h"
+#include "service/config/reload.h"
 #include "service/joblog/joblog.h"
 #include "service/notify.h"
 #include "service/options.h"
@@ -46,28 +47,44 @@ host::FileDescriptor take_signals() {
   sigemptyset(&wanted);
   sigaddset(&wanted, SIGTERM);
   sigaddset(&wanted, SIGINT);
+  sigaddset(&wanted, SIGHUP);
   sigprocmask(SIG_BLOCK, &wanted, nullptr);
   signal(SIGPIPE, SIG_IGN);
-  signal(SIGHUP, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);  // the write that goes too far fails, and says so
   return host::FileDescriptor(signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
-void run_until_signalled(host::MainLoop &loop, const host::FileDescriptor &signals, host::Server &server) {
-  const Watch end = Watch::readable(signals.get(), [&] { loop.quit(); });
+// False: the service is to end.
+bool take_signal(const host::FileDescriptor &signals, const Options &options, Context &context) {
+  signalfd_siginfo info = {};
+  if (read(signals.get(), &info, sizeof info) != static_cast<ssize_t>(sizeof info)) return true;
+  if (info.ssi_signo != SIGHUP) return false;
+  notify_reloading();
+  reload(read_settings(options), &context.settings);
   notify_supervisor("READY=1");
+  return true;
+}
+
+void run_until_signalled(host::MainLoop &loop, const host::FileDescriptor &signals, const Options &options,
+                         Context &context, host::Server &server) {
+  const Watch end = Watch::readable(signals.get(), [&] {
+    if (!take_signal(signals, options, context)) loop.quit();
+  });
+  notify_supervisor("READY=1");
+  const Watchdog watchdog;
   loop.run([&] { return server.serve_again(); });
   notify_supervisor("STOPPING=1");
 }
 
-int serve(const Options &options, const host::User &user) {
+int serve(const Options &options, std::shared_ptr<const Settings> settings, const host::User &user) {
   host::MainLoop loop;
   std::string error;
   if (const host::Result<void> zone = set_service_zone(); !zone) return give_up(failed, zone.error().text);
   if (!open_stores(&error)) return give_up(state_unusable, error);
   JobLog log;
-  Runner runner({options.interpreter, host::paths().system_wide});
-  Context context = {Authority(host::paths().system_wide, {user.uid, user.name}), log, runner};
+  Runner runner({settings->interpreter, host::paths().system_wide});
+  Context context = {Authority(host::paths().system_wide, {user.uid, user.name}), log, runner, false,
+                     std::move(settings)};
   Scheduler scheduler(context);
   if (!settle_stores(&error)) return give_up(failed, error);
   if (const auto opened = log.open(); !opened) return give_up(failed, opened.error().text);
@@ -86,11 +103,37 @@ int serve(const Options &options, const host::User &user) {
   std::unique_ptr<host::Server> server = host::Server::listen(listening, answer, &error);
   if (!server || !scheduler.start(&error)) return give_up(failed, error);
   say_whom_it_serves(user.name);
-  run_until_signalled(loop, signals, *server);
+  run_until_signalled(loop, signals, options, context, *server);
 
   server.reset();
   runner.stop_all(context);
   return ended;
+}
+
+int refuse(const std::vector<std::string> &problems) {
+  for (const std::string &problem : problems)
+    std::fprintf(stderr, "schedd: %s\n", problem.c_str());
+  return wrong_usage;
+}
+
+int say_right(const Settings &settings) {
+  const std::string &file = settings.file;
+  std::printf("%s\n",
+              file.empty() ? "there is no file of settings; the defaults are used" : (file + ": right").c_str());
+  return std::fflush(stdout) == 0 ? ended : failed;
+}
+
+int start(const Options &options, Settings settings) {
+  debug_level = options.debug_level;
+  host::store_set_bound(static_cast<uint64_t>(settings.store_limit_mib) << 20);
+  umask(077);
+  host::use_paths(host::resolve_paths(options.state_dir.empty() ? nullptr : options.state_dir.c_str()));
+  host::syslog_open("schedd", options.foreground);
+  const std::optional<host::User> user = host::user_by_uid(geteuid());
+  if (!user) return give_up(failed, "user number " + std::to_string(geteuid()) + " has no name; add it to the users");
+  const int status = serve(options, std::make_shared<const Settings>(std::move(settings)), *user);
+  sch_pss_close_handles(nullptr);
+  return status;
 }
 
 int run(int argc, char **argv) {
@@ -103,16 +146,9 @@ int run(int argc, char **argv) {
     case Parsed::run:
       break;
   }
-  debug_level = options.debug_level;
-  if (options.store_limit_mib != 0) host::store_set_bound(static_cast<uint64_t>(options.store_limit_mib) << 20);
-  umask(077);
-  host::use_paths(host::resolve_paths(options.state_dir.empty() ? nullptr : options.state_dir.c_str()));
-  host::syslog_open("schedd", options.foreground);
-  const std::optional<host::User> user = host::user_by_uid(geteuid());
-  if (!user) return give_up(failed, "user number " + std::to_string(geteuid()) + " has no name; add it to the users");
-  const int status = serve(options, *user);
-  sch_pss_close_handles(nullptr);
-  return status;
+  SettingsRead read = read_settings(options);
+  if (!read.problems.empty()) return refuse(read.problems);
+  return options.check ? say_right(read.settings) : start(options, std::move(read.settings));
 }
 
 }  // namespace

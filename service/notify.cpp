@@ -3,16 +3,31 @@
 
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "host/files/file_descriptor.h"
 
 namespace service {
 
-void notify_supervisor(const char *state) {
+namespace {
+
+constexpr unsigned long long longest_ms = 24ULL * 3600 * 1000;
+
+unsigned long long number_of(const char *name) {
+  const char *text = std::getenv(name);
+  return text != nullptr ? std::strtoull(text, nullptr, 10) : 0;
+}
+
+}  // namespace
+
+void notify_supervisor(const std::string &state) {
   const char *path = std::getenv("NOTIFY_SOCKET");
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
@@ -21,8 +36,28 @@ void notify_supervisor(const char *state) {
   if (path[0] == '@') address.sun_path[0] = '\0';  // an abstract socket
   const host::FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + std::strlen(path));
-  (void)sendto(socket.get(), state, std::strlen(state), MSG_NOSIGNAL, reinterpret_cast<const sockaddr *>(&address),
+  (void)sendto(socket.get(), state.data(), state.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr *>(&address),
                length);
+}
+
+void notify_reloading() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  const int64_t microseconds = int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000;
+  notify_supervisor("RELOADING=1\nMONOTONIC_USEC=" + std::to_string(microseconds));
+}
+
+unsigned watchdog_period_ms() {
+  const unsigned long long interval_us = number_of("WATCHDOG_USEC"), process = number_of("WATCHDOG_PID");
+  if (interval_us == 0 || (process != 0 && process != static_cast<unsigned long long>(getpid()))) return 0;
+  return static_cast<unsigned>(std::clamp(interval_us / 2000, 1ULL, longest_ms));
+}
+
+void Watchdog::tick() {
+  const unsigned period = watchdog_period_ms();
+  if (period == 0) return;
+  notify_supervisor("WATCHDOG=1");
+  next_ = Watch::after_ms(period, [this] { tick(); });
 }
 
 }  // namespace service

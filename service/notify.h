@@ -1,9 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
+// What the process that supervises this one is told, if it asked for it by its environment.
 #pragma once
+
+#include <string>
+
+#include "service/run/watch.h"
 
 namespace service {
 
-// Tells the process that supervises this one ("READY=1", "STOPPING=1"), if it asked for it by NOTIFY_SOCKET.
-void notify_supervisor(const char *state);
+void notify_supervisor(const std::string &state);  // "READY=1", "STOPPING=1"
+void notify_reloading();                           // "READY=1" says later that it is over
+
+// A sign of life at half the interval that the supervisor waits for one, from the main loop: a loop that hangs gives
+// none.
+class Watchdog {
+ public:
+  Watchdog() { tick(); }
+  Watchdog(const Watchdog &) = delete;
+  Watchdog &operator=(const Watchdog &) = delete;
+
+ private:
+  void tick();
+  Watch next_;
+};
+
+// Milliseconds between two signs; 0: none is asked for.
+unsigned watchdog_period_ms();
 
 }  // namespace service

@@ -1,109 +1,144 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/options.h"
 
-#include <getopt.h>
-#include <unistd.h>
+#include <glib.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <memory>
+#include <optional>
+
+#include "service/config/keys.h"
 
 namespace service {
 namespace {
 
-constexpr char usage[] =
-    "Usage: schedd [OPTION]...\n"
+constexpr int highest_level = 255;
+
+constexpr char summary[] =
     "The scheduler service: keeps jobs and schedules, and runs what is due.\n"
     "As root it serves all users; as anyone else, that user alone. It stays in the foreground.\n"
+    "SIGHUP has it read its settings again.";
+constexpr char description[] =
+    "What is given here outdoes the file of settings.\n"
     "\n"
-    "  --state-dir DIR     where the stores and the job log are\n"
-    "  --interpreter PATH  what runs the jobs' text; /bin/sh unless given\n"
-    "  --store-limit MIB   the most that each store's file may take, 1 to 1024; 128 unless given\n"
-    "  --foreground        messages of the system log also to standard error\n"
-    "  --debug LEVEL       traces below this level to standard error\n"
-    "  --version           print the version\n"
-    "  --help              print this text\n"
-    "\n"
-    "Exit status: 0 ended by SIGTERM or SIGINT, 1 failed, 2 wrong usage,\n"
+    "Exit status: 0 ended by SIGTERM or SIGINT, 1 failed, 2 wrong usage or wrong settings,\n"
     "3 the state directory cannot be used, or another service uses it.\n";
 
-enum Option { state_dir = 1, interpreter, store_limit, foreground, debug, version, help };
+using Context = std::unique_ptr<GOptionContext, decltype(&g_option_context_free)>;
+using Text = std::unique_ptr<char, decltype(&g_free)>;
 
-constexpr option long_options[] = {
-    {"state-dir", required_argument, nullptr, state_dir},
-    {"interpreter", required_argument, nullptr, interpreter},
-    {"store-limit", required_argument, nullptr, store_limit},
-    {"foreground", no_argument, nullptr, foreground},
-    {"debug", required_argument, nullptr, debug},
-    {"version", no_argument, nullptr, version},
-    {"help", no_argument, nullptr, help},
-    {nullptr, 0, nullptr, 0},
+// GOption's own types; each text is freed with the record.
+struct Raw {
+  char *config = nullptr, *state_dir = nullptr, *interpreter = nullptr, *store_limit = nullptr, *debug = nullptr;
+  gboolean check = FALSE, foreground = FALSE, version = FALSE, help = FALSE;
+
+  Raw() = default;
+  Raw(const Raw &) = delete;
+  Raw &operator=(const Raw &) = delete;
+  ~Raw() {
+    for (char *text : {config, state_dir, interpreter, store_limit, debug})
+      g_free(text);
+  }
 };
+
+// FILENAME takes the argument's bytes as they are, in any locale.
+Context make_context(Raw *raw) {
+  const GOptionEntry entries[] = {
+      {"config", 0, 0, G_OPTION_ARG_FILENAME, &raw->config, "the file of settings", "FILE"},
+      {"check", 0, 0, G_OPTION_ARG_NONE, &raw->check, "say whether the settings are right, and end", nullptr},
+      {"state-dir", 0, 0, G_OPTION_ARG_FILENAME, &raw->state_dir, "where the stores and the job log are", "DIR"},
+      {"interpreter", 0, 0, G_OPTION_ARG_FILENAME, &raw->interpreter, "what runs the jobs' text; /bin/sh unless given",
+       "PATH"},
+      {"store-limit", 0, 0, G_OPTION_ARG_FILENAME, &raw->store_limit,
+       "the most that each store's file may take, 1 to 1024; 128 unless given", "MIB"},
+      {"foreground", 0, 0, G_OPTION_ARG_NONE, &raw->foreground, "messages of the system log also to standard error",
+       nullptr},
+      {"debug", 0, 0, G_OPTION_ARG_FILENAME, &raw->debug, "traces below this level to standard error", "LEVEL"},
+      {"version", 0, 0, G_OPTION_ARG_NONE, &raw->version, "print the version", nullptr},
+      {"help", 0, 0, G_OPTION_ARG_NONE, &raw->help, "print this text", nullptr},
+      {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr},
+  };
+  g_set_prgname("schedd");
+  Context context(g_option_context_new(nullptr), g_option_context_free);
+  g_option_context_set_help_enabled(context.get(), FALSE);  // it would end the process
+  g_option_context_add_main_entries(context.get(), entries, nullptr);
+  g_option_context_set_summary(context.get(), summary);
+  g_option_context_set_description(context.get(), description);
+  return context;
+}
 
 Parsed print(const char *text) {
   return std::fputs(text, stdout) < 0 || std::fflush(stdout) != 0 ? Parsed::wrong : Parsed::done;
 }
 
-Parsed complain(const char *what, const char *about) {
-  std::fprintf(stderr, "schedd: %s: %s; see schedd --help\n", about, what);
+Parsed complain(const std::string &what) {
+  std::fprintf(stderr, "schedd: %s; see schedd --help\n", what.c_str());
   return Parsed::wrong;
 }
 
-struct Range {
-  int least, most;
-  const char *complaint;
-};
-constexpr Range levels = {0, 255, "not a level 0 to 255"};
-constexpr Range store_limits = {1, 1024, "not a limit of 1 to 1024 MiB"};
-
-Parsed take_number(const char *text, const Range &range, int *number) {
-  char *end = nullptr;
-  errno = 0;
-  const long value = std::strtol(text, &end, 10);
-  const bool is_number = errno == 0 && end != text && *end == 0;
-  if (!is_number || value < range.least || value > range.most) return complain(range.complaint, text);
-  *number = static_cast<int>(value);
-  return Parsed::run;
+// What is wrong, or nothing.
+std::optional<std::string> set_by_name(Settings *settings, const std::string &name, const std::string &value) {
+  const std::vector<Key> keys = keys_of(*settings);
+  const auto key = std::find_if(keys.begin(), keys.end(), [&](const Key &each) { return name == each.name; });
+  return set_value(*key, value);
 }
 
-Parsed take_interpreter(const char *path, std::string *taken) {
-  if (path[0] != '/') return complain("the interpreter needs its whole path", path);
-  if (access(path, X_OK) != 0) return complain(std::strerror(errno), path);
-  *taken = path;
-  return Parsed::run;
-}
-
-Parsed take(int which, Options *options) {
-  switch (which) {
-    case state_dir:
-      options->state_dir = optarg;
-      return options->state_dir.empty() ? complain("no directory", "--state-dir") : Parsed::run;
-    case interpreter:
-      return take_interpreter(optarg, &options->interpreter);
-    case store_limit:
-      return take_number(optarg, store_limits, &options->store_limit_mib);
-    case foreground:
-      options->foreground = true;
-      return Parsed::run;
-    case debug:
-      return take_number(optarg, levels, &options->debug_level);
-    case version:
-      return print("schedd " SCHEDCLI_VERSION "\n");
-    case help:
-      return print(usage);
-    default:
-      return complain("wrong option", "usage");
+Parsed take_settings(const Raw &raw, Options *options) {
+  Settings trial;
+  for (const auto &[name, value] : {std::pair("interpreter", raw.interpreter), {"store-limit", raw.store_limit}}) {
+    if (value == nullptr) continue;
+    if (const auto wrong = set_by_name(&trial, name, value)) return complain(*wrong);
+    options->settings.emplace_back(name, value);
   }
+  return Parsed::run;
+}
+
+Parsed take_level(const char *text, int *level) {
+  guint64 value = 0;
+  if (g_ascii_string_to_unsigned(text, 10, 0, highest_level, &value, nullptr) == FALSE)
+    return complain("'" + std::string(text) + "' is no level of 0 to 255");
+  *level = static_cast<int>(value);
+  return Parsed::run;
+}
+
+Parsed take_file(const char *option, const char *value, std::string *taken) {
+  if (value == nullptr) return Parsed::run;
+  *taken = value;
+  return taken->empty() ? complain(std::string(option) + " needs a name") : Parsed::run;
+}
+
+Parsed take(const Raw &raw, Options *options) {
+  options->check = raw.check != FALSE;
+  options->foreground = raw.foreground != FALSE;
+  if (take_file("--state-dir", raw.state_dir, &options->state_dir) != Parsed::run) return Parsed::wrong;
+  if (take_file("--config", raw.config, &options->config_file) != Parsed::run) return Parsed::wrong;
+  if (raw.debug != nullptr && take_level(raw.debug, &options->debug_level) != Parsed::run) return Parsed::wrong;
+  return take_settings(raw, options);
 }
 
 }  // namespace
 
 Parsed parse_options(int argc, char **argv, Options *options) {
-  optind = 0;  // also when called again
-  for (int which; (which = getopt_long(argc, argv, "", long_options, nullptr)) != -1;)
-    if (const Parsed parsed = take(which, options); parsed != Parsed::run) return parsed;
-  return optind < argc ? complain("not an option", argv[optind]) : Parsed::run;
+  Raw raw;
+  const Context context = make_context(&raw);
+  GError *error = nullptr;
+  if (g_option_context_parse(context.get(), &argc, &argv, &error) == FALSE) {
+    const Parsed parsed = complain(error->message);
+    g_error_free(error);
+    return parsed;
+  }
+  if (raw.help != FALSE) return print(Text(g_option_context_get_help(context.get(), TRUE, nullptr), g_free).get());
+  if (raw.version != FALSE) return print("schedd " SCHEDCLI_VERSION "\n");
+  return argc > 1 ? complain("'" + std::string(argv[1]) + "' is no option") : take(raw, options);
+}
+
+SettingsRead read_settings(const Options &options) {
+  const bool named = !options.config_file.empty();
+  SettingsRead read = read_settings(named ? options.config_file : usual_settings_file(), named);
+  for (const auto &[name, value] : options.settings)
+    set_by_name(&read.settings, name, value);
+  return read;
 }
 
 }  // namespace service

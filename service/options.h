@@ -2,19 +2,27 @@
 #pragma once
 
 #include <string>
+#include <utility>
+#include <vector>
+
+#include "service/config/settings_file.h"
 
 namespace service {
 
 struct Options {
-  std::string state_dir;  // empty: the usual one
-  std::string interpreter = "/bin/sh";
+  std::string state_dir;    // empty: the usual one
+  std::string config_file;  // empty: the usual one, which need not be there
+  bool check = false;       // say whether the settings are right, and end
   bool foreground = false;  // the system log's messages also on standard error
   int debug_level = 0;
-  int store_limit_mib = 0;  // 0: the usual one
+  std::vector<std::pair<std::string, std::string>> settings;  // keys with values that outdo the file's
 };
 
 enum class Parsed { run, done, wrong };  // done: help or version was printed; wrong: said on standard error
 
 Parsed parse_options(int argc, char **argv, Options *options);
+
+// The file that the options name, with their own settings over it.
+SettingsRead read_settings(const Options &options);
 
 }  // namespace service

@@ -201,6 +201,11 @@ std::string why_not_trusted(const struct stat &found) {
   return found.st_size > file_limit ? "is larger than 1 MiB" : "";
 }
 
+// A service started for another user may have a home directory in its environment that is not its own.
+bool is_out_of_sight(int error) {
+  return error == ENOENT || error == ENOTDIR || error == EACCES;
+}
+
 bool read_whole(int file, std::string *text) {
   char buffer[8192];
   ssize_t size = 0;
@@ -216,9 +221,9 @@ SettingsRead parse_settings(const std::string &text, const std::string &file) {
 }
 
 SettingsRead read_settings(const std::string &file, bool must_exist) {
-  const host::FileDescriptor opened(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!opened && errno == ENOENT && !must_exist) return {};
   struct stat found {};
+  if (!must_exist && stat(file.c_str(), &found) != 0 && is_out_of_sight(errno)) return {};
+  const host::FileDescriptor opened(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!opened || fstat(opened.get(), &found) != 0) return refused(file, std::strerror(errno));
   if (const std::string why = why_not_trusted(found); !why.empty()) return refused(file, why);
   std::string text;

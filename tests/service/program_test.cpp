@@ -13,6 +13,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 
 #include "host/files/paths.h"
 #include "host/store/store.h"
@@ -27,13 +28,18 @@ using ::testing::HasSubstr;
 class Program {
  public:
   // `notify`: the socket that is told when it is ready.
+  // `environment`: assignments.
   explicit Program(std::vector<std::string> arguments, const std::string &notify = {}, uid_t uid = geteuid(),
-                   const std::string &path = SCHEDD_PATH) {
+                   const std::string &path = SCHEDD_PATH, std::vector<std::string> environment = {}) {
     int ends[2];
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
     arguments.insert(arguments.begin(), path);
     pid_ = fork();
-    if (pid_ == 0) run(std::move(arguments), ends[1], notify, uid);
+    if (pid_ == 0) {
+      for (std::string &assignment : environment)
+        putenv(assignment.data());
+      run(std::move(arguments), ends[1], notify, uid);
+    }
     close(ends[1]);
     output_ = ends[0];
   }
@@ -49,6 +55,7 @@ class Program {
     waitpid(std::exchange(pid_, -1), &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
+  void signal(int number) const { kill(pid_, number); }
   int end(int number) {
     kill(pid_, number);
     return wait();
@@ -99,10 +106,10 @@ struct ServiceProgram : ::testing::Test {
     close(notify);
     std::filesystem::remove_all(directory);
   }
-  std::string told() const {
+  std::string told(int timeout_ms = 20000) const {
     pollfd readable = {notify, POLLIN, 0};
-    char text[64];
-    if (poll(&readable, 1, 20000) != 1) return "(nothing)";
+    char text[128];
+    if (poll(&readable, 1, timeout_ms) != 1) return "(nothing)";
     const ssize_t size = recv(notify, text, sizeof text, 0);
     return {text, static_cast<size_t>(std::max<ssize_t>(size, 0))};
   }
@@ -140,13 +147,79 @@ TEST_F(ServiceProgram, wrong_options_are_told_apart_from_failures) {
                                                     {"--interpreter", "sh"},
                                                     {"--interpreter", "/no/such"},
                                                     {"--state-dir", ""},
+                                                    {"--config", ""},
+                                                    {"--check", "x"},
                                                     {"--state-dir"}})
     EXPECT_EQ(Program(arguments).wait(), 2) << arguments[0];
   Program help({"--help"}), version({"--version"});
   EXPECT_EQ(help.wait(), 0);
-  EXPECT_THAT(help.output(), HasSubstr("Usage: schedd"));
+  EXPECT_THAT(help.output(), HasSubstr("Usage:\n  schedd "));
   EXPECT_EQ(version.wait(), 0);
   EXPECT_THAT(version.output(), HasSubstr("schedd 1."));
+}
+
+std::string written(const std::string &path, const std::string &text) {
+  std::ofstream(path) << text;
+  chmod(path.c_str(), 0600);
+  return path;
+}
+
+TEST_F(ServiceProgram, check_says_whether_the_settings_are_right_and_starts_nothing) {
+  const std::string right = written(directory + "/right", "[runs]\nparallel=3\n");
+  const std::string wrong = written(directory + "/wrong", "[runs]\nparallel=x\n[nothing]\n");
+  Program accepted({"--check", "--config", right, "--state-dir", state});
+  EXPECT_EQ(accepted.wait(), 0);
+  EXPECT_EQ(accepted.output(), right + ": right\n");
+  Program refused({"--check", "--config", wrong, "--state-dir", state});
+  EXPECT_EQ(refused.wait(), 2);
+  const std::string output = refused.output();
+  EXPECT_THAT(output, HasSubstr(wrong + ":2: 'x' is not allowed for parallel; it takes a number from 1 to 1000\n"));
+  EXPECT_THAT(output, HasSubstr(wrong + ":3: [nothing] is no group"));
+  EXPECT_EQ(Program({"--check", "--config", directory + "/none"}).wait(), 2);
+  EXPECT_FALSE(std::filesystem::exists(state));
+}
+
+TEST_F(ServiceProgram, wrong_settings_are_refused_at_the_start) {
+  Program refused(
+      {"--state-dir", state, "--config", written(directory + "/conf", "[service]\ninterpreter=/no/such\n")});
+  EXPECT_EQ(refused.wait(), 2);
+  EXPECT_THAT(refused.output(), HasSubstr("conf:2: '/no/such' is not allowed for interpreter"));
+  EXPECT_FALSE(std::filesystem::exists(state));
+}
+
+TEST_F(ServiceProgram, a_hangup_reads_the_settings_again_or_leaves_them_and_says_either) {
+  const std::string conf = written(directory + "/conf", "[runs]\nparallel=3\n");
+  Program program({"--state-dir", state, "--config", conf, "--foreground"}, notify_path);
+  ASSERT_EQ(told(), "READY=1");
+  written(conf, "[runs]\nparallel=0\n");
+  program.signal(SIGHUP);
+  EXPECT_THAT(told(), ::testing::MatchesRegex("RELOADING=1\nMONOTONIC_USEC=[0-9]+"));
+  EXPECT_EQ(told(), "READY=1");
+  written(conf, "[runs]\nparallel=4\n[service]\nstore-limit=7\n");
+  program.signal(SIGHUP);
+  EXPECT_THAT(told(), HasSubstr("RELOADING=1"));
+  EXPECT_EQ(told(), "READY=1");
+  EXPECT_EQ(program.end(SIGTERM), 0);
+  const std::string output = program.output();
+  EXPECT_THAT(output, HasSubstr("settings: " + conf + ":2: '0' is not allowed for parallel"));
+  EXPECT_THAT(output, HasSubstr("settings: not read again, those in use stay"));
+  EXPECT_THAT(output, HasSubstr("settings: store-limit=7 takes effect when the service starts again"));
+  EXPECT_THAT(output, HasSubstr("settings: read again"));
+}
+
+TEST_F(ServiceProgram, the_supervisors_watchdog_hears_from_the_main_loop_again_and_again) {
+  Program program({"--state-dir", state}, notify_path, geteuid(), SCHEDD_PATH, {"WATCHDOG_USEC=20000"});
+  ASSERT_EQ(told(), "READY=1");
+  for (int i = 0; i < 3; i++)
+    EXPECT_EQ(told(), "WATCHDOG=1");
+}
+
+TEST_F(ServiceProgram, a_watchdog_of_another_process_is_not_served) {
+  Program program({"--state-dir", state}, notify_path, geteuid(), SCHEDD_PATH,
+                  {"WATCHDOG_USEC=20000", "WATCHDOG_PID=1"});
+  ASSERT_EQ(told(), "READY=1");
+  EXPECT_EQ(program.end(SIGTERM), 0);
+  EXPECT_EQ(told(), "STOPPING=1");
 }
 
 TEST_F(ServiceProgram, a_state_directory_that_cannot_be_used_is_told_with_its_path) {

@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "service/config/keys.h"
+#include "service/config/reload.h"
 #include "service/config/settings_file.h"
 #include "tests/service/world.h"
 
@@ -198,6 +199,16 @@ TEST(Settings, the_default_file_has_every_default_and_changes_nothing) {
   service::Settings fresh;
   for (const service::Key &key : service::keys_of(fresh))
     EXPECT_EQ(value_after(open, key.group, key.name), service::value_of(key)) << key.name;
+}
+
+TEST(Settings, a_reload_takes_right_settings_and_leaves_those_in_use_otherwise) {
+  auto in_use = std::make_shared<const service::Settings>();
+  const auto before = in_use;
+  EXPECT_FALSE(service::reload(parse("[runs]\nparallel=3\nmissed=x\n"), &in_use));
+  EXPECT_EQ(in_use, before);
+  EXPECT_TRUE(service::reload(parse("[runs]\nparallel=3\n"), &in_use));
+  EXPECT_EQ(in_use->max_parallel, 3);
+  EXPECT_EQ(before->max_parallel, 64);
 }
 
 struct SettingsFile : ::testing::Test {
