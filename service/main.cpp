@@ -8,10 +8,11 @@
 
 #include "host/debug.h"
 #include "host/files/paths.h"
+#include "host/loop/loop.h"
+#include "host/loop/watch.h"
 #include "host/security/security.h"
 #include "host/store/store.h"
 #include "host/sysmgr.h"
-#include "host/transport/main_loop.h"
 #include "service/calendar/service_zone.h"
 #include "service/config/reload.h"
 #include "service/joblog/joblog.h"
@@ -20,7 +21,6 @@
 #include "service/request/dispatch.h"
 #include "service/run/runner.h"
 #include "service/run/scheduler.h"
-#include "service/run/watch.h"
 #include "service/state/startup.h"
 
 namespace service {
@@ -65,19 +65,19 @@ bool take_signal(const host::FileDescriptor &signals, const Options &options, Co
   return true;
 }
 
-void run_until_signalled(host::MainLoop &loop, const host::FileDescriptor &signals, const Options &options,
-                         Context &context, host::Server &server) {
-  const Watch end = Watch::readable(signals.get(), [&] {
+void run_until_signalled(host::Loop &loop, const host::FileDescriptor &signals, const Options &options,
+                         Context &context) {
+  const host::Watch end = host::Watch::readable(signals.get(), [&] {
     if (!take_signal(signals, options, context)) loop.quit();
   });
   notify_supervisor("READY=1");
   const Watchdog watchdog;
-  loop.run([&] { return server.serve_again(); });
+  loop.run();
   notify_supervisor("STOPPING=1");
 }
 
 int serve(const Options &options, std::shared_ptr<const Settings> settings, const host::User &user) {
-  host::MainLoop loop;
+  host::Loop loop;
   std::string error;
   if (const host::Result<void> zone = set_service_zone(); !zone) return give_up(failed, zone.error().text);
   if (!open_stores(&error)) return give_up(state_unusable, error);
@@ -103,7 +103,7 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   std::unique_ptr<host::Server> server = host::Server::listen(listening, answer, &error);
   if (!server || !scheduler.start(&error)) return give_up(failed, error);
   say_whom_it_serves(user.name);
-  run_until_signalled(loop, signals, options, context, *server);
+  run_until_signalled(loop, signals, options, context);
 
   server.reset();
   runner.stop_all(context);

@@ -57,7 +57,7 @@ void Watchdog::tick() {
   const unsigned period = watchdog_period_ms();
   if (period == 0) return;
   notify_supervisor("WATCHDOG=1");
-  next_ = Watch::after_ms(period, [this] { tick(); });
+  next_ = host::Watch::after_ms(period, [this] { tick(); });
 }
 
 }  // namespace service

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "service/run/watch.h"
+#include "host/loop/watch.h"
 
 namespace service {
 
@@ -21,7 +21,7 @@ class Watchdog {
 
  private:
   void tick();
-  Watch next_;
+  host::Watch next_;
 };
 
 // Milliseconds between two signs; 0: none is asked for.

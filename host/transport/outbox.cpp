@@ -2,7 +2,7 @@
 #include <cerrno>
 
 #include "host/status.h"
-#include "host/transport/served_client.h"
+#include "host/transport/outbox.h"
 
 namespace host {
 

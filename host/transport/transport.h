@@ -65,7 +65,7 @@ struct Later {
 
 using Handler = std::function<Answer(const Incoming &)>;
 
-// Listens on `socket_path` and serves on the thread's default GLib main context until destroyed. Only `only_uid` (and
+// Listens on `socket_path` and serves on the thread's loop (host/loop/loop.h) until destroyed. Only `only_uid` (and
 // root) may connect when it is given; otherwise every user may. Removes a socket that an earlier service left at the
 // path: the caller holds the lock of the one service (sysmgr_prepare). Raises the process's soft limit of open files
 // for client_limit.
@@ -78,9 +78,6 @@ class Server {
   };
   // Null on failure; `error` then says what and where, and what to do.
   static std::unique_ptr<Server> listen(const Options &options, Handler handler, std::string *error);
-  // For a main loop that asks while it waits: answers the client that alone asked the last time, if it has asked again.
-  // False: it has not, or the main loop's turn has come.
-  bool serve_again();
   int clients() const;  // connected now
   ~Server();
   Server(const Server &) = delete;

@@ -146,7 +146,7 @@ void JobLog::begin_anew(const char *why, uint32_t now) {
 
 void JobLog::add(const LogRecord &record) {
   if (!volume_->append(record)) report_errno();
-  if (!sync_later_.active()) sync_later_ = Watch::after_ms(sync_delay_ms, [this] { sync(); });
+  if (!sync_later_.active()) sync_later_ = host::Watch::after_ms(sync_delay_ms, [this] { sync(); });
 }
 
 void JobLog::append(const LogRecord &record) {

@@ -7,13 +7,13 @@
 #include <memory>
 #include <string>
 
+#include "host/loop/watch.h"
 #include "host/result.h"
 #include "schedcli.h"
 #include "service/joblog/log_reader.h"
 #include "service/joblog/log_record.h"
 #include "service/joblog/log_volume.h"
 #include "service/joblog/outcome_source.h"
-#include "service/run/watch.h"
 
 namespace service {
 
@@ -67,7 +67,7 @@ class JobLog {
 
   std::shared_ptr<LogVolume> volume_;
   OutcomeSource outcomes_;
-  Watch sync_later_;
+  host::Watch sync_later_;
 };
 
 // Where these settings put the file.

@@ -34,7 +34,7 @@ bool Alarm::open(Ring ring, std::string *error) {
   }
   ring_ = std::move(ring);
   offset_ = clock_offset();
-  watch_ = Watch::readable(timer_.get(), [this] { on_readable(); });
+  watch_ = host::Watch::readable(timer_.get(), [this] { on_readable(); });
   set_for_ = -1;
   set(0);
   return true;

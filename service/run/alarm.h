@@ -6,7 +6,7 @@
 #include <string>
 
 #include "host/files/file_descriptor.h"
-#include "service/run/watch.h"
+#include "host/loop/watch.h"
 
 namespace service {
 
@@ -23,7 +23,7 @@ class Alarm {
   void on_readable();
 
   host::FileDescriptor timer_;
-  Watch watch_;
+  host::Watch watch_;
   Ring ring_;
   time_t set_for_ = 0;
   time_t offset_ = 0;  // of the wall clock from the clock that nobody sets

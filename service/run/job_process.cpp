@@ -27,9 +27,9 @@ JobProcess::~JobProcess() {
 }
 
 void JobProcess::watch(unsigned time_limit_s) {
-  output_ = Watch::readable(child_.output.get(), [this] { take_output(); });
-  exit_ = Watch::readable(child_.pidfd.get(), [this] { finish(); });
-  timer_ = Watch::after_ms(time_limit_s * 1000, [this, time_limit_s] { out_of_time(time_limit_s); });
+  output_ = host::Watch::readable(child_.output.get(), [this] { take_output(); });
+  exit_ = host::Watch::readable(child_.pidfd.get(), [this] { finish(); });
+  timer_ = host::Watch::after_ms(time_limit_s * 1000, [this, time_limit_s] { out_of_time(time_limit_s); });
 }
 
 void JobProcess::keep(const char *bytes, size_t size) {
@@ -56,7 +56,7 @@ void JobProcess::out_of_time(unsigned time_limit_s) {
   if (!timed_out_) {
     timed_out_ = true;
     signal_group(SIGTERM);
-    timer_ = Watch::after_ms(job_grace_ms, [this, time_limit_s] { out_of_time(time_limit_s); });
+    timer_ = host::Watch::after_ms(job_grace_ms, [this, time_limit_s] { out_of_time(time_limit_s); });
     result_.remark = "stopped: it ran longer than " + std::to_string(time_limit_s) + " seconds";
     return;
   }

@@ -7,9 +7,9 @@
 #include <memory>
 #include <string>
 
+#include "host/loop/watch.h"
 #include "service/limits.h"
 #include "service/run/child.h"
-#include "service/run/watch.h"
 
 namespace service {
 
@@ -48,7 +48,7 @@ class JobProcess {
   Done done_;
   Result result_;
   bool timed_out_ = false;
-  Watch output_, exit_, timer_;
+  host::Watch output_, exit_, timer_;
 };
 
 }  // namespace service

@@ -63,8 +63,8 @@ void Run::authenticate() {
   if (!answer.later) return authenticated(answer.status);
   authentication_ = answer.later;
   const auto ask = [this] { authenticated(std::exchange(authentication_, nullptr)->answer().status); };
-  authentication_ready_ = Watch::readable(authentication_->descriptor, ask);
-  authentication_timer_ = Watch::after_ms(static_cast<unsigned>(authentication_->deadline_ms), ask);
+  authentication_ready_ = host::Watch::readable(authentication_->descriptor, ask);
+  authentication_timer_ = host::Watch::after_ms(static_cast<unsigned>(authentication_->deadline_ms), ask);
 }
 
 void Run::authenticated(uint32_t status) {

@@ -5,11 +5,11 @@
 #include <optional>
 #include <string>
 
+#include "host/loop/watch.h"
 #include "host/security/security.h"
 #include "schedcli.h"
 #include "service/request/context.h"
 #include "service/run/job_process.h"
-#include "service/run/watch.h"
 
 namespace service {
 
@@ -50,7 +50,7 @@ class Run {
   uintptr_t job_ = 0;
   std::unique_ptr<JobProcess> process_;
   std::shared_ptr<host::Later> authentication_;
-  Watch authentication_ready_, authentication_timer_;
+  host::Watch authentication_ready_, authentication_timer_;
 };
 
 }  // namespace service

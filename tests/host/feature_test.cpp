@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/feature.h"
 
-#include <glib.h>
 #include <sys/wait.h>
 
 #include <csignal>
 #include <cstring>
 
+#include "host/loop/loop.h"
 #include "host/transport/transport.h"
 #include "platform/feature.h"
 #include "schedcli.h"
@@ -50,11 +50,12 @@ class FeatureTest : public StoreTest {
       return answer;
     };
     std::string error;
+    host::Loop loop;
     host::Server::Options options;
     options.socket_path = host::paths().socket;
     const auto server = host::Server::listen(options, handler, &error);
     if (write(ready, server ? "y" : "n", 1) != 1) _exit(1);
-    g_main_loop_run(g_main_loop_new(nullptr, FALSE));
+    loop.run();
     _exit(0);
   }
 

@@ -16,6 +16,7 @@
 
 #include "host/files/file_descriptor.h"
 #include "host/files/paths.h"
+#include "host/loop/loop.h"
 #include "host/security/security.h"
 
 namespace security_test {
@@ -33,6 +34,7 @@ Answer control(const Incoming &incoming) {
 [[noreturn]] void be_service(const Handler &handler, int ready) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   std::string error;
+  Loop loop;
   Server::Options options;
   options.socket_path = paths().socket;
   if (security_become_service() != 0) ::_exit(1);
@@ -43,7 +45,7 @@ Answer control(const Incoming &incoming) {
       },
       &error);
   if (!server || ::write(ready, "r", 1) != 1) ::_exit(1);
-  g_main_loop_run(g_main_loop_new(nullptr, FALSE));
+  loop.run();
   ::_exit(0);
 }
 

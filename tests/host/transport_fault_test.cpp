@@ -255,6 +255,7 @@ TEST_F(FaultTest, a_stream_copes_with_each_failing_call_of_either_end) {
 }
 
 TEST_F(FaultTest, a_server_that_cannot_listen_says_so_and_leaves_nothing) {
+  const Loop loop;
   const int before = open_descriptors();
   for (const char *call : {"socket", "epoll_ctl"}) {
     std::string error;

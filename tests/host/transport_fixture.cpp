@@ -2,20 +2,20 @@
 #include "tests/host/transport_fixture.h"
 
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <future>
 #include <stdexcept>
 
 #include "host/files/paths.h"
+#include "host/loop/watch.h"
 #include "host/transport/address.h"
 
 namespace transport_test {
@@ -23,29 +23,6 @@ namespace transport_test {
 using namespace host;
 
 namespace {
-
-struct Call {
-  std::function<void()> what;
-  std::promise<void> done;
-  std::atomic<bool> handed_over = false;  // for a thread sanitizer, which does not see the main loop's own locks
-};
-
-// Runs in the main context's thread, and waits for it.
-void run_in(GMainContext *context, std::function<void()> what) {
-  Call call;
-  call.what = std::move(what);
-  call.handed_over = true;
-  g_main_context_invoke(
-      context,
-      [](void *data) -> gboolean {
-        auto *pending = static_cast<Call *>(data);
-        if (pending->handed_over) pending->what();
-        pending->done.set_value();
-        return G_SOURCE_REMOVE;
-      },
-      &call);
-  call.done.get_future().wait();
-}
 
 FileDescriptor new_socket() {
   return FileDescriptor(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
@@ -95,9 +72,9 @@ Answer echo(const Incoming &request) {
   return answer;
 }
 
-RunningServer::RunningServer(Server::Options options, Handler handler) {
+RunningServer::RunningServer(Server::Options options, Handler handler) : asked_(::eventfd(0, EFD_CLOEXEC)) {
   std::promise<std::string> started;
-  thread_ = std::thread([&] { run(options, std::move(handler), [&](std::string e) { started.set_value(e); }); });
+  thread_ = std::thread([&] { run(options, std::move(handler), &started); });
   const std::string error = started.get_future().get();
   if (!error.empty()) {
     thread_.join();
@@ -105,26 +82,38 @@ RunningServer::RunningServer(Server::Options options, Handler handler) {
   }
 }
 
-void RunningServer::run(Server::Options options, Handler handler, std::function<void(std::string)> started) {
-  loop_ = std::make_unique<MainLoop>();
+void RunningServer::run(const Server::Options &options, Handler handler, std::promise<std::string> *started) {
+  Loop loop;
   std::string error;
-  server_ = Server::listen(options, std::move(handler), &error);
-  started(error);
-  if (server_) loop_->run([this] { return server_->serve_again(); });
-  server_.reset();
-  loop_.reset();
+  const std::unique_ptr<Server> server = Server::listen(options, std::move(handler), &error);
+  const Watch questions = Watch::readable(asked_.get(), [this] {
+    eventfd_t times = 0;
+    ASSERT_EQ(::read(asked_.get(), &times, sizeof times), static_cast<ssize_t>(sizeof times));
+    std::packaged_task<void()> question = std::move(question_);
+    question();
+  });
+  loop_ = &loop;
+  server_ = server.get();
+  started->set_value(error);
+  if (server) loop.run();
+}
+
+void RunningServer::ask(std::function<void()> question) {
+  question_ = std::packaged_task<void()>(std::move(question));
+  const std::future<void> answered = question_.get_future();
+  const eventfd_t once = 1;
+  ASSERT_EQ(::write(asked_.get(), &once, sizeof once), static_cast<ssize_t>(sizeof once));
+  answered.wait();
 }
 
 RunningServer::~RunningServer() {
-  GMainContext *context = g_main_context_ref(loop_->context());  // the loop's end may overtake the call that ends it
-  run_in(context, [this] { loop_->quit(); });
+  ask([this] { loop_->quit(); });
   thread_.join();
-  g_main_context_unref(context);
 }
 
 int RunningServer::clients() {
   int count = 0;
-  run_in(loop_->context(), [&] { count = server_->clients(); });
+  ask([&] { count = server_->clients(); });
   return count;
 }
 

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// Real sockets in a directory of the test's own: the server in a thread with its own main context, a service that the
+// Real sockets in a directory of the test's own: the server in a thread with its own loop, a service that the
 // test plays itself, and a client that sends what it likes.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,8 +15,8 @@
 #include <vector>
 
 #include "host/files/file_descriptor.h"
+#include "host/loop/loop.h"
 #include "host/transport/frame.h"
-#include "host/transport/main_loop.h"
 #include "host/transport/transport.h"
 #include "platform/cmi.h"
 
@@ -41,10 +42,13 @@ class RunningServer {
   bool reaches_clients(int wanted);  // within the patience
 
  private:
-  void run(host::Server::Options options, host::Handler handler, std::function<void(std::string)> started);
+  void run(const host::Server::Options &options, host::Handler handler, std::promise<std::string> *started);
+  void ask(std::function<void()> question);  // in the server's thread, between two events
 
-  std::unique_ptr<host::MainLoop> loop_;
-  std::unique_ptr<host::Server> server_;
+  host::FileDescriptor asked_;
+  std::packaged_task<void()> question_;
+  host::Loop *loop_ = nullptr;
+  host::Server *server_ = nullptr;
   std::thread thread_;
 };
 

@@ -398,12 +398,14 @@ TEST_F(HostileTest, a_stale_socket_is_replaced_and_anything_else_is_left) {
     EXPECT_EQ(request("x").text, "x");
   }
   const FileDescriptor file(::open(socket_path().c_str(), O_CREAT | O_RDWR, 0600));
+  const Loop loop;
   std::string error;
   EXPECT_EQ(Server::listen({.socket_path = socket_path(), .only_uid = {}}, echo, &error), nullptr);
   EXPECT_EQ(error, "cannot replace the socket " + socket_path() + ": File exists; remove what is there");
 }
 
 TEST_F(HostileTest, a_missing_directory_is_named) {
+  const Loop loop;
   std::string error;
   const std::string path = directory() + "/none/schedd.sock";
   EXPECT_EQ(Server::listen({.socket_path = path, .only_uid = {}}, echo, &error), nullptr);

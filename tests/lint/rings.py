@@ -19,7 +19,7 @@ MAY_INCLUDE = {**{folder: LIBRARY for folder in LIBRARY},
 # What the built files may need at run time, as prefixes of the shared objects' names.
 RUNTIME = ("libc.", "libm.", "libstdc++.", "libgcc_s.", "ld-linux")
 MAY_LINK = {"libschedcli.so": RUNTIME + ("libglib-2.0.",),
-            "host/libschedhost.so": RUNTIME + ("libglib-2.0.", "liblmdb.", "libpam.", "libsodium.", "libschedcli.")}
+            "host/libschedhost.so": RUNTIME + ("libglib-2.0.", "libevent_core-2.1.", "liblmdb.", "libpam.", "libsodium.", "libschedcli.")}
 
 
 def included_folder(name):

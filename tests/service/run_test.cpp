@@ -11,6 +11,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "host/loop/loop.h"
 #include "service/run/job_process.h"
 #include "service/run/outcome.h"
 #include "service/state/statuses.h"
@@ -33,11 +34,12 @@ service::Task task(const std::string &text) {
 JobProcess::Result run(const service::Task &what, unsigned time_limit_s = 60) {
   std::optional<JobProcess::Result> result;
   std::string error;
+  host::Loop loop;
   const auto process = JobProcess::start(
       what, [&](JobProcess::Result end) { result = std::move(end); }, &error, time_limit_s);
   EXPECT_TRUE(process) << error;
   while (process && !result)
-    g_main_context_iteration(nullptr, TRUE);
+    loop.turn();
   return result.value_or(JobProcess::Result{});
 }
 
@@ -142,6 +144,7 @@ TEST(JobProcess, a_process_that_keeps_the_output_open_does_not_keep_the_run) {
 }
 
 TEST(JobProcess, one_that_is_destroyed_is_killed) {
+  const host::Loop loop;
   std::string error;
   auto process = JobProcess::start(
       task("sleep 1000\n"), [](JobProcess::Result) {}, &error);
@@ -225,7 +228,7 @@ TEST(Run, the_services_end_stops_the_run_and_records_it) {
   set_clock(noon + 60);
   world.parts->scheduler.check();
   for (int i = 0; i < 1000; i++) {
-    g_main_context_iteration(nullptr, FALSE);
+    world.loop.turn_without_waiting();
     usleep(200);
   }
   world.parts->runner.stop_all(world.parts->context);

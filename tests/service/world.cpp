@@ -167,7 +167,7 @@ host::Answer World::send(const host::Caller &caller, uint32_t service, uint32_t 
 
 void World::run_to_the_end() {
   while (parts->runner.under_way() > 0)
-    g_main_context_iteration(nullptr, TRUE);
+    loop.turn();
 }
 
 host::Caller root() {

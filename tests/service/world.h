@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/loop/loop.h"
 #include "schedcli_requests.h"
 #include "service/joblog/joblog.h"
 #include "service/request/context.h"
@@ -46,6 +47,7 @@ struct World {
   host::Answer send(const host::Caller &caller, uint32_t service, uint32_t opcode, const Bytes &payload);
   void run_to_the_end();  // the main loop, until no run is under way
 
+  host::Loop loop;
   Directory directory;
   service::Runner::Options options;
   struct Parts {

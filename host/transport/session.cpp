@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/transport/session.h"
+
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+#include "host/status.h"
+
+namespace host {
+
+namespace {
+
+constexpr int frames_at_once = 16;  // of one stream, before the next client
+
+Answer only_status(uint32_t status) {
+  Answer answer;
+  answer.status = status;
+  return answer;
+}
+
+// The client is told what went wrong; the session goes on.
+Answer ask(const Handler &handler, const Incoming &incoming) {
+  try {
+    return handler(incoming);
+  } catch (const std::bad_alloc &) {
+    return only_status(err_no_memory);
+  }
+}
+
+}  // namespace
+
+Session::Session(SessionSetting &setting, FileDescriptor socket, const Peer &peer, Ended ended)
+    : setting_(setting), socket_(std::move(socket)), peer_(peer), ended_(std::move(ended)) {
+  await_request();
+}
+
+// A session that broke off in the middle of an event would be waited for by its client for ever.
+template <typename Event>
+Watch::Callback Session::ending_if_it_fails(Event event) {
+  return [this, event] {
+    try {
+      event();
+    } catch (...) {
+      end();
+      throw;
+    }
+  };
+}
+
+void Session::await_request() {
+  request_ = Watch::readable(socket(), ending_if_it_fails([this] { read_request(); }));
+}
+
+void Session::read_request() {
+  iovec part = {setting_.packet.data(), setting_.packet.size()};
+  msghdr message = {};  // without room for control data the kernel takes in no descriptor
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
+  const ssize_t size = ::recvmsg(socket(), &message, MSG_DONTWAIT);
+  if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
+  if (size <= 0) return end();  // gone; an empty packet looks the same
+  if ((message.msg_flags & MSG_CTRUNC) != 0) return refuse(err_bad_request);
+  take_packet(static_cast<std::size_t>(size));
+}
+
+// Nothing of the session may be touched after a frame was answered: the answer may have ended it.
+void Session::take_packet(std::size_t size) {
+  if (size > frame_limit) return refuse(err_too_large);
+  auto &packet = setting_.packet;
+  Frame frame;
+  if (!parse_frame({packet.data(), size}, &frame) || frame.header.kind != FrameKind::request)
+    return refuse(err_bad_request);
+  take_request(frame);
+  // A password may have been in it.
+  if (frame.header.service == service_control) explicit_bzero(packet.data(), size);
+}
+
+void Session::take_request(const Frame &frame) {
+  Incoming incoming = {frame.header.service, frame.header.message_class, frame.body, {}};
+  if (const uint32_t status = identify_caller(&peer_, frame.header, &incoming.caller)) {
+    setting_.report.add(peer_, status);
+    return respond(frame.header, only_status(status));
+  }
+  respond(frame.header, ask(setting_.handler, incoming));
+}
+
+void Session::respond(const FrameHeader &request, Answer &&answer) {
+  if (answer.later) return await_answer(request, std::move(answer.later));
+  outbox_.answer(request, std::move(answer));
+  push();
+}
+
+void Session::await_answer(const FrameHeader &request, std::shared_ptr<Later> later) {
+  request_.stop();
+  asked_ = request;
+  later_ = std::move(later);
+  const auto take = ending_if_it_fails([this] { take_answer(); });
+  answer_ = Watch::readable(later_->descriptor, take);
+  deadline_ = Watch::after_ms(static_cast<unsigned>(later_->deadline_ms), take);
+  gone_ = Watch::hung_up(socket(), [this] { end(); });
+}
+
+void Session::take_answer() {
+  answer_.stop();
+  deadline_.stop();
+  gone_.stop();
+  const std::shared_ptr<Later> later = std::move(later_);
+  Answer answer = later->answer();
+  answer.later.reset();
+  respond(asked_, std::move(answer));
+}
+
+void Session::refuse(uint32_t status) {
+  setting_.report.add(peer_, status);
+  hang_up_ = true;
+  outbox_.refuse(status);
+  push();
+}
+
+void Session::push() {
+  auto progress = Outbox::Progress::more;
+  bool sent_some = false;
+  for (int i = 0; i < frames_at_once && progress == Outbox::Progress::more; i++) {
+    progress = outbox_.push(socket());
+    sent_some = sent_some || progress != Outbox::Progress::blocked;
+  }
+  if (progress == Outbox::Progress::done) return answered();
+  if (progress == Outbox::Progress::failed) return end();
+  await_room(sent_some);
+}
+
+void Session::answered() {
+  if (hang_up_) return end();
+  room_.stop();
+  deadline_.stop();
+  if (!request_.active()) await_request();
+}
+
+void Session::await_room(bool sent_some) {
+  request_.stop();
+  if (!room_.active()) room_ = Watch::writable(socket(), ending_if_it_fails([this] { push(); }));
+  if (sent_some || !deadline_.active())
+    deadline_ = Watch::after_ms(static_cast<unsigned>(setting_.deadline_ms), [this] { end(); });
+}
+
+}  // namespace host

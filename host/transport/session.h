@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+// One connected client as the server keeps it: who it is, and the one answer under way to it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "host/files/file_descriptor.h"
+#include "host/loop/watch.h"
+#include "host/transport/caller.h"
+#include "host/transport/frame.h"
+#include "host/transport/outbox.h"
+#include "host/transport/refusal_report.h"
+#include "host/transport/transport.h"
+
+namespace host {
+
+// What the sessions of a server have in common.
+struct SessionSetting {
+  Handler handler;
+  int deadline_ms = 0;
+  RefusalReport report;
+  // One packet of whatever length a client sends; one more byte than the limit tells a longer one.
+  std::array<std::byte, frame_limit + 1> packet;
+};
+
+// Reads one request, answers it, then reads the next: a request is only read when the answer before it was taken.
+// The loop asks every other client between two requests of one.
+class Session {
+ public:
+  using Ended = std::function<void(Session &)>;  // destroys the session
+
+  Session(SessionSetting &setting, FileDescriptor socket, const Peer &peer, Ended ended);
+  Session(const Session &) = delete;
+  Session &operator=(const Session &) = delete;
+
+  int socket() const { return socket_.get(); }
+
+ private:
+  template <typename Event>
+  Watch::Callback ending_if_it_fails(Event event);
+  void await_request();
+  void read_request();
+  void take_packet(std::size_t size);
+  void take_request(const Frame &frame);
+  void respond(const FrameHeader &request, Answer &&answer);
+  void await_answer(const FrameHeader &request, std::shared_ptr<Later> later);
+  void take_answer();
+  void refuse(uint32_t status);
+  void push();
+  void await_room(bool sent_some);
+  void answered();
+  void end() { ended_(*this); }
+
+  SessionSetting &setting_;
+  FileDescriptor socket_;
+  Peer peer_;
+  Ended ended_;
+  Outbox outbox_;
+  FrameHeader asked_;             // what `later_` will answer
+  std::shared_ptr<Later> later_;  // before the watch of its descriptor, which goes first
+  bool hang_up_ = false;          // once the outbox is empty
+  Watch request_, room_, gone_, answer_, deadline_;
+};
+
+}  // namespace host
