@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/mail/queue.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "host/files/whole_file.h"
+#include "host/status.h"
+
+namespace service {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char first_line[] = "schedcli-mail 1";
+constexpr char suffix[] = ".mail";
+
+host::Error failed(const std::string &what, const std::string &why) {
+  return {host::err_io, what + ": " + why};
+}
+
+// Lines "name value" up to an empty one, then the message.
+std::string encode(const QueuedMail &mail) {
+  std::ostringstream text;
+  text << first_line << "\nschedule " << mail.schedule << "\nrun " << mail.run << "\nfrom " << mail.from << "\nto "
+       << mail.to << "\nqueued " << mail.queued << "\nattempts " << mail.attempts << "\nnext " << mail.next_try
+       << "\n\n"
+       << mail.message;
+  return text.str();
+}
+
+template <typename Number>
+bool take_number(const std::string &text, Number *number) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), *number);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+bool take_field(const std::string &name, const std::string &value, QueuedMail *mail) {
+  if (name == "schedule") mail->schedule = value;
+  if (name == "from") mail->from = value;
+  if (name == "to") mail->to = value;
+  if (name == "run") return take_number(value, &mail->run);
+  if (name == "queued") return take_number(value, &mail->queued);
+  if (name == "attempts") return take_number(value, &mail->attempts);
+  if (name == "next") return take_number(value, &mail->next_try);
+  return true;
+}
+
+bool decode(std::istream &in, QueuedMail *mail) {
+  std::string line;
+  if (!std::getline(in, line) || line != first_line) return false;
+  while (std::getline(in, line) && !line.empty()) {
+    const size_t blank = line.find(' ');
+    if (blank == std::string::npos || !take_field(line.substr(0, blank), line.substr(blank + 1), mail)) return false;
+  }
+  mail->message.assign(std::istreambuf_iterator<char>(in), {});
+  return !mail->to.empty() && !mail->from.empty() && !mail->message.empty();
+}
+
+host::Result<void> write_whole(const std::string &path, const std::string &text) {
+  std::string error;
+  const std::span<const char> bytes(text);
+  if (host::create_whole_file(path, static_cast<uint32_t>(text.size()), std::as_bytes(bytes), &error)) return {};
+  return host::Error{host::err_io, error};
+}
+
+}  // namespace
+
+std::string MailQueue::path_of(Number number) const {
+  return directory_ + "/" + std::to_string(number) + suffix;
+}
+
+host::Result<void> MailQueue::open() {
+  if (mkdir(directory_.c_str(), 0700) != 0 && errno != EEXIST) return failed(directory_, std::strerror(errno));
+  std::error_code error;
+  for (const fs::directory_entry &file : fs::directory_iterator(directory_, error)) {
+    Number number = 0;
+    if (file.path().extension() != suffix || !take_number(file.path().stem(), &number)) {
+      std::error_code ignored;
+      if (file.path().extension() == ".new") fs::remove(file.path(), ignored);
+      continue;
+    }
+    const host::Result<QueuedMail> mail = read(number);
+    if (mail) waiting_[number] = mail->next_try;
+    last_ = std::max(last_, number);
+  }
+  if (error) return failed(directory_, error.message());
+  return {};
+}
+
+host::Result<void> MailQueue::add(const QueuedMail &mail, size_t limit) {
+  if (waiting_.size() >= limit)
+    return host::Error{host::err_busy, "the mail queue is full: " + std::to_string(limit) + " messages wait"};
+  const Number number = last_ + 1;
+  if (host::Result<void> written = write_whole(path_of(number), encode(mail)); !written) return written;
+  last_ = number;
+  waiting_[number] = mail.next_try;
+  return {};
+}
+
+std::optional<int64_t> MailQueue::next_try() const {
+  const auto earliest =
+      std::min_element(waiting_.begin(), waiting_.end(), [](auto &a, auto &b) { return a.second < b.second; });
+  return earliest == waiting_.end() ? std::nullopt : std::optional(earliest->second);
+}
+
+std::optional<MailQueue::Number> MailQueue::due(int64_t now) const {
+  const auto earliest =
+      std::min_element(waiting_.begin(), waiting_.end(), [](auto &a, auto &b) { return a.second < b.second; });
+  if (earliest == waiting_.end() || earliest->second > now) return std::nullopt;
+  return earliest->first;
+}
+
+host::Result<QueuedMail> MailQueue::read(Number number) const {
+  std::ifstream in(path_of(number), std::ios::binary);
+  QueuedMail mail;
+  if (!in) return failed(path_of(number), std::strerror(errno));
+  if (!decode(in, &mail)) return failed(path_of(number), "not a queued message, or damaged");
+  return mail;
+}
+
+host::Result<void> MailQueue::put_back(Number number, const QueuedMail &mail) {
+  waiting_[number] = mail.next_try;  // also where the disk refuses: it is not tried again at once
+  return write_whole(path_of(number), encode(mail));
+}
+
+void MailQueue::remove(Number number) {
+  unlink(path_of(number).c_str());
+  waiting_.erase(number);
+}
+
+}  // namespace service

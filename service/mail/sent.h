@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+namespace service {
+
+// How an attempt to send ended: the exit status of schedmail.
+enum class Sent { sent = 0, later = 75, refused = 69 };
+
+}  // namespace service
