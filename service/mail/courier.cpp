@@ -117,7 +117,7 @@ struct Courier::Attempt {
   QueuedMail mail;
   pid_t pid = -1;
   host::FileDescriptor pidfd, output;
-  Watch ended, overdue;
+  host::Watch ended, overdue;
 
   ~Attempt() {
     if (pid <= 0) return;
@@ -202,7 +202,7 @@ void Courier::look() {
   if (const std::optional<int64_t> next = queue_.next_try()) {
     // A clock that is set may make it wait too long, but never longer than the longest pause.
     const int64_t wait_s = std::clamp<int64_t>(*next - now_(), 1, longest_pause_s);
-    timer_ = Watch::after_ms(static_cast<unsigned>(wait_s * 1000), [this] { look(); });
+    timer_ = host::Watch::after_ms(static_cast<unsigned>(wait_s * 1000), [this] { look(); });
   }
 }
 
@@ -221,8 +221,8 @@ void Courier::start(MailQueue::Number number) {
   const bool started = request && attempt->start(program_, request, &error);
   attempt_ = std::move(attempt);
   if (!started) return settle(attempt_->mail, static_cast<int>(Sent::later), error);
-  attempt_->ended = Watch::readable(attempt_->pidfd.get(), [this] { finish(); });
-  attempt_->overdue = Watch::after_ms(helper_limit_ms, [this] { kill(attempt_->pid, SIGKILL); });
+  attempt_->ended = host::Watch::readable(attempt_->pidfd.get(), [this] { finish(); });
+  attempt_->overdue = host::Watch::after_ms(helper_limit_ms, [this] { kill(attempt_->pid, SIGKILL); });
 }
 
 void Courier::finish() {
@@ -251,7 +251,8 @@ void Courier::settle(const QueuedMail &mail, int status, const std::string &word
     queue_.remove(ended->number);
   else if (const host::Result<void> kept = queue_.put_back(ended->number, again); !kept)
     warn(mail, kept.error().text);
-  timer_ = Watch::after_ms(0, [this] { look(); });  // not from here: a full queue would nest as deep as it is long
+  timer_ =
+      host::Watch::after_ms(0, [this] { look(); });  // not from here: a full queue would nest as deep as it is long
 }
 
 std::string find_schedmail() {

@@ -10,12 +10,12 @@
 #include <vector>
 
 #include "host/files/file_descriptor.h"
+#include "host/loop/watch.h"
 #include "host/result.h"
 #include "schedcli.h"
 #include "service/config/settings.h"
 #include "service/mail/message.h"
 #include "service/mail/queue.h"
-#include "service/run/watch.h"
 
 namespace service {
 
@@ -54,7 +54,7 @@ class Courier {
   std::shared_ptr<const Settings> settings_;
   Clock now_;
   std::unique_ptr<Attempt> attempt_;  // under way
-  Watch timer_;
+  host::Watch timer_;
 };
 
 // Where schedmail is: beside the program, or in the libexec directory of its installation. Empty: nowhere.

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "host/loop/loop.h"
 #include "platform/memory.h"
 #include "service/mail/courier.h"
 
@@ -95,12 +96,9 @@ class MailTest : public testing::Test {
  protected:
   MailTest() : root_(fs::temp_directory_path() / ("mail-test-" + std::to_string(getpid()))) {
     fs::create_directories(root_);
-    g_main_context_push_thread_default(context_);
   }
   ~MailTest() override {
     if (server_ != nullptr) pclose(server_);
-    g_main_context_pop_thread_default(context_);
-    g_main_context_unref(context_);
     for (GList *node = sch_schedule_email_list; node != nullptr; node = node->next)
       mtrack_free(node->data);
     g_list_free(std::exchange(sch_schedule_email_list, nullptr));
@@ -110,7 +108,8 @@ class MailTest : public testing::Test {
 
   void serve(const std::string &behaviour) {
     fs::create_directories(root_ / "server");
-    const std::string command = "exec /usr/bin/python3 " MAIL_SERVER " " + (root_ / "server").string() + " " + behaviour;
+    const std::string command =
+        "exec /usr/bin/python3 " MAIL_SERVER " " + (root_ / "server").string() + " " + behaviour;
     server_ = popen(command.c_str(), "w");
     ASSERT_NE(server_, nullptr);
     for (int i = 0; i < 3000 && !fs::exists(root_ / "server/port"); i++)
@@ -138,7 +137,7 @@ class MailTest : public testing::Test {
   // Until no message waits, or each that does has been tried.
   void run(const Courier &courier, size_t tries) {
     for (size_t rounds = 0; rounds < 100000 && courier.waiting() != 0 && attempts() < tries; rounds++)
-      g_main_context_iteration(context_, TRUE);
+      loop_.turn();
   }
 
   size_t attempts() const {
@@ -158,7 +157,7 @@ class MailTest : public testing::Test {
   }
 
   fs::path root_;
-  GMainContext *context_ = g_main_context_new();
+  host::Loop loop_;
   FILE *server_ = nullptr;
   Settings settings_;
   int64_t now_ = noon;
