@@ -40,6 +40,9 @@ constexpr ErrorText error_texts[] = {
     {host::err_busy, "the scheduler service is busy; try again"},
     {host::err_io, "input or output failed; see the system log"},
     {host::err_cut_off, "the scheduler service ended before it answered; check what it did before you try again"},
+    {host::err_too_many_connections,
+     "this user has too many connections to the scheduler service; end some shells first"},
+    {host::err_too_many_streams, "this user has too many outputs under way; read or close one of them first"},
     {host::err_password_too_long, "the password is longer than the 53 bytes that can be sealed"},
 
     {PSS_ERR_EXISTS, "the store exists already"},

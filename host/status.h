@@ -16,9 +16,11 @@ inline constexpr uint32_t err_bad_request = 0x40be0006;  // a frame or record th
 inline constexpr uint32_t err_unknown_service = 0x40be0007;
 inline constexpr uint32_t err_unknown_opcode = 0x40be0008;
 inline constexpr uint32_t err_no_memory = 0x40be0009;
-inline constexpr uint32_t err_busy = 0x40be000a;  // too many clients, or a client's queue is full
+inline constexpr uint32_t err_busy = 0x40be000a;  // too many clients or authentications at once
 inline constexpr uint32_t err_io = 0x40be000b;
 inline constexpr uint32_t err_cut_off = 0x40be000c;  // the service ended before it answered; what it did is not known
+inline constexpr uint32_t err_too_many_connections = 0x40be000e;  // of one user
+inline constexpr uint32_t err_too_many_streams = 0x40be000f;      // of one user
 
 // Security.
 inline constexpr uint32_t err_password_too_long = 0x40be000d;  // above what a sealed password holds: 53 bytes

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/transport/caller.h"
 
+#include <unistd.h>
+
 #include <cstring>
 #include <string_view>
 
@@ -19,6 +21,10 @@ bool speaks_for_itself(const Peer &peer, std::string_view name) {
 }
 
 }  // namespace
+
+bool Peer::is_limited() const {
+  return !is_root() && credentials.uid != ::geteuid();
+}
 
 bool peer_of(int socket, Peer *peer) {
   socklen_t size = sizeof peer->credentials;

@@ -17,6 +17,7 @@ struct Peer {
   std::optional<User> user;  // of the peer's uid; looked up once, at its first request
 
   bool is_root() const { return credentials.uid == 0; }
+  bool is_limited() const;  // other users than root and the service's own get a share only
 };
 
 bool peer_of(int socket, Peer *peer);

@@ -56,14 +56,12 @@ class Server::State {
   void pause_accepting();
   void add_client(FileDescriptor socket);
   uint32_t refusal_for(const Peer &peer) const;
-  int connections_of(uid_t uid) const;
 
   Options options_;
   SessionSetting setting_;
   FileDescriptor listener_;
   Watch accept_, accept_again_;
   std::unordered_map<int, std::unique_ptr<Session>> sessions_;  // by their sockets
-  std::unordered_map<int, uid_t> users_;
 };
 
 bool Server::State::start(std::string *error) {
@@ -116,12 +114,8 @@ void Server::State::add_client(FileDescriptor socket) {
     return tell_refusal(socket.get(), status);
   }
   const int key = socket.get();
-  const auto ended = [this](Session &session) {
-    users_.erase(session.socket());
-    sessions_.erase(session.socket());
-  };
+  const auto ended = [this](Session &session) { sessions_.erase(session.socket()); };
   sessions_.emplace(key, std::make_unique<Session>(setting_, std::move(socket), peer, ended));
-  users_.emplace(key, peer.credentials.uid);
 }
 
 uint32_t Server::State::refusal_for(const Peer &peer) const {
@@ -130,11 +124,8 @@ uint32_t Server::State::refusal_for(const Peer &peer) const {
   if (clients() >= client_limit) return err_busy;
   if (peer.is_root()) return 0;
   if (clients() >= client_limit - root_client_reserve) return err_busy;
-  return uid != ::geteuid() && connections_of(uid) >= user_client_limit ? err_busy : 0;
-}
-
-int Server::State::connections_of(uid_t uid) const {
-  return static_cast<int>(std::ranges::count_if(users_, [uid](const auto &entry) { return entry.second == uid; }));
+  const bool too_many = peer.is_limited() && setting_.connections.of(uid) >= user_client_limit;
+  return too_many ? err_too_many_connections : 0;
 }
 
 Server::Server(std::unique_ptr<State> state) : state_(std::move(state)) {}

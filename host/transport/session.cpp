@@ -33,7 +33,11 @@ Answer ask(const Handler &handler, const Incoming &incoming) {
 }  // namespace
 
 Session::Session(SessionSetting &setting, FileDescriptor socket, const Peer &peer, Ended ended)
-    : setting_(setting), socket_(std::move(socket)), peer_(peer), ended_(std::move(ended)) {
+    : setting_(setting),
+      socket_(std::move(socket)),
+      peer_(peer),
+      connection_(setting.connections.take(peer.credentials.uid)),
+      ended_(std::move(ended)) {
   await_request();
 }
 
@@ -89,8 +93,16 @@ void Session::take_request(const Frame &frame) {
 
 void Session::respond(const FrameHeader &request, Answer &&answer) {
   if (answer.later) return await_answer(request, std::move(answer.later));
+  if (answer.next) {
+    if (!may_stream()) return respond(request, only_status(err_too_many_streams));
+    stream_ = setting_.streams.take(peer_.credentials.uid);
+  }
   outbox_.answer(request, std::move(answer));
   push();
+}
+
+bool Session::may_stream() const {
+  return !peer_.is_limited() || setting_.streams.of(peer_.credentials.uid) < user_stream_limit;
 }
 
 void Session::await_answer(const FrameHeader &request, std::shared_ptr<Later> later) {
@@ -136,6 +148,7 @@ void Session::answered() {
   if (hang_up_) return end();
   room_.stop();
   deadline_.stop();
+  stream_ = {};
   if (!request_.active()) await_request();
 }
 

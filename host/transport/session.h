@@ -14,6 +14,7 @@
 #include "host/transport/outbox.h"
 #include "host/transport/refusal_report.h"
 #include "host/transport/transport.h"
+#include "host/transport/user_counts.h"
 
 namespace host {
 
@@ -22,6 +23,7 @@ struct SessionSetting {
   Handler handler;
   int deadline_ms = 0;
   RefusalReport report;
+  UserCounts connections, streams;
   // One packet of whatever length a client sends; one more byte than the limit tells a longer one.
   std::array<std::byte, frame_limit + 1> packet;
 };
@@ -46,6 +48,7 @@ class Session {
   void take_packet(std::size_t size);
   void take_request(const Frame &frame);
   void respond(const FrameHeader &request, Answer &&answer);
+  bool may_stream() const;
   void await_answer(const FrameHeader &request, std::shared_ptr<Later> later);
   void take_answer();
   void refuse(uint32_t status);
@@ -57,6 +60,7 @@ class Session {
   SessionSetting &setting_;
   FileDescriptor socket_;
   Peer peer_;
+  UserCounts::Held connection_, stream_;
   Ended ended_;
   Outbox outbox_;
   FrameHeader asked_;             // what `later_` will answer

@@ -21,6 +21,7 @@ inline constexpr uint32_t service_control =
     5949;                                       // the host's own service beside SCH_SERVICE_CONFIG and SCH_SERVICE_SHOW
 inline constexpr int client_limit = 1200;       // connected clients at once
 inline constexpr int user_client_limit = 128;   // of these, for one user other than root and the service's own
+inline constexpr int user_stream_limit = 16;    // of whose clients so many may have a stream under way
 inline constexpr int root_client_reserve = 16;  // and only for root: an administrator always gets in
 
 using Bytes = std::vector<std::byte>;

@@ -33,6 +33,8 @@ constexpr uint32_t codes[] = {
     host::err_no_memory,
     host::err_busy,
     host::err_io,
+    host::err_too_many_connections,
+    host::err_too_many_streams,
     host::err_store_bad_handle,
     host::err_store_limit,
     host::err_store_full,

@@ -185,8 +185,70 @@ TEST_F(IdentityTest, one_user_cannot_take_every_place) {
                         clients.push_back(std::make_unique<RawClient>(socket_path()));
                       return status_or_text("");
                     }),
-            hex(err_busy));
+            hex(err_too_many_connections));
   EXPECT_EQ(as_user(1, [] { return status_or_text("").substr(0, 6); }), "daemon");
+}
+
+TEST_F(IdentityTest, a_users_connections_are_given_back_when_they_end) {
+  const auto server = serve(tell);
+  const auto come_and_go = [&] {
+    for (int i = 0; i < 2 * user_client_limit; i++) {
+      const RawClient client(socket_path());
+      if (!client.send(request_header(3), "who") || client.receive()->header.status != 0) return std::string("refused");
+    }
+    return std::string("served");
+  };
+  EXPECT_EQ(as_user(nobody_, come_and_go), "served");
+}
+
+Answer endless(const Incoming &incoming) {
+  Answer answer;
+  if (incoming.service == 5951) answer.next = []() -> std::optional<Bytes> { return Bytes(60000); };
+  return answer;
+}
+
+// The statuses of the first answers to so many clients that ask for endless streams and take no more of them.
+std::string open_streams(const std::string &path, int count) {
+  std::vector<std::unique_ptr<RawClient>> clients;
+  std::string refused;
+  for (int i = 0; i < count; i++) {
+    clients.push_back(std::make_unique<RawClient>(path));
+    if (!clients.back()->send(request_header(0, 5951))) return "not sent";
+    const uint32_t status = clients.back()->receive()->header.status;
+    if (status != 0) refused += std::to_string(i) + ":" + hex(status) + " ";
+  }
+  return refused;
+}
+
+TEST_F(IdentityTest, one_user_has_so_many_streams_and_no_more_and_root_any_number) {
+  const auto server = serve(endless);
+  const std::string one_too_many = std::to_string(user_stream_limit) + ":" + hex(err_too_many_streams) + " ";
+  EXPECT_EQ(as_user(nobody_, [&] { return open_streams(socket_path(), user_stream_limit + 1); }), one_too_many);
+  EXPECT_EQ(as_user(1, [&] { return open_streams(socket_path(), user_stream_limit); }), "");
+  EXPECT_EQ(open_streams(socket_path(), user_stream_limit + 4), "");
+}
+
+// A user's clients that each read a short stream to its end, twice as many as may read at once.
+TEST_F(IdentityTest, a_stream_that_was_read_to_its_end_makes_room_for_another_on_any_connection) {
+  const auto server = serve([](const Incoming &) {
+    Answer answer;
+    answer.next = [rest = 2]() mutable { return rest-- > 0 ? std::optional(Bytes(10)) : std::nullopt; };
+    return answer;
+  });
+  const auto read_many = [&] {
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (int i = 0; i < 2 * user_stream_limit; i++) {
+      clients.push_back(std::make_unique<RawClient>(socket_path()));
+      if (!clients.back()->send(request_header(0, 5951))) return std::string("not sent");
+      for (FrameKind kind = FrameKind::reply; kind != FrameKind::stream_end;) {
+        const auto received = clients.back()->receive();
+        if (received->header.status != 0) return hex(received->header.status);
+        kind = received->header.kind;
+      }
+    }
+    return std::string("all read");
+  };
+  EXPECT_EQ(as_user(nobody_, read_many), "all read");
 }
 
 }  // namespace transport_test
