@@ -14,6 +14,7 @@
 #include "host/store/store.h"
 #include "host/sysmgr.h"
 #include "service/calendar/service_zone.h"
+#include "service/calendar/zone_watch.h"
 #include "service/config/reload.h"
 #include "service/joblog/joblog.h"
 #include "service/notify.h"
@@ -55,20 +56,20 @@ host::FileDescriptor take_signals() {
 }
 
 // False: the service is to end.
-bool take_signal(const host::FileDescriptor &signals, const Options &options, Context &context) {
+bool take_signal(const host::FileDescriptor &signals, const Options &options, Context &context, ZoneWatch &zone_watch) {
   signalfd_siginfo info = {};
   if (read(signals.get(), &info, sizeof info) != static_cast<ssize_t>(sizeof info)) return true;
   if (info.ssi_signo != SIGHUP) return false;
   notify_reloading();
-  reload(read_settings(options), &context.settings);
+  if (reload(read_settings(options), &context.settings)) zone_watch.configure(context.settings->zone);
   notify_supervisor("READY=1");
   return true;
 }
 
 void run_until_signalled(host::Loop &loop, const host::FileDescriptor &signals, const Options &options,
-                         Context &context) {
+                         Context &context, ZoneWatch &zone_watch) {
   const host::Watch end = host::Watch::readable(signals.get(), [&] {
-    if (!take_signal(signals, options, context)) loop.quit();
+    if (!take_signal(signals, options, context, zone_watch)) loop.quit();
   });
   notify_supervisor("READY=1");
   const Watchdog watchdog;
@@ -79,7 +80,8 @@ void run_until_signalled(host::Loop &loop, const host::FileDescriptor &signals, 
 int serve(const Options &options, std::shared_ptr<const Settings> settings, const host::User &user) {
   host::Loop loop;
   std::string error;
-  if (const host::Result<void> zone = set_service_zone(); !zone) return give_up(failed, zone.error().text);
+  if (const host::Result<void> zone = set_service_zone(settings->zone); !zone)
+    return give_up(failed, zone.error().text);
   if (!open_stores(&error)) return give_up(state_unusable, error);
   JobLog log;
   Runner runner({settings->interpreter, host::paths().system_wide});
@@ -102,8 +104,10 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   };
   std::unique_ptr<host::Server> server = host::Server::listen(listening, answer, &error);
   if (!server || !scheduler.start(&error)) return give_up(failed, error);
+  ZoneWatch zone_watch;
+  zone_watch.start([&] { scheduler.zone_changed(); });
   say_whom_it_serves(user.name);
-  run_until_signalled(loop, signals, options, context);
+  run_until_signalled(loop, signals, options, context, zone_watch);
 
   server.reset();
   runner.stop_all(context);

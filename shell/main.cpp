@@ -14,6 +14,7 @@
 #include "shell/manual.h"
 #include "shell/script.h"
 #include "shell/terminal.h"
+#include "shell/zone.h"
 
 #ifndef SCHEDCLI_VERSION
 #define SCHEDCLI_VERSION "unknown"
@@ -108,6 +109,7 @@ int run(const Arguments &arguments) {
   shell::Options options;
   options.identity = shell::identity_of_process();
   options.debug = arguments.debug;
+  options.before_command = shell::follow_service_zone;
   if (isatty(STDIN_FILENO) != 0) options.ask_secret = shell::ask_without_echo;
   options.input_is_stdin = arguments.commands.empty() && arguments.file == nullptr;
   options.interactive = options.input_is_stdin && isatty(STDIN_FILENO) != 0;

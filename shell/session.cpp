@@ -125,6 +125,7 @@ int Session::refuse(const Problem &problem, std::string_view line, std::string_v
 int Session::run(const Match &match) {
   const Mode mode = match.command->mode;
   if (mode == Mode::config && mode_ != Mode::config) enter(Mode::config);
+  if (options_.before_command) options_.before_command();
   const bool paged = options_.interactive && has_long_output(*match.command);
   const std::optional<Pager> pager = paged ? Pager::start() : std::nullopt;
   return match.command->handler == nullptr ? match.command->action(*this, match) : run_handler(match);

@@ -20,6 +20,7 @@ struct Options {
   bool input_is_stdin = false;    // commands come from standard input, so nothing else can
   bool reports_failures = false;  // says which line's command failed
   std::function<std::optional<std::string>(const char *prompt)> ask_secret;  // empty: there is nobody to ask
+  std::function<void()> before_command;                                      // one that is carried out; empty: nothing
 };
 
 class Session {

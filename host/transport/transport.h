@@ -104,6 +104,7 @@ enum class Control : uint32_t {
   copy_running_startup = 22,
   set_logging_level = 23,  // payload: i32 level 0..7
   get_logging_level = 24,  // reply: i32
+  get_zone = 25,           // reply: i32, the offset in force now in seconds to the east; then the zone's name as text
   security_read = 30,      // payload and reply: sch_security_user_rec; the caller's own record, any for root
   security_store = 31,
   security_remove = 32,

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "service/calendar/zone.h"
 #include "service/limits.h"
 
 namespace service {
@@ -31,9 +32,7 @@ bool is_program(const std::string &value) {
 }
 
 bool is_zone(const std::string &value) {
-  GTimeZone *zone = g_time_zone_new_identifier(value.c_str());
-  if (zone != nullptr) g_time_zone_unref(zone);
-  return zone != nullptr;
+  return Zone::load(value).ok();
 }
 
 struct Allowed {

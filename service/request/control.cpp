@@ -11,6 +11,7 @@
 #include "host/security/security.h"
 #include "host/status.h"
 #include "host/store/store.h"
+#include "service/calendar/service_zone.h"
 #include "service/request/answer.h"
 #include "service/request/logging_level.h"
 #include "service/request/payload.h"
@@ -75,12 +76,19 @@ host::Answer get_logging_level() {
   return with_reply(std::move(reply));
 }
 
+host::Answer get_zone() {
+  host::Bytes reply;
+  append_record(&reply, service_zone().offset_at(time(nullptr)));
+  append_text(&reply, service_zone().identifier());
+  return with_reply(std::move(reply));
+}
+
 bool is_security(Control operation) {
   return operation >= Control::security_read && operation <= Control::security_authenticate;
 }
 
 bool for_everybody(Control operation) {
-  return operation == Control::get_logging_level;
+  return operation == Control::get_logging_level || operation == Control::get_zone;
 }
 
 }  // namespace
@@ -108,6 +116,8 @@ host::Answer control(const Call &call, Control operation, Payload payload) {
       return with_status(set_logging_level(payload));
     case Control::get_logging_level:
       return get_logging_level();
+    case Control::get_zone:
+      return get_zone();
     default:
       return with_status(host::err_unknown_opcode);
   }

@@ -5,10 +5,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ctime>
 #include <limits>
 
 #include "host/status.h"
+#include "service/calendar/service_zone.h"
 #include "service/limits.h"
+#include "service/request/shell_time.h"
 
 namespace service {
 namespace {
@@ -51,8 +54,11 @@ uint32_t verify_period(const sch_tminfo &time) {
 
 uint32_t verify_time(uint32_t type, sch_tminfo *time) {
   if (time->type != type) return host::err_bad_value;
-  if (const int error = sch_verify_tminfo(time); error != 0) return static_cast<uint32_t>(-error);
+  // What has passed is for the service's own calendar to say: the library reads a time as the zone's standard time.
+  const int error = sch_verify_tminfo(time);
+  if (error != 0 && error != SCH_ERR_TIME_IN_PAST) return static_cast<uint32_t>(-error);
   time->last_run = 0;
+  if (const uint32_t status = take_in_time(time, service_zone(), std::time(nullptr)); status != 0) return status;
   return type == SCH_SCHEDULE_PERIODIC ? verify_period(*time) : 0;
 }
 

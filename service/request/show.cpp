@@ -3,10 +3,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ctime>
 #include <limits>
 
+#include "service/calendar/service_zone.h"
 #include "service/request/answer.h"
 #include "service/request/jobs.h"
+#include "service/request/shell_time.h"
 #include "service/run/outcome.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
@@ -59,8 +62,10 @@ sch_show_schedule_reply describe(const sch_schedule_entry &entry) {
   reply.number = static_cast<int32_t>(schedule_number(*entry.rec));
   name_of(*entry.key).copy(reply.name, sizeof reply.name - 1);
   reply.time = entry.rec->time;
-  reply.last_completion = static_cast<int32_t>(state.last_completion);
-  reply.last_execution = static_cast<int32_t>(state.last_execution);
+  const auto for_shell = [now = time(nullptr)](uint32_t moment) { return time_for_shell(moment, service_zone(), now); };
+  reply.time.start_time = for_shell(static_cast<uint32_t>(entry.rec->time.start_time));
+  reply.last_completion = for_shell(state.last_completion);
+  reply.last_execution = for_shell(state.last_execution);
   reply.execution_count = static_cast<int32_t>(state.execution_count);
   std::copy(std::begin(state.owner), std::end(state.owner) - 1, reply.user);
   fill_addresses(name_of(*entry.key), &reply);

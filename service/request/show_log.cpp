@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <ctime>
 
+#include "service/calendar/service_zone.h"
 #include "service/joblog/joblog.h"
 #include "service/limits.h"
 #include "service/request/answer.h"
+#include "service/request/shell_time.h"
 #include "service/request/show.h"
 #include "service/state/schedule_state.h"
 
@@ -52,7 +55,7 @@ class LogStream {
     record_.schedule.copy(entry.schedule, sizeof entry.schedule - 1);
     record_.user.copy(entry.user, sizeof entry.user - 1);
     entry.wait_status = record_.wait_status;
-    entry.completion = static_cast<int32_t>(record_.completion);
+    entry.completion = time_for_shell(record_.completion, service_zone(), time(nullptr));
     entry.total_length = static_cast<int32_t>(record_.output.size());
     entry.piece_length = static_cast<uint32_t>(piece_length);
     return entry;

@@ -19,6 +19,7 @@
 #include <string>
 
 #include "host/files/whole_file.h"
+#include "service/calendar/service_zone.h"
 #include "service/run/outcome.h"
 
 namespace service {
@@ -86,15 +87,16 @@ void end_with(pid_t service) {
 }
 
 [[noreturn]] void execute(const Task &task) {
-  std::array<std::string, 9> variables = {"HOME=" + task.owner.home,
-                                          "USER=" + task.owner.name,
-                                          "LOGNAME=" + task.owner.name,
-                                          "SHELL=" + task.owner.shell,
-                                          "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
-                                          "LANG=C.UTF-8",
-                                          "PWD=" + task.owner.home,
-                                          "SCHEDULE=" + task.schedule,
-                                          "JOB=" + task.job};
+  std::array<std::string, 10> variables = {"HOME=" + task.owner.home,
+                                           "USER=" + task.owner.name,
+                                           "LOGNAME=" + task.owner.name,
+                                           "SHELL=" + task.owner.shell,
+                                           "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
+                                           "LANG=C.UTF-8",
+                                           "PWD=" + task.owner.home,
+                                           "SCHEDULE=" + task.schedule,
+                                           "JOB=" + task.job,
+                                           "TZ=" + service_zone().identifier()};
   if (task.owner.home.empty() || chdir(task.owner.home.c_str()) != 0) {
     variables[6] = "PWD=/";
     if (chdir("/") != 0) give_up(Reason::not_started, "/");

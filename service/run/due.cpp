@@ -69,11 +69,13 @@ void arm_anew(sch_schedule_entry &entry, time_t now) {
   if (state_of(*entry.rec).next_due != 0) arm(entry, now);
 }
 
-void arm_in_zone(sch_schedule_entry &entry, time_t now) {
+bool arm_in_zone(sch_schedule_entry &entry, time_t now) {
   const uint32_t due = state_of(*entry.rec).next_due;
-  if (due == 0 || due <= now || counts_elapsed_time(entry.rec->time)) return;
+  if (due == 0 || due <= now || counts_elapsed_time(entry.rec->time)) return false;
   // A one-shot time that has passed by the new zone is late or missed, not forgotten.
-  set_next_due(entry, next_after(entry, entry.rec->time.type == SCH_SCHEDULE_ONESHOT ? 0 : now));
+  const uint32_t next = next_after(entry, entry.rec->time.type == SCH_SCHEDULE_ONESHOT ? 0 : now);
+  if (next != due) set_next_due(entry, next);
+  return next != due;
 }
 
 void arm_after_step(sch_schedule_entry &entry, time_t step, time_t now) {

@@ -20,8 +20,8 @@ void arm_next(sch_schedule_entry &entry, time_t now);
 // As if nothing had run yet that now lies ahead: after the clock had been wrong.
 void arm_anew(sch_schedule_entry &entry, time_t now);
 
-// In a zone that has become another; what is due already stays so.
-void arm_in_zone(sch_schedule_entry &entry, time_t now);
+// In a zone that has become another; what is due already stays so. True: the due time is another.
+bool arm_in_zone(sch_schedule_entry &entry, time_t now);
 
 // After the clock was set back by a small step (< 0): what counts elapsed time goes on in it.
 void arm_after_step(sch_schedule_entry &entry, time_t step, time_t now);

@@ -58,6 +58,16 @@ void Scheduler::clock_set(time_t step) {
   check();
 }
 
+void Scheduler::zone_changed() {
+  const time_t now = time(nullptr);
+  std::vector<sch_schedule_entry *> changed;
+  for_each_schedule([&](sch_schedule_entry &entry) {
+    if (arm_in_zone(entry, now)) changed.push_back(&entry);
+  });
+  if (!changed.empty()) store_run_state(changed);
+  check();
+}
+
 void Scheduler::recover() {
   const time_t now = time(nullptr);
   std::vector<sch_schedule_entry *> changed;

@@ -19,6 +19,7 @@ class Scheduler {
   void recover();                  // at start-up: runs that were interrupted, times that were missed
   void check();                    // what is due now; and the next time to look. After every request.
   void clock_set(time_t step);     // the wall clock was set by so many seconds
+  void zone_changed();             // the service's zone has become another
 
  private:
   void take_due(sch_schedule_entry &entry, time_t now, std::vector<sch_schedule_entry *> *changed);

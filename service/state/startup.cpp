@@ -99,6 +99,11 @@ bool repair(std::string *error) {
   return whole;
 }
 
+// It may have become another while the service was down.
+void follow_zone() {
+  for_each_schedule([now = time(nullptr)](sch_schedule_entry &entry) { arm_in_zone(entry, now); });
+}
+
 // The library's save after a boot leaves these out: they would be gone at the next restart.
 void save_what_is_left_out(Change &change) {
   const sch_config_key enable = {SCH_CONFIG_ENABLE, 0, {}};
@@ -131,6 +136,7 @@ bool settle_stores(std::string *error) {
   if (!purge_statuses()) return fail(error, "status store");
   if (boot) take_startup_logging_level();
   if (boot) for_each_schedule(forget_used_times);
+  follow_zone();
   apply_logging_level();
   Change change;
   for_each_schedule([&](sch_schedule_entry &entry) { change.save(entry); });

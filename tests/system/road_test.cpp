@@ -1,41 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 // One job's whole road on the real programs: configured by the shell, run by the service when it is due, read in the
 // job log, still there after a restart. The service's clock is moved to the due minute.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <atomic>
 #include <chrono>
 #include <ctime>
 #include <fstream>
 #include <sstream>
 
+#include "tests/system/moved_clock.h"
 #include "tests/system/service_process.h"
 
 namespace system_test {
 namespace {
-
-class MovedClock {
- public:
-  explicit MovedClock(const std::string &path) {
-    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (ftruncate(file, sizeof *ahead_) != 0) abort();
-    void *memory = mmap(nullptr, sizeof *ahead_, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-    if (memory == MAP_FAILED) abort();
-    close(file);
-    ahead_ = static_cast<std::atomic<int64_t> *>(memory);
-  }
-  ~MovedClock() { munmap(ahead_, sizeof *ahead_); }
-  MovedClock(const MovedClock &) = delete;
-  MovedClock &operator=(const MovedClock &) = delete;
-
-  void set(time_t now) { ahead_->store(now - time(nullptr)); }
-
- private:
-  std::atomic<int64_t> *ahead_ = nullptr;
-};
 
 std::string replaced(std::string text, const std::string &from, const std::string &to) {
   for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())

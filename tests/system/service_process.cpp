@@ -285,8 +285,8 @@ int assign_job(const std::string &schedule, const std::string &job, bool assign)
 }
 
 std::string run_shell(const std::string &state_dir, const std::vector<std::string> &arguments, int *exit_status,
-                      const std::string &input) {
-  std::vector<std::string> words = {SCHEDSH_PATH, "--state-dir", state_dir};
+                      const std::string &input, const std::string &program) {
+  std::vector<std::string> words = {program.empty() ? SCHEDSH_PATH : program, "--state-dir", state_dir};
   words.insert(words.end(), arguments.begin(), arguments.end());
   const std::vector<char *> argv = pointers(words);
   const std::string input_path = state_dir + ".in";

@@ -76,6 +76,7 @@ int set_daily(const std::string &name, int hour, int minute);
 int assign_job(const std::string &schedule, const std::string &job, bool assign);
 
 std::string run_shell(const std::string &state_dir, const std::vector<std::string> &arguments, int *exit_status,
-                      const std::string &input = "");  // standard output and standard error together
+                      const std::string &input = "",
+                      const std::string &program = "");  // standard output and standard error together
 
 }  // namespace system_test
