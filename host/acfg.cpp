@@ -2,6 +2,7 @@
 #include "host/acfg.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -24,7 +25,21 @@ struct Collected {
 
 struct Request {
   host::ConfigType type;
+  bool of_running_store = false;  // in the place of the startup store
 };
+
+// The library asks for the names of the startup stores alone.
+struct SameStore {
+  const char *startup, *running;
+};
+constexpr SameStore same_stores[] = {{"scheduler_startup", "scheduler_runtime"},
+                                     {"scheduler_debug_startup", "scheduler_debug_runtime"}};
+
+const char *running_name(const char *name) {
+  for (const SameStore &store : same_stores)
+    if (std::strcmp(store.startup, name) == 0) return store.running;
+  return name;
+}
 
 Collected *collected(acfg_hdl *handle) {
   return static_cast<Collected *>(handle->platform);
@@ -112,16 +127,20 @@ int acfg_cfg_type_get(void *request) {
   return static_cast<int>(static_cast<const Request *>(request)->type);
 }
 
-const char *acfg_startup_cfg_uri_prefix_get(void *) {
-  return sysmgr_startup_cfg_uri_get();
+const char *acfg_startup_cfg_uri_prefix_get(void *request) {
+  const bool of_running = static_cast<const Request *>(request)->of_running_store;
+  return of_running ? sysmgr_running_cfg_uri_get() : sysmgr_startup_cfg_uri_get();
 }
 
-const char *acfg_startup_debug_cfg_uri_prefix_get(void *) {
-  return sysmgr_debug_cfg_uri_get();
+const char *acfg_startup_debug_cfg_uri_prefix_get(void *request) {
+  const bool of_running = static_cast<const Request *>(request)->of_running_store;
+  return of_running ? sysmgr_running_cfg_uri_get() : sysmgr_debug_cfg_uri_get();
 }
 
 const char *acfg_uri_complete(const char *prefix, const char *empty, const char *store) {
-  return prefix == nullptr ? nullptr : sysmgr_uri_complete(prefix, empty, store);
+  if (prefix == nullptr) return nullptr;
+  const bool of_running = std::strcmp(prefix, sysmgr_running_cfg_uri_get()) == 0;
+  return sysmgr_uri_complete(prefix, empty, of_running ? running_name(store) : store);
 }
 
 int acfg_respond(acfg_hdl *handle, void *message, void *) {
@@ -142,6 +161,14 @@ std::string configuration_text(ConfigType type) {
     sch_acfgcb_cfg_gen(&text, &request);
     return text;
   }
+  const LiveGlobals kept;
+  sch_acfgcb_cfg_gen(&text, &request);
+  return text;
+}
+
+std::string stored_running_text() {
+  std::string text;
+  Request request{ConfigType::startup, true};
   const LiveGlobals kept;
   sch_acfgcb_cfg_gen(&text, &request);
   return text;

@@ -13,4 +13,7 @@ enum class ConfigType { running = 1, startup = 2 };
 // text overwrites them).
 std::string configuration_text(ConfigType type);
 
+// Of the running store as it lies on disk, whatever is in use; empty where there is none.
+std::string stored_running_text();
+
 }  // namespace host

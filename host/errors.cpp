@@ -55,6 +55,10 @@ constexpr ErrorText error_texts[] = {
      "the file is no store of this machine, or it is damaged; move it away, or restore it with 'store load'"},
     {host::err_store_io, "reading or writing the store failed; see the system log"},
     {host::err_store_uri, "not the name of a store; use running:, startup: or debug: and a name"},
+    {host::err_store_gone,
+     "the state directory has been removed or replaced under the service, so nothing was changed; put it back, or "
+     "start "
+     "the service again"},
     {host::err_store_busy, "the store is in use; stop the scheduler service first"},
 
     {host::err_feature_enabled, "the feature is enabled already"},

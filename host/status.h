@@ -34,6 +34,7 @@ inline constexpr uint32_t err_store_foreign = 0x40480008;  // damaged, cut, fore
 inline constexpr uint32_t err_store_io = 0x40480009;
 inline constexpr uint32_t err_store_uri = 0x4048000a;   // not a URI of a store
 inline constexpr uint32_t err_store_busy = 0x4048000b;  // open in another process that must be its only one
+inline constexpr uint32_t err_store_gone = 0x4048000c;  // its file was removed or replaced under the process
 
 // Feature manager: what the library's handler tolerates.
 inline constexpr uint32_t err_feature_enabled = 0x40aa0005;

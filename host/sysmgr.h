@@ -2,21 +2,27 @@
 // Restart of the service versus boot. platform/sysmgr.h answers from what is prepared here.
 #pragma once
 
-#include <string>
+#include "host/result.h"
 
 namespace host {
 
-// Before sch_pss_init: makes the directories (0700; the run directory of a system-wide service 0755, as its socket
-// is for every user), takes the lock of the one service on the state directory, and
-// finds out whether this is the first start since the boot. False: `error` says what, where and what to do.
-bool sysmgr_prepare(std::string *error);
+// What a boot begins with. From startup: only once a startup configuration has been saved, so that nothing acknowledged
+// is lost before.
+enum class BootFrom { running, startup };
+
+// Before sch_pss_init: takes the directories (take_state_directory) and finds out whether this is the first start since
+// the boot.
+Result<void> sysmgr_prepare(BootFrom boot_from);
+
+// Where the start is one from startup: a left-over running configuration would bring records back that the startup
+// configuration does not have. Nothing is lost by a crash after this: until sysmgr_mark_started the next start is a
+// boot again. What is no store is somebody's and stays.
+Result<void> sysmgr_drop_running_configuration();
 
 // After start-up is complete and stored: a later start before the next boot is a restart. A crash before it starts over
 // as a boot.
-bool sysmgr_mark_started(std::string *error);
+Result<void> sysmgr_mark_started();
 
-// A boot starts from the startup configuration if there is one; without one the running configuration goes on, so that
-// nothing acknowledged is lost.
 bool sysmgr_first_start_since_boot();
 
 }  // namespace host

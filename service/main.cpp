@@ -35,11 +35,18 @@ int give_up(Exit status, const std::string &error) {
   return status;
 }
 
+// A socket under a private directory is nobody else's, whatever its own mode is.
+std::string whom_it_serves(const std::string &user) {
+  if (!host::paths().system_wide) return "serves " + user + " alone";
+  const std::string closed = host::closed_to_others(host::paths().socket);
+  if (closed.empty()) return "as root, serves all users";
+  return "as root, serves root alone, as other users cannot pass " + closed +
+         " (SCHEDCLI_RUN_DIR names a run directory that they can reach)";
+}
+
 void say_whom_it_serves(const std::string &user) {
-  const host::Paths &paths = host::paths();
-  const std::string whom = paths.system_wide ? "as root, serves all users" : "serves " + user + " alone";
-  std::fprintf(stderr, "schedd: %s; state directory %s, socket %s\n", whom.c_str(), paths.state.c_str(),
-               paths.socket.c_str());
+  std::fprintf(stderr, "schedd: %s; state directory %s, socket %s\n", whom_it_serves(user).c_str(),
+               host::paths().state.c_str(), host::paths().socket.c_str());
 }
 
 // Blocked here for the whole process; a job's process sets its own back.
@@ -82,7 +89,7 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   std::string error;
   if (const host::Result<void> zone = set_service_zone(settings->zone); !zone)
     return give_up(failed, zone.error().text);
-  if (!open_stores(&error)) return give_up(state_unusable, error);
+  if (!open_stores(*settings, time(nullptr), &error)) return give_up(state_unusable, error);
   JobLog log;
   Runner runner({settings->interpreter, host::paths().system_wide});
   Context context = {Authority(host::paths().system_wide, {user.uid, user.name}), log, runner, false,
@@ -91,7 +98,7 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   if (!settle_stores(&error)) return give_up(failed, error);
   if (const auto opened = log.open(); !opened) return give_up(failed, opened.error().text);
   scheduler.recover();
-  if (!host::sysmgr_mark_started(&error)) return give_up(failed, error);
+  if (const auto marked = host::sysmgr_mark_started(); !marked) return give_up(failed, marked.error().text);
 
   const host::FileDescriptor signals = take_signals();
   host::Server::Options listening;

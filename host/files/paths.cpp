@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/files/paths.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -73,6 +74,15 @@ const Paths &paths() {
 
 void use_paths(Paths paths) {
   current() = std::move(paths);
+}
+
+std::string closed_to_others(const std::string &path) {
+  for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+    const std::string directory = path.substr(0, slash);
+    struct stat found {};
+    if (stat(directory.c_str(), &found) != 0 || (found.st_mode & S_IXOTH) == 0) return directory;
+  }
+  return "";
 }
 
 }  // namespace host

@@ -7,8 +7,8 @@
 namespace host {
 
 struct Paths {
-  std::string state;         // stores, key file, job log: 0700
-  std::string run;           // socket, boot marker, lock: gone or stale after a boot
+  std::string state;         // stores, key file, job log, boot marker: 0700
+  std::string run;           // socket, lock: may be removed at any time, a boot or not
   std::string socket;        // run + "/schedd.sock"
   bool system_wide = false;  // serves every user; otherwise its owner alone
 };
@@ -25,5 +25,8 @@ Paths client_paths(const char *system_socket = "/run/schedcli/schedd.sock");
 
 const Paths &paths();         // client_paths() at first use
 void use_paths(Paths paths);  // replaces it; before any other call into the host
+
+// The first directory on the way to `path` that is closed to users other than its owner; empty: there is none.
+std::string closed_to_others(const std::string &path);
 
 }  // namespace host

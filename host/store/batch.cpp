@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/store/batch.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -98,6 +100,15 @@ int commit_write(Store &store) {
   return code;
 }
 
+// A file that was removed, or replaced with all of its directory, still takes every write, and nobody finds them again.
+bool is_where_it_was(const Store &store) {
+  struct stat opened {
+  }, named{};
+  const int file = store.data_file();
+  if (file < 0 || fstat(file, &opened) != 0) return true;  // not open: the commit says so
+  return stat(store.path.c_str(), &named) == 0 && named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
+
 }  // namespace
 
 Result<void> begin_batch(Store &store) {
@@ -126,6 +137,10 @@ Result<void> commit_batch(Store &store) {
     Error failure = std::move(store.batch.failure);
     abort_batch(store);
     return failure;  // of code 0: success
+  }
+  if (!is_where_it_was(store)) {
+    abort_batch(store);
+    return store_error(err_store_gone, store.path, "has been removed or replaced while it was open");
   }
   int code = 0;
   do {

@@ -6,12 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "host/sysmgr.h"
 #include "service/limits.h"
 #include "service/process/limits.h"
 
 namespace service {
 
-enum class BootFrom { running, startup };
+using host::BootFrom;
 enum class MissedPolicy { skip, run_once };
 enum class MailPolicy { always, failure, never };
 

@@ -45,7 +45,7 @@ uint32_t Change::commit() {
   open_ = false;
   if (const host::Result<void> committed = host::store_commit(pss_running); !committed) {
     fail("Commit change", committed.error());
-    return host::err_not_stored;
+    return committed.code() == host::err_store_gone ? host::err_store_gone : host::err_not_stored;
   }
   undo_.clear();
   for (auto &step : afterwards_)

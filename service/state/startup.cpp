@@ -12,6 +12,7 @@
 #include "service/request/logging_level.h"
 #include "service/run/due.h"
 #include "service/state/change.h"
+#include "service/state/left_out.h"
 #include "service/state/schedule_state.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
@@ -117,10 +118,20 @@ void save_what_is_left_out(Change &change) {
   for_each_job([&](sch_job_entry &slot, uint32_t) { change.save(slot); });
 }
 
+host::Result<void> prepare_boot(BootFrom boot_from, time_t now) {
+  if (host::Result<void> prepared = host::sysmgr_prepare(boot_from); !prepared) return prepared;
+  if (sysmgr_is_stateless_restart() == 0) return {};
+  if (host::Result<void> kept = keep_what_a_boot_leaves_out(now); !kept) return kept;
+  return host::sysmgr_drop_running_configuration();
+}
+
 }  // namespace
 
-bool open_stores(std::string *error) {
-  if (!host::sysmgr_prepare(error)) return false;
+bool open_stores(const Settings &settings, time_t now, std::string *error) {
+  if (const host::Result<void> prepared = prepare_boot(settings.boot_from, now); !prepared) {
+    *error = prepared.error().text;
+    return false;
+  }
   if (host::security_become_service() != 0) {
     *error = "the key of the scheduler passwords cannot be read or made; the system log says why";
     return false;

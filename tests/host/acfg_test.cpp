@@ -73,8 +73,7 @@ class ConfigurationText : public testing::Test {
     ASSERT_NE(mkdtemp(pattern), nullptr);
     directory_ = pattern;
     host::use_paths(host::resolve_paths(pattern));
-    std::string error;
-    ASSERT_TRUE(host::sysmgr_prepare(&error)) << error;
+    ASSERT_EQ(host::sysmgr_prepare(host::BootFrom::startup).code(), 0U);
     sch_pss_uri_init();
     sch_log_file.size = SCH_LOG_SIZE_DEFAULT;
     scheduler_enabled = 1;

@@ -18,11 +18,10 @@ class LibraryStoreTest : public StoreTest {
   static int run(const char *id, const std::function<int()> &body) {
     setenv("SCHEDCLI_BOOT_ID", id, 1);
     return in_another_process([&body] {
-      std::string error;
-      if (!host::sysmgr_prepare(&error)) return 200;
+      if (!host::sysmgr_prepare(host::BootFrom::startup) || !host::sysmgr_drop_running_configuration()) return 200;
       sch_pss_uri_init();
       if (sch_pss_init() != 0) return 201;
-      if (!host::sysmgr_mark_started(&error)) return 202;
+      if (!host::sysmgr_mark_started()) return 202;
       const int result = body();
       sch_pss_close_handles(nullptr);
       return result;

@@ -20,15 +20,15 @@ class SysmgrTest : public StoreTest {
   ~SysmgrTest() override { unsetenv("SCHEDCLI_BOOT_ID"); }
 
   // A start in boot `id`; `complete`: up to the marked end of the start-up.
-  static int start(const char *id, bool complete) {
+  static int start(const char *id, bool complete, host::BootFrom boot_from = host::BootFrom::startup) {
     setenv("SCHEDCLI_BOOT_ID", id, 1);
-    return in_another_process([complete] {
-      std::string error;
-      if (!host::sysmgr_prepare(&error)) return static_cast<int>(refused);
+    return in_another_process([complete, boot_from] {
+      if (!host::sysmgr_prepare(boot_from) || !host::sysmgr_drop_running_configuration())
+        return static_cast<int>(refused);
       const int seen = (host::sysmgr_first_start_since_boot() ? first_since_boot : 0) |
                        (sysmgr_is_stateless_restart() != 0 ? stateless : 0) |
                        (host::store_exists("running:scheduler_runtime") ? running_kept : 0);
-      if (complete && !host::sysmgr_mark_started(&error)) return static_cast<int>(refused);
+      if (complete && !host::sysmgr_mark_started()) return static_cast<int>(refused);
       return seen;
     });
   }
@@ -47,8 +47,7 @@ class Service {
     EXPECT_EQ(pipe(ready), 0);
     child_ = fork();
     if (child_ == 0) {
-      std::string error;
-      const char answer = host::sysmgr_prepare(&error) ? 'y' : 'n';
+      const char answer = host::sysmgr_prepare(host::BootFrom::startup) ? 'y' : 'n';
       if (write(ready[1], &answer, 1) != 1) _exit(1);
       for (;;)
         pause();
@@ -71,8 +70,9 @@ class Service {
 
 std::string prepare_error(const std::function<int(const std::function<int()> &)> &run, const std::string &file) {
   run([&file] {
-    std::string error;
-    write_file(file, host::sysmgr_prepare(&error) ? "prepared" : error);
+    host::Result<void> result = host::sysmgr_prepare(host::BootFrom::startup);
+    if (result) result = host::sysmgr_drop_running_configuration();
+    write_file(file, result ? "prepared" : result.error().text);
     return 0;
   });
   return file_content(file);
@@ -124,15 +124,73 @@ TEST_F(SysmgrTest, restart_keeps_the_running_configuration_whatever_has_been_sav
   EXPECT_EQ(start("boot-1", true), running_kept);
 }
 
+TEST_F(SysmgrTest, boot_that_goes_on_with_the_running_configuration_drops_nothing) {
+  make_store("running:scheduler_runtime");
+  make_store("startup:scheduler_startup");
+  EXPECT_EQ(start("boot-1", true, host::BootFrom::running), first_since_boot | running_kept);
+  EXPECT_EQ(start("boot-2", true, host::BootFrom::running), first_since_boot | running_kept);
+}
+
+TEST_F(SysmgrTest, restart_whose_run_directory_was_removed_is_no_boot) {
+  make_store("running:scheduler_runtime");
+  make_store("startup:scheduler_startup");
+  EXPECT_EQ(start("boot-1", true, host::BootFrom::running), first_since_boot | running_kept);
+  std::filesystem::remove_all(directory + "/run");
+  EXPECT_EQ(start("boot-1", true), running_kept);
+}
+
+TEST_F(SysmgrTest, second_service_on_a_run_directory_is_refused_whatever_its_state_directory_is) {
+  setenv("SCHEDCLI_RUN_DIR", (directory + "/shared").c_str(), 1);
+  host::use_paths(host::resolve_paths((directory + "/first").c_str()));
+  Service first;
+  host::use_paths(host::resolve_paths((directory + "/second").c_str()));
+  unsetenv("SCHEDCLI_RUN_DIR");
+  EXPECT_EQ(prepare_error(in_another_process, directory + "/words"),
+            directory + "/shared/service.lock: process " + std::to_string(first.id()) +
+                " serves this directory already; stop it, or name another run directory");
+}
+
+TEST_F(SysmgrTest, new_state_directory_has_this_version) {
+  start("boot-1", true);
+  EXPECT_EQ(file_content(directory + "/version"), "2\n");
+  EXPECT_FALSE(std::filesystem::exists(directory + "/before-version-2"));
+}
+
+// What a version before this one left: stores, a marker in the run directory, and no version.
+TEST_F(SysmgrTest, older_state_directory_is_migrated_once_and_kept) {
+  make_store("running:scheduler_runtime");
+  make_store("startup:scheduler_startup");
+  const std::string store = host::store_path("running:scheduler_runtime");
+  const std::string kept = directory + "/before-version-2/" + std::filesystem::relative(store, directory).string();
+  std::filesystem::create_directory(directory + "/run");
+  write_file(directory + "/run/boot", "boot-1\n");
+  const std::string old = file_content(store);
+  EXPECT_EQ(start("boot-1", true), running_kept);
+  EXPECT_EQ(file_content(kept), old);
+  EXPECT_EQ(file_content(directory + "/version"), "2\n");
+  write_file(kept, "touched");
+  EXPECT_EQ(start("boot-2", true), first_since_boot | stateless);
+  EXPECT_EQ(file_content(kept), "touched");
+}
+
+TEST_F(SysmgrTest, state_directory_of_a_newer_or_unknown_version_is_refused_and_left_alone) {
+  for (const char *version : {"3\n", "x\n", "", "2", "0\n"}) {
+    write_file(directory + "/version", version);
+    ASSERT_EQ(chmod((directory + "/version").c_str(), 0600), 0);
+    EXPECT_EQ(start("boot-1", true), refused) << version;
+    EXPECT_EQ(file_content(directory + "/version"), version);
+  }
+}
+
 TEST_F(SysmgrTest, start_without_a_given_boot_id_uses_the_kernels) {
   EXPECT_EQ(start("", true), first_since_boot);
   EXPECT_EQ(start("", true), 0);
-  EXPECT_EQ(file_content(directory + "/run/boot"), file_content("/proc/sys/kernel/random/boot_id"));
+  EXPECT_EQ(file_content(directory + "/boot"), file_content("/proc/sys/kernel/random/boot_id"));
 }
 
 TEST_F(SysmgrTest, damaged_marker_is_a_boot) {
   start("boot-1", true);
-  write_file(directory + "/run/boot", "");
+  write_file(directory + "/boot", "");
   EXPECT_EQ(start("boot-1", true), first_since_boot);
 }
 

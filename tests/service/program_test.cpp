@@ -7,6 +7,7 @@
 #include <pwd.h>
 #include <signal.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,6 +17,7 @@
 #include <fstream>
 
 #include "host/files/paths.h"
+#include "host/status.h"
 #include "host/store/store.h"
 #include "host/transport/transport.h"
 #include "schedcli.h"
@@ -115,12 +117,19 @@ struct ServiceProgram : ::testing::Test {
   }
 };
 
+std::string written(const std::string &path, const std::string &text) {
+  std::ofstream(path) << text;
+  chmod(path.c_str(), 0600);
+  return path;
+}
+
 TEST_F(ServiceProgram, it_says_when_it_is_ready_whom_it_serves_and_ends_in_order) {
   Program program({"--state-dir", state}, notify_path);
   EXPECT_EQ(told(), "READY=1");
   EXPECT_EQ(program.end(SIGTERM), 0);
   EXPECT_EQ(told(), "STOPPING=1");
-  const std::string whom = geteuid() == 0 ? "as root, serves all users" : " alone";
+  const std::string whom =
+      geteuid() == 0 ? "as root, serves root alone, as other users cannot pass " + directory : " alone";
   const std::string output = program.output();
   EXPECT_THAT(output, HasSubstr(whom));
   EXPECT_THAT(output, HasSubstr("state directory " + state + ", socket " + state + "/run/schedd.sock"));
@@ -134,6 +143,52 @@ TEST_F(ServiceProgram, a_second_instance_on_the_state_directory_is_refused) {
   EXPECT_EQ(second.wait(), 3);
   EXPECT_THAT(second.output(), HasSubstr("serves this directory already"));
   EXPECT_EQ(first.end(SIGINT), 0);
+}
+
+TEST_F(ServiceProgram, root_serves_all_users_only_where_they_can_reach_the_socket) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to serve all users";
+  ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
+  Program program({"--state-dir", state}, notify_path, 0, SCHEDD_PATH, {"SCHEDCLI_RUN_DIR=" + directory + "/run"});
+  ASSERT_EQ(told(), "READY=1");
+  EXPECT_EQ(program.end(SIGTERM), 0);
+  EXPECT_THAT(program.output(), HasSubstr("as root, serves all users; state directory"));
+}
+
+TEST_F(ServiceProgram, a_second_service_on_a_run_directory_is_refused_and_leaves_the_socket_alone) {
+  const std::vector<std::string> shared = {"SCHEDCLI_RUN_DIR=" + directory + "/run"};
+  Program first({"--state-dir", state}, notify_path, geteuid(), SCHEDD_PATH, shared);
+  ASSERT_EQ(told(), "READY=1");
+  struct stat before = {}, after = {};
+  ASSERT_EQ(stat((directory + "/run/schedd.sock").c_str(), &before), 0);
+  Program second({"--state-dir", directory + "/other"}, {}, geteuid(), SCHEDD_PATH, shared);
+  EXPECT_EQ(second.wait(), 3);
+  EXPECT_THAT(second.output(), HasSubstr(directory + "/run/service.lock: process "));
+  ASSERT_EQ(stat((directory + "/run/schedd.sock").c_str(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+}
+
+// What a supervisor does at each restart.
+TEST_F(ServiceProgram, a_restart_without_its_run_directory_keeps_what_was_not_saved) {
+  const std::string conf = written(directory + "/conf", "[service]\nboot-from=startup\n");
+  const std::vector<std::string> arguments = {"--state-dir", state, "--config", conf, "--foreground"};
+  host::use_paths(host::resolve_paths(state.c_str()));
+  for (const bool restarted : {false, true}) {
+    Program program(arguments, notify_path);
+    ASSERT_EQ(told(), "READY=1");
+    EXPECT_EQ(host::control_request(host::Control::enable_feature, {}, nullptr),
+              restarted ? host::err_feature_enabled : 0u);
+    if (!restarted) {
+      EXPECT_EQ(host::control_request(host::Control::disable_feature, {}, nullptr), 0u);
+      EXPECT_EQ(host::control_request(host::Control::copy_running_startup, {}, nullptr), 0u);
+      EXPECT_EQ(host::control_request(host::Control::enable_feature, {}, nullptr), 0u);
+    }
+    EXPECT_EQ(program.end(SIGTERM), 0);
+    told();  // that it stops
+    std::filesystem::remove_all(state + "/run");
+  }
+  Program booted(arguments, notify_path, geteuid(), SCHEDD_PATH, {"SCHEDCLI_BOOT_ID=another"});
+  ASSERT_EQ(told(), "READY=1");
+  EXPECT_EQ(host::control_request(host::Control::enable_feature, {}, nullptr), 0u);
 }
 
 TEST_F(ServiceProgram, wrong_options_are_told_apart_from_failures) {
@@ -156,12 +211,6 @@ TEST_F(ServiceProgram, wrong_options_are_told_apart_from_failures) {
   EXPECT_THAT(help.output(), HasSubstr("Usage:\n  schedd "));
   EXPECT_EQ(version.wait(), 0);
   EXPECT_THAT(version.output(), HasSubstr("schedd 1."));
-}
-
-std::string written(const std::string &path, const std::string &text) {
-  std::ofstream(path) << text;
-  chmod(path.c_str(), 0600);
-  return path;
 }
 
 TEST_F(ServiceProgram, check_says_whether_the_settings_are_right_and_starts_nothing) {

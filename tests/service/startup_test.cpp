@@ -4,11 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "host/status.h"
 #include "service/request/control.h"
 #include "service/request/logging_level.h"
 #include "service/run/outcome.h"
+#include "service/state/left_out.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
 #include "tests/service/world.h"
@@ -45,6 +49,20 @@ std::string without_log_place(const std::string &text) {
 
 struct Startup : ::testing::Test {
   World world;
+  Startup() { world.settings.boot_from = service::BootFrom::startup; }
+
+  // What boots so far have kept; each file once.
+  std::string left_out() const {
+    std::string text;
+    for (const auto &entry : std::filesystem::directory_iterator(world.directory.path() + "/state"))
+      if (entry.path().filename().string().starts_with("boot-left-out-")) {
+        EXPECT_EQ(entry.status().permissions(), std::filesystem::perms(0600));
+        std::ostringstream content;
+        content << std::ifstream(entry.path()).rdbuf();
+        text += content.str();
+      }
+    return text;
+  }
 
   // One of everything, and what the library's save after a boot leaves out above all.
   void configure() {
@@ -102,6 +120,82 @@ TEST_F(Startup, a_boot_brings_back_nothing_that_was_not_saved) {
   world.restart();
   EXPECT_EQ(service::find_job("unsaved"), nullptr);
   EXPECT_EQ(service::find_schedule("unsaved"), nullptr);
+}
+
+TEST_F(Startup, a_boot_that_goes_on_with_the_running_configuration_loses_nothing_that_was_not_saved) {
+  configure();
+  save_startup(world);
+  ASSERT_EQ(create_job(world, "unsaved", "x\n"), 0u);
+  const std::string before = configuration();
+  world.settings.boot_from = service::BootFrom::running;
+  world.boot();
+  EXPECT_EQ(configuration(), before);
+  EXPECT_EQ(left_out(), "");
+}
+
+TEST_F(Startup, what_a_boot_leaves_out_is_kept_as_commands_with_their_owners) {
+  configure();
+  save_startup(world);
+  ASSERT_EQ(create_job(world, "unsaved", "first\nscheduler schedule name in-the-text\n", nobody()), 0u);
+  ASSERT_EQ(create_schedule(world, "late", {"unsaved"}, daily(13, 0), nobody()), 0u);
+  ASSERT_EQ(create_schedule(world, "without-time", {}, {}), 0u);
+  ASSERT_EQ(world.send(root(), config, SCH_OP_DEFINE_JOB, job_payload("with-text", "changed\n")).status, 0u);
+  world.boot();
+  EXPECT_THAT(left_out(), ::testing::EndsWith("\n! owner: root\nscheduler job name with-text\nchanged\nend-job\n"
+                                              "\n! owner: nobody\nscheduler job name unsaved\nfirst\n"
+                                              "scheduler schedule name in-the-text\nend-job\n"
+                                              "\n! owner: nobody\nscheduler schedule name late\n job name unsaved\n"
+                                              "  time daily 13:00\n"
+                                              "\n! owner: root\nscheduler schedule name without-time\n"));
+  EXPECT_EQ(service::find_job("unsaved"), nullptr);
+}
+
+TEST_F(Startup, a_boot_that_leaves_nothing_out_keeps_nothing) {
+  configure();
+  save_startup(world);
+  world.boot();
+  EXPECT_EQ(left_out(), "");
+}
+
+TEST_F(Startup, what_cannot_be_kept_is_not_dropped) {
+  configure();
+  save_startup(world);
+  ASSERT_EQ(create_job(world, "unsaved", "x\n"), 0u);
+  world.stop();
+  // The name that the file is made under is taken by something that cannot be replaced.
+  const std::string beside = world.directory.path() + "/state/boot-left-out-20261121-120000.conf.new/full";
+  std::filesystem::create_directories(beside);
+  std::filesystem::remove(world.directory.path() + "/state/boot");
+  std::string error;
+  EXPECT_NE(world.try_start(&error), 0u);
+  EXPECT_THAT(error, ::testing::HasSubstr("boot-left-out-20261121-120000.conf"));
+  std::filesystem::remove_all(world.directory.path() + "/state/boot-left-out-20261121-120000.conf.new");
+  world.settings.boot_from = service::BootFrom::running;
+  world.start();
+  EXPECT_NE(service::find_job("unsaved"), nullptr);
+}
+
+TEST_F(Startup, a_state_directory_that_vanished_or_was_replaced_takes_no_change) {
+  ASSERT_EQ(create_job(world, "before", "x\n"), 0u);
+  const std::string state = world.directory.path() + "/state", moved = world.directory.path() + "/moved";
+  std::filesystem::rename(state, moved);
+  EXPECT_EQ(create_job(world, "after", ""), host::err_store_gone);
+  std::filesystem::copy(moved, state, std::filesystem::copy_options::recursive);
+  EXPECT_EQ(create_job(world, "after", ""), host::err_store_gone);
+  EXPECT_EQ(service::find_job("after"), nullptr);
+  std::filesystem::remove_all(state);
+  std::filesystem::rename(moved, state);
+  EXPECT_EQ(create_job(world, "after", ""), 0u);
+}
+
+TEST(Blocks, a_configuration_is_split_into_jobs_schedules_and_lines) {
+  std::string names;
+  for (const auto &block : service::blocks_of("feature scheduler\nscheduler logfile size 20\n\nscheduler job name j\n"
+                                              "\nscheduler schedule name no\nend-job\n\n"
+                                              "scheduler schedule name a\n job name j\n  \n"
+                                              "scheduler schedule name b\n  email-addr x@y\n\n"))
+    names += block.name + "|" + std::to_string(block.text.size()) + ";";
+  EXPECT_EQ(names, "feature scheduler|18;scheduler logfile size 20|26;job j|57;schedule a|38;schedule b|43;");
 }
 
 TEST_F(Startup, a_boot_without_a_saved_configuration_loses_nothing) {

@@ -115,14 +115,14 @@ World::~World() {
 
 uint32_t World::try_start(std::string *error) {
   host::use_paths(host::resolve_paths((directory.path() + "/state").c_str()));
-  if (!service::open_stores(error) || !service::settle_stores(error)) return 1;
+  if (!service::open_stores(settings, time(nullptr), error) || !service::settle_stores(error)) return 1;
   parts = std::make_unique<Parts>(options);
   if (const auto opened = parts->log.open(); !opened) {
     *error = opened.error().text;
     return 1;
   }
   parts->scheduler.recover();
-  return host::sysmgr_mark_started(error) ? 0 : 1;
+  return host::sysmgr_mark_started() ? 0 : 1;
 }
 
 void World::start() {
@@ -150,7 +150,7 @@ void World::restart() {
 
 void World::boot() {
   stop();
-  std::filesystem::remove(directory.path() + "/state/run/boot");
+  std::filesystem::remove(directory.path() + "/state/boot");
   start();
 }
 

@@ -50,6 +50,7 @@ struct World {
   host::Loop loop;
   Directory directory;
   service::Runner::Options options;
+  service::Settings settings;  // of the next start
   struct Parts {
     Parts(service::Runner::Options options);
     service::JobLog log;
