@@ -79,6 +79,8 @@ constexpr ErrorText error_texts[] = {
     {host::err_too_many_addresses, "the schedule has its 10 e-mail addresses already; remove one first"},
     {host::err_no_such_address, "no such e-mail address"},
     {host::err_bad_value, "a value is out of its range"},
+    {host::err_control_character,
+     "the text has a control character other than tab and line end, or one that hides or turns what stands beside it"},
     {host::err_no_startup, "no startup configuration has been saved"},
 };
 

@@ -55,7 +55,8 @@ inline constexpr uint32_t err_not_stored = 0x40bd0029;  // the store refused; no
 inline constexpr uint32_t err_disabled = 0x40bd002a;    // the feature is disabled
 inline constexpr uint32_t err_too_many_addresses = 0x40bd002b;
 inline constexpr uint32_t err_no_such_address = 0x40bd002c;
-inline constexpr uint32_t err_bad_value = 0x40bd002d;   // a field of the request is out of its range
-inline constexpr uint32_t err_no_startup = 0x40bd002e;  // no startup configuration has been saved
+inline constexpr uint32_t err_bad_value = 0x40bd002d;          // a field of the request is out of its range
+inline constexpr uint32_t err_no_startup = 0x40bd002e;         // no startup configuration has been saved
+inline constexpr uint32_t err_control_character = 0x40bd002f;  // in a text that somebody will read on a terminal
 
 }  // namespace host

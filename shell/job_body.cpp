@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/job_body.h"
 
+#include "host/visible.h"
+
 namespace shell {
 
 namespace {
@@ -14,13 +16,25 @@ std::string_view trimmed(std::string_view line) {
 
 }  // namespace
 
+// Nothing else would say where it is: the service's answer is a status alone.
+std::string JobBody::objection_to(std::string_view line) const {
+  const std::optional<host::ControlCharacter> found = host::find_control(line);
+  if (!found) return {};
+  return "line " + std::to_string(lines_) + " of the job's text has " + found->shown + " at byte " +
+         std::to_string(found->offset + 1) + "; of control characters only tabs and line ends may be in it";
+}
+
 JobBody::Close JobBody::add(std::string_view line) {
   if (trimmed(line) == "end-job") return Close::end_job;
+  if (line.ends_with('\r')) line.remove_suffix(1);  // of a file with the other line ends
   if (line == "end") return Close::end;
+  lines_++;
   if (line.find('\0') != std::string_view::npos) {
     problem_ = "the job's text has a NUL byte";
   } else if (text_.size() + line.size() + 1 > job_text_limit) {
     problem_ = "the job's text is longer than " + std::to_string(job_text_limit) + " bytes";
+  } else if (const std::string objection = objection_to(line); !objection.empty()) {
+    if (problem_.empty()) problem_ = objection;
   } else if (!refused_ && problem_.empty()) {
     text_.append(line) += '\n';
   }

@@ -20,8 +20,8 @@ class JobBody {
   // `refused`: the job could not be created; its lines are read past, so that they are not taken for commands.
   JobBody(std::string name, bool refused) : name_(std::move(name)), refused_(refused) {}
 
-  // A line as it stands, or the one that closes the body: "end-job", or exactly "end", which also ends the
-  // configuration mode, as in the blocks of `show scheduler config`.
+  // A line as it stands, but for a carriage return at its end, or the one that closes the body: "end-job", or exactly
+  // "end", which also ends the configuration mode, as in the blocks of `show scheduler config`.
   Close add(std::string_view line);
 
   const std::string &name() const { return name_; }
@@ -30,7 +30,10 @@ class JobBody {
   const std::string &problem() const { return problem_; }  // why the text cannot be a job's; empty: it can
 
  private:
+  std::string objection_to(std::string_view line) const;
+
   std::string name_, text_, problem_;
+  size_t lines_ = 0;
   bool refused_;
 };
 

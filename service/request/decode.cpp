@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "host/status.h"
+#include "host/visible.h"
 #include "service/calendar/service_zone.h"
 #include "service/limits.h"
 #include "service/request/shell_time.h"
@@ -95,7 +96,9 @@ uint32_t decode_job_text(const sch_job_request &record, std::string_view text, J
   if (const uint32_t status = take_name(record.head.name, &request->name); status != 0) return status;
   if (text.size() > job_text_limit) return host::err_text_too_long;
   request->text = text;
-  return text.find('\0') != text.npos || holds_end_of_job(text) ? host::err_bad_value : 0;
+  if (text.find('\0') != text.npos || holds_end_of_job(text)) return host::err_bad_value;
+  // It is shown byte for byte, on the terminals of others too.
+  return host::find_control(text) ? host::err_control_character : 0;
 }
 
 uint32_t decode_schedule(const sch_named_request &record, ScheduleRequest *request) {

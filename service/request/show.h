@@ -12,6 +12,9 @@ host::Answer show_job(const Call &call, const ShowRequest &request);
 host::Answer show_schedule(const Call &call, const ShowRequest &request);
 
 // A stream of outcomes, oldest first; with a name, those of the schedule or job of that name.
+// What jobs printed is made safe for a terminal (shown_output.h).
 host::Answer show_log(const Call &call, const ShowRequest &request);
+// The same byte for byte, for a file.
+host::Answer show_raw_log(const Call &call, const ShowRequest &request);
 
 }  // namespace service

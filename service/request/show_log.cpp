@@ -8,15 +8,18 @@
 #include "service/request/answer.h"
 #include "service/request/shell_time.h"
 #include "service/request/show.h"
+#include "service/request/shown_output.h"
 #include "service/state/schedule_state.h"
 
 namespace service {
 namespace {
 
+enum class OutputForm { visible, raw };
+
 // Makes the messages of the stream one by one, as the client takes them.
 class LogStream {
  public:
-  explicit LogStream(LogReader reader) : reader_(std::move(reader)) {}
+  LogStream(LogReader reader, OutputForm form) : reader_(std::move(reader)), form_(form) {}
 
   std::optional<host::Bytes> next() {
     if (reader_.count() == 0) return empty_log();
@@ -42,6 +45,7 @@ class LogStream {
     std::optional<LogRecord> record = reader_.next();
     if (!record) return false;
     record_ = std::move(*record);
+    if (form_ == OutputForm::visible) record_.output = shown_output(record_.output);
     number_++;
     sent_ = 0;
     return true;
@@ -62,21 +66,30 @@ class LogStream {
   }
 
   LogReader reader_;
+  OutputForm form_;
   LogRecord record_;
   size_t number_ = 0;  // records begun
   size_t sent_ = 0;    // bytes of this record's output
 };
 
-}  // namespace
-
-host::Answer show_log(const Call &call, const ShowRequest &request) {
+host::Answer stream(const Call &call, const ShowRequest &request, OutputForm form) {
   LogFilter filter;
   if (!call.context.authority.administrator(call.caller)) filter.owner_tag = owner_tag(call.caller.uid);
   filter.name = request.name;
-  auto stream = std::make_shared<LogStream>(call.context.log.read(std::move(filter)));
+  auto made = std::make_shared<LogStream>(call.context.log.read(std::move(filter)), form);
   host::Answer answer;
-  answer.next = [stream] { return stream->next(); };
+  answer.next = [made] { return made->next(); };
   return answer;
+}
+
+}  // namespace
+
+host::Answer show_log(const Call &call, const ShowRequest &request) {
+  return stream(call, request, OutputForm::visible);
+}
+
+host::Answer show_raw_log(const Call &call, const ShowRequest &request) {
+  return stream(call, request, OutputForm::raw);
 }
 
 }  // namespace service

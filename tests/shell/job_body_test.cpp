@@ -122,6 +122,21 @@ TEST_F(JobLines, with_a_nul_byte_are_refused) {
   EXPECT_EQ(err, "Error: the job's text has a NUL byte\n");
 }
 
+TEST_F(JobLines, with_a_control_character_are_refused_with_its_place) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler job name x", "one", "two\x1b[1m", "\x07", "end-job"}),
+            (Calls{"create_delete_job \"x\"", "create_delete_job no \"x\""}));
+  EXPECT_EQ(err,
+            "Error: line 2 of the job's text has ^[ at byte 4; of control characters only tabs and line ends may be "
+            "in it\n");
+}
+
+TEST_F(JobLines, of_a_file_with_carriage_returns_are_taken_without_them) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler job name x", "one\r", "two\r", "end-job\r"}).back(),
+            "define_job \"x\" \"one\ntwo\n\"");
+}
+
 TEST_F(JobLines, show_the_job_in_the_prompt) {
   Session session(script_options());
   calls_of(session, {"scheduler job name x"});

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/visible.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace {
+
+using host::visible;
+
+TEST(Visible, leaves_ordinary_text_alone_whatever_its_script) {
+  for (const char *text :
+       {"", "plain\ttext\n", "caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80", "\xd0\x9f\xd0\xb5", "\xef\xbf\xbd"})
+    EXPECT_EQ(visible(text), text);
+}
+
+TEST(Visible, shows_control_characters_with_a_caret) {
+  EXPECT_EQ(visible("\x1b[31mred\x1b]0;title\x07"), "^[[31mred^[]0;title^G");
+  EXPECT_EQ(visible("line\r\nbell\x7f\b"), "line^M\nbell^?^H");
+  EXPECT_EQ(visible(std::string_view("\0\x1f", 2)), "^@^_");
+}
+
+TEST(Visible, shows_upper_controls_and_what_hides_or_turns_text_by_their_number) {
+  EXPECT_EQ(visible("\xc2\x9b"
+                    "31m"),
+            "<U+009B>31m");
+  EXPECT_EQ(visible("\xc2\x80\xc2\x9f\xc2\xa0"), "<U+0080><U+009F>\xc2\xa0");
+  EXPECT_EQ(visible("a\xe2\x80\xae"
+                    "b\xe2\x81\xa6\xd8\x9c\xef\xbb\xbf\xe2\x80\x8b"),
+            "a<U+202E>b<U+2066><U+061C><U+FEFF><U+200B>");
+  EXPECT_EQ(visible("\xf3\xa0\x81\x81"), "<U+E0041>");
+}
+
+TEST(Visible, shows_bytes_that_are_no_utf_8_one_by_one) {
+  EXPECT_EQ(visible("\x9b"
+                    "31m"),
+            "<9B>31m");
+  EXPECT_EQ(visible("caf\xe9!"), "caf<E9>!");
+  EXPECT_EQ(visible("\xc1\x9b"), "<C1><9B>");                          // a second form of a shorter one
+  EXPECT_EQ(visible("\xe0\x82\x9b"), "<E0><82><9B>");                  // the same in three bytes
+  EXPECT_EQ(visible("\xed\xa0\x80"), "<ED><A0><80>");                  // half of a pair
+  EXPECT_EQ(visible("\xf4\x90\x80\x80\xff"), "<F4><90><80><80><FF>");  // beyond the last one
+  EXPECT_EQ(visible("cut \xe2\x82"), "cut <E2><82>");
+  EXPECT_EQ(visible("\xe2\x1b["), "<E2>^[[");  // the sequence takes no control along
+}
+
+TEST(Visible, of_any_bytes_leaves_nothing_that_find_control_finds) {
+  std::mt19937 random(11);
+  for (int i = 0; i < 2000; i++) {
+    std::string text;
+    for (auto n = random() % 40; n > 0; n--)
+      text += static_cast<char>(random() % 3 == 0 ? 0x80 | random() % 128 : random() % 256);
+    const std::string shown = visible(text);
+    ASSERT_FALSE(host::find_control(shown)) << shown;
+    ASSERT_EQ(visible(shown), shown);
+    for (const char c : shown)
+      ASSERT_TRUE(static_cast<uint8_t>(c) >= ' ' || c == '\n' || c == '\t');
+  }
+}
+
+TEST(FindControl, tells_where_the_first_one_is_and_how_it_is_shown) {
+  EXPECT_FALSE(host::find_control("tab\tline\n caf\xc3\xa9 \xe9"));
+  const auto escape = host::find_control("ab\xc3\xa9\x1b[1m\r");
+  ASSERT_TRUE(escape);
+  EXPECT_EQ(escape->offset, 4u);
+  EXPECT_EQ(escape->shown, "^[");
+  for (const auto &[text, shown] : {std::pair{"x\r", "^M"},
+                                    {"x\x7f", "^?"},
+                                    {"x\x9b", "<9B>"},
+                                    {"x\xc2\x85", "<U+0085>"},
+                                    {"x\xe2\x80\xaey", "<U+202E>"}}) {
+    const auto found = host::find_control(text);
+    ASSERT_TRUE(found) << shown;
+    EXPECT_EQ(found->offset, 1u);
+    EXPECT_EQ(found->shown, shown);
+  }
+}
+
+}  // namespace
