@@ -97,6 +97,8 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   Scheduler scheduler(context);
   if (!settle_stores(&error)) return give_up(failed, error);
   if (const auto opened = log.open(); !opened) return give_up(failed, opened.error().text);
+  if (const auto ended = runner.processes().end_left_overs(); !ended)
+    sch_syslog_raise(&syslog_msg_SCH_ERR, ended.error().text.c_str());
   scheduler.recover();
   if (const auto marked = host::sysmgr_mark_started(); !marked) return give_up(failed, marked.error().text);
 

@@ -2,6 +2,7 @@
 #include "service/run/job_process.h"
 
 #include <poll.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,38 +11,56 @@
 #include <csignal>
 #include <cstring>
 
-#include "service/run/outcome.h"
+#include "service/process/start_failure.h"
 
 namespace service {
+namespace {
 
-std::unique_ptr<JobProcess> JobProcess::start(const Task &task, Done done, std::string *error, unsigned time_limit_s) {
-  std::optional<Child> child = start_child(task, error);
-  if (!child) return nullptr;
-  std::unique_ptr<JobProcess> process(new JobProcess(std::move(*child), std::move(done)));
-  process->watch(time_limit_s);
+constexpr unsigned group_round_ms = 2;       // the kernel ends a killed group in about as long
+constexpr int group_rounds = 2500;           // 5 s: a process that waits for a disk may need them
+constexpr int keeper_end_ms = 5000;          // the same, of a keeper that was told to end its run
+constexpr unsigned keeper_grace_ms = 10000;  // a keeper that has not ended its run by then is given up
+
+}  // namespace
+
+host::Result<std::unique_ptr<JobProcess>> JobProcess::start(Processes &processes, const Task &task, Done done) {
+  host::Result<Started> started = processes.start(task);
+  if (!started) return started.error();
+  std::unique_ptr<JobProcess> process(new JobProcess(std::move(*started), task, std::move(done)));
+  process->watch();
   return process;
 }
 
+JobProcess::JobProcess(Started started, const Task &task, Done done)
+    : started_(std::move(started)),
+      limits_(task.limits),
+      leave_daemons_(task.leave_daemons),
+      owner_(task.owner.name),
+      interpreter_(task.interpreter),
+      done_(std::move(done)) {}
+
 JobProcess::~JobProcess() {
-  if (child_.pid > 0) reap();
+  if (started_.pid > 0) end();
 }
 
-void JobProcess::watch(unsigned time_limit_s) {
-  output_ = host::Watch::readable(child_.output.get(), [this] { take_output(); });
-  exit_ = host::Watch::readable(child_.pidfd.get(), [this] { finish(); });
-  timer_ = host::Watch::after_ms(time_limit_s * 1000, [this, time_limit_s] { out_of_time(time_limit_s); });
+void JobProcess::watch() {
+  output_ = host::Watch::readable(started_.output.get(), [this] { take_output(); });
+  exit_ = host::Watch::readable(started_.pidfd.get(), [this] { ended(); });
+  reports_ = host::Watch::readable(started_.channel.get(), [this] { take_reports(); });
+  timer_ = host::Watch::after_ms(limits_.time_s * 1000, [this] { out_of_time(); });
 }
 
 void JobProcess::keep(const char *bytes, size_t size) {
   result_.output_total += size;
-  result_.output.append(bytes, std::min(size, capture_limit - std::min(capture_limit, result_.output.size())));
+  const size_t room = limits_.output_bytes - std::min(limits_.output_bytes, result_.output.size());
+  result_.output.append(bytes, std::min(size, room));
 }
 
 // Bounded, yet more than a pipe holds: a job that prints without end must not keep the service from its other work.
 void JobProcess::take_output() {
   char buffer[16384];
   for (int round = 0; round < 8; round++) {
-    const ssize_t size = read(child_.output.get(), buffer, sizeof buffer);
+    const ssize_t size = read(started_.output.get(), buffer, sizeof buffer);
     if (size > 0) {
       keep(buffer, static_cast<size_t>(size));
       continue;
@@ -52,60 +71,138 @@ void JobProcess::take_output() {
   }
 }
 
-void JobProcess::out_of_time(unsigned time_limit_s) {
+void JobProcess::take_reports() {
+  Report report;
+  ssize_t size;
+  while ((size = recv(started_.channel.get(), &report, sizeof report, MSG_DONTWAIT)) == sizeof report) {
+    if (report.kind == Report::failed) failure_ = report;
+    if (report.kind != Report::ended) continue;
+    job_ended_ = true;
+    wait_status_ = report.wait_status;
+    result_.killed += report.killed;
+  }
+  if (size == 0) reports_.stop();  // the job runs, or its keeper has gone
+}
+
+void JobProcess::out_of_time() {
   if (!timed_out_) {
     timed_out_ = true;
-    signal_group(SIGTERM);
-    timer_ = host::Watch::after_ms(job_grace_ms, [this, time_limit_s] { out_of_time(time_limit_s); });
-    result_.remark = "stopped: it ran longer than " + std::to_string(time_limit_s) + " seconds";
+    signal_all(SIGTERM);
+    timer_ = host::Watch::after_ms(limits_.grace_ms, [this] { out_of_time(); });
+    say("stopped: it ran longer than " + std::to_string(limits_.time_s) + " seconds");
+    return;
+  }
+  if (!final_) {
+    final_ = true;
+    kill_all();
+    timer_ = host::Watch::after_ms(keeper_grace_ms, [this] { out_of_time(); });
     return;
   }
   timer_.stop();
-  signal_group(SIGKILL);
+  kill(started_.pid, SIGKILL);  // a keeper that waits for what cannot be ended
 }
 
-// A child that has not come to lead its group yet is alone.
-void JobProcess::signal_group(int number) const {
-  if (kill(-child_.pid, number) != 0) kill(child_.pid, number);
+void JobProcess::signal_all(int number) const {
+  if (started_.pid <= 0) return;
+  if (started_.group) started_.group.signal(number);
+  if (started_.kept) {
+    const KeeperOrder order = {number};
+    send(started_.channel.get(), &order, sizeof order, MSG_NOSIGNAL | MSG_DONTWAIT);
+  } else if (kill(-started_.pid, number) != 0) {
+    kill(started_.pid, number);  // it has not come to lead its group yet
+  }
+}
+
+void JobProcess::kill_all() const {
+  if (started_.group) started_.group.kill();
+  signal_all(SIGKILL);
 }
 
 bool JobProcess::wait_ms(int milliseconds) const {
-  pollfd ended = {child_.pidfd.get(), POLLIN, 0};
+  pollfd ended = {started_.pidfd.get(), POLLIN, 0};
   return poll(&ended, 1, milliseconds) == 1;
 }
 
-// The group goes before its leader is reaped: until then its number cannot belong to anybody else.
-int JobProcess::reap() {
-  signal_group(SIGKILL);
+// The job's group goes before its leader is collected: until then its number cannot belong to anybody else.
+void JobProcess::collect() {
+  if (!started_.kept && !leave_daemons_) kill(-started_.pid, SIGKILL);
   int status = 0;
-  while (waitpid(child_.pid, &status, 0) < 0 && errno == EINTR) {
+  while (waitpid(started_.pid, &status, 0) < 0 && errno == EINTR) {
   }
-  child_.pid = -1;
-  return status;
+  started_.pid = -1;
+  if (started_.kept) return;
+  job_ended_ = true;
+  wait_status_ = status;
 }
 
-JobProcess::Result JobProcess::take_result(uint32_t wait_status) {
-  result_.wait_status = wait_status;
-  return std::move(result_);
+void JobProcess::ended() {
+  exit_.stop();
+  timer_.stop();
+  collect();
+  take_reports();
+  reports_.stop();
+  if (started_.group && started_.group.out_of_memory()) say("ended: it went over its memory limit");
+  if (!leave_daemons_) result_.killed += static_cast<uint32_t>(started_.group.processes().size());
+  empty_group();
+}
+
+// Looks again until the last process has gone: then the run is over.
+void JobProcess::empty_group() {
+  emptying_.stop();
+  const bool empty = started_.group.remove();
+  if (empty || leave_daemons_) return finish();
+  if (++rounds_ > group_rounds) {
+    say("something that it started does not end");
+    return finish();
+  }
+  started_.group.kill();
+  emptying_ = host::Watch::after_ms(group_round_ms, [this] { empty_group(); });
+}
+
+void JobProcess::say(const std::string &what) {
+  result_.remark += (result_.remark.empty() ? "" : "; ") + what;
+}
+
+void JobProcess::judge() {
+  if (failure_) {
+    result_.reason = reason_of(*failure_);
+    say(text_of(*failure_, owner_, interpreter_));
+  } else if (timed_out_) {
+    result_.reason = Reason::timed_out;
+  } else if (!job_ended_) {
+    result_.reason = Reason::interrupted;
+    say("interrupted: its keeper was ended");
+  } else if (WIFSIGNALED(wait_status_)) {
+    say("ended by signal " + std::to_string(WTERMSIG(wait_status_)) + ", " + strsignal(WTERMSIG(wait_status_)));
+  }
+  const bool own = result_.reason == Reason::ended;
+  result_.wait_status = own ? recorded_status(wait_status_) : exit_status(result_.reason);
+  if (result_.killed == 1) say("a process that it had left running was ended");
+  if (result_.killed > 1) say(std::to_string(result_.killed) + " processes that it had left running were ended");
 }
 
 void JobProcess::finish() {
-  const int status = reap();
-  take_output();  // what is still in the pipe; a process that has left the group may keep it open for ever
+  take_output();  // what is still in the pipe; a daemon that is left alone may keep it open for ever
   output_.stop();
-  exit_.stop();
-  timer_.stop();
-  if (WIFSIGNALED(status) && !timed_out_)
-    result_.remark = "ended by signal " + std::to_string(WTERMSIG(status)) + ", " + strsignal(WTERMSIG(status));
+  judge();
   const Done done = std::move(done_);
-  done(take_result(timed_out_ ? exit_status(Reason::timed_out) : recorded_status(status)));
+  done(std::move(result_));
 }
 
 JobProcess::Result JobProcess::end() {
-  reap();
+  for (host::Watch *watch : {&output_, &exit_, &timer_, &reports_, &emptying_})
+    watch->stop();
+  if (started_.pid > 0) {
+    kill_all();
+    if (!wait_ms(keeper_end_ms)) kill(started_.pid, SIGKILL);
+    collect();
+  }
+  started_.group.kill();
   take_output();
-  result_.remark = "stopped: the scheduler service ended";
-  return take_result(exit_status(Reason::stopped));
+  result_.reason = Reason::stopped;
+  result_.wait_status = exit_status(Reason::stopped);
+  say("stopped: the scheduler service ended");
+  return std::move(result_);
 }
 
 }  // namespace service

@@ -7,6 +7,7 @@
 #include "host/status.h"
 #include "platform/bitset.h"
 #include "platform/errors.h"
+#include "service/calendar/service_zone.h"
 #include "service/request/jobs.h"
 #include "service/run/run_record.h"
 #include "service/run/runner.h"
@@ -97,18 +98,25 @@ void Run::start_job(sch_job_entry &slot) {
   job_ = serial(slot);
   job_name_ = name_of(*slot.key);
   JobProcess::Result refused;
+  refused.reason = Reason::user;
   refused.wait_status = exit_status(Reason::user);
   refused.remark = refusal_;
   if (refusal_.empty() && owner_of(slot) != owner_tag_)
     refused.remark = "the job belongs to another user than the schedule";
   if (!refused.remark.empty()) return record(refused);
 
-  const Task task = {runner_.options().interpreter, schedule_name_, job_name_, job_text(slot), *owner_,
-                     runner_.options().change_user};
+  Task task = {runner_.options().interpreter, schedule_name_, job_name_, job_text(slot), *owner_,
+               runner_.options().change_user};
+  task.time_zone = service_zone().identifier();
   note_progress(slot.hdr->job_id + 1);
-  process_ = JobProcess::start(
-      task, [this](const JobProcess::Result &result) { job_ended(result); }, &refused.remark);
-  if (process_) return;
+  host::Result<std::unique_ptr<JobProcess>> started = JobProcess::start(
+      runner_.processes(), task, [this](const JobProcess::Result &result) { job_ended(result); });
+  if (started) {
+    process_ = std::move(*started);
+    return;
+  }
+  refused.remark = started.error().text;
+  refused.reason = Reason::not_started;
   refused.wait_status = exit_status(Reason::not_started);
   record(refused);
 }
@@ -154,7 +162,7 @@ void Run::finish() {
 }
 
 void Run::ask_to_end() const {
-  if (process_) process_->signal_group(SIGTERM);
+  if (process_) process_->signal_all(SIGTERM);
 }
 
 void Run::stop() {

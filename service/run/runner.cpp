@@ -34,7 +34,7 @@ void note_begun(sch_schedule_entry &entry) {
 
 }  // namespace
 
-Runner::Runner(Options options) : options_(std::move(options)) {}
+Runner::Runner(Options options) : options_(std::move(options)), processes_(options_.processes) {}
 Runner::~Runner() = default;
 
 void Runner::begin(Context &context, sch_schedule_entry &entry, time_t due) {

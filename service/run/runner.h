@@ -9,6 +9,7 @@
 #include <string>
 
 #include "schedcli.h"
+#include "service/process/processes.h"
 #include "service/request/context.h"
 
 namespace service {
@@ -20,6 +21,7 @@ class Runner {
   struct Options {
     std::string interpreter = "/bin/sh";
     bool change_user = false;  // the service runs as root; otherwise jobs run as the service's own user
+    Processes::Options processes = {};
   };
 
   explicit Runner(Options options);
@@ -32,6 +34,7 @@ class Runner {
   void stop_all(Context &context);  // the service ends: every run is ended and recorded
   size_t under_way() const { return runs_.size() + waiting_.size(); }
   const Options &options() const { return options_; }
+  Processes &processes() { return processes_; }
 
  private:
   friend class Run;
@@ -40,6 +43,7 @@ class Runner {
   void ended(Context &context, uintptr_t schedule);
 
   Options options_;
+  Processes processes_;
   std::map<uintptr_t, std::unique_ptr<Run>> runs_;  // by the schedule's serial
   std::deque<uintptr_t> waiting_;
   bool starting_ = false;

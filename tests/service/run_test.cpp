@@ -1,18 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Jobs as real processes.
-#include <fcntl.h>
+// Runs of schedules, with real processes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <sstream>
-
 #include "host/loop/loop.h"
-#include "service/run/job_process.h"
 #include "service/run/outcome.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
@@ -21,148 +13,8 @@
 namespace service_test {
 namespace {
 
-using service::JobProcess;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::SizeIs;
-
-service::Task task(const std::string &text) {
-  const std::optional<host::User> owner = host::user_by_uid(geteuid());
-  return {"/bin/sh", "nightly", "check", text, *owner, false};
-}
-
-JobProcess::Result run(const service::Task &what, unsigned time_limit_s = 60) {
-  std::optional<JobProcess::Result> result;
-  std::string error;
-  host::Loop loop;
-  const auto process = JobProcess::start(
-      what, [&](JobProcess::Result end) { result = std::move(end); }, &error, time_limit_s);
-  EXPECT_TRUE(process) << error;
-  while (process && !result)
-    loop.turn();
-  return result.value_or(JobProcess::Result{});
-}
-
-std::string output(const std::string &text) {
-  return run(task(text)).output;
-}
-
-uint32_t exit_code(const std::string &text) {
-  return run(task(text)).wait_status >> 8;
-}
-
-TEST(JobProcess, both_streams_are_captured_in_order_and_the_exit_code_is_kept) {
-  const JobProcess::Result result = run(task("echo out; echo err >&2; echo out\nexit 3\n"));
-  EXPECT_EQ(result.output, "out\nerr\nout\n");
-  EXPECT_EQ(result.output_total, 12u);
-  EXPECT_EQ(result.wait_status, 3u << 8);
-}
-
-TEST(JobProcess, the_environment_is_made_from_nothing) {
-  setenv("SECRET_OF_THE_SERVICE", "x", 1);
-  std::istringstream lines(output("env | sed 's/=.*//' | sort\n"));
-  std::vector<std::string> names;
-  for (std::string line; std::getline(lines, line);)
-    if (line != "_" && line != "SHLVL" && line != "OLDPWD") names.push_back(line);
-  EXPECT_THAT(names, ElementsAre("HOME", "JOB", "LANG", "LOGNAME", "PATH", "PWD", "SCHEDULE", "SHELL", "USER"));
-  EXPECT_EQ(output("echo $SCHEDULE $JOB\n"), "nightly check\n");
-}
-
-TEST(JobProcess, the_services_raised_file_limit_is_not_inherited) {
-  rlimit before = {};
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-  if (before.rlim_max < 1328) GTEST_SKIP() << "the hard limit leaves nothing to raise";
-  const rlimit raised = {1328, before.rlim_max};
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &raised), 0);
-  EXPECT_EQ(output("ulimit -n\n"), "1024\n");
-  setrlimit(RLIMIT_NOFILE, &before);
-}
-
-TEST(JobProcess, nothing_of_the_services_is_open_and_standard_input_is_empty) {
-  const int leaked = fcntl(STDOUT_FILENO, F_DUPFD, 50);  // without close-on-exec
-  EXPECT_EQ(output("cat; for f in /proc/self/fd/*; do echo ${f##*/}; done | sort -n | head -n 4 | tr '\\n' ' '\n"),
-            "0 1 2 3 ");
-  EXPECT_EQ(output("ls /proc/$$/fd | grep -c '^" + std::to_string(leaked) + "$'\n"), "0\n");
-  close(leaked);
-}
-
-TEST(JobProcess, the_job_leads_a_session_of_its_own_with_plain_signals_and_a_private_umask) {
-  signal(SIGPIPE, SIG_IGN);
-  EXPECT_EQ(output("test $(ps -o sid= -p $$) -eq $$ && echo own\n"), "own\n");
-  EXPECT_EQ(output("grep SigIgn /proc/$$/status | cut -f 2; umask\n"), "0000000000000000\n0077\n");
-}
-
-TEST(JobProcess, the_text_cannot_be_changed_by_the_job) {
-  EXPECT_NE(exit_code("echo 'exit 0' > /proc/self/fd/3\n"), 0u);
-}
-
-TEST(JobProcess, death_by_a_signal_is_no_success) {
-  const JobProcess::Result result = run(task("kill -9 $$\n"));
-  EXPECT_EQ(result.wait_status, (128u + 9) << 8);
-  EXPECT_EQ(result.remark, "ended by signal 9, Killed");
-}
-
-TEST(JobProcess, an_interpreter_that_cannot_run_is_told) {
-  service::Task wrong = task("echo\n");
-  wrong.interpreter = "/no/such/interpreter";
-  const JobProcess::Result result = run(wrong);
-  EXPECT_EQ(result.wait_status, service::exit_status(service::Reason::not_started));
-  EXPECT_EQ(result.output, "schedd: /no/such/interpreter: No such file or directory\n");
-}
-
-TEST(JobProcess, a_job_beyond_its_time_is_stopped_with_all_that_it_started) {
-  const Directory directory;
-  const std::string file = directory.path() + "/pid";
-  const JobProcess::Result result = run(task("sleep 1000 & echo $! > " + file + "; echo started; wait\n"), 1);
-  EXPECT_EQ(result.wait_status, service::exit_status(service::Reason::timed_out));
-  EXPECT_EQ(result.remark, "stopped: it ran longer than 1 seconds");
-  EXPECT_EQ(result.output, "started\n");
-  pid_t child = 0;
-  std::ifstream(file) >> child;
-  ASSERT_GT(child, 0);
-  // Absent, or not collected by its new parent yet; the kernel delivers the signal when it gets to it.
-  const auto has_ended = [child] {
-    std::ifstream status("/proc/" + std::to_string(child) + "/status");
-    const std::string text{std::istreambuf_iterator<char>(status), {}};
-    return text.empty() || text.find("State:\tZ") != std::string::npos;
-  };
-  for (int i = 0; i < 5000 && !has_ended(); i++)
-    usleep(1000);
-  EXPECT_TRUE(has_ended());
-}
-
-TEST(JobProcess, an_endless_output_is_bounded_and_counted) {
-  const JobProcess::Result result = run(task("yes | head -c 1000000\n"));
-  EXPECT_EQ(result.output.size(), service::capture_limit);
-  EXPECT_EQ(result.output_total, 1000000u);
-  EXPECT_EQ(result.wait_status, 0u);
-}
-
-TEST(JobProcess, a_process_that_keeps_the_output_open_does_not_keep_the_run) {
-  const JobProcess::Result result = run(task("setsid sleep 3 & echo done\n"));
-  EXPECT_EQ(result.output, "done\n");
-}
-
-TEST(JobProcess, one_that_is_destroyed_is_killed) {
-  const host::Loop loop;
-  std::string error;
-  auto process = JobProcess::start(
-      task("sleep 1000\n"), [](JobProcess::Result) {}, &error);
-  ASSERT_TRUE(process);
-  EXPECT_FALSE(process->wait_ms(0));
-  process.reset();
-  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);  // no child is left
-}
-
-TEST(JobProcess, as_root_it_becomes_its_owner_with_no_way_back) {
-  if (geteuid() != 0) GTEST_SKIP() << "needs root";
-  service::Task other = task("id -u; id -g; id -G; grep -E '^(Uid|Gid|CapEff)' /proc/$$/status | tr '\\t' ' '; pwd\n");
-  other.owner = *host::user_by_name("nobody");
-  other.change_user = true;
-  EXPECT_EQ(run(other).output,
-            "65534\n65534\n65534\nUid: 65534 65534 65534 65534\nGid: 65534 65534 65534 65534\n"
-            "CapEff: 0000000000000000\n/\n");
-}
 
 void due_now(World &world, time_t now) {
   set_clock(now);

@@ -102,6 +102,7 @@ World::Parts::Parts(service::Runner::Options options)
     : runner(std::move(options)), context{service::Authority(true, {0, "root"}), log, runner}, scheduler(context) {}
 
 World::World(service::Runner::Options chosen) : options(std::move(chosen)) {
+  options.processes.starter = SCHEDD_STARTER_BUILT;
   setenv("TZ", "UTC", 1);
   set_clock(noon);
   start();

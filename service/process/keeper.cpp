@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: Apache-2.0
+// The keeper of one run. Whatever the job starts, and however it leaves its session, becomes the keeper's child when
+// its own parent ends: so the keeper can end all of it. As it keeps the service's identity, no job of another user can
+// end the keeper. It outlives a service that was killed, by as long as that takes.
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstring>
+
+#include "service/process/job.h"
+
+namespace service {
+namespace {
+
+constexpr size_t descendants_max = 4096;  // that one polite signal reaches; the final one knows no bound
+
+struct Children {
+  pid_t pids[descendants_max];
+  size_t count = 0;
+};
+Children family;
+
+// Those of one process, by the list that the kernel keeps of each. One that ends meanwhile may hide another until the
+// next look.
+void add_children(pid_t parent) {
+  char path[64] = "/proc/", *end = std::to_chars(path + 6, path + 20, parent).ptr;
+  std::memcpy(end, "/task/", 6);
+  end = std::to_chars(end + 6, end + 20, parent).ptr;
+  std::memcpy(end, "/children", 10);
+  const int file = open(path, O_RDONLY | O_CLOEXEC);
+  if (file < 0) return;
+  char text[4096];
+  pid_t number = 0;
+  for (ssize_t size; (size = read(file, text, sizeof text)) > 0;)
+    for (ssize_t i = 0; i < size; i++) {
+      if (text[i] >= '0' && text[i] <= '9') {
+        number = number * 10 + (text[i] - '0');
+        continue;
+      }
+      if (number > 0 && family.count < descendants_max) family.pids[family.count++] = number;
+      number = 0;
+    }
+  close(file);
+}
+
+void signal_children(int number) {
+  family.count = 0;
+  add_children(getpid());
+  for (size_t i = 0; i < family.count; i++)
+    kill(family.pids[i], number);
+}
+
+void signal_descendants(int number) {
+  family.count = 0;
+  add_children(getpid());
+  for (size_t i = 0; i < family.count; i++)
+    add_children(family.pids[i]);
+  for (size_t i = 0; i < family.count; i++)
+    kill(family.pids[i], number);
+}
+
+// A child's children come to the keeper only when it has ended: hence again and again, until there is none.
+uint32_t end_children() {
+  uint32_t ended = 0;
+  while (true) {
+    signal_children(SIGKILL);
+    pid_t gone = waitpid(-1, nullptr, __WALL);
+    if (gone < 0 && errno == ECHILD) return ended;
+    for (; gone > 0; gone = waitpid(-1, nullptr, WNOHANG | __WALL))
+      ended++;
+  }
+}
+
+// True: the job has ended. Others that ended and were nobody's are forgotten.
+bool collect(pid_t job, int *wait_status) {
+  int status = 0;
+  for (pid_t gone; (gone = waitpid(-1, &status, WNOHANG | __WALL)) > 0;)
+    if (gone == job) {
+      *wait_status = status;
+      return true;
+    }
+  return false;
+}
+
+// False: the service has gone.
+bool obey(int channel) {
+  KeeperOrder order = {};
+  const ssize_t size = recv(channel, &order, sizeof order, MSG_DONTWAIT);
+  if (size < 0) return errno == EAGAIN || errno == EINTR;
+  if (size != sizeof order) return false;
+  signal_descendants(order.signal);
+  return true;
+}
+
+struct End {
+  int wait_status = SIGKILL;
+  bool service_gone = false;
+};
+
+End wait_for_end(int channel, int signals, pid_t job) {
+  End end;
+  while (true) {
+    if (collect(job, &end.wait_status)) return end;
+    pollfd watched[] = {{signals, POLLIN, 0}, {channel, POLLIN, 0}};
+    if (poll(watched, 2, -1) < 0) continue;
+    signalfd_siginfo news;
+    if (watched[0].revents != 0) (void)!read(signals, &news, sizeof news);
+    if (watched[1].revents == 0 || obey(channel)) continue;
+    end.service_gone = true;
+    return end;
+  }
+}
+
+int watch_children() {
+  sigset_t all;
+  sigfillset(&all);
+  sigprocmask(SIG_SETMASK, &all, nullptr);
+  sigset_t child;
+  sigemptyset(&child);
+  sigaddset(&child, SIGCHLD);
+  return signalfd(-1, &child, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+// The starter's channel must not be held open by anybody else, nor the job's output: its end is the job's.
+void leave_only(int channel, int signals) {
+  close(starter_channel);
+  const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+  for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    dup2(nowhere, standard);
+  const int low = channel < signals ? channel : signals, high = channel < signals ? signals : channel;
+  if (low > starter_lock + 1) syscall(SYS_close_range, starter_lock + 1, low - 1, 0);
+  if (high > low + 1) syscall(SYS_close_range, low + 1, high - 1, 0);
+  syscall(SYS_close_range, high + 1, ~0u, 0);
+}
+
+[[noreturn]] void give_up(const Job &job, Stage stage) {
+  report_failure(job.channel, stage, errno);
+  _exit(1);
+}
+
+}  // namespace
+
+void keep_job(const Job &job, pid_t service) {
+  setsid();
+  const int signals = watch_children();
+  if (signals < 0 || prctl(PR_SET_CHILD_SUBREAPER, 1) != 0) give_up(job, Stage::process);
+  if (getppid() != service) _exit(1);
+  const pid_t self = getpid();
+  const pid_t child = fork_job(job, false);
+  if (child < 0) give_up(job, Stage::process);
+  if (child == 0) become_job(job, self);
+  const int channel = job.channel;
+  leave_only(channel, signals);
+  Report end = {};
+  end.kind = Report::begun;
+  report(channel, end);
+  end.wait_status = wait_for_end(channel, signals, child).wait_status;
+  end.killed = end_children();
+  end.kind = Report::ended;
+  report(channel, end);
+  _exit(0);
+}
+
+}  // namespace service

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/process/processes.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <vector>
+
+#include "host/files/paths.h"
+#include "host/status.h"
+#include "service/process/environment.h"
+
+namespace service {
+namespace {
+
+constexpr int lock_rounds = 2000;
+constexpr useconds_t lock_round_us = 5000;  // 10 s in all; keepers of a killed service need milliseconds
+
+host::Error failure(const std::string &what) {
+  return {host::err_io, "cannot start the job: " + what + ": " + std::strerror(errno)};
+}
+
+void put(std::vector<char> *message, const void *bytes, size_t size) {
+  const auto *start = static_cast<const char *>(bytes);
+  message->insert(message->end(), start, start + size);
+}
+
+void put(std::vector<char> *message, const std::string &text) {
+  put(message, text.c_str(), text.size() + 1);
+}
+
+void kill_and_collect(pid_t pid) {
+  kill(pid, SIGKILL);
+  while (waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+  }
+}
+
+}  // namespace
+
+Processes::Processes(Options options) : options_(std::move(options)), starter_(options_.starter) {}
+
+// Once, when the first of them is needed: the host's paths are known by then.
+host::Result<void> Processes::settle() {
+  if (settled_) return {};
+  directory_ = options_.directory.empty() ? host::paths().run : options_.directory;
+  if (const auto cleared = clear_scripts(directory_ + "/jobs", host::paths().system_wide); !cleared) return cleared;
+  const std::string lock = directory_ + "/keepers.lock";
+  lock_ = host::FileDescriptor(open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+  if (!lock_ || flock(lock_.get(), LOCK_SH | LOCK_NB) != 0) return failure(lock);
+  if (!options_.group_directory.empty()) {
+    host::Result<RunGroups> groups = RunGroups::below(options_.group_directory);
+    if (!groups) return groups.error();
+    groups_ = std::move(*groups);
+  } else if (options_.groups) {
+    groups_ = RunGroups::delegated();
+  }
+  settled_ = true;
+  return {};
+}
+
+// Keepers hold the lock of the service that they were started by, as long as something of their run lives.
+bool Processes::outlast_keepers() {
+  bool alone = false;
+  for (int round = 0; round < lock_rounds && !(alone = flock(lock_.get(), LOCK_EX | LOCK_NB) == 0); round++)
+    usleep(lock_round_us);
+  flock(lock_.get(), LOCK_SH | LOCK_NB);
+  return alone;
+}
+
+host::Result<void> Processes::end_left_overs() {
+  if (const auto settled = settle(); !settled) return settled;
+  const bool kept_ended = outlast_keepers();
+  const bool grouped_ended = !groups_ || groups_->end_left_overs();
+  if (const auto begun = starter_.begin(lock_.get()); !begun) return begun;
+  if (kept_ended && grouped_ended) return {};
+  return host::Error{host::err_busy, "processes that an earlier service started do not end"};
+}
+
+Launch Processes::describe(const Task &task, bool kept) const {
+  Launch launch = {};
+  const Limits &limits = task.limits;
+  launch.keeper = kept;
+  launch.change_user = task.change_user;
+  launch.uid = task.owner.uid;
+  launch.gid = task.owner.gid;
+  launch.nice = limits.nice;
+  launch.in_group = groups_.has_value();
+  launch.pam = task.pam;
+  if (!groups_ || !groups_->limits_memory()) launch.data_limit = limits.memory_bytes;
+  if (!groups_ || !groups_->limits_tasks()) launch.task_limit = limits.tasks;
+  return launch;
+}
+
+host::Result<void> Processes::launch(const Task &task, Started *started) {
+  int output[2], channel[2];
+  if (pipe2(output, O_CLOEXEC) != 0) return failure("its output");
+  started->output = host::FileDescriptor(output[0]);
+  const host::FileDescriptor writer(output[1]);
+  if (fcntl(output[0], F_SETFL, O_NONBLOCK) != 0) return failure("its output");
+  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, channel) != 0) return failure("its reports");
+  started->channel = host::FileDescriptor(channel[0]);
+  const host::FileDescriptor theirs(channel[1]);
+
+  Launch launch = describe(task, started->kept);
+  const std::vector<gid_t> none;
+  const std::vector<gid_t> *groups = &none;
+  if (task.change_user) groups = user_groups_.of(task.owner, Groups::Clock::now());
+  if (groups == nullptr)
+    return host::Error{host::err_io, "cannot start the job: the groups of user " + task.owner.name};
+  const std::vector<std::string> variables = job_environment(task);
+  launch.group_count = static_cast<uint32_t>(groups->size());
+  launch.variable_count = static_cast<uint32_t>(variables.size());
+  std::vector<char> message;
+  put(&message, &launch, sizeof launch);
+  put(&message, groups->data(), groups->size() * sizeof(gid_t));
+  for (const std::string &text : {task.owner.name, task.owner.home, task.interpreter, started->script.path()})
+    put(&message, text);
+  for (const std::string &variable : variables)
+    put(&message, variable);
+
+  const int descriptors[] = {writer.get(), theirs.get(), started->group.directory()};
+  const host::Result<pid_t> pid = starter_.launch(message, std::span(descriptors, launch.in_group != 0 ? 3 : 2));
+  if (!pid) return pid.error();
+  started->pid = *pid;
+  started->pidfd = host::FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, *pid, 0)));
+  if (started->pidfd) return {};
+  const host::Error error = failure("its process");
+  kill_and_collect(*pid);
+  return error;
+}
+
+host::Result<Started> Processes::start(const Task &task) {
+  if (const auto settled = settle(); !settled) return settled.error();
+  if (const auto begun = starter_.begin(lock_.get()); !begun) return begun.error();
+  Started started;
+  started.kept = task.pam || (!groups_ && !task.leave_daemons);
+  host::Result<Script> script = Script::make(directory_ + "/jobs", task.text, task.change_user ? &task.owner : nullptr);
+  if (!script) return host::Error{script.error().code, "cannot start the job: " + script.error().text};
+  started.script = std::move(*script);
+  if (groups_) {
+    host::Result<RunGroup> group = groups_->make(task.limits, task.leave_daemons);
+    if (!group) return group.error();
+    started.group = std::move(*group);
+  }
+  if (const auto launched = launch(task, &started); !launched) return launched.error();
+  return started;
+}
+
+}  // namespace service

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/process/starter.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/uio.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+
+#include "host/status.h"
+
+namespace service {
+namespace {
+
+constexpr timeval answer_deadline = {5,
+                                     0};  // a fork takes less than a millisecond; beyond, the machine is out of order
+constexpr int out_of_the_way = 10;        // above every descriptor that the starter gives a meaning
+
+std::string find_program() {
+  char self[PATH_MAX];
+  const ssize_t size = readlink("/proc/self/exe", self, sizeof self);
+  const std::string path(self, size > 0 ? static_cast<size_t>(size) : 0);
+  const std::string here = path.substr(0, path.find_last_of('/') + 1);
+  const std::string beside = here + "schedd-starter";
+  return access(beside.c_str(), X_OK) == 0 ? beside : here + SCHEDD_STARTER;
+}
+
+struct SpawnActions {
+  posix_spawn_file_actions_t list;
+  SpawnActions() { posix_spawn_file_actions_init(&list); }
+  ~SpawnActions() { posix_spawn_file_actions_destroy(&list); }
+};
+
+host::FileDescriptor out_of_reach(host::FileDescriptor from) {
+  return host::FileDescriptor(fcntl(from.get(), F_DUPFD_CLOEXEC, out_of_the_way));
+}
+
+}  // namespace
+
+host::Error Starter::broken(const std::string &what) {
+  const int number = errno;
+  end();
+  return {host::err_io, "cannot start the job: " + what + ": " + std::strerror(number)};
+}
+
+void Starter::end() {
+  channel_ = host::FileDescriptor();
+  if (pid_ <= 0) return;
+  kill(pid_, SIGKILL);
+  while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
+  }
+  pid_ = -1;
+}
+
+host::Result<void> Starter::begin(int lock) {
+  if (pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == 0) return {};
+  if (program_.empty()) program_ = find_program();
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) return broken("its starter");
+  channel_ = host::FileDescriptor(ends[0]);
+  const host::FileDescriptor theirs = out_of_reach(host::FileDescriptor(ends[1]));
+  const host::FileDescriptor held(fcntl(lock, F_DUPFD_CLOEXEC, out_of_the_way));
+  setsockopt(channel_.get(), SOL_SOCKET, SO_RCVTIMEO, &answer_deadline, sizeof answer_deadline);
+  SpawnActions actions;
+  posix_spawn_file_actions_adddup2(&actions.list, theirs.get(), starter_channel);
+  posix_spawn_file_actions_adddup2(&actions.list, held.get(), starter_lock);
+  posix_spawn_file_actions_addclosefrom_np(&actions.list, starter_lock + 1);
+  char name[] = "schedd-starter", *arguments[] = {name, nullptr}, *environment[] = {nullptr};
+  errno = posix_spawn(&pid_, program_.c_str(), &actions.list, nullptr, arguments, environment);
+  if (errno == 0) return {};
+  pid_ = -1;
+  return broken(program_);
+}
+
+host::Result<pid_t> Starter::exchange(std::span<const char> message, std::span<const int> descriptors) {
+  alignas(cmsghdr) char control[CMSG_SPACE(3 * sizeof(int))] = {};
+  iovec body = {const_cast<char *>(message.data()), message.size()};
+  msghdr header = {};
+  header.msg_iov = &body;
+  header.msg_iovlen = 1;
+  header.msg_control = control;
+  header.msg_controllen = CMSG_SPACE(descriptors.size_bytes());
+  cmsghdr *rights = CMSG_FIRSTHDR(&header);
+  rights->cmsg_level = SOL_SOCKET;
+  rights->cmsg_type = SCM_RIGHTS;
+  rights->cmsg_len = CMSG_LEN(descriptors.size_bytes());
+  std::memcpy(CMSG_DATA(rights), descriptors.data(), descriptors.size_bytes());
+  if (sendmsg(channel_.get(), &header, MSG_NOSIGNAL) < 0) return broken("its starter");
+  Launched answer = {-1, EPROTO};
+  ssize_t size;
+  do
+    size = recv(channel_.get(), &answer, sizeof answer, 0);
+  while (size < 0 && errno == EINTR);
+  if (size == 0) errno = ECONNRESET;
+  if (size != sizeof answer) return broken("its starter");
+  if (answer.pid > 0) return answer.pid;
+  return host::Error{host::err_io, std::string("cannot start the job: its process: ") + std::strerror(answer.error)};
+}
+
+host::Result<pid_t> Starter::launch(std::span<const char> message, std::span<const int> descriptors) {
+  if (message.size() <= launch_size_max && descriptors.size() <= 3) return exchange(message, descriptors);
+  return host::Error{host::err_too_large, "cannot start the job: its user has too many groups"};
+}
+
+}  // namespace service

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+// The service's end of schedd-starter, from which every job's process comes.
+#pragma once
+
+#include <sys/types.h>
+
+#include <span>
+#include <string>
+
+#include "host/files/file_descriptor.h"
+#include "host/result.h"
+#include "service/process/launch.h"
+
+namespace service {
+
+class Starter {
+ public:
+  // program: empty: schedd-starter beside this program, else where it is installed.
+  explicit Starter(std::string program) : program_(std::move(program)) {}
+  ~Starter() { end(); }
+  Starter(const Starter &) = delete;
+  Starter &operator=(const Starter &) = delete;
+
+  // Where it does not run yet. It and every keeper hold the lock's descriptor until they end.
+  host::Result<void> begin(int lock);
+  host::Result<pid_t> launch(std::span<const char> message, std::span<const int> descriptors);
+
+ private:
+  host::Result<pid_t> exchange(std::span<const char> message, std::span<const int> descriptors);
+  host::Error broken(const std::string &what);
+  void end();
+
+  std::string program_;
+  host::FileDescriptor channel_;
+  pid_t pid_ = -1;
+};
+
+}  // namespace service

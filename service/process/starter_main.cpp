@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: Apache-2.0
+// schedd-starter: a small process from which the service has its jobs' processes made.
+//
+// The service could fork them itself, but a fork copies its page tables, which grow with its tables; and a vfork stops
+// it until the child has become another program: a child that waits for a home directory on a server, or that its
+// owner's other processes stop just after the change of identity, would hold up everybody. This process is small, so
+// that its fork costs about as much as a vfork, and no child of it has anything of the service's.
+//
+// It links the C library alone. It ends when the service does.
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include "service/process/job.h"
+
+namespace service {
+namespace {
+
+constexpr size_t descriptors_max = 3;
+
+alignas(Launch) char message[launch_size_max];
+int descriptors[descriptors_max];
+size_t descriptor_count = 0;
+
+ssize_t receive() {
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof descriptors)];
+  iovec body = {message, sizeof message};
+  msghdr header = {};
+  header.msg_iov = &body;
+  header.msg_iovlen = 1;
+  header.msg_control = control;
+  header.msg_controllen = sizeof control;
+  const ssize_t size = recvmsg(starter_channel, &header, MSG_CMSG_CLOEXEC);
+  descriptor_count = 0;
+  const cmsghdr *rights = size > 0 ? CMSG_FIRSTHDR(&header) : nullptr;
+  if (rights == nullptr || rights->cmsg_type != SCM_RIGHTS) return size;
+  descriptor_count = (rights->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+  std::memcpy(descriptors, CMSG_DATA(rights), descriptor_count * sizeof(int));
+  return size;
+}
+
+// The next string of the message; null: it has no end.
+char *take_string(char **position, const char *end) {
+  char *start = *position;
+  auto *null = static_cast<char *>(std::memchr(start, 0, static_cast<size_t>(end - start)));
+  if (null == nullptr) return nullptr;
+  *position = null + 1;
+  return start;
+}
+
+bool read_strings(Job *job, char *position, const char *end) {
+  job->user = take_string(&position, end);
+  job->home = job->user == nullptr ? nullptr : take_string(&position, end);
+  for (char **argument = &job->arguments[0]; argument != &job->arguments[2]; argument++)
+    if (job->home == nullptr || (*argument = take_string(&position, end)) == nullptr) return false;
+  for (size_t i = 0; i < job->launch->variable_count; i++) {
+    job->environment[i] = take_string(&position, end);
+    if (job->environment[i] == nullptr) return false;
+    if (std::strncmp(job->environment[i], "PWD=", 4) == 0) job->working_directory = &job->environment[i];
+  }
+  return true;
+}
+
+bool read_launch(Job *job, size_t size) {
+  if (size < sizeof(Launch)) return false;
+  job->launch = reinterpret_cast<const Launch *>(message);
+  const Launch &launch = *job->launch;
+  const size_t groups_size = size_t{launch.group_count} * sizeof(gid_t);
+  if (launch.group_count > launch_groups_max || launch.variable_count > launch_strings_max ||
+      size < sizeof launch + groups_size || descriptor_count != (launch.in_group != 0 ? 3u : 2u))
+    return false;
+  job->groups = reinterpret_cast<const gid_t *>(message + sizeof launch);
+  job->output = descriptors[launch_output];
+  job->channel = descriptors[launch_channel];
+  job->group = launch.in_group != 0 ? descriptors[launch_group] : -1;
+  return read_strings(job, message + sizeof launch + groups_size, message + size);
+}
+
+Launched launch(size_t size, pid_t service) {
+  Job job;
+  if (!read_launch(&job, size)) return {-1, EBADMSG};
+  Job first = job;
+  if (job.launch->keeper != 0) first.group = -1;
+  const pid_t pid = fork_job(first, true);
+  if (pid < 0) return {-1, errno};
+  if (pid > 0) return {pid, 0};
+  if (job.launch->keeper != 0) keep_job(job, service);
+  become_job(job, service);
+}
+
+// What the service ignores was inherited; what a terminal or a supervisor sends to all at once is the service's to
+// judge: the end of its channel is the starter's end.
+void settle_signals() {
+  // Not by sigaction(), which keeps two of them for the C library: posix_spawn() leaves those ignored.
+  constexpr int signals = 64;
+  constexpr long kernel_action[8] = {};  // SIG_DFL, and room for what any processor has there
+  for (int number = 1; number <= signals; number++)
+    syscall(SYS_rt_sigaction, number, kernel_action, nullptr, signals / 8);  // two refuse: harmless
+  sigset_t all;
+  sigfillset(&all);
+  sigprocmask(SIG_SETMASK, &all, nullptr);
+}
+
+int serve() {
+  const pid_t service = getppid();
+  while (true) {
+    const ssize_t size = receive();
+    if (size < 0 && errno == EINTR) continue;
+    if (size <= 0) return 0;
+    const Launched answer = launch(static_cast<size_t>(size), service);
+    for (size_t i = 0; i < descriptor_count; i++)
+      close(descriptors[i]);
+    if (send(starter_channel, &answer, sizeof answer, MSG_NOSIGNAL) < 0) return 0;
+  }
+}
+
+}  // namespace
+}  // namespace service
+
+int main() {
+  setsid();
+  service::settle_signals();
+  return service::serve();
+}
