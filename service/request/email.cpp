@@ -7,9 +7,9 @@
 #include <cstring>
 
 #include "host/status.h"
-#include "platform/memory.h"
 #include "service/request/answer.h"
 #include "service/request/schedules.h"
+#include "service/state/address_table.h"
 
 namespace service {
 namespace {
@@ -45,17 +45,6 @@ uint32_t store_smtp(const sch_smtp_server_rec &smtp) {
   return store_transport(conf, sch_save_email_smtpserver_conf_to_pss);
 }
 
-sch_schedule_email_entry *find_entry(const std::string &schedule) {
-  sch_schedule_email_entry *entry = nullptr;
-  sch_find_schedule_email_entry(&sch_schedule_email_list, schedule.c_str(), &entry);
-  return entry;
-}
-
-void free_entry(sch_schedule_email_entry *entry) {
-  sch_schedule_email_list = g_list_remove(sch_schedule_email_list, entry);
-  mtrack_free(entry);
-}
-
 sch_email_slot *find_slot(sch_schedule_email_entry *entry, const std::string &address) {
   if (entry == nullptr) return nullptr;
   sch_email_slot *slot = std::find_if(std::begin(entry->slots), std::end(entry->slots), [&](const auto &candidate) {
@@ -65,15 +54,19 @@ sch_email_slot *find_slot(sch_schedule_email_entry *entry, const std::string &ad
 }
 
 uint32_t add_address(const AddressRequest &request) {
-  sch_schedule_email_entry *known = find_entry(request.schedule);
+  sch_schedule_email_entry *known = find_addresses(request.schedule);
   if (find_slot(known, request.address) != nullptr) return SCH_STATUS_EXISTS;
   if (known != nullptr && known->count >= SCH_MAX_EMAIL_IDS) return host::err_too_many_addresses;
   Change change;
-  if (known != nullptr) change.undo([known, before = *known] { *known = before; });
-  if (sch_add_schedule_email_entry(&sch_schedule_email_list, request.schedule.c_str(), request.address.c_str()) != 0)
-    return host::err_no_memory;
-  sch_schedule_email_entry *entry = find_entry(request.schedule);
-  if (known == nullptr) change.undo([entry] { free_entry(entry); });
+  sch_schedule_email_entry *entry = known;
+  if (known == nullptr) {
+    entry = add_addresses(request.schedule, request.address);
+    if (entry == nullptr) return host::err_no_memory;
+    change.undo([entry] { remove_addresses(*entry); });
+  } else {
+    change.undo([known, before = *known] { *known = before; });
+    if (!append_address(*known, request.address)) return host::err_too_many_addresses;
+  }
   change.require(sch_save_schedule_email_entry_to_pss(pss_running, entry));
   return change.commit();
 }
@@ -81,7 +74,7 @@ uint32_t add_address(const AddressRequest &request) {
 // Not by the library's removal, whose matches reach further: it takes beginnings of names and addresses, and the last
 // address of a schedule whatever it is.
 uint32_t remove_address(const AddressRequest &request) {
-  sch_schedule_email_entry *entry = find_entry(request.schedule);
+  sch_schedule_email_entry *entry = find_addresses(request.schedule);
   sch_email_slot *slot = find_slot(entry, request.address);
   if (slot == nullptr) return host::err_no_such_address;
   Change change;
@@ -136,10 +129,10 @@ host::Answer show_email_config(const Call &) {
 }
 
 void delete_addresses(Change &change, const std::string &schedule) {
-  sch_schedule_email_entry *entry = find_entry(schedule);
+  sch_schedule_email_entry *entry = find_addresses(schedule);
   if (entry == nullptr) return;
   sch_delete_schedule_email_entry_from_pss(pss_running, entry);
-  change.afterwards([entry] { free_entry(entry); });
+  change.afterwards([entry] { remove_addresses(*entry); });
 }
 
 }  // namespace service

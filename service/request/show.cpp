@@ -11,6 +11,7 @@
 #include "service/request/jobs.h"
 #include "service/request/shell_time.h"
 #include "service/run/outcome.h"
+#include "service/state/address_table.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
 
@@ -49,8 +50,7 @@ uint32_t last_wait_status(const sch_job_entry &slot, const char *schedule) {
 }
 
 void fill_addresses(const std::string &schedule, sch_show_schedule_reply *reply) {
-  sch_schedule_email_entry *entry = nullptr;
-  sch_find_schedule_email_entry(&sch_schedule_email_list, schedule.c_str(), &entry);
+  const sch_schedule_email_entry *entry = find_addresses(schedule);
   if (entry == nullptr) return;
   reply->email_count = entry->count;
   std::copy(std::begin(entry->slots), std::end(entry->slots), reply->emails);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 namespace service {
@@ -85,12 +86,19 @@ class OpenTable {
   size_t count_ = 0;
 };
 
-// Names and addresses hash alike: the bits of a product, the upper ones of which the table uses.
-inline uint64_t mixed(uint64_t value) {
+// Of the result the table uses the upper half.
+inline uint64_t hash_of(uint64_t value) {
   value ^= value >> 32;
   value *= 0x9e3779b97f4a7c15u;
   value ^= value >> 29;
   return value * 0xbf58476d1ce4e5b9u;
+}
+
+inline uint64_t hash_of(std::string_view text, uint64_t beside = 0) {
+  uint64_t bits = beside;
+  for (const char character : text)
+    bits = (bits ^ static_cast<unsigned char>(character)) * 0x100000001b3u;
+  return hash_of(bits);
 }
 
 }  // namespace service

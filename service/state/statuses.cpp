@@ -6,19 +6,11 @@
 
 #include "host/status.h"
 #include "host/store/store.h"
-#include "platform/memory.h"
+#include "service/state/status_table.h"
 #include "service/state/tables.h"
 
 namespace service {
 namespace {
-
-sch_runtime_job_status *find(const sch_job_entry &slot, const char *schedule) {
-  for (GList *node = slot.status_list; node != nullptr; node = node->next) {
-    auto *status = static_cast<sch_runtime_job_status *>(node->data);
-    if (schedule_of(*status) == schedule) return status;
-  }
-  return nullptr;
-}
 
 using Keys = std::vector<sch_runtime_key>;
 
@@ -115,11 +107,10 @@ template <typename Which>
 void forget(sch_job_entry &slot, Which which, Keys *keys) {
   for (GList *node = slot.status_list; node != nullptr;) {
     GList *next = node->next;
-    auto *status = static_cast<sch_runtime_job_status *>(node->data);
-    if (which(*status)) {
-      keys->push_back(stored_key(*status));
-      slot.status_list = g_list_delete_link(slot.status_list, node);
-      mtrack_free(status);
+    const auto &status = *static_cast<const sch_runtime_job_status *>(node->data);
+    if (which(status)) {
+      keys->push_back(stored_key(status));
+      remove_status(slot, node);
     }
     node = next;
   }
@@ -139,27 +130,23 @@ std::string schedule_of(const sch_runtime_job_status &status) {
 }
 
 const sch_runtime_job_status *find_status(const sch_job_entry &slot, const char *schedule) {
-  return find(slot, schedule);
+  if (slot.hdr == nullptr) return nullptr;
+  const GList *element = find_status_element(slot.hdr->job_id, schedule);
+  return element == nullptr ? nullptr : static_cast<const sch_runtime_job_status *>(element->data);
 }
 
 uint32_t set_status(sch_job_entry &slot, const sch_runtime_job_status &status) {
   if (const uint32_t error = save_status(slot, status); !report("Save status", error)) return error;
-  if (sch_runtime_job_status *known = find(slot, schedule_of(status).c_str()); known != nullptr) {
-    *known = status;
-    return 0;
-  }
-  void *entry = sch_malloc_check(sizeof status, SCH_MEMORY_JOB_STATUS, 0, "restore db");
-  if (entry == nullptr) return host::err_no_memory;
-  std::memcpy(entry, &status, sizeof status);
-  sch_add_runtime_job_status_entry(&sch_running_config, static_cast<sch_runtime_job_status *>(entry));
-  return 0;
+  return put_status(slot, status) ? 0 : host::err_no_memory;
 }
 
 void delete_statuses_of_schedule(Context &context, const std::string &schedule) {
   Keys keys;
-  for_each_job([&](sch_job_entry &slot, uint32_t) {
-    forget(
-        slot, [&](const auto &status) { return schedule_of(status) == schedule; }, &keys);
+  for_each_job([&](sch_job_entry &slot, uint32_t id) {
+    GList *element = find_status_element(id, schedule);
+    if (element == nullptr) return;
+    keys.push_back(stored_key(*static_cast<const sch_runtime_job_status *>(element->data)));
+    remove_status(slot, element);
   });
   context.stale_statuses = !delete_stored(keys) || context.stale_statuses;
 }

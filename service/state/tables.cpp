@@ -8,9 +8,11 @@
 #include <unordered_map>
 
 #include "platform/memory.h"
+#include "service/state/address_table.h"
 #include "service/state/due_heap.h"
 #include "service/state/number_tree.h"
 #include "service/state/open_table.h"
+#include "service/state/status_table.h"
 
 namespace service {
 namespace {
@@ -29,18 +31,13 @@ template <typename Entry>
 struct ByName {
   using Key = std::string_view;
   static Key key(const Entry &entry) { return name_in(*entry.key); }
-  static uint64_t hash(Key name) {
-    uint64_t bits = name.size();
-    for (const char character : name)
-      bits = (bits ^ static_cast<unsigned char>(character)) * 0x100000001b3u;
-    return mixed(bits);
-  }
+  static uint64_t hash(Key name) { return hash_of(name); }
 };
 
 struct ByAddress {
   using Key = const sch_schedule_entry *;
   static Key key(const sch_schedule_entry &entry) { return &entry; }
-  static uint64_t hash(Key entry) { return mixed(reinterpret_cast<uintptr_t>(entry)); }
+  static uint64_t hash(Key entry) { return hash_of(reinterpret_cast<uintptr_t>(entry)); }
 };
 
 struct Possession {
@@ -142,6 +139,8 @@ void rebuild_tables() {
     reserve_for_job(slot.hdr == nullptr ? 0 : owner_of(slot));
     enter(slot);
   });
+  rebuild_status_table();
+  rebuild_address_table();
 }
 
 sch_schedule_entry *find_schedule(std::string_view name) {
