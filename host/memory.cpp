@@ -10,24 +10,26 @@
 #include <mutex>
 #include <new>
 #include <string>
-#include <unordered_set>
 #include <utility>
 
 #include "host/debug.h"
+#include "host/memory.h"
 #include "platform/syslog.h"
 #include "schedcli.h"
 
 namespace {
 
-constexpr uint32_t tail_mark = 0x7363686d;
+constexpr uint32_t live_mark = 0x7363686c, tail_mark = 0x7363686d;
 constexpr int priority_critical = 2;
-
-struct alignas(std::max_align_t) Header {
-  uint32_t owner, type, size;
-};
 
 struct Account {
   uint64_t live_blocks = 0, live_bytes = 0, peak_bytes = 0, allocations = 0, failures = 0;
+};
+
+// In front of each block. The mark tells a live block from one that was freed and from a pointer that is not ours.
+struct alignas(std::max_align_t) Header {
+  Account *account;
+  uint32_t size, mark;
 };
 
 struct TypeName {
@@ -47,14 +49,30 @@ constexpr TypeName type_names[] = {
 
 struct Tracker {
   std::mutex mutex;
-  std::map<std::pair<uint32_t, uint32_t>, Account> accounts;  // by owner and type
-  std::unordered_set<const void *> live;  // asked before a header is read: a pointer that is not ours has none
+  std::map<std::pair<uint32_t, uint32_t>, Account> accounts;  // by owner and type; none goes away
   uint64_t misuses = 0;
 };
 
 Tracker &tracker() {
   static auto &instance = *new Tracker;  // outlives every static object that still frees
   return instance;
+}
+
+// Of no other block: what was copied with its header is not ours.
+uint32_t mark_of(const Header *header) {
+  return live_mark ^ static_cast<uint32_t>(reinterpret_cast<uintptr_t>(header) / sizeof(Header));
+}
+
+// The pointer may be anybody's and its memory freed: the read is meant, and so is the write just before the memory
+// goes, which the compiler would leave out.
+#define READS_FREED_MEMORY __attribute__((no_sanitize("address"), noinline))
+READS_FREED_MEMORY bool is_live(const Header *header) {
+  const bool aligned = reinterpret_cast<uintptr_t>(header) % alignof(Header) == 0;
+  return aligned && *const_cast<const volatile uint32_t *>(&header->mark) == mark_of(header);
+}
+
+void write_mark(Header *header, uint32_t mark) {
+  *const_cast<volatile uint32_t *>(&header->mark) = mark;
 }
 
 void write_tail(std::byte *payload, uint32_t size) {
@@ -72,12 +90,12 @@ void count_allocation(Account &account, uint32_t size) {
   account.peak_bytes = std::max(account.peak_bytes, account.live_bytes);
 }
 
-bool enter(Tracker &all, const std::byte *payload, const Header &header) noexcept {
+bool enter(Tracker &all, Header *header, uint32_t owner, uint32_t type) noexcept {
   try {
     const std::lock_guard lock(all.mutex);
-    Account &account = all.accounts[{header.owner, header.type}];
-    all.live.insert(payload);
-    count_allocation(account, header.size);
+    header->account = &all.accounts[{owner, type}];
+    count_allocation(*header->account, header->size);
+    write_mark(header, mark_of(header));
     return true;
   } catch (const std::bad_alloc &) {
     return false;
@@ -134,10 +152,10 @@ extern "C" void *mtrack_alloc(uint32_t owner, uint32_t mem_type, uint32_t size) 
     count_failure(all, owner, mem_type);
     return nullptr;
   }
-  const Header *header = new (block) Header{owner, mem_type, size};
+  auto *header = new (block) Header{nullptr, size, 0};
   std::byte *payload = block + sizeof(Header);
   write_tail(payload, size);
-  if (enter(all, payload, *header)) return payload;
+  if (enter(all, header, owner, mem_type)) return payload;
   std::free(block);
   return nullptr;
 }
@@ -146,25 +164,37 @@ extern "C" void mtrack_free(void *memory) {
   if (memory == nullptr) return;
   Tracker &all = tracker();
   auto *payload = static_cast<std::byte *>(memory);
-  std::byte *block = payload - sizeof(Header);
+  auto *header = reinterpret_cast<Header *>(payload - sizeof(Header));
   bool known = false, whole = false;
   {
     const std::lock_guard lock(all.mutex);
-    known = all.live.erase(memory) == 1;
+    known = is_live(header);
     if (known) {
-      const auto *header = std::launder(reinterpret_cast<const Header *>(block));
-      Account &account = all.accounts[{header->owner, header->type}];
-      account.live_blocks--;
-      account.live_bytes -= header->size;
+      write_mark(header, 0);
+      header->account->live_blocks--;
+      header->account->live_bytes -= header->size;
       whole = tail_is_whole(payload, header->size);
     }
   }
   if (!known) return report_misuse(all, "freed twice or never allocated", memory);
   if (!whole) report_misuse(all, "written past its end", memory);
-  std::free(block);
+  std::free(header);
 }
 
 namespace host {
+
+uint32_t tracked_size(const void *block) {
+  return reinterpret_cast<const Header *>(static_cast<const std::byte *>(block) - sizeof(Header))->size;
+}
+
+size_t tracked_bytes() {
+  Tracker &all = tracker();
+  const std::lock_guard lock(all.mutex);
+  size_t bytes = 0;
+  for (const auto &[key, account] : all.accounts)
+    bytes += account.live_bytes;
+  return bytes;
+}
 
 std::string memory_statistics() {
   Tracker &all = tracker();

@@ -58,5 +58,8 @@ inline constexpr uint32_t err_no_such_address = 0x40bd002c;
 inline constexpr uint32_t err_bad_value = 0x40bd002d;          // a field of the request is out of its range
 inline constexpr uint32_t err_no_startup = 0x40bd002e;         // no startup configuration has been saved
 inline constexpr uint32_t err_control_character = 0x40bd002f;  // in a text that somebody will read on a terminal
+inline constexpr uint32_t err_too_many_own_schedules = 0x40bd0030;
+inline constexpr uint32_t err_too_many_own_jobs = 0x40bd0031;
+inline constexpr uint32_t err_log_too_large = 0x40bd0032;
 
 }  // namespace host

@@ -14,7 +14,8 @@ inline constexpr uint32_t job_text_limit = SCH_JOB_TEXT_LIMIT;
 inline constexpr uint32_t log_size_min = SCH_LOG_SIZE_MIN;
 inline constexpr uint32_t log_size_max = SCH_LOG_SIZE_MAX;
 
-// The walk over all schedules stays well below a millisecond, and one user cannot use up everybody's share.
+// Of all, and of one user, so that nobody uses up everybody's share. Both may be configured: no request costs more when
+// there are more schedules, but a listing, a start and the store grow with them.
 inline constexpr uint32_t schedules_limit = 10000;
 inline constexpr uint32_t schedules_per_user_limit = 1000;
 

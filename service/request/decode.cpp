@@ -129,7 +129,8 @@ uint32_t decode_modify(const sch_modify_request &record, ModifyRequest *request)
 
 uint32_t decode_log_resize(const sch_log_file_request &record, LogRequest *request) {
   request->size = record.size;
-  return request->size >= log_size_min && request->size <= log_size_max ? 0 : host::err_bad_value;
+  if (request->size > log_size_max) return host::err_log_too_large;
+  return request->size >= log_size_min ? 0 : host::err_bad_value;
 }
 
 uint32_t decode_log_rename(const sch_log_file_request &record, LogRequest *request) {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "host/memory.h"
 #include "host/status.h"
 #include "platform/memory.h"
 #include "service/state/change.h"
@@ -40,6 +41,22 @@ uint32_t find_own_job(const Call &call, const std::string &name, sch_job_entry *
   return call.context.authority.may_use(call.caller, owner_of(**slot)) ? 0 : host::err_not_owner;
 }
 
+// Each fragment holds what the header says of it, and there is none beyond.
+bool is_whole(const sch_job_entry &slot) {
+  size_t left = slot.hdr->length;
+  for (const GList *node = slot.fragments; node != nullptr; node = node->next) {
+    const size_t wanted = std::min<size_t>(left, SCH_FRAGMENT_SIZE);
+    if (wanted == 0 || host::tracked_size(node->data) < wanted) return false;
+    left -= wanted;
+  }
+  return left == 0;
+}
+
+bool has_share(const Call &call, uint32_t owner) {
+  const bool full = job_count(owner) >= static_cast<size_t>(call.context.settings->max_jobs_per_user);
+  return !full || call.context.authority.administrator(call.caller);
+}
+
 void remove_from_schedules(Change &change, uint32_t id) {
   for (sch_schedule_entry *entry : schedules_with_job(id)) {
     change.modify(*entry);
@@ -56,6 +73,7 @@ uint32_t create_job(const Call &call, const JobRequest &request) {
   const int index = sch_first_empty_job_list_entry_index(&sch_running_config);
   if (index < 0) return host::err_job_table_full;
   const uint32_t owner = owner_tag(call.context.authority.owner(call.caller).uid);
+  if (!has_share(call, owner)) return host::err_too_many_own_jobs;
 
   Change change;
   sch_job_entry *slot = add_job(request.name, owner, static_cast<uint32_t>(index));
@@ -66,6 +84,7 @@ uint32_t create_job(const Call &call, const JobRequest &request) {
 }
 
 uint32_t define_job(const Call &call, const JobRequest &request) {
+  if (request.text.size() > static_cast<size_t>(call.context.settings->job_text_bytes)) return host::err_text_too_long;
   sch_job_entry *slot = nullptr;
   if (const uint32_t status = find_own_job(call, request.name, &slot); status != 0) return status;
   GList *fragments = nullptr;
@@ -101,7 +120,7 @@ uint32_t delete_job(const Call &call, const JobRequest &request) {
 }
 
 bool make_text_whole(sch_job_entry &slot) {
-  if (slot.hdr == nullptr) return true;
+  if (slot.hdr == nullptr || is_whole(slot)) return true;
   const size_t available = size_t{g_list_length(slot.fragments)} * SCH_FRAGMENT_SIZE;
   std::string text(std::min<size_t>(slot.hdr->length, available), '\0');
   sch_concat_fragments(slot.fragments, text.data(), static_cast<int32_t>(text.size()));

@@ -4,7 +4,6 @@
 #include <ctime>
 
 #include "host/status.h"
-#include "service/limits.h"
 #include "service/request/email.h"
 #include "service/run/due.h"
 #include "service/state/change.h"
@@ -14,9 +13,12 @@
 namespace service {
 namespace {
 
-uint32_t check_room(uint32_t tag) {
-  const bool full = schedule_count() >= schedules_limit || schedule_count(tag) >= schedules_per_user_limit;
-  return full ? host::err_too_many_schedules : 0;
+uint32_t check_room(const Call &call, uint32_t owner) {
+  const Settings &limits = *call.context.settings;
+  if (schedule_count() >= static_cast<size_t>(limits.max_schedules)) return host::err_too_many_schedules;
+  if (call.context.authority.administrator(call.caller)) return 0;
+  const bool full = schedule_count(owner) >= static_cast<size_t>(limits.max_schedules_per_user);
+  return full ? host::err_too_many_own_schedules : 0;
 }
 
 ScheduleState new_state(const Owner &owner) {
@@ -73,7 +75,7 @@ uint32_t create_schedule(const Call &call, const ScheduleRequest &request) {
   if (find_schedule(request.name) != nullptr) return SCH_STATUS_EXISTS;
   if (!forget_stale_statuses(call.context)) return host::err_not_stored;
   const Owner owner = call.context.authority.owner(call.caller);
-  if (const uint32_t status = check_room(owner_tag(owner.uid)); status != 0) return status;
+  if (const uint32_t status = check_room(call, owner_tag(owner.uid)); status != 0) return status;
 
   Change change;
   sch_schedule_entry *entry = add_schedule(request.name, new_state(owner));

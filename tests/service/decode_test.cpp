@@ -143,7 +143,7 @@ std::vector<Wrong> wrong_requests() {
       {"resize the log below the least", config, SCH_OP_RESIZE_LOG, log_payload("", "", service::log_size_min - 1),
        host::err_bad_value},
       {"resize the log above the most", config, SCH_OP_RESIZE_LOG, log_payload("", "", service::log_size_max + 1),
-       host::err_bad_value},
+       host::err_log_too_large},
       {"resize the log, a byte short", config, SCH_OP_RESIZE_LOG, cut(log_payload("", "", 16384), 523),
        host::err_bad_request},
       {"rename the log to no name", config, SCH_OP_RENAME_LOG, log_payload("", "flash:a", 0), host::err_bad_value},

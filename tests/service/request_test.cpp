@@ -133,12 +133,97 @@ TEST(Requests, clearing_the_time_disarms_and_setting_it_arms) {
   EXPECT_EQ(rec.time.type, 0u);
 }
 
-TEST(Requests, schedules_of_one_user_are_limited_and_another_can_go_on) {
+void set_limits(World &world, void (*change)(service::Settings &)) {
+  service::Settings settings;
+  change(settings);
+  world.parts->context.settings = std::make_shared<const service::Settings>(settings);
+}
+
+TEST(Requests, schedules_of_one_user_are_limited_and_everybody_else_can_go_on) {
   World world;
-  for (uint32_t i = 0; i < service::schedules_per_user_limit; i++)
-    ASSERT_EQ(create_schedule(world, "s" + std::to_string(i), {}, {}), 0u);
-  EXPECT_EQ(create_schedule(world, "more", {}, {}), host::err_too_many_schedules);
-  EXPECT_EQ(create_schedule(world, "more", {}, {}, nobody()), 0u);
+  set_limits(world, [](service::Settings &settings) { settings.max_schedules_per_user = 20; });
+  for (int i = 0; i < 20; i++)
+    ASSERT_EQ(create_schedule(world, "s" + std::to_string(i), {}, {}, nobody()), 0u);
+  EXPECT_EQ(create_schedule(world, "more", {}, {}, nobody()), host::err_too_many_own_schedules);
+  EXPECT_EQ(create_schedule(world, "more", {}, {}, daemon_user()), 0u);
+  ASSERT_EQ(world.send(nobody(), config, SCH_OP_DELETE_SCHEDULE, schedule_payload("s7")).status, 0u);
+  EXPECT_EQ(create_schedule(world, "s7", {}, {}, nobody()), 0u);
+  for (int i = 0; i < 21; i++)
+    ASSERT_EQ(create_schedule(world, "root" + std::to_string(i), {}, {}), 0u);
+}
+
+TEST(Requests, schedules_of_all_are_limited_for_the_administrator_too) {
+  World world;
+  set_limits(world, [](service::Settings &settings) { settings.max_schedules = 2; });
+  ASSERT_EQ(create_schedule(world, "a", {}, {}), 0u);
+  ASSERT_EQ(create_schedule(world, "b", {}, {}, nobody()), 0u);
+  EXPECT_EQ(create_schedule(world, "c", {}, {}, nobody()), host::err_too_many_schedules);
+  EXPECT_EQ(create_schedule(world, "c", {}, {}), host::err_too_many_schedules);
+}
+
+TEST(Requests, jobs_of_one_user_are_limited_to_a_share_of_the_table) {
+  World world;
+  const int share = world.parts->context.settings->max_jobs_per_user;
+  for (int i = 0; i < share; i++)
+    ASSERT_EQ(create_job(world, "job" + std::to_string(i), "", nobody()), 0u);
+  EXPECT_EQ(create_job(world, "more", "", nobody()), host::err_too_many_own_jobs);
+  EXPECT_EQ(create_job(world, "more", "", daemon_user()), 0u);
+  ASSERT_EQ(job(world, SCH_OP_DELETE_JOB, "job5", "", nobody()), 0u);
+  EXPECT_EQ(create_job(world, "job5", "", nobody()), 0u);
+}
+
+TEST(Requests, a_text_and_a_log_beyond_what_is_configured_are_refused) {
+  World world;
+  set_limits(world, [](service::Settings &settings) {
+    settings.job_text_bytes = 100;
+    settings.log_size_kib = 32;
+  });
+  ASSERT_EQ(create_job(world, "a", std::string(100, 'x')), 0u);
+  EXPECT_EQ(job(world, SCH_OP_DEFINE_JOB, "a", std::string(101, 'x')), host::err_text_too_long);
+  const auto resize = [&](uint32_t size) {
+    return world.send(root(), config, SCH_OP_RESIZE_LOG, log_payload("", "", size)).status;
+  };
+  EXPECT_EQ(resize(32 * 1024), 0u);
+  EXPECT_EQ(resize(32 * 1024 + 1), host::err_log_too_large);
+}
+
+// Made here without their requests, each of which would be a durable commit.
+TEST(Requests, a_hundred_thousand_schedules_are_served_when_they_are_allowed) {
+  World world;
+  constexpr int many = 100000;
+  set_limits(world, [](service::Settings &settings) { settings.max_schedules = many + 1; });
+  service::ScheduleState state = {};
+  state.owner_tag = root().uid + 1;
+  for (int i = 0; i < many; i++)
+    ASSERT_NE(service::add_schedule("s" + std::to_string(i), state), nullptr);
+  EXPECT_EQ(create_schedule(world, "one-more", {}, daily(13, 0)), 0u);
+  EXPECT_EQ(create_schedule(world, "too-many", {}, {}), host::err_too_many_schedules);
+  EXPECT_EQ(service::earliest_due(), noon + 3600);
+  const host::Answer shown = world.send(root(), SCH_SERVICE_SHOW, SCH_OP_SHOW_SCHEDULE, show_payload("", many));
+  ASSERT_TRUE(shown.reply);
+  EXPECT_STREQ(reinterpret_cast<const sch_show_schedule_reply *>(shown.reply->data())->name, "one-more");
+}
+
+// The cursor stays good when its schedule goes.
+TEST(Requests, a_listing_goes_on_behind_a_schedule_that_was_deleted_meanwhile) {
+  World world;
+  for (const char *name : {"a", "b", "c"})
+    ASSERT_EQ(create_schedule(world, name, {}, {}, nobody()), 0u);
+  const auto shown = [&](const host::Caller &caller, int32_t cursor) {
+    const host::Answer answer = world.send(caller, SCH_SERVICE_SHOW, SCH_OP_SHOW_SCHEDULE, show_payload("", cursor));
+    sch_show_schedule_reply reply = {};
+    if (answer.reply) std::memcpy(&reply, answer.reply->data(), sizeof reply);
+    return reply;
+  };
+  for (const host::Caller &caller : {root(), nobody()}) {
+    const int32_t cursor = shown(caller, shown(caller, -1).number).number;
+    ASSERT_EQ(world.send(root(), config, SCH_OP_DELETE_SCHEDULE, schedule_payload("b")).status, 0u);
+    EXPECT_STREQ(shown(caller, cursor).name, "c");
+    ASSERT_EQ(world.send(root(), config, SCH_OP_DELETE_SCHEDULE, schedule_payload("c")).status, 0u);
+    EXPECT_STREQ(shown(caller, cursor).name, "");
+    for (const char *name : {"b", "c"})
+      ASSERT_EQ(create_schedule(world, name, {}, {}, nobody()), 0u);
+  }
 }
 
 TEST(Requests, addresses_are_matched_exactly_and_never_by_their_beginnings) {
