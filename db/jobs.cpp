@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "db/append.h"
+#include "db/job_names.h"
 #include "db/name.h"
 #include "diag/short_blocks.h"
 #include "diag/trace.h"
@@ -7,12 +8,6 @@
 #include "schedcli.h"
 
 namespace {
-
-int index_of(const sch_config_db *config, const char *name) {
-  for (int i = 0; i < SCH_MAX_JOBS; ++i)
-    if (config->jobs[i].key != nullptr && same_name(config->jobs[i].key->name, name)) return i;
-  return -1;
-}
 
 int refuse(void *record) {
   mtrack_free(record);
@@ -44,6 +39,7 @@ int sch_add_job_hdr(sch_config_db *config, sch_config_key *key, sch_job_hdr *hdr
   }
   sch_job_entry *found = &config->jobs[hdr->job_id];
   keep_first_key(found, key);
+  note_slot_named(config, found);
   found->hdr = hdr;  // a header already there is meant to be left unfreed
   *slot = found;
   return 0;
@@ -51,7 +47,7 @@ int sch_add_job_hdr(sch_config_db *config, sch_config_key *key, sch_job_hdr *hdr
 
 // Fragments are kept in the order of their arrival, which is the order of the store's keys.
 int sch_add_job_data(sch_config_db *config, sch_config_key *key, void *fragment, sch_job_entry **slot) {
-  const int index = index_of(config, key->name);
+  const int index = slot_named(config, key->name);
   if (index < 0) return refuse(key, fragment);
   SCH_TRACE_SERVICE(trace_config, "found job id %d", index);
   sch_job_entry *found = &config->jobs[index];
@@ -87,7 +83,7 @@ int sch_first_empty_job_list_entry_index(const sch_config_db *config) {
 }
 
 int sch_find_job(const sch_config_db *config, const char *name, sch_job_entry **slot) {
-  const int index = index_of(config, name);
+  const int index = slot_named(config, name);
   *slot = index < 0 ? nullptr : &config->jobs[index];
   return index;
 }

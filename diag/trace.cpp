@@ -18,15 +18,23 @@ struct history_record {
 
 }  // namespace
 
+// A text that nobody takes is not formed: a restore traces each record several times.
 void sch_trace_text(int level, bool to_stderr, const char *format, ...) {
   history_record record;
   record.subtype = static_cast<uint32_t>(level);
   va_list arguments;
   va_start(arguments, format);
-  vsnprintf(record.text, sizeof record.text, format, arguments);
+  if (to_stderr) {
+    va_list once;
+    va_copy(once, arguments);
+    vsnprintf(record.text, sizeof record.text, format, once);
+    va_end(once);
+    fprintf(stderr, "%s\n", record.text);
+  }
+  if (sdwrap_hist_event_subtype_check(trace_module, record.subtype) == 0) {
+    vsnprintf(record.text, sizeof record.text, format, arguments);
+    const size_t length = sizeof record.subtype + strlen(record.text) + 1;
+    sdwrap_hist_event(trace_module, static_cast<uint32_t>(length), &record);
+  }
   va_end(arguments);
-  if (to_stderr) fprintf(stderr, "%s\n", record.text);
-  if (sdwrap_hist_event_subtype_check(trace_module, record.subtype) != 0) return;
-  const size_t length = sizeof record.subtype + strlen(record.text) + 1;
-  sdwrap_hist_event(trace_module, static_cast<uint32_t>(length), &record);
 }

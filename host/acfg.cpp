@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "host/memory.h"
 #include "platform/acfg.h"
 #include "platform/memory.h"
 #include "platform/sysmgr.h"
@@ -21,6 +22,7 @@ struct Element {
 struct Collected {
   std::vector<Element> elements;
   std::string groups;
+  size_t expected = 0;  // of one element; what is reserved and not used costs no memory
 };
 
 struct Request {
@@ -52,13 +54,23 @@ Element *find_element(Collected &all, uint32_t number) {
   return nullptr;
 }
 
+// The others go around the longest text, which holds the jobs: it is as large as all of them and moves once.
 std::string arranged(Collected &all) {
-  std::stable_sort(all.elements.begin(), all.elements.end(),
+  auto &elements = all.elements;
+  std::stable_sort(elements.begin(), elements.end(),
                    [](const Element &a, const Element &b) { return a.priority < b.priority; });
-  std::string text;
-  for (const Element &element : all.elements)
-    text += element.text;
-  return text + all.groups;
+  const auto longest = std::max_element(elements.begin(), elements.end(), [](const Element &a, const Element &b) {
+    return a.text.size() < b.text.size();
+  });
+  if (longest == elements.end()) return std::move(all.groups);
+  std::string before;
+  for (auto element = elements.begin(); element != longest; ++element)
+    before += element->text;
+  std::string text = std::move(longest->text);
+  text.insert(0, before);
+  for (auto element = longest + 1; element != elements.end(); ++element)
+    text += element->text;
+  return text += all.groups;
 }
 
 // Generating the startup text restores the startup store into the process's live globals. This puts them aside, shows
@@ -95,7 +107,7 @@ class LiveGlobals {
 extern "C" {
 
 int acfg_hdl_init(acfg_hdl *handle) {
-  handle->platform = new Collected;
+  handle->platform = new Collected{{}, {}, host::tracked_bytes()};
   return 0;
 }
 
@@ -108,6 +120,7 @@ int acfg_elem_add(acfg_hdl *handle, uint32_t, uint32_t element, uint32_t priorit
 int acfg_elem_str_add_indent(acfg_hdl *handle, uint32_t element, const char *text, uint32_t indent) {
   Element *found = find_element(*collected(handle), element);
   if (found == nullptr) return -1;
+  if (found->text.empty()) found->text.reserve(collected(handle)->expected);
   if (indent != 0) found->text += ' ';
   found->text += text;
   return 0;

@@ -4,7 +4,7 @@
 #include <syslog.h>
 
 #include <algorithm>
-#include <bitset>
+#include <atomic>
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
@@ -53,20 +53,30 @@ class History {
   size_t next_ = 0;  // how many were added
 };
 
+// Asked twice for each trace: without a lock.
+class Switches {
+ public:
+  bool operator[](size_t level) const { return level < std::size(on_) && on_[level].load(std::memory_order_relaxed); }
+  void set(size_t level, bool on) { on_[level].store(on, std::memory_order_relaxed); }
+  void reset() {
+    for (auto &level : on_)
+      level.store(false, std::memory_order_relaxed);
+  }
+
+ private:
+  std::atomic<bool> on_[host::debug_levels] = {};
+};
+
 struct Debug {
   std::mutex mutex;
   History history;
-  std::bitset<host::debug_levels> history_off, buginf_on;
+  Switches history_off, buginf_on;
   bool journal = false;
 };
 
 Debug &debug() {
   static auto &instance = *new Debug;
   return instance;
-}
-
-bool has_switch(uint32_t level) {
-  return level < host::debug_levels;
 }
 
 // One event stays one line, whatever an operator's text in it contains.
@@ -123,15 +133,11 @@ extern "C" int sdwrap_hist_event(uint32_t, uint32_t length, const void *record) 
 }
 
 extern "C" int sdwrap_hist_event_subtype_check(uint32_t, uint32_t subtype) {
-  Debug &all = debug();
-  const std::lock_guard lock(all.mutex);
-  return has_switch(subtype) && all.history_off[subtype] ? 1 : 0;
+  return debug().history_off[subtype] ? 1 : 0;
 }
 
 extern "C" int sdwrap_chk_int(int level, int, int, int) {
-  Debug &all = debug();
-  const std::lock_guard lock(all.mutex);
-  return level >= 0 && has_switch(static_cast<uint32_t>(level)) && all.buginf_on[static_cast<size_t>(level)] ? 1 : 0;
+  return level >= 0 && debug().buginf_on[static_cast<size_t>(level)] ? 1 : 0;
 }
 
 extern "C" int buginf(int, const char *modname, int, const char *format, ...) {
@@ -152,10 +158,8 @@ extern "C" int sdwrap_debug_dump(uint32_t, uint32_t, uint32_t, const uint32_t[2]
 }
 
 extern "C" void sdwrap_dbg_clean(void *) {
-  Debug &all = debug();
-  const std::lock_guard lock(all.mutex);
-  all.history_off.reset();
-  all.buginf_on.reset();
+  debug().history_off.reset();
+  debug().buginf_on.reset();
 }
 
 extern "C" int sdwrap_sys_clean(void *) {
@@ -177,16 +181,12 @@ std::string history_text() {
 
 void history_enable(int level, bool on) {
   if (level < 0 || level >= debug_levels) return;
-  Debug &all = debug();
-  const std::lock_guard lock(all.mutex);
-  all.history_off[static_cast<size_t>(level)] = !on;
+  debug().history_off.set(static_cast<size_t>(level), !on);
 }
 
 void buginf_enable(int level, bool on) {
   if (level < 0 || level >= debug_levels) return;
-  Debug &all = debug();
-  const std::lock_guard lock(all.mutex);
-  all.buginf_on[static_cast<size_t>(level)] = on;
+  debug().buginf_on.set(static_cast<size_t>(level), on);
 }
 
 void buginf_to_journal(bool on) {

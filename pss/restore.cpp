@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every record of a store back into a configuration and the settings beside it.
 #include "db/append.h"
+#include "db/job_names.h"
 #include "diag/trace.h"
 #include "pss/fields.h"
 #include "pss/fragment_order.h"
@@ -113,6 +114,7 @@ void restore_record(sch_config_db *config, WalkedKey walked, StoreWalk &walk, Fr
 
 void restore_from_first(sch_config_db *config, const pss_buf *key, StoreWalk &walk, FragmentOrder &order) {
   const append_session whole_walk;
+  const job_name_session whole_table(config);
   for (; key != nullptr; key = walk.next())
     restore_record(config, WalkedKey(*key), walk, order);
 }

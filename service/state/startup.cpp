@@ -2,8 +2,12 @@
 #include "service/state/startup.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstring>
 #include <ctime>
+#include <vector>
 
+#include "host/debug.h"
 #include "host/security/security.h"
 #include "host/store/store.h"
 #include "host/sysmgr.h"
@@ -68,14 +72,13 @@ gint by_number(gconstpointer left, gconstpointer right) {
   return first < second ? -1 : first > second;
 }
 
-// Ascending numbers, each once: the show command pages by them. Stores of other origin may hold anything.
-void number_schedules() {
-  sch_schedule_list = g_list_sort(sch_schedule_list, by_number);
-  uint32_t last = 0;
-  for_each_schedule([&](sch_schedule_entry &entry) {
-    last = std::max(last + 1, schedule_number(*entry.rec));
-    entry.rec->service_head[0] = last;
-  });
+using Mended = std::vector<sch_schedule_entry *>;
+
+template <typename Mend>
+void mend(sch_schedule_entry &entry, Mended *mended, Mend change) {
+  const sch_schedule_rec before = *entry.rec;
+  change(entry);
+  if (std::memcmp(&before, entry.rec, sizeof before) != 0) mended->push_back(&entry);
 }
 
 void drop_unknown_jobs(sch_schedule_rec &rec) {
@@ -84,26 +87,49 @@ void drop_unknown_jobs(sch_schedule_rec &rec) {
   });
 }
 
-bool repair(std::string *error) {
+// Stores of other origin may hold anything. The numbers ascend, each once: the show command pages by them. A later job
+// in the place of an unknown one would be assigned from the start.
+void repair_schedules(Mended *mended) {
+  sch_schedule_list = g_list_sort(sch_schedule_list, by_number);
+  uint32_t last = 0;
+  for_each_schedule([&](sch_schedule_entry &each) {
+    mend(each, mended, [&](sch_schedule_entry &entry) {
+      last = std::max(last + 1, schedule_number(*entry.rec));
+      entry.rec->service_head[0] = last;
+      drop_unknown_jobs(*entry.rec);
+      entry.rec->service_tail[offsetof(ScheduleState, owner) + sizeof(ScheduleState::owner) - 1] = 0;
+    });
+  });
+}
+
+bool repair(std::string *error, Mended *mended) {
   bool whole = true;
   for_each_job([&](sch_job_entry &slot, uint32_t) {
     serial(slot) = next_serial();
     whole = whole && make_text_whole(slot);
   });
   if (!whole) *error = "out of memory; the stores stay as they are";
-  number_schedules();
-  for_each_schedule([](sch_schedule_entry &entry) {
-    drop_unknown_jobs(*entry.rec);  // a later job in that place would be assigned from the start
-    entry.rec->service_tail[offsetof(ScheduleState, owner) + sizeof(ScheduleState::owner) - 1] = 0;
-  });
+  repair_schedules(mended);
   rebuild_tables();
   return whole;
 }
 
 // It may have become another while the service was down.
-void follow_zone() {
-  for_each_schedule([now = time(nullptr)](sch_schedule_entry &entry) { arm_in_zone(entry, now); });
+void follow_zone(Mended *mended) {
+  const auto follow = [now = time(nullptr)](sch_schedule_entry &entry) { arm_in_zone(entry, now); };
+  for_each_schedule([&](sch_schedule_entry &entry) { mend(entry, mended, follow); });
 }
+
+// A restore traces each record several times: of many, the history would keep but the last, and has no room for what
+// comes before and after.
+class WithoutRecordsInHistory {
+ public:
+  WithoutRecordsInHistory() { host::history_enable(level_of_records, false); }
+  ~WithoutRecordsInHistory() { host::history_enable(level_of_records, true); }
+
+ private:
+  static constexpr int level_of_records = 103;
+};
 
 // The library's save after a boot leaves these out: they would be gone at the next restart.
 void save_what_is_left_out(Change &change) {
@@ -137,20 +163,26 @@ bool open_stores(const Settings &settings, time_t now, std::string *error) {
     return false;
   }
   sch_pss_uri_init();
-  if (sch_pss_init() != 0) return fail(error, "stores");
+  {
+    const WithoutRecordsInHistory restoring;
+    if (sch_pss_init() != 0) return fail(error, "stores");
+  }
   return open_debug_store(error);
 }
 
 bool settle_stores(std::string *error) {
   const bool boot = sysmgr_is_stateless_restart() != 0;
-  if (!repair(error)) return false;
+  Mended mended;
+  if (!repair(error, &mended)) return false;
   if (!purge_statuses()) return fail(error, "status store");
   if (boot) take_startup_logging_level();
-  if (boot) for_each_schedule(forget_used_times);
-  follow_zone();
+  if (boot) for_each_schedule([&](sch_schedule_entry &entry) { mend(entry, &mended, forget_used_times); });
+  follow_zone(&mended);
   apply_logging_level();
+  if (!boot && mended.empty()) return true;
   Change change;
-  for_each_schedule([&](sch_schedule_entry &entry) { change.save(entry); });
+  for (sch_schedule_entry *entry : mended)
+    change.save(*entry);
   if (boot) save_what_is_left_out(change);
   return change.commit() == 0 || fail(error, "running store");
 }
