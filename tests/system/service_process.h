@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "schedcli.h"
+#include "schedcli_requests.h"
 
 namespace system_test {
 
