@@ -93,7 +93,7 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   JobLog log;
   Runner runner({settings->interpreter, host::paths().system_wide});
   Context context = {Authority(host::paths().system_wide, {user.uid, user.name}), log, runner, false,
-                     std::move(settings)};
+                     std::move(settings), time(nullptr)};
   Scheduler scheduler(context);
   if (!settle_stores(&error)) return give_up(failed, error);
   if (const auto opened = log.open(); !opened) return give_up(failed, opened.error().text);

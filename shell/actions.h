@@ -21,6 +21,7 @@ int ask_password(Session &session, const Match &match);
 
 int show_running(Session &session, const Match &match);
 int show_startup(Session &session, const Match &match);
+int show_status(Session &session, const Match &match);
 int show_history(Session &session, const Match &match);
 int copy_running_startup(Session &session, const Match &match);
 int show_logging_level(Session &session, const Match &match);

@@ -42,6 +42,10 @@ int show_startup(Session &, const Match &) {
   return show_text(host::Control::startup_text);
 }
 
+int show_status(Session &, const Match &) {
+  return show_text(host::Control::status);
+}
+
 int show_history(Session &, const Match &) {
   std::printf("-- shell --\n%s-- service --\n", host::history_text().c_str());
   return show_text(host::Control::history);

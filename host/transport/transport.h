@@ -105,6 +105,7 @@ enum class Control : uint32_t {
   set_logging_level = 23,  // payload: i32 level 0..7
   get_logging_level = 24,  // reply: i32
   get_zone = 25,           // reply: i32, the offset in force now in seconds to the east; then the zone's name as text
+  status = 26,             // reply: text, how the service does; of the shares the caller's own, all for root
   security_read = 30,      // payload and reply: sch_security_user_rec; the caller's own record, any for root
   security_store = 31,
   security_remove = 32,

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <ctime>
 #include <memory>
 
 #include "host/transport/transport.h"
@@ -20,6 +21,7 @@ struct Context {
   Runner &runner;
   bool stale_statuses = false;  // the status store still holds records of what was deleted
   std::shared_ptr<const Settings> settings = std::make_shared<const Settings>();  // another one after a reload
+  time_t started = 0;
 };
 
 struct Call {

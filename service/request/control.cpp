@@ -15,6 +15,7 @@
 #include "service/request/answer.h"
 #include "service/request/logging_level.h"
 #include "service/request/payload.h"
+#include "service/request/status.h"
 #include "service/run/due.h"
 #include "service/state/change.h"
 #include "service/state/schedule_state.h"
@@ -88,7 +89,7 @@ bool is_security(Control operation) {
 }
 
 bool for_everybody(Control operation) {
-  return operation == Control::get_logging_level || operation == Control::get_zone;
+  return operation == Control::get_logging_level || operation == Control::get_zone || operation == Control::status;
 }
 
 }  // namespace
@@ -118,6 +119,8 @@ host::Answer control(const Call &call, Control operation, Payload payload) {
       return get_logging_level();
     case Control::get_zone:
       return get_zone();
+    case Control::status:
+      return text_reply(status_text(call));
     default:
       return with_status(host::err_unknown_opcode);
   }

@@ -211,6 +211,12 @@ TEST(Settings, a_reload_takes_right_settings_and_leaves_those_in_use_otherwise) 
   EXPECT_EQ(before->max_parallel, 64);
 }
 
+TEST(Settings, the_installed_file_is_the_one_of_the_table) {
+  std::ostringstream installed;
+  installed << std::ifstream(INSTALLED_SETTINGS).rdbuf();
+  EXPECT_EQ(installed.str(), service::default_file());
+}
+
 struct SettingsFile : ::testing::Test {
   Directory directory;
   std::string path = directory.path() + "/schedd.conf";

@@ -188,6 +188,30 @@ TEST_F(Startup, a_state_directory_that_vanished_or_was_replaced_takes_no_change)
   EXPECT_EQ(create_job(world, "after", ""), 0u);
 }
 
+std::string status_for(World &world, const host::Caller &caller) {
+  const host::Answer answer = service::control({world.parts->context, caller}, host::Control::status, {});
+  if (answer.status != 0 || !answer.reply) return "(no reply)";
+  return {reinterpret_cast<const char *>(answer.reply->data()), answer.reply->size()};
+}
+
+TEST_F(Startup, the_status_shows_everybodys_share_to_the_administrator_and_to_others_their_own) {
+  ASSERT_EQ(create_job(world, "a", "x\n", nobody()), 0u);
+  ASSERT_EQ(create_schedule(world, "late", {"a"}, daily(13, 0), nobody()), 0u);
+  ASSERT_EQ(create_schedule(world, "early", {}, {}), 0u);
+  const std::string all = status_for(world, root()), own = status_for(world, nobody()),
+                    none = status_for(world, daemon_user());
+  EXPECT_THAT(all, ::testing::StartsWith("version: 1."));
+  EXPECT_THAT(all, ::testing::HasSubstr("\nenabled: yes\nboot from: running\n"));
+  EXPECT_THAT(all, ::testing::HasSubstr("\nschedules: 2\nruns under way or waiting: 0\nrunning store: "));
+  EXPECT_THAT(all, ::testing::HasSubstr("\nstartup store: none\njob log: 16384 bytes\n"));
+  EXPECT_THAT(all, ::testing::HasSubstr("\nnext due: Sat Nov 21 13:00:00 2026, schedule late\n"));
+  EXPECT_THAT(all, ::testing::HasSubstr("\nshare of root: schedules 1, jobs 0\n"));
+  EXPECT_THAT(all, ::testing::EndsWith("\nshare of nobody: schedules 1, jobs 1\n"));
+  EXPECT_THAT(own, ::testing::EndsWith("\nboot from: running\nnext due: Sat Nov 21 13:00:00 2026, schedule late\n"
+                                       "share of nobody: schedules 1, jobs 1\n"));
+  EXPECT_THAT(none, ::testing::EndsWith("\nnext due: none\nshare of daemon: schedules 0, jobs 0\n"));
+}
+
 TEST(Blocks, a_configuration_is_split_into_jobs_schedules_and_lines) {
   std::string names;
   for (const auto &block : service::blocks_of("feature scheduler\nscheduler logfile size 20\n\nscheduler job name j\n"

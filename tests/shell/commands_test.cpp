@@ -24,6 +24,7 @@ const Case exec_cases[] = {
     {"show scheduler logfile", "show_logfile"},
     {"show scheduler internal memory", "show_memstats"},
     {"clear scheduler logfile", "logfile_clear"},
+    {"show scheduler status", "control 26"},
     {"show scheduler internal history", "control 11"},
     {"show running-config", "control 20"},
     {"show startup-config", "control 21"},
