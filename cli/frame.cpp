@@ -11,8 +11,6 @@
 #include "cli/text_field.h"
 #include "platform/errors.h"
 
-uint32_t cli_debug;
-
 namespace {
 
 bool matches_name_rule(const char *name) {

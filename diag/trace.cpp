@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+uint32_t cli_debug = 0;
 int32_t debug_level = 0;
 
 namespace {

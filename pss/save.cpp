@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A configuration's records go to a store one by one, all through the same piece of code.
+// Records go to a store one by one, all through the same piece of code.
 #include "pss/save.h"
 
 #include "diag/trace.h"
@@ -31,23 +31,6 @@ sch_config_key email_key(const sch_schedule_email_entry &entry) {
   sch_config_key key = key_of_type(SCH_CONFIG_SCHEDULE_EMAIL);
   std::memcpy(key.name, entry.schedule_name, sizeof key.name);
   return key;
-}
-
-void save_schedules(const sch_config_db &config, pss_handle store) {
-  for (const GList *node = g_list_first(*config.schedules); node != nullptr; node = node->next) {
-    const auto *entry = static_cast<const sch_schedule_entry *>(node->data);
-    SCH_TRACE_SERVICE(trace_config, "pss save schedule %s", Terminated(entry->key->name).c_str());
-    sch_save_schedule_entry_to_pss(store, entry);
-  }
-}
-
-void save_jobs(const sch_config_db &config, pss_handle store) {
-  for (int index = 0; index < SCH_MAX_JOBS; ++index) {
-    sch_job_entry &slot = config.jobs[index];
-    if (slot.key == nullptr || slot.hdr == nullptr || slot.fragments == nullptr) continue;
-    SCH_TRACE_SERVICE(trace_config, "pss save job %s (%d)", Terminated(slot.key->name).c_str(), index);
-    sch_save_job_entry_to_pss(store, &slot);
-  }
 }
 
 }  // namespace
@@ -104,14 +87,5 @@ int sch_delete_schedule_email_entry_from_pss(pss_handle store, const sch_schedul
 
 int sch_delete_schedule_entry_from_pss(pss_handle store, const sch_schedule_entry *entry) {
   delete_record(store, *entry->key);
-  return 0;
-}
-
-// E-mail settings, e-mail entries and the enable flag are deliberately not written: they reach the store only with
-// their own save functions.
-int sch_save_config_to_pss(sch_config_db *config, pss_handle store) {
-  save_schedules(*config, store);
-  save_jobs(*config, store);
-  sch_save_log_file_entry_to_pss(store, &sch_log_file_key, &sch_log_file);
   return 0;
 }

@@ -3,8 +3,6 @@
 
 #include <cstdio>
 
-#include "diag/trace.h"
-
 namespace show {
 
 namespace {
@@ -12,11 +10,6 @@ namespace {
 bool fail(const char *reason) {
   std::puts(reason);
   return false;
-}
-
-// Only the answers to this one request.
-mts_selector selector_of(const cmi_sent_request *sent) {
-  return {{1, 0, 0, mts_rr_token_get(sent)}};
 }
 
 }  // namespace
@@ -36,19 +29,3 @@ const sch_log_entry *complete_log_message(const Reply &reply) {
 }
 
 }  // namespace show
-
-int display_log_entries(uint32_t mts_handle, const cmi_sent_request *sent) {
-  const mts_selector selector = show::selector_of(sent);
-  for (;;) {
-    show::Reply reply(show::log_length_preset);
-    if (!show::receive_log_message(mts_handle, &selector, &reply)) return -1;
-    // An empty log is told by the count alone.
-    if (reply.holds(sizeof(uint32_t)) && *reply.as<uint32_t>() == 0) return 0;
-    const sch_log_entry *message = show::complete_log_message(reply);
-    if (message == nullptr) return -1;
-    SCH_TRACE_CLI("***LOG ENTRY count %d entry %d", static_cast<int>(message->count),
-                  static_cast<int>(message->number));
-    collate_and_display_log(mts_handle, message, &selector);  // one entry's failure does not end the listing
-    if (message->number == message->count) return 0;
-  }
-}

@@ -49,9 +49,3 @@ void normalize_incremental_time(sch_tminfo *record) {
   record->month = calendar.tm_mon;
   record->year = calendar.tm_year;
 }
-
-time_t mktime_from_tminfo(const sch_tminfo *record) {
-  print_tminfo(record);
-  tm calendar = calendar_of(*record);
-  return mktime(&calendar);
-}

@@ -3,29 +3,15 @@
 // these.
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
 
+#include "host/security/users.h"
 #include "host/transport/transport.h"
 #include "schedcli.h"
 
 namespace host {
-
-struct User {
-  uid_t uid = 0;
-  gid_t gid = 0;
-  std::string name, home, shell;
-};
-
-// Look-ups by the system's name service. A name that is a number in any notation, empty, or longer than 31 bytes is no
-// user.
-std::optional<User> user_by_name(const std::string &name);
-std::optional<User> user_by_uid(uid_t uid);
-bool user_is_local(const std::string &name);  // has a line in the local password file
 
 // Scheduler passwords. One process of the host, the service, holds the key and the sealed passwords (files of 0600
 // below the state directory, `security.key` and `passwords`); the platform's calls in it work on these. In every other

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "host/security/users.h"
+
 #include <pwd.h>
 #include <unistd.h>
 
@@ -7,9 +9,6 @@
 #include <cstdio>
 #include <memory>
 #include <vector>
-
-#include "host/security/security.h"
-#include "host/security/users.h"
 
 namespace host {
 

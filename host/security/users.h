@@ -1,10 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
-// What is a user's name at all, and where local users are listed.
+// The users of this machine and of its name service, and what is a user's name at all.
 #pragma once
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 
 namespace host {
+
+struct User {
+  uid_t uid = 0;
+  gid_t gid = 0;
+  std::string name, home, shell;
+};
+
+// Look-ups by the system's name service. A name that is a number in any notation, empty, or longer than 31 bytes is no
+// user.
+std::optional<User> user_by_name(const std::string &name);
+std::optional<User> user_by_uid(uid_t uid);
+bool user_is_local(const std::string &name);  // has a line in the local password file
 
 // False for a number in any notation, the empty name, more than 31 bytes, blanks and separators.
 bool is_user_name(const std::string &name);

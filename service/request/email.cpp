@@ -8,7 +8,7 @@
 
 #include "host/status.h"
 #include "service/request/answer.h"
-#include "service/request/schedules.h"
+#include "service/request/ownership.h"
 #include "service/state/address_table.h"
 
 namespace service {

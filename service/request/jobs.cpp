@@ -8,6 +8,7 @@
 #include "host/memory.h"
 #include "host/status.h"
 #include "platform/memory.h"
+#include "service/request/ownership.h"
 #include "service/state/change.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
@@ -33,12 +34,6 @@ bool make_fragments(std::string_view text, GList **fragments) {
     *fragments = g_list_append(*fragments, fragment);
   }
   return true;
-}
-
-uint32_t find_own_job(const Call &call, const std::string &name, sch_job_entry **slot) {
-  *slot = find_job(name);
-  if (*slot == nullptr || (*slot)->hdr == nullptr) return host::err_no_such_job;
-  return call.context.authority.may_use(call.caller, owner_of(**slot)) ? 0 : host::err_not_owner;
 }
 
 // Each fragment holds what the header says of it, and there is none beyond.

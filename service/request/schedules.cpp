@@ -5,6 +5,7 @@
 
 #include "host/status.h"
 #include "service/request/email.h"
+#include "service/request/ownership.h"
 #include "service/run/due.h"
 #include "service/state/change.h"
 #include "service/state/statuses.h"
@@ -64,12 +65,6 @@ uint32_t deassign(sch_schedule_entry &entry, const sch_job_entry &slot) {
 }
 
 }  // namespace
-
-uint32_t find_own_schedule(const Call &call, const std::string &name, sch_schedule_entry **entry) {
-  *entry = find_schedule(name);
-  if (*entry == nullptr) return host::err_no_such_schedule;
-  return call.context.authority.may_use(call.caller, owner_of(**entry)) ? 0 : host::err_not_owner;
-}
 
 uint32_t create_schedule(const Call &call, const ScheduleRequest &request) {
   if (find_schedule(request.name) != nullptr) return SCH_STATUS_EXISTS;

@@ -9,7 +9,4 @@ uint32_t create_schedule(const Call &call, const ScheduleRequest &request);
 uint32_t delete_schedule(const Call &call, const ScheduleRequest &request);  // with its history and its addresses
 uint32_t modify_schedule(const Call &call, const ModifyRequest &request);
 
-// 0 when it exists and the caller may use it.
-uint32_t find_own_schedule(const Call &call, const std::string &name, sch_schedule_entry **entry);
-
 }  // namespace service

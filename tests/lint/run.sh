@@ -13,6 +13,8 @@ formatting() { python3 tests/lint/sources.py | xargs clang-format --dry-run --We
 
 check formatting formatting
 check 'ring direction' python3 tests/lint/rings.py "$build"
+check 'no circles' python3 tests/lint/circles.py "$build"
+check 'the circle check' python3 tests/lint/circles_test.py
 check 'the header as the manual' python3 tests/library/check_header.py --header include/schedcli.h --platform platform \
   --map schedcli.map --library "$build/libschedcli.so"
 check "static analysis" python3 tests/lint/tidy.py "$build"

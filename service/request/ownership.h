@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+// Jobs and schedules by name, for those who may change them. 0 when it exists and the caller may use it.
+#pragma once
+
+#include <string>
+
+#include "service/request/context.h"
+
+namespace service {
+
+uint32_t find_own_job(const Call &call, const std::string &name, sch_job_entry **slot);
+uint32_t find_own_schedule(const Call &call, const std::string &name, sch_schedule_entry **entry);
+
+}  // namespace service
