@@ -36,26 +36,37 @@ host::Answer answer_of(host::Answer answer) {
   return answer;
 }
 
+template <auto decode, auto operation, typename Record, typename Request>
+host::Answer handle(const Call &call, Payload payload) {
+  Request request;
+  const uint32_t status = decode(record_of<Record>(payload), &request);
+  return status != 0 ? with_status(status) : answer_of(operation(call, request));
+}
+
+template <auto decode, auto operation, typename Record, typename Request>
+host::Answer handle_with_text(const Call &call, Payload payload) {
+  Request request;
+  const uint32_t status = decode(record_of<Record>(payload), text_of(payload.subspan(sizeof(Record))), &request);
+  return status != 0 ? with_status(status) : answer_of(operation(call, request));
+}
+
+template <auto operation>
+host::Answer handle_bare(const Call &call, Payload) {
+  return answer_of(operation(call));
+}
+
+constexpr size_t any_length = std::numeric_limits<size_t>::max();
+
 // A row, from what its decoder takes apart (a record, or a record with a text behind it) and what its operation does.
 template <auto decode, auto operation, typename Record, typename Request>
 constexpr Row row_of(uint32_t (*)(const Record &, Request *), uint32_t service, uint32_t opcode, For whom) {
-  return {service, opcode, sizeof(Record), sizeof(Record), whom, [](const Call &call, Payload payload) {
-            Request request;
-            const uint32_t status = decode(record_of<Record>(payload), &request);
-            return status != 0 ? with_status(status) : answer_of(operation(call, request));
-          }};
+  return {service, opcode, sizeof(Record), sizeof(Record), whom, handle<decode, operation, Record, Request>};
 }
 
 template <auto decode, auto operation, typename Record, typename Request>
 constexpr Row row_of(uint32_t (*)(const Record &, std::string_view, Request *), uint32_t service, uint32_t opcode,
                      For whom) {
-  return {
-      service, opcode, sizeof(Record), std::numeric_limits<size_t>::max(), whom, [](const Call &call, Payload payload) {
-        Request request;
-        const std::string_view text = text_of(payload.subspan(sizeof(Record)));
-        const uint32_t status = decode(record_of<Record>(payload), text, &request);
-        return status != 0 ? with_status(status) : answer_of(operation(call, request));
-      }};
+  return {service, opcode, sizeof(Record), any_length, whom, handle_with_text<decode, operation, Record, Request>};
 }
 
 template <auto decode, auto operation>
@@ -66,7 +77,7 @@ constexpr Row row(uint32_t service, uint32_t opcode, For whom) {
 // An operation that needs nothing of its payload, of `size` bytes.
 template <auto operation>
 constexpr Row bare_row(uint32_t service, uint32_t opcode, For whom, size_t size = 0) {
-  return {service, opcode, size, size, whom, [](const Call &call, Payload) { return answer_of(operation(call)); }};
+  return {service, opcode, size, size, whom, handle_bare<operation>};
 }
 
 constexpr uint32_t config = SCH_SERVICE_CONFIG, show = SCH_SERVICE_SHOW;
