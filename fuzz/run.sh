@@ -4,7 +4,7 @@
 set -euo pipefail
 seconds=${1:-60}
 build=build/fuzz
-cmake -S . -B $build -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug \
+cmake -S . -B $build -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug -DCMAKE_COMPILE_WARNING_AS_ERROR=ON \
   -DSCHEDCLI_FUZZ=ON -DSCHEDCLI_TESTS=OFF -DSCHEDCLI_PROGRAMS=OFF >/dev/null
 ninja -C $build --quiet
 for target in $build/fuzz/*_fuzz; do
