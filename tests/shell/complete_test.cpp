@@ -59,7 +59,7 @@ TEST(choices, show_what_may_follow_in_the_grammars_order) {
   EXPECT_EQ(texts("show scheduler ", first), (Texts{"job", "schedule", "config", "logfile", "internal"}));
   EXPECT_EQ(texts("time ", in_schedule), (Texts{"daily", "weekly", "monthly", "start", "repeat"}));
   EXPECT_EQ(texts("time start x ", in_schedule), (Texts{"repeat", "<end>"}));
-  EXPECT_EQ(texts("scheduler logfile size ", in_config), (Texts{"<kilobytes 1..2097151>"}));
+  EXPECT_EQ(texts("scheduler logfile size ", in_config), (Texts{"<kilobytes 1..16384>"}));
   EXPECT_EQ(texts("end ", first), (Texts{"<end>"}));
   EXPECT_EQ(texts("no ", in_schedule),
             (Texts{"time", "job", "email-addr", "feature", "scheduler", "logging", "debug"}));

@@ -80,8 +80,8 @@ struct RangeCase {
 const RangeCase range_cases[] = {
     {"scheduler logfile size 0", false},
     {"scheduler logfile size 1", true},
-    {"scheduler logfile size 2097151", true},
-    {"scheduler logfile size 2097152", false},
+    {"scheduler logfile size 16384", true},
+    {"scheduler logfile size 16385", false},
     {"scheduler logfile size 1k", false},
     {"scheduler logfile size -1", false},
     {"scheduler logfile size 99999999999999999999", false},

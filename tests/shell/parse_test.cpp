@@ -58,7 +58,7 @@ const Case cases[] = {
     {"show scheduler job name", first, "the command is incomplete at column 24; expected: <job>"},
     {"show scheduler job name a b", first, "\"b\" at column 27 is too much: the command ends before it"},
     {"end now", first, "\"now\" at column 5 is too much: the command ends before it"},
-    {"scheduler logfile size big", in_config, "\"big\" at column 24 is out of range; expected: <kilobytes 1..2097151>"},
+    {"scheduler logfile size big", in_config, "\"big\" at column 24 is out of range; expected: <kilobytes 1..16384>"},
     {"no", in_schedule,
      "the command is incomplete at column 3; expected: time, job, email-addr, feature, scheduler, "
      "logging, debug"},
