@@ -16,6 +16,7 @@
 #include "host/files/file_descriptor.h"
 #include "host/files/paths.h"
 #include "host/files/private_file.h"
+#include "host/files/whole_file.h"
 #include "host/status.h"
 #include "host/store/store.h"
 #include "platform/syslog.h"
@@ -100,27 +101,18 @@ bool holds_state() {
 }
 
 Result<int> found_version() {
-  std::string text, error;
-  switch (read_private_file(version_file(), version_size, &text, &error)) {
-    case FileResult::absent:
-      return holds_state() ? 1 : state_version;
-    case FileResult::failed:
-      return Error{err_io, error};
-    case FileResult::done:
-      break;
-  }
+  const Result<std::optional<std::string>> text = read_private_file(version_file(), version_size);
+  if (!text) return text.error();
+  if (!*text) return holds_state() ? 1 : state_version;
   char *end = nullptr;
-  const long version = std::strtol(text.c_str(), &end, 10);
+  const long version = std::strtol((*text)->c_str(), &end, 10);
   if (version < 1 || version > 1000000 || std::strcmp(end, "\n") != 0)
     return failure(version_file(), "holds no version; restore it, or name another state directory");
   return static_cast<int>(version);
 }
 
 Result<void> write_version() {
-  const std::string text = std::to_string(state_version) + "\n";
-  std::string error;
-  if (write_private_file(version_file(), text, &error) == FileResult::done) return {};
-  return Error{err_io, error};
+  return write_whole_file(version_file(), std::to_string(state_version) + "\n");
 }
 
 bool copy_state(const fs::path &to) {
@@ -157,10 +149,8 @@ Result<void> keep_old_state() {
 // A restart into the newer version within one boot stays a restart.
 Result<void> take_over_boot_marker() {
   const std::string id = first_line(paths().run + "/boot"), marker = paths().state + "/boot";
-  std::string error;
   if (id.empty() || access(marker.c_str(), F_OK) == 0) return {};
-  if (write_private_file(marker, id + "\n", &error) == FileResult::done) return {};
-  return Error{err_io, error};
+  return write_whole_file(marker, id + "\n");
 }
 
 Result<void> migrate(int from) {

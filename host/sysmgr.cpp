@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "host/files/paths.h"
-#include "host/files/private_file.h"
+#include "host/files/whole_file.h"
 #include "host/state_directory.h"
 #include "host/status.h"
 #include "host/store/file.h"
@@ -73,9 +73,7 @@ Result<void> sysmgr_drop_running_configuration() {
 }
 
 Result<void> sysmgr_mark_started() {
-  Error error{err_io, {}};
-  if (write_private_file(boot_marker(), boot_id() + "\n", &error.text) == FileResult::done) return {};
-  return error;
+  return write_whole_file(boot_marker(), boot_id() + "\n");
 }
 
 bool sysmgr_first_start_since_boot() {

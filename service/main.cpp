@@ -111,14 +111,15 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
     if (incoming.service != SCH_SERVICE_SHOW) scheduler.check();  // showing changes nothing
     return result;
   };
-  std::unique_ptr<host::Server> server = host::Server::listen(listening, answer, &error);
-  if (!server || !scheduler.start(&error)) return give_up(failed, error);
+  host::Result<std::unique_ptr<host::Server>> server = host::Server::listen(listening, answer);
+  if (!server) return give_up(failed, server.error().text);
+  if (!scheduler.start(&error)) return give_up(failed, error);
   ZoneWatch zone_watch;
   zone_watch.start([&] { scheduler.zone_changed(); });
   say_whom_it_serves(user.name);
   run_until_signalled(loop, signals, options, context, zone_watch);
 
-  server.reset();
+  server->reset();
   runner.stop_all(context);
   return ended;
 }

@@ -2,49 +2,50 @@
 #include "host/files/whole_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
+#include "host/files/directory.h"
+#include "host/status.h"
+
 namespace host {
 namespace {
 
-FileDescriptor fail(const std::string &path, int number, std::string *error) {
-  *error = path + ": " + std::strerror(number);
-  return {};
+// Takes the draft away again.
+Error fail(const std::string &draft, const std::string &path, int number) {
+  unlink(draft.c_str());
+  return {err_io, path + ": cannot write the file: " + std::strerror(number) + "; check its directory and its disk"};
 }
 
 }  // namespace
 
-FileDescriptor create_whole_file(const std::string &path, uint32_t size, std::span<const std::byte> head,
-                                 std::string *error) {
+// The draft's name is fixed: one process writes the files, and what a crash left behind is replaced.
+Result<FileDescriptor> create_whole_file(const std::string &path, uint32_t size, std::span<const std::byte> head) {
   const std::string draft = path + ".new";
-  unlink(draft.c_str());  // of an earlier attempt
+  unlink(draft.c_str());
   FileDescriptor file(open(draft.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
-  if (!file) return fail(draft, errno, error);
-  if (const int number = posix_fallocate(file.get(), 0, size); number != 0) {
-    unlink(draft.c_str());
-    return fail(draft, number, error);
-  }
-  if (!write_at(file.get(), head, 0) || fsync(file.get()) != 0 || !rename_file(draft, path)) {
-    const int number = errno;
-    unlink(draft.c_str());
-    return fail(path, number, error);
-  }
+  if (!file) return fail(draft, path, errno);
+  const int no_room = size == 0 ? 0 : posix_fallocate(file.get(), 0, size);
+  if (no_room != 0) return fail(draft, path, no_room);
+  // The umask may have taken bits of the owner.
+  if (fchmod(file.get(), 0600) != 0 || !write_at(file.get(), head, 0) || fsync(file.get()) != 0 ||
+      !rename_file(draft, path))
+    return fail(draft, path, errno);
   return file;
 }
 
-bool sync_directory_of(const std::string &path) {
-  const size_t slash = path.rfind('/');
-  const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-  const FileDescriptor opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return opened && fsync(opened.get()) == 0;
+Result<void> write_whole_file(const std::string &path, std::span<const char> content) {
+  const auto file = create_whole_file(path, static_cast<uint32_t>(content.size()), std::as_bytes(content));
+  if (!file) return file.error();
+  return {};
 }
 
 bool rename_file(const std::string &from, const std::string &to) {
-  return std::rename(from.c_str(), to.c_str()) == 0 && sync_directory_of(to);
+  return std::rename(from.c_str(), to.c_str()) == 0 && sync_directory(parent_directory(to));
 }
 
 bool write_at(int file, std::span<const std::byte> bytes, uint64_t offset) {

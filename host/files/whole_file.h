@@ -8,15 +8,16 @@
 #include <string>
 
 #include "host/files/file_descriptor.h"
+#include "host/result.h"
 
 namespace host {
 
-// A file of `size` bytes with its space reserved, beginning with `head`, the rest zero; replaces one of that name.
-// An invalid descriptor: `error` says what failed.
-FileDescriptor create_whole_file(const std::string &path, uint32_t size, std::span<const std::byte> head,
-                                 std::string *error);
+// A file of `size` bytes with its space reserved, that only its owner may use: it begins with `head`, the rest is zero.
+// Replaces one of that name. Durable on success; after a failure or a crash the old file stands.
+Result<FileDescriptor> create_whole_file(const std::string &path, uint32_t size, std::span<const std::byte> head);
 
-bool sync_directory_of(const std::string &path);
+// The same for a file that is all `content`.
+Result<void> write_whole_file(const std::string &path, std::span<const char> content);
 
 // Renames durably. False: errno says why.
 bool rename_file(const std::string &from, const std::string &to);

@@ -20,7 +20,7 @@ inline constexpr int authentications_at_once = 8;         // err_busy beyond
 
 void use_pam_services(const char *directory);  // instead of the system's, for tests; kept, not copied
 
-class Authentication : public Later {
+class Authentication : public PendingAnswer {
  public:
   // Empty on failure, with a status.
   static std::shared_ptr<Authentication> start(const std::string &user, const ClearText &password, uint32_t *status);

@@ -7,6 +7,7 @@
 
 #include "host/files/paths.h"
 #include "host/files/private_file.h"
+#include "host/files/whole_file.h"
 #include "host/security/seal.h"
 #include "host/security/users.h"
 #include "host/status.h"
@@ -18,9 +19,9 @@ namespace {
 
 constexpr std::size_t file_limit = 4 * 1024 * 1024;  // 25,000 users; above it is some other file
 
-uint32_t report(uint32_t status, const std::string &reason) {
-  tarn_syslog(LOG_ERR, "%s", reason.c_str());
-  return status;
+uint32_t report(const Error &error) {
+  tarn_syslog(LOG_ERR, "%s", error.text.c_str());
+  return error.code;
 }
 
 bool take_line(const std::string &line, SealedPasswords *passwords) {
@@ -45,21 +46,21 @@ std::string passwords_path() {
 }
 
 uint32_t read_passwords(SealedPasswords *passwords) {
-  std::string content, error;
   passwords->clear();
-  if (read_private_file(passwords_path(), file_limit, &content, &error) == FileResult::failed)
-    return report(err_io, error);
-  if (parse(content, passwords)) return 0;
+  const Result<std::optional<std::string>> content = read_private_file(passwords_path(), file_limit);
+  if (!content) return report(content.error());
+  if (!*content || parse(**content, passwords)) return 0;
   passwords->clear();
-  return report(err_store_foreign, passwords_path() + ": is damaged; restore it from a backup or remove it");
+  return report({err_store_foreign, passwords_path() + ": is damaged; restore it from a backup or remove it"});
 }
 
 uint32_t write_passwords(const SealedPasswords &passwords) {
-  std::string content, error;
+  std::string content;
   for (const auto &[name, sealed] : passwords)
     content.append(name).append(" ").append(sealed).append("\n");
   if (content.size() > file_limit) return err_too_large;
-  return write_private_file(passwords_path(), content, &error) == FileResult::done ? 0 : report(err_io, error);
+  const Result<void> written = write_whole_file(passwords_path(), content);
+  return written ? 0 : report(written.error());
 }
 
 }  // namespace host

@@ -86,7 +86,7 @@ uint32_t security_authenticate(const std::string &user, const std::string &seale
 
 Answer security_authenticate_later(const std::string &user, const std::string &sealed) {
   Answer answer;
-  answer.later = start_authentication(user, sealed, &answer.status);
+  answer.pending = start_authentication(user, sealed, &answer.status);
   return answer;
 }
 

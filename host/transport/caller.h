@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 
 #include <optional>
+#include <string>
 
 #include "host/security/security.h"
 #include "host/transport/frame.h"
@@ -17,6 +18,7 @@ struct Peer {
   std::optional<User> user;  // of the peer's uid; looked up once, at its first request
 
   bool is_root() const { return credentials.uid == 0; }
+  std::string text() const { return "uid " + std::to_string(credentials.uid); }
   bool is_limited() const;  // other users than root and the service's own get a share only
 };
 

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "host/files/directory.h"
+#include "host/status.h"
 #include "host/transport/address.h"
 
 namespace host {
@@ -18,9 +19,8 @@ namespace {
 constexpr mode_t for_every_user = 0666;
 constexpr mode_t for_its_owner = 0600;
 
-FileDescriptor failed(const std::string &what, const std::string &path, const std::string &advice, std::string *error) {
-  *error = "cannot " + what + " the socket " + path + ": " + std::strerror(errno) + "; " + advice;
-  return {};
+Error failed(const std::string &what, const std::string &path, const std::string &advice) {
+  return {err_io, "cannot " + what + " the socket " + path + ": " + std::strerror(errno) + "; " + advice};
 }
 
 bool remove_left_over_socket(const std::string &path) {
@@ -52,18 +52,18 @@ bool open_the_way_to(const std::string &path) {
 
 }  // namespace
 
-FileDescriptor listen_on(const std::string &path, bool every_user, std::string *error) {
-  if (!remove_left_over_socket(path)) return failed("replace", path, "remove what is there", error);
+Result<FileDescriptor> listen_on(const std::string &path, bool every_user) {
+  if (!remove_left_over_socket(path)) return failed("replace", path, "remove what is there");
   const std::optional<SocketAddress> address = socket_address(path);
-  if (!address) return failed("reach", path, "see that its directory exists", error);
+  if (!address) return failed("reach", path, "see that its directory exists");
   FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (!socket) return failed("make", path, "see the limit of open files", error);
+  if (!socket) return failed("make", path, "see the limit of open files");
   if (bind_privately(socket.get(), *address) != 0)
-    return failed("bind", path, "see that its directory exists and can be written", error);
-  if (::listen(socket.get(), SOMAXCONN) != 0) return failed("listen on", path, "see the system log", error);
+    return failed("bind", path, "see that its directory exists and can be written");
+  if (::listen(socket.get(), SOMAXCONN) != 0) return failed("listen on", path, "see the system log");
   if (::chmod(path.c_str(), every_user ? for_every_user : for_its_owner) != 0)
-    return failed("open", path, "see who owns its directory", error);
-  if (every_user && !open_the_way_to(path)) return failed("open the way to", path, "see who owns its directory", error);
+    return failed("open", path, "see who owns its directory");
+  if (every_user && !open_the_way_to(path)) return failed("open the way to", path, "see who owns its directory");
   return socket;
 }
 

@@ -2,16 +2,14 @@
 // The listening socket of the one service.
 #pragma once
 
-#include <sys/types.h>
-
-#include <optional>
 #include <string>
 
 #include "host/files/file_descriptor.h"
+#include "host/result.h"
 
 namespace host {
 
-// Open to every user, or to `only_uid` alone. Empty on failure; `error` then says what, where and what to do.
-FileDescriptor listen_on(const std::string &path, bool every_user, std::string *error);
+// Open to every user, or else to the service's own user and root alone. What is no socket at `path` is left.
+Result<FileDescriptor> listen_on(const std::string &path, bool every_user);
 
 }  // namespace host

@@ -47,7 +47,7 @@ class Server::State {
     setting_.deadline_ms = options.deadline_ms;
   }
   ~State();
-  bool start(std::string *error);
+  Result<void> start();
   int clients() const { return static_cast<int>(sessions_.size()); }
 
  private:
@@ -64,18 +64,18 @@ class Server::State {
   std::unordered_map<int, std::unique_ptr<Session>> sessions_;  // by their sockets
 };
 
-bool Server::State::start(std::string *error) {
+Result<void> Server::State::start() {
   raise_open_files_limit();
-  listener_ = listen_on(options_.socket_path, !options_.only_uid, error);
-  if (!listener_) return false;
+  Result<FileDescriptor> listener = listen_on(options_.socket_path, !options_.only_uid);
+  if (!listener) return listener.error();
+  listener_ = std::move(*listener);
   try {
     await_clients();
   } catch (const std::bad_alloc &) {
-    *error = std::string("cannot watch the socket ") + options_.socket_path + ": " + std::strerror(errno) +
-             "; see the limit of open files";
-    return false;
+    return Error{err_io, "cannot watch the socket " + options_.socket_path + ": " + std::strerror(errno) +
+                             "; see the limit of open files"};
   }
-  return true;
+  return {};
 }
 
 Server::State::~State() {
@@ -110,7 +110,7 @@ void Server::State::add_client(FileDescriptor socket) {
   if (!peer_of(socket.get(), &peer)) return;
   size_socket_buffer(socket.get());
   if (const uint32_t status = refusal_for(peer)) {
-    setting_.report.add(peer, status);
+    setting_.refusals.add(peer.credentials.pid, peer.text(), status);
     return tell_refusal(socket.get(), status);
   }
   const int key = socket.get();
@@ -135,9 +135,9 @@ int Server::clients() const {
   return state_->clients();
 }
 
-std::unique_ptr<Server> Server::listen(const Options &options, Handler handler, std::string *error) {
+Result<std::unique_ptr<Server>> Server::listen(const Options &options, Handler handler) {
   auto state = std::make_unique<State>(options, std::move(handler));
-  if (!state->start(error)) return nullptr;
+  if (Result<void> started = state->start(); !started) return started.error();
   return std::unique_ptr<Server>(new Server(std::move(state)));
 }
 

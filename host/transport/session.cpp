@@ -85,14 +85,14 @@ void Session::take_packet(std::size_t size) {
 void Session::take_request(const Frame &frame) {
   Incoming incoming = {frame.header.service, frame.header.message_class, frame.body, {}};
   if (const uint32_t status = identify_caller(&peer_, frame.header, &incoming.caller)) {
-    setting_.report.add(peer_, status);
+    setting_.refusals.add(peer_.credentials.pid, peer_.text(), status);
     return respond(frame.header, only_status(status));
   }
   respond(frame.header, ask(setting_.handler, incoming));
 }
 
 void Session::respond(const FrameHeader &request, Answer &&answer) {
-  if (answer.later) return await_answer(request, std::move(answer.later));
+  if (answer.pending) return await_answer(request, std::move(answer.pending));
   if (answer.next) {
     if (!may_stream()) return respond(request, only_status(err_too_many_streams));
     stream_ = setting_.streams.take(peer_.credentials.uid);
@@ -105,13 +105,13 @@ bool Session::may_stream() const {
   return !peer_.is_limited() || setting_.streams.of(peer_.credentials.uid) < user_stream_limit;
 }
 
-void Session::await_answer(const FrameHeader &request, std::shared_ptr<Later> later) {
+void Session::await_answer(const FrameHeader &request, std::shared_ptr<PendingAnswer> pending) {
   request_.stop();
   asked_ = request;
-  later_ = std::move(later);
+  pending_ = std::move(pending);
   const auto take = ending_if_it_fails([this] { take_answer(); });
-  answer_ = Watch::readable(later_->descriptor, take);
-  deadline_ = Watch::after_ms(static_cast<unsigned>(later_->deadline_ms), take);
+  answer_ = Watch::readable(pending_->descriptor, take);
+  deadline_ = Watch::after_ms(static_cast<unsigned>(pending_->deadline_ms), take);
   gone_ = Watch::hung_up(socket(), [this] { end(); });
 }
 
@@ -119,14 +119,14 @@ void Session::take_answer() {
   answer_.stop();
   deadline_.stop();
   gone_.stop();
-  const std::shared_ptr<Later> later = std::move(later_);
-  Answer answer = later->answer();
-  answer.later.reset();
+  const std::shared_ptr<PendingAnswer> pending = std::move(pending_);
+  Answer answer = pending->answer();
+  answer.pending.reset();
   respond(asked_, std::move(answer));
 }
 
 void Session::refuse(uint32_t status) {
-  setting_.report.add(peer_, status);
+  setting_.refusals.add(peer_.credentials.pid, peer_.text(), status);
   hang_up_ = true;
   outbox_.refuse(status);
   push();

@@ -9,10 +9,10 @@
 
 #include "host/files/file_descriptor.h"
 #include "host/loop/watch.h"
+#include "host/refusal_report.h"
 #include "host/transport/caller.h"
 #include "host/transport/frame.h"
 #include "host/transport/outbox.h"
-#include "host/transport/refusal_report.h"
 #include "host/transport/transport.h"
 #include "host/transport/user_counts.h"
 
@@ -22,7 +22,7 @@ namespace host {
 struct SessionSetting {
   Handler handler;
   int deadline_ms = 0;
-  RefusalReport report;
+  RefusalReport refusals = RefusalReport(1);  // who is no client at all, or a broken one: there may be many
   UserCounts connections, streams;
   // One packet of whatever length a client sends; one more byte than the limit tells a longer one.
   std::array<std::byte, frame_limit + 1> packet;
@@ -49,7 +49,7 @@ class Session {
   void take_request(const Frame &frame);
   void respond(const FrameHeader &request, Answer &&answer);
   bool may_stream() const;
-  void await_answer(const FrameHeader &request, std::shared_ptr<Later> later);
+  void await_answer(const FrameHeader &request, std::shared_ptr<PendingAnswer> pending);
   void take_answer();
   void refuse(uint32_t status);
   void push();
@@ -63,9 +63,9 @@ class Session {
   UserCounts::Held connection_, stream_;
   Ended ended_;
   Outbox outbox_;
-  FrameHeader asked_;             // what `later_` will answer
-  std::shared_ptr<Later> later_;  // before the watch of its descriptor, which goes first
-  bool hang_up_ = false;          // once the outbox is empty
+  FrameHeader asked_;                       // what `pending_` will answer
+  std::shared_ptr<PendingAnswer> pending_;  // before the watch of its descriptor, which goes first
+  bool hang_up_ = false;                    // once the outbox is empty
   Watch request_, room_, gone_, answer_, deadline_;
 };
 

@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "host/result.h"
+
 namespace host {
 
 inline constexpr uint32_t frame_limit =
@@ -41,27 +43,27 @@ struct Incoming {
   Caller caller;
 };
 
-struct Later;
+struct PendingAnswer;
 
 // What a handler answers: a status, and for status 0 payloads in order: none is a null reply, one the usual reply,
 // several a stream under the request's token. `next`, when set, is asked for further payloads as the client takes them,
-// until nullopt. `later`, when set, says that the answer is not known yet. A reply of service_control may be of any
+// until nullopt. `pending`, when set, says that the answer is not known yet. A reply of service_control may be of any
 // size: it travels in pieces that control_request joins. One of another service must fit in a frame (err_too_large).
 struct Answer {
   uint32_t status = 0;
   std::optional<Bytes> reply;
   std::function<std::optional<Bytes>()> next;
-  std::shared_ptr<Later> later;
+  std::shared_ptr<PendingAnswer> pending;
 };
 
 // An answer under way elsewhere, in a child process for one: the server goes on with its other clients and asks for it
 // when `descriptor` is readable, or has hung up, or the deadline has passed. Destroyed unasked when the client has
 // gone.
-struct Later {
+struct PendingAnswer {
   int descriptor = -1;
   int deadline_ms = 10000;
   virtual Answer answer() = 0;  // asked once; must not wait
-  virtual ~Later() = default;
+  virtual ~PendingAnswer() = default;
 };
 
 using Handler = std::function<Answer(const Incoming &)>;
@@ -77,8 +79,7 @@ class Server {
     std::optional<uid_t> only_uid;
     int deadline_ms = 10000;  // a client that leaves a reply untaken for so long is cut off
   };
-  // Null on failure; `error` then says what and where, and what to do.
-  static std::unique_ptr<Server> listen(const Options &options, Handler handler, std::string *error);
+  static Result<std::unique_ptr<Server>> listen(const Options &options, Handler handler);
   int clients() const;  // connected now
   ~Server();
   Server(const Server &) = delete;

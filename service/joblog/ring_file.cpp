@@ -93,10 +93,9 @@ host::Result<std::shared_ptr<RingFile>> RingFile::create(const std::string &path
   header.cleared_at = head.cleared_at;
   randombytes_buf(&header.key, sizeof header.key);
   header.checksum = checksum_of_head(header);
-  std::string error;
-  host::FileDescriptor file = host::create_whole_file(path, head.size, bytes_of(header), &error);
-  if (!file) return host::Error{host::err_io, error};
-  return std::shared_ptr<RingFile>(new RingFile(std::move(file), header));
+  host::Result<host::FileDescriptor> file = host::create_whole_file(path, head.size, bytes_of(header));
+  if (!file) return file.error();
+  return std::shared_ptr<RingFile>(new RingFile(std::move(*file), header));
 }
 
 host::Result<std::shared_ptr<RingFile>> RingFile::open(const std::string &path) {

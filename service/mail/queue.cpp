@@ -65,13 +65,6 @@ bool decode(std::istream &in, QueuedMail *mail) {
   return !mail->to.empty() && !mail->from.empty() && !mail->message.empty();
 }
 
-host::Result<void> write_whole(const std::string &path, const std::string &text) {
-  std::string error;
-  const std::span<const char> bytes(text);
-  if (host::create_whole_file(path, static_cast<uint32_t>(text.size()), std::as_bytes(bytes), &error)) return {};
-  return host::Error{host::err_io, error};
-}
-
 }  // namespace
 
 std::string MailQueue::path_of(Number number) const {
@@ -100,7 +93,7 @@ host::Result<void> MailQueue::add(const QueuedMail &mail, size_t limit) {
   if (waiting_.size() >= limit)
     return host::Error{host::err_busy, "the mail queue is full: " + std::to_string(limit) + " messages wait"};
   const Number number = last_ + 1;
-  if (host::Result<void> written = write_whole(path_of(number), encode(mail)); !written) return written;
+  if (host::Result<void> written = host::write_whole_file(path_of(number), encode(mail)); !written) return written;
   last_ = number;
   waiting_[number] = mail.next_try;
   return {};
@@ -129,7 +122,7 @@ host::Result<QueuedMail> MailQueue::read(Number number) const {
 
 host::Result<void> MailQueue::put_back(Number number, const QueuedMail &mail) {
   waiting_[number] = mail.next_try;  // also where the disk refuses: it is not tried again at once
-  return write_whole(path_of(number), encode(mail));
+  return host::write_whole_file(path_of(number), encode(mail));
 }
 
 void MailQueue::remove(Number number) {

@@ -2,12 +2,10 @@
 #include "service/request/dispatch.h"
 
 #include <algorithm>
-#include <ctime>
 #include <limits>
-#include <utility>
 
+#include "host/refusal_report.h"
 #include "host/status.h"
-#include "platform/errors.h"
 #include "service/request/answer.h"
 #include "service/request/control.h"
 #include "service/request/email.h"
@@ -147,17 +145,11 @@ host::Answer answer(const Call &call, const host::Incoming &incoming) {
   }
 }
 
-// An administrator wants to know who tries; a user who tries all the time must not fill the log.
-void report_refusal(const host::Incoming &incoming, uint32_t status) {
-  constexpr int lines_a_minute = 20;
-  static time_t minute = 0;
-  static int lines = 0;
-  const time_t now = time(nullptr) / 60;
-  if (std::exchange(minute, now) != now) lines = 0;
-  if (lines++ >= lines_a_minute) return;
-  const std::string text = "request of user " + incoming.caller.user_name + " (process " +
-                           std::to_string(incoming.caller.pid) + ") refused: " + syserr2str(status);
-  sch_syslog_raise(&syslog_msg_SCH_WARN, text.c_str());
+// An administrator wants to know who tries what is not theirs.
+void report_refusal(const host::Caller &caller, uint32_t status) {
+  constexpr unsigned lines_a_minute = 20;
+  static host::RefusalReport report(lines_a_minute);
+  report.add(caller.pid, "user " + caller.user_name, status);
 }
 
 }  // namespace
@@ -165,7 +157,7 @@ void report_refusal(const host::Incoming &incoming, uint32_t status) {
 host::Answer dispatch(Context &context, const host::Incoming &incoming) try {
   host::Answer result = answer({context, incoming.caller}, incoming);
   if (result.status == host::err_not_permitted || result.status == host::err_not_owner)
-    report_refusal(incoming, result.status);
+    report_refusal(incoming.caller, result.status);
   return result;
 } catch (const std::bad_alloc &) {
   return with_status(host::err_no_memory);

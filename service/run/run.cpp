@@ -61,8 +61,8 @@ void Run::authenticate() {
   if (host::security_read(owner_name_, &password) != 0) return authenticated(SCH_STATUS_NO_PASSWORD);
   const std::string sealed(password.password, strnlen(password.password, sizeof password.password));
   const host::Answer answer = host::security_authenticate_later(owner_name_, sealed);
-  if (!answer.later) return authenticated(answer.status);
-  authentication_ = answer.later;
+  if (!answer.pending) return authenticated(answer.status);
+  authentication_ = answer.pending;
   const auto ask = [this] { authenticated(std::exchange(authentication_, nullptr)->answer().status); };
   authentication_ready_ = host::Watch::readable(authentication_->descriptor, ask);
   authentication_timer_ = host::Watch::after_ms(static_cast<unsigned>(authentication_->deadline_ms), ask);

@@ -49,7 +49,7 @@ class Run {
   std::string job_name_;  // under way
   uintptr_t job_ = 0;
   std::unique_ptr<JobProcess> process_;
-  std::shared_ptr<host::Later> authentication_;
+  std::shared_ptr<host::PendingAnswer> authentication_;
   host::Watch authentication_ready_, authentication_timer_;
 };
 

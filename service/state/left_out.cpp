@@ -12,7 +12,7 @@
 
 #include "host/acfg.h"
 #include "host/files/paths.h"
-#include "host/files/private_file.h"
+#include "host/files/whole_file.h"
 #include "host/security/security.h"
 #include "host/status.h"
 #include "platform/syslog.h"
@@ -163,9 +163,9 @@ host::Result<void> keep_what_a_boot_leaves_out(time_t now) {
   const std::vector<ConfigurationBlock> blocks = left_out_blocks();
   if (blocks.empty()) return {};
   const Owners owners = stored_owners();
-  const std::string path = kept_path(now), text = kept_text(blocks, owners);
-  std::string error;
-  if (host::write_private_file(path, text, &error) != host::FileResult::done) return host::Error{host::err_io, error};
+  const std::string path = kept_path(now);
+  const host::Result<void> written = host::write_whole_file(path, kept_text(blocks, owners));
+  if (!written) return written;
   list(blocks, owners, path);
   return {};
 }

@@ -49,11 +49,10 @@ class FeatureTest : public StoreTest {
       enabled = enable;
       return answer;
     };
-    std::string error;
     host::Loop loop;
     host::Server::Options options;
     options.socket_path = host::paths().socket;
-    const auto server = host::Server::listen(options, handler, &error);
+    const auto server = host::Server::listen(options, handler);
     if (write(ready, server ? "y" : "n", 1) != 1) _exit(1);
     loop.run();
     _exit(0);

@@ -33,17 +33,13 @@ Answer control(const Incoming &incoming) {
 
 [[noreturn]] void be_service(const Handler &handler, int ready) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  std::string error;
   Loop loop;
   Server::Options options;
   options.socket_path = paths().socket;
   if (security_become_service() != 0) ::_exit(1);
-  const auto server = Server::listen(
-      options,
-      [&](const Incoming &incoming) {
-        return incoming.service == service_control ? control(incoming) : handler(incoming);
-      },
-      &error);
+  const auto server = Server::listen(options, [&](const Incoming &incoming) {
+    return incoming.service == service_control ? control(incoming) : handler(incoming);
+  });
   if (!server || ::write(ready, "r", 1) != 1) ::_exit(1);
   loop.run();
   ::_exit(0);

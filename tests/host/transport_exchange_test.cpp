@@ -264,7 +264,7 @@ TEST_F(ExchangeTest, a_stream_whose_piece_is_too_large_ends_with_a_status) {
 
 // Answers that come later.
 
-struct PipeAnswer : Later {
+struct PipeAnswer : PendingAnswer {
   explicit PipeAnswer(std::atomic<int> *ended) : ended_(ended) {
     EXPECT_EQ(::pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
     descriptor = ends[0];
@@ -292,7 +292,7 @@ TEST_F(ExchangeTest, a_later_answer_holds_up_nobody_else) {
     Answer answer;
     if (incoming.service == 5951) {
       pending = std::make_shared<PipeAnswer>(&ended);
-      answer.later = pending;
+      answer.pending = pending;
     } else if (pending) {
       EXPECT_EQ(::write(pending->ends[1], "x", 1), 1);
       pending.reset();
@@ -310,8 +310,8 @@ TEST_F(ExchangeTest, a_later_answer_is_asked_for_at_its_deadline) {
   std::atomic<int> ended = 0;
   auto server = serve([&](const Incoming &) {
     Answer answer;
-    answer.later = std::make_shared<PipeAnswer>(&ended);
-    answer.later->deadline_ms = 30;
+    answer.pending = std::make_shared<PipeAnswer>(&ended);
+    answer.pending->deadline_ms = 30;
     return answer;
   });
   EXPECT_EQ(request("x").status, err_timed_out);
@@ -324,7 +324,7 @@ TEST_F(ExchangeTest, a_later_answer_of_a_client_that_left_is_dropped) {
   auto server = serve([&](const Incoming &) {
     begun++;
     Answer answer;
-    answer.later = std::make_shared<PipeAnswer>(&ended);
+    answer.pending = std::make_shared<PipeAnswer>(&ended);
     return answer;
   });
   {

@@ -258,12 +258,13 @@ TEST_F(FaultTest, a_server_that_cannot_listen_says_so_and_leaves_nothing) {
   const Loop loop;
   const int before = open_descriptors();
   for (const char *call : {"socket", "epoll_ctl"}) {
-    std::string error;
     fail(call, true, 1, EMFILE);
-    EXPECT_EQ(Server::listen({.socket_path = socket_path(), .only_uid = {}}, echo, &error), nullptr);
+    const auto server = Server::listen({.socket_path = socket_path(), .only_uid = {}}, echo);
     EXPECT_TRUE(stop_failing());
-    EXPECT_NE(error.find(socket_path() + ": Too many open files; see the limit of open files"), std::string::npos)
-        << error;
+    ASSERT_FALSE(server);
+    EXPECT_NE(server.error().text.find(socket_path() + ": Too many open files; see the limit of open files"),
+              std::string::npos)
+        << server.error().text;
     EXPECT_EQ(open_descriptors(), before);
   }
 }

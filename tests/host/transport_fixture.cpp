@@ -84,8 +84,7 @@ RunningServer::RunningServer(Server::Options options, Handler handler) : asked_(
 
 void RunningServer::run(const Server::Options &options, Handler handler, std::promise<std::string> *started) {
   Loop loop;
-  std::string error;
-  const std::unique_ptr<Server> server = Server::listen(options, std::move(handler), &error);
+  const Result<std::unique_ptr<Server>> server = Server::listen(options, std::move(handler));
   const Watch questions = Watch::readable(asked_.get(), [this] {
     eventfd_t times = 0;
     ASSERT_EQ(::read(asked_.get(), &times, sizeof times), static_cast<ssize_t>(sizeof times));
@@ -93,8 +92,8 @@ void RunningServer::run(const Server::Options &options, Handler handler, std::pr
     question();
   });
   loop_ = &loop;
-  server_ = server.get();
-  started->set_value(error);
+  server_ = server ? server->get() : nullptr;
+  started->set_value(server ? "" : server.error().text);
   if (server) loop.run();
 }
 

@@ -399,18 +399,18 @@ TEST_F(HostileTest, a_stale_socket_is_replaced_and_anything_else_is_left) {
   }
   const FileDescriptor file(::open(socket_path().c_str(), O_CREAT | O_RDWR, 0600));
   const Loop loop;
-  std::string error;
-  EXPECT_EQ(Server::listen({.socket_path = socket_path(), .only_uid = {}}, echo, &error), nullptr);
-  EXPECT_EQ(error, "cannot replace the socket " + socket_path() + ": File exists; remove what is there");
+  const auto server = Server::listen({.socket_path = socket_path(), .only_uid = {}}, echo);
+  ASSERT_FALSE(server);
+  EXPECT_EQ(server.error().text, "cannot replace the socket " + socket_path() + ": File exists; remove what is there");
 }
 
 TEST_F(HostileTest, a_missing_directory_is_named) {
   const Loop loop;
-  std::string error;
   const std::string path = directory() + "/none/schedd.sock";
-  EXPECT_EQ(Server::listen({.socket_path = path, .only_uid = {}}, echo, &error), nullptr);
-  EXPECT_EQ(error, "cannot bind the socket " + path +
-                       ": No such file or directory; see that its directory exists and can be written");
+  const auto server = Server::listen({.socket_path = path, .only_uid = {}}, echo);
+  ASSERT_FALSE(server);
+  EXPECT_EQ(server.error().text, "cannot bind the socket " + path +
+                                     ": No such file or directory; see that its directory exists and can be written");
 }
 
 }  // namespace transport_test

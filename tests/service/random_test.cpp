@@ -155,7 +155,7 @@ TEST(RandomRequests, are_answered_and_a_refusal_changes_nothing) {
     incoming.caller = one_of(callers);
     const std::string before = i % between_comparisons == 0 ? configuration() : "";
     const host::Answer answer = service::dispatch(world.parts->context, incoming);
-    ASSERT_FALSE(answer.later);
+    ASSERT_FALSE(answer.pending);
     (answer.status == 0 ? granted : refused)++;
     if (answer.status != 0 && !before.empty()) {
       ASSERT_EQ(configuration(), before) << "request " << i;
