@@ -67,6 +67,8 @@ std::string completion(std::string_view line, const Scope &scope) {
     common.erase(here, common.end());
   }
   const std::vector<Token> tokens = split_words(line);
+  // Behind a quote the rest of a word would be no part of it.
+  if (!ends_in_blank(line) && !tokens.empty() && line[tokens.back().offset] == '"') return {};
   const size_t typed = ends_in_blank(line) || tokens.empty() ? 0 : tokens.back().text.size();
   if (common.size() < typed) return {};
   return common.substr(typed) + (all.size() == 1 ? " " : "");

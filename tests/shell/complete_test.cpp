@@ -30,7 +30,7 @@ const CompletionCase completion_cases[] = {
     {"show scheduler job name b", first, ""},
     {"co", first, ""},  // configure, copy
     {"con", first, "figure "},
-    {"sho sch s", first, "chedule "},  // before it, abbreviations
+    {"sho sch sc", first, "hedule "},  // before it, abbreviations
     {"x", first, ""},
     {"show x ", first, ""},
     {"", in_schedule, ""},
@@ -56,7 +56,7 @@ std::vector<std::string> texts(const char *line, const Scope &scope) {
 using Texts = std::vector<std::string>;
 
 TEST(choices, show_what_may_follow_in_the_grammars_order) {
-  EXPECT_EQ(texts("show scheduler ", first), (Texts{"job", "schedule", "config", "logfile", "internal"}));
+  EXPECT_EQ(texts("show scheduler ", first), (Texts{"job", "schedule", "config", "logfile", "internal", "status"}));
   EXPECT_EQ(texts("time ", in_schedule), (Texts{"daily", "weekly", "monthly", "start", "repeat"}));
   EXPECT_EQ(texts("time start x ", in_schedule), (Texts{"repeat", "<end>"}));
   EXPECT_EQ(texts("scheduler logfile size ", in_config), (Texts{"<kilobytes 1..16384>"}));

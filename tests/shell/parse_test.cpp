@@ -54,7 +54,7 @@ const Case cases[] = {
     {"show x", first,
      "\"x\" at column 6 is not known here; expected: scheduler, running-config, startup-config, logging"},
     {"show scheduler", first,
-     "the command is incomplete at column 15; expected: job, schedule, config, logfile, internal"},
+     "the command is incomplete at column 15; expected: job, schedule, config, logfile, internal, status"},
     {"show scheduler job name", first, "the command is incomplete at column 24; expected: <job>"},
     {"show scheduler job name a b", first, "\"b\" at column 27 is too much: the command ends before it"},
     {"end now", first, "\"now\" at column 5 is too much: the command ends before it"},
