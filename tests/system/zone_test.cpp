@@ -134,7 +134,7 @@ TEST_F(ZoneRoad, what_has_passed_in_summer_is_refused) {
 
 TEST_F(ZoneRoad, the_last_run_and_the_log_show_the_wall_clock_of_that_moment) {
   start_in("Europe/Berlin");
-  ASSERT_EQ(shell("Asia/Tokyo", {"configure terminal", "scheduler job name zone ; echo zone $TZ ; end-job",
+  ASSERT_EQ(shell("Asia/Tokyo", {"configure terminal", "scheduler job name zone", "echo zone $TZ", "end-job",
                                  "scheduler schedule name s", "job name zone", "time daily 12:30"}),
             "");
   clock_.set(winter_noon + 30 * 60 + 1);
