@@ -13,6 +13,7 @@ struct Job {
   const gid_t *groups = nullptr;
   const char *user = nullptr;
   const char *home = nullptr;
+  const char *pam_directory = nullptr;   // empty: the system's
   std::array<char *, 3> arguments = {};  // the interpreter and the text's file
   std::array<char *, launch_strings_max + 1> environment = {};
   char **working_directory = nullptr;  // the environment's PWD
@@ -26,7 +27,7 @@ void report_failure(int channel, Stage stage, int error);
 [[noreturn]] void become_job(const Job &job, pid_t parent);
 
 // Never returns: starts the job, and ends all that it started when the job has ended or the service has gone.
-[[noreturn]] void keep_job(const Job &job, pid_t service);
+[[noreturn]] void keep_job(Job &job, pid_t service);
 
 // As fork(), into the job's control group where it has one. sibling: a child of the caller's parent.
 pid_t fork_job(const Job &job, bool sibling);

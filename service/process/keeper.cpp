@@ -17,6 +17,7 @@
 #include <cstring>
 
 #include "service/process/job.h"
+#include "service/process/pam_session.h"
 
 namespace service {
 namespace {
@@ -101,41 +102,41 @@ bool obey(int channel) {
   return true;
 }
 
-struct End {
+// The wait status of the job; of one that its keeper ends, as the service has gone, SIGKILL.
+int wait_for_end(int channel, int signals, pid_t job) {
   int wait_status = SIGKILL;
-  bool service_gone = false;
-};
-
-End wait_for_end(int channel, int signals, pid_t job) {
-  End end;
   while (true) {
-    if (collect(job, &end.wait_status)) return end;
+    if (collect(job, &wait_status)) return wait_status;
     pollfd watched[] = {{signals, POLLIN, 0}, {channel, POLLIN, 0}};
     if (poll(watched, 2, -1) < 0) continue;
     signalfd_siginfo news;
     if (watched[0].revents != 0) (void)!read(signals, &news, sizeof news);
-    if (watched[1].revents == 0 || obey(channel)) continue;
-    end.service_gone = true;
-    return end;
+    if (watched[1].revents != 0 && !obey(channel)) return wait_status;
   }
 }
 
 int watch_children() {
-  sigset_t all;
-  sigfillset(&all);
-  sigprocmask(SIG_SETMASK, &all, nullptr);
+  // No other is blocked: PAM's modules may want an alarm.
+  sigset_t held;
+  sigemptyset(&held);
+  for (const int number : {SIGCHLD, SIGTERM, SIGINT, SIGHUP, SIGPIPE})
+    sigaddset(&held, number);
+  sigprocmask(SIG_SETMASK, &held, nullptr);
   sigset_t child;
   sigemptyset(&child);
   sigaddset(&child, SIGCHLD);
   return signalfd(-1, &child, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
-// The starter's channel must not be held open by anybody else, nor the job's output: its end is the job's.
-void leave_only(int channel, int signals) {
-  close(starter_channel);
+void leave_streams() {
   const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
   for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
     dup2(nowhere, standard);
+}
+
+// The starter's channel must not be held open by anybody else, nor the job's output: its end is the job's.
+void leave_only(int channel, int signals) {
+  close(starter_channel);
   const int low = channel < signals ? channel : signals, high = channel < signals ? signals : channel;
   if (low > starter_lock + 1) syscall(SYS_close_range, starter_lock + 1, low - 1, 0);
   if (high > low + 1) syscall(SYS_close_range, low + 1, high - 1, 0);
@@ -149,11 +150,17 @@ void leave_only(int channel, int signals) {
 
 }  // namespace
 
-void keep_job(const Job &job, pid_t service) {
+void keep_job(Job &job, pid_t service) {
   setsid();
   const int signals = watch_children();
   if (signals < 0 || prctl(PR_SET_CHILD_SUBREAPER, 1) != 0) give_up(job, Stage::process);
   if (getppid() != service) _exit(1);
+  leave_streams();
+  PamSession session;
+  if (job.launch->pam != 0) {
+    if (!session.open(job)) _exit(1);
+    session.add_environment(&job);
+  }
   const pid_t self = getpid();
   const pid_t child = fork_job(job, false);
   if (child < 0) give_up(job, Stage::process);
@@ -163,8 +170,11 @@ void keep_job(const Job &job, pid_t service) {
   Report end = {};
   end.kind = Report::begun;
   report(channel, end);
-  end.wait_status = wait_for_end(channel, signals, child).wait_status;
-  end.killed = end_children();
+  end.wait_status = wait_for_end(channel, signals, child);
+  const bool leave = job.launch->leave_daemons != 0;
+  if (!leave) end.killed = end_children();
+  session.close();
+  if (!leave) end_children();  // the session's modules may have started some of their own
   end.kind = Report::ended;
   report(channel, end);
   _exit(0);

@@ -28,9 +28,10 @@ struct Launch {
   int32_t nice;
   uint32_t in_group;        // 1: a control group's directory is among the descriptors
   uint32_t pam;             // 1: account and session by PAM, in the keeper
+  uint32_t leave_daemons;   // 1: the keeper ends when the job has
   uint32_t group_count;     // gid_t each, behind this record
-  uint32_t variable_count;  // then strings, each with its null: the user's name, its home, the interpreter, the text's
-                            // file, and the environment
+  uint32_t variable_count;  // then strings, each with its null: user, home, PAM's directory, interpreter, text's file,
+                            // environment
 };
 
 enum LaunchDescriptor { launch_output, launch_channel, launch_group };

@@ -15,6 +15,7 @@
 
 #include "host/files/paths.h"
 #include "host/status.h"
+#include "schedcli.h"
 #include "service/process/environment.h"
 
 namespace service {
@@ -61,8 +62,22 @@ host::Result<void> Processes::settle() {
   } else if (options_.groups) {
     groups_ = RunGroups::delegated();
   }
+  pam_ = finds_pam();
   settled_ = true;
   return {};
+}
+
+// Without a file of its own PAM would take that of "other", which refuses everybody: then a job runs as cron's do on a
+// machine without PAM.
+bool Processes::finds_pam() const {
+  if (!options_.pam || !host::paths().system_wide) return false;
+  const std::vector<std::string> directories = options_.pam_directory.empty()
+                                                   ? std::vector<std::string>{"/etc/pam.d", "/usr/lib/pam.d"}
+                                                   : std::vector<std::string>{options_.pam_directory};
+  for (const std::string &directory : directories)
+    if (access((directory + "/schedcli").c_str(), R_OK) == 0) return true;
+  sch_syslog_raise(&syslog_msg_SCH_WARN, "no /etc/pam.d/schedcli: accounts are not checked, sessions not opened");
+  return false;
 }
 
 // Keepers hold the lock of the service that they were started by, as long as something of their run lives.
@@ -83,16 +98,17 @@ host::Result<void> Processes::end_left_overs() {
   return host::Error{host::err_busy, "processes that an earlier service started do not end"};
 }
 
-Launch Processes::describe(const Task &task, bool kept) const {
+Launch Processes::describe(const Task &task, const Started &started) const {
   Launch launch = {};
   const Limits &limits = task.limits;
-  launch.keeper = kept;
+  launch.keeper = started.kept;
   launch.change_user = task.change_user;
   launch.uid = task.owner.uid;
   launch.gid = task.owner.gid;
   launch.nice = limits.nice;
+  launch.leave_daemons = task.leave_daemons;
   launch.in_group = groups_.has_value();
-  launch.pam = task.pam;
+  launch.pam = started.pam_deadline_ms != 0;
   if (!groups_ || !groups_->limits_memory()) launch.data_limit = limits.memory_bytes;
   if (!groups_ || !groups_->limits_tasks()) launch.task_limit = limits.tasks;
   return launch;
@@ -108,7 +124,7 @@ host::Result<void> Processes::launch(const Task &task, Started *started) {
   started->channel = host::FileDescriptor(channel[0]);
   const host::FileDescriptor theirs(channel[1]);
 
-  Launch launch = describe(task, started->kept);
+  Launch launch = describe(task, *started);
   const std::vector<gid_t> none;
   const std::vector<gid_t> *groups = &none;
   if (task.change_user) groups = user_groups_.of(task.owner, Groups::Clock::now());
@@ -120,7 +136,8 @@ host::Result<void> Processes::launch(const Task &task, Started *started) {
   std::vector<char> message;
   put(&message, &launch, sizeof launch);
   put(&message, groups->data(), groups->size() * sizeof(gid_t));
-  for (const std::string &text : {task.owner.name, task.owner.home, task.interpreter, started->script.path()})
+  for (const std::string &text :
+       {task.owner.name, task.owner.home, options_.pam_directory, task.interpreter, started->script.path()})
     put(&message, text);
   for (const std::string &variable : variables)
     put(&message, variable);
@@ -140,7 +157,8 @@ host::Result<Started> Processes::start(const Task &task) {
   if (const auto settled = settle(); !settled) return settled.error();
   if (const auto begun = starter_.begin(lock_.get()); !begun) return begun.error();
   Started started;
-  started.kept = task.pam || (!groups_ && !task.leave_daemons);
+  if (pam_ && task.change_user) started.pam_deadline_ms = options_.pam_deadline_ms;
+  started.kept = started.pam_deadline_ms != 0 || (!groups_ && !task.leave_daemons);
   host::Result<Script> script = Script::make(directory_ + "/jobs", task.text, task.change_user ? &task.owner : nullptr);
   if (!script) return host::Error{script.error().code, "cannot start the job: " + script.error().text};
   started.script = std::move(*script);

@@ -22,6 +22,7 @@ namespace service {
 struct Started {
   pid_t pid = -1;  // the job's, or its keeper's
   bool kept = false;
+  unsigned pam_deadline_ms = 0;  // 0: without PAM
   host::FileDescriptor pidfd;    // readable when it has ended
   host::FileDescriptor output;   // what the job writes to either stream; does not block
   host::FileDescriptor channel;  // reports of the start and of the keeper, orders to the keeper
@@ -36,6 +37,9 @@ class Processes {
     std::string directory = {};        // for its files; empty: the run directory of the host's paths
     bool groups = true;                // control groups where one is delegated
     std::string group_directory = {};  // a group to use instead of a delegated one
+    bool pam = true;                 // account and session for a job of another user, where PAM has its service's file
+    std::string pam_directory = {};  // of such files; empty: the system's
+    unsigned pam_deadline_ms = 10000;  // its modules may ask servers that do not answer
   };
 
   explicit Processes(Options options);
@@ -52,11 +56,12 @@ class Processes {
   host::Result<void> settle();
   bool outlast_keepers();
   host::Result<void> launch(const Task &task, Started *started);
-  Launch describe(const Task &task, bool kept) const;
+  bool finds_pam() const;
+  Launch describe(const Task &task, const Started &started) const;
 
   Options options_;
   std::string directory_;
-  bool settled_ = false;
+  bool settled_ = false, pam_ = false;
   host::FileDescriptor lock_;
   Starter starter_;
   Groups user_groups_;

@@ -54,10 +54,10 @@ char *take_string(char **position, const char *end) {
 }
 
 bool read_strings(Job *job, char *position, const char *end) {
-  job->user = take_string(&position, end);
-  job->home = job->user == nullptr ? nullptr : take_string(&position, end);
+  for (const char **text : {&job->user, &job->home, &job->pam_directory})
+    if ((*text = take_string(&position, end)) == nullptr) return false;
   for (char **argument = &job->arguments[0]; argument != &job->arguments[2]; argument++)
-    if (job->home == nullptr || (*argument = take_string(&position, end)) == nullptr) return false;
+    if ((*argument = take_string(&position, end)) == nullptr) return false;
   for (size_t i = 0; i < job->launch->variable_count; i++) {
     job->environment[i] = take_string(&position, end);
     if (job->environment[i] == nullptr) return false;

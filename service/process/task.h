@@ -17,7 +17,6 @@ struct Task {
   Limits limits = {};
   std::string time_zone = {};  // the job's TZ; empty: none
   bool leave_daemons = false;  // what still runs when the job has ended is left alone
-  bool pam = false;            // account and session by PAM
 };
 
 }  // namespace service

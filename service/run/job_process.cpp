@@ -16,8 +16,10 @@
 namespace service {
 namespace {
 
-constexpr unsigned group_round_ms = 2;       // the kernel ends a killed group in about as long
-constexpr int group_rounds = 2500;           // 5 s: a process that waits for a disk may need them
+constexpr unsigned group_round_ms = 2;  // the kernel ends a killed group in about as long
+constexpr int group_rounds = 2500;      // 5 s: a process that waits for a disk may need them
+constexpr int stop_rounds = 500;        // 1 s, when the service ends; the next one would end what is left
+constexpr useconds_t stop_round_us = 2000;
 constexpr int keeper_end_ms = 5000;          // the same, of a keeper that was told to end its run
 constexpr unsigned keeper_grace_ms = 10000;  // a keeper that has not ended its run by then is given up
 
@@ -48,6 +50,8 @@ void JobProcess::watch() {
   exit_ = host::Watch::readable(started_.pidfd.get(), [this] { ended(); });
   reports_ = host::Watch::readable(started_.channel.get(), [this] { take_reports(); });
   timer_ = host::Watch::after_ms(limits_.time_s * 1000, [this] { out_of_time(); });
+  if (started_.pam_deadline_ms != 0)
+    pam_timer_ = host::Watch::after_ms(started_.pam_deadline_ms, [this] { pam_out_of_time(); });
 }
 
 void JobProcess::keep(const char *bytes, size_t size) {
@@ -75,6 +79,7 @@ void JobProcess::take_reports() {
   Report report;
   ssize_t size;
   while ((size = recv(started_.channel.get(), &report, sizeof report, MSG_DONTWAIT)) == sizeof report) {
+    pam_timer_.stop();
     if (report.kind == Report::failed) failure_ = report;
     if (report.kind != Report::ended) continue;
     job_ended_ = true;
@@ -100,6 +105,14 @@ void JobProcess::out_of_time() {
   }
   timer_.stop();
   kill(started_.pid, SIGKILL);  // a keeper that waits for what cannot be ended
+}
+
+// The keeper leads a group, in which the modules' own programs are.
+void JobProcess::pam_out_of_time() {
+  pam_timer_.stop();
+  failure_ = Report{Report::failed, Stage::account, ETIMEDOUT, 0, 0, "PAM timed out"};
+  kill(-started_.pid, SIGKILL);
+  kill(started_.pid, SIGKILL);
 }
 
 void JobProcess::signal_all(int number) const {
@@ -138,6 +151,7 @@ void JobProcess::collect() {
 void JobProcess::ended() {
   exit_.stop();
   timer_.stop();
+  pam_timer_.stop();
   collect();
   take_reports();
   reports_.stop();
@@ -190,7 +204,7 @@ void JobProcess::finish() {
 }
 
 JobProcess::Result JobProcess::end() {
-  for (host::Watch *watch : {&output_, &exit_, &timer_, &reports_, &emptying_})
+  for (host::Watch *watch : {&output_, &exit_, &timer_, &reports_, &emptying_, &pam_timer_})
     watch->stop();
   if (started_.pid > 0) {
     kill_all();
@@ -198,6 +212,8 @@ JobProcess::Result JobProcess::end() {
     collect();
   }
   started_.group.kill();
+  for (int round = 0; round < stop_rounds && !started_.group.remove(); round++)
+    usleep(stop_round_us);
   take_output();
   result_.reason = Reason::stopped;
   result_.wait_status = exit_status(Reason::stopped);

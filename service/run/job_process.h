@@ -45,6 +45,7 @@ class JobProcess {
   void keep(const char *bytes, size_t size);
   void take_reports();
   void out_of_time();
+  void pam_out_of_time();
   void ended();
   void empty_group();
   void finish();
@@ -64,7 +65,7 @@ class JobProcess {
   bool job_ended_ = false;  // and it is known how
   bool timed_out_ = false, final_ = false;
   int rounds_ = 0;
-  host::Watch output_, exit_, timer_, reports_, emptying_;
+  host::Watch output_, exit_, timer_, reports_, emptying_, pam_timer_;
 };
 
 }  // namespace service

@@ -167,7 +167,7 @@ TEST(JobProcess, an_interpreter_that_cannot_run_is_told_by_the_service_and_not_i
 TEST(JobProcess, a_starter_that_is_not_installed_is_told_at_once) {
   const host::Loop loop;
   const Directory directory;
-  service::Processes processes({"/no/such/starter", directory.path(), false, {}});
+  service::Processes processes({.starter = "/no/such/starter", .directory = directory.path(), .groups = false});
   const auto process = JobProcess::start(processes, task("echo\n"), [](JobProcess::Result) {});
   ASSERT_FALSE(process);
   EXPECT_THAT(process.error().text, HasSubstr("/no/such/starter: No such file"));

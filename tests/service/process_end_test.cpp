@@ -108,6 +108,10 @@ TEST_P(RunsEnd, the_services_end_asks_all_of_it_and_then_ends_it) {
   EXPECT_EQ(result.wait_status, service::exit_status(Reason::stopped));
   EXPECT_EQ(result.remark, "stopped: the scheduler service ended");
   EXPECT_TRUE(comes_true([&] { return has_ended(deaf); }));
+  std::string why;
+  if (GetParam() == Kept::by_keeper) return;
+  for (const auto &entry : std::filesystem::directory_iterator(usable_group(&why)))
+    EXPECT_FALSE(entry.is_directory()) << entry.path();
 }
 
 TEST_P(RunsEnd, daemons_are_left_alone_where_they_are_allowed) {

@@ -31,7 +31,7 @@ service::Task task_of(const std::string &user, const std::string &text) {
   return other;
 }
 
-Starting::Starting(Kept kept) {
+Starting::Starting(Kept kept, service::Processes::Options options) : options_(std::move(options)) {
   options_.starter = SCHEDD_STARTER_BUILT;
   options_.directory = directory_.path();
   options_.groups = false;

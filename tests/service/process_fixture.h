@@ -24,7 +24,7 @@ enum class Kept { by_keeper, in_group };
 
 class Starting {
  public:
-  explicit Starting(Kept kept = Kept::by_keeper);
+  explicit Starting(Kept kept = Kept::by_keeper, service::Processes::Options options = {.pam = false});
   ~Starting();
 
   std::unique_ptr<JobProcess> start(const service::Task &task, JobProcess::Done done = {});
