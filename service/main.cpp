@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "host/debug.h"
@@ -17,9 +18,12 @@
 #include "service/calendar/zone_watch.h"
 #include "service/config/reload.h"
 #include "service/joblog/joblog.h"
+#include "service/limits.h"
 #include "service/notify.h"
 #include "service/options.h"
 #include "service/request/dispatch.h"
+#include "service/run/recorder.h"
+#include "service/run/run_record.h"
 #include "service/run/runner.h"
 #include "service/run/scheduler.h"
 #include "service/state/startup.h"
@@ -62,6 +66,15 @@ host::FileDescriptor take_signals() {
   return host::FileDescriptor(signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
+Runner::Limits run_limits(const Settings &settings) {
+  const auto in_all = static_cast<size_t>(settings.max_parallel);
+  return {in_all, static_cast<size_t>(settings.max_parallel_per_user), std::min(run_places_for_others, in_all / 4)};
+}
+
+LatePolicy late_policy(const Settings &settings) {
+  return {settings.late_grace_s, settings.missed == MissedPolicy::run_once, settings.missed_window_s};
+}
+
 // False: the service is to end.
 bool take_signal(const host::FileDescriptor &signals, const Options &options, Context &context, ZoneWatch &zone_watch) {
   signalfd_siginfo info = {};
@@ -91,12 +104,13 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
     return give_up(failed, zone.error().text);
   if (!open_stores(*settings, time(nullptr), &error)) return give_up(state_unusable, error);
   JobLog log;
-  Runner runner({settings->interpreter, host::paths().system_wide});
-  Context context = {Authority(host::paths().system_wide, {user.uid, user.name}), log, runner, false,
-                     std::move(settings), time(nullptr)};
-  Scheduler scheduler(context);
+  Recorder recorder(log);
+  Runner runner(recorder, {settings->interpreter, host::paths().system_wide, run_limits(*settings)});
+  Scheduler scheduler(recorder, runner, late_policy(*settings));
+  Context context = {
+      Authority(host::paths().system_wide, {user.uid, user.name}), log, runner, scheduler, false, std::move(settings), time(nullptr)};
   if (!settle_stores(&error)) return give_up(failed, error);
-  if (const auto opened = log.open(); !opened) return give_up(failed, opened.error().text);
+  if (const auto opened = log.open(stored_outcomes()); !opened) return give_up(failed, opened.error().text);
   if (const auto ended = runner.processes().end_left_overs(); !ended)
     sch_syslog_raise(&syslog_msg_SCH_ERR, ended.error().text.c_str());
   scheduler.recover();
@@ -108,7 +122,7 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   if (!host::paths().system_wide) listening.only_uid = user.uid;
   const auto answer = [&](const host::Incoming &incoming) {
     host::Answer result = dispatch(context, incoming);
-    if (incoming.service != SCH_SERVICE_SHOW) scheduler.check();  // showing changes nothing
+    if (incoming.service != SCH_SERVICE_SHOW) scheduler.check_soon();  // showing changes nothing
     return result;
   };
   host::Result<std::unique_ptr<host::Server>> server = host::Server::listen(listening, answer);
@@ -120,7 +134,7 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   run_until_signalled(loop, signals, options, context, zone_watch);
 
   server->reset();
-  runner.stop_all(context);
+  runner.stop_all();
   return ended;
 }
 

@@ -13,12 +13,14 @@ namespace service {
 
 class JobLog;
 class Runner;
+class Scheduler;
 
 // What a request handler works on beside the library's database.
 struct Context {
   Authority authority;
   JobLog &log;
   Runner &runner;
+  Scheduler &scheduler;
   bool stale_statuses = false;  // the status store still holds records of what was deleted
   std::shared_ptr<const Settings> settings = std::make_shared<const Settings>();  // another one after a reload
   time_t started = 0;

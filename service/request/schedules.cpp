@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/schedules.h"
 
-#include <ctime>
-
 #include "host/status.h"
 #include "service/request/email.h"
 #include "service/request/ownership.h"
+#include "service/run/clock.h"
 #include "service/run/due.h"
 #include "service/state/change.h"
 #include "service/state/statuses.h"
@@ -39,7 +38,8 @@ uint32_t set_time(sch_schedule_entry &entry, const ModifyRequest &request) {
   change.modify(entry);
   entry.rec->time = request.subcommand == SCH_MODIFY_CLEAR_TIME ? sch_tminfo{} : request.time;
   taken_wall(*entry.rec) = 0;
-  const bool armed = arm(entry, time(nullptr));
+  const bool armed = arm(entry, wall_clock());
+  if (!is_enabled(*entry.rec)) set_next_due(entry, 0);
   if (!armed && entry.rec->time.type != SCH_SCHEDULE_NONE) return SCH_STATUS_TIME_OUT_OF_RANGE;
   return save_modified(change, entry);
 }
@@ -76,6 +76,7 @@ uint32_t create_schedule(const Call &call, const ScheduleRequest &request) {
   sch_schedule_entry *entry = add_schedule(request.name, new_state(owner));
   if (entry == nullptr) return host::err_no_memory;
   change.undo([entry] { remove_schedule(*entry); });
+  creation(*entry->rec) = new_creation();
   return save_modified(change, *entry);
 }
 
@@ -87,7 +88,7 @@ uint32_t delete_schedule(const Call &call, const ScheduleRequest &request) {
   delete_addresses(change, request.name);
   sch_delete_schedule_entry_from_pss(pss_running, entry);
   if (const uint32_t status = change.commit(); status != 0) return status;
-  delete_statuses_of_schedule(call.context, request.name);
+  delete_statuses_of_schedule(call.context, *entry);
   remove_schedule(*entry);
   return 0;
 }

@@ -5,23 +5,25 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace service {
 namespace {
 
-// The second as time() counts it begins with a tick of the kernel's, which may come a few milliseconds after the
-// exact moment: ringing before it would ring again and again until then.
-constexpr long after_the_tick_ns = 20'000'000;
-
 constexpr time_t far_away = std::numeric_limits<int32_t>::max() * time_t{4};  // an unset timer would not tell of steps
 
-time_t clock_offset() {
+int64_t in_ms(const timespec &time) {
+  return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000;
+}
+
+int64_t clock_offset_ms() {
   timespec wall = {}, steady = {};
   clock_gettime(CLOCK_REALTIME, &wall);
   clock_gettime(CLOCK_BOOTTIME, &steady);
-  return wall.tv_sec - steady.tv_sec;
+  return in_ms(wall) - in_ms(steady);
 }
 
 }  // namespace
@@ -33,7 +35,7 @@ bool Alarm::open(Ring ring, std::string *error) {
     return false;
   }
   ring_ = std::move(ring);
-  offset_ = clock_offset();
+  offset_ms_ = clock_offset_ms();
   watch_ = host::Watch::readable(timer_.get(), [this] { on_readable(); });
   set_for_ = -1;
   set(0);
@@ -45,17 +47,25 @@ void Alarm::set(time_t moment) {
   set_for_ = moment;
   itimerspec when = {};
   when.it_value.tv_sec = moment == 0 ? far_away : moment;
-  when.it_value.tv_nsec = after_the_tick_ns;
-  timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &when, nullptr);
+  // A clock that was set just before is told here, and not by the descriptor any more.
+  constexpr int flags = TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET;
+  if (timerfd_settime(timer_.get(), flags, &when, nullptr) != 0 && errno == ECANCELED)
+    set_meanwhile_ = host::Watch::after_ms(0, [this] { ring(); });
 }
 
 void Alarm::on_readable() {
   uint64_t times = 0;
   const ssize_t got = read(timer_.get(), &times, sizeof times);
   if (got < 0 && errno != ECANCELED) return;  // it was set again meanwhile
-  const time_t before = std::exchange(offset_, clock_offset());
+  ring();
+}
+
+// Both clocks are slewed alike: their offset changes by steps alone.
+void Alarm::ring() {
+  set_meanwhile_.stop();
+  const int64_t before = std::exchange(offset_ms_, clock_offset_ms());
   set_for_ = -1;  // it has rung, or was cancelled: to be set in any case
-  ring_(got < 0 ? offset_ - before : 0);
+  ring_(static_cast<time_t>(std::llround(static_cast<double>(offset_ms_ - before) / 1000)));
 }
 
 }  // namespace service

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <ctime>
 #include <functional>
 #include <string>
@@ -13,7 +14,7 @@ namespace service {
 // Rings at a time of the wall clock, and when the wall clock is set.
 class Alarm {
  public:
-  // `step`: by how many seconds the clock was set since the last call; 0: it was not.
+  // `step`: by how many seconds the clock was set since the last ring or step; 0: by less than half of one.
   using Ring = std::function<void(time_t step)>;
 
   bool open(Ring ring, std::string *error);
@@ -21,12 +22,13 @@ class Alarm {
 
  private:
   void on_readable();
+  void ring();
 
   host::FileDescriptor timer_;
-  host::Watch watch_;
+  host::Watch watch_, set_meanwhile_;
   Ring ring_;
   time_t set_for_ = 0;
-  time_t offset_ = 0;  // of the wall clock from the clock that nobody sets
+  int64_t offset_ms_ = 0;  // of the wall clock from the clock that nobody sets, which counts a sleeping machine's time
 };
 
 }  // namespace service

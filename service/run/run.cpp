@@ -2,37 +2,48 @@
 #include "service/run/run.h"
 
 #include <csignal>
-#include <ctime>
+#include <utility>
 
 #include "host/status.h"
 #include "platform/bitset.h"
 #include "platform/errors.h"
 #include "service/calendar/service_zone.h"
+#include "service/limits.h"
 #include "service/request/jobs.h"
-#include "service/run/run_record.h"
-#include "service/run/runner.h"
+#include "service/run/clock.h"
 #include "service/state/tables.h"
 
 namespace service {
 
-Run::Run(Context &context, Runner &runner, sch_schedule_entry &schedule)
-    : context_(context), runner_(runner), schedule_(serial(schedule)), schedule_name_(name_of(*schedule.key)) {
-  const ScheduleState state = state_of(*schedule.rec);
-  owner_name_ = {state.owner, strnlen(state.owner, sizeof state.owner)};
-  owner_tag_ = state.owner_tag;
+Run::Run(const RunOptions &options, Processes &processes, Recorder &recorder, RunStep schedule, RunTicket ticket, Ends ends)
+    : options_(options),
+      processes_(processes),
+      recorder_(recorder),
+      schedule_(std::move(schedule)),
+      ticket_(std::move(ticket)),
+      ends_(std::move(ends)) {
+  schedule_.outcome.run = ticket_.number;
+  schedule_.outcome.due = ticket_.due;
+  schedule_.outcome.run_begin_ms = ticket_.begin_ms;
+  schedule_.outcome.asked_by = ticket_.asked_by;
 }
 
 sch_schedule_entry *Run::entry() const {
-  return schedule_by_serial(schedule_);
+  return schedule_by_serial(schedule_.schedule);
 }
 
-void Run::begin() {
+void Run::begin(int64_t now_ms) {
   sch_schedule_entry *schedule = entry();
-  if (schedule == nullptr) return runner_.ended(context_, schedule_);  // deleted while it waited for its turn
+  if (schedule == nullptr) {
+    RunStep step = schedule_;
+    step.outcome.reason = Reason::skipped;
+    step.outcome.wait_status = exit_status(Reason::skipped);
+    step.outcome.end_ms = now_ms;
+    step.outcome.remark = "skipped: the schedule was deleted before its turn came";
+    return record(std::move(step), Then::wait);
+  }
   ScheduleState state = state_of(*schedule->rec);
-  begun_ = true;
-  state.last_execution = static_cast<uint32_t>(time(nullptr));
-  state.execution_count++;
+  started(state, static_cast<time_t>(now_ms / 1000));
   set_state(*schedule, state);
   std::string refusal;
   if (!find_owner(&refusal)) {
@@ -45,22 +56,22 @@ void Run::begin() {
 
 // The name must still be the user's who configured the schedule: a number may have been given to somebody else since.
 bool Run::find_owner(std::string *refusal) {
-  owner_ = runner_.options().change_user ? host::user_by_name(owner_name_) : host::user_by_uid(owner_tag_ - 1);
-  if (owner_ && owner_tag_ == owner_tag(owner_->uid)) return true;
-  *refusal = owner_ ? "user " + owner_name_ + " is not the one who configured the schedule"
-                    : "there is no user " + owner_name_;
+  owner_ = options_.change_user ? host::user_by_name(schedule_.owner) : host::user_by_uid(schedule_.owner_tag - 1);
+  if (owner_ && schedule_.owner_tag == owner_tag(owner_->uid)) return true;
+  *refusal = owner_ ? "user " + schedule_.owner + " is not the one who configured the schedule"
+                    : "there is no user " + schedule_.owner;
   return false;
 }
 
 bool Run::needs_authentication() const {
-  return !host::user_is_local(owner_name_);
+  return !host::user_is_local(schedule_.owner);
 }
 
 void Run::authenticate() {
   sch_security_user_rec password = {};
-  if (host::security_read(owner_name_, &password) != 0) return authenticated(SCH_STATUS_NO_PASSWORD);
+  if (host::security_read(schedule_.owner, &password) != 0) return authenticated(SCH_STATUS_NO_PASSWORD);
   const std::string sealed(password.password, strnlen(password.password, sizeof password.password));
-  const host::Answer answer = host::security_authenticate_later(owner_name_, sealed);
+  const host::Answer answer = host::security_authenticate_later(schedule_.owner, sealed);
   if (!answer.pending) return authenticated(answer.status);
   authentication_ = answer.pending;
   const auto ask = [this] { authenticated(std::exchange(authentication_, nullptr)->answer().status); };
@@ -71,115 +82,162 @@ void Run::authenticate() {
 void Run::authenticated(uint32_t status) {
   authentication_ready_.stop();
   authentication_timer_.stop();
-  if (status != 0) refuse_user("user " + owner_name_ + ": " + syserr2str(status));
+  if (status != 0) refuse_user("user " + schedule_.owner + ": " + syserr2str(status));
   next_job();
 }
 
 void Run::refuse_user(const std::string &why) {
   refusal_ = why;
-  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_USER_ERR, owner_name_.c_str(),
+  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_USER_ERR, schedule_.owner.c_str(),
                    static_cast<int>(SCH_STATUS_AUTHENTICATION_FAILED));
+}
+
+int Run::job_after(int id) const {
+  const sch_schedule_entry *schedule = entry();
+  if (schedule == nullptr) return -1;
+  do {
+    id = bitset_next_bit(schedule->rec->jobs, SCH_MAX_JOBS, id);
+  } while (id >= 0 && (sch_job_list[id].key == nullptr || sch_job_list[id].hdr == nullptr));
+  return id;
 }
 
 // Jobs that cannot run are recorded on the way to the next one that can.
 void Run::next_job() {
-  while (true) {
-    sch_schedule_entry *schedule = entry();
-    last_job_ = schedule == nullptr ? -1 : bitset_next_bit(schedule->rec->jobs, SCH_MAX_JOBS, last_job_);
-    if (last_job_ < 0) return finish();
-    sch_job_entry &slot = sch_job_list[last_job_];
-    if (slot.key == nullptr || slot.hdr == nullptr) continue;
-    start_job(slot);
-    if (process_) return;
+  int id = job_after(last_job_);
+  if (id < 0) return end_without_outcome();
+  for (; id >= 0; id = job_after(id)) {
+    last_job_ = id;
+    if (start_job(sch_job_list[id])) return;
   }
 }
 
-void Run::start_job(sch_job_entry &slot) {
-  job_ = serial(slot);
+bool Run::start_job(const sch_job_entry &slot) {
+  if (ending_.reason != Reason::ended) {
+    record_unstarted(slot, ending_.reason, ending_.remark);
+    return false;
+  }
+  if (const std::string refusal = refusal_of(slot); !refusal.empty()) {
+    record_unstarted(slot, Reason::user, refusal);
+    return false;
+  }
+  job_begin_ms_ = wall_clock_ms();
+  host::Result<std::unique_ptr<JobProcess>> process = start_process(slot);
+  if (!process) {
+    record_unstarted(slot, Reason::not_started, process.error().text);
+    return false;
+  }
+  process_ = std::move(*process);
+  job_ = slot.reserved;
   job_name_ = name_of(*slot.key);
-  JobProcess::Result refused;
-  refused.reason = Reason::user;
-  refused.wait_status = exit_status(Reason::user);
-  refused.remark = refusal_;
-  if (refusal_.empty() && owner_of(slot) != owner_tag_)
-    refused.remark = "the job belongs to another user than the schedule";
-  if (!refused.remark.empty()) return record(refused);
-
-  Task task = {runner_.options().interpreter, schedule_name_, job_name_, job_text(slot), *owner_,
-               runner_.options().change_user};
-  task.time_zone = service_zone().identifier();
-  note_progress(slot.hdr->job_id + 1);
-  host::Result<std::unique_ptr<JobProcess>> started = JobProcess::start(
-      runner_.processes(), task, [this](const JobProcess::Result &result) { job_ended(result); });
-  if (started) {
-    process_ = std::move(*started);
-    return;
+  if (sch_schedule_entry *schedule = entry(); schedule != nullptr) {
+    ScheduleState state = state_of(*schedule->rec);
+    job_started(state, slot.hdr->job_id);
+    set_state(*schedule, state);
   }
-  refused.remark = started.error().text;
-  refused.reason = Reason::not_started;
-  refused.wait_status = exit_status(Reason::not_started);
-  record(refused);
+  return true;
 }
 
-// Known before the job starts: after a crash it tells which one was interrupted.
-void Run::note_progress(uint32_t running_job) {
-  sch_schedule_entry *schedule = entry();
-  if (schedule == nullptr) return;
-  ScheduleState state = state_of(*schedule->rec);
-  state.running_job = running_job;
-  set_state(*schedule, state);
-  store_run_state({schedule});
+std::string Run::refusal_of(const sch_job_entry &slot) const {
+  if (!refusal_.empty()) return refusal_;
+  return owner_of(slot) == schedule_.owner_tag ? "" : "the job belongs to another user than the schedule";
 }
 
-void Run::job_ended(const JobProcess::Result &result) {
+host::Result<std::unique_ptr<JobProcess>> Run::start_process(const sch_job_entry &slot) {
+  Task task = {options_.interpreter, schedule_.schedule_name, name_of(*slot.key), job_text(slot), *owner_,
+               options_.change_user};
+  task.time_zone = service_zone().identifier();
+  return JobProcess::start(processes_, task, [this](JobProcess::Result result) { job_ended(std::move(result)); });
+}
+
+RunStep Run::step_of_job() const {
+  RunStep step = schedule_;
+  step.job = job_;
+  step.outcome.job_id = static_cast<uint32_t>(last_job_);
+  step.outcome.job = job_name_;
+  step.outcome.begin_ms = job_begin_ms_;
+  step.outcome.end_ms = wall_clock_ms();
+  return step;
+}
+
+void Run::job_ended(JobProcess::Result result) {
   process_.reset();
-  record(result);
-  next_job();
+  kill_timer_.stop();
+  RunStep step = step_of_job();
+  step.outcome.reason = ending_.reason == Reason::ended ? result.reason : ending_.reason;
+  step.outcome.wait_status = result.wait_status;
+  if (step.outcome.reason != Reason::ended && result.wait_status == 0)
+    step.outcome.wait_status = exit_status(step.outcome.reason);  // it did not end for that reason alone
+  step.outcome.remark = ending_.reason == Reason::ended ? result.remark : ending_.remark;
+  step.outcome.output_bytes = result.output_total;
+  step.outcome.killed = result.killed;
+  step.output = std::move(result.output);
+  job_name_.clear();
+  record(std::move(step), Then::go_on);
 }
 
-void Run::record(const JobProcess::Result &result) {
-  const time_t now = time(nullptr);
-  LogRecord logged = {job_name_,     schedule_name_,      owner_name_,
-                      owner_tag_,    result.wait_status,  static_cast<uint32_t>(now),
-                      result.output, result.output_total, result.remark};
-  context_.log.append(logged);
-  sch_schedule_entry *schedule = entry();
-  sch_job_entry *slot = find_job(job_name_);
-  if (schedule != nullptr && slot != nullptr && serial(*slot) == job_)
-    set_job_status(*slot, *schedule, result.wait_status, now);
+void Run::record_unstarted(const sch_job_entry &slot, Reason reason, const std::string &remark) {
+  job_ = slot.reserved;
+  job_begin_ms_ = 0;
+  RunStep step = step_of_job();
+  step.outcome.job = name_of(*slot.key);
+  step.outcome.reason = reason;
+  step.outcome.wait_status = exit_status(reason);
+  step.outcome.remark = remark;
+  record(std::move(step), Then::wait);
+}
+
+// The next job waits for the outcome of the one before to be stored; the run's end is stored with its last outcome.
+void Run::record(RunStep step, Then then) {
+  step.ends_run = job_after(last_job_) < 0;
+  over_ = step.ends_run;
+  if (!over_)
+    return recorder_.record(std::move(step), then == Then::go_on ? [this] { next_job(); } : Recorder::Recorded());
+  recorder_.record(std::move(step), [this] { finish(); });
+  ends_.processes();
+}
+
+// The jobs that were to come are not the schedule's any more.
+void Run::end_without_outcome() {
+  RunStep step = schedule_;
+  step.has_outcome = false;
+  step.outcome.end_ms = wall_clock_ms();
+  record(std::move(step), Then::wait);
 }
 
 void Run::finish() {
-  if (sch_schedule_entry *schedule = entry(); schedule != nullptr) {
-    ScheduleState state = state_of(*schedule->rec);
-    if (begun_) state.last_completion = static_cast<uint32_t>(time(nullptr));
-    state.running_since = 0;
-    state.running_job = 0;
-    set_state(*schedule, state);
-    store_run_state({schedule});
+  const std::function<void()> all = std::move(ends_.all);
+  all();
+}
+
+void Run::kill(const std::string &asked_by) {
+  if (ending_.reason != Reason::ended || over_) return;
+  ending_ = {Reason::killed, "killed: asked for by " + asked_by};
+  if (authentication_) {
+    authentication_ready_.stop();
+    authentication_timer_.stop();
+    authentication_.reset();
+    return next_job();
   }
-  runner_.ended(context_, schedule_);
+  if (!process_) return;  // between two jobs
+  ask_to_end();
+  kill_timer_ = host::Watch::after_ms(job_grace_ms, [this] { job_ended(process_->end()); });
 }
 
 void Run::ask_to_end() const {
   if (process_) process_->signal_all(SIGTERM);
 }
 
-void Run::stop() {
+void Run::stop(int milliseconds) {
+  if (over_) return;
   authentication_ready_.stop();
   authentication_timer_.stop();
+  authentication_.reset();
+  if (ending_.reason == Reason::ended) ending_ = {Reason::stopped, "stopped: the scheduler service ended"};
   if (process_) {
-    ask_to_end();
-    process_->wait_ms(job_stop_ms);
-    const JobProcess::Result result = process_->end();
-    process_.reset();
-    record(result);
-  } else if (const sch_schedule_entry *schedule = entry(); schedule != nullptr) {
-    LogRecord stopped = log_record(*schedule, no_job, exit_status(Reason::stopped), time(nullptr));
-    stopped.remark = "stopped: the scheduler service ended";
-    context_.log.append(stopped);
+    process_->wait_ms(milliseconds);
+    job_ended(process_->end());
   }
-  finish();
+  if (!over_) next_job();
 }
 
 }  // namespace service

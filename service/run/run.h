@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -8,49 +9,89 @@
 #include "host/loop/watch.h"
 #include "host/security/security.h"
 #include "schedcli.h"
-#include "service/request/context.h"
 #include "service/run/job_process.h"
+#include "service/run/recorder.h"
 
 namespace service {
+
+// A run whose intent is stored: it happens once, or is found to be interrupted.
+struct RunTicket {
+  uint64_t number = 0;
+  uintptr_t schedule = 0;  // serial
+  uint32_t due = 0;        // 0: it was asked for
+  int64_t begin_ms = 0;    // when it was found due
+  std::string asked_by;
+};
+
+struct RunOptions {
+  std::string interpreter;
+  bool change_user;  // to the schedule's owner; otherwise jobs run as the service's own user
+};
 
 // One run of one schedule. The configuration may change under it: what counts for the next job is the schedule as it is
 // then, and a job or schedule that was deleted gets no more than its line in the log.
 class Run {
  public:
-  Run(Context &context, Runner &runner, sch_schedule_entry &entry);
+  struct Ends {
+    std::function<void()> processes;  // once: none runs any more, though the last outcome is not stored yet
+    std::function<void()> all;        // once, the last thing that the run does: may destroy it
+  };
 
-  void begin();
-  void ask_to_end() const;  // the job under way: so that all of them end at the same time
-  void stop();              // the service ends
+  // `schedule`: whose run it is, for it may be deleted before its turn.
+  Run(const RunOptions &options, Processes &processes, Recorder &recorder, RunStep schedule, RunTicket ticket, Ends ends);
+
+  void begin(int64_t now_ms);
+  void kill(const std::string &asked_by);  // politely first; no further job starts
+
+  void ask_to_end() const;      // the service ends; the job under way, so that all of them end at the same time
+  void stop(int milliseconds);  // which it gets before it is ended
+
+  const RunTicket &ticket() const { return ticket_; }
+  const RunStep &schedule() const { return schedule_; }
+  const std::string &job_name() const { return job_name_; }  // under way; empty: none
 
  private:
+  struct Ending {
+    Reason reason = Reason::ended;  // another one: what is left of the run does not begin, and this is why
+    std::string remark;
+  };
+  enum class Then { go_on, wait };
+
   bool find_owner(std::string *refusal);
   bool needs_authentication() const;
   void authenticate();
   void authenticated(uint32_t status);
   void refuse_user(const std::string &why);
-  void next_job();
-  void start_job(sch_job_entry &slot);
-  void job_ended(const JobProcess::Result &result);
-  void record(const JobProcess::Result &result);
-  void note_progress(uint32_t running_job);
-  void finish();
   sch_schedule_entry *entry() const;
+  int job_after(int id) const;  // -1: none
+  void next_job();
+  bool start_job(const sch_job_entry &slot);
+  std::string refusal_of(const sch_job_entry &slot) const;
+  host::Result<std::unique_ptr<JobProcess>> start_process(const sch_job_entry &slot);
+  void job_ended(JobProcess::Result result);
+  void record_unstarted(const sch_job_entry &slot, Reason reason, const std::string &remark);
+  void record(RunStep step, Then then);
+  RunStep step_of_job() const;
+  void end_without_outcome();
+  void finish();
 
-  Context &context_;
-  Runner &runner_;
-  uintptr_t schedule_;
-  std::string schedule_name_, owner_name_;
-  uint32_t owner_tag_;
+  const RunOptions &options_;
+  Processes &processes_;
+  Recorder &recorder_;
+  RunStep schedule_;
+  RunTicket ticket_;
+  Ends ends_;
   std::optional<host::User> owner_;
   std::string refusal_;  // why no job of this run may run
-  bool begun_ = false;
+  Ending ending_;
+  bool over_ = false;  // its last step is on its way to the disk
   int last_job_ = -1;
-  std::string job_name_;  // under way
+  std::string job_name_;
   uintptr_t job_ = 0;
+  int64_t job_begin_ms_ = 0;
   std::unique_ptr<JobProcess> process_;
   std::shared_ptr<host::PendingAnswer> authentication_;
-  host::Watch authentication_ready_, authentication_timer_;
+  host::Watch authentication_ready_, authentication_timer_, kill_timer_;
 };
 
 }  // namespace service

@@ -1,40 +1,40 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/run/run_record.h"
 
-#include <cstring>
 #include <ctime>
 
-#include "service/state/change.h"
-#include "service/state/statuses.h"
+#include "service/run/history.h"
 
 namespace service {
 
-void store_run_state(const std::vector<sch_schedule_entry *> &entries) {
-  Change change;
-  for (sch_schedule_entry *entry : entries)
-    change.save(*entry);
-  change.commit();
-}
-
-LogRecord log_record(const sch_schedule_entry &entry, const std::string &job, uint32_t wait_status, time_t now) {
-  const ScheduleState state = state_of(*entry.rec);
+LogRecord log_record(const RunStep &step) {
   LogRecord record;
-  record.job = job;
-  record.schedule = name_of(*entry.key);
-  record.user = {state.owner, strnlen(state.owner, sizeof state.owner)};
-  record.owner_tag = state.owner_tag;
-  record.wait_status = wait_status;
-  record.completion = static_cast<uint32_t>(now);
+  record.job = step.outcome.job.empty() ? no_job : step.outcome.job;
+  record.schedule = step.schedule_name;
+  record.user = step.owner;
+  record.owner_tag = step.owner_tag;
+  record.wait_status = step.outcome.wait_status;
+  record.completion = static_cast<uint32_t>(step.outcome.end_ms / 1000);
+  record.output = step.output;
+  record.output_total = step.outcome.output_bytes;
+  record.remark = step.outcome.remark;
+  record.run = step.outcome.run;
+  record.outcome = step.outcome.sequence;
+  record.reason = static_cast<uint32_t>(step.outcome.reason);
   return record;
 }
 
-void set_job_status(sch_job_entry &slot, const sch_schedule_entry &entry, uint32_t wait_status, time_t now) {
-  sch_runtime_job_status status = {};
-  std::memcpy(status.schedule_name, entry.key->name, sizeof status.schedule_name);
-  status.job_id = slot.hdr->job_id;
-  status.words[0] = wait_status;
-  status.words[1] = static_cast<uint32_t>(now);
-  set_status(slot, status);
+OutcomeSource stored_outcomes() {
+  OutcomeSource source;
+  source.newest = [] { return read_run_counters().outcomes; };
+  source.walk_after = [](uint64_t after, const auto &visit) {
+    walk_outcomes_after(after, [&](const sch_schedule_entry &entry, const Outcome &outcome) {
+      RunStep step(entry);
+      step.outcome = outcome;
+      visit(log_record(step));
+    });
+  };
+  return source;
 }
 
 std::string time_text(time_t moment) {

@@ -2,86 +2,122 @@
 #include "service/run/runner.h"
 
 #include <algorithm>
-#include <ctime>
+#include <chrono>
 #include <utility>
 
+#include "host/status.h"
 #include "service/limits.h"
-#include "service/run/run.h"
-#include "service/run/run_record.h"
-#include "service/state/tables.h"
+#include "service/run/clock.h"
 
 namespace service {
 namespace {
 
-bool has_jobs(const sch_schedule_rec &rec) {
-  return std::any_of(std::begin(rec.jobs), std::end(rec.jobs), [](uint32_t word) { return word != 0; });
-}
+constexpr uint32_t administrator = 1;  // the tag of user 0
 
-void record_no_run(Context &context, const sch_schedule_entry &entry, Reason reason, const std::string &why) {
-  LogRecord record = log_record(entry, no_job, exit_status(reason), time(nullptr));
-  record.remark = why;
-  context.log.append(record);
-  sch_syslog_raise(&syslog_msg_SCH_WARN, ("schedule " + record.schedule + ": " + why).c_str());
-}
-
-// From here on a crash leaves an interrupted run, also while it waits for its turn.
-void note_begun(sch_schedule_entry &entry) {
-  ScheduleState state = state_of(*entry.rec);
-  state.running_since = static_cast<uint32_t>(time(nullptr));
-  state.running_job = 0;
-  set_state(entry, state);
+Runner::UnderWay under_way(const RunStep &schedule, const RunTicket &ticket, const std::string &job, bool waits) {
+  return {ticket, schedule.schedule_name, schedule.owner, job, schedule.owner_tag, waits};
 }
 
 }  // namespace
 
-Runner::Runner(Options options) : options_(std::move(options)), processes_(options_.processes) {}
+Runner::Runner(Recorder &recorder, const Options &options)
+    : recorder_(recorder),
+      options_{options.interpreter, options.change_user},
+      processes_(options.processes),
+      turn_(options.limits, administrator) {}
 Runner::~Runner() = default;
 
-void Runner::begin(Context &context, sch_schedule_entry &entry, time_t due) {
-  const uintptr_t schedule = serial(entry);
-  if (runs_.contains(schedule) || std::count(waiting_.begin(), waiting_.end(), schedule) != 0)
-    return record_no_run(context, entry, Reason::skipped,
-                         "skipped: the run due at " + time_text(due) + " came while the one before was under way");
-  if (!has_jobs(*entry.rec))
-    return record_no_run(context, entry, Reason::no_jobs, "nothing ran: no job is assigned to the schedule");
-  note_begun(entry);
-  waiting_.push_back(schedule);
-  start_waiting(context);
+void Runner::add(const sch_schedule_entry &entry, RunTicket ticket) {
+  Waiting waiting = {RunStep(entry), std::move(ticket)};
+  const uint32_t owner = waiting.schedule.owner_tag;
+  turn_.wait(owner, std::move(waiting));
 }
 
 // A run may end in its own beginning and come back here: then the loop that began it goes on.
-void Runner::start_waiting(Context &context) {
+void Runner::start_waiting() {
   if (starting_) return;
   starting_ = true;
-  while (!waiting_.empty() && runs_.size() < run_limit) {
-    const uintptr_t next = waiting_.front();
-    waiting_.pop_front();
-    start(context, next);
+  while (unrecorded_ < unrecorded_limit) {
+    std::optional<Waiting> next = turn_.next();
+    if (!next) break;
+    start(std::move(*next));
   }
   starting_ = false;
 }
 
-void Runner::start(Context &context, uintptr_t schedule) {
-  sch_schedule_entry *entry = schedule_by_serial(schedule);
-  if (entry == nullptr) return;
-  runs_[schedule] = std::make_unique<Run>(context, *this, *entry);
-  runs_[schedule]->begin();  // may end it at once
+void Runner::start(Waiting waiting) {
+  const uint64_t number = waiting.ticket.number;
+  const uint32_t owner = waiting.schedule.owner_tag;
+  auto run =
+      std::make_unique<Run>(options_, processes_, recorder_, std::move(waiting.schedule), std::move(waiting.ticket),
+                            Run::Ends{[this, owner] { processes_ended(owner); }, [this, number] { ended(number); }});
+  Run &begun = *(runs_[number] = std::move(run));
+  begun.begin(wall_clock_ms());
 }
 
-// Called by the run as the last thing it does.
-void Runner::ended(Context &context, uintptr_t schedule) {
-  runs_.erase(schedule);
-  start_waiting(context);
+void Runner::processes_ended(uint32_t owner_tag) {
+  turn_.give_back(owner_tag);
+  unrecorded_++;
+  start_waiting();
 }
 
-void Runner::stop_all(Context &context) {
-  for (auto &[schedule, run] : runs_)
+void Runner::ended(uint64_t number) {
+  runs_.erase(number);
+  unrecorded_--;
+  start_waiting();
+}
+
+host::Result<void> Runner::kill(uint64_t number, const std::string &asked_by) {
+  if (const auto run = runs_.find(number); run != runs_.end()) {
+    run->second->kill(asked_by);
+    return {};
+  }
+  std::optional<Waiting> waiting =
+      turn_.take([&](const Waiting &candidate) { return candidate.ticket.number == number; });
+  if (!waiting) return host::Error{host::err_no_such_run, "run " + std::to_string(number) + " is not under way"};
+  end_unstarted(std::move(*waiting), Reason::killed, "killed before its turn came: asked for by " + asked_by);
+  return {};
+}
+
+void Runner::end_unstarted(Waiting waiting, Reason reason, const std::string &remark) {
+  RunStep step = std::move(waiting.schedule);
+  step.outcome.run = waiting.ticket.number;
+  step.outcome.due = waiting.ticket.due;
+  step.outcome.run_begin_ms = waiting.ticket.begin_ms;
+  step.outcome.asked_by = waiting.ticket.asked_by;
+  step.outcome.reason = reason;
+  step.outcome.wait_status = exit_status(reason);
+  step.outcome.end_ms = wall_clock_ms();
+  step.outcome.remark = remark;
+  step.ends_run = true;
+  step.had_its_turn = false;
+  recorder_.record(std::move(step));
+}
+
+// One deadline for all.
+void Runner::stop_all() {
+  using namespace std::chrono;
+  starting_ = true;  // nothing begins any more
+  for (auto &[number, run] : runs_)
     run->ask_to_end();
-  const std::deque<uintptr_t> waiting = std::exchange(waiting_, {});
-  while (!runs_.empty())
-    runs_.begin()->second->stop();
-  for (const uintptr_t schedule : waiting)
-    if (sch_schedule_entry *entry = schedule_by_serial(schedule); entry != nullptr) Run(context, *this, *entry).stop();
+  const auto deadline = steady_clock::now() + milliseconds(job_stop_ms);
+  for (auto &[number, run] : runs_) {
+    const auto left = duration_cast<milliseconds>(deadline - steady_clock::now()).count();
+    run->stop(static_cast<int>(std::max<int64_t>(left, 0)));
+  }
+  for (Waiting &waiting : turn_.clear())
+    end_unstarted(std::move(waiting), Reason::stopped, "stopped: the scheduler service ended");
+  recorder_.flush();
+  runs_.clear();  // what is not stored is found to be interrupted at the next start
+}
+
+std::vector<Runner::UnderWay> Runner::list() const {
+  std::vector<UnderWay> found;
+  for (const auto &[number, run] : runs_)
+    found.push_back(service::under_way(run->schedule(), run->ticket(), run->job_name(), false));
+  turn_.for_each_waiting(
+      [&](const Waiting &waiting) { found.push_back(service::under_way(waiting.schedule, waiting.ticket, "", true)); });
+  return found;
 }
 
 }  // namespace service

@@ -1,51 +1,72 @@
 // SPDX-License-Identifier: Apache-2.0
-// Schedules under way: their jobs in ascending id, one after the other, each as the schedule's owner.
+// Schedules under way: their jobs in ascending id, one after the other, each as the schedule's owner. Runs that find no
+// place wait for their owner's turn.
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
-#include "schedcli.h"
+#include "host/result.h"
 #include "service/process/processes.h"
-#include "service/request/context.h"
+#include "service/run/recorder.h"
+#include "service/run/run.h"
+#include "service/run/turn.h"
 
 namespace service {
 
-class Run;
-
 class Runner {
  public:
+  struct Waiting {
+    RunStep schedule;
+    RunTicket ticket;
+  };
+  using Limits = Turn<Waiting>::Limits;
+
   struct Options {
     std::string interpreter = "/bin/sh";
     bool change_user = false;  // the service runs as root; otherwise jobs run as the service's own user
+    Limits limits = {};
     Processes::Options processes = {};
   };
 
-  explicit Runner(Options options);
+  Runner(Recorder &recorder, const Options &options);
   ~Runner();
 
-  // The schedule is due: starts or queues its run, or records why there is none. The caller has armed it already and
-  // stores its record.
-  void begin(Context &context, sch_schedule_entry &entry, time_t due);
+  // A run whose intent is stored begins when its turn comes: start_waiting() sees to it.
+  void add(const sch_schedule_entry &entry, RunTicket ticket);
+  void start_waiting();
 
-  void stop_all(Context &context);  // the service ends: every run is ended and recorded
-  size_t under_way() const { return runs_.size() + waiting_.size(); }
-  const Options &options() const { return options_; }
+  host::Result<void> kill(uint64_t number, const std::string &asked_by);  // err_no_such_run
+  void stop_all();  // the service ends: every run is ended and recorded
+
+  // For those who show them.
+  struct UnderWay {
+    RunTicket ticket;
+    std::string schedule, owner, job;  // no job: it waits, or is between two
+    uint32_t owner_tag;
+    bool waits;
+  };
+  std::vector<UnderWay> list() const;
+  size_t under_way() const { return runs_.size() + turn_.waiting(); }
+
   Processes &processes() { return processes_; }
+  void set_limits(Limits limits) { turn_.set_limits(limits); }
 
  private:
-  friend class Run;
-  void start_waiting(Context &context);
-  void start(Context &context, uintptr_t schedule);
-  void ended(Context &context, uintptr_t schedule);
+  void start(Waiting waiting);
+  void processes_ended(uint32_t owner_tag);
+  void ended(uint64_t number);
+  void end_unstarted(Waiting waiting, Reason reason, const std::string &remark);
 
-  Options options_;
+  Recorder &recorder_;
+  const RunOptions options_;
   Processes processes_;
-  std::map<uintptr_t, std::unique_ptr<Run>> runs_;  // by the schedule's serial
-  std::deque<uintptr_t> waiting_;
+  Turn<Waiting> turn_;
+  std::map<uint64_t, std::unique_ptr<Run>> runs_;  // by number
+  size_t unrecorded_ = 0;                          // of them: no process any more, but the last outcome is not stored
   bool starting_ = false;
 };
 

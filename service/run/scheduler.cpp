@@ -1,22 +1,65 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/run/scheduler.h"
 
-#include "service/limits.h"
+#include <algorithm>
+#include <new>
+
+#include "host/status.h"
+#include "platform/errors.h"
+#include "service/calendar/clock_step.h"
+#include "service/run/clock.h"
 #include "service/run/due.h"
+#include "service/run/history.h"
 #include "service/run/run_record.h"
-#include "service/run/runner.h"
 #include "service/state/change.h"
 #include "service/state/tables.h"
 
 namespace service {
 namespace {
 
-bool is_due(const sch_schedule_entry &entry, time_t now) {
-  const uint32_t due = state_of(*entry.rec).next_due;
-  return scheduler_enabled != 0 && due != 0 && time_t{due} <= now;
+bool has_outcome(const std::optional<HistoryRun> &run, uint32_t job_id) {
+  return run && std::ranges::any_of(run->outcomes, [&](const Outcome &outcome) { return outcome.job_id == job_id; });
+}
+
+// The jobs of the run that was under way of which it is not known how they ended. A state directory of an older version
+// knows one job alone.
+std::vector<uint32_t> jobs_without_outcome(const sch_schedule_entry &entry, const std::optional<RunState> &stored) {
+  std::vector<uint32_t> ids;
+  const auto add = [&](uint32_t id) {
+    if (id < SCH_MAX_JOBS && sch_job_list[id].key != nullptr && sch_job_list[id].hdr != nullptr) ids.push_back(id);
+  };
+  if (!stored) {
+    add(state_of(*entry.rec).running_job - 1);
+    return ids;
+  }
+  const std::optional<HistoryRun> run = find_in_history(entry, stored->running);
+  for_each_assigned(*entry.rec, [&](uint32_t id) {
+    if (!has_outcome(run, id)) add(id);
+  });
+  return ids;
+}
+
+RunStep interrupted_step(const sch_schedule_entry &entry, const std::optional<RunState> &stored, int64_t now_ms) {
+  RunStep step(entry);
+  step.outcome.reason = Reason::interrupted;
+  step.outcome.wait_status = exit_status(Reason::interrupted);
+  step.outcome.end_ms = now_ms;
+  step.outcome.remark =
+      "interrupted: the service ended during the run that began at " + time_text(state_of(*entry.rec).running_since);
+  if (!stored) return step;
+  step.outcome.run = stored->running;
+  step.outcome.due = stored->running_due;
+  step.outcome.run_begin_ms = stored->running_since_ms;
+  step.outcome.asked_by = {stored->asked_by, strnlen(stored->asked_by, sizeof stored->asked_by)};
+  return step;
 }
 
 }  // namespace
+
+Scheduler::Scheduler(Recorder &recorder, Runner &runner, LatePolicy policy)
+    : recorder_(recorder), runner_(runner), policy_(policy) {
+  recorder_.on_recovery([this] { check(); });
+}
 
 bool Scheduler::start(std::string *error) {
   if (!alarm_.open([this](time_t step) { step == 0 ? check() : clock_set(step); }, error)) return false;
@@ -24,91 +67,143 @@ bool Scheduler::start(std::string *error) {
   return true;
 }
 
-void Scheduler::check() {
-  const time_t now = time(nullptr);
-  std::vector<sch_schedule_entry *> changed;
-  if (scheduler_enabled != 0)
-    for (sch_schedule_entry *entry : schedules_due(now))
-      take_due(*entry, now, &changed);
-  if (!changed.empty()) store_run_state(changed);
-  alarm_.set(scheduler_enabled != 0 ? earliest_due() : 0);
+void Scheduler::check_soon() {
+  if (soon_.active()) return;
+  soon_ = host::Watch::after_ms(0, [this] {
+    soon_.stop();
+    check();
+  });
 }
 
-void Scheduler::take_due(sch_schedule_entry &entry, time_t now, std::vector<sch_schedule_entry *> *changed) {
-  const time_t due = state_of(*entry.rec).next_due;
-  arm_next(entry, now);
-  changed->push_back(&entry);
-  if (now - due > late_limit_s)
-    record_missed(entry, due, now);
-  else
-    context_.runner.begin(context_, entry, due);
+// What lacks memory now is looked for again: no due time is taken in vain.
+void Scheduler::check() try {
+  take_due();
+  runner_.start_waiting();
+  set_alarm();
+} catch (const std::bad_alloc &) {
+  sch_syslog_raise(&syslog_msg_SCH_ERR, "no memory to look for due schedules; it is tried again");
+  soon_ = host::Watch::after_ms(retry_ms, [this] {
+    soon_.stop();
+    check();
+  });
+}
+
+void Scheduler::take_due() {
+  if (scheduler_enabled == 0 || recorder_.failing()) return;
+  const int64_t now_ms = wall_clock_ms();
+  const std::vector<sch_schedule_entry *> due = schedules_due(static_cast<time_t>(now_ms / 1000));
+  if (due.empty()) return;
+  Take take(policy_, now_ms);
+  for (sch_schedule_entry *entry : due)
+    take.take(*entry);
+  if (take.store(recorder_)) take.begin(runner_);
+}
+
+// While the store refuses, its recovery is what is waited for.
+void Scheduler::set_alarm() {
+  alarm_.set(scheduler_enabled == 0 || recorder_.failing() ? 0 : earliest_due());
 }
 
 void Scheduler::clock_set(time_t step) {
-  if (step <= -clock_step_limit_s) {
-    const time_t now = time(nullptr);
-    std::vector<sch_schedule_entry *> changed;
-    for_each_schedule([&](sch_schedule_entry &entry) {
-      if (state_of(*entry.rec).next_due == 0) return;
-      arm_anew(entry, now);
-      changed.push_back(&entry);
-    });
-    if (!changed.empty()) store_run_state(changed);
-  }
+  meet_step(judge_step(step), step);
   check();
+}
+
+// What counts elapsed time goes on in it. What had been wrong is believed no longer: what was taken by it was not due.
+void Scheduler::meet_step(ClockStep kind, time_t step) {
+  const time_t now = wall_clock();
+  if (kind == ClockStep::small_back)
+    arm_all([&](sch_schedule_entry &entry) { arm_after_step(entry, step, now); }, Taken::stays);
+  if (kind == ClockStep::had_been_wrong)
+    arm_all([&](sch_schedule_entry &entry) { arm_anew(entry, now); }, Taken::forgotten);
 }
 
 void Scheduler::zone_changed() {
-  const time_t now = time(nullptr);
-  std::vector<sch_schedule_entry *> changed;
-  for_each_schedule([&](sch_schedule_entry &entry) {
-    if (arm_in_zone(entry, now)) changed.push_back(&entry);
-  });
-  if (!changed.empty()) store_run_state(changed);
+  const time_t now = wall_clock();
+  arm_all([&](sch_schedule_entry &entry) { arm_in_zone(entry, now); }, Taken::stays);
   check();
 }
 
-void Scheduler::recover() {
-  const time_t now = time(nullptr);
+// When this cannot be stored, it is with each schedule's next run.
+template <typename Arm>
+void Scheduler::arm_all(Arm arm_one, Taken taken) {
   std::vector<sch_schedule_entry *> changed;
   for_each_schedule([&](sch_schedule_entry &entry) {
-    if (recover(entry, now)) changed.push_back(&entry);
+    const uint32_t before = state_of(*entry.rec).next_due;
+    arm_one(entry);
+    if (state_of(*entry.rec).next_due != before) changed.push_back(&entry);
   });
-  context_.log.sync();
-  store_run_state(changed);
+  if (changed.empty()) return;
+  (void)recorder_.commit({}, [&](RunBatch &batch) {
+    for (const sch_schedule_entry *entry : changed) {
+      batch.save(*entry);
+      if (taken == Taken::forgotten) batch.taken(*entry, 0);
+    }
+  });
 }
 
-bool Scheduler::recover(sch_schedule_entry &entry, time_t now) {
-  const bool interrupted = state_of(*entry.rec).running_since != 0;
-  if (interrupted) record_interrupted(entry, now);
-  const time_t due = state_of(*entry.rec).next_due;
-  if (!is_due(entry, now)) return interrupted;
-  arm_next(entry, now);
-  record_missed(entry, due, now);
-  return true;
+void Scheduler::recover() {
+  recorder_.load();
+  const int64_t now_ms = wall_clock_ms();
+  const time_t now = static_cast<time_t>(now_ms / 1000);
+  for_each_schedule([&](sch_schedule_entry &entry) {
+    if (state_of(*entry.rec).running_since != 0) record_interrupted(entry, now_ms);
+  });
+  const time_t last_seen = recorder_.last_seen();
+  if (recorder_.waiting() != 0) (void)recorder_.commit({}, {});  // else it is tried again
+  meet_step(judge_downtime(static_cast<uint32_t>(last_seen), now), now - last_seen);
 }
 
-void Scheduler::record_missed(sch_schedule_entry &entry, time_t due, time_t now) {
-  LogRecord record = log_record(entry, no_job, exit_status(Reason::missed), now);
-  const uint32_t next = state_of(*entry.rec).next_due;
-  record.remark = "missed: it was due at " + time_text(due) + ", found at " + time_text(now) +
-                  (next == 0 ? "; it does not run again" : "; next at " + time_text(next));
-  context_.log.append_unsynced(record);
-  sch_syslog_raise(&syslog_msg_SCH_WARN, ("schedule " + record.schedule + " " + record.remark).c_str());
+void Scheduler::record_interrupted(sch_schedule_entry &entry, int64_t now_ms) {
+  const std::optional<RunState> stored = read_run_state(entry);
+  const std::vector<uint32_t> jobs = jobs_without_outcome(entry, stored);
+  RunStep step = interrupted_step(entry, stored, now_ms);
+  for (const uint32_t id : jobs) {
+    step.outcome.job_id = id;
+    step.outcome.job = name_of(*sch_job_list[id].key);
+    step.job = serial(sch_job_list[id]);
+    step.ends_run = id == jobs.back();
+    recorder_.record(step);
+  }
+  step.ends_run = true;
+  if (jobs.empty()) recorder_.record(std::move(step));
 }
 
-void Scheduler::record_interrupted(sch_schedule_entry &entry, time_t now) {
+host::Result<uint64_t> Scheduler::run_now(sch_schedule_entry &entry, const std::string &asked_by) {
+  const auto refuse = [](uint32_t status) { return host::Error{status, syserr2str(status)}; };
+  if (scheduler_enabled == 0) return refuse(host::err_disabled);
+  if (state_of(*entry.rec).running_since != 0) return refuse(host::err_run_under_way);
+  bool has_jobs = false;
+  for_each_assigned(*entry.rec, [&](uint32_t) { has_jobs = true; });
+  if (!has_jobs) return refuse(host::err_no_jobs);
+  const int64_t now_ms = wall_clock_ms();
+  RunTicket ticket = {0, serial(entry), 0, now_ms, asked_by};
+  const host::Result<void> stored = recorder_.commit({}, [&](RunBatch &batch) {
+    batch.save(entry);
+    ticket.number = batch.begin_run(entry, 0, now_ms, asked_by);
+  });
+  if (!stored) return host::Error{host::err_not_stored, stored.error().text};
   ScheduleState state = state_of(*entry.rec);
-  const uint32_t id = state.running_job - 1;
-  sch_job_entry *slot = id < SCH_MAX_JOBS && sch_job_list[id].key != nullptr ? &sch_job_list[id] : nullptr;
-  const uint32_t status = exit_status(Reason::interrupted);
-  LogRecord record = log_record(entry, slot == nullptr ? no_job : name_of(*slot->key), status, now);
-  record.remark = "interrupted: the service ended during the run that began at " + time_text(state.running_since);
-  context_.log.append_unsynced(record);
-  if (slot != nullptr) set_job_status(*slot, entry, status, now);
-  state.running_since = state.running_job = 0;
-  state.last_completion = static_cast<uint32_t>(now);
+  begun(state, static_cast<time_t>(now_ms / 1000));
   set_state(entry, state);
+  const uint64_t number = ticket.number;
+  runner_.add(entry, std::move(ticket));
+  check_soon();
+  return number;
+}
+
+host::Result<void> Scheduler::set_enabled(sch_schedule_entry &entry, bool enabled) {
+  Change change;
+  change.modify(entry);
+  service::set_enabled(*entry.rec, enabled);
+  if (enabled)
+    arm(entry, wall_clock());
+  else
+    set_next_due(entry, 0);
+  change.save(entry);
+  if (const uint32_t status = change.commit(); status != 0) return host::Error{status, syserr2str(status)};
+  check_soon();
+  return {};
 }
 
 }  // namespace service

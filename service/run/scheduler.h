@@ -3,32 +3,49 @@
 
 #include <ctime>
 #include <string>
-#include <vector>
 
-#include "service/request/context.h"
+#include "host/result.h"
+#include "schedcli.h"
+#include "service/calendar/clock_step.h"
 #include "service/run/alarm.h"
+#include "service/run/recorder.h"
+#include "service/run/runner.h"
+#include "service/run/take.h"
 
 namespace service {
 
-// Runs what is due, and says of what was not run why.
+// Takes due times, each exactly once: into a run, or into an outcome that says why there is none.
 class Scheduler {
  public:
-  explicit Scheduler(Context &context) : context_(context) {}
+  Scheduler(Recorder &recorder, Runner &runner, LatePolicy policy = {});
 
+  void recover();                  // at the start, before anything runs: runs that were interrupted, a clock set back
   bool start(std::string *error);  // from now on by the clock
-  void recover();                  // at start-up: runs that were interrupted, times that were missed
-  void check();                    // what is due now; and the next time to look. After every request.
+  void check();                    // what is due now; and the next time to look
+  void check_soon();               // the same when what is being done now, an answer above all, is done
   void clock_set(time_t step);     // the wall clock was set by so many seconds
-  void zone_changed();             // the service's zone has become another
+  void zone_changed();             // the service's zone has become another: no due time is taken twice
+  void set_policy(LatePolicy policy) { policy_ = policy; }
+
+  // On somebody's word. A run that was asked for has no due time and leaves the schedule's as they are.
+  host::Result<uint64_t> run_now(sch_schedule_entry &entry, const std::string &asked_by);  // its number
+  host::Result<void> kill_run(uint64_t number, const std::string &asked_by) { return runner_.kill(number, asked_by); }
+  host::Result<void> set_enabled(sch_schedule_entry &entry, bool enabled);
 
  private:
-  void take_due(sch_schedule_entry &entry, time_t now, std::vector<sch_schedule_entry *> *changed);
-  bool recover(sch_schedule_entry &entry, time_t now);
-  void record_missed(sch_schedule_entry &entry, time_t due, time_t now);
-  void record_interrupted(sch_schedule_entry &entry, time_t now);
+  void take_due();
+  void set_alarm();
+  enum class Taken { stays, forgotten };
+  void meet_step(ClockStep kind, time_t step);
+  template <typename Arm>
+  void arm_all(Arm arm_one, Taken taken);
+  void record_interrupted(sch_schedule_entry &entry, int64_t now_ms);
 
-  Context &context_;
+  Recorder &recorder_;
+  Runner &runner_;
+  LatePolicy policy_;
   Alarm alarm_;
+  host::Watch soon_;
 };
 
 }  // namespace service

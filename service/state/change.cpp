@@ -3,6 +3,7 @@
 
 #include "host/status.h"
 #include "host/store/store.h"
+#include "service/state/schedule_state.h"
 #include "service/state/tables.h"
 
 namespace service {
@@ -26,6 +27,7 @@ void Change::modify(sch_schedule_entry &entry) {
 }
 
 void Change::save(sch_schedule_entry &entry) {
+  renew_edition(*entry.rec);
   require(sch_save_schedule_entry_to_pss(pss_running, &entry));
 }
 

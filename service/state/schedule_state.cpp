@@ -1,7 +1,84 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/state/schedule_state.h"
 
+#include <sys/random.h>
+
 namespace service {
+namespace {
+
+constexpr uint32_t disabled_bit = 0x80000000;  // of the record's word; the rest is its edition
+
+uint32_t any_number() {
+  uint32_t number = 0;
+  while (number == 0)
+    if (getrandom(&number, sizeof number, 0) != sizeof number) number = 0;
+  return number;
+}
+
+}  // namespace
+
+void begun(ScheduleState &state, time_t now) {
+  state.running_since = static_cast<uint32_t>(now);
+  state.running_job = 0;
+}
+
+void started(ScheduleState &state, time_t now) {
+  state.last_execution = static_cast<uint32_t>(now);
+  state.execution_count++;
+}
+
+void job_started(ScheduleState &state, uint32_t job_id) {
+  state.running_job = job_id + 1;
+}
+
+void job_ended(ScheduleState &state) {
+  state.running_job = 0;
+}
+
+void finished(ScheduleState &state, time_t now) {
+  state.last_completion = static_cast<uint32_t>(now);
+  never_started(state);
+}
+
+void never_started(ScheduleState &state) {
+  state.running_since = state.running_job = 0;
+}
+
+// Whether its turn had come is not known any more.
+void interrupted(ScheduleState &state, time_t now) {
+  started(state, state.running_since);
+  finished(state, now);
+}
+
+uint32_t new_creation() {
+  return any_number();
+}
+
+uint32_t creation_of_old(const sch_schedule_entry &entry) {
+  uint32_t hash = 2166136261u;  // FNV-1a
+  const auto mix = [&](uint32_t byte) { hash = (hash ^ byte) * 16777619u; };
+  for (const char letter : name_of(*entry.key))
+    mix(static_cast<unsigned char>(letter));
+  for (uint32_t number = schedule_number(*entry.rec); number != 0; number >>= 8)
+    mix(number & 0xff);
+  return hash == 0 ? 1 : hash;
+}
+
+uint32_t edition(const sch_schedule_rec &rec) {
+  return rec.service_word & ~disabled_bit;
+}
+
+void renew_edition(sch_schedule_rec &rec) {
+  rec.service_word = (rec.service_word & disabled_bit) | (any_number() & ~disabled_bit);
+}
+
+bool is_enabled(const sch_schedule_rec &rec) {
+  return (rec.service_word & disabled_bit) == 0;
+}
+
+void set_enabled(sch_schedule_rec &rec, bool enabled) {
+  rec.service_word = enabled ? rec.service_word & ~disabled_bit : rec.service_word | disabled_bit;
+}
 
 uintptr_t next_serial() {
   static uintptr_t last = 0;

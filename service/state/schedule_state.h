@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the service keeps in the stored schedule and job records, in the fields that are its own.
+// What the service keeps in the schedule and job records, in the fields that are its own. The run state is stored apart
+// from the record (run_state.h): runs change it all the time, and the record is the configuration's.
 #pragma once
 
 #include <sys/types.h>
@@ -7,6 +8,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <iterator>
 #include <string>
 
@@ -22,8 +24,8 @@ struct ScheduleState {
   uint32_t last_execution;
   uint32_t last_completion;
   uint32_t execution_count;
-  uint32_t running_since;  // a crash leaves it set: the run was interrupted
-  uint32_t running_job;    // job id + 1 of the job under way
+  uint32_t running_since;  // 0: no run waits or is under way
+  uint32_t running_job;    // job id + 1 of the job under way; in memory only
 };
 static_assert(sizeof(ScheduleState) == sizeof(sch_schedule_rec::service_tail));
 
@@ -32,6 +34,16 @@ inline ScheduleState state_of(const sch_schedule_rec &rec) {
   std::memcpy(&state, rec.service_tail, sizeof state);
   return state;
 }
+
+// A run changes the state by these alone. A run is begun when its intent is stored, and finished when its last outcome
+// is.
+void begun(ScheduleState &state, time_t now);
+void started(ScheduleState &state, time_t now);  // its turn has come
+void job_started(ScheduleState &state, uint32_t job_id);
+void job_ended(ScheduleState &state);
+void finished(ScheduleState &state, time_t now);
+void never_started(ScheduleState &state);            // the run came to its end before its turn
+void interrupted(ScheduleState &state, time_t now);  // by a crash
 
 inline uint32_t owner_tag(uid_t uid) {
   return uid + 1;
@@ -58,6 +70,25 @@ inline uint32_t &taken_wall(sch_schedule_rec &rec) {
 inline uint32_t taken_wall(const sch_schedule_rec &rec) {
   return rec.time_spare;
 }
+
+// Tells the schedule from a later one of its name in what is stored beside the record. 0: a record of a version that
+// had none.
+inline uint32_t &creation(sch_schedule_rec &rec) {
+  return rec.service_head[1];
+}
+inline uint32_t creation(const sch_schedule_rec &rec) {
+  return rec.service_head[1];
+}
+uint32_t new_creation();
+uint32_t creation_of_old(const sch_schedule_entry &entry);  // for such a one: the same whenever it is found again
+
+// Drawn anew whenever the record is stored, so that stored run state is known to be older or newer than it.
+uint32_t edition(const sch_schedule_rec &rec);
+void renew_edition(sch_schedule_rec &rec);
+
+// A disabled schedule keeps everything and is not due: its due times pass without a record.
+bool is_enabled(const sch_schedule_rec &rec);
+void set_enabled(sch_schedule_rec &rec, bool enabled);
 
 inline bool has_job(const sch_schedule_rec &rec, uint32_t id) {
   return (rec.jobs[id / 32] >> (id % 32) & 1u) != 0;

@@ -14,9 +14,11 @@
 #include "platform/sysmgr.h"
 #include "service/request/jobs.h"
 #include "service/request/logging_level.h"
+#include "service/run/clock.h"
 #include "service/run/due.h"
 #include "service/state/change.h"
 #include "service/state/left_out.h"
+#include "service/state/run_state.h"
 #include "service/state/schedule_state.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
@@ -56,14 +58,13 @@ uint32_t latest_completion(const std::string &schedule) {
 
 // The saved configuration holds the run state of the moment when it was saved; what has run since is told by the
 // statuses alone. A due time that a run came after was not missed.
-void forget_used_times(sch_schedule_entry &entry) {
+void forget_used_times(sch_schedule_entry &entry, time_t now) {
   ScheduleState state = state_of(*entry.rec);
   const uint32_t completion = latest_completion(name_of(*entry.key));
   state.last_completion = std::max(state.last_completion, completion);
   state.last_execution = std::max(state.last_execution, completion);
-  state.running_since = state.running_job = 0;
   set_state(entry, state);
-  if (state.next_due != 0 && completion >= state.next_due) arm_next(entry, time(nullptr));
+  if (state.next_due != 0 && completion >= state.next_due) arm_next(entry, now);
 }
 
 gint by_number(gconstpointer left, gconstpointer right) {
@@ -72,7 +73,7 @@ gint by_number(gconstpointer left, gconstpointer right) {
   return first < second ? -1 : first > second;
 }
 
-using Mended = std::vector<sch_schedule_entry *>;
+using Mended = std::vector<sch_schedule_entry *>;  // those whose records have to be stored again
 
 template <typename Mend>
 void mend(sch_schedule_entry &entry, Mended *mended, Mend change) {
@@ -172,11 +173,16 @@ bool open_stores(const Settings &settings, time_t now, std::string *error) {
 
 bool settle_stores(std::string *error) {
   const bool boot = sysmgr_is_stateless_restart() != 0;
+  const time_t now = wall_clock();
   Mended mended;
   if (!repair(error, &mended)) return false;
+  for_each_schedule([&](sch_schedule_entry &entry) {
+    if (lay_run_state_over(entry, now)) mended.push_back(&entry);
+  });
   if (!purge_statuses()) return fail(error, "status store");
   if (boot) take_startup_logging_level();
-  if (boot) for_each_schedule([&](sch_schedule_entry &entry) { mend(entry, &mended, forget_used_times); });
+  const auto forget = [&](sch_schedule_entry &entry) { forget_used_times(entry, now); };
+  if (boot) for_each_schedule([&](sch_schedule_entry &entry) { mend(entry, &mended, forget); });
   follow_zone(&mended);
   apply_logging_level();
   if (!boot && mended.empty()) return true;

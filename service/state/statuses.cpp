@@ -6,6 +6,7 @@
 
 #include "host/status.h"
 #include "host/store/store.h"
+#include "service/state/run_state.h"
 #include "service/state/status_table.h"
 #include "service/state/tables.h"
 
@@ -83,24 +84,44 @@ bool delete_stored(const Keys &keys) {
   return report("Delete status", error);
 }
 
-Keys stored_keys() {
-  Keys keys;
-  pss_cursor cursor = {};
-  const pss_buf *key = pss_move2location(pss_running_db, PSS_FIRST, &cursor);
-  for (; key != nullptr && cursor.error == 0; key = pss_move2location(pss_running_db, PSS_NEXT, &cursor)) {
-    keys.emplace_back();
-    std::memcpy(&keys.back(), key->data, std::min<size_t>(key->length, sizeof(sch_runtime_key)));
-  }
-  return keys;
+// A run state or a page of the history: whose it is, its second word says.
+bool is_of_live_schedule(const std::string &name, const pss_buf *value) {
+  const sch_schedule_entry *entry = find_schedule(name);
+  uint32_t words[2] = {};
+  if (entry == nullptr || value == nullptr || value->length < sizeof words) return false;
+  std::memcpy(words, value->data, sizeof words);
+  return words[1] == creation(*entry->rec);
 }
 
-bool is_live(sch_runtime_key key) {
+bool is_live(sch_runtime_key key, const pss_buf *value) {
   sch_ntoh_runtime_key(&key);
   const std::string name(key.name, strnlen(key.name, sizeof key.name));
+  if (key.type == counters_key) return key.job_id == SCH_MAX_JOBS && name.empty();
+  if (key.type == run_state_key || key.type == history_key) return is_of_live_schedule(name, value);
   const uint32_t id = key.type == identity_type ? key.job_id - SCH_MAX_JOBS : key.job_id;
   if (id >= SCH_MAX_JOBS || sch_job_list[id].key == nullptr || sch_job_list[id].hdr == nullptr) return false;
   if (key.type == identity_type) return name_of(*sch_job_list[id].key) == name;
   return key.type == SCH_RUNTIME_STATUS && find_schedule(name) != nullptr && has_identity(sch_job_list[id]);
+}
+
+Keys orphans() {
+  Keys keys;
+  pss_cursor cursor = {};
+  const pss_buf *found = pss_move2location(pss_running_db, PSS_FIRST, &cursor);
+  for (; found != nullptr && cursor.error == 0; found = pss_move2location(pss_running_db, PSS_NEXT, &cursor)) {
+    sch_runtime_key key = {};
+    std::memcpy(&key, found->data, std::min<size_t>(found->length, sizeof key));
+    if (!is_live(key, pss_getvalue(pss_running_db, &cursor))) keys.push_back(key);
+  }
+  return keys;
+}
+
+void add_run_keys(const sch_schedule_entry &entry, Keys *keys) {
+  const std::optional<RunState> state = read_run_state(entry);
+  if (!state) return;
+  for (uint32_t page = state->first_page; page != state->end_page; page++)
+    keys->push_back(run_key(history_key, page, entry.key->name));
+  keys->push_back(run_key(run_state_key, 0, entry.key->name));
 }
 
 template <typename Which>
@@ -116,13 +137,6 @@ void forget(sch_job_entry &slot, Which which, Keys *keys) {
   }
 }
 
-uint32_t save_status(const sch_job_entry &slot, const sch_runtime_job_status &status) {
-  return in_batch([&] {
-    if (const uint32_t error = save_identity(slot); error != 0) return error;
-    return sch_save_runtime_job_status_entry_to_pss(pss_running_db, &status) == 0 ? 0 : host::err_not_stored;
-  });
-}
-
 }  // namespace
 
 std::string schedule_of(const sch_runtime_job_status &status) {
@@ -135,13 +149,19 @@ const sch_runtime_job_status *find_status(const sch_job_entry &slot, const char 
   return element == nullptr ? nullptr : static_cast<const sch_runtime_job_status *>(element->data);
 }
 
-uint32_t set_status(sch_job_entry &slot, const sch_runtime_job_status &status) {
-  if (const uint32_t error = save_status(slot, status); !report("Save status", error)) return error;
+uint32_t store_status(const sch_job_entry &slot, const sch_runtime_job_status &status) {
+  if (const uint32_t error = save_identity(slot); error != 0) return error;
+  return sch_save_runtime_job_status_entry_to_pss(pss_running_db, &status) == 0 ? 0 : host::err_not_stored;
+}
+
+uint32_t remember_status(sch_job_entry &slot, const sch_runtime_job_status &status) {
   return put_status(slot, status) ? 0 : host::err_no_memory;
 }
 
-void delete_statuses_of_schedule(Context &context, const std::string &schedule) {
+void delete_statuses_of_schedule(Context &context, const sch_schedule_entry &entry) {
+  const std::string schedule = name_of(*entry.key);
   Keys keys;
+  add_run_keys(entry, &keys);
   for_each_job([&](sch_job_entry &slot, uint32_t id) {
     GList *element = find_status_element(id, schedule);
     if (element == nullptr) return;
@@ -165,10 +185,7 @@ bool forget_stale_statuses(Context &context) {
 }
 
 bool purge_statuses() {
-  Keys orphans;
-  for (const sch_runtime_key &key : stored_keys())
-    if (!is_live(key)) orphans.push_back(key);
-  if (!delete_stored(orphans)) return false;
+  if (!delete_stored(orphans())) return false;
   Keys in_memory;
   for_each_job([&](sch_job_entry &slot, uint32_t) {
     const bool inherited = !has_identity(slot);

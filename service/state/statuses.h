@@ -12,16 +12,18 @@ namespace service {
 std::string schedule_of(const sch_runtime_job_status &status);
 const sch_runtime_job_status *find_status(const sch_job_entry &slot, const char *schedule);
 
-// Replaces or adds the job's status under this schedule, in memory and durably. A status.
-uint32_t set_status(sch_job_entry &slot, const sch_runtime_job_status &status);
+// Replaces or adds the job's status under this schedule: within the batch that is open on pss_running_db, and in memory
+// when that is committed. Each gives a status.
+uint32_t store_status(const sch_job_entry &slot, const sch_runtime_job_status &status);
+uint32_t remember_status(sch_job_entry &slot, const sch_runtime_job_status &status);
 
-// Forgets these statuses in memory and durably. When the store refuses, they are forgotten in memory and
-// context.stale_statuses is set.
-void delete_statuses_of_schedule(Context &context, const std::string &schedule);
+// Forgets these statuses in memory and durably, and with a schedule its run state and history. When the store refuses,
+// they are forgotten in memory and context.stale_statuses is set.
+void delete_statuses_of_schedule(Context &context, const sch_schedule_entry &entry);
 void delete_statuses_of_job(Context &context, sch_job_entry &slot);
 
-// Before a new job or schedule could inherit them: removes every stored status without its job or its schedule when
-// there may be any. False: the store refuses.
+// Before a new job or schedule could inherit them: removes every stored status, run state and history without its job
+// or its schedule when there may be any. False: the store refuses.
 bool forget_stale_statuses(Context &context);
 
 // The same in any case: at start-up, when a crash may have come between the commits of the two stores, or a boot may

@@ -87,9 +87,10 @@ TEST_F(Scheduled, periodic_that_missed_many_slots_tells_once_and_goes_on_with_th
   const std::vector<Logged> log = log_of(world);
   ASSERT_THAT(log, SizeIs(2));
   EXPECT_EQ(log[1].exit_code, code(service::Reason::missed));
-  EXPECT_EQ(log[1].output,
-            "[missed: it was due at Sat Nov 21 12:15:00 2026, found at Sat Nov 21 15:00:00 2026; next at Sat Nov 21 "
-            "15:05:00 2026]\n");
+  EXPECT_EQ(
+      log[1].output,
+      "[missed: 17 due times, the first at Sat Nov 21 12:15:00 2026, the last at Sat Nov 21 14:55:00 2026, found at "
+      "Sat Nov 21 15:00:00 2026; next at Sat Nov 21 15:05:00 2026]\n");
   EXPECT_EQ(state("s").next_due, noon + 3 * hour + 5 * minute);
 }
 
@@ -156,29 +157,65 @@ TEST_F(Scheduled, due_without_jobs_it_says_so_and_counts_no_execution) {
   EXPECT_EQ(state("s").next_due, noon + day + 30 * minute);
 }
 
-// What the store holds when the service was killed during the second job.
-TEST_F(Scheduled, a_run_that_a_crash_interrupted_is_told_with_its_job) {
+Logged interrupted(const std::string &job, time_t begun, const std::string &begun_text) {
+  return {job,
+          "s",
+          "root",
+          "[interrupted: the service ended during the run that began at " + begun_text + "]\n",
+          code(service::Reason::interrupted),
+          begun + minute};
+}
+
+// Memory goes as in a crash: what the store holds is all that is left.
+TEST_F(Scheduled, a_crash_leaves_one_outcome_for_each_job_of_the_run_and_none_is_told_again) {
+  configure(daily(12, 30));
+  ASSERT_EQ(create_job(world, "slow", "sleep 100\n"), 0u);
+  ASSERT_EQ(create_job(world, "third", "echo\n"), 0u);
+  for (const char *job : {"slow", "third"})
+    ASSERT_EQ(
+        world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_MODIFY_SCHEDULE, modify_payload("s", SCH_MODIFY_JOB, false, job))
+            .status,
+        0u);
+  const time_t due = noon + 30 * minute;
+  set_clock(due);
+  world.parts->scheduler.check();
+  while (log_of(world).empty())
+    world.loop.turn();
+  set_clock(due + minute);
+  world.restart();
+  EXPECT_THAT(log_of(world), ElementsAre(Logged{"job", "s", "root", "ran\n", 0, due},
+                                         interrupted("slow", due, "Sat Nov 21 12:30:00 2026"),
+                                         interrupted("third", due, "Sat Nov 21 12:30:00 2026")));
+  EXPECT_EQ(service::find_status(sch_job_list[0], "s")->words[0], 0u);
+  EXPECT_EQ(service::find_status(sch_job_list[1], "s")->words[0], service::exit_status(service::Reason::interrupted));
+  EXPECT_EQ(state("s").running_since, 0u);
+  EXPECT_EQ(state("s").next_due, due + day);
+  world.restart();
+  world.run_to_the_end();
+  EXPECT_THAT(log_of(world), SizeIs(3));
+}
+
+// A version before kept the run state in the schedule's record.
+TEST_F(Scheduled, a_run_that_a_crash_of_the_version_before_interrupted_is_told_once_with_its_job) {
   configure(daily(12, 30));
   ASSERT_EQ(create_job(world, "second", "echo ran\n"), 0u);
   sch_schedule_entry *entry = service::find_schedule("s");
   service::ScheduleState running = state("s");
   running.running_since = static_cast<uint32_t>(noon);
   running.running_job = 1 + 1;
+  running.execution_count = 7;
   service::set_state(*entry, running);
+  entry->rec->service_head[1] = entry->rec->service_word = 0;
   ASSERT_EQ(sch_save_schedule_entry_to_pss(pss_running, entry), 0);
   set_clock(noon + minute);
   world.restart();
-  const Logged expected = {"second",
-                           "s",
-                           "root",
-                           "[interrupted: the service ended during the run that began at Sat Nov 21 12:00:00 2026]\n",
-                           code(service::Reason::interrupted),
-                           noon + minute};
-  EXPECT_THAT(log_of(world), ElementsAre(expected));
+  EXPECT_THAT(log_of(world), ElementsAre(interrupted("second", noon, "Sat Nov 21 12:00:00 2026")));
   EXPECT_EQ(service::find_status(sch_job_list[1], "s")->words[0], service::exit_status(service::Reason::interrupted));
   EXPECT_EQ(state("s").running_since, 0u);
+  EXPECT_EQ(state("s").next_due, noon + 30 * minute);
   world.restart();
   EXPECT_THAT(log_of(world), SizeIs(1));
+  EXPECT_GE(state("s").execution_count, 7u);
 }
 
 TEST_F(Scheduled, a_disabled_feature_runs_nothing_and_makes_up_for_nothing) {

@@ -83,7 +83,7 @@ TEST(Run, the_services_end_stops_the_run_and_records_it) {
     world.loop.turn_without_waiting();
     usleep(200);
   }
-  world.parts->runner.stop_all(world.parts->context);
+  world.parts->runner.stop_all();
   const std::vector<Logged> log = log_of(world);
   ASSERT_THAT(log, SizeIs(1));
   EXPECT_EQ(log[0].exit_code, service::exit_code(service::Reason::stopped));
@@ -104,7 +104,7 @@ TEST(Run, more_due_schedules_than_run_at_once_wait_for_their_turn_and_are_told_w
   set_clock(noon + 60 + 86400);
   world.parts->scheduler.check();
   EXPECT_EQ(world.parts->runner.under_way(), count);
-  world.parts->runner.stop_all(world.parts->context);
+  world.parts->runner.stop_all();
   EXPECT_EQ(world.parts->runner.under_way(), 0u);
   const std::vector<Logged> log = log_of(world);
   ASSERT_THAT(log, SizeIs(2 * count));

@@ -7,4 +7,11 @@ namespace service_test {
 void fail_store_call(int nth);  // the nth from now on, of pss_store and store_commit, fails once; 0: none
 bool store_call_failed();       // since then
 
+// The process is killed before (odd) or after (even) one of these calls: the first one's before is 1. 0: not.
+void die_at_store_call(int point);
+
+// How many of these calls were made.
+int store_writes();
+int store_commits();
+
 }  // namespace service_test

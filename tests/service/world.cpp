@@ -2,6 +2,7 @@
 #include "tests/service/world.h"
 
 #include <pwd.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -17,6 +18,7 @@
 #include "service/request/control.h"
 #include "service/request/dispatch.h"
 #include "service/request/jobs.h"
+#include "service/run/run_record.h"
 #include "service/state/startup.h"
 #include "service/state/tables.h"
 
@@ -24,15 +26,27 @@ namespace {
 
 time_t clock_offset = 0, clock_stands_at = 0;
 
-time_t machine_time() {
+timespec machine_clock(clockid_t clock) {
   timespec now = {};
-  clock_gettime(CLOCK_REALTIME, &now);
-  return now.tv_sec;
+  syscall(SYS_clock_gettime, clock, &now);
+  return now;
+}
+
+time_t machine_time() {
+  return machine_clock(CLOCK_REALTIME).tv_sec;
 }
 
 }  // namespace
 
 // The clock of everything in this process, the libraries included.
+extern "C" int clock_gettime(clockid_t clock, timespec *now) noexcept {
+  *now = machine_clock(clock);
+  if (clock != CLOCK_REALTIME) return 0;
+  if (clock_stands_at != 0) *now = {clock_stands_at, 0};
+  if (clock_stands_at == 0) now->tv_sec += clock_offset;
+  return 0;
+}
+
 extern "C" time_t time(time_t *out) noexcept {
   const time_t now = clock_stands_at != 0 ? clock_stands_at : machine_time() + clock_offset;
   if (out != nullptr) *out = now;
@@ -95,11 +109,14 @@ Directory::Directory() {
 }
 
 Directory::~Directory() {
-  std::filesystem::remove_all(path_);
+  if (is_ours_) std::filesystem::remove_all(path_);
 }
 
-World::Parts::Parts(service::Runner::Options options)
-    : runner(std::move(options)), context{service::Authority(true, {0, "root"}), log, runner}, scheduler(context) {}
+World::Parts::Parts(const service::Runner::Options &options)
+    : recorder(log),
+      runner(recorder, options),
+      scheduler(recorder, runner),
+      context{service::Authority(true, {0, "root"}), log, runner, scheduler} {}
 
 World::World(service::Runner::Options chosen) : options(std::move(chosen)) {
   options.processes.starter = SCHEDD_STARTER_BUILT;
@@ -111,6 +128,12 @@ World::World(service::Runner::Options chosen) : options(std::move(chosen)) {
   if (enabled.status != 0) throw std::runtime_error("the feature cannot be enabled");
 }
 
+World::World(std::string existing_directory, time_t now) : directory(std::move(existing_directory)) {
+  setenv("TZ", "UTC", 1);
+  set_clock(now);
+  start();
+}
+
 World::~World() {
   stop();
 }
@@ -119,11 +142,12 @@ uint32_t World::try_start(std::string *error) {
   host::use_paths(host::resolve_paths((directory.path() + "/state").c_str()));
   if (!service::open_stores(settings, time(nullptr), error) || !service::settle_stores(error)) return 1;
   parts = std::make_unique<Parts>(options);
-  if (const auto opened = parts->log.open(); !opened) {
+  if (const auto opened = parts->log.open(service::stored_outcomes()); !opened) {
     *error = opened.error().text;
     return 1;
   }
   parts->scheduler.recover();
+  parts->scheduler.check();
   return host::sysmgr_mark_started() ? 0 : 1;
 }
 
@@ -169,6 +193,11 @@ host::Answer World::send(const host::Caller &caller, uint32_t service, uint32_t 
 
 void World::run_to_the_end() {
   while (parts->runner.under_way() > 0)
+    loop.turn();
+}
+
+void World::settle() {
+  while (parts->runner.under_way() > 0 || parts->recorder.failing() || parts->recorder.waiting() > 0)
     loop.turn();
 }
 

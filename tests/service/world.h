@@ -21,21 +21,24 @@ using host::Bytes;
 
 inline constexpr time_t noon = 1795262400;  // Sat Nov 21 12:00:00 2026 UTC
 
-void set_clock(time_t now);       // time() stands still there
+void set_clock(time_t now);       // the wall clock stands still there
 void run_clock_from(time_t now);  // time() goes on from there with the machine's
 
 class Directory {
  public:
   Directory();
+  explicit Directory(std::string existing) : path_(std::move(existing)), is_ours_(false) {}
   ~Directory();
   const std::string &path() const { return path_; }
 
  private:
   std::string path_;
+  bool is_ours_ = true;
 };
 
 struct World {
   explicit World(service::Runner::Options options = {});
+  World(std::string existing_directory, time_t now);  // as another process, in what one before has left
   ~World();
 
   void start();  // as schedd starts; `started_again` tests what a restart finds
@@ -46,17 +49,19 @@ struct World {
 
   host::Answer send(const host::Caller &caller, uint32_t service, uint32_t opcode, const Bytes &payload);
   void run_to_the_end();  // the main loop, until no run is under way
+  void settle();          // and until the store has taken everything
 
   host::Loop loop;
   Directory directory;
   service::Runner::Options options;
   service::Settings settings;  // of the next start
   struct Parts {
-    Parts(service::Runner::Options options);
+    explicit Parts(const service::Runner::Options &options);
     service::JobLog log;
+    service::Recorder recorder;
     service::Runner runner;
-    service::Context context;
     service::Scheduler scheduler;
+    service::Context context;
   };
   std::unique_ptr<Parts> parts;
 };

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/run/history.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+#include "service/run/history_page.h"
+#include "service/state/run_state.h"
+#include "service/state/schedule_state.h"
+
+namespace service {
+namespace {
+
+// More than the largest log holds, little enough for memory.
+constexpr size_t walk_limit = 50000;
+
+// The newest first, until `visit` says that it is enough.
+template <typename Visit>
+void for_each_page(const sch_schedule_entry &entry, Visit visit) {
+  const std::optional<RunState> state = read_run_state(entry);
+  if (!state) return;
+  for (uint32_t number = state->end_page; number != state->first_page; number--)
+    if (const std::optional<HistoryPage> page = HistoryPage::read(entry, number - 1); page && !visit(*page)) return;
+}
+
+using Found = std::pair<const sch_schedule_entry *, Outcome>;
+
+bool later(const Found &left, const Found &right) {
+  return left.second.sequence > right.second.sequence;
+}
+
+// The newest alone are kept: `found` is a heap with the oldest on top.
+void keep_newest(std::vector<Found> *found, Found another) {
+  found->push_back(std::move(another));
+  std::push_heap(found->begin(), found->end(), later);
+  if (found->size() <= walk_limit) return;
+  std::pop_heap(found->begin(), found->end(), later);
+  found->pop_back();
+}
+
+}  // namespace
+
+// Runs of one schedule follow each other, so that an older run's outcome says that all of a younger one's were read.
+std::vector<HistoryRun> read_history(const sch_schedule_entry &entry, size_t limit) {
+  std::map<uint64_t, std::vector<Outcome>> runs;
+  for_each_page(entry, [&](const HistoryPage &page) {
+    for (Outcome &outcome : page.outcomes())
+      runs[outcome.run].push_back(std::move(outcome));
+    return runs.size() <= limit;
+  });
+  std::vector<HistoryRun> newest_first;
+  for (auto run = runs.rbegin(); run != runs.rend() && newest_first.size() < limit; ++run) {
+    std::ranges::sort(run->second, {}, &Outcome::sequence);
+    newest_first.push_back({run->first, std::move(run->second)});
+  }
+  return newest_first;
+}
+
+std::optional<HistoryRun> find_in_history(const sch_schedule_entry &entry, uint64_t run) {
+  HistoryRun found = {run, {}};
+  for_each_page(entry, [&](const HistoryPage &page) {
+    if (page.first_run() <= run)
+      for (Outcome &outcome : page.outcomes())
+        if (outcome.run == run) found.outcomes.push_back(std::move(outcome));
+    return page.last_run() >= run;
+  });
+  if (found.outcomes.empty()) return std::nullopt;
+  std::ranges::sort(found.outcomes, {}, &Outcome::sequence);
+  return found;
+}
+
+void walk_outcomes_after(uint64_t sequence, const VisitOutcome &visit) {
+  if (read_run_counters().outcomes <= sequence) return;
+  std::vector<Found> found;
+  for_each_schedule([&](const sch_schedule_entry &entry) {
+    for_each_page(entry, [&](const HistoryPage &page) {
+      if (page.last_sequence() <= sequence) return false;
+      for (Outcome &outcome : page.outcomes())
+        if (outcome.sequence > sequence) keep_newest(&found, {&entry, std::move(outcome)});
+      return true;
+    });
+  });
+  std::sort_heap(found.begin(), found.end(), later);
+  std::reverse(found.begin(), found.end());
+  for (const auto &[entry, outcome] : found)
+    visit(*entry, outcome);
+}
+
+}  // namespace service

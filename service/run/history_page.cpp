@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/run/history_page.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "platform/pss.h"
+#include "service/state/run_state.h"
+#include "service/state/schedule_state.h"
+
+namespace service {
+namespace {
+
+constexpr uint32_t version = 1;
+constexpr size_t record_limit = 1024;  // the store's own limit for values
+
+struct Stored {
+  uint64_t run, sequence;
+  int64_t run_begin_ms, begin_ms, end_ms;
+  uint64_t output_bytes;
+  uint32_t due, wait_status, job_id, killed, missed_count, missed_last;
+  uint8_t reason, job_size, asked_by_size, remark_size;
+  uint32_t unused;
+};
+static_assert(sizeof(Stored) == 80);
+
+Stored fixed_part(const Outcome &outcome) {
+  Stored stored = {};
+  stored.run = outcome.run;
+  stored.sequence = outcome.sequence;
+  stored.run_begin_ms = outcome.run_begin_ms;
+  stored.begin_ms = outcome.begin_ms;
+  stored.end_ms = outcome.end_ms;
+  stored.output_bytes = outcome.output_bytes;
+  stored.due = outcome.due;
+  stored.wait_status = outcome.wait_status;
+  stored.job_id = outcome.job_id;
+  stored.killed = outcome.killed;
+  stored.missed_count = outcome.missed_count;
+  stored.missed_last = outcome.missed_last;
+  stored.reason = static_cast<uint8_t>(outcome.reason);
+  return stored;
+}
+
+Outcome outcome_of(const Stored &stored) {
+  Outcome outcome;
+  outcome.run = stored.run;
+  outcome.sequence = stored.sequence;
+  outcome.run_begin_ms = stored.run_begin_ms;
+  outcome.begin_ms = stored.begin_ms;
+  outcome.end_ms = stored.end_ms;
+  outcome.output_bytes = stored.output_bytes;
+  outcome.due = stored.due;
+  outcome.wait_status = stored.wait_status;
+  outcome.job_id = stored.job_id;
+  outcome.killed = stored.killed;
+  outcome.missed_count = stored.missed_count;
+  outcome.missed_last = stored.missed_last;
+  outcome.reason = static_cast<Reason>(stored.reason);
+  return outcome;
+}
+
+// Names are at most 31 bytes long; a remark may be longer.
+uint8_t add_text(std::string *body, const std::string &text, size_t limit) {
+  const size_t size = std::min(text.size(), limit);
+  body->append(text, 0, size);
+  return static_cast<uint8_t>(size);
+}
+
+std::string encode(const Outcome &outcome) {
+  constexpr size_t name_limit = sizeof(sch_config_key::name);
+  static_assert(history_remark_limit <= std::numeric_limits<uint8_t>::max());
+  std::string texts;
+  Stored stored = fixed_part(outcome);
+  stored.job_size = add_text(&texts, outcome.job, name_limit);
+  stored.asked_by_size = add_text(&texts, outcome.asked_by, name_limit);
+  stored.remark_size = add_text(&texts, outcome.remark, history_remark_limit);
+  return std::string(reinterpret_cast<const char *>(&stored), sizeof stored) + texts;
+}
+
+// Takes one outcome from the front. False: what is left is not one.
+bool decode(std::string_view *body, Outcome *outcome) {
+  Stored stored;
+  if (body->size() < sizeof stored) return false;
+  std::memcpy(&stored, body->data(), sizeof stored);
+  body->remove_prefix(sizeof stored);
+  if (body->size() < size_t{stored.job_size} + stored.asked_by_size + stored.remark_size) return false;
+  const auto take = [&](size_t size) {
+    std::string text(body->substr(0, size));
+    body->remove_prefix(size);
+    return text;
+  };
+  *outcome = outcome_of(stored);
+  outcome->job = take(stored.job_size);
+  outcome->asked_by = take(stored.asked_by_size);
+  outcome->remark = take(stored.remark_size);
+  return true;
+}
+
+}  // namespace
+
+HistoryPage::HistoryPage(uint32_t creation, const HistoryPage *before) {
+  head_.version = version;
+  head_.creation = creation;
+  head_.last_run = before == nullptr ? 0 : before->last_run();
+}
+
+std::optional<HistoryPage> HistoryPage::read(const sch_schedule_entry &entry, uint32_t number) {
+  uint32_t error = 0;
+  sch_runtime_key key = run_key(history_key, number, entry.key->name);
+  const pss_buf name = {&key, sizeof key};
+  const pss_buf *value = pss2_fetch(pss_running_db, &name, &error);
+  if (value == nullptr || error != 0 || value->length < sizeof(Head)) return std::nullopt;
+  HistoryPage page;
+  std::memcpy(&page.head_, value->data, sizeof page.head_);
+  if (page.head_.version != version || page.head_.creation != creation(*entry.rec)) return std::nullopt;
+  page.body_.assign(static_cast<const char *>(value->data) + sizeof page.head_, value->length - sizeof page.head_);
+  return page;
+}
+
+uint32_t HistoryPage::write(const sch_schedule_entry &entry, uint32_t number) const {
+  sch_runtime_key key = run_key(history_key, number, entry.key->name);
+  std::string record = std::string(reinterpret_cast<const char *>(&head_), sizeof head_) + body_;
+  const pss_buf name = {&key, sizeof key}, value = {record.data(), static_cast<uint32_t>(record.size())};
+  return pss_store(pss_running_db, 1, &name, &value);
+}
+
+bool HistoryPage::add(const Outcome &outcome) {
+  const std::string encoded = encode(outcome);
+  if (sizeof head_ + body_.size() + encoded.size() > record_limit) return false;
+  body_ += encoded;
+  head_.first_run = head_.count == 0 ? outcome.run : std::min(head_.first_run, outcome.run);
+  head_.new_runs += outcome.run > head_.last_run ? 1 : 0;
+  head_.last_run = std::max(head_.last_run, outcome.run);
+  head_.last_sequence = std::max(head_.last_sequence, outcome.sequence);
+  head_.count++;
+  return true;
+}
+
+std::vector<Outcome> HistoryPage::outcomes() const {
+  std::vector<Outcome> found;
+  std::string_view rest = body_;
+  for (Outcome outcome; found.size() < head_.count && decode(&rest, &outcome);)
+    found.push_back(outcome);
+  return found;
+}
+
+}  // namespace service

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+// What has happened, made durable: outcomes that come in together are one commit, and only then the job log and the
+// system log are told and the run goes on. A commit that failed is tried again until it is through.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "host/loop/watch.h"
+#include "service/joblog/joblog.h"
+#include "service/run/outcome.h"
+#include "service/run/run_batch.h"
+
+namespace service {
+
+// One step of a run on its way to the disk.
+struct RunStep {
+  RunStep() = default;
+  explicit RunStep(const sch_schedule_entry &entry);
+
+  uintptr_t schedule = 0;  // serial: of one that was deleted meanwhile, only the logs are told
+  std::string schedule_name, owner;
+  uint32_t owner_tag = 0;
+  uintptr_t job = 0;  // serial; 0: no job's status changes
+
+  bool has_outcome = true;
+  Outcome outcome;
+  std::string output;
+  bool ends_run = false;
+  bool had_its_turn = true;  // of one that ends: it is complete, and not only over
+};
+
+class Recorder {
+ public:
+  using Recorded = std::function<void()>;
+  using Fill = std::function<void(RunBatch &)>;
+
+  explicit Recorder(JobLog &log) : log_(log) {}
+
+  void load();  // at the start: the numbers go on from where they stood
+
+  // Durable within a few milliseconds, with what else comes in until then. `recorded` is called afterwards.
+  void record(RunStep step, Recorded recorded = {});
+
+  // One durable step, now: `fill`, these steps and all that wait. A failure has changed nothing; `steps` and what
+  // `fill` does are the caller's to repeat, when `on_recovery` tells.
+  host::Result<void> commit(std::vector<RunStep> steps, const Fill &fill);
+
+  // True: the last commit failed, and it is not yet time to try again. Nothing new is begun until then.
+  bool failing() const { return failures_ != 0 && timer_.active(); }
+  void on_recovery(std::function<void()> ask) { ask_again_ = std::move(ask); }
+
+  void flush();  // the service ends: what waits, once more
+  size_t waiting() const { return queue_.size(); }
+  time_t last_seen() const { return static_cast<time_t>(counters_.last_seen); }  // before this start, or at a commit
+
+ private:
+  struct Waiting {
+    RunStep step;
+    Recorded recorded;
+  };
+
+  void arm_timer();
+  void commit_waiting();
+  host::Result<void> store(const Fill &fill);
+  void tell(const std::vector<Waiting> &stored);
+  void failed(const host::Error &error);
+  void announce(const RunStep &step);  // to the logs
+
+  JobLog &log_;
+  RunCounters counters_ = {};
+  std::vector<Waiting> queue_;
+  unsigned failures_ = 0;  // in a row
+  std::function<void()> ask_again_;
+  host::Watch timer_;
+};
+
+}  // namespace service

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/state/run_state.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/pss.h"
+#include "service/run/due.h"
+#include "service/state/tables.h"
+
+namespace service {
+namespace {
+
+constexpr uint32_t version = 1;
+
+template <typename Record>
+bool fetch(sch_runtime_key key, Record *record) {
+  uint32_t error = 0;
+  const pss_buf name = {&key, sizeof key};
+  const pss_buf *value = pss2_fetch(pss_running_db, &name, &error);
+  if (value == nullptr || error != 0 || value->length != sizeof *record) return false;
+  std::memcpy(record, value->data, sizeof *record);
+  return record->version == version;
+}
+
+void take_over(sch_schedule_entry &entry, const RunState &stored) {
+  ScheduleState state = state_of(*entry.rec);
+  state.next_due = stored.next_due;
+  state.last_execution = stored.last_execution;
+  state.last_completion = stored.last_completion;
+  state.execution_count = stored.execution_count;
+  entry.rec->time.last_run = stored.last_slot;
+  taken_wall(*entry.rec) = stored.taken_wall;
+  set_state(entry, state);
+}
+
+// The record was configured after the last run, or it is an older one that a boot has brought back: neither forgets
+// what has run.
+void take_maximum(sch_schedule_entry &entry, const RunState &stored, time_t now) {
+  ScheduleState state = state_of(*entry.rec);
+  state.last_execution = std::max(state.last_execution, stored.last_execution);
+  state.last_completion = std::max(state.last_completion, stored.last_completion);
+  state.execution_count = std::max(state.execution_count, stored.execution_count);
+  set_state(entry, state);
+  if (state.next_due != 0 && state.next_due <= stored.last_taken) arm_next(entry, now);
+}
+
+}  // namespace
+
+sch_runtime_key run_key(RunKeyType type, uint32_t number, const char *schedule) {
+  sch_runtime_key key = {type, SCH_MAX_JOBS + number, {}};
+  std::memcpy(key.name, schedule, strnlen(schedule, sizeof key.name));
+  sch_hton_runtime_key(&key);
+  return key;
+}
+
+std::optional<RunState> read_run_state(const sch_schedule_entry &entry) {
+  RunState state;
+  if (!fetch(run_key(run_state_key, 0, entry.key->name), &state)) return std::nullopt;
+  if (state.creation != creation(*entry.rec)) return std::nullopt;
+  return state;
+}
+
+RunState new_run_state(const sch_schedule_entry &entry) {
+  RunState state = {};
+  state.version = version;
+  state.creation = creation(*entry.rec);
+  return state;
+}
+
+RunCounters read_run_counters() {
+  RunCounters counters = {};
+  if (!fetch(run_key(counters_key, 0, ""), &counters)) counters = {};
+  counters.version = version;
+  return counters;
+}
+
+bool lay_run_state_over(sch_schedule_entry &entry, time_t now) {
+  if (creation(*entry.rec) == 0) {
+    creation(*entry.rec) = creation_of_old(entry);
+    if (!read_run_state(entry)) return true;
+  }
+  ScheduleState state = state_of(*entry.rec);
+  never_started(state);  // the record may be of a moment at which a run was under way
+  const std::optional<RunState> stored = read_run_state(entry);
+  if (stored && stored->running != 0) begun(state, static_cast<time_t>(stored->running_since_ms / 1000));
+  set_state(entry, state);
+  if (!stored) return false;
+  if (stored->edition == edition(*entry.rec))
+    take_over(entry, *stored);
+  else
+    take_maximum(entry, *stored, now);
+  return false;
+}
+
+}  // namespace service

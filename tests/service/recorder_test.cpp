@@ -1,0 +1,376 @@
+// SPDX-License-Identifier: Apache-2.0
+// Runs on disk: each due time and job has exactly one outcome, whatever fails, and the steps are few.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <functional>
+#include <map>
+
+#include "host/status.h"
+#include "service/request/control.h"
+#include "service/run/history.h"
+#include "service/state/tables.h"
+#include "tests/service/store_faults.h"
+#include "tests/service/world.h"
+
+namespace service_test {
+namespace {
+
+using service::HistoryRun;
+using service::Outcome;
+using service::Reason;
+using ::testing::ElementsAre;
+using ::testing::SizeIs;
+
+constexpr time_t minute = 60, day = 86400;
+constexpr time_t due = noon + 30 * minute;
+
+std::vector<HistoryRun> history(const std::string &schedule) {
+  return service::read_history(*service::find_schedule(schedule));
+}
+
+service::ScheduleState state(const std::string &name) {
+  return service::state_of(*service::find_schedule(name)->rec);
+}
+
+void pass_to(World &world, time_t now) {
+  set_clock(now);
+  world.parts->scheduler.check();
+  world.settle();
+}
+
+struct Recorded : ::testing::Test {
+  World world;
+
+  void configure(const std::string &schedule, const std::vector<std::string> &jobs, const sch_tminfo &time) {
+    for (const std::string &job : jobs)
+      if (service::find_job(job) == nullptr) {
+        ASSERT_EQ(create_job(world, job, "echo " + job + "\n"), 0u);
+      }
+    ASSERT_EQ(create_schedule(world, schedule, jobs, time), 0u);
+  }
+};
+
+TEST_F(Recorded, a_run_alone_is_two_commits_its_intent_and_its_outcome) {
+  configure("s", {"job"}, daily(12, 30));
+  pass_to(world, due);
+  const int before = store_commits();
+  pass_to(world, due + day);
+  EXPECT_EQ(store_commits() - before, 2);
+}
+
+TEST_F(Recorded, what_is_due_together_shares_its_commits) {
+  constexpr int schedules = 100;
+  ASSERT_EQ(create_job(world, "job", "exit 0\n"), 0u);
+  for (int i = 0; i < schedules; i++)
+    ASSERT_EQ(create_schedule(world, "s" + std::to_string(i), {"job"}, daily(12, 30)), 0u);
+  set_clock(due);
+  int before = store_commits();
+  world.parts->scheduler.check();
+  EXPECT_EQ(store_commits() - before, 1) << "all intents before the first process";
+  before = store_commits();
+  world.settle();
+  EXPECT_LT(store_commits() - before, schedules / 2);
+  for (int i = 0; i < schedules; i++)
+    EXPECT_EQ(history("s" + std::to_string(i)).size(), 1u) << i;
+}
+
+TEST_F(Recorded, the_history_tells_of_a_run_what_is_known_and_survives_a_restart) {
+  configure("s", {"first", "second"}, daily(12, 30));
+  pass_to(world, due + 5);
+  world.restart();
+  const std::vector<HistoryRun> runs = history("s");
+  ASSERT_THAT(runs, SizeIs(1));
+  ASSERT_THAT(runs[0].outcomes, SizeIs(2));
+  const Outcome &second = runs[0].outcomes[1];
+  EXPECT_EQ(second.run, runs[0].number);
+  EXPECT_EQ(second.sequence, runs[0].outcomes[0].sequence + 1);
+  EXPECT_EQ(second.due, due);
+  EXPECT_EQ(second.reason, Reason::ended);
+  EXPECT_EQ(second.wait_status, 0u);
+  EXPECT_EQ(second.run_begin_ms, (due + 5) * 1000);
+  EXPECT_EQ(second.begin_ms, (due + 5) * 1000);
+  EXPECT_EQ(second.end_ms, (due + 5) * 1000);
+  EXPECT_EQ(second.job, "second");
+  EXPECT_EQ(second.job_id, 1u);
+  EXPECT_EQ(second.output_bytes, 7u);
+  EXPECT_EQ(second.asked_by, "");
+}
+
+TEST_F(Recorded, the_history_keeps_the_last_64_runs_and_not_many_more) {
+  configure("s", {"job"}, every(1, noon + minute));
+  uint64_t last = 0;
+  for (time_t run = 1; run <= 100; run++)
+    pass_to(world, noon + run * minute);
+  const std::vector<HistoryRun> runs = service::read_history(*service::find_schedule("s"), 1000);
+  EXPECT_GE(runs.size(), service::history_runs);
+  EXPECT_LT(runs.size(), service::history_runs + 16);
+  for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
+    EXPECT_EQ(run->number, last == 0 ? run->number : last + 1);
+    last = run->number;
+  }
+  EXPECT_EQ(runs.front().outcomes[0].due, noon + 100 * minute);
+  EXPECT_THAT(history("s"), SizeIs(service::history_runs));
+  const auto found = service::find_in_history(*service::find_schedule("s"), runs[20].number);
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->outcomes[0].due, runs[20].outcomes[0].due);
+  EXPECT_FALSE(service::find_in_history(*service::find_schedule("s"), last + 1));
+}
+
+TEST_F(Recorded, outcomes_after_a_sequence_number_come_in_its_order_from_all_schedules) {
+  configure("a", {"job"}, daily(12, 30));
+  configure("b", {"job"}, daily(12, 30));
+  pass_to(world, due);
+  const uint64_t seen = std::max(history("a")[0].outcomes[0].sequence, history("b")[0].outcomes[0].sequence);
+  pass_to(world, due + day);
+  std::vector<uint64_t> found;
+  service::walk_outcomes_after(seen, [&](const sch_schedule_entry &, const Outcome &outcome) {
+    found.push_back(outcome.sequence);
+    EXPECT_EQ(outcome.due, due + day);
+  });
+  EXPECT_THAT(found, ElementsAre(seen + 1, seen + 2));
+}
+
+TEST_F(Recorded, numbers_of_runs_are_never_given_twice_and_a_namesake_inherits_nothing) {
+  configure("s", {"job"}, daily(12, 30));
+  pass_to(world, due);
+  const uint64_t number = history("s")[0].number;
+  ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_DELETE_SCHEDULE, schedule_payload("s")).status, 0u);
+  configure("s", {"job"}, daily(12, 30));
+  EXPECT_THAT(history("s"), SizeIs(0));
+  EXPECT_EQ(state("s").execution_count, 0u);
+  world.restart();
+  EXPECT_THAT(history("s"), SizeIs(0));
+  pass_to(world, due + day);
+  ASSERT_THAT(history("s"), SizeIs(1));
+  EXPECT_GT(history("s")[0].number, number);
+}
+
+TEST_F(Recorded, a_schedule_configured_after_its_last_run_is_found_as_it_was_configured) {
+  configure("s", {"job"}, daily(12, 30));
+  pass_to(world, due);
+  ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_MODIFY_SCHEDULE, time_payload("s", daily(13, 0))).status, 0u);
+  world.restart();
+  EXPECT_EQ(state("s").next_due, noon + 60 * minute);
+  EXPECT_EQ(state("s").execution_count, 1u);
+  EXPECT_EQ(state("s").last_execution, due);
+  pass_to(world, noon + 60 * minute);
+  world.restart();
+  EXPECT_EQ(state("s").next_due, noon + 60 * minute + day);
+}
+
+TEST_F(Recorded, a_schedule_deleted_while_it_waits_for_its_turn_leaves_its_outcome_in_the_log) {
+  world.parts->runner.set_limits({1, 1, 0});
+  configure("first", {"job"}, daily(12, 30));
+  configure("second", {"job"}, daily(12, 30));
+  set_clock(due);
+  world.parts->scheduler.check();
+  ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_DELETE_SCHEDULE, schedule_payload("second")).status, 0u);
+  world.settle();
+  const std::vector<Logged> log = log_of(world);
+  ASSERT_THAT(log, SizeIs(2));
+  std::map<std::string, std::string> output;
+  for (const Logged &entry : log)
+    output[entry.schedule] = entry.output;
+  EXPECT_EQ(output["first"], "job\n");
+  EXPECT_EQ(output["second"], "[skipped: the schedule was deleted before its turn came]\n");
+}
+
+// Each store call of a run once refused: nothing is lost, nothing is told twice, nothing runs twice.
+TEST_F(Recorded, a_refusal_of_any_store_call_of_a_run_is_made_up_for) {
+  configure("s", {"first", "second"}, daily(12, 30));
+  int nth = 1;
+  for (;; nth++) {
+    const time_t now = due + (nth - 1) * day;
+    fail_store_call(nth);
+    pass_to(world, now);
+    const bool failed = store_call_failed();
+    fail_store_call(0);
+    const std::vector<HistoryRun> runs = history("s");
+    ASSERT_FALSE(runs.empty()) << nth;
+    ASSERT_THAT(runs[0].outcomes, SizeIs(2)) << nth;
+    for (const Outcome &outcome : runs[0].outcomes) {
+      EXPECT_EQ(outcome.due, now) << nth;
+      EXPECT_EQ(outcome.reason, Reason::ended) << nth;
+    }
+    ASSERT_EQ(state("s").execution_count, nth);
+    ASSERT_EQ(state("s").running_since, 0u);
+    if (!failed) break;
+  }
+  EXPECT_GT(nth, 8);
+  EXPECT_THAT(log_of(world), SizeIs(2 * nth));
+}
+
+TEST_F(Recorded, what_cannot_be_stored_does_not_run_and_is_missed_when_it_has_become_too_late) {
+  configure("s", {"job"}, daily(12, 30));
+  set_clock(due);
+  fail_store_call(1);
+  world.parts->scheduler.check();
+  ASSERT_TRUE(store_call_failed());
+  EXPECT_EQ(world.parts->runner.under_way(), 0u);
+  EXPECT_EQ(state("s").next_due, due);
+  EXPECT_THAT(log_of(world), SizeIs(0));
+  pass_to(world, due + service::late_limit_s + 1);
+  const std::vector<Logged> log = log_of(world);
+  ASSERT_THAT(log, SizeIs(1));
+  EXPECT_EQ(log[0].exit_code, service::exit_code(Reason::missed));
+}
+
+// What a process does in the directory; true: it ended by itself, and so did its checks.
+bool in_another_process(const std::function<void()> &act) {
+  const pid_t child = fork();
+  if (child == 0) {
+    act();
+    _exit(::testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
+  return WIFEXITED(status);
+}
+
+int lines(const std::string &file) {
+  std::ifstream stream(file);
+  int count = 0;
+  for (std::string line; std::getline(stream, line);)
+    count++;
+  return count;
+}
+
+void expect_one_outcome_for_each_job(int runs) {
+  const std::vector<HistoryRun> found = history("s");
+  ASSERT_THAT(found, SizeIs(runs));
+  for (const HistoryRun &run : found) {
+    ASSERT_THAT(run.outcomes, SizeIs(2));
+    EXPECT_EQ(run.outcomes[0].job, "first");
+    EXPECT_EQ(run.outcomes[1].job, "second");
+    EXPECT_EQ(run.outcomes[0].due, run.outcomes[1].due);
+  }
+}
+
+// kill -9 before and after each store call of a start with a run in it.
+TEST(Killed, at_any_store_call_each_due_time_and_job_has_one_outcome_and_no_run_is_repeated) {
+  const Directory directory;
+  const std::string ran = directory.path() + "/ran-";
+  ASSERT_TRUE(in_another_process([&] {
+    World world(directory.path(), noon);
+    ASSERT_EQ(service::control({world.parts->context, root()}, host::Control::enable_feature, {}).status, 0u);
+    ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_RESIZE_LOG, log_payload("", "", 1024 * 1024)).status, 0u);
+    for (const std::string job : {"first", "second"})
+      ASSERT_EQ(create_job(world, job, "echo >> " + ran + job + "\n"), 0u);
+    ASSERT_EQ(create_schedule(world, "s", {"first", "second"}, daily(12, 30)), 0u);
+  }));
+  bool survived = false;
+  int point = 1;
+  for (; !survived; point++) {
+    const time_t now = due + (point - 1) * day;
+    survived = in_another_process([&] {
+      die_at_store_call(point);
+      World world(directory.path(), now);
+      world.settle();
+    });
+    ASSERT_TRUE(in_another_process([&] {
+      World world(directory.path(), now + 1);
+      world.settle();
+      expect_one_outcome_for_each_job(point);
+      EXPECT_THAT(log_of(world), SizeIs(2 * point));
+    })) << "point "
+        << point;
+    for (const std::string job : {"first", "second"})
+      ASSERT_LE(lines(ran + job), point) << "point " << point;
+  }
+  EXPECT_GT(point, 20);
+}
+
+TEST_F(Recorded, a_run_that_somebody_asks_for_leaves_the_due_times_as_they_are) {
+  configure("s", {"job"}, daily(12, 30));
+  const host::Result<uint64_t> number = world.parts->scheduler.run_now(*service::find_schedule("s"), "root");
+  ASSERT_TRUE(number);
+  EXPECT_EQ(world.parts->scheduler.run_now(*service::find_schedule("s"), "root").code(), host::err_run_under_way);
+  world.settle();
+  while (history("s").empty())
+    world.loop.turn();
+  world.settle();
+  const std::vector<HistoryRun> runs = history("s");
+  ASSERT_THAT(runs, SizeIs(1));
+  EXPECT_EQ(runs[0].number, *number);
+  EXPECT_EQ(runs[0].outcomes[0].due, 0u);
+  EXPECT_EQ(runs[0].outcomes[0].asked_by, "root");
+  EXPECT_EQ(state("s").next_due, due);
+}
+
+TEST_F(Recorded, a_killed_run_ends_with_its_job_and_starts_no_further_one) {
+  ASSERT_EQ(create_job(world, "endless", "sleep 1000\n"), 0u);
+  ASSERT_EQ(create_job(world, "next", "echo\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "s", {"endless", "next"}, daily(12, 30)), 0u);
+  set_clock(due);
+  world.parts->scheduler.check();
+  const auto under_way = world.parts->runner.list();
+  ASSERT_THAT(under_way, SizeIs(1));
+  EXPECT_EQ(under_way[0].job, "endless");
+  EXPECT_EQ(world.parts->scheduler.kill_run(under_way[0].ticket.number + 1, "root").code(), host::err_no_such_run);
+  ASSERT_TRUE(world.parts->scheduler.kill_run(under_way[0].ticket.number, "root"));
+  world.settle();
+  const std::vector<HistoryRun> runs = history("s");
+  ASSERT_THAT(runs, SizeIs(1));
+  ASSERT_THAT(runs[0].outcomes, SizeIs(2));
+  for (const Outcome &outcome : runs[0].outcomes) {
+    EXPECT_EQ(outcome.reason, Reason::killed);
+    EXPECT_EQ(outcome.remark, "killed: asked for by root");
+    EXPECT_NE(outcome.wait_status, 0u);
+  }
+}
+
+TEST_F(Recorded, a_disabled_schedule_is_not_due_until_it_is_enabled_again) {
+  configure("s", {"job"}, daily(12, 30));
+  ASSERT_TRUE(world.parts->scheduler.set_enabled(*service::find_schedule("s"), false));
+  pass_to(world, due);
+  set_clock(due + minute);
+  world.restart();
+  EXPECT_FALSE(service::is_enabled(*service::find_schedule("s")->rec));
+  pass_to(world, due + day);
+  EXPECT_THAT(log_of(world), SizeIs(0));
+  ASSERT_TRUE(world.parts->scheduler.set_enabled(*service::find_schedule("s"), true));
+  EXPECT_EQ(state("s").next_due, due + 2 * day);
+}
+
+TEST_F(Recorded, of_many_missed_due_times_the_last_one_runs_where_that_is_wanted) {
+  service::LatePolicy policy;
+  policy.run_once = true;
+  world.parts->scheduler.set_policy(policy);
+  configure("s", {"job"}, daily(12, 30));
+  pass_to(world, due + 3 * day + 60 * minute);
+  const std::vector<HistoryRun> runs = history("s");
+  ASSERT_THAT(runs, SizeIs(2));
+  std::map<Reason, Outcome> by_reason;
+  for (const HistoryRun &run : runs)
+    by_reason[run.outcomes[0].reason] = run.outcomes[0];
+  EXPECT_EQ(by_reason[Reason::missed].missed_count, 3u);
+  EXPECT_EQ(by_reason[Reason::missed].due, due);
+  EXPECT_EQ(by_reason[Reason::missed].missed_last, due + 2 * day);
+  EXPECT_EQ(by_reason[Reason::ended].due, due + 3 * day);
+}
+
+TEST_F(Recorded, a_restart_within_the_grace_of_a_due_time_loses_no_run) {
+  configure("s", {"job"}, daily(12, 30));
+  set_clock(due + service::late_limit_s);
+  world.restart();
+  world.settle();
+  EXPECT_THAT(log_of(world), ElementsAre(Logged{"job", "s", "root", "job\n", 0, due + service::late_limit_s}));
+}
+
+TEST_F(Recorded, a_clock_that_was_years_ahead_is_believed_no_longer_after_a_restart) {
+  configure("s", {"job"}, daily(12, 30));
+  pass_to(world, due + 400 * day);
+  set_clock(noon + 2 * day);
+  world.restart();
+  EXPECT_EQ(state("s").next_due, due + 2 * day);
+  pass_to(world, due + 2 * day);
+  EXPECT_EQ(history("s")[0].outcomes[0].due, due + 2 * day);
+}
+
+}  // namespace
+}  // namespace service_test

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/run/turn.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace service {
+namespace {
+
+using ::testing::ElementsAre;
+
+constexpr uint32_t administrator = 1, anna = 1001, ben = 1002, carla = 1003;
+
+struct Shared : ::testing::Test {
+  Turn<std::string> turn{{8, 4, 2}, administrator};
+
+  std::vector<std::string> begun() {
+    std::vector<std::string> all;
+    while (std::optional<std::string> ticket = turn.next())
+      all.push_back(*ticket);
+    return all;
+  }
+  void wait(uint32_t owner, const std::string &name, int count) {
+    for (int i = 1; i <= count; i++)
+      turn.wait(owner, name + std::to_string(i));
+  }
+};
+
+TEST_F(Shared, owners_begin_in_turn_and_each_owners_runs_in_their_order) {
+  wait(anna, "a", 3);
+  wait(ben, "b", 1);
+  wait(carla, "c", 2);
+  EXPECT_THAT(begun(), ElementsAre("a1", "b1", "c1", "a2", "c2", "a3"));
+  EXPECT_EQ(turn.waiting(), 0u);
+}
+
+TEST_F(Shared, nobody_has_more_than_a_share_and_a_place_given_back_is_theirs_again) {
+  wait(anna, "a", 6);
+  EXPECT_THAT(begun(), ElementsAre("a1", "a2", "a3", "a4"));
+  turn.give_back(anna);
+  EXPECT_THAT(begun(), ElementsAre("a5"));
+}
+
+TEST_F(Shared, the_administrator_is_bound_by_no_share_but_leaves_the_places_for_others) {
+  wait(administrator, "r", 8);
+  EXPECT_THAT(begun(), ElementsAre("r1", "r2", "r3", "r4", "r5", "r6"));
+  wait(anna, "a", 2);
+  EXPECT_THAT(begun(), ElementsAre("a1"));
+}
+
+TEST_F(Shared, owners_with_all_the_usual_places_keep_nobody_from_beginning) {
+  wait(anna, "a", 100);
+  wait(ben, "b", 100);
+  EXPECT_EQ(begun().size(), 6u);
+  wait(carla, "c", 2);
+  EXPECT_THAT(begun(), ElementsAre("c1"));
+}
+
+TEST_F(Shared, a_ticket_taken_out_is_nobodys_turn_any_more) {
+  wait(anna, "a", 2);
+  EXPECT_EQ(turn.take([](const std::string &ticket) { return ticket == "a1"; }), "a1");
+  EXPECT_EQ(turn.take([](const std::string &ticket) { return ticket == "a1"; }), std::nullopt);
+  EXPECT_THAT(begun(), ElementsAre("a2"));
+  wait(ben, "b", 1);
+  EXPECT_THAT(turn.clear(), ElementsAre("b1"));
+  EXPECT_THAT(begun(), ElementsAre());
+}
+
+}  // namespace
+}  // namespace service
