@@ -22,8 +22,8 @@ inline constexpr uint32_t schedules_per_user_limit = 1000;
 // What a job may print before the rest is only counted: more than the usual log holds, little enough for many at once.
 inline constexpr size_t capture_limit = 256 * 1024;
 
-// Schedules that run at once; further due ones wait for their turn. The last places are for owners of whom nothing runs,
-// so that a few with many hanging runs keep nobody from running at all.
+// Schedules that run at once; further due ones wait for their turn. The last places are for owners of whom nothing
+// runs, so that a few with many hanging runs keep nobody from running at all.
 inline constexpr size_t run_limit = 64;
 inline constexpr size_t run_limit_per_owner = 16;
 inline constexpr size_t run_places_for_others = 16;

@@ -107,8 +107,13 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   Recorder recorder(log);
   Runner runner(recorder, {settings->interpreter, host::paths().system_wide, run_limits(*settings)});
   Scheduler scheduler(recorder, runner, late_policy(*settings));
-  Context context = {
-      Authority(host::paths().system_wide, {user.uid, user.name}), log, runner, scheduler, false, std::move(settings), time(nullptr)};
+  Context context = {Authority(host::paths().system_wide, {user.uid, user.name}),
+                     log,
+                     runner,
+                     scheduler,
+                     false,
+                     std::move(settings),
+                     time(nullptr)};
   if (!settle_stores(&error)) return give_up(failed, error);
   if (const auto opened = log.open(stored_outcomes()); !opened) return give_up(failed, opened.error().text);
   if (const auto ended = runner.processes().end_left_overs(); !ended)

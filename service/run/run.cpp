@@ -15,7 +15,8 @@
 
 namespace service {
 
-Run::Run(const RunOptions &options, Processes &processes, Recorder &recorder, RunStep schedule, RunTicket ticket, Ends ends)
+Run::Run(const RunOptions &options, Processes &processes, Recorder &recorder, RunStep schedule, RunTicket ticket,
+         Ends ends)
     : options_(options),
       processes_(processes),
       recorder_(recorder),

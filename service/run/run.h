@@ -38,7 +38,8 @@ class Run {
   };
 
   // `schedule`: whose run it is, for it may be deleted before its turn.
-  Run(const RunOptions &options, Processes &processes, Recorder &recorder, RunStep schedule, RunTicket ticket, Ends ends);
+  Run(const RunOptions &options, Processes &processes, Recorder &recorder, RunStep schedule, RunTicket ticket,
+      Ends ends);
 
   void begin(int64_t now_ms);
   void kill(const std::string &asked_by);  // politely first; no further job starts

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/state/statuses.h"
 
+#include <algorithm>
 #include <cstring>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "host/status.h"
@@ -93,7 +96,10 @@ bool is_of_live_schedule(const std::string &name, const pss_buf *value) {
   return words[1] == creation(*entry->rec);
 }
 
-bool is_live(sch_runtime_key key, const pss_buf *value) {
+using Names = std::set<std::string>;
+
+// `namesakes`: schedules of whose name another one ran before.
+bool is_live(sch_runtime_key key, const pss_buf *value, const Names &namesakes) {
   sch_ntoh_runtime_key(&key);
   const std::string name(key.name, strnlen(key.name, sizeof key.name));
   if (key.type == counters_key) return key.job_id == SCH_MAX_JOBS && name.empty();
@@ -101,17 +107,22 @@ bool is_live(sch_runtime_key key, const pss_buf *value) {
   const uint32_t id = key.type == identity_type ? key.job_id - SCH_MAX_JOBS : key.job_id;
   if (id >= SCH_MAX_JOBS || sch_job_list[id].key == nullptr || sch_job_list[id].hdr == nullptr) return false;
   if (key.type == identity_type) return name_of(*sch_job_list[id].key) == name;
-  return key.type == SCH_RUNTIME_STATUS && find_schedule(name) != nullptr && has_identity(sch_job_list[id]);
+  return key.type == SCH_RUNTIME_STATUS && find_schedule(name) != nullptr && !namesakes.contains(name) &&
+         has_identity(sch_job_list[id]);
 }
 
-Keys orphans() {
+// Run states come before the statuses in the store's order: a namesake is known by then.
+Keys orphans(Names *namesakes) {
   Keys keys;
   pss_cursor cursor = {};
   const pss_buf *found = pss_move2location(pss_running_db, PSS_FIRST, &cursor);
   for (; found != nullptr && cursor.error == 0; found = pss_move2location(pss_running_db, PSS_NEXT, &cursor)) {
     sch_runtime_key key = {};
     std::memcpy(&key, found->data, std::min<size_t>(found->length, sizeof key));
-    if (!is_live(key, pss_getvalue(pss_running_db, &cursor))) keys.push_back(key);
+    if (is_live(key, pss_getvalue(pss_running_db, &cursor), *namesakes)) continue;
+    keys.push_back(key);
+    sch_ntoh_runtime_key(&key);
+    if (key.type == run_state_key) namesakes->emplace(key.name, strnlen(key.name, sizeof key.name));
   }
   return keys;
 }
@@ -185,12 +196,17 @@ bool forget_stale_statuses(Context &context) {
 }
 
 bool purge_statuses() {
-  if (!delete_stored(orphans())) return false;
+  Names namesakes;
+  if (!delete_stored(orphans(&namesakes))) return false;
   Keys in_memory;
   for_each_job([&](sch_job_entry &slot, uint32_t) {
     const bool inherited = !has_identity(slot);
     forget(
-        slot, [&](const auto &status) { return inherited || find_schedule(schedule_of(status)) == nullptr; },
+        slot,
+        [&](const auto &status) {
+          const std::string schedule = schedule_of(status);
+          return inherited || find_schedule(schedule) == nullptr || namesakes.contains(schedule);
+        },
         &in_memory);
   });
   return true;

@@ -149,6 +149,22 @@ TEST_F(Recorded, numbers_of_runs_are_never_given_twice_and_a_namesake_inherits_n
   EXPECT_GT(history("s")[0].number, number);
 }
 
+TEST_F(Recorded, a_schedule_that_a_boot_brings_back_inherits_nothing_of_its_namesake) {
+  world.settings.boot_from = service::BootFrom::startup;
+  configure("s", {"job"}, daily(12, 30));
+  const service::Call call = {world.parts->context, root()};
+  ASSERT_EQ(service::control(call, host::Control::copy_running_startup, {}).status, 0u);
+  ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_DELETE_SCHEDULE, schedule_payload("s")).status, 0u);
+  configure("s", {"job"}, daily(12, 30));
+  pass_to(world, due);
+  ASSERT_EQ(state("s").execution_count, 1u);
+  set_clock(due - minute);
+  world.boot();
+  EXPECT_EQ(state("s").execution_count, 0u);
+  EXPECT_EQ(state("s").next_due, due);
+  EXPECT_THAT(history("s"), SizeIs(0));
+}
+
 TEST_F(Recorded, a_schedule_configured_after_its_last_run_is_found_as_it_was_configured) {
   configure("s", {"job"}, daily(12, 30));
   pass_to(world, due);
