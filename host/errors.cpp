@@ -70,20 +70,19 @@ constexpr ErrorText error_texts[] = {
     {host::err_job_table_full, "the job table is full: it holds 256 jobs of all users; delete one first"},
     {host::err_bad_name, "the name is not valid"},
     {host::err_not_owner, "it belongs to another user"},
-    {host::err_text_too_long,
-     "the job's text is longer than allowed (61440 bytes unless configured: 'job-text' in [limits])"},
+    {host::err_text_too_long, "the job's text is longer than the 61440 bytes that 'job-text' allows unless configured"},
     {host::err_already_assigned, "the job is assigned to the schedule already"},
     {host::err_not_assigned, "the job is not assigned to the schedule"},
     {host::err_too_many_schedules,
      "the limit of schedules of all users (10000 unless configured) is reached; delete one, or ask the administrator "
      "to "
-     "raise 'schedules' in [limits]"},
+     "raise 'schedules'"},
     {host::err_too_many_own_schedules,
      "the limit of schedules of one user (1000 unless configured) is reached; delete one, or ask the administrator to "
-     "raise 'schedules-per-user' in [limits]"},
+     "raise 'schedules-per-user'"},
     {host::err_too_many_own_jobs,
      "the limit of jobs of one user (64 unless configured) is reached; delete one, or ask the administrator to raise "
-     "'jobs-per-user' in [limits]"},
+     "'jobs-per-user'"},
     {host::err_not_stored, "it could not be stored, so nothing was changed; see the system log"},
     {host::err_disabled, "the scheduler feature is disabled; enable it with 'feature scheduler'"},
     {host::err_too_many_addresses, "the schedule has its 10 e-mail addresses already; remove one first"},
@@ -94,7 +93,7 @@ constexpr ErrorText error_texts[] = {
     {host::err_bad_value, "a value is out of its range"},
     {host::err_control_character,
      "the text has a control character other than tab and line end, or one that hides or turns what stands beside it"},
-    {host::err_log_too_large, "the log may not be so large (16384 KB unless configured: 'log-size' in [limits])"},
+    {host::err_log_too_large, "the log may not be larger than the 16384 KB that 'log-size' allows unless configured"},
     {host::err_no_startup, "no startup configuration has been saved"},
 };
 

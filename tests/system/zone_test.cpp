@@ -18,12 +18,6 @@ namespace {
 constexpr time_t winter_noon = 1800010800;  // 2027-01-15 12:00:00 +01:00
 constexpr time_t summer_noon = 1814436000;  // 2027-07-01 12:00:00 +02:00
 
-std::string replaced(std::string text, const std::string &from, const std::string &to) {
-  for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
-    text.replace(at, from.size(), to);
-  return text;
-}
-
 class ZoneRoad : public testing::Test {
  protected:
   ZoneRoad() {
