@@ -19,9 +19,12 @@
 #include "service/config/reload.h"
 #include "service/joblog/joblog.h"
 #include "service/limits.h"
+#include "service/mail/courier.h"
+#include "service/mail/run_reports.h"
 #include "service/notify.h"
 #include "service/options.h"
 #include "service/request/dispatch.h"
+#include "service/run/clock.h"
 #include "service/run/recorder.h"
 #include "service/run/run_record.h"
 #include "service/run/runner.h"
@@ -81,7 +84,10 @@ bool take_signal(const host::FileDescriptor &signals, const Options &options, Co
   if (read(signals.get(), &info, sizeof info) != static_cast<ssize_t>(sizeof info)) return true;
   if (info.ssi_signo != SIGHUP) return false;
   notify_reloading();
-  if (reload(read_settings(options), &context.settings)) zone_watch.configure(context.settings->zone);
+  if (reload(read_settings(options), &context.settings)) {
+    zone_watch.configure(context.settings->zone);
+    context.courier->use(context.settings);
+  }
   notify_supervisor("READY=1");
   return true;
 }
@@ -107,18 +113,23 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   Recorder recorder(log);
   Runner runner(recorder, {settings->interpreter, host::paths().system_wide, run_limits(*settings)});
   Scheduler scheduler(recorder, runner, late_policy(*settings));
+  Courier courier({host::paths().state + "/mail", find_schedmail()}, settings, [] { return int64_t{wall_clock()}; });
+  RunReports reports(courier);
+  recorder.on_stored([&](const RunStep &step) { reports.take(step); });
   Context context = {Authority(host::paths().system_wide, {user.uid, user.name}),
                      log,
                      runner,
                      scheduler,
                      false,
                      std::move(settings),
-                     time(nullptr)};
+                     time(nullptr),
+                     &courier};
   if (!settle_stores(&error)) return give_up(failed, error);
   if (const auto opened = log.open(stored_outcomes()); !opened) return give_up(failed, opened.error().text);
   if (const auto ended = runner.processes().end_left_overs(); !ended)
     sch_syslog_raise(&syslog_msg_SCH_ERR, ended.error().text.c_str());
   scheduler.recover();
+  if (const auto opened = courier.open(); !opened) sch_syslog_raise(&syslog_msg_SCH_ERR, opened.error().text.c_str());
   if (const auto marked = host::sysmgr_mark_started(); !marked) return give_up(failed, marked.error().text);
 
   const host::FileDescriptor signals = take_signals();

@@ -11,6 +11,7 @@
 
 namespace service {
 
+class Courier;
 class JobLog;
 class Runner;
 class Scheduler;
@@ -24,6 +25,7 @@ struct Context {
   bool stale_statuses = false;  // the status store still holds records of what was deleted
   std::shared_ptr<const Settings> settings = std::make_shared<const Settings>();  // another one after a reload
   time_t started = 0;
+  Courier *courier = nullptr;  // null: no mail is sent
 };
 
 struct Call {

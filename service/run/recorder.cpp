@@ -149,7 +149,7 @@ void Recorder::tell(const std::vector<Waiting> &stored) {
       sch_syslog_raise(&syslog_msg_SCH_ERR, "no memory for a job's status; the store has it");
     }
   for (const Waiting &done : stored)
-    if (done.step.has_outcome) announce(done.step);
+    announce(done.step);
   for (const Waiting &done : stored)
     if (done.recorded) done.recorded();
 }
@@ -170,10 +170,13 @@ void Recorder::flush() {
 }
 
 void Recorder::announce(const RunStep &step) try {
-  log_.append_unsynced(log_record(step));
-  report_outcome(report_of(step));
+  if (step.has_outcome) {
+    log_.append_unsynced(log_record(step));
+    report_outcome(report_of(step));
+  }
+  if (told_) told_(step);
 } catch (const std::bad_alloc &) {
-  sch_syslog_raise(&syslog_msg_SCH_ERR, "no memory to write an outcome to the job log; the history has it");
+  sch_syslog_raise(&syslog_msg_SCH_ERR, "no memory to tell of an outcome; the history has it");
 }
 
 }  // namespace service

@@ -52,6 +52,10 @@ class Recorder {
   bool failing() const { return failures_ != 0 && timer_.active(); }
   void on_recovery(std::function<void()> ask) { ask_again_ = std::move(ask); }
 
+  // Told of every step once it is stored, after the logs.
+  using Told = std::function<void(const RunStep &)>;
+  void on_stored(Told told) { told_ = std::move(told); }
+
   void flush();  // the service ends: what waits, once more
   size_t waiting() const { return queue_.size(); }
   time_t last_seen() const { return static_cast<time_t>(counters_.last_seen); }  // before this start, or at a commit
@@ -74,6 +78,7 @@ class Recorder {
   std::vector<Waiting> queue_;
   unsigned failures_ = 0;  // in a row
   std::function<void()> ask_again_;
+  Told told_;
   host::Watch timer_;
 };
 

@@ -83,7 +83,7 @@ Request sound_request() {
     case 7:
       return request(config, SCH_OP_MODIFY_SCHEDULE, time_payload(schedule, once(23, 59)));
     case 8:
-      return request(config, SCH_OP_MODIFY_SCHEDULE, time_payload(schedule, every(90, noon)));
+      return request(config, SCH_OP_MODIFY_SCHEDULE, time_payload(schedule, every(90, noon + 3600)));
     case 9:
       return request(config, SCH_OP_RESIZE_LOG, log_payload("", "", 4096 * (1 + below(4))));
     case 10:

@@ -13,6 +13,7 @@
 #include "host/loop/loop.h"
 #include "platform/memory.h"
 #include "service/mail/courier.h"
+#include "service/mail/run_reports.h"
 
 namespace service {
 namespace {
@@ -263,6 +264,49 @@ TEST_F(MailTest, encryption_that_is_required_and_not_offered_sends_nothing) {
   run(*mail, 2);
   EXPECT_EQ(mail->waiting(), 2u);
   EXPECT_TRUE(received().empty());
+}
+
+RunStep step_of(uint64_t run, const char *job, uint32_t exit_code, const char *output) {
+  RunStep step;
+  step.schedule_name = "nightly";
+  step.owner = "operator";
+  step.outcome.run = run;
+  step.outcome.due = static_cast<uint32_t>(noon);
+  step.outcome.job = job;
+  step.outcome.wait_status = exit_code << 8;
+  step.output = output;
+  return step;
+}
+
+TEST_F(MailTest, jobs_of_a_run_are_one_report_once_the_run_is_over) {
+  serve("take");
+  const auto mail = courier();
+  RunReports reports(*mail);
+  reports.take(step_of(7, "first", 0, "one\n"));
+  reports.take(step_of(8, "other", 0, "of another run\n"));
+  EXPECT_EQ(mail->waiting(), 0u);
+  RunStep last = step_of(7, "second", 3, "two\n");
+  last.ends_run = true;
+  reports.take(last);
+  run(*mail, 10);
+  ASSERT_EQ(received().size(), 2u);
+  const std::vector<std::string> parts = parts_of(received()[0]);
+  ASSERT_EQ(parts.size(), 3u);
+  EXPECT_NE(parts[0].find("Job first: success\nJob second: failed, exit code 3\n"), std::string::npos) << parts[0];
+  EXPECT_EQ(parts[2], "two\n");
+  EXPECT_NE(received()[0].find("Subject: nightly: failure, due "), std::string::npos);
+}
+
+TEST_F(MailTest, run_that_never_came_to_a_job_is_a_report_of_its_own) {
+  serve("take");
+  const auto mail = courier();
+  RunReports reports(*mail);
+  RunStep missed = step_of(9, "", 112, "");
+  missed.outcome.reason = Reason::missed;
+  reports.take(missed);
+  run(*mail, 10);
+  ASSERT_EQ(received().size(), 2u);
+  EXPECT_NE(parts_of(received()[0]).at(0).find("The run: missed\n"), std::string::npos);
 }
 
 TEST_F(MailTest, full_queue_refuses_more_and_keeps_what_waits) {
