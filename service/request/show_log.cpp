@@ -6,6 +6,7 @@
 #include "service/joblog/joblog.h"
 #include "service/limits.h"
 #include "service/request/answer.h"
+#include "service/request/gone_outcomes.h"
 #include "service/request/shell_time.h"
 #include "service/request/show.h"
 #include "service/request/shown_output.h"
@@ -76,7 +77,9 @@ host::Answer stream(const Call &call, const ShowRequest &request, OutputForm for
   LogFilter filter;
   if (!call.context.authority.administrator(call.caller)) filter.owner_tag = owner_tag(call.caller.uid);
   filter.name = request.name;
-  auto made = std::make_shared<LogStream>(call.context.log.read(std::move(filter)), form);
+  const JobLog &log = call.context.log;
+  GoneOutcomes gone = gone_outcomes(log, filter.owner_tag, filter.name);
+  auto made = std::make_shared<LogStream>(log.read(std::move(filter), std::move(gone)), form);
   host::Answer answer;
   answer.next = [made] { return made->next(); };
   return answer;
