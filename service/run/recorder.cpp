@@ -36,7 +36,9 @@ sch_runtime_job_status status_of(const RunStep &step) {
 }
 
 void end(ScheduleState *state, const RunStep &step) {
-  if (step.had_its_turn)
+  if (step.outcome.reason == Reason::interrupted)
+    interrupted(*state, end_of(step));
+  else if (step.had_its_turn)
     finished(*state, end_of(step));
   else
     never_started(*state);

@@ -44,9 +44,9 @@ void never_started(ScheduleState &state) {
   state.running_since = state.running_job = 0;
 }
 
-// Whether its turn had come is not known any more.
+// Whether its turn had come is not known any more. A version before had counted the run when it began.
 void interrupted(ScheduleState &state, time_t now) {
-  started(state, state.running_since);
+  if (state.last_execution < state.running_since) started(state, state.running_since);
   finished(state, now);
 }
 

@@ -189,6 +189,8 @@ TEST_F(Scheduled, a_crash_leaves_one_outcome_for_each_job_of_the_run_and_none_is
   EXPECT_EQ(service::find_status(sch_job_list[0], "s")->words[0], 0u);
   EXPECT_EQ(service::find_status(sch_job_list[1], "s")->words[0], service::exit_status(service::Reason::interrupted));
   EXPECT_EQ(state("s").running_since, 0u);
+  EXPECT_EQ(state("s").last_execution, static_cast<uint32_t>(due));
+  EXPECT_EQ(state("s").execution_count, 1u);
   EXPECT_EQ(state("s").next_due, due + day);
   world.restart();
   world.run_to_the_end();
