@@ -86,12 +86,6 @@ OutcomeReport report_of(const RunStep &step) {
 
 }  // namespace
 
-RunStep::RunStep(const sch_schedule_entry &entry) : schedule(serial(entry)), schedule_name(name_of(*entry.key)) {
-  const ScheduleState state = state_of(*entry.rec);
-  owner = {state.owner, strnlen(state.owner, sizeof state.owner)};
-  owner_tag = state.owner_tag;
-}
-
 void Recorder::load() {
   counters_ = read_run_counters();
 }

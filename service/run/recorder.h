@@ -5,32 +5,14 @@
 
 #include <cstdint>
 #include <functional>
-#include <string>
 #include <vector>
 
 #include "host/loop/watch.h"
 #include "service/joblog/joblog.h"
-#include "service/run/outcome.h"
 #include "service/run/run_batch.h"
+#include "service/run/run_step.h"
 
 namespace service {
-
-// One step of a run on its way to the disk.
-struct RunStep {
-  RunStep() = default;
-  explicit RunStep(const sch_schedule_entry &entry);
-
-  uintptr_t schedule = 0;  // serial: of one that was deleted meanwhile, only the logs are told
-  std::string schedule_name, owner;
-  uint32_t owner_tag = 0;
-  uintptr_t job = 0;  // serial; 0: no job's status changes
-
-  bool has_outcome = true;
-  Outcome outcome;
-  std::string output;
-  bool ends_run = false;
-  bool had_its_turn = true;  // of one that ends: it is complete, and not only over
-};
 
 class Recorder {
  public:

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "service/run/history.h"
+#include "service/state/run_state.h"
 
 namespace service {
 

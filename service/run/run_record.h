@@ -5,7 +5,7 @@
 #include <string>
 
 #include "service/joblog/joblog.h"
-#include "service/run/recorder.h"
+#include "service/run/run_step.h"
 
 namespace service {
 

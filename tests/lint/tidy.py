@@ -14,7 +14,8 @@ WITHOUT_ANALYZER = ("service", "shell")
 
 
 def check(file, build):
-    options = ["--checks=-clang-analyzer-*"] if pathlib.Path(file).parent.name in WITHOUT_ANALYZER else []
+    ring = pathlib.Path(file).relative_to(pathlib.Path.cwd()).parts[0]
+    options = ["--checks=-clang-analyzer-*"] if ring in WITHOUT_ANALYZER else []
     result = subprocess.run(["clang-tidy", "--quiet", f"-p={build}", *options, file], capture_output=True, text=True)
     return result.returncode, result.stdout
 
