@@ -89,6 +89,8 @@ constexpr ErrorText error_texts[] = {
     {host::err_no_such_address, "no such e-mail address"},
     {host::err_no_such_run, "no such run is under way"},
     {host::err_run_under_way, "a run of the schedule is under way"},
+    {host::err_not_allowed,
+     "this user is in no group that may configure the scheduler; ask the administrator, who sets 'allow-groups'"},
     {host::err_no_jobs, "no job is assigned to the schedule"},
     {host::err_bad_value, "a value is out of its range"},
     {host::err_control_character,

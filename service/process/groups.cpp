@@ -4,12 +4,15 @@
 #include <grp.h>
 #include <sys/stat.h>
 
+#include <cerrno>
+
 namespace service {
 namespace {
 
 // Directories on the network change without a file's changing here.
 constexpr std::chrono::minutes believed_for(10);
-constexpr size_t users_max = 1024;  // then all are forgotten
+constexpr size_t users_max = 1024;          // then all are forgotten
+constexpr size_t record_max = 1024 * 1024;  // of a group with its members
 
 // The count that is asked for grows only while the first list was too short.
 bool look_up(const host::User &user, std::vector<gid_t> *groups) {
@@ -24,6 +27,16 @@ bool look_up(const host::User &user, std::vector<gid_t> *groups) {
     if (count <= room) count = room * 2;
   }
   return false;
+}
+
+std::optional<std::string> name_of(gid_t number) {
+  group record = {};
+  group *found = nullptr;
+  std::vector<char> room(1024);
+  int error;
+  while ((error = getgrgid_r(number, &record, room.data(), room.size(), &found)) == ERANGE && room.size() < record_max)
+    room.resize(room.size() * 2);
+  return error == 0 && found != nullptr ? std::optional<std::string>(record.gr_name) : std::nullopt;
 }
 
 }  // namespace
@@ -43,16 +56,32 @@ Groups::Identity Groups::identity() const {
   return identity;
 }
 
-const std::vector<gid_t> *Groups::of(const host::User &user, Clock::time_point now) {
+Groups::Known *Groups::known(const host::User &user, Clock::time_point now) {
   Identity current = identity();
   if (current != identity_ || known_.size() >= users_max) known_.clear();
   identity_ = std::move(current);
   const auto found = known_.find(user.name);
   if (found != known_.end() && found->second.first == user.gid && now - found->second.since < believed_for)
-    return &found->second.groups;
-  Known known = {user.gid, now, {}};
+    return &found->second;
+  Known known = {user.gid, now, {}, {}};
   if (!lookup_(user, &known.groups)) return nullptr;
-  return &(known_[user.name] = std::move(known)).groups;
+  return &(known_[user.name] = std::move(known));
+}
+
+const std::vector<gid_t> *Groups::of(const host::User &user, Clock::time_point now) {
+  const Known *found = known(user, now);
+  return found != nullptr ? &found->groups : nullptr;
+}
+
+const std::vector<std::string> *Groups::names_of(const host::User &user, Clock::time_point now) {
+  Known *found = known(user, now);
+  if (found == nullptr) return nullptr;
+  if (!found->names) {
+    found->names.emplace();
+    for (const gid_t group : found->groups)
+      if (std::optional<std::string> name = name_of(group)) found->names->push_back(std::move(*name));
+  }
+  return &*found->names;
 }
 
 }  // namespace service

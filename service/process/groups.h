@@ -8,6 +8,7 @@
 #include <array>
 #include <chrono>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,16 +28,19 @@ class Groups {
 
   // Null: they cannot be told. Valid until the next call.
   const std::vector<gid_t> *of(const host::User &user, Clock::time_point now);
+  const std::vector<std::string> *names_of(const host::User &user, Clock::time_point now);  // of those that have one
 
  private:
   struct Known {
     gid_t first = 0;
     Clock::time_point since;
     std::vector<gid_t> groups;
+    std::optional<std::vector<std::string>> names;  // looked up when somebody asks for them
   };
   using Identity = std::vector<std::array<int64_t, 5>>;
 
   Identity identity() const;
+  Known *known(const host::User &user, Clock::time_point now);
 
   std::vector<std::string> files_;
   Lookup lookup_;

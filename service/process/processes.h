@@ -51,6 +51,7 @@ class Processes {
   host::Result<Started> start(const Task &task);
 
   bool uses_groups() const { return groups_.has_value(); }
+  Groups &user_groups() { return user_groups_; }
 
  private:
   host::Result<void> settle();

@@ -6,8 +6,10 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "host/transport/transport.h"
+#include "service/process/groups.h"
 
 namespace service {
 
@@ -26,7 +28,9 @@ class Authority {
   bool may_use(const host::Caller &caller, uint32_t owner_tag) const;  // change, delete and see
 
   // A user who is not of this machine can be served only with a stored password, which the run will need.
-  uint32_t may_configure(const host::Caller &caller) const;
+  uint32_t may_configure(const host::Caller &caller, const std::vector<std::string> &allowed, Groups &groups) const;
+  // The user is in a group that may; where none is named everybody is. The administrator always is.
+  bool is_allowed(const host::Caller &caller, const std::vector<std::string> &allowed, Groups &groups) const;
 
   bool system_wide() const { return system_wide_; }
 

@@ -17,6 +17,7 @@
 #include "service/request/payload.h"
 #include "service/request/status.h"
 #include "service/run/due.h"
+#include "service/run/runner.h"
 #include "service/state/change.h"
 #include "service/state/schedule_state.h"
 
@@ -88,6 +89,12 @@ bool is_security(Control operation) {
   return operation >= Control::security_read && operation <= Control::security_authenticate;
 }
 
+// What is stored serves to configure, and only then.
+bool may_store_password(const Call &call) {
+  return call.context.authority.is_allowed(call.caller, call.context.settings->allow_groups,
+                                           call.context.runner.processes().user_groups());
+}
+
 bool for_everybody(Control operation) {
   return operation == Control::get_logging_level || operation == Control::get_zone || operation == Control::status;
 }
@@ -95,6 +102,7 @@ bool for_everybody(Control operation) {
 }  // namespace
 
 host::Answer control(const Call &call, Control operation, Payload payload) {
+  if (operation == Control::security_store && !may_store_password(call)) return with_status(host::err_not_allowed);
   if (is_security(operation)) return host::security_control(operation, call.caller, payload);
   if (!for_everybody(operation) && !call.context.authority.administrator(call.caller))
     return with_status(host::err_not_permitted);

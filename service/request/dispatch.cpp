@@ -14,6 +14,7 @@
 #include "service/request/payload.h"
 #include "service/request/schedules.h"
 #include "service/request/show.h"
+#include "service/run/runner.h"
 
 namespace service {
 namespace {
@@ -108,8 +109,11 @@ constexpr Row rows[] = {
 
 uint32_t may_call(const Row &row, const Call &call) {
   if (row.service == config && scheduler_enabled == 0) return host::err_disabled;
-  if (row.whom == For::user) return call.context.authority.may_configure(call.caller);
-  const bool allowed = row.whom == For::everybody || call.context.authority.administrator(call.caller);
+  const Context &context = call.context;
+  if (row.whom == For::user)
+    return context.authority.may_configure(call.caller, context.settings->allow_groups,
+                                           context.runner.processes().user_groups());
+  const bool allowed = row.whom == For::everybody || context.authority.administrator(call.caller);
   return allowed ? 0 : host::err_not_permitted;
 }
 
@@ -156,7 +160,8 @@ void report_refusal(const host::Caller &caller, uint32_t status) {
 
 host::Answer dispatch(Context &context, const host::Incoming &incoming) try {
   host::Answer result = answer({context, incoming.caller}, incoming);
-  if (result.status == host::err_not_permitted || result.status == host::err_not_owner)
+  if (result.status == host::err_not_permitted || result.status == host::err_not_owner ||
+      result.status == host::err_not_allowed)
     report_refusal(incoming.caller, result.status);
   return result;
 } catch (const std::bad_alloc &) {

@@ -61,6 +61,7 @@ constexpr uint32_t codes[] = {
     host::err_no_such_address,
     host::err_bad_value,
     host::err_no_startup,
+    host::err_not_allowed,
 };
 
 TEST(error_texts, each_code_has_a_text_of_its_own) {
