@@ -40,7 +40,6 @@ inline constexpr size_t unrecorded_limit = 64;
 
 inline constexpr unsigned job_time_limit_s = 3600;  // longer is a job that hangs
 inline constexpr unsigned job_grace_ms = 5000;      // between the polite signal and the final one
-inline constexpr int job_stop_ms = 1000;            // the same when the service itself ends
 
 // A schedule that is noticed later than this has missed its time (the clock was set forward, the machine slept).
 inline constexpr time_t late_limit_s = 60;

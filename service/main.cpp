@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 
 #include "host/debug.h"
@@ -69,24 +68,16 @@ host::FileDescriptor take_signals() {
   return host::FileDescriptor(signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
-Runner::Limits run_limits(const Settings &settings) {
-  const auto in_all = static_cast<size_t>(settings.max_parallel);
-  return {in_all, static_cast<size_t>(settings.max_parallel_per_user), std::min(run_places_for_others, in_all / 4)};
-}
-
-LatePolicy late_policy(const Settings &settings) {
-  return {settings.late_grace_s, settings.missed == MissedPolicy::run_once, settings.missed_window_s};
-}
-
 // False: the service is to end.
 bool take_signal(const host::FileDescriptor &signals, const Options &options, Context &context, ZoneWatch &zone_watch) {
   signalfd_siginfo info = {};
   if (read(signals.get(), &info, sizeof info) != static_cast<ssize_t>(sizeof info)) return true;
   if (info.ssi_signo != SIGHUP) return false;
   notify_reloading();
-  if (reload(read_settings(options), &context.settings)) {
-    zone_watch.configure(context.settings->zone);
-    context.courier->use(context.settings);
+  std::shared_ptr<const Settings> settings = context.settings;
+  if (reload(read_settings(options), &settings)) {
+    use(context, settings);
+    zone_watch.configure(settings->zone);
   }
   notify_supervisor("READY=1");
   return true;
@@ -111,8 +102,8 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   if (!open_stores(*settings, time(nullptr), &error)) return give_up(state_unusable, error);
   JobLog log;
   Recorder recorder(log);
-  Runner runner(recorder, {settings->interpreter, host::paths().system_wide, run_limits(*settings)});
-  Scheduler scheduler(recorder, runner, late_policy(*settings));
+  Runner runner(recorder, {settings, host::paths().system_wide});
+  Scheduler scheduler(recorder, runner, *settings);
   Courier courier({host::paths().state + "/mail", find_schedmail()}, settings, [] { return int64_t{wall_clock()}; });
   RunReports reports(courier);
   recorder.on_stored([&](const RunStep &step) { reports.take(step); });

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 
@@ -134,6 +135,34 @@ void JobProcess::kill_all() const {
 bool JobProcess::wait_ms(int milliseconds) const {
   pollfd ended = {started_.pidfd.get(), POLLIN, 0};
   return poll(&ended, 1, milliseconds) == 1;
+}
+
+// A job that prints on its way out would wait for ever for somebody to read it.
+void JobProcess::wait_for(std::vector<JobProcess *> processes, int milliseconds) {
+  using namespace std::chrono;
+  const auto deadline = steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  while (!processes.empty()) {
+    std::vector<pollfd> ready;
+    for (const JobProcess *process : processes) {
+      ready.push_back({process->started_.pidfd.get(), POLLIN, 0});
+      ready.push_back({process->output_.active() ? process->started_.output.get() : -1, POLLIN, 0});
+    }
+    const auto left = ceil<std::chrono::milliseconds>(deadline - steady_clock::now()).count();
+    if (left <= 0 || poll(ready.data(), ready.size(), static_cast<int>(left)) == 0) return;
+    for (size_t i = processes.size(); i-- > 0;) {
+      if (ready[2 * i + 1].revents != 0) processes[i]->take_output();
+      if (ready[2 * i].revents != 0) processes.erase(processes.begin() + static_cast<ptrdiff_t>(i));
+    }
+  }
+}
+
+void JobProcess::end_all(const std::vector<JobProcess *> &processes, int grace_ms) {
+  for (const JobProcess *process : processes)
+    process->signal_all(SIGTERM);
+  wait_for(processes, grace_ms);
+  for (const JobProcess *process : processes)
+    process->kill_all();
+  wait_for(processes, keeper_end_ms);
 }
 
 // The job's group goes before its leader is collected: until then its number cannot belong to anybody else.

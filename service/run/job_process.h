@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/loop/watch.h"
 #include "host/result.h"
@@ -38,6 +39,12 @@ class JobProcess {
   bool wait_ms(int milliseconds) const;  // true: it has ended
   Result end();                          // now, as stopped by the service; `done` is not called
 
+  // Asks all to end, takes their output meanwhile, and kills what has not ended when the one grace is over. Each is
+  // still to be ended by end().
+  static void end_all(const std::vector<JobProcess *> &processes, int grace_ms);
+
+  unsigned grace_ms() const { return limits_.grace_ms; }
+
  private:
   JobProcess(Started started, const Task &task, Done done);
   void watch();
@@ -51,6 +58,7 @@ class JobProcess {
   void finish();
   void collect();
   void kill_all() const;
+  static void wait_for(std::vector<JobProcess *> processes, int milliseconds);
   void say(const std::string &what);
   void judge();
 

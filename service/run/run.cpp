@@ -143,9 +143,24 @@ std::string Run::refusal_of(const sch_job_entry &slot) const {
   return owner_of(slot) == schedule_.owner_tag ? "" : "the job belongs to another user than the schedule";
 }
 
+// Without classes nobody's groups are asked for. A user whose groups cannot be told is in none.
+const ClassSettings &Run::class_of_owner() const {
+  const Settings &settings = *options_.settings;
+  if (settings.classes.size() == 1) return settings.classes.front();
+  const std::vector<std::string> *groups = processes_.user_groups().names_of(*owner_, Groups::Clock::now());
+  return class_for(settings, groups != nullptr ? *groups : std::vector<std::string>());
+}
+
 host::Result<std::unique_ptr<JobProcess>> Run::start_process(const sch_job_entry &slot) {
-  Task task = {options_.interpreter, schedule_.schedule_name, name_of(*slot.key), job_text(slot), *owner_,
+  const ClassSettings &settings = class_of_owner();
+  Task task = {options_.settings->interpreter,
+               schedule_.schedule_name,
+               name_of(*slot.key),
+               job_text(slot),
+               *owner_,
                options_.change_user};
+  task.limits = limits_of(settings);
+  task.leave_daemons = settings.leave_daemons;
   task.time_zone = service_zone().identifier();
   return JobProcess::start(processes_, task, [this](JobProcess::Result result) { job_ended(std::move(result)); });
 }
@@ -220,24 +235,17 @@ void Run::kill(const std::string &asked_by) {
     return next_job();
   }
   if (!process_) return;  // between two jobs
-  ask_to_end();
-  kill_timer_ = host::Watch::after_ms(job_grace_ms, [this] { job_ended(process_->end()); });
+  process_->signal_all(SIGTERM);
+  kill_timer_ = host::Watch::after_ms(process_->grace_ms(), [this] { job_ended(process_->end()); });
 }
 
-void Run::ask_to_end() const {
-  if (process_) process_->signal_all(SIGTERM);
-}
-
-void Run::stop(int milliseconds) {
+void Run::stop() {
   if (over_) return;
   authentication_ready_.stop();
   authentication_timer_.stop();
   authentication_.reset();
   if (ending_.reason == Reason::ended) ending_ = {Reason::stopped, "stopped: the scheduler service ended"};
-  if (process_) {
-    process_->wait_ms(milliseconds);
-    job_ended(process_->end());
-  }
+  if (process_) job_ended(process_->end());
   if (!over_) next_job();
 }
 

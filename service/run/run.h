@@ -9,6 +9,7 @@
 #include "host/loop/watch.h"
 #include "host/security/security.h"
 #include "schedcli.h"
+#include "service/config/settings.h"
 #include "service/run/job_process.h"
 #include "service/run/recorder.h"
 
@@ -24,8 +25,8 @@ struct RunTicket {
 };
 
 struct RunOptions {
-  std::string interpreter;
-  bool change_user;  // to the schedule's owner; otherwise jobs run as the service's own user
+  std::shared_ptr<const Settings> settings;  // another one after a reload, for the jobs that start then
+  bool change_user;                          // to the schedule's owner; otherwise jobs run as the service's own user
 };
 
 // One run of one schedule. The configuration may change under it: what counts for the next job is the schedule as it is
@@ -44,8 +45,8 @@ class Run {
   void begin(int64_t now_ms);
   void kill(const std::string &asked_by);  // politely first; no further job starts
 
-  void ask_to_end() const;      // the service ends; the job under way, so that all of them end at the same time
-  void stop(int milliseconds);  // which it gets before it is ended
+  JobProcess *process() const { return process_.get(); }  // under way; null: none
+  void stop();                                            // the service ends
 
   const RunTicket &ticket() const { return ticket_; }
   const RunStep &schedule() const { return schedule_; }
@@ -68,6 +69,7 @@ class Run {
   void next_job();
   bool start_job(const sch_job_entry &slot);
   std::string refusal_of(const sch_job_entry &slot) const;
+  const ClassSettings &class_of_owner() const;
   host::Result<std::unique_ptr<JobProcess>> start_process(const sch_job_entry &slot);
   void job_ended(JobProcess::Result result);
   void record_unstarted(const sch_job_entry &slot, Reason reason, const std::string &remark);

@@ -2,7 +2,6 @@
 #include "service/run/runner.h"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 #include "host/status.h"
@@ -18,14 +17,24 @@ Runner::UnderWay under_way(const RunStep &schedule, const RunTicket &ticket, con
   return {ticket, schedule.schedule_name, schedule.owner, job, schedule.owner_tag, waits};
 }
 
+Turn<Runner::Waiting>::Limits limits_of_turn(const Settings &settings) {
+  const auto in_all = static_cast<size_t>(settings.max_parallel);
+  return {in_all, static_cast<size_t>(settings.max_parallel_per_user), std::min(run_places_for_others, in_all / 4)};
+}
+
 }  // namespace
 
 Runner::Runner(Recorder &recorder, const Options &options)
     : recorder_(recorder),
-      options_{options.interpreter, options.change_user},
+      options_{options.settings, options.change_user},
       processes_(options.processes),
-      turn_(options.limits, administrator) {}
+      turn_(limits_of_turn(*options.settings), administrator) {}
 Runner::~Runner() = default;
+
+void Runner::use(std::shared_ptr<const Settings> settings) {
+  turn_.set_limits(limits_of_turn(*settings));
+  options_.settings = std::move(settings);
+}
 
 void Runner::add(const sch_schedule_entry &entry, RunTicket ticket) {
   Waiting waiting = {RunStep(entry), std::move(ticket)};
@@ -94,17 +103,14 @@ void Runner::end_unstarted(Waiting waiting, Reason reason, const std::string &re
   recorder_.record(std::move(step));
 }
 
-// One deadline for all.
 void Runner::stop_all() {
-  using namespace std::chrono;
   starting_ = true;  // nothing begins any more
-  for (auto &[number, run] : runs_)
-    run->ask_to_end();
-  const auto deadline = steady_clock::now() + milliseconds(job_stop_ms);
-  for (auto &[number, run] : runs_) {
-    const auto left = duration_cast<milliseconds>(deadline - steady_clock::now()).count();
-    run->stop(static_cast<int>(std::max<int64_t>(left, 0)));
-  }
+  std::vector<JobProcess *> processes;
+  for (const auto &[number, run] : runs_)
+    if (JobProcess *process = run->process(); process != nullptr) processes.push_back(process);
+  JobProcess::end_all(processes, options_.settings->stop_grace_s * 1000);
+  for (const auto &[number, run] : runs_)
+    run->stop();
   for (Waiting &waiting : turn_.clear())
     end_unstarted(std::move(waiting), Reason::stopped, "stopped: the scheduler service ended");
   recorder_.flush();

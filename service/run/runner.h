@@ -23,12 +23,10 @@ class Runner {
     RunStep schedule;
     RunTicket ticket;
   };
-  using Limits = Turn<Waiting>::Limits;
 
   struct Options {
-    std::string interpreter = "/bin/sh";
+    std::shared_ptr<const Settings> settings = std::make_shared<const Settings>();
     bool change_user = false;  // the service runs as root; otherwise jobs run as the service's own user
-    Limits limits = {};
     Processes::Options processes = {};
   };
 
@@ -50,10 +48,12 @@ class Runner {
     bool waits;
   };
   std::vector<UnderWay> list() const;
-  size_t under_way() const { return runs_.size() + turn_.waiting(); }
+  size_t under_way() const { return begun() + waiting(); }
+  size_t begun() const { return runs_.size(); }
+  size_t waiting() const { return turn_.waiting(); }
 
   Processes &processes() { return processes_; }
-  void set_limits(Limits limits) { turn_.set_limits(limits); }
+  void use(std::shared_ptr<const Settings> settings);  // from now on: whose turn it is, and the jobs that start
 
  private:
   void start(Waiting waiting);
@@ -62,7 +62,7 @@ class Runner {
   void end_unstarted(Waiting waiting, Reason reason, const std::string &remark);
 
   Recorder &recorder_;
-  const RunOptions options_;
+  RunOptions options_;
   Processes processes_;
   Turn<Waiting> turn_;
   std::map<uint64_t, std::unique_ptr<Run>> runs_;  // by number

@@ -54,11 +54,19 @@ RunStep interrupted_step(const sch_schedule_entry &entry, const std::optional<Ru
   return step;
 }
 
+LatePolicy late_policy(const Settings &settings) {
+  return {settings.late_grace_s, settings.missed == MissedPolicy::run_once, settings.missed_window_s};
+}
+
 }  // namespace
 
-Scheduler::Scheduler(Recorder &recorder, Runner &runner, LatePolicy policy)
-    : recorder_(recorder), runner_(runner), policy_(policy) {
+Scheduler::Scheduler(Recorder &recorder, Runner &runner, const Settings &settings)
+    : recorder_(recorder), runner_(runner), policy_(late_policy(settings)) {
   recorder_.on_recovery([this] { check(); });
+}
+
+void Scheduler::use(const Settings &settings) {
+  policy_ = late_policy(settings);
 }
 
 bool Scheduler::start(std::string *error) {

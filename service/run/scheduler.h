@@ -7,6 +7,7 @@
 #include "host/result.h"
 #include "schedcli.h"
 #include "service/calendar/clock_step.h"
+#include "service/config/settings.h"
 #include "service/run/alarm.h"
 #include "service/run/recorder.h"
 #include "service/run/runner.h"
@@ -17,7 +18,7 @@ namespace service {
 // Takes due times, each exactly once: into a run, or into an outcome that says why there is none.
 class Scheduler {
  public:
-  Scheduler(Recorder &recorder, Runner &runner, LatePolicy policy = {});
+  Scheduler(Recorder &recorder, Runner &runner, const Settings &settings);
 
   void recover();                  // at the start, before anything runs: runs that were interrupted, a clock set back
   bool start(std::string *error);  // from now on by the clock
@@ -25,7 +26,7 @@ class Scheduler {
   void check_soon();               // the same when what is being done now, an answer above all, is done
   void clock_set(time_t step);     // the wall clock was set by so many seconds
   void zone_changed();             // the service's zone has become another: no due time is taken twice
-  void set_policy(LatePolicy policy) { policy_ = policy; }
+  void use(const Settings &settings);  // from now on: what becomes of late due times
 
   // On somebody's word. A run that was asked for has no due time and leaves the schedule's as they are.
   host::Result<uint64_t> run_now(sch_schedule_entry &entry, const std::string &asked_by);  // its number

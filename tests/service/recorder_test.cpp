@@ -179,7 +179,8 @@ TEST_F(Recorded, a_schedule_configured_after_its_last_run_is_found_as_it_was_con
 }
 
 TEST_F(Recorded, a_schedule_deleted_while_it_waits_for_its_turn_leaves_its_outcome_in_the_log) {
-  world.parts->runner.set_limits({1, 1, 0});
+  world.settings.max_parallel = 1;
+  world.use(world.settings);
   configure("first", {"job"}, daily(12, 30));
   configure("second", {"job"}, daily(12, 30));
   set_clock(due);
@@ -354,9 +355,8 @@ TEST_F(Recorded, a_disabled_schedule_is_not_due_until_it_is_enabled_again) {
 }
 
 TEST_F(Recorded, of_many_missed_due_times_the_last_one_runs_where_that_is_wanted) {
-  service::LatePolicy policy;
-  policy.run_once = true;
-  world.parts->scheduler.set_policy(policy);
+  world.settings.missed = service::MissedPolicy::run_once;
+  world.use(world.settings);
   configure("s", {"job"}, daily(12, 30));
   pass_to(world, due + 3 * day + 60 * minute);
   const std::vector<HistoryRun> runs = history("s");

@@ -123,7 +123,7 @@ void change_owner(const char *name, uint32_t tag) {
 }
 
 TEST(Run, an_owner_who_is_gone_or_another_by_now_gets_a_recorded_refusal) {
-  World world({.interpreter = "/bin/sh", .change_user = true});
+  World world({.change_user = true});
   ASSERT_EQ(create_job(world, "job", "echo ran\n"), 0u);
   ASSERT_EQ(create_schedule(world, "s", {"job"}, every(1, noon + 60)), 0u);
   const uint32_t refused = service::exit_code(service::Reason::user);

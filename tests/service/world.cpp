@@ -115,8 +115,8 @@ Directory::~Directory() {
 World::Parts::Parts(const service::Runner::Options &options)
     : recorder(log),
       runner(recorder, options),
-      scheduler(recorder, runner),
-      context{service::Authority(true, {0, "root"}), log, runner, scheduler} {}
+      scheduler(recorder, runner, *options.settings),
+      context{service::Authority(true, {0, "root"}), log, runner, scheduler, false, options.settings} {}
 
 World::World(service::Runner::Options chosen) : options(std::move(chosen)) {
   options.processes.starter = SCHEDD_STARTER_BUILT;
@@ -141,6 +141,7 @@ World::~World() {
 uint32_t World::try_start(std::string *error) {
   host::use_paths(host::resolve_paths((directory.path() + "/state").c_str()));
   if (!service::open_stores(settings, time(nullptr), error) || !service::settle_stores(error)) return 1;
+  options.settings = std::make_shared<const service::Settings>(settings);
   parts = std::make_unique<Parts>(options);
   if (const auto opened = parts->log.open(service::stored_outcomes()); !opened) {
     *error = opened.error().text;
@@ -167,6 +168,11 @@ void World::stop() {
   email_transport_conf = SCH_EMAIL_TRANSPORT_INITIALIZER;
   sch_log_file = SCH_LOG_FILE_INITIALIZER;
   scheduler_enabled = 0;
+}
+
+void World::use(const service::Settings &other) {
+  settings = other;
+  service::use(parts->context, std::make_shared<const service::Settings>(settings));
 }
 
 void World::restart() {

@@ -54,9 +54,10 @@ struct World {
   host::Loop loop;
   Directory directory;
   service::Runner::Options options;
-  service::Settings settings;  // of the next start
+  service::Settings settings;                // of the next start
+  void use(const service::Settings &other);  // as after a reload; and of the next start
   struct Parts {
-    explicit Parts(const service::Runner::Options &options);
+    explicit Parts(const service::Runner::Options &options);  // with its settings
     service::JobLog log;
     service::Recorder recorder;
     service::Runner runner;

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/request/context.h"
+
+#include "service/mail/courier.h"
+#include "service/run/runner.h"
+#include "service/run/scheduler.h"
+
+namespace service {
+
+void use(Context &context, std::shared_ptr<const Settings> settings) {
+  context.settings = std::move(settings);
+  context.runner.use(context.settings);
+  context.scheduler.use(*context.settings);
+  if (context.courier != nullptr) context.courier->use(context.settings);
+  context.scheduler.check_soon();  // runs that wait may have a place now
+}
+
+}  // namespace service
