@@ -10,6 +10,7 @@
 #include "host/security/security.h"
 #include "host/store/store.h"
 #include "service/calendar/service_zone.h"
+#include "service/mail/courier.h"
 #include "service/run/run_record.h"
 #include "service/run/runner.h"
 #include "service/state/tables.h"
@@ -18,7 +19,7 @@ namespace service {
 namespace {
 
 struct Share {
-  size_t schedules = 0, jobs = 0;
+  size_t schedules = 0, jobs = 0, runs = 0, waiting = 0;
 };
 
 class Lines {
@@ -37,16 +38,25 @@ std::string user_name(uint32_t tag) {
   return user ? user->name : "user number " + std::to_string(tag - 1);
 }
 
-std::map<uint32_t, Share> every_share() {
+// Also of users whose schedules have gone meanwhile.
+std::map<uint32_t, Share> shares_of_runs(const Runner &runner) {
   std::map<uint32_t, Share> shares;
+  for (const Runner::UnderWay &run : runner.list())
+    (run.waits ? shares[run.owner_tag].waiting : shares[run.owner_tag].runs)++;
+  return shares;
+}
+
+std::map<uint32_t, Share> every_share(const Runner &runner) {
+  std::map<uint32_t, Share> shares = shares_of_runs(runner);
   for_each_schedule([&](const sch_schedule_entry &entry) { shares[owner_of(entry)].schedules++; });
   for_each_job([&](const sch_job_entry &slot, uint32_t) { shares[owner_of(slot)].jobs++; });
   return shares;
 }
 
 void add_share(Lines *lines, uint32_t tag, const Share &share) {
-  lines->add("share of " + user_name(tag),
-             "schedules " + std::to_string(share.schedules) + ", jobs " + std::to_string(share.jobs));
+  lines->add("share of " + user_name(tag), "schedules " + std::to_string(share.schedules) + ", jobs " +
+                                               std::to_string(share.jobs) + ", runs " + std::to_string(share.runs) +
+                                               ", waiting " + std::to_string(share.waiting));
 }
 
 std::string due_text(const sch_schedule_entry *entry) {
@@ -92,7 +102,9 @@ void add_service(Lines *lines, const Context &context) {
 void add_whole(Lines *lines, const Context &context) {
   lines->add("state directory", host::paths().state);
   lines->add("schedules", schedule_count());
-  lines->add("runs under way or waiting", context.runner.under_way());
+  lines->add("runs under way", context.runner.begun());
+  lines->add("runs waiting", context.runner.waiting());
+  if (context.courier != nullptr) lines->add("mail waiting", context.courier->waiting());
   add_store(lines, "running store", sch_pss_running_uri);
   add_store(lines, "run state store", sch_pss_running_db_uri);
   add_store(lines, "startup store", sch_pss_startup_uri);
@@ -107,12 +119,13 @@ std::string status_text(const Call &call) {
   if (!call.context.authority.administrator(call.caller)) {
     const uint32_t tag = owner_tag(call.caller.uid);
     lines.add("next due", due_text(first_due(tag)));
-    add_share(&lines, tag, {schedule_count(tag), job_count(tag)});
+    const Share runs = shares_of_runs(call.context.runner)[tag];
+    add_share(&lines, tag, {schedule_count(tag), job_count(tag), runs.runs, runs.waiting});
     return lines.text();
   }
   add_whole(&lines, call.context);
   lines.add("next due", due_text(first_due()));
-  for (const auto &[tag, share] : every_share())
+  for (const auto &[tag, share] : every_share(call.context.runner))
     add_share(&lines, tag, share);
   return lines.text();
 }

@@ -202,14 +202,14 @@ TEST_F(Startup, the_status_shows_everybodys_share_to_the_administrator_and_to_ot
                     none = status_for(world, daemon_user());
   EXPECT_THAT(all, ::testing::StartsWith("version: 1."));
   EXPECT_THAT(all, ::testing::HasSubstr("\nenabled: yes\nboot from: running\n"));
-  EXPECT_THAT(all, ::testing::HasSubstr("\nschedules: 2\nruns under way or waiting: 0\nrunning store: "));
+  EXPECT_THAT(all, ::testing::HasSubstr("\nschedules: 2\nruns under way: 0\nruns waiting: 0\nrunning store: "));
   EXPECT_THAT(all, ::testing::HasSubstr("\nstartup store: none\njob log: 16384 bytes\n"));
   EXPECT_THAT(all, ::testing::HasSubstr("\nnext due: Sat Nov 21 13:00:00 2026, schedule late\n"));
-  EXPECT_THAT(all, ::testing::HasSubstr("\nshare of root: schedules 1, jobs 0\n"));
-  EXPECT_THAT(all, ::testing::EndsWith("\nshare of nobody: schedules 1, jobs 1\n"));
+  EXPECT_THAT(all, ::testing::HasSubstr("\nshare of root: schedules 1, jobs 0, runs 0, waiting 0\n"));
+  EXPECT_THAT(all, ::testing::EndsWith("\nshare of nobody: schedules 1, jobs 1, runs 0, waiting 0\n"));
   EXPECT_THAT(own, ::testing::EndsWith("\nboot from: running\nnext due: Sat Nov 21 13:00:00 2026, schedule late\n"
-                                       "share of nobody: schedules 1, jobs 1\n"));
-  EXPECT_THAT(none, ::testing::EndsWith("\nnext due: none\nshare of daemon: schedules 0, jobs 0\n"));
+                                       "share of nobody: schedules 1, jobs 1, runs 0, waiting 0\n"));
+  EXPECT_THAT(none, ::testing::EndsWith("\nnext due: none\nshare of daemon: schedules 0, jobs 0, runs 0, waiting 0\n"));
 }
 
 TEST(Blocks, a_configuration_is_split_into_jobs_schedules_and_lines) {
