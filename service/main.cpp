@@ -28,6 +28,7 @@
 #include "service/run/run_record.h"
 #include "service/run/runner.h"
 #include "service/run/scheduler.h"
+#include "service/settings_in_use.h"
 #include "service/state/startup.h"
 
 namespace service {

@@ -28,9 +28,6 @@ struct Context {
   Courier *courier = nullptr;  // null: no mail is sent
 };
 
-// After a reload: hands the settings to everybody whom they concern.
-void use(Context &context, std::shared_ptr<const Settings> settings);
-
 struct Call {
   Context &context;
   const host::Caller &caller;

@@ -19,6 +19,7 @@
 #include "service/request/dispatch.h"
 #include "service/request/jobs.h"
 #include "service/run/run_record.h"
+#include "service/settings_in_use.h"
 #include "service/state/startup.h"
 #include "service/state/tables.h"
 

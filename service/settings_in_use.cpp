@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "service/request/context.h"
+#include "service/settings_in_use.h"
 
 #include "service/mail/courier.h"
 #include "service/run/runner.h"
