@@ -12,7 +12,7 @@ struct OutcomeReport {
   std::string schedule;
   std::string job;  // empty: the schedule as a whole
   std::string owner;
-  uint64_t run = 0;     // 0: nothing ran
+  uint64_t run = 0;     // 0: its schedule is deleted
   std::string outcome;  // one word: success, failed, missed, skipped, interrupted, ...
   uint32_t status = 0;  // the exit code as the show commands print it
   time_t due = 0;

@@ -57,7 +57,13 @@ RunBatch::RunBatch(RunCounters &counters) : counters_(counters), before_(counter
 RunBatch::~RunBatch() {
   if (!open_) return;
   host::store_abort(pss_running_db);
+  take_numbers_back();
+}
+
+void RunBatch::take_numbers_back() {
   counters_ = before_;
+  for (Outcome *outcome : numbered_)
+    outcome->run = 0;
 }
 
 void RunBatch::require(uint32_t error) {
@@ -88,7 +94,7 @@ void RunBatch::taken(const sch_schedule_entry &entry, uint32_t due) {
 uint64_t RunBatch::begin_run(const sch_schedule_entry &entry, uint32_t due, int64_t now_ms,
                              const std::string &asked_by) {
   RunState &stored = state_for(entry);
-  stored.running = new_run_number();
+  stored.running = ++counters_.runs;
   stored.running_due = due;
   stored.running_since_ms = now_ms;
   std::memset(stored.asked_by, 0, sizeof stored.asked_by);
@@ -104,6 +110,10 @@ void RunBatch::end_run(const sch_schedule_entry &entry) {
 }
 
 void RunBatch::add(const sch_schedule_entry &entry, Outcome &outcome) {
+  if (outcome.run == 0) {
+    numbered_.push_back(&outcome);
+    outcome.run = ++counters_.runs;
+  }
   outcome.sequence = ++counters_.outcomes;
   if (failure_ == 0) require(add_to_history(entry, &state_for(entry), outcome));
 }
@@ -128,7 +138,7 @@ host::Result<void> RunBatch::commit(time_t now) {
   if (failure_ == 0) {
     const host::Result<void> committed = host::store_commit(pss_running_db);
     open_ = false;
-    if (!committed) counters_ = before_;
+    if (!committed) take_numbers_back();
     return committed;
   }
   return host::Error{failure_, host::store_last_error()};

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <ctime>
 #include <map>
+#include <vector>
 
 #include "host/result.h"
 #include "schedcli.h"
@@ -29,8 +30,9 @@ class RunBatch {
   uint64_t begin_run(const sch_schedule_entry &entry, uint32_t due, int64_t now_ms, const std::string &asked_by);
   void end_run(const sch_schedule_entry &entry);
 
-  uint64_t new_run_number() { return ++counters_.runs; }        // of a run that begins and ends with its outcome
-  void add(const sch_schedule_entry &entry, Outcome &outcome);  // gives it its sequence number
+  // Gives it its sequence number, and a run number where it is a run of its own: missed, skipped, without jobs. Both
+  // are taken back when nothing is stored.
+  void add(const sch_schedule_entry &entry, Outcome &outcome);
   void set_status(const sch_job_entry &slot, const sch_runtime_job_status &status);
 
   host::Result<void> commit(time_t now);
@@ -38,6 +40,7 @@ class RunBatch {
  private:
   RunState &state_for(const sch_schedule_entry &entry);
   void require(uint32_t error);
+  void take_numbers_back();
   void write_states();
   void write_counters();
 
@@ -46,6 +49,7 @@ class RunBatch {
   bool open_ = false;
   uint32_t failure_ = 0;
   std::map<const sch_schedule_entry *, RunState> states_;
+  std::vector<Outcome *> numbered_;  // here
 };
 
 // When the store is full, history gives way to what runs need: the older half of each schedule's goes. A status.

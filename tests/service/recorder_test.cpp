@@ -370,6 +370,40 @@ TEST_F(Recorded, of_many_missed_due_times_the_last_one_runs_where_that_is_wanted
   EXPECT_EQ(by_reason[Reason::ended].due, due + 3 * day);
 }
 
+TEST_F(Recorded, due_times_that_are_missed_apart_are_runs_of_their_own) {
+  configure("s", {"job"}, daily(12, 30));
+  pass_to(world, due + 60 * minute);
+  pass_to(world, due + day + 60 * minute);
+  const std::vector<HistoryRun> runs = history("s");
+  ASSERT_THAT(runs, SizeIs(2));
+  EXPECT_EQ(runs[0].number, 2u);
+  EXPECT_EQ(runs[0].outcomes[0].due, due + day);
+  EXPECT_EQ(runs[1].number, 1u);
+}
+
+TEST_F(Recorded, due_times_that_are_always_missed_leave_no_more_than_other_runs_do) {
+  configure("s", {"job"}, daily(12, 30));
+  for (int i = 0; i < 200; i++)
+    pass_to(world, due + i * day + 60 * minute);
+  EXPECT_LT(service::read_history(*service::find_schedule("s"), 1000).size(), 2 * service::history_runs);
+}
+
+TEST_F(Recorded, a_number_that_could_not_be_stored_is_given_to_one_run_alone) {
+  configure("s", {"job"}, daily(12, 30));
+  service::RunStep step(*service::find_schedule("s"));
+  step.outcome.reason = Reason::interrupted;
+  fail_store_call(1);
+  world.parts->recorder.record(step);
+  world.settle();
+  ASSERT_TRUE(store_call_failed());
+  world.parts->recorder.record(step);
+  world.settle();
+  const std::vector<HistoryRun> runs = history("s");
+  ASSERT_THAT(runs, SizeIs(2));
+  EXPECT_EQ(runs[0].number, 2u);
+  EXPECT_EQ(runs[1].number, 1u);
+}
+
 TEST_F(Recorded, a_restart_within_the_grace_of_a_due_time_loses_no_run) {
   configure("s", {"job"}, daily(12, 30));
   set_clock(due + service::late_limit_s);
