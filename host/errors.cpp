@@ -92,6 +92,7 @@ constexpr ErrorText error_texts[] = {
     {host::err_not_allowed,
      "this user is in no group that may configure the scheduler; ask the administrator, who sets 'allow-groups'"},
     {host::err_no_jobs, "no job is assigned to the schedule"},
+    {host::err_no_history_of_run, "no such run in the history of the schedules that you may see"},
     {host::err_bad_value, "a value is out of its range"},
     {host::err_control_character,
      "the text has a control character other than tab and line end, or one that hides or turns what stands beside it"},

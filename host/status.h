@@ -63,7 +63,8 @@ inline constexpr uint32_t err_too_many_own_jobs = 0x40bd0031;
 inline constexpr uint32_t err_log_too_large = 0x40bd0032;
 inline constexpr uint32_t err_no_such_run = 0x40bd0040;  // not under way
 inline constexpr uint32_t err_run_under_way = 0x40bd0041;
-inline constexpr uint32_t err_no_jobs = 0x40bd0042;      // no job is assigned to the schedule
+inline constexpr uint32_t err_no_jobs = 0x40bd0042;  // no job is assigned to the schedule
+inline constexpr uint32_t err_no_history_of_run = 0x40bd0043;
 inline constexpr uint32_t err_not_allowed = 0x40bd0050;  // to configure: in no group of allow-groups
 
 }  // namespace host

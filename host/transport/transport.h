@@ -111,7 +111,24 @@ enum class Control : uint32_t {
   security_store = 31,
   security_remove = 32,
   security_authenticate = 33,  // payload: sch_security_user_rec with the sealed text; status 0: accepted
+  show_history = 40,           // payload: HistoryQuery and a schedule's name; reply: text
+  show_upcoming = 41,          // payload: UpcomingQuery and a schedule's name; reply: text
+  run_schedule = 42,           // payload: its name; reply: u64, the run's number
+  kill_run = 43,               // payload: u64, the run's number
+  enable_schedule = 44,        // payload: its name
+  disable_schedule = 45,
 };
+
+// Of the caller's schedules, for root of all. Without a name behind it: of each of them.
+struct HistoryQuery {
+  uint64_t run;          // not 0: this one with its jobs; all else is left out
+  uint32_t count;        // of lines, the newest first; 0: the usual number
+  uint32_t failed_only;  // 1: runs that ended, and not with success
+};
+struct UpcomingQuery {
+  uint32_t count;  // of lines; 0: the usual number
+};
+inline constexpr uint32_t query_lines_limit = 1000;  // so that the text stays well below control_reply_limit
 
 inline constexpr std::size_t control_reply_limit = 64 * 1024 * 1024;  // a client takes no more: err_too_large
 

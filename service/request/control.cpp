@@ -15,6 +15,9 @@
 #include "service/request/answer.h"
 #include "service/request/logging_level.h"
 #include "service/request/payload.h"
+#include "service/request/run_orders.h"
+#include "service/request/show_runs.h"
+#include "service/request/show_upcoming.h"
 #include "service/request/status.h"
 #include "service/run/due.h"
 #include "service/run/runner.h"
@@ -99,11 +102,32 @@ bool for_everybody(Control operation) {
   return operation == Control::get_logging_level || operation == Control::get_zone || operation == Control::status;
 }
 
+// Everybody's, each of their own.
+bool is_of_runs(Control operation) {
+  return operation >= Control::show_history && operation <= Control::disable_schedule;
+}
+
+host::Answer control_runs(const Call &call, Control operation, Payload payload) {
+  switch (operation) {
+    case Control::show_history:
+      return show_history(call, payload);
+    case Control::show_upcoming:
+      return show_upcoming(call, payload);
+    case Control::run_schedule:
+      return run_schedule(call, payload);
+    case Control::kill_run:
+      return kill_run(call, payload);
+    default:
+      return set_schedule_enabled(call, payload, operation == Control::enable_schedule);
+  }
+}
+
 }  // namespace
 
 host::Answer control(const Call &call, Control operation, Payload payload) {
   if (operation == Control::security_store && !may_store_password(call)) return with_status(host::err_not_allowed);
   if (is_security(operation)) return host::security_control(operation, call.caller, payload);
+  if (is_of_runs(operation)) return control_runs(call, operation, payload);
   if (!for_everybody(operation) && !call.context.authority.administrator(call.caller))
     return with_status(host::err_not_permitted);
   switch (operation) {

@@ -20,4 +20,18 @@ uint32_t find_own_schedule(const Call &call, const std::string &name, sch_schedu
   return call.context.authority.may_use(call.caller, owner_of(**entry)) ? 0 : host::err_not_owner;
 }
 
+std::vector<const sch_schedule_entry *> own_schedules(const Call &call) {
+  std::vector<const sch_schedule_entry *> entries;
+  if (call.context.authority.administrator(call.caller)) {
+    entries.reserve(schedule_count());
+    for_each_schedule([&](const sch_schedule_entry &entry) { entries.push_back(&entry); });
+    return entries;
+  }
+  const uint32_t tag = owner_tag(call.caller.uid);
+  for (const sch_schedule_entry *entry = schedule_after(-1, tag); entry != nullptr;
+       entry = schedule_after(schedule_number(*entry->rec), tag))
+    entries.push_back(entry);
+  return entries;
+}
+
 }  // namespace service

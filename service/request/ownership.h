@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "service/request/context.h"
 
@@ -10,5 +11,7 @@ namespace service {
 
 uint32_t find_own_job(const Call &call, const std::string &name, sch_job_entry **slot);
 uint32_t find_own_schedule(const Call &call, const std::string &name, sch_schedule_entry **entry);
+
+std::vector<const sch_schedule_entry *> own_schedules(const Call &call);  // that the caller may use, by number
 
 }  // namespace service

@@ -11,13 +11,13 @@
 namespace service {
 namespace {
 
-WallTime taken_of(const sch_schedule_entry &entry) {
-  const uint32_t stored = taken_wall(*entry.rec);
+WallTime taken_of(const sch_schedule_rec &rec) {
+  const uint32_t stored = taken_wall(rec);
   return stored == 0 ? nothing_taken : WallTime{stored};
 }
 
-uint32_t next_after(const sch_schedule_entry &entry, time_t moment) {
-  return next_due(entry.rec->time, moment, service_zone(), taken_of(entry)).value_or(0);
+uint32_t next_after(const sch_schedule_rec &rec, time_t moment) {
+  return next_due(rec.time, moment, service_zone(), taken_of(rec)).value_or(0);
 }
 
 // A start that was typed for this very second has not passed.
@@ -46,6 +46,11 @@ void take(sch_schedule_rec &rec, uint32_t due, time_t now) {
     take_wall_time(rec, due);
 }
 
+uint32_t taken_and_next(sch_schedule_rec &rec, uint32_t due, time_t now) {
+  take(rec, due, now);
+  return rec.time.type == SCH_SCHEDULE_ONESHOT ? 0 : next_after(rec, now);
+}
+
 void forget_what_lies_ahead(sch_schedule_rec &rec, time_t now) {
   if (static_cast<uint32_t>(rec.time.last_run) > now) rec.time.last_run = 0;
   if (taken_wall(rec) > service_zone().wall_at(now).seconds) taken_wall(rec) = 0;
@@ -54,14 +59,21 @@ void forget_what_lies_ahead(sch_schedule_rec &rec, time_t now) {
 }  // namespace
 
 bool arm(sch_schedule_entry &entry, time_t now) {
-  const uint32_t next = next_after(entry, may_be_now(entry.rec->time) ? now - 1 : now);
+  const uint32_t next = next_after(*entry.rec, may_be_now(entry.rec->time) ? now - 1 : now);
   set_next_due(entry, next);
   return next != 0;
 }
 
 void arm_next(sch_schedule_entry &entry, time_t now) {
-  take(*entry.rec, state_of(*entry.rec).next_due, now);
-  set_next_due(entry, entry.rec->time.type == SCH_SCHEDULE_ONESHOT ? 0 : next_after(entry, now));
+  set_next_due(entry, taken_and_next(*entry.rec, state_of(*entry.rec).next_due, now));
+}
+
+std::vector<uint32_t> coming_dues(const sch_schedule_entry &entry, size_t count) {
+  std::vector<uint32_t> dues;
+  sch_schedule_rec rec = *entry.rec;
+  for (uint32_t due = state_of(rec).next_due; due != 0 && dues.size() < count; due = taken_and_next(rec, due, due))
+    dues.push_back(due);
+  return dues;
 }
 
 void arm_anew(sch_schedule_entry &entry, time_t now) {
@@ -73,7 +85,7 @@ bool arm_in_zone(sch_schedule_entry &entry, time_t now) {
   const uint32_t due = state_of(*entry.rec).next_due;
   if (due == 0 || due <= now || counts_elapsed_time(entry.rec->time)) return false;
   // A one-shot time that has passed by the new zone is late or missed, not forgotten.
-  const uint32_t next = next_after(entry, entry.rec->time.type == SCH_SCHEDULE_ONESHOT ? 0 : now);
+  const uint32_t next = next_after(*entry.rec, entry.rec->time.type == SCH_SCHEDULE_ONESHOT ? 0 : now);
   if (next != due) set_next_due(entry, next);
   return next != due;
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <vector>
 
 #include "schedcli.h"
 
@@ -16,6 +17,9 @@ bool arm(sch_schedule_entry &entry, time_t now);
 // Takes the due time, by a run or by missing it, and sets the following one, later than now. The slots of a periodic
 // schedule stay a whole number of periods behind its start, however late the service is.
 void arm_next(sch_schedule_entry &entry, time_t now);
+
+// The due times that lie ahead if nothing is changed, the next one first; none of a disabled schedule.
+std::vector<uint32_t> coming_dues(const sch_schedule_entry &entry, size_t count);
 
 // As if nothing had run yet that now lies ahead: after the clock had been wrong.
 void arm_anew(sch_schedule_entry &entry, time_t now);

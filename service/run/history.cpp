@@ -70,6 +70,15 @@ std::optional<HistoryRun> find_in_history(const sch_schedule_entry &entry, uint6
   return found;
 }
 
+uint64_t newest_run(const sch_schedule_entry &entry) {
+  uint64_t newest = 0;
+  for_each_page(entry, [&](const HistoryPage &page) {
+    newest = page.last_run();
+    return false;
+  });
+  return newest;
+}
+
 void walk_outcomes_after(uint64_t sequence, const VisitOutcome &visit) {
   if (read_run_counters().outcomes <= sequence) return;
   std::vector<Found> found;

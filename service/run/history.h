@@ -26,6 +26,7 @@ struct HistoryRun {
 // Newest first, by the number of the run; at most `limit` runs.
 std::vector<HistoryRun> read_history(const sch_schedule_entry &entry, size_t limit = history_runs);
 std::optional<HistoryRun> find_in_history(const sch_schedule_entry &entry, uint64_t run);
+uint64_t newest_run(const sch_schedule_entry &entry);  // its number, from the newest page alone; 0: none
 
 // Every kept outcome of any schedule whose sequence number is above `sequence`, in ascending order of that: what a log
 // that ends there lacks. Outcomes of schedules that are deleted are gone.

@@ -55,7 +55,7 @@ Request request(uint32_t service, uint32_t opcode, const Bytes &payload) {
 }
 
 Request control_request() {
-  const uint32_t operation = below(40);
+  const uint32_t operation = below(48);
   Request made = {host::service_control, Bytes(sizeof operation + below(300))};
   if (operation != authenticate) std::memcpy(made.record.data(), &operation, sizeof operation);
   return made;

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+// One run in a few words, from the history or from what is under way.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "service/run/history.h"
+#include "service/run/runner.h"
+
+namespace service {
+
+struct RunSummary {
+  uint64_t number = 0;
+  std::string schedule;
+  uint32_t due = 0;
+  std::string asked_by;
+  int64_t begin_ms = 0;  // of the first job; 0: none began
+  int64_t end_ms = 0;    // 0: it is under way
+  std::string outcome;   // one word; of a run with several the one that ended it
+  size_t jobs = 0, failed = 0;
+  uint32_t missed = 0;  // due times that it stands for
+};
+
+std::string word_for(const Outcome &outcome);  // "success", "failed" or the reason's
+
+RunSummary summary_of(const sch_schedule_entry &entry, const HistoryRun &run);
+RunSummary summary_of(const Runner::UnderWay &run);
+
+bool failed(const RunSummary &run);  // it ended, and not with success
+
+// Cells for people; every text in them is safe for a terminal.
+std::string due_cell(const RunSummary &run);
+std::string start_cell(const RunSummary &run);
+std::string duration_cell(const RunSummary &run);
+std::string outcome_cell(const RunSummary &run);
+std::string failed_cell(const RunSummary &run);
+
+}  // namespace service

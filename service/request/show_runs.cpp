@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/request/show_runs.h"
+
+#include <algorithm>
+#include <limits>
+#include <set>
+
+#include "host/status.h"
+#include "service/request/answer.h"
+#include "service/request/ownership.h"
+#include "service/request/payload.h"
+#include "service/request/run_summary.h"
+#include "service/request/show_run.h"
+#include "service/request/text_table.h"
+#include "service/run/runner.h"
+#include "service/state/tables.h"
+
+namespace service {
+namespace {
+
+using Schedules = std::vector<const sch_schedule_entry *>;
+
+constexpr uint32_t usual_lines = 20;
+
+// Of a search for failures, which may find none: it reads some thousand pages of the store, and the service has other
+// work.
+constexpr size_t search_limit = 20000;
+
+class Newest {
+ public:
+  Newest(size_t count, bool failed_only) : count_(count), failed_only_(failed_only) {}
+
+  bool has_no_room_for(uint64_t number) const { return runs_.size() >= count_ && runs_.back().number > number; }
+
+  void add(RunSummary run) {
+    if (!failed_only_ || failed(run)) runs_.push_back(std::move(run));
+  }
+  void settle() {
+    std::ranges::sort(runs_, std::greater(), &RunSummary::number);
+    if (runs_.size() > count_) runs_.resize(count_);
+  }
+  const std::vector<RunSummary> &runs() const { return runs_; }
+
+ private:
+  const size_t count_;
+  const bool failed_only_;
+  std::vector<RunSummary> runs_;  // after settle(): newest first
+};
+
+struct Candidate {
+  uint64_t newest;
+  const sch_schedule_entry *entry;
+};
+
+std::vector<Candidate> by_newest_run(const Schedules &schedules) {
+  std::vector<Candidate> candidates;
+  for (const sch_schedule_entry *entry : schedules)
+    if (const uint64_t newest = newest_run(*entry); newest != 0) candidates.push_back({newest, entry});
+  std::ranges::sort(candidates, std::greater(), &Candidate::newest);
+  return candidates;
+}
+
+// Which have lines in the history too when a job of theirs has ended.
+std::set<uint64_t> add_under_way(const Call &call, const std::string &schedule, Newest *found) {
+  std::set<uint64_t> numbers;
+  for (const Runner::UnderWay &run : call.context.runner.list()) {
+    const bool wanted = schedule.empty() || run.schedule == schedule;
+    if (!wanted || !call.context.authority.may_use(call.caller, run.owner_tag)) continue;
+    numbers.insert(run.ticket.number);
+    found->add(summary_of(run));
+  }
+  found->settle();
+  return numbers;
+}
+
+// False: it was given up before all was read.
+bool add_ended(const Schedules &schedules, const host::HistoryQuery &query, size_t count,
+               const std::set<uint64_t> &under_way, Newest *found) {
+  size_t searched = 0;
+  for (const Candidate &candidate : by_newest_run(schedules)) {
+    if (found->has_no_room_for(candidate.newest)) return true;
+    if (searched >= search_limit) return false;
+    const size_t limit = query.failed_only != 0 ? std::numeric_limits<size_t>::max() : count;
+    for (const HistoryRun &run : read_history(*candidate.entry, limit)) {
+      searched++;
+      if (!under_way.contains(run.number)) found->add(summary_of(*candidate.entry, run));
+    }
+    found->settle();
+  }
+  return true;
+}
+
+std::string lines_of(const Newest &found) {
+  TextTable table({"run", "schedule", "due", "start", "duration", "outcome", "jobs failed"});
+  for (const RunSummary &run : found.runs())
+    table.add({std::to_string(run.number), run.schedule, due_cell(run), start_cell(run), duration_cell(run),
+               outcome_cell(run), failed_cell(run)});
+  return table.empty() ? "" : table.text();
+}
+
+host::Answer show_newest(const Call &call, const host::HistoryQuery &query, const std::string &schedule,
+                         const Schedules &schedules) {
+  const size_t count = query.count == 0 ? usual_lines : query.count;
+  Newest found(count, query.failed_only != 0);
+  const std::set<uint64_t> under_way = add_under_way(call, schedule, &found);
+  const bool complete = add_ended(schedules, query, count, under_way, &found);
+  host::Bytes reply;
+  append_text(&reply, lines_of(found));
+  if (!complete) append_text(&reply, "(older runs were not searched; name the schedule)\n");
+  return with_reply(std::move(reply));
+}
+
+bool is_sound(const host::HistoryQuery &query) {
+  return query.count <= host::query_lines_limit && query.failed_only <= 1;
+}
+
+}  // namespace
+
+host::Answer show_history(const Call &call, Payload payload) {
+  if (payload.size() < sizeof(host::HistoryQuery)) return with_status(host::err_bad_request);
+  const auto query = record_of<host::HistoryQuery>(payload);
+  if (!is_sound(query)) return with_status(host::err_bad_value);
+  const std::string name(text_of(payload.subspan(sizeof query)));
+  if (query.run != 0) return show_run(call, query.run);
+  if (name.empty()) return show_newest(call, query, name, own_schedules(call));
+  sch_schedule_entry *entry = nullptr;
+  if (const uint32_t status = find_own_schedule(call, name, &entry); status != 0) return with_status(status);
+  return show_newest(call, query, name, {entry});
+}
+
+}  // namespace service

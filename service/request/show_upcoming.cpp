@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/request/show_upcoming.h"
+
+#include <algorithm>
+#include <ctime>
+#include <tuple>
+
+#include "host/status.h"
+#include "host/visible.h"
+#include "service/request/answer.h"
+#include "service/request/ownership.h"
+#include "service/request/payload.h"
+#include "service/request/shown_time.h"
+#include "service/request/text_table.h"
+#include "service/run/due.h"
+#include "service/state/tables.h"
+
+namespace service {
+namespace {
+
+constexpr uint32_t usual_schedules = 20, usual_dues = 10;
+
+struct Upcoming {
+  const sch_schedule_entry *entry;
+  uint32_t due;  // 0: disabled
+};
+
+bool sooner(const Upcoming &left, const Upcoming &right) {
+  const auto rank = [](const Upcoming &one) {
+    return std::tuple(one.due == 0, one.due, schedule_number(*one.entry->rec));
+  };
+  return rank(left) < rank(right);
+}
+
+std::vector<Upcoming> soonest(const Call &call, size_t count) {
+  std::vector<Upcoming> all;
+  for (const sch_schedule_entry *entry : own_schedules(call)) {
+    const uint32_t due = state_of(*entry->rec).next_due;
+    if (due != 0 || !is_enabled(*entry->rec)) all.push_back({entry, due});
+  }
+  const size_t kept = std::min(count, all.size());
+  std::ranges::partial_sort(all, all.begin() + static_cast<std::ptrdiff_t>(kept), sooner);
+  all.resize(kept);
+  return all;
+}
+
+size_t job_count(const sch_schedule_rec &rec) {
+  size_t count = 0;
+  for_each_assigned(rec, [&](uint32_t) { count++; });
+  return count;
+}
+
+std::string owner_name(const sch_schedule_entry &entry) {
+  const ScheduleState state = state_of(*entry.rec);
+  return host::visible({state.owner, strnlen(state.owner, sizeof state.owner)});
+}
+
+std::string wait_cell(uint32_t due, time_t now) {
+  return shown_wait(int64_t{due} - now);
+}
+
+TextTable::Row row_of(const Upcoming &one, time_t now) {
+  const bool disabled = one.due == 0;
+  return {disabled ? "disabled" : shown_moment(one.due), disabled ? "-" : wait_cell(one.due, now),
+          name_of(*one.entry->key), std::to_string(job_count(*one.entry->rec)), owner_name(*one.entry)};
+}
+
+std::string note_of_feature() {
+  return scheduler_enabled != 0 ? "" : "(the scheduler feature is disabled: nothing runs)\n";
+}
+
+std::string text_of_all(const Call &call, size_t count) {
+  const time_t now = time(nullptr);
+  TextTable table({"due", "in", "schedule", "jobs", "owner"});
+  for (const Upcoming &one : soonest(call, count))
+    table.add(row_of(one, now));
+  return table.empty() ? "" : note_of_feature() + table.text();
+}
+
+std::string job_names(const sch_schedule_rec &rec) {
+  std::string names;
+  for_each_assigned(rec, [&](uint32_t id) { names += (names.empty() ? "" : ", ") + name_of(*sch_job_list[id].key); });
+  return names.empty() ? "none" : names;
+}
+
+std::string text_of_one(const sch_schedule_entry &entry, size_t count) {
+  const time_t now = time(nullptr);
+  std::string text = "schedule: " + name_of(*entry.key) + "\nowner: " + owner_name(entry) +
+                     "\nenabled: " + (is_enabled(*entry.rec) ? "yes" : "no") + "\njobs: " + job_names(*entry.rec) +
+                     "\n";
+  TextTable table({"due", "in"});
+  for (const uint32_t due : coming_dues(entry, count))
+    table.add({shown_moment(due), wait_cell(due, now)});
+  return text + (table.empty() ? "due: never\n" : note_of_feature() + table.text());
+}
+
+host::Answer answer_text(const std::string &text) {
+  host::Bytes reply;
+  append_text(&reply, text);
+  return with_reply(std::move(reply));
+}
+
+}  // namespace
+
+host::Answer show_upcoming(const Call &call, Payload payload) {
+  if (payload.size() < sizeof(host::UpcomingQuery)) return with_status(host::err_bad_request);
+  const auto query = record_of<host::UpcomingQuery>(payload);
+  if (query.count > host::query_lines_limit) return with_status(host::err_bad_value);
+  const std::string name(text_of(payload.subspan(sizeof query)));
+  if (name.empty()) return answer_text(text_of_all(call, query.count == 0 ? usual_schedules : query.count));
+  sch_schedule_entry *entry = nullptr;
+  if (const uint32_t status = find_own_schedule(call, name, &entry); status != 0) return with_status(status);
+  return answer_text(text_of_one(*entry, query.count == 0 ? usual_dues : query.count));
+}
+
+}  // namespace service

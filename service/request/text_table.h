@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace service {
+
+// Lines of cells in columns, each as wide as its widest cell, two blanks between; the last one is as long as it is.
+class TextTable {
+ public:
+  using Row = std::vector<std::string>;
+
+  explicit TextTable(Row heading) : rows_{std::move(heading)} {}
+  void add(Row row) { rows_.push_back(std::move(row)); }  // of as many cells as the heading
+  bool empty() const { return rows_.size() == 1; }
+  std::string text() const;
+
+ private:
+  std::vector<Row> rows_;
+};
+
+}  // namespace service

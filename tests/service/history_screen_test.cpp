@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: Apache-2.0
+// What operators read of runs. The clock stands still, so that a job takes no time.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/status.h"
+#include "service/request/shown_time.h"
+#include "tests/service/operator_requests.h"
+
+namespace service_test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+constexpr time_t minute = 60, day = 86400;
+constexpr time_t due = noon + 30 * minute;
+
+constexpr host::HistoryQuery failed_alone = {0, 0, 1};
+
+struct HistoryScreen : ::testing::Test {
+  World world;
+
+  HistoryScreen() {
+    EXPECT_EQ(create_job(world, "good", "echo fine\n"), 0u);
+    EXPECT_EQ(create_job(world, "bad", "exit 3\n"), 0u);
+    EXPECT_EQ(create_job(world, "own", "echo mine\n", nobody()), 0u);
+  }
+};
+
+TEST_F(HistoryScreen, has_a_line_for_each_run_the_newest_first) {
+  ASSERT_EQ(create_schedule(world, "mixed", {"good", "bad"}, daily(12, 30)), 0u);
+  ASSERT_EQ(create_schedule(world, "fine", {"good"}, daily(12, 31)), 0u);
+  pass_to(world, due);
+  pass_to(world, due + minute);
+  EXPECT_EQ(history(world),
+            "run  schedule  due                            start                          duration  outcome  jobs "
+            "failed\n"
+            "2    fine      Sat 2026-11-21 12:31:00 +0000  Sat 2026-11-21 12:31:00 +0000  0.000s    success  0 of 1\n"
+            "1    mixed     Sat 2026-11-21 12:30:00 +0000  Sat 2026-11-21 12:30:00 +0000  0.000s    failed   1 of 2\n");
+}
+
+TEST_F(HistoryScreen, is_empty_before_the_first_run) {
+  ASSERT_EQ(create_schedule(world, "s", {"good"}, daily(12, 30)), 0u);
+  EXPECT_EQ(history(world), "");
+}
+
+TEST_F(HistoryScreen, shows_the_failed_ones_alone_where_that_is_asked_for) {
+  ASSERT_EQ(create_schedule(world, "mixed", {"good", "bad"}, daily(12, 30)), 0u);
+  ASSERT_EQ(create_schedule(world, "fine", {"good"}, daily(12, 30)), 0u);
+  pass_to(world, due);
+  const std::string shown = history(world, failed_alone);
+  EXPECT_THAT(shown, HasSubstr("  mixed  "));
+  EXPECT_THAT(shown, Not(HasSubstr("fine")));
+}
+
+TEST_F(HistoryScreen, shows_as_many_of_the_newest_as_are_asked_for_over_all_schedules) {
+  ASSERT_EQ(create_schedule(world, "a", {"good"}, daily(12, 30)), 0u);
+  ASSERT_EQ(create_schedule(world, "b", {"good"}, daily(12, 31)), 0u);
+  for (int i = 0; i < 3; i++) {
+    pass_to(world, due + i * day);
+    pass_to(world, due + i * day + minute);
+  }
+  const std::string shown = history(world, {0, 3, 0});
+  EXPECT_EQ(std::ranges::count(shown, '\n'), 4) << shown;
+  EXPECT_THAT(shown, HasSubstr("\n6    b "));
+  EXPECT_THAT(shown, HasSubstr("\n5    a "));
+  EXPECT_THAT(shown, HasSubstr("\n4    b "));
+}
+
+TEST_F(HistoryScreen, of_one_schedule_shows_no_other) {
+  ASSERT_EQ(create_schedule(world, "a", {"good"}, daily(12, 30)), 0u);
+  ASSERT_EQ(create_schedule(world, "b", {"good"}, daily(12, 30)), 0u);
+  pass_to(world, due);
+  const std::string shown = history(world, {}, "b");
+  EXPECT_EQ(std::ranges::count(shown, '\n'), 2) << shown;
+  EXPECT_THAT(shown, HasSubstr("\n2    b "));
+}
+
+TEST_F(HistoryScreen, shows_a_user_what_is_theirs) {
+  ASSERT_EQ(create_schedule(world, "roots", {"good"}, daily(12, 30)), 0u);
+  ASSERT_EQ(create_schedule(world, "nobodys", {"own"}, daily(12, 30), nobody()), 0u);
+  pass_to(world, due);
+  EXPECT_THAT(history(world, {}, {}, root()), HasSubstr("nobodys"));
+  EXPECT_THAT(history(world, {}, {}, nobody()), HasSubstr("nobodys"));
+  EXPECT_THAT(history(world, {}, {}, nobody()), Not(HasSubstr("roots")));
+  EXPECT_EQ(history(world, {}, {}, daemon_user()), "");
+  EXPECT_EQ(ask(world, host::Control::show_history, query(host::HistoryQuery{}, "roots"), nobody()).status,
+            host::err_not_owner);
+  EXPECT_EQ(ask(world, host::Control::show_history, query(host::HistoryQuery{}, "none")).status,
+            host::err_no_such_schedule);
+}
+
+TEST_F(HistoryScreen, counts_the_due_times_that_were_missed_together) {
+  ASSERT_EQ(create_schedule(world, "s", {"good"}, daily(12, 30)), 0u);
+  pass_to(world, due + 2 * day + 10 * minute);
+  EXPECT_THAT(history(world),
+              HasSubstr("1    s         Sat 2026-11-21 12:30:00 +0000  -      -         missed 3 times  "));
+}
+
+TEST_F(HistoryScreen, has_a_run_under_way_and_who_asked_for_it) {
+  ASSERT_EQ(create_job(world, "endless", "sleep 1000\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "s", {"good", "endless"}, {}), 0u);
+  ASSERT_EQ(ask(world, host::Control::run_schedule, bytes("s")).status, 0u);
+  while (world.parts->runner.list().front().job != "endless")
+    world.loop.turn();
+  EXPECT_THAT(history(world),
+              HasSubstr("\n1    s         asked by root  Sat 2026-11-21 12:00:00 +0000  -         running  -\n"));
+  EXPECT_EQ(history(world, failed_alone), "");
+  const std::string run = history(world, {1, 0, 0});
+  EXPECT_THAT(run, HasSubstr("\noutcome: running\njob under way: endless\njob   outcome  code"));
+  EXPECT_THAT(run, HasSubstr("\ngood  success  0 "));
+  EXPECT_EQ(text_of(ask(world, host::Control::show_history, query(host::HistoryQuery{1, 0, 0}), nobody())),
+            "(status " + std::to_string(host::err_no_history_of_run) + ")");
+}
+
+TEST_F(HistoryScreen, of_one_run_has_its_jobs) {
+  ASSERT_EQ(create_schedule(world, "s", {"good", "bad"}, daily(12, 30)), 0u);
+  pass_to(world, due);
+  EXPECT_EQ(history(world, {1, 0, 0}),
+            "run: 1\nschedule: s\nowner: root\ndue: Sat 2026-11-21 12:30:00 +0000\n"
+            "start: Sat 2026-11-21 12:30:00 +0000\nduration: 0.000s\noutcome: failed\n"
+            "job   outcome  code  start                          duration  output   remark\n"
+            "good  success  0     Sat 2026-11-21 12:30:00 +0000  0.000s    5 bytes  \n"
+            "bad   failed   3     Sat 2026-11-21 12:30:00 +0000  0.000s    0 bytes  \n");
+}
+
+TEST_F(HistoryScreen, of_one_run_has_what_the_service_remarked) {
+  ASSERT_EQ(create_schedule(world, "s", {"good"}, daily(12, 30)), 0u);
+  pass_to(world, due + 10 * minute);
+  const std::string run = history(world, {1, 0, 0});
+  EXPECT_THAT(run, HasSubstr("\nstart: -\nduration: -\noutcome: missed\n"));
+  EXPECT_THAT(run, HasSubstr("\n-    missed   112   -      -         0 bytes  missed: it was due at "));
+}
+
+TEST_F(HistoryScreen, of_a_run_that_is_not_kept_or_is_anothers_says_so) {
+  ASSERT_EQ(create_schedule(world, "s", {"good"}, daily(12, 30)), 0u);
+  pass_to(world, due);
+  const auto status = [&](uint64_t run, const host::Caller &caller) {
+    return ask(world, host::Control::show_history, query(host::HistoryQuery{run, 0, 0}), caller).status;
+  };
+  EXPECT_EQ(status(1, root()), 0u);
+  EXPECT_EQ(status(2, root()), host::err_no_history_of_run);
+  EXPECT_EQ(status(UINT64_MAX, root()), host::err_no_history_of_run);
+  EXPECT_EQ(status(1, nobody()), host::err_no_history_of_run);
+}
+
+TEST_F(HistoryScreen, refuses_a_query_that_is_cut_or_out_of_range) {
+  const auto status = [&](const Bytes &payload) { return ask(world, host::Control::show_history, payload).status; };
+  Bytes cut = query(host::HistoryQuery{});
+  cut.pop_back();
+  EXPECT_EQ(status(cut), host::err_bad_request);
+  EXPECT_EQ(status(query(host::HistoryQuery{0, host::query_lines_limit, 0})), 0u);
+  EXPECT_EQ(status(query(host::HistoryQuery{0, host::query_lines_limit + 1, 0})), host::err_bad_value);
+  EXPECT_EQ(status(query(host::HistoryQuery{0, 0, 2})), host::err_bad_value);
+}
+
+TEST(ShownTime, spans_have_the_two_largest_units) {
+  using service::shown_duration, service::shown_wait;
+  EXPECT_EQ(shown_wait(-1), "now");
+  EXPECT_EQ(shown_wait(0), "now");
+  EXPECT_EQ(shown_wait(59), "59s");
+  EXPECT_EQ(shown_wait(60), "1m 00s");
+  EXPECT_EQ(shown_wait(3599), "59m 59s");
+  EXPECT_EQ(shown_wait(3600), "1h 00m");
+  EXPECT_EQ(shown_wait(day - 1), "23h 59m");
+  EXPECT_EQ(shown_wait(2 * day + 3 * 3600), "2d 03h");
+  EXPECT_EQ(shown_duration(-5), "0.000s");
+  EXPECT_EQ(shown_duration(59999), "59.999s");
+  EXPECT_EQ(shown_duration(60000), "1m 00s");
+}
+
+}  // namespace
+}  // namespace service_test

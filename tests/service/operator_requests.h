@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+// The host's own requests about runs, as a shell sends them.
+#pragma once
+
+#include <cstring>
+#include <string>
+
+#include "service/request/control.h"
+#include "tests/service/world.h"
+
+namespace service_test {
+
+template <typename Record>
+Bytes query(const Record &record, std::string_view name = {}) {
+  Bytes payload(sizeof record);
+  std::memcpy(payload.data(), &record, sizeof record);
+  const Bytes text = bytes(name);
+  payload.insert(payload.end(), text.begin(), text.end());
+  return payload;
+}
+
+inline host::Answer ask(World &world, host::Control operation, const Bytes &payload,
+                        const host::Caller &caller = root()) {
+  return service::control({world.parts->context, caller}, operation, payload);
+}
+
+inline std::string text_of(const host::Answer &answer) {
+  if (answer.status != 0 || !answer.reply) return "(status " + std::to_string(answer.status) + ")";
+  return {reinterpret_cast<const char *>(answer.reply->data()), answer.reply->size()};
+}
+
+inline std::string history(World &world, const host::HistoryQuery &asked = {}, std::string_view schedule = {},
+                           const host::Caller &caller = root()) {
+  return text_of(ask(world, host::Control::show_history, query(asked, schedule), caller));
+}
+
+inline std::string upcoming(World &world, std::string_view schedule = {}, uint32_t count = 0,
+                            const host::Caller &caller = root()) {
+  return text_of(ask(world, host::Control::show_upcoming, query(host::UpcomingQuery{count}, schedule), caller));
+}
+
+inline void pass_to(World &world, time_t now) {
+  set_clock(now);
+  world.parts->scheduler.check();
+  world.settle();
+}
+
+}  // namespace service_test
