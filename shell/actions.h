@@ -28,6 +28,15 @@ int show_logging_level(Session &session, const Match &match);
 int set_logging_level(Session &session, const Match &match);
 int reset_logging_level(Session &session, const Match &match);
 
+int show_runs(Session &session, const Match &match);
+int show_failed_runs(Session &session, const Match &match);
+int show_run(Session &session, const Match &match);
+int show_upcoming(Session &session, const Match &match);
+int run_schedule(Session &session, const Match &match);
+int kill_run(Session &session, const Match &match);
+int enable_schedule(Session &session, const Match &match);
+int disable_schedule(Session &session, const Match &match);
+
 int store_dump(Session &session, const Match &match);
 int store_load(Session &session, const Match &match);
 

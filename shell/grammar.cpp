@@ -5,7 +5,9 @@
 #include <charconv>
 #include <string>
 
+#include "host/transport/transport.h"
 #include "schedcli_requests.h"
+
 namespace shell {
 
 namespace {
@@ -90,6 +92,10 @@ Range range_of(Kind kind) {
       return {1, 65535};
     case Kind::level:
       return {0, 7};
+    case Kind::count:
+      return {1, host::query_lines_limit};
+    case Kind::run:
+      return {1, std::numeric_limits<long>::max()};
     default:
       return {0, 0};
   }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,8 @@ enum class Kind {
   kilobytes,  // the numbers, with their ranges
   port,
   level,
+  count,  // of lines to show
+  run,
   host,
   file_uri,
 };
@@ -69,6 +72,7 @@ const std::vector<Form> &forms();
 
 struct Range {
   long first, last;
+  bool has_bound() const { return last != std::numeric_limits<long>::max(); }
 };
 
 Range range_of(Kind kind);  // of the numbers

@@ -26,7 +26,8 @@ std::string shown(const Term &term) {
   if (term.word != nullptr) return term.word->text;
   const Range range = range_of(term.parameter->kind);
   std::string text = std::string("<") + term.parameter->name;
-  if (range.last != 0) text += " " + std::to_string(range.first) + ".." + std::to_string(range.last);
+  if (range.last != 0 && range.has_bound())
+    text += " " + std::to_string(range.first) + ".." + std::to_string(range.last);
   return text + ">";
 }
 
@@ -63,8 +64,7 @@ Walk::Reading Walk::read(std::string_view text) const {
 Walk::Step Walk::step(std::string_view text) {
   Reading reading = read(text);
   if (reading.exact.empty()) {
-    if (reading.has_parameter) return Step::bad_value;
-    if (reading.meant.empty()) return Step::unknown;
+    if (reading.meant.empty()) return reading.has_parameter ? Step::bad_value : Step::unknown;
     if (!names_one_word(reading.meant)) return Step::ambiguous;
     reading.exact = std::move(reading.abbreviated);
   }

@@ -5,6 +5,7 @@
 
 #include <span>
 
+#include "host/status.h"
 #include "tests/shell/session_fixture.h"
 
 namespace shell {
@@ -26,6 +27,18 @@ const Case exec_cases[] = {
     {"clear scheduler logfile", "logfile_clear"},
     {"show scheduler status", "control 26"},
     {"show scheduler internal history", "control 11"},
+    {"show scheduler history", "control 40 0 0 0"},
+    {"show scheduler history last 50", "control 40 0 50 0"},
+    {"show scheduler history schedule nightly", "control 40 0 0 0 \"nightly\""},
+    {"show scheduler history schedule nightly last 5 failed", "control 40 0 5 1 \"nightly\""},
+    {"show scheduler history failed", "control 40 0 0 1"},
+    {"show scheduler history run 9223372036854775807", "control 40 9223372036854775807 0 0"},
+    {"show scheduler upcoming", "control 41 0"},
+    {"show scheduler upcoming 30", "control 41 30"},
+    {"show scheduler upcoming name nightly", "control 41 0 \"nightly\""},
+    {"scheduler kill run 17", "control 43 17"},
+    {"scheduler enable schedule nightly", "control 44 \"nightly\""},
+    {"scheduler disable schedule nightly", "control 45 \"nightly\""},
     {"show running-config", "control 20"},
     {"show startup-config", "control 21"},
     {"copy running-config startup-config", "control 22"},
@@ -135,6 +148,25 @@ TEST_F(Commands, report_a_service_that_refuses_or_is_gone) {
   calls_of(session, {"copy running-config startup-config"});
   EXPECT_EQ(err, "Error: the scheduler service is not running; start schedd, or check the state directory\n");
   EXPECT_EQ(session.status(), 255);
+}
+
+TEST_F(Commands, that_run_a_schedule_print_the_runs_number) {
+  recorder::control_reply.assign(8, std::byte{0});
+  recorder::control_reply.front() = std::byte{17};
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler run schedule nightly"}), Calls{"control 42 \"nightly\""});
+  EXPECT_EQ(out, "run 17\n");
+}
+
+TEST_F(Commands, about_runs_name_what_the_service_refused) {
+  recorder::control_status = host::err_no_such_schedule;
+  Session session(script_options());
+  calls_of(session, {"scheduler run schedule nightly"});
+  EXPECT_EQ(err, "Error: schedule nightly: no such schedule\n");
+  EXPECT_EQ(session.status(), 255);
+  recorder::control_status = host::err_no_such_run;
+  calls_of(session, {"scheduler kill run 17"});
+  EXPECT_EQ(err, "Error: run 17: no such run is under way\n");
 }
 
 TEST_F(Commands, print_the_text_that_the_service_sends) {

@@ -31,6 +31,11 @@ const Case cases[] = {
     {"configure terminal", first, "configure terminal"},
     {"sh sch sch", first, "show scheduler schedule [name <schedule>]"},
     {"sh sch j n backup", first, "show scheduler job [name <job>]"},
+    {"sh sched h r 5", first, "show scheduler history run <run>"},
+    {"sh sched h s nightly l 5 f", first, "show scheduler history [schedule <schedule>] [last <count>] failed"},
+    {"sh sched u 5", first, "show scheduler upcoming [<count>]"},
+    {"sh sched u n nightly", first, "show scheduler upcoming name <schedule>"},
+    {"sched r s nightly", in_config, "scheduler run schedule <schedule>"},
     {"show run", first, "show running-config"},
     {"copy run start", first, "copy running-config startup-config"},
     {"en", first, "end"},
@@ -54,7 +59,12 @@ const Case cases[] = {
     {"show x", first,
      "\"x\" at column 6 is not known here; expected: scheduler, running-config, startup-config, logging"},
     {"show scheduler", first,
-     "the command is incomplete at column 15; expected: job, schedule, config, logfile, internal, status"},
+     "the command is incomplete at column 15; expected: job, schedule, config, logfile, internal, status, upcoming, "
+     "history"},
+    {"show scheduler s", first, "\"s\" at column 16 may mean: schedule, status"},
+    {"show scheduler history last 1001", first, "\"1001\" at column 29 is out of range; expected: <count 1..1000>"},
+    {"show scheduler history run 0", first, "\"0\" at column 28 is out of range; expected: <run>"},
+    {"show scheduler upcoming x", first, "\"x\" at column 25 is out of range; expected: <count 1..1000>, name"},
     {"show scheduler job name", first, "the command is incomplete at column 24; expected: <job>"},
     {"show scheduler job name a b", first, "\"b\" at column 27 is too much: the command ends before it"},
     {"end now", first, "\"now\" at column 5 is too much: the command ends before it"},
@@ -65,8 +75,9 @@ const Case cases[] = {
     {"time weakly 1:2:3", in_schedule,
      "\"weakly\" at column 6 is not known here; expected: daily, weekly, monthly, start, repeat"},
     {"SHOW scheduler job", first,
-     "\"SHOW\" at column 1 is not known here; expected: configure, show, copy, clear, debug, undebug, no, store, end, "
-     "exit, help"},
+     "\"SHOW\" at column 1 is not known here; expected: configure, show, copy, clear, scheduler, debug, undebug, no, "
+     "store, "
+     "end, exit, help"},
 };
 
 TEST(parse, finds_the_command_or_says_where_it_stops) {

@@ -58,6 +58,34 @@ std::string shown(const sch_cli_param &param) {
   return text + kind;
 }
 
+template <typename Record>
+Record take(std::span<const std::byte> *payload) {
+  Record record = {};
+  if (payload->size() < sizeof record) return record;
+  std::memcpy(&record, payload->data(), sizeof record);
+  *payload = payload->subspan(sizeof record);
+  return record;
+}
+
+// Of what the payload's record has in front, its numbers; then the text behind it.
+std::string shown(host::Control operation, std::span<const std::byte> payload) {
+  std::string text;
+  const auto add = [&](uint64_t number) { text += " " + std::to_string(number); };
+  if (operation == host::Control::show_history) {
+    const auto query = take<host::HistoryQuery>(&payload);
+    for (const uint64_t number : {query.run, uint64_t{query.count}, uint64_t{query.failed_only}})
+      add(number);
+  } else if (operation == host::Control::show_upcoming) {
+    add(take<host::UpcomingQuery>(&payload).count);
+  } else if (operation == host::Control::kill_run) {
+    add(take<uint64_t>(&payload));
+  } else if (operation == host::Control::set_logging_level) {
+    add(take<uint32_t>(&payload));
+  }
+  const std::string rest(reinterpret_cast<const char *>(payload.data()), payload.size());
+  return rest.empty() ? text : text + " \"" + rest + "\"";
+}
+
 int record(const char *name, const sch_cli_cmd_ctx *ctx) {
   std::string call = name;
   if (ctx->negate != 0 || ctx->subcommand != 0) call += ctx->negate != 0 ? " no" : " ";
@@ -147,13 +175,8 @@ int sch_cli_define_job(uint32_t handle, const char *text, uint32_t length, const
 namespace host {
 
 uint32_t control_request(Control operation, std::span<const std::byte> payload, Bytes *reply) {
-  std::string call = "control " + std::to_string(static_cast<unsigned>(operation));
-  int32_t number = 0;
-  if (payload.size() == sizeof number) {
-    std::memcpy(&number, payload.data(), sizeof number);
-    call += " " + std::to_string(number);
-  }
-  recorder::calls.push_back(call);
+  recorder::calls.push_back("control " + std::to_string(static_cast<unsigned>(operation)) +
+                            recorder::shown(operation, payload));
   if (reply != nullptr) *reply = recorder::control_reply;
   return recorder::control_status;
 }

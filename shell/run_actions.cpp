@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+// Commands about runs: looking back and ahead, and acting on them.
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+
+#include "host/transport/transport.h"
+#include "platform/errors.h"
+#include "shell/actions.h"
+#include "shell/session.h"
+
+namespace shell {
+
+namespace {
+
+template <typename Record>
+host::Bytes payload_of(const Record &record, std::string_view text = {}) {
+  host::Bytes payload(sizeof record + text.size());
+  std::memcpy(payload.data(), &record, sizeof record);
+  std::memcpy(payload.data() + sizeof record, text.data(), text.size());
+  return payload;
+}
+
+// The grammar lets nothing but a number in its range through. 0: left out.
+uint64_t number_of(const Match &match, std::string_view parameter) {
+  uint64_t number = 0;
+  if (const std::string *text = match.value(parameter))
+    std::from_chars(text->data(), text->data() + text->size(), number);
+  return number;
+}
+
+std::string schedule_of(const Match &match) {
+  const std::string *name = match.value("schedule");
+  return name == nullptr ? std::string() : *name;
+}
+
+// As the operator named it; empty: nothing in particular.
+std::string subject_of(const Match &match) {
+  if (const std::string *schedule = match.value("schedule")) return "schedule " + *schedule + ": ";
+  if (const std::string *run = match.value("run")) return "run " + *run + ": ";
+  return {};
+}
+
+int request(const Match &match, host::Control operation, std::span<const std::byte> payload, host::Bytes *reply) {
+  const uint32_t status = host::control_request(operation, payload, reply);
+  if (status != 0) std::fprintf(stderr, "Error: %s%s\n", subject_of(match).c_str(), syserr2str(status));
+  return static_cast<int>(status);
+}
+
+int show_text(const Match &match, host::Control operation, std::span<const std::byte> payload) {
+  host::Bytes text;
+  const int status = request(match, operation, payload, &text);
+  if (!text.empty()) std::fwrite(text.data(), 1, text.size(), stdout);
+  return status;
+}
+
+int show_runs_of(const Match &match, bool failed_only) {
+  const host::HistoryQuery query = {0, static_cast<uint32_t>(number_of(match, "count")), failed_only ? 1u : 0u};
+  return show_text(match, host::Control::show_history, payload_of(query, schedule_of(match)));
+}
+
+int order(const Match &match, host::Control operation, host::Bytes *reply = nullptr) {
+  const std::string schedule = schedule_of(match);
+  return request(match, operation, std::as_bytes(std::span(schedule)), reply);
+}
+
+}  // namespace
+
+int show_runs(Session &, const Match &match) {
+  return show_runs_of(match, false);
+}
+int show_failed_runs(Session &, const Match &match) {
+  return show_runs_of(match, true);
+}
+
+int show_run(Session &, const Match &match) {
+  return show_text(match, host::Control::show_history, payload_of(host::HistoryQuery{number_of(match, "run"), 0, 0}));
+}
+
+int show_upcoming(Session &, const Match &match) {
+  const host::UpcomingQuery query = {static_cast<uint32_t>(number_of(match, "count"))};
+  return show_text(match, host::Control::show_upcoming, payload_of(query, schedule_of(match)));
+}
+
+int run_schedule(Session &, const Match &match) {
+  host::Bytes reply;
+  const int status = order(match, host::Control::run_schedule, &reply);
+  uint64_t number = 0;
+  if (status != 0 || reply.size() != sizeof number) return status;
+  std::memcpy(&number, reply.data(), sizeof number);
+  std::printf("run %llu\n", static_cast<unsigned long long>(number));
+  return 0;
+}
+
+int kill_run(Session &, const Match &match) {
+  const uint64_t number = number_of(match, "run");
+  return request(match, host::Control::kill_run, std::as_bytes(std::span(&number, 1)), nullptr);
+}
+
+int enable_schedule(Session &, const Match &match) {
+  return order(match, host::Control::enable_schedule);
+}
+int disable_schedule(Session &, const Match &match) {
+  return order(match, host::Control::disable_schedule);
+}
+
+}  // namespace shell
