@@ -238,13 +238,5 @@ TEST_F(TheEnd, leaves_a_job_the_grace_to_end_in_and_reads_what_it_prints_meanwhi
   EXPECT_TRUE(std::filesystem::exists(file("over")));
 }
 
-TEST_F(TheEnd, does_not_wait_for_a_job_that_prints_without_end) {
-  settings.stop_grace_s = 1;
-  world.use(settings);
-  run("trap '' TERM; yes & ", 1);
-  world.parts->runner.stop_all();
-  ASSERT_THAT(log_of(world), SizeIs(1));
-}
-
 }  // namespace
 }  // namespace service_test
