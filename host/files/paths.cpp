@@ -78,7 +78,7 @@ void use_paths(Paths paths) {
 
 std::string closed_to_others(const std::string &path) {
   for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-    const std::string directory = path.substr(0, slash);
+    std::string directory = path.substr(0, slash);
     struct stat found {};
     if (stat(directory.c_str(), &found) != 0 || (found.st_mode & S_IXOTH) == 0) return directory;
   }
