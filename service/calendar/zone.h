@@ -15,7 +15,8 @@ namespace service {
 // What a clock on the wall shows, without a zone: as seconds since it showed 1970-01-01 00:00.
 struct WallTime {
   int64_t seconds = 0;
-  auto operator<=>(const WallTime &) const = default;
+  // The check takes the comparison's own zero for a pointer.
+  auto operator<=>(const WallTime &) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 // A copy of what GLib reads, not GLib's own: that one is shared by name, and would outlive a change of the zone's file.

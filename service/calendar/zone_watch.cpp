@@ -38,7 +38,7 @@ void ZoneWatch::start(std::function<void()> changed) {
 }
 
 void ZoneWatch::configure(const std::string &zone) {
-  const Zone before = service_zone();
+  const Zone before = service_zone();  // NOLINT(performance-unnecessary-copy-initialization): it is about to change
   if (const host::Result<void> set = set_service_zone(zone); !set) {
     sch_syslog_raise(&syslog_msg_SCH_WARN, set.error().text.c_str());
     return;

@@ -108,10 +108,10 @@ host::Result<void> JobLog::renew() {
 
 host::Result<void> JobLog::open(OutcomeSource outcomes) {
   outcomes_ = std::move(outcomes);
-  if (const auto found = find_or_make(); !found) return found;
+  if (auto found = find_or_make(); !found) return found;
   unlink(draft_path(log_path(sch_log_file)).c_str());
   sch_log_file.spare = volume_->file().head().generation;
-  if (const auto renewed = renew(); !renewed) return renewed;
+  if (auto renewed = renew(); !renewed) return renewed;
   complete();
   return {};
 }

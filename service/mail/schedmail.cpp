@@ -34,7 +34,7 @@ struct Message {
 size_t give_message(char *buffer, size_t size, size_t count, void *argument) {
   auto *message = static_cast<Message *>(argument);
   const size_t length = std::min(size * count, message->text.size() - message->sent);
-  std::memcpy(buffer, message->text.data() + message->sent, length);
+  message->text.copy(buffer, length, message->sent);
   message->sent += length;
   return length;
 }

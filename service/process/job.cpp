@@ -96,7 +96,7 @@ void report(int channel, const Report &what) {
 
 void report_failure(int channel, Stage stage, int error) {
   Report failure = {};
-  failure.kind = Report::failed;
+  failure.kind = Report::Kind::failed;
   failure.stage = stage;
   failure.error = error;
   report(channel, failure);

@@ -168,14 +168,14 @@ void keep_job(Job &job, pid_t service) {
   const int channel = job.channel;
   leave_only(channel, signals);
   Report end = {};
-  end.kind = Report::begun;
+  end.kind = Report::Kind::begun;
   report(channel, end);
   end.wait_status = wait_for_end(channel, signals, child);
   const bool leave = job.launch->leave_daemons != 0;
   if (!leave) end.killed = end_children();
   session.close();
   if (!leave) end_children();  // the session's modules may have started some of their own
-  end.kind = Report::ended;
+  end.kind = Report::Kind::ended;
   report(channel, end);
   _exit(0);
 }

@@ -56,7 +56,7 @@ enum class Stage : uint32_t {
 };
 
 struct Report {
-  enum Kind : uint32_t { failed, begun, ended };
+  enum class Kind : uint32_t { failed, begun, ended };
   Kind kind;
   Stage stage;
   int32_t error;        // errno of `failed`

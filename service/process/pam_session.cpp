@@ -62,7 +62,7 @@ bool has_variable(const Job &job, const char *variable) {
 Report failure;  // and what the modules say on the way
 
 bool fail(int channel, Stage stage, const char *text) {
-  failure.kind = Report::failed;
+  failure.kind = Report::Kind::failed;
   failure.stage = stage;
   failure.error = EACCES;
   if (failure.text[0] == 0) std::strncpy(failure.text, text, sizeof failure.text - 1);

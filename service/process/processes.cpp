@@ -51,7 +51,7 @@ Processes::Processes(Options options) : options_(std::move(options)), starter_(o
 host::Result<void> Processes::settle() {
   if (settled_) return {};
   directory_ = options_.directory.empty() ? host::paths().run : options_.directory;
-  if (const auto cleared = clear_scripts(directory_ + "/jobs", host::paths().system_wide); !cleared) return cleared;
+  if (auto cleared = clear_scripts(directory_ + "/jobs", host::paths().system_wide); !cleared) return cleared;
   const std::string lock = directory_ + "/keepers.lock";
   lock_ = host::FileDescriptor(open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!lock_ || flock(lock_.get(), LOCK_SH | LOCK_NB) != 0) return failure(lock);
@@ -90,10 +90,10 @@ bool Processes::outlast_keepers() {
 }
 
 host::Result<void> Processes::end_left_overs() {
-  if (const auto settled = settle(); !settled) return settled;
+  if (auto settled = settle(); !settled) return settled;
   const bool kept_ended = outlast_keepers();
   const bool grouped_ended = !groups_ || groups_->end_left_overs();
-  if (const auto begun = starter_.begin(lock_.get()); !begun) return begun;
+  if (auto begun = starter_.begin(lock_.get()); !begun) return begun;
   if (kept_ended && grouped_ended) return {};
   return host::Error{host::err_busy, "processes that an earlier service started do not end"};
 }
@@ -154,8 +154,8 @@ host::Result<void> Processes::launch(const Task &task, Started *started) {
 }
 
 host::Result<Started> Processes::start(const Task &task) {
-  if (const auto settled = settle(); !settled) return settled.error();
-  if (const auto begun = starter_.begin(lock_.get()); !begun) return begun.error();
+  if (auto settled = settle(); !settled) return settled.error();
+  if (auto begun = starter_.begin(lock_.get()); !begun) return begun.error();
   Started started;
   if (pam_ && task.change_user) started.pam_deadline_ms = options_.pam_deadline_ms;
   started.kept = started.pam_deadline_ms != 0 || (!groups_ && !task.leave_daemons);

@@ -81,8 +81,8 @@ void JobProcess::take_reports() {
   ssize_t size;
   while ((size = recv(started_.channel.get(), &report, sizeof report, MSG_DONTWAIT)) == sizeof report) {
     pam_timer_.stop();
-    if (report.kind == Report::failed) failure_ = report;
-    if (report.kind != Report::ended) continue;
+    if (report.kind == Report::Kind::failed) failure_ = report;
+    if (report.kind != Report::Kind::ended) continue;
     job_ended_ = true;
     wait_status_ = report.wait_status;
     result_.killed += report.killed;
@@ -111,7 +111,7 @@ void JobProcess::out_of_time() {
 // The keeper leads a group, in which the modules' own programs are.
 void JobProcess::pam_out_of_time() {
   pam_timer_.stop();
-  failure_ = Report{Report::failed, Stage::account, ETIMEDOUT, 0, 0, "PAM timed out"};
+  failure_ = Report{Report::Kind::failed, Stage::account, ETIMEDOUT, 0, 0, "PAM timed out"};
   kill(-started_.pid, SIGKILL);
   kill(started_.pid, SIGKILL);
 }

@@ -114,7 +114,7 @@ host::Result<void> Recorder::commit(std::vector<RunStep> steps, const Fill &fill
   const size_t waited = queue_.size();
   for (RunStep &step : steps)
     queue_.push_back({std::move(step), {}});
-  const host::Result<void> result = store(fill);
+  host::Result<void> result = store(fill);
   if (!result) {
     queue_.resize(waited);
     failed(result.error());

@@ -136,7 +136,7 @@ host::Result<void> RunBatch::commit(time_t now) {
   write_states();
   write_counters();
   if (failure_ == 0) {
-    const host::Result<void> committed = host::store_commit(pss_running_db);
+    host::Result<void> committed = host::store_commit(pss_running_db);
     open_ = false;
     if (!committed) take_numbers_back();
     return committed;

@@ -164,7 +164,7 @@ host::Result<void> keep_what_a_boot_leaves_out(time_t now) {
   if (blocks.empty()) return {};
   const Owners owners = stored_owners();
   const std::string path = kept_path(now);
-  const host::Result<void> written = host::write_whole_file(path, kept_text(blocks, owners));
+  host::Result<void> written = host::write_whole_file(path, kept_text(blocks, owners));
   if (!written) return written;
   list(blocks, owners, path);
   return {};
