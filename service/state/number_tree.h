@@ -48,6 +48,7 @@ class NumberTree {
   }
 
  private:
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the words of an entry are the public header's
   static sch_schedule_entry *entry(uintptr_t word) { return reinterpret_cast<sch_schedule_entry *>(word); }
 
   static uint32_t priority(const sch_schedule_entry &of) {

@@ -120,6 +120,7 @@ void reserve_for_job(uint32_t owner) {
 // once.
 sch_schedule_entry *append(Tracked<sch_config_key> key, Tracked<sch_schedule_rec> rec, GList **element) {
   const sch_schedule_entry *last = tables.numbers.last();
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the words of an entry are the public header's
   GList *end = last == nullptr ? nullptr : reinterpret_cast<GList *>(last->service[list_element]);
   sch_config_db from_end = {sch_job_list, &end};
   sch_schedule_entry *entry = nullptr;
@@ -197,6 +198,7 @@ void remove_schedule(sch_schedule_entry &entry) {
   leave_owner(entry);
   tables.numbers.remove(entry);
   tables.schedules.remove(entry);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the words of an entry are the public header's
   sch_free_schedule_entry(&sch_running_config, reinterpret_cast<GList *>(entry.service[list_element]));
 }
 
