@@ -17,7 +17,7 @@ template <typename Record>
 host::Bytes payload_of(const Record &record, std::string_view text = {}) {
   host::Bytes payload(sizeof record + text.size());
   std::memcpy(payload.data(), &record, sizeof record);
-  std::memcpy(payload.data() + sizeof record, text.data(), text.size());
+  if (!text.empty()) std::memcpy(payload.data() + sizeof record, text.data(), text.size());
   return payload;
 }
 
