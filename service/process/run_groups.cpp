@@ -125,9 +125,11 @@ std::vector<pid_t> RunGroup::processes() const {
   return path_.empty() ? std::vector<pid_t>() : processes_of(path_);
 }
 
-void RunGroup::signal(int number) const {
-  for (const pid_t process : processes())
+bool RunGroup::signal(int number) const {
+  const std::vector<pid_t> all = processes();
+  for (const pid_t process : all)
     ::kill(process, number);
+  return !all.empty();
 }
 
 void RunGroup::kill() const {

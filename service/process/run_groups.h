@@ -34,7 +34,7 @@ class RunGroup {
   explicit operator bool() const { return !path_.empty(); }
   int directory() const { return directory_.get(); }  // for CLONE_INTO_CGROUP
   std::vector<pid_t> processes() const;
-  void signal(int number) const;
+  bool signal(int number) const;  // false: it has nobody, or cannot be read
   void kill() const;
   bool remove();               // false: somebody is still in it
   bool out_of_memory() const;  // the kernel ended somebody in it for that

@@ -118,7 +118,8 @@ void JobProcess::pam_out_of_time() {
 
 void JobProcess::signal_all(int number) const {
   if (started_.pid <= 0) return;
-  if (started_.group) started_.group.signal(number);
+  // Once each: a job that is asked twice may take the second time for impatience.
+  if (started_.group && started_.group.signal(number)) return;
   if (started_.kept) {
     const KeeperOrder order = {number};
     send(started_.channel.get(), &order, sizeof order, MSG_NOSIGNAL | MSG_DONTWAIT);

@@ -95,6 +95,20 @@ TEST_P(RunsEnd, a_job_that_does_not_listen_is_killed_when_its_grace_is_over) {
   EXPECT_TRUE(has_ended(read_number(file("pid"))));
 }
 
+// A signal that queues: of others the kernel makes one when the second comes before the first is taken.
+TEST_P(RunsEnd, each_process_of_a_run_is_asked_once) {
+  std::string output;
+  const auto process = starting->start(
+      task("exec bash -c 'trap \"echo asked\" RTMIN; mkfifo " + file("pause") + "; exec 9<>" + file("pause") +
+           "; echo $$ > " + file("pid") + "; while ! test -e " + file("told") + "; do read -t 0.01 -u 9; done'\n"),
+      [&](const JobProcess::Result &result) { output = result.output + "end"; });
+  ASSERT_GT(read_number(file("pid")), 0);
+  process->signal_all(SIGRTMIN);
+  std::ofstream(file("told")).close();
+  EXPECT_TRUE(comes_true([&] { return !output.empty(); }, starting->loop()));
+  EXPECT_EQ(output, "asked\nend");
+}
+
 TEST_P(RunsEnd, the_services_end_asks_all_of_it_and_then_ends_it) {
   const auto process = starting->start(task("sh -c 'trap \"\" TERM; echo $$ > " + file("pid") +
                                             "; while :; do sleep 0.05; done' & trap 'echo asked' TERM; echo > " +
