@@ -95,13 +95,19 @@ TEST_P(RunsEnd, a_job_that_does_not_listen_is_killed_when_its_grace_is_over) {
   EXPECT_TRUE(has_ended(read_number(file("pid"))));
 }
 
-// A signal that queues: of others the kernel makes one when the second comes before the first is taken.
+// A signal that queues, and a job that takes none of them before it is told to count: of others the kernel makes one.
 TEST_P(RunsEnd, each_process_of_a_run_is_asked_once) {
+  std::ofstream(file("counter")) << "import os, signal, time\n"
+                                    "signals = [signal.SIGRTMIN]\n"
+                                    "signal.pthread_sigmask(signal.SIG_BLOCK, signals)\n"
+                                 << "print(os.getpid(), file=open('" << file("pid") << "', 'w'), flush=True)\n"
+                                 << "while not os.path.exists('" << file("told") << "'): time.sleep(0.01)\n"
+                                 << "signal.sigwait(signals)\n"
+                                    "print('asked')\n"
+                                    "while signal.sigtimedwait(signals, 0): print('asked')\n";
   std::string output;
-  const auto process = starting->start(
-      task("exec bash -c 'trap \"echo asked\" RTMIN; mkfifo " + file("pause") + "; exec 9<>" + file("pause") +
-           "; echo $$ > " + file("pid") + "; while ! test -e " + file("told") + "; do read -t 0.01 -u 9; done'\n"),
-      [&](const JobProcess::Result &result) { output = result.output + "end"; });
+  const auto process = starting->start(task("exec python3 " + file("counter") + "\n"),
+                                       [&](const JobProcess::Result &result) { output = result.output + "end"; });
   ASSERT_GT(read_number(file("pid")), 0);
   process->signal_all(SIGRTMIN);
   std::ofstream(file("told")).close();
