@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <limits>
 
 #include "host/acfg.h"
 #include "host/debug.h"
@@ -66,13 +67,12 @@ host::Answer startup_text() {
   return text_reply(host::configuration_text(host::ConfigType::startup));
 }
 
-uint32_t set_logging_level(Payload payload) {
-  if (payload.size() != sizeof(int32_t)) return host::err_bad_request;
+host::Answer set_logging_level(const Call &, Payload payload) {
   const auto level = record_of<int32_t>(payload);
-  if (level < LOG_EMERG || level > LOG_DEBUG) return host::err_bad_value;
+  if (level < LOG_EMERG || level > LOG_DEBUG) return with_status(host::err_bad_value);
   const uint32_t error = store_logging_level(debug_pss_running, level);
   if (error == 0) apply_logging_level();
-  return error == 0 ? 0 : host::err_not_stored;
+  return with_status(error == 0 ? 0 : host::err_not_stored);
 }
 
 host::Answer get_logging_level() {
@@ -88,74 +88,99 @@ host::Answer get_zone() {
   return with_reply(std::move(reply));
 }
 
-bool is_security(Control operation) {
-  return operation >= Control::security_read && operation <= Control::security_authenticate;
-}
-
 // What is stored serves to configure, and only then.
 bool may_store_password(const Call &call) {
   return call.context.authority.is_allowed(call.caller, call.context.settings->allow_groups,
                                            call.context.runner.processes().user_groups());
 }
 
-bool for_everybody(Control operation) {
-  return operation == Control::get_logging_level || operation == Control::get_zone || operation == Control::status;
+template <Control operation>
+host::Answer security(const Call &call, Payload payload) {
+  if (operation == Control::security_store && !may_store_password(call)) return with_status(host::err_not_allowed);
+  return host::security_control(operation, call.caller, payload);
 }
 
-// Everybody's, each of their own.
-bool is_of_runs(Control operation) {
-  return operation >= Control::show_history && operation <= Control::disable_schedule;
+host::Answer running_text() {
+  return text_reply(host::configuration_text(host::ConfigType::running));
+}
+host::Answer memory_text() {
+  return text_reply(host::memory_statistics());
+}
+host::Answer history_text() {
+  return text_reply(host::history_text());
+}
+host::Answer status_reply(const Call &call, Payload) {
+  return text_reply(status_text(call));
 }
 
-host::Answer control_runs(const Call &call, Control operation, Payload payload) {
-  switch (operation) {
-    case Control::show_history:
-      return show_history(call, payload);
-    case Control::show_upcoming:
-      return show_upcoming(call, payload);
-    case Control::run_schedule:
-      return run_schedule(call, payload);
-    case Control::kill_run:
-      return kill_run(call, payload);
-    default:
-      return set_schedule_enabled(call, payload, operation == Control::enable_schedule);
-  }
+template <host::Answer (*answer)()>
+host::Answer bare(const Call &, Payload) {
+  return answer();
 }
+template <uint32_t (*change)()>
+host::Answer changed(const Call &, Payload) {
+  return with_status(change());
+}
+template <bool enable>
+host::Answer set_feature(const Call &, Payload) {
+  return with_status(set_feature(enable));
+}
+template <bool enable>
+host::Answer set_schedule_enabled(const Call &call, Payload payload) {
+  return set_schedule_enabled(call, payload, enable);
+}
+
+enum class For { everybody, administrator };  // everybody: what is theirs
+
+struct Row {
+  Control operation;
+  For whom;
+  size_t shortest, longest;  // bytes of the payload
+  host::Answer (*answer)(const Call &, Payload);
+};
+
+constexpr size_t any_length = std::numeric_limits<size_t>::max();
+
+// Whose payload is looked at by whoever answers.
+constexpr Row row(Control operation, For whom, host::Answer (*answer)(const Call &, Payload)) {
+  return {operation, whom, 0, any_length, answer};
+}
+
+constexpr Row rows[] = {
+    row(Control::enable_feature, For::administrator, set_feature<true>),
+    row(Control::disable_feature, For::administrator, set_feature<false>),
+    row(Control::memory_statistics, For::administrator, bare<memory_text>),
+    row(Control::history, For::administrator, bare<history_text>),
+    row(Control::running_text, For::administrator, bare<running_text>),
+    row(Control::startup_text, For::administrator, bare<startup_text>),
+    row(Control::copy_running_startup, For::administrator, changed<copy_running_to_startup>),
+    {Control::set_logging_level, For::administrator, sizeof(int32_t), sizeof(int32_t), set_logging_level},
+    row(Control::get_logging_level, For::everybody, bare<get_logging_level>),
+    row(Control::get_zone, For::everybody, bare<get_zone>),
+    row(Control::status, For::everybody, status_reply),
+    row(Control::security_read, For::everybody, security<Control::security_read>),
+    row(Control::security_store, For::everybody, security<Control::security_store>),
+    row(Control::security_remove, For::everybody, security<Control::security_remove>),
+    row(Control::security_authenticate, For::everybody, security<Control::security_authenticate>),
+    row(Control::show_history, For::everybody, show_history),
+    row(Control::show_upcoming, For::everybody, show_upcoming),
+    row(Control::run_schedule, For::everybody, run_schedule),
+    row(Control::kill_run, For::everybody, kill_run),
+    row(Control::enable_schedule, For::everybody, set_schedule_enabled<true>),
+    row(Control::disable_schedule, For::everybody, set_schedule_enabled<false>),
+};
 
 }  // namespace
 
 host::Answer control(const Call &call, Control operation, Payload payload) {
-  if (operation == Control::security_store && !may_store_password(call)) return with_status(host::err_not_allowed);
-  if (is_security(operation)) return host::security_control(operation, call.caller, payload);
-  if (is_of_runs(operation)) return control_runs(call, operation, payload);
-  if (!for_everybody(operation) && !call.context.authority.administrator(call.caller))
+  const Row *row = std::ranges::find(rows, operation, &Row::operation);
+  const bool known = row != std::end(rows);
+  // Who may not ask does not learn what there is.
+  if ((!known || row->whom == For::administrator) && !call.context.authority.administrator(call.caller))
     return with_status(host::err_not_permitted);
-  switch (operation) {
-    case Control::enable_feature:
-      return with_status(set_feature(true));
-    case Control::disable_feature:
-      return with_status(set_feature(false));
-    case Control::memory_statistics:
-      return text_reply(host::memory_statistics());
-    case Control::history:
-      return text_reply(host::history_text());
-    case Control::running_text:
-      return text_reply(host::configuration_text(host::ConfigType::running));
-    case Control::startup_text:
-      return startup_text();
-    case Control::copy_running_startup:
-      return with_status(copy_running_to_startup());
-    case Control::set_logging_level:
-      return with_status(set_logging_level(payload));
-    case Control::get_logging_level:
-      return get_logging_level();
-    case Control::get_zone:
-      return get_zone();
-    case Control::status:
-      return text_reply(status_text(call));
-    default:
-      return with_status(host::err_unknown_opcode);
-  }
+  if (!known) return with_status(host::err_unknown_opcode);
+  if (payload.size() < row->shortest || payload.size() > row->longest) return with_status(host::err_bad_request);
+  return row->answer(call, payload);
 }
 
 }  // namespace service
