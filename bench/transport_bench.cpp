@@ -23,6 +23,7 @@
 
 #include "bench/dbus_peer.h"
 #include "bench/process.h"
+#include "control/operations.h"
 #include "host/files/paths.h"
 #include "host/status.h"
 #include "host/store/store.h"
@@ -70,7 +71,7 @@ class Service {
     const auto end_of_patience = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     uint32_t status = 0;
     do {
-      status = host::control_request(host::Control::enable_feature, {}, nullptr);
+      status = control::ask_service(control::Operation::enable_feature).code();
     } while (status == host::err_not_running && std::chrono::steady_clock::now() < end_of_patience);
     if (status != host::err_feature_enabled) want(status, "enabling the scheduler");
     JobRequest create = {{SCH_OP_CREATE_JOB, sizeof create.payload}};

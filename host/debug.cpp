@@ -16,7 +16,6 @@
 
 #include "host/transport/transport.h"
 #include "platform/debug.h"
-#include "platform/errors.h"
 
 extern const char sdwrap_dbg_modname[] = "scheduler";
 
@@ -105,13 +104,12 @@ std::string event_line(const Event &event) {
 }
 
 int dump_memory_statistics() {
-  host::Bytes reply;
-  const uint32_t status = host::control_request(host::Control::memory_statistics, {}, &reply);
-  if (status != 0) {
-    std::fprintf(stderr, "Error: %s\n", syserr2str(status));
+  const auto table = host::control_request(static_cast<uint32_t>(host::HostOperation::memory_statistics), {});
+  if (!table) {
+    std::fprintf(stderr, "Error: %s\n", table.error().text.c_str());
     return -1;
   }
-  std::fwrite(reply.data(), 1, reply.size(), stdout);
+  std::fwrite(table->data(), 1, table->size(), stdout);
   return 0;
 }
 

@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/errors.h"
+#include "host/errors.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "host/status.h"
+#include "platform/errors.h"
 #include "schedcli.h"
 
 namespace {
 
-struct ErrorText {
-  uint32_t code;
-  const char *text;
-};
+using host::ErrorText;
 
 // Each tells what is wrong and, where an operator can do something, what.
 constexpr ErrorText error_texts[] = {
@@ -36,6 +35,7 @@ constexpr ErrorText error_texts[] = {
     {host::err_bad_request, "the request is malformed"},
     {host::err_unknown_service, "no such service; check that shell and service are of one version"},
     {host::err_unknown_opcode, "the service does not know this request; check that both are of one version"},
+    {host::err_bad_value, "a value is out of its range"},
     {host::err_no_memory, "out of memory"},
     {host::err_busy, "the scheduler service is busy; try again"},
     {host::err_io, "input or output failed; see the system log"},
@@ -64,48 +64,32 @@ constexpr ErrorText error_texts[] = {
     {host::err_feature_enabled, "the feature is enabled already"},
     {host::err_feature_disabled, "the feature is disabled already"},
     {host::err_feature_unknown, "no such feature"},
-
-    {host::err_no_such_job, "no such job"},
-    {host::err_no_such_schedule, "no such schedule"},
-    {host::err_job_table_full, "the job table is full: it holds 256 jobs of all users; delete one first"},
-    {host::err_bad_name, "the name is not valid"},
-    {host::err_not_owner, "it belongs to another user"},
-    {host::err_text_too_long, "the job's text is longer than the 61440 bytes that 'job-text' allows unless configured"},
-    {host::err_already_assigned, "the job is assigned to the schedule already"},
-    {host::err_not_assigned, "the job is not assigned to the schedule"},
-    {host::err_too_many_schedules,
-     "the limit of schedules of all users (10000 unless configured) is reached; delete one, or ask the administrator "
-     "to "
-     "raise 'schedules'"},
-    {host::err_too_many_own_schedules,
-     "the limit of schedules of one user (1000 unless configured) is reached; delete one, or ask the administrator to "
-     "raise 'schedules-per-user'"},
-    {host::err_too_many_own_jobs,
-     "the limit of jobs of one user (64 unless configured) is reached; delete one, or ask the administrator to raise "
-     "'jobs-per-user'"},
-    {host::err_not_stored, "it could not be stored, so nothing was changed; see the system log"},
-    {host::err_disabled, "the scheduler feature is disabled; enable it with 'feature scheduler'"},
-    {host::err_too_many_addresses, "the schedule has its 10 e-mail addresses already; remove one first"},
-    {host::err_no_such_address, "no such e-mail address"},
-    {host::err_no_such_run, "no such run is under way"},
-    {host::err_run_under_way, "a run of the schedule is under way"},
-    {host::err_not_allowed,
-     "this user is in no group that may configure the scheduler; ask the administrator, who sets 'allow-groups'"},
-    {host::err_no_jobs, "no job is assigned to the schedule"},
-    {host::err_no_history_of_run, "no such run in the history of the schedules that you may see"},
-    {host::err_bad_value, "a value is out of its range"},
-    {host::err_control_character,
-     "the text has a control character other than tab and line end, or one that hides or turns what stands beside it"},
-    {host::err_log_too_large, "the log may not be larger than the 16384 KB that 'log-size' allows unless configured"},
-    {host::err_no_startup, "no startup configuration has been saved"},
 };
+
+std::span<const ErrorText> texts_of_program;
+
+const char *text_in(std::span<const ErrorText> texts, uint32_t code) {
+  const auto found = std::ranges::find(texts, code, &ErrorText::code);
+  return found == texts.end() ? nullptr : found->text;
+}
 
 }  // namespace
 
+namespace host {
+
+void use_error_texts(std::span<const ErrorText> texts) {
+  texts_of_program = texts;
+}
+
+Error error_of(uint32_t code) {
+  return {code, syserr2str(code)};
+}
+
+}  // namespace host
+
 extern "C" const char *syserr2str(uint32_t error) {
-  for (const ErrorText &entry : error_texts) {
-    if (entry.code == error) return entry.text;
-  }
+  if (const char *text = text_in(error_texts, error)) return text;
+  if (const char *text = text_in(texts_of_program, error)) return text;
   static thread_local char unknown[32];
   std::snprintf(unknown, sizeof unknown, "unknown error 0x%08x", error);
   return unknown;

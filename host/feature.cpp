@@ -31,11 +31,10 @@ extern "C" {
 // The names are for messages of a feature manager that trusts its callers; this one asks the kernel who calls.
 uint32_t fm_cmi_set_feature_wait(uint32_t, const char *feature, const char *, const char *, uint32_t operation) {
   if (feature == nullptr || feature != host::only_feature) return host::err_feature_unknown;
-  const auto control = static_cast<host::Control>(operation);
-  if (control != host::Control::enable_feature && control != host::Control::disable_feature) {
+  const auto known = static_cast<host::HostOperation>(operation);
+  if (known != host::HostOperation::enable_feature && known != host::HostOperation::disable_feature)
     return host::err_unknown_opcode;
-  }
-  return host::control_request(control, {}, nullptr);
+  return host::control_request(operation, {}).code();
 }
 
 int vsh_deregister_parse_tree(uint32_t shell_handle, const char *tree) {

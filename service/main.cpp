@@ -6,6 +6,7 @@
 
 #include <cstdio>
 
+#include "control/statuses.h"
 #include "host/debug.h"
 #include "host/files/paths.h"
 #include "host/loop/loop.h"
@@ -160,6 +161,7 @@ int say_right(const Settings &settings) {
 }
 
 int start(const Options &options, Settings settings) {
+  control::use_error_texts();
   debug_level = options.debug_level;
   host::store_set_bound(static_cast<uint64_t>(settings.store_limit_mib) << 20);
   umask(077);

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <string>
 
+#include "control/operations.h"
 #include "host/transport/transport.h"
 #include "schedcli_requests.h"
 
@@ -93,7 +94,7 @@ Range range_of(Kind kind) {
     case Kind::level:
       return {0, 7};
     case Kind::count:
-      return {1, host::query_lines_limit};
+      return {1, control::query_lines_limit};
     case Kind::run:
       return {1, std::numeric_limits<long>::max()};
     default:

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "control/statuses.h"
 #include "host/files/paths.h"
 #include "shell/keyboard.h"
 #include "shell/manual.h"
@@ -141,6 +142,7 @@ bool output_arrived() {
 
 int main(int argc, char **argv) {
   forbid_core();
+  control::use_error_texts();
   Arguments arguments;
   int letter = 0, status = 0;
   while ((letter = getopt_long(argc, argv, "c:e", long_options, nullptr)) != -1) {

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "control/operations.h"
 #include "host/transport/transport.h"
-#include "platform/errors.h"
 #include "shell/actions.h"
 #include "shell/session.h"
 
@@ -41,13 +41,14 @@ std::string subject_of(const Match &match) {
   return {};
 }
 
-int request(const Match &match, host::Control operation, std::span<const std::byte> payload, host::Bytes *reply) {
-  const uint32_t status = host::control_request(operation, payload, reply);
-  if (status != 0) std::fprintf(stderr, "Error: %s%s\n", subject_of(match).c_str(), syserr2str(status));
-  return static_cast<int>(status);
+int request(const Match &match, control::Operation operation, std::span<const std::byte> payload, host::Bytes *reply) {
+  host::Result<host::Bytes> answer = control::ask_service(operation, payload);
+  if (!answer) std::fprintf(stderr, "Error: %s%s\n", subject_of(match).c_str(), answer.error().text.c_str());
+  if (answer && reply != nullptr) *reply = std::move(*answer);
+  return static_cast<int>(answer.code());
 }
 
-int show_text(const Match &match, host::Control operation, std::span<const std::byte> payload) {
+int show_text(const Match &match, control::Operation operation, std::span<const std::byte> payload) {
   host::Bytes text;
   const int status = request(match, operation, payload, &text);
   if (!text.empty()) std::fwrite(text.data(), 1, text.size(), stdout);
@@ -55,11 +56,11 @@ int show_text(const Match &match, host::Control operation, std::span<const std::
 }
 
 int show_runs_of(const Match &match, bool failed_only) {
-  const host::HistoryQuery query = {0, static_cast<uint32_t>(number_of(match, "count")), failed_only ? 1u : 0u};
-  return show_text(match, host::Control::show_history, payload_of(query, schedule_of(match)));
+  const control::HistoryQuery query = {0, static_cast<uint32_t>(number_of(match, "count")), failed_only ? 1u : 0u};
+  return show_text(match, control::Operation::show_history, payload_of(query, schedule_of(match)));
 }
 
-int order(const Match &match, host::Control operation, host::Bytes *reply = nullptr) {
+int order(const Match &match, control::Operation operation, host::Bytes *reply = nullptr) {
   const std::string schedule = schedule_of(match);
   return request(match, operation, std::as_bytes(std::span(schedule)), reply);
 }
@@ -74,17 +75,18 @@ int show_failed_runs(Session &, const Match &match) {
 }
 
 int show_run(Session &, const Match &match) {
-  return show_text(match, host::Control::show_history, payload_of(host::HistoryQuery{number_of(match, "run"), 0, 0}));
+  return show_text(match, control::Operation::show_history,
+                   payload_of(control::HistoryQuery{number_of(match, "run"), 0, 0}));
 }
 
 int show_upcoming(Session &, const Match &match) {
-  const host::UpcomingQuery query = {static_cast<uint32_t>(number_of(match, "count"))};
-  return show_text(match, host::Control::show_upcoming, payload_of(query, schedule_of(match)));
+  const control::UpcomingQuery query = {static_cast<uint32_t>(number_of(match, "count"))};
+  return show_text(match, control::Operation::show_upcoming, payload_of(query, schedule_of(match)));
 }
 
 int run_schedule(Session &, const Match &match) {
   host::Bytes reply;
-  const int status = order(match, host::Control::run_schedule, &reply);
+  const int status = order(match, control::Operation::run_schedule, &reply);
   uint64_t number = 0;
   if (status != 0 || reply.size() != sizeof number) return status;
   std::memcpy(&number, reply.data(), sizeof number);
@@ -94,14 +96,14 @@ int run_schedule(Session &, const Match &match) {
 
 int kill_run(Session &, const Match &match) {
   const uint64_t number = number_of(match, "run");
-  return request(match, host::Control::kill_run, std::as_bytes(std::span(&number, 1)), nullptr);
+  return request(match, control::Operation::kill_run, std::as_bytes(std::span(&number, 1)), nullptr);
 }
 
 int enable_schedule(Session &, const Match &match) {
-  return order(match, host::Control::enable_schedule);
+  return order(match, control::Operation::enable_schedule);
 }
 int disable_schedule(Session &, const Match &match) {
-  return order(match, host::Control::disable_schedule);
+  return order(match, control::Operation::disable_schedule);
 }
 
 }  // namespace shell

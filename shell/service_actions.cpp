@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "control/operations.h"
 #include "host/debug.h"
 #include "host/transport/transport.h"
-#include "platform/errors.h"
 #include "shell/actions.h"
 #include "shell/session.h"
 
@@ -16,13 +16,14 @@ namespace {
 
 constexpr int32_t default_logging_level = 5;
 
-int request(host::Control operation, std::span<const std::byte> payload = {}, host::Bytes *reply = nullptr) {
-  const uint32_t status = host::control_request(operation, payload, reply);
-  if (status != 0) std::fprintf(stderr, "Error: %s\n", syserr2str(status));
-  return static_cast<int>(status);
+int request(control::Operation operation, std::span<const std::byte> payload = {}, host::Bytes *reply = nullptr) {
+  host::Result<host::Bytes> answer = control::ask_service(operation, payload);
+  if (!answer) std::fprintf(stderr, "Error: %s\n", answer.error().text.c_str());
+  if (answer && reply != nullptr) *reply = std::move(*answer);
+  return static_cast<int>(answer.code());
 }
 
-int show_text(host::Control operation) {
+int show_text(control::Operation operation) {
   host::Bytes text;
   const int status = request(operation, {}, &text);
   if (!text.empty()) std::fwrite(text.data(), 1, text.size(), stdout);
@@ -30,34 +31,34 @@ int show_text(host::Control operation) {
 }
 
 int send_logging_level(int32_t level) {
-  return request(host::Control::set_logging_level, std::as_bytes(std::span(&level, 1)));
+  return request(control::Operation::set_logging_level, std::as_bytes(std::span(&level, 1)));
 }
 
 }  // namespace
 
 int show_running(Session &, const Match &) {
-  return show_text(host::Control::running_text);
+  return show_text(control::Operation::running_text);
 }
 int show_startup(Session &, const Match &) {
-  return show_text(host::Control::startup_text);
+  return show_text(control::Operation::startup_text);
 }
 
 int show_status(Session &, const Match &) {
-  return show_text(host::Control::status);
+  return show_text(control::Operation::status);
 }
 
 int show_history(Session &, const Match &) {
   std::printf("-- shell --\n%s-- service --\n", host::history_text().c_str());
-  return show_text(host::Control::history);
+  return show_text(control::Operation::history);
 }
 
 int copy_running_startup(Session &, const Match &) {
-  return request(host::Control::copy_running_startup);
+  return request(control::Operation::copy_running_startup);
 }
 
 int show_logging_level(Session &, const Match &) {
   host::Bytes reply;
-  const int status = request(host::Control::get_logging_level, {}, &reply);
+  const int status = request(control::Operation::get_logging_level, {}, &reply);
   if (status != 0) return status;
   int32_t level = default_logging_level;
   if (reply.size() == sizeof level) std::memcpy(&level, reply.data(), sizeof level);

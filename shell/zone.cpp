@@ -7,6 +7,7 @@
 #include <ctime>
 #include <optional>
 
+#include "control/operations.h"
 #include "host/transport/transport.h"
 
 namespace shell {
@@ -32,11 +33,10 @@ struct OwnZone {
 };
 
 std::optional<int32_t> offset_of_service() {
-  host::Bytes reply;
+  const host::Result<host::Bytes> reply = control::ask_service(control::Operation::get_zone);
   int32_t offset = 0;
-  if (host::control_request(host::Control::get_zone, {}, &reply) != 0 || reply.size() < sizeof offset)
-    return std::nullopt;
-  std::memcpy(&offset, reply.data(), sizeof offset);
+  if (!reply || reply->size() < sizeof offset) return std::nullopt;
+  std::memcpy(&offset, reply->data(), sizeof offset);
   return offset;
 }
 

@@ -19,11 +19,15 @@ constexpr uint32_t operation_read = 1;
 constexpr uint32_t operation_store = 3;
 constexpr uint32_t operation_remove = 4;
 
+Result<Bytes> ask_service(HostOperation operation, const sch_security_user_rec &record) {
+  return control_request(static_cast<uint32_t>(operation), bytes_of(record));
+}
+
 uint32_t read_from_service(sch_security_user_rec *record) {
-  Bytes reply;
-  if (const uint32_t status = control_request(Control::security_read, bytes_of(*record), &reply)) return status;
-  if (reply.size() != sizeof *record) return err_bad_reply;
-  std::memcpy(record, reply.data(), sizeof *record);
+  const Result<Bytes> reply = ask_service(HostOperation::security_read, *record);
+  if (!reply) return reply.code();
+  if (reply->size() != sizeof *record) return err_bad_reply;
+  std::memcpy(record, reply->data(), sizeof *record);
   return is_terminated(*record) ? 0 : err_bad_reply;
 }
 
@@ -34,9 +38,9 @@ uint32_t configure(uint32_t operation, sch_security_user_rec *record) {
     case operation_read:
       return here ? security_read(user, record) : read_from_service(record);
     case operation_store:
-      return here ? security_store(*record) : control_request(Control::security_store, bytes_of(*record), nullptr);
+      return here ? security_store(*record) : ask_service(HostOperation::security_store, *record).code();
     case operation_remove:
-      return here ? security_remove(user) : control_request(Control::security_remove, bytes_of(*record), nullptr);
+      return here ? security_remove(user) : ask_service(HostOperation::security_remove, *record).code();
     default:
       return err_bad_value;
   }
@@ -45,7 +49,7 @@ uint32_t configure(uint32_t operation, sch_security_user_rec *record) {
 uint32_t authenticate(const std::string &user, const std::string &sealed) {
   if (security_is_service()) return security_authenticate(user, sealed);
   const sch_security_user_rec record = security_record(user, security_form_sealed, sealed);
-  return control_request(Control::security_authenticate, bytes_of(record), nullptr);
+  return ask_service(HostOperation::security_authenticate, record).code();
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 
@@ -30,7 +31,8 @@ uint32_t security_remove(const std::string &user);             // SCH_STATUS_NO_
 uint32_t security_authenticate(const std::string &user, const std::string &sealed);
 Answer security_authenticate_later(const std::string &user, const std::string &sealed);
 
-// The requests Control::security_* of a caller: on its own record, or on any for root.
-Answer security_control(Control operation, const Caller &caller, std::span<const std::byte> payload);
+// Answers a request HostOperation::security_*, where its caller may use the record of that user.
+using MayUse = std::function<bool(const std::string &user)>;
+Answer answer_security_request(uint32_t operation, std::span<const std::byte> payload, const MayUse &may_use);
 
 }  // namespace host

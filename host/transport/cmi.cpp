@@ -7,6 +7,7 @@
 #include <cstring>
 #include <new>
 
+#include "host/errors.h"
 #include "host/status.h"
 #include "host/transport/connection.h"
 
@@ -101,18 +102,15 @@ uint32_t guarded(Operation operation) {
 
 }  // namespace
 
-uint32_t control_request(Control operation, std::span<const std::byte> payload, Bytes *reply) {
-  return guarded([&] {
-    const auto opcode = static_cast<uint32_t>(operation);
-    Bytes body(sizeof opcode + payload.size());
-    std::memcpy(body.data(), &opcode, sizeof opcode);
-    std::copy(payload.begin(), payload.end(), body.begin() + sizeof opcode);
-    Bytes whole;
-    const uint32_t status = exchange_joining(body, &whole);
-    explicit_bzero(body.data(), body.size());  // a password may be in it
-    if (status == 0 && reply != nullptr) *reply = std::move(whole);
-    return status;
-  });
+Result<Bytes> control_request(uint32_t operation, std::span<const std::byte> payload) {
+  Bytes body(sizeof operation + payload.size());
+  std::memcpy(body.data(), &operation, sizeof operation);
+  std::copy(payload.begin(), payload.end(), body.begin() + sizeof operation);
+  Bytes whole;
+  const uint32_t status = exchange_joining(body, &whole);
+  explicit_bzero(body.data(), body.size());  // a password may be in it
+  if (status != 0) return error_of(status);
+  return whole;
 }
 
 }  // namespace host

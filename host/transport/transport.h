@@ -94,45 +94,21 @@ class Server {
 // How long a client waits for a reply before err_timed_out; 30 seconds unless set.
 void set_reply_timeout_ms(int milliseconds);
 
-// Requests of service_control: a u32 operation, then its payload.
-enum class Control : uint32_t {
+// Requests of service_control: a u32 operation, then its payload. These are what the platform's calls of a client ask
+// of the host in the service; a program has others of its own.
+enum class HostOperation : uint32_t {
   enable_feature = 3,  // the numbers of the feature manager's operations
   disable_feature = 4,
   memory_statistics = 10,  // reply: a text table
-  history = 11,            // reply: text, the debug history
-  running_text = 20,       // reply: the running configuration as text
-  startup_text = 21,
-  copy_running_startup = 22,
-  set_logging_level = 23,  // payload: i32 level 0..7
-  get_logging_level = 24,  // reply: i32
-  get_zone = 25,           // reply: i32, the offset in force now in seconds to the east; then the zone's name as text
-  status = 26,             // reply: text, how the service does; of the shares the caller's own, all for root
-  security_read = 30,      // payload and reply: sch_security_user_rec; the caller's own record, any for root
+  security_read = 30,      // payload and reply: sch_security_user_rec
   security_store = 31,
   security_remove = 32,
   security_authenticate = 33,  // payload: sch_security_user_rec with the sealed text; status 0: accepted
-  show_history = 40,           // payload: HistoryQuery and a schedule's name; reply: text
-  show_upcoming = 41,          // payload: UpcomingQuery and a schedule's name; reply: text
-  run_schedule = 42,           // payload: its name; reply: u64, the run's number
-  kill_run = 43,               // payload: u64, the run's number
-  enable_schedule = 44,        // payload: its name
-  disable_schedule = 45,
 };
-
-// Of the caller's schedules, for root of all. Without a name behind it: of each of them.
-struct HistoryQuery {
-  uint64_t run;          // not 0: this one with its jobs; all else is left out
-  uint32_t count;        // of lines, the newest first; 0: the usual number
-  uint32_t failed_only;  // 1: runs that ended, and not with success
-};
-struct UpcomingQuery {
-  uint32_t count;  // of lines; 0: the usual number
-};
-inline constexpr uint32_t query_lines_limit = 1000;  // so that the text stays well below control_reply_limit
 
 inline constexpr std::size_t control_reply_limit = 64 * 1024 * 1024;  // a client takes no more: err_too_large
 
-// One request to service_control from a client; `reply` may be null.
-uint32_t control_request(Control operation, std::span<const std::byte> payload, Bytes *reply);
+// One request to service_control from a client, and its reply.
+Result<Bytes> control_request(uint32_t operation, std::span<const std::byte> payload);
 
 }  // namespace host

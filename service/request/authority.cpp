@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
+#include "control/statuses.h"
 #include "host/security/security.h"
-#include "host/status.h"
 #include "service/state/schedule_state.h"
 
 namespace service {
@@ -15,6 +15,10 @@ Owner Authority::owner(const host::Caller &caller) const {
 
 bool Authority::may_use(const host::Caller &caller, uint32_t tag) const {
   return administrator(caller) || tag == owner_tag(caller.uid);
+}
+
+bool Authority::may_use_password_of(const host::Caller &caller, const std::string &user) const {
+  return caller.peer_uid == 0 || caller.user_name == user;
 }
 
 // Groups that cannot be told allow nothing.
@@ -29,7 +33,7 @@ uint32_t Authority::may_configure(const host::Caller &caller, const std::vector<
                                   Groups &groups) const {
   const std::string name = owner(caller).name;
   if (name.empty()) return SCH_STATUS_NO_USER_NAME;
-  if (!is_allowed(caller, allowed, groups)) return host::err_not_allowed;
+  if (!is_allowed(caller, allowed, groups)) return control::err_not_allowed;
   if (host::user_is_local(name)) return 0;
   sch_security_user_rec record = {};
   return host::security_read(name, &record) == 0 ? 0 : SCH_STATUS_NO_PASSWORD;

@@ -27,6 +27,9 @@ class Authority {
   bool administrator(const host::Caller &caller) const { return !system_wide_ || caller.uid == 0; }
   bool may_use(const host::Caller &caller, uint32_t owner_tag) const;  // change, delete and see
 
+  // What belongs to one user alone, whomever the service serves: to themselves, or to root.
+  bool may_use_password_of(const host::Caller &caller, const std::string &user) const;
+
   // A user who is not of this machine can be served only with a stored password, which the run will need.
   uint32_t may_configure(const host::Caller &caller, const std::vector<std::string> &allowed, Groups &groups) const;
   // The user is in a group that may; where none is named everybody is. The administrator always is.

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <limits>
 
+#include "control/statuses.h"
 #include "host/acfg.h"
 #include "host/debug.h"
 #include "host/security/security.h"
@@ -28,7 +29,7 @@
 namespace service {
 namespace {
 
-using host::Control;
+using control::Operation;
 
 host::Answer text_reply(const std::string &text) {
   host::Bytes reply;
@@ -58,12 +59,12 @@ uint32_t set_feature(bool enable) {
 }
 
 uint32_t copy_running_to_startup() {
-  if (sch_pss_snapshot(sch_pss_running_uri, sch_pss_startup_uri) != 0) return host::err_not_stored;
-  return sch_pss_snapshot(sch_debug_pss_running_uri, sch_debug_pss_startup_uri) == 0 ? 0 : host::err_not_stored;
+  if (sch_pss_snapshot(sch_pss_running_uri, sch_pss_startup_uri) != 0) return control::err_not_stored;
+  return sch_pss_snapshot(sch_debug_pss_running_uri, sch_debug_pss_startup_uri) == 0 ? 0 : control::err_not_stored;
 }
 
 host::Answer startup_text() {
-  if (!host::store_exists(sch_pss_startup_uri)) return with_status(host::err_no_startup);
+  if (!host::store_exists(sch_pss_startup_uri)) return with_status(control::err_no_startup);
   return text_reply(host::configuration_text(host::ConfigType::startup));
 }
 
@@ -72,7 +73,7 @@ host::Answer set_logging_level(const Call &, Payload payload) {
   if (level < LOG_EMERG || level > LOG_DEBUG) return with_status(host::err_bad_value);
   const uint32_t error = store_logging_level(debug_pss_running, level);
   if (error == 0) apply_logging_level();
-  return with_status(error == 0 ? 0 : host::err_not_stored);
+  return with_status(error == 0 ? 0 : control::err_not_stored);
 }
 
 host::Answer get_logging_level() {
@@ -94,10 +95,12 @@ bool may_store_password(const Call &call) {
                                            call.context.runner.processes().user_groups());
 }
 
-template <Control operation>
+template <Operation operation>
 host::Answer security(const Call &call, Payload payload) {
-  if (operation == Control::security_store && !may_store_password(call)) return with_status(host::err_not_allowed);
-  return host::security_control(operation, call.caller, payload);
+  if (operation == Operation::security_store && !may_store_password(call)) return with_status(control::err_not_allowed);
+  return host::answer_security_request(static_cast<uint32_t>(operation), payload, [&](const std::string &user) {
+    return call.context.authority.may_use_password_of(call.caller, user);
+  });
 }
 
 host::Answer running_text() {
@@ -133,7 +136,7 @@ host::Answer set_schedule_enabled(const Call &call, Payload payload) {
 enum class For { everybody, administrator };  // everybody: what is theirs
 
 struct Row {
-  Control operation;
+  Operation operation;
   For whom;
   size_t shortest, longest;  // bytes of the payload
   host::Answer (*answer)(const Call &, Payload);
@@ -142,37 +145,37 @@ struct Row {
 constexpr size_t any_length = std::numeric_limits<size_t>::max();
 
 // Whose payload is looked at by whoever answers.
-constexpr Row row(Control operation, For whom, host::Answer (*answer)(const Call &, Payload)) {
+constexpr Row row(Operation operation, For whom, host::Answer (*answer)(const Call &, Payload)) {
   return {operation, whom, 0, any_length, answer};
 }
 
 constexpr Row rows[] = {
-    row(Control::enable_feature, For::administrator, set_feature<true>),
-    row(Control::disable_feature, For::administrator, set_feature<false>),
-    row(Control::memory_statistics, For::administrator, bare<memory_text>),
-    row(Control::history, For::administrator, bare<history_text>),
-    row(Control::running_text, For::administrator, bare<running_text>),
-    row(Control::startup_text, For::administrator, bare<startup_text>),
-    row(Control::copy_running_startup, For::administrator, changed<copy_running_to_startup>),
-    {Control::set_logging_level, For::administrator, sizeof(int32_t), sizeof(int32_t), set_logging_level},
-    row(Control::get_logging_level, For::everybody, bare<get_logging_level>),
-    row(Control::get_zone, For::everybody, bare<get_zone>),
-    row(Control::status, For::everybody, status_reply),
-    row(Control::security_read, For::everybody, security<Control::security_read>),
-    row(Control::security_store, For::everybody, security<Control::security_store>),
-    row(Control::security_remove, For::everybody, security<Control::security_remove>),
-    row(Control::security_authenticate, For::everybody, security<Control::security_authenticate>),
-    row(Control::show_history, For::everybody, show_history),
-    row(Control::show_upcoming, For::everybody, show_upcoming),
-    row(Control::run_schedule, For::everybody, run_schedule),
-    row(Control::kill_run, For::everybody, kill_run),
-    row(Control::enable_schedule, For::everybody, set_schedule_enabled<true>),
-    row(Control::disable_schedule, For::everybody, set_schedule_enabled<false>),
+    row(Operation::enable_feature, For::administrator, set_feature<true>),
+    row(Operation::disable_feature, For::administrator, set_feature<false>),
+    row(Operation::memory_statistics, For::administrator, bare<memory_text>),
+    row(Operation::history, For::administrator, bare<history_text>),
+    row(Operation::running_text, For::administrator, bare<running_text>),
+    row(Operation::startup_text, For::administrator, bare<startup_text>),
+    row(Operation::copy_running_startup, For::administrator, changed<copy_running_to_startup>),
+    {Operation::set_logging_level, For::administrator, sizeof(int32_t), sizeof(int32_t), set_logging_level},
+    row(Operation::get_logging_level, For::everybody, bare<get_logging_level>),
+    row(Operation::get_zone, For::everybody, bare<get_zone>),
+    row(Operation::status, For::everybody, status_reply),
+    row(Operation::security_read, For::everybody, security<Operation::security_read>),
+    row(Operation::security_store, For::everybody, security<Operation::security_store>),
+    row(Operation::security_remove, For::everybody, security<Operation::security_remove>),
+    row(Operation::security_authenticate, For::everybody, security<Operation::security_authenticate>),
+    row(Operation::show_history, For::everybody, show_history),
+    row(Operation::show_upcoming, For::everybody, show_upcoming),
+    row(Operation::run_schedule, For::everybody, run_schedule),
+    row(Operation::kill_run, For::everybody, kill_run),
+    row(Operation::enable_schedule, For::everybody, set_schedule_enabled<true>),
+    row(Operation::disable_schedule, For::everybody, set_schedule_enabled<false>),
 };
 
 }  // namespace
 
-host::Answer control(const Call &call, Control operation, Payload payload) {
+host::Answer control(const Call &call, control::Operation operation, Payload payload) {
   const Row *row = std::ranges::find(rows, operation, &Row::operation);
   const bool known = row != std::end(rows);
   // Who may not ask does not learn what there is.

@@ -2,10 +2,11 @@
 // Requests of service_control: the feature, configuration texts and copies, the logging level, debugging.
 #pragma once
 
+#include "control/operations.h"
 #include "service/request/context.h"
 
 namespace service {
 
-host::Answer control(const Call &call, host::Control operation, Payload payload);
+host::Answer control(const Call &call, control::Operation operation, Payload payload);
 
 }  // namespace service

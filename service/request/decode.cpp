@@ -8,6 +8,7 @@
 #include <ctime>
 #include <limits>
 
+#include "control/statuses.h"
 #include "host/status.h"
 #include "host/visible.h"
 #include "service/calendar/service_zone.h"
@@ -30,7 +31,7 @@ bool take_text(const char (&field)[size], std::string *text) {
 
 uint32_t take_name(const char (&field)[SCH_NAME_SIZE], std::string *name) {
   if (!take_text(field, name)) return host::err_bad_request;
-  return is_name(*name) ? 0 : host::err_bad_name;
+  return is_name(*name) ? 0 : control::err_bad_name;
 }
 
 // A line of its own that ends the job's block when the configuration's text is replayed.
@@ -94,11 +95,11 @@ uint32_t decode_job(const sch_job_request &record, JobRequest *request) {
 uint32_t decode_job_text(const sch_job_request &record, std::string_view text, JobRequest *request) {
   if (record.text_length != text.size()) return host::err_bad_request;
   if (const uint32_t status = take_name(record.head.name, &request->name); status != 0) return status;
-  if (text.size() > job_text_limit) return host::err_text_too_long;
+  if (text.size() > job_text_limit) return control::err_text_too_long;
   request->text = text;
   if (text.find('\0') != text.npos || holds_end_of_job(text)) return host::err_bad_value;
   // It is shown byte for byte, on the terminals of others too.
-  return host::find_control(text) ? host::err_control_character : 0;
+  return host::find_control(text) ? control::err_control_character : 0;
 }
 
 uint32_t decode_schedule(const sch_named_request &record, ScheduleRequest *request) {
@@ -115,7 +116,7 @@ uint32_t decode_modify(const sch_modify_request &record, ModifyRequest *request)
     case SCH_MODIFY_CLEAR_TIME:
       return 0;
     case SCH_MODIFY_JOB:
-      return is_name(request->job) ? 0 : host::err_bad_name;
+      return is_name(request->job) ? 0 : control::err_bad_name;
     case SCH_SCHEDULE_ONESHOT:
     case SCH_SCHEDULE_DAILY:
     case SCH_SCHEDULE_WEEKLY:
@@ -129,7 +130,7 @@ uint32_t decode_modify(const sch_modify_request &record, ModifyRequest *request)
 
 uint32_t decode_log_resize(const sch_log_file_request &record, LogRequest *request) {
   request->size = record.size;
-  if (request->size > log_size_max) return host::err_log_too_large;
+  if (request->size > log_size_max) return control::err_log_too_large;
   return request->size >= log_size_min ? 0 : host::err_bad_value;
 }
 

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "control/operations.h"
+#include "control/statuses.h"
 #include "host/refusal_report.h"
 #include "host/status.h"
 #include "service/request/answer.h"
@@ -108,7 +110,7 @@ constexpr Row rows[] = {
 };
 
 uint32_t may_call(const Row &row, const Call &call) {
-  if (row.service == config && scheduler_enabled == 0) return host::err_disabled;
+  if (row.service == config && scheduler_enabled == 0) return control::err_disabled;
   const Context &context = call.context;
   if (row.whom == For::user)
     return context.authority.may_configure(call.caller, context.settings->allow_groups,
@@ -134,7 +136,7 @@ host::Answer answer_record(const Call &call, uint32_t service, Payload record) {
 host::Answer answer_control(const Call &call, Payload record) {
   if (record.size() < sizeof(uint32_t)) return with_status(host::err_bad_request);
   const auto operation = record_of<uint32_t>(record);
-  return control(call, static_cast<host::Control>(operation), record.subspan(sizeof operation));
+  return control(call, static_cast<control::Operation>(operation), record.subspan(sizeof operation));
 }
 
 host::Answer answer(const Call &call, const host::Incoming &incoming) {
@@ -160,8 +162,8 @@ void report_refusal(const host::Caller &caller, uint32_t status) {
 
 host::Answer dispatch(Context &context, const host::Incoming &incoming) try {
   host::Answer result = answer({context, incoming.caller}, incoming);
-  if (result.status == host::err_not_permitted || result.status == host::err_not_owner ||
-      result.status == host::err_not_allowed)
+  if (result.status == host::err_not_permitted || result.status == control::err_not_owner ||
+      result.status == control::err_not_allowed)
     report_refusal(incoming.caller, result.status);
   return result;
 } catch (const std::bad_alloc &) {

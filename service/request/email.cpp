@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "control/statuses.h"
 #include "host/status.h"
 #include "service/request/answer.h"
 #include "service/request/ownership.h"
@@ -56,7 +57,7 @@ sch_email_slot *find_slot(sch_schedule_email_entry *entry, const std::string &ad
 uint32_t add_address(const AddressRequest &request) {
   sch_schedule_email_entry *known = find_addresses(request.schedule);
   if (find_slot(known, request.address) != nullptr) return SCH_STATUS_EXISTS;
-  if (known != nullptr && known->count >= SCH_MAX_EMAIL_IDS) return host::err_too_many_addresses;
+  if (known != nullptr && known->count >= SCH_MAX_EMAIL_IDS) return control::err_too_many_addresses;
   Change change;
   sch_schedule_email_entry *entry = known;
   if (known == nullptr) {
@@ -65,7 +66,7 @@ uint32_t add_address(const AddressRequest &request) {
     change.undo([entry] { remove_addresses(*entry); });
   } else {
     change.undo([known, before = *known] { *known = before; });
-    if (!append_address(*known, request.address)) return host::err_too_many_addresses;
+    if (!append_address(*known, request.address)) return control::err_too_many_addresses;
   }
   change.require(sch_save_schedule_email_entry_to_pss(pss_running, entry));
   return change.commit();
@@ -76,7 +77,7 @@ uint32_t add_address(const AddressRequest &request) {
 uint32_t remove_address(const AddressRequest &request) {
   sch_schedule_email_entry *entry = find_addresses(request.schedule);
   sch_email_slot *slot = find_slot(entry, request.address);
-  if (slot == nullptr) return host::err_no_such_address;
+  if (slot == nullptr) return control::err_no_such_address;
   Change change;
   if (entry->count <= 1) {
     delete_addresses(change, request.schedule);

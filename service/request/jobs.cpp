@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "control/statuses.h"
 #include "host/memory.h"
 #include "host/status.h"
 #include "platform/memory.h"
@@ -64,11 +65,11 @@ void remove_from_schedules(Change &change, uint32_t id) {
 
 uint32_t create_job(const Call &call, const JobRequest &request) {
   if (find_job(request.name) != nullptr) return SCH_STATUS_EXISTS;
-  if (!forget_stale_statuses(call.context)) return host::err_not_stored;
+  if (!forget_stale_statuses(call.context)) return control::err_not_stored;
   const int index = sch_first_empty_job_list_entry_index(&sch_running_config);
-  if (index < 0) return host::err_job_table_full;
+  if (index < 0) return control::err_job_table_full;
   const uint32_t owner = owner_tag(call.context.authority.owner(call.caller).uid);
-  if (!has_share(call, owner)) return host::err_too_many_own_jobs;
+  if (!has_share(call, owner)) return control::err_too_many_own_jobs;
 
   Change change;
   sch_job_entry *slot = add_job(request.name, owner, static_cast<uint32_t>(index));
@@ -79,7 +80,8 @@ uint32_t create_job(const Call &call, const JobRequest &request) {
 }
 
 uint32_t define_job(const Call &call, const JobRequest &request) {
-  if (request.text.size() > static_cast<size_t>(call.context.settings->job_text_bytes)) return host::err_text_too_long;
+  if (request.text.size() > static_cast<size_t>(call.context.settings->job_text_bytes))
+    return control::err_text_too_long;
   sch_job_entry *slot = nullptr;
   if (const uint32_t status = find_own_job(call, request.name, &slot); status != 0) return status;
   GList *fragments = nullptr;

@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "control/statuses.h"
 #include "host/files/uri.h"
 #include "host/status.h"
 #include "service/joblog/joblog.h"
@@ -42,7 +43,8 @@ bool is_usable_name(const LogRequest &request) {
 }  // namespace
 
 uint32_t resize_log(const Call &call, const LogRequest &request) {
-  if (request.size > static_cast<uint32_t>(call.context.settings->log_size_kib) * 1024) return host::err_log_too_large;
+  if (request.size > static_cast<uint32_t>(call.context.settings->log_size_kib) * 1024)
+    return control::err_log_too_large;
   sch_log_file_rec wanted = sch_log_file;
   wanted.size = static_cast<int32_t>(request.size);
   return replace_log(call.context.log, wanted, JobLog::Keep::records);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "control/statuses.h"
 #include "host/status.h"
 #include "service/request/answer.h"
 #include "service/request/ownership.h"
@@ -15,7 +16,7 @@ namespace {
 
 // As for every other change to a schedule.
 uint32_t find_changeable(const Call &call, Payload payload, sch_schedule_entry **entry) {
-  if (scheduler_enabled == 0) return host::err_disabled;
+  if (scheduler_enabled == 0) return control::err_disabled;
   const Context &context = call.context;
   const uint32_t status = context.authority.may_configure(call.caller, context.settings->allow_groups,
                                                           context.runner.processes().user_groups());
@@ -26,8 +27,8 @@ uint32_t find_changeable(const Call &call, Payload payload, sch_schedule_entry *
 uint32_t may_kill(const Call &call, uint64_t number) {
   const std::vector<Runner::UnderWay> runs = call.context.runner.list();
   const auto run = std::ranges::find_if(runs, [&](const Runner::UnderWay &one) { return one.ticket.number == number; });
-  if (run == runs.end()) return host::err_no_such_run;
-  return call.context.authority.may_use(call.caller, run->owner_tag) ? 0 : host::err_not_owner;
+  if (run == runs.end()) return control::err_no_such_run;
+  return call.context.authority.may_use(call.caller, run->owner_tag) ? 0 : control::err_not_owner;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/schedules.h"
 
+#include "control/statuses.h"
 #include "host/status.h"
 #include "service/request/email.h"
 #include "service/request/ownership.h"
@@ -15,10 +16,10 @@ namespace {
 
 uint32_t check_room(const Call &call, uint32_t owner) {
   const Settings &limits = *call.context.settings;
-  if (schedule_count() >= static_cast<size_t>(limits.max_schedules)) return host::err_too_many_schedules;
+  if (schedule_count() >= static_cast<size_t>(limits.max_schedules)) return control::err_too_many_schedules;
   if (call.context.authority.administrator(call.caller)) return 0;
   const bool full = schedule_count(owner) >= static_cast<size_t>(limits.max_schedules_per_user);
-  return full ? host::err_too_many_own_schedules : 0;
+  return full ? control::err_too_many_own_schedules : 0;
 }
 
 ScheduleState new_state(const Owner &owner) {
@@ -46,9 +47,9 @@ uint32_t set_time(sch_schedule_entry &entry, const ModifyRequest &request) {
 
 uint32_t assign(sch_schedule_entry &entry, const sch_job_entry &slot) {
   const uint32_t id = slot.hdr->job_id;
-  if (has_job(*entry.rec, id)) return host::err_already_assigned;
+  if (has_job(*entry.rec, id)) return control::err_already_assigned;
   // The schedule's owner is the one the job runs as: nobody makes another's job run, or runs as another.
-  if (owner_of(slot) != owner_of(entry)) return host::err_not_owner;
+  if (owner_of(slot) != owner_of(entry)) return control::err_not_owner;
   Change change;
   change.modify(entry);
   assign_job(entry, id);
@@ -57,7 +58,7 @@ uint32_t assign(sch_schedule_entry &entry, const sch_job_entry &slot) {
 
 uint32_t deassign(sch_schedule_entry &entry, const sch_job_entry &slot) {
   const uint32_t id = slot.hdr->job_id;
-  if (!has_job(*entry.rec, id)) return host::err_not_assigned;
+  if (!has_job(*entry.rec, id)) return control::err_not_assigned;
   Change change;
   change.modify(entry);
   deassign_job(entry, id);
@@ -68,7 +69,7 @@ uint32_t deassign(sch_schedule_entry &entry, const sch_job_entry &slot) {
 
 uint32_t create_schedule(const Call &call, const ScheduleRequest &request) {
   if (find_schedule(request.name) != nullptr) return SCH_STATUS_EXISTS;
-  if (!forget_stale_statuses(call.context)) return host::err_not_stored;
+  if (!forget_stale_statuses(call.context)) return control::err_not_stored;
   const Owner owner = call.context.authority.owner(call.caller);
   if (const uint32_t status = check_room(call, owner_tag(owner.uid)); status != 0) return status;
 
@@ -98,7 +99,7 @@ uint32_t modify_schedule(const Call &call, const ModifyRequest &request) {
   if (const uint32_t status = find_own_schedule(call, request.schedule, &entry); status != 0) return status;
   if (request.subcommand != SCH_MODIFY_JOB) return set_time(*entry, request);
   const sch_job_entry *slot = find_job(request.job);
-  if (slot == nullptr || slot->hdr == nullptr) return host::err_no_such_job;
+  if (slot == nullptr || slot->hdr == nullptr) return control::err_no_such_job;
   return request.negate ? deassign(*entry, *slot) : assign(*entry, *slot);
 }
 

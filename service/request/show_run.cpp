@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "host/status.h"
+#include "control/statuses.h"
 #include "host/visible.h"
 #include "service/request/answer.h"
 #include "service/request/ownership.h"
@@ -98,7 +98,7 @@ std::string text_of(const Found &found) {
 host::Answer show_run(const Call &call, uint64_t number) {
   std::optional<Found> found = find_under_way(call, number);
   if (!found) found = find_ended(call, number);
-  if (!found) return with_status(host::err_no_history_of_run);
+  if (!found) return with_status(control::err_no_history_of_run);
   host::Bytes reply;
   append_text(&reply, text_of(*found));
   return with_reply(std::move(reply));

@@ -5,6 +5,7 @@
 #include <limits>
 #include <set>
 
+#include "control/operations.h"
 #include "host/status.h"
 #include "service/request/answer.h"
 #include "service/request/ownership.h"
@@ -74,7 +75,7 @@ std::set<uint64_t> add_under_way(const Call &call, const std::string &schedule, 
 }
 
 // False: it was given up before all was read.
-bool add_ended(const Schedules &schedules, const host::HistoryQuery &query, size_t count,
+bool add_ended(const Schedules &schedules, const control::HistoryQuery &query, size_t count,
                const std::set<uint64_t> &under_way, Newest *found) {
   size_t searched = 0;
   for (const Candidate &candidate : by_newest_run(schedules)) {
@@ -98,7 +99,7 @@ std::string lines_of(const Newest &found) {
   return table.empty() ? "" : table.text();
 }
 
-host::Answer show_newest(const Call &call, const host::HistoryQuery &query, const std::string &schedule,
+host::Answer show_newest(const Call &call, const control::HistoryQuery &query, const std::string &schedule,
                          const Schedules &schedules) {
   const size_t count = query.count == 0 ? usual_lines : query.count;
   Newest found(count, query.failed_only != 0);
@@ -110,15 +111,15 @@ host::Answer show_newest(const Call &call, const host::HistoryQuery &query, cons
   return with_reply(std::move(reply));
 }
 
-bool is_sound(const host::HistoryQuery &query) {
-  return query.count <= host::query_lines_limit && query.failed_only <= 1;
+bool is_sound(const control::HistoryQuery &query) {
+  return query.count <= control::query_lines_limit && query.failed_only <= 1;
 }
 
 }  // namespace
 
 host::Answer show_history(const Call &call, Payload payload) {
-  if (payload.size() < sizeof(host::HistoryQuery)) return with_status(host::err_bad_request);
-  const auto query = record_of<host::HistoryQuery>(payload);
+  if (payload.size() < sizeof(control::HistoryQuery)) return with_status(host::err_bad_request);
+  const auto query = record_of<control::HistoryQuery>(payload);
   if (!is_sound(query)) return with_status(host::err_bad_value);
   const std::string name(text_of(payload.subspan(sizeof query)));
   if (query.run != 0) return show_run(call, query.run);

@@ -5,6 +5,7 @@
 #include <ctime>
 #include <tuple>
 
+#include "control/operations.h"
 #include "host/status.h"
 #include "host/visible.h"
 #include "service/request/answer.h"
@@ -103,9 +104,9 @@ host::Answer answer_text(const std::string &text) {
 }  // namespace
 
 host::Answer show_upcoming(const Call &call, Payload payload) {
-  if (payload.size() < sizeof(host::UpcomingQuery)) return with_status(host::err_bad_request);
-  const auto query = record_of<host::UpcomingQuery>(payload);
-  if (query.count > host::query_lines_limit) return with_status(host::err_bad_value);
+  if (payload.size() < sizeof(control::UpcomingQuery)) return with_status(host::err_bad_request);
+  const auto query = record_of<control::UpcomingQuery>(payload);
+  if (query.count > control::query_lines_limit) return with_status(host::err_bad_value);
   const std::string name(text_of(payload.subspan(sizeof query)));
   if (name.empty()) return answer_text(text_of_all(call, query.count == 0 ? usual_schedules : query.count));
   sch_schedule_entry *entry = nullptr;

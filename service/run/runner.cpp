@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "host/status.h"
+#include "control/statuses.h"
 #include "service/limits.h"
 #include "service/run/clock.h"
 
@@ -83,7 +83,7 @@ host::Result<void> Runner::kill(uint64_t number, const std::string &asked_by) {
   }
   std::optional<Waiting> waiting =
       turn_.take([&](const Waiting &candidate) { return candidate.ticket.number == number; });
-  if (!waiting) return host::Error{host::err_no_such_run, "run " + std::to_string(number) + " is not under way"};
+  if (!waiting) return host::Error{control::err_no_such_run, "run " + std::to_string(number) + " is not under way"};
   end_unstarted(std::move(*waiting), Reason::killed, "killed before its turn came: asked for by " + asked_by);
   return {};
 }

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <new>
 
-#include "host/status.h"
+#include "control/statuses.h"
 #include "platform/errors.h"
 #include "service/calendar/clock_step.h"
 #include "service/run/clock.h"
@@ -179,18 +179,18 @@ void Scheduler::record_interrupted(sch_schedule_entry &entry, int64_t now_ms) {
 
 host::Result<uint64_t> Scheduler::run_now(sch_schedule_entry &entry, const std::string &asked_by) {
   const auto refuse = [](uint32_t status) { return host::Error{status, syserr2str(status)}; };
-  if (scheduler_enabled == 0) return refuse(host::err_disabled);
-  if (state_of(*entry.rec).running_since != 0) return refuse(host::err_run_under_way);
+  if (scheduler_enabled == 0) return refuse(control::err_disabled);
+  if (state_of(*entry.rec).running_since != 0) return refuse(control::err_run_under_way);
   bool has_jobs = false;
   for_each_assigned(*entry.rec, [&](uint32_t) { has_jobs = true; });
-  if (!has_jobs) return refuse(host::err_no_jobs);
+  if (!has_jobs) return refuse(control::err_no_jobs);
   const int64_t now_ms = wall_clock_ms();
   RunTicket ticket = {0, serial(entry), 0, now_ms, asked_by};
   const host::Result<void> stored = recorder_.commit({}, [&](RunBatch &batch) {
     batch.save(entry);
     ticket.number = batch.begin_run(entry, 0, now_ms, asked_by);
   });
-  if (!stored) return host::Error{host::err_not_stored, stored.error().text};
+  if (!stored) return host::Error{control::err_not_stored, stored.error().text};
   ScheduleState state = state_of(*entry.rec);
   begun(state, static_cast<time_t>(now_ms / 1000));
   set_state(entry, state);

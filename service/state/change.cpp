@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/state/change.h"
 
+#include "control/statuses.h"
 #include "host/status.h"
 #include "host/store/store.h"
 #include "service/state/schedule_state.h"
@@ -42,12 +43,12 @@ void Change::fail(const char *purpose, const host::Error &error) {
 }
 
 uint32_t Change::commit() {
-  if (failed_ && open_) fail("Save change", {host::err_not_stored, host::store_last_error()});
-  if (failed_) return host::err_not_stored;
+  if (failed_ && open_) fail("Save change", {control::err_not_stored, host::store_last_error()});
+  if (failed_) return control::err_not_stored;
   open_ = false;
   if (const host::Result<void> committed = host::store_commit(pss_running); !committed) {
     fail("Commit change", committed.error());
-    return committed.code() == host::err_store_gone ? host::err_store_gone : host::err_not_stored;
+    return committed.code() == host::err_store_gone ? host::err_store_gone : control::err_not_stored;
   }
   undo_.clear();
   for (auto &step : afterwards_)

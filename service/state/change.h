@@ -5,6 +5,7 @@
 #include <functional>
 #include <vector>
 
+#include "control/statuses.h"
 #include "host/result.h"
 #include "schedcli.h"
 
@@ -27,7 +28,7 @@ class Change {
   void save(sch_job_entry &slot);
   void modify(sch_schedule_entry &entry);  // keeps the record as it is now for undoing
 
-  uint32_t commit();  // 0, or host::err_not_stored or host::err_store_gone: nothing has changed
+  uint32_t commit();  // 0, or control::err_not_stored or host::err_store_gone: nothing has changed
 
  private:
   void fail(const char *purpose, const host::Error &error);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "control/statuses.h"
 #include "host/status.h"
 #include "host/store/store.h"
 #include "service/state/run_state.h"
@@ -162,7 +163,7 @@ const sch_runtime_job_status *find_status(const sch_job_entry &slot, const char 
 
 uint32_t store_status(const sch_job_entry &slot, const sch_runtime_job_status &status) {
   if (const uint32_t error = save_identity(slot); error != 0) return error;
-  return sch_save_runtime_job_status_entry_to_pss(pss_running_db, &status) == 0 ? 0 : host::err_not_stored;
+  return sch_save_runtime_job_status_entry_to_pss(pss_running_db, &status) == 0 ? 0 : control::err_not_stored;
 }
 
 uint32_t remember_status(sch_job_entry &slot, const sch_runtime_job_status &status) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/debug.h"
+#include "host/errors.h"
 #include "host/status.h"
 #include "host/transport/transport.h"
 
@@ -18,7 +19,7 @@ constexpr uint32_t module = 0x730000;
 struct Control {
   uint32_t status = 0;
   std::string reply;
-  std::vector<host::Control> asked;
+  std::vector<uint32_t> asked;
 } control;
 
 std::vector<char> event(uint32_t subtype, const std::string &text) {
@@ -150,7 +151,7 @@ TEST_F(Debug, dump_prints_the_memory_statistics_of_the_service) {
   testing::internal::CaptureStdout();
   EXPECT_EQ(sdwrap_debug_dump(7, 0xfe000000, 136, argument, "mtrack_dump_memstats"), 0);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "owner type\n");
-  EXPECT_EQ(control.asked, (std::vector<host::Control>{host::Control::memory_statistics}));
+  EXPECT_EQ(control.asked, (std::vector<uint32_t>{static_cast<uint32_t>(host::HostOperation::memory_statistics)}));
 }
 
 TEST_F(Debug, dump_reports_a_service_that_is_not_running) {
@@ -172,11 +173,11 @@ TEST_F(Debug, dump_asks_for_nothing_else) {
 namespace host {
 
 // The service's answer, without a service.
-uint32_t control_request(Control operation, std::span<const std::byte>, Bytes *reply) {
+Result<Bytes> control_request(uint32_t operation, std::span<const std::byte>) {
   control.asked.push_back(operation);
+  if (control.status != 0) return error_of(control.status);
   const auto bytes = std::as_bytes(std::span(control.reply));
-  reply->assign(bytes.begin(), bytes.end());
-  return control.status;
+  return Bytes(bytes.begin(), bytes.end());
 }
 
 }  // namespace host

@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 
+#include "host/errors.h"
 #include "host/status.h"
 #include "schedcli.h"
 
@@ -46,22 +47,7 @@ constexpr uint32_t codes[] = {
     host::err_feature_enabled,
     host::err_feature_disabled,
     host::err_feature_unknown,
-    host::err_no_such_job,
-    host::err_no_such_schedule,
-    host::err_job_table_full,
-    host::err_bad_name,
-    host::err_not_owner,
-    host::err_text_too_long,
-    host::err_already_assigned,
-    host::err_not_assigned,
-    host::err_too_many_schedules,
-    host::err_not_stored,
-    host::err_disabled,
-    host::err_too_many_addresses,
-    host::err_no_such_address,
     host::err_bad_value,
-    host::err_no_startup,
-    host::err_not_allowed,
 };
 
 TEST(error_texts, each_code_has_a_text_of_its_own) {
@@ -88,6 +74,16 @@ TEST(error_texts, both_codes_of_a_time_format_have_one_text) {
 TEST(error_texts, a_service_that_is_not_running_says_what_to_do) {
   EXPECT_STREQ(syserr2str(host::err_not_running),
                "the scheduler service is not running; start schedd, or check the state directory");
+}
+
+TEST(error_texts, a_program_adds_its_own) {
+  constexpr host::ErrorText own[] = {{0x41000001, "own"}, {SCH_STATUS_EXISTS, "not for a program to change"}};
+  host::use_error_texts(own);
+  EXPECT_STREQ(syserr2str(0x41000001), "own");
+  EXPECT_STREQ(syserr2str(SCH_STATUS_EXISTS), "it exists already");
+  EXPECT_EQ(host::error_of(0x41000001).text, "own");
+  host::use_error_texts({});
+  EXPECT_STREQ(syserr2str(0x41000001), "unknown error 0x41000001");
 }
 
 TEST(error_texts, an_unknown_code_shows_its_number) {

@@ -43,7 +43,7 @@ class FeatureTest : public StoreTest {
     const auto handler = [&enabled](const host::Incoming &request) {
       uint32_t operation = 0;
       memcpy(&operation, request.body.data(), sizeof operation);
-      const bool enable = operation == static_cast<uint32_t>(host::Control::enable_feature);
+      const bool enable = operation == static_cast<uint32_t>(host::HostOperation::enable_feature);
       host::Answer answer;
       if (enabled == enable) answer.status = enable ? host::err_feature_enabled : host::err_feature_disabled;
       enabled = enable;

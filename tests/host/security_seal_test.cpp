@@ -267,47 +267,45 @@ TEST_F(SealTest, a_file_that_a_crash_left_half_written_is_replaced) {
 
 // The requests of callers.
 
-struct Permission {
-  const char *user;
-  uid_t peer_uid;
-  uint32_t status;
-};
+uint32_t number_of(HostOperation operation) {
+  return static_cast<uint32_t>(operation);
+}
 
-TEST_F(SealTest, only_the_user_itself_and_root_come_near_a_record) {
-  const Permission rows[] = {{"alice", 1000, 0},
-                             {"bob", 1001, err_not_permitted},
-                             {"root", 0, 0},
-                             {"alice", 0, 0},
-                             {"alic", 1002, err_not_permitted}};
-  for (const Permission &row : rows) {
+TEST_F(SealTest, only_whoever_may_comes_near_a_record) {
+  for (const bool may : {true, false}) {
     ASSERT_EQ(security_store(record_of("alice", "secret")), 0u);
-    Caller caller;
-    caller.user_name = row.user;
-    caller.peer_uid = row.peer_uid;
+    const auto may_use = [may](const std::string &user) {
+      EXPECT_EQ(user, "alice");
+      return may;
+    };
     const sch_security_user_rec record = record_of("alice", "other");
-    const auto payload = std::as_bytes(std::span(&record, 1));
-    const Answer read = security_control(Control::security_read, caller, payload);
-    EXPECT_EQ(read.status, row.status) << row.user;
-    EXPECT_EQ(read.reply.has_value(), row.status == 0) << row.user;
-    EXPECT_EQ(security_control(Control::security_store, caller, payload).status, row.status) << row.user;
-    EXPECT_EQ(security_control(Control::security_remove, caller, payload).status, row.status) << row.user;
-    const uint32_t refused = row.status == 0 ? SCH_STATUS_AUTHENTICATION_FAILED : row.status;
-    EXPECT_EQ(security_control(Control::security_authenticate, caller, payload).status, refused) << row.user;
+    const auto ask = [&](HostOperation operation) {
+      return answer_security_request(number_of(operation), std::as_bytes(std::span(&record, 1)), may_use);
+    };
+    const uint32_t status = may ? 0 : err_not_permitted;
+    const Answer read = ask(HostOperation::security_read);
+    EXPECT_EQ(read.status, status);
+    EXPECT_EQ(read.reply.has_value(), may);
+    EXPECT_EQ(ask(HostOperation::security_store).status, status);
+    EXPECT_EQ(ask(HostOperation::security_remove).status, status);
+    EXPECT_EQ(ask(HostOperation::security_authenticate).status, may ? SCH_STATUS_AUTHENTICATION_FAILED : status);
   }
 }
 
 TEST_F(SealTest, a_payload_that_is_no_record_is_refused) {
-  Caller root;
-  root.user_name = "root";
   sch_security_user_rec record = record_of("alice", "secret");
   const auto payload = std::as_bytes(std::span(&record, 1));
+  const auto status = [](uint32_t operation, std::span<const std::byte> given) {
+    return answer_security_request(operation, given, [](const std::string &) { return true; }).status;
+  };
+  const uint32_t read = number_of(HostOperation::security_read), store = number_of(HostOperation::security_store);
   for (const std::size_t size : {std::size_t{0}, std::size_t{1}, payload.size() - 1})
-    EXPECT_EQ(security_control(Control::security_read, root, payload.first(size)).status, err_bad_request) << size;
-  EXPECT_EQ(security_control(Control::history, root, payload).status, err_unknown_opcode);
+    EXPECT_EQ(status(read, payload.first(size)), err_bad_request) << size;
+  EXPECT_EQ(status(number_of(HostOperation::memory_statistics), payload), err_unknown_opcode);
   record.kind = 1;
-  EXPECT_EQ(security_control(Control::security_store, root, payload).status, err_bad_request);
+  EXPECT_EQ(status(store, payload), err_bad_request);
   record = record_of(std::string(128, 'n'), "secret");
-  EXPECT_EQ(security_control(Control::security_store, root, payload).status, err_bad_request);
+  EXPECT_EQ(status(store, payload), err_bad_request);
 }
 
 }  // namespace security_test

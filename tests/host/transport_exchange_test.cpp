@@ -122,27 +122,27 @@ TEST_F(ExchangeTest, a_control_reply_of_any_size_is_joined) {
   });
   for (const std::size_t size : {std::size_t{0}, std::size_t{1}, frame_body_limit, frame_body_limit + 1,
                                  2 * frame_body_limit, std::size_t{3000000}}) {
-    Bytes reply = to_bytes("old");
     const auto payload = std::as_bytes(std::span(&size, 1));
-    ASSERT_EQ(control_request(Control::running_text, payload, &reply), 0u) << size;
-    EXPECT_EQ(to_text(reply), pattern(size)) << size;
+    const Result<Bytes> reply = control_request(20, payload);
+    ASSERT_EQ(reply.code(), 0u) << size;
+    EXPECT_EQ(to_text(*reply), pattern(size)) << size;
   }
   EXPECT_EQ(server->clients(), 1);
 }
 
-TEST_F(ExchangeTest, a_control_request_carries_its_operation_and_leaves_the_reply_after_a_failure) {
+TEST_F(ExchangeTest, a_control_request_carries_its_operation_and_brings_its_error) {
   std::string seen;
   const auto server = serve([&](const Incoming &incoming) {
     seen = std::to_string(incoming.service) + " " + to_text(incoming.body);
     Answer answer;
-    answer.status = err_disabled;
+    answer.status = err_bad_value;
     return answer;
   });
-  Bytes reply = to_bytes("old");
-  EXPECT_EQ(control_request(Control::set_logging_level, to_bytes("five"), &reply), err_disabled);
+  const Result<Bytes> reply = control_request(23, to_bytes("five"));
   EXPECT_EQ(seen, "5949 " + std::string("\x17\0\0\0five", 8));
-  EXPECT_EQ(to_text(reply), "old");
-  EXPECT_EQ(control_request(Control::set_logging_level, {}, nullptr), err_disabled);
+  ASSERT_FALSE(reply);
+  EXPECT_EQ(reply.error().code, err_bad_value);
+  EXPECT_EQ(reply.error().text, "a value is out of its range");
 }
 
 // Streams.

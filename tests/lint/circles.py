@@ -12,7 +12,7 @@ import sys
 sys.dont_write_bytecode = True  # the tree stays as it is
 from sources import sources  # noqa: E402
 
-FOLDERS = {"include", "platform", "diag", "db", "time", "cli", "pss", "show", "acfg", "host", "service", "shell"}
+FOLDERS = {"include", "platform", "diag", "db", "time", "cli", "pss", "show", "acfg", "host", "control", "service", "shell"}
 LIBRARY_OBJECTS = "CMakeFiles/schedcli_objects.dir"
 
 

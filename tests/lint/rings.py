@@ -13,9 +13,10 @@ LIBRARY = {"include", "platform", "diag", "db", "time", "cli", "pss", "show", "a
 # folder -> folders whose headers it may include
 MAY_INCLUDE = {**{folder: LIBRARY for folder in LIBRARY},
                "platform": {"platform"},
-               "host": LIBRARY & {"include", "platform"} | {"host"},
-               "service": {"include", "platform", "host", "service"},
-               "shell": {"include", "platform", "host", "shell"}}
+               "host": {"include", "platform", "host"},
+               "control": {"include", "platform", "host", "control"},
+               "service": {"include", "platform", "host", "control", "service"},
+               "shell": {"include", "platform", "host", "control", "shell"}}
 # What the built files may need at run time, as prefixes of the shared objects' names.
 RUNTIME = ("libc.", "libm.", "libstdc++.", "libgcc_s.", "ld-linux")
 MAY_LINK = {"libschedcli.so": RUNTIME + ("libglib-2.0.",),

@@ -8,7 +8,7 @@ import pathlib
 import subprocess
 import sys
 
-FOLDERS = ("diag", "db", "time", "cli", "pss", "show", "acfg", "host", "service", "shell")
+FOLDERS = ("diag", "db", "time", "cli", "pss", "show", "acfg", "host", "control", "service", "shell")
 # The path-sensitive analyzer takes minutes there for what the address sanitizer sees in the tests.
 WITHOUT_ANALYZER = ("service", "shell")
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "control/operations.h"
 #include "host/status.h"
 #include "service/limits.h"
 #include "service/request/control.h"
@@ -223,11 +224,11 @@ TEST_F(Scheduled, a_run_that_a_crash_of_the_version_before_interrupted_is_told_o
 TEST_F(Scheduled, a_disabled_feature_runs_nothing_and_makes_up_for_nothing) {
   configure(daily(12, 30));
   const service::Call call = {world.parts->context, root()};
-  ASSERT_EQ(service::control(call, host::Control::disable_feature, {}).status, 0u);
+  ASSERT_EQ(service::control(call, control::Operation::disable_feature, {}).status, 0u);
   pass_to(world, noon + hour);
   world.restart();
   const service::Call later = {world.parts->context, root()};
-  ASSERT_EQ(service::control(later, host::Control::enable_feature, {}).status, 0u);
+  ASSERT_EQ(service::control(later, control::Operation::enable_feature, {}).status, 0u);
   world.parts->scheduler.check();
   EXPECT_THAT(log_of(world), SizeIs(0));
   EXPECT_EQ(state("s").next_due, noon + day + 30 * minute);

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "control/operations.h"
+#include "control/statuses.h"
 #include "host/status.h"
 #include "service/request/shown_time.h"
 #include "tests/service/operator_requests.h"
@@ -17,7 +19,7 @@ using ::testing::StartsWith;
 constexpr time_t minute = 60, day = 86400;
 constexpr time_t due = noon + 30 * minute;
 
-constexpr host::HistoryQuery failed_alone = {0, 0, 1};
+constexpr control::HistoryQuery failed_alone = {0, 0, 1};
 
 struct HistoryScreen : ::testing::Test {
   World world;
@@ -86,10 +88,10 @@ TEST_F(HistoryScreen, shows_a_user_what_is_theirs) {
   EXPECT_THAT(history(world, {}, {}, nobody()), HasSubstr("nobodys"));
   EXPECT_THAT(history(world, {}, {}, nobody()), Not(HasSubstr("roots")));
   EXPECT_EQ(history(world, {}, {}, daemon_user()), "");
-  EXPECT_EQ(ask(world, host::Control::show_history, query(host::HistoryQuery{}, "roots"), nobody()).status,
-            host::err_not_owner);
-  EXPECT_EQ(ask(world, host::Control::show_history, query(host::HistoryQuery{}, "none")).status,
-            host::err_no_such_schedule);
+  EXPECT_EQ(ask(world, control::Operation::show_history, query(control::HistoryQuery{}, "roots"), nobody()).status,
+            control::err_not_owner);
+  EXPECT_EQ(ask(world, control::Operation::show_history, query(control::HistoryQuery{}, "none")).status,
+            control::err_no_such_schedule);
 }
 
 TEST_F(HistoryScreen, counts_the_due_times_that_were_missed_together) {
@@ -102,7 +104,7 @@ TEST_F(HistoryScreen, counts_the_due_times_that_were_missed_together) {
 TEST_F(HistoryScreen, has_a_run_under_way_and_who_asked_for_it) {
   ASSERT_EQ(create_job(world, "endless", "sleep 1000\n"), 0u);
   ASSERT_EQ(create_schedule(world, "s", {"good", "endless"}, {}), 0u);
-  ASSERT_EQ(ask(world, host::Control::run_schedule, bytes("s")).status, 0u);
+  ASSERT_EQ(ask(world, control::Operation::run_schedule, bytes("s")).status, 0u);
   while (world.parts->runner.list().front().job != "endless")
     world.loop.turn();
   EXPECT_THAT(history(world),
@@ -111,8 +113,8 @@ TEST_F(HistoryScreen, has_a_run_under_way_and_who_asked_for_it) {
   const std::string run = history(world, {1, 0, 0});
   EXPECT_THAT(run, HasSubstr("\noutcome: running\njob under way: endless\njob   outcome  code"));
   EXPECT_THAT(run, HasSubstr("\ngood  success  0 "));
-  EXPECT_EQ(text_of(ask(world, host::Control::show_history, query(host::HistoryQuery{1, 0, 0}), nobody())),
-            "(status " + std::to_string(host::err_no_history_of_run) + ")");
+  EXPECT_EQ(text_of(ask(world, control::Operation::show_history, query(control::HistoryQuery{1, 0, 0}), nobody())),
+            "(status " + std::to_string(control::err_no_history_of_run) + ")");
 }
 
 TEST_F(HistoryScreen, of_one_run_has_its_jobs) {
@@ -138,22 +140,24 @@ TEST_F(HistoryScreen, of_a_run_that_is_not_kept_or_is_anothers_says_so) {
   ASSERT_EQ(create_schedule(world, "s", {"good"}, daily(12, 30)), 0u);
   pass_to(world, due);
   const auto status = [&](uint64_t run, const host::Caller &caller) {
-    return ask(world, host::Control::show_history, query(host::HistoryQuery{run, 0, 0}), caller).status;
+    return ask(world, control::Operation::show_history, query(control::HistoryQuery{run, 0, 0}), caller).status;
   };
   EXPECT_EQ(status(1, root()), 0u);
-  EXPECT_EQ(status(2, root()), host::err_no_history_of_run);
-  EXPECT_EQ(status(UINT64_MAX, root()), host::err_no_history_of_run);
-  EXPECT_EQ(status(1, nobody()), host::err_no_history_of_run);
+  EXPECT_EQ(status(2, root()), control::err_no_history_of_run);
+  EXPECT_EQ(status(UINT64_MAX, root()), control::err_no_history_of_run);
+  EXPECT_EQ(status(1, nobody()), control::err_no_history_of_run);
 }
 
 TEST_F(HistoryScreen, refuses_a_query_that_is_cut_or_out_of_range) {
-  const auto status = [&](const Bytes &payload) { return ask(world, host::Control::show_history, payload).status; };
-  Bytes cut = query(host::HistoryQuery{});
+  const auto status = [&](const Bytes &payload) {
+    return ask(world, control::Operation::show_history, payload).status;
+  };
+  Bytes cut = query(control::HistoryQuery{});
   cut.pop_back();
   EXPECT_EQ(status(cut), host::err_bad_request);
-  EXPECT_EQ(status(query(host::HistoryQuery{0, host::query_lines_limit, 0})), 0u);
-  EXPECT_EQ(status(query(host::HistoryQuery{0, host::query_lines_limit + 1, 0})), host::err_bad_value);
-  EXPECT_EQ(status(query(host::HistoryQuery{0, 0, 2})), host::err_bad_value);
+  EXPECT_EQ(status(query(control::HistoryQuery{0, control::query_lines_limit, 0})), 0u);
+  EXPECT_EQ(status(query(control::HistoryQuery{0, control::query_lines_limit + 1, 0})), host::err_bad_value);
+  EXPECT_EQ(status(query(control::HistoryQuery{0, 0, 2})), host::err_bad_value);
 }
 
 TEST(ShownTime, spans_have_the_two_largest_units) {

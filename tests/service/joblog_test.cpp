@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/joblog/joblog.h"
+#include "control/statuses.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +8,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "host/status.h"
 #include "service/limits.h"
 #include "service/request/log_settings.h"
 #include "tests/service/store_faults.h"
@@ -157,7 +157,7 @@ TEST(JobLog, a_replacement_that_the_store_refuses_changes_nothing) {
     fail_store_call(nth);
     const uint32_t status = clear(world);
     if (!store_call_failed()) break;
-    EXPECT_EQ(status, host::err_not_stored);
+    EXPECT_EQ(status, control::err_not_stored);
     EXPECT_EQ(configuration(), before);
     EXPECT_THAT(jobs(world), ElementsAre("a"));
     EXPECT_FALSE(std::filesystem::exists(world.directory.path() + "/state/" SCH_LOG_NAME_DEFAULT ".next"));

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "control/operations.h"
 #include "service/request/control.h"
 #include "tests/service/world.h"
 
@@ -19,7 +20,7 @@ Bytes query(const Record &record, std::string_view name = {}) {
   return payload;
 }
 
-inline host::Answer ask(World &world, host::Control operation, const Bytes &payload,
+inline host::Answer ask(World &world, control::Operation operation, const Bytes &payload,
                         const host::Caller &caller = root()) {
   return service::control({world.parts->context, caller}, operation, payload);
 }
@@ -29,14 +30,14 @@ inline std::string text_of(const host::Answer &answer) {
   return {reinterpret_cast<const char *>(answer.reply->data()), answer.reply->size()};
 }
 
-inline std::string history(World &world, const host::HistoryQuery &asked = {}, std::string_view schedule = {},
+inline std::string history(World &world, const control::HistoryQuery &asked = {}, std::string_view schedule = {},
                            const host::Caller &caller = root()) {
-  return text_of(ask(world, host::Control::show_history, query(asked, schedule), caller));
+  return text_of(ask(world, control::Operation::show_history, query(asked, schedule), caller));
 }
 
 inline std::string upcoming(World &world, std::string_view schedule = {}, uint32_t count = 0,
                             const host::Caller &caller = root()) {
-  return text_of(ask(world, host::Control::show_upcoming, query(host::UpcomingQuery{count}, schedule), caller));
+  return text_of(ask(world, control::Operation::show_upcoming, query(control::UpcomingQuery{count}, schedule), caller));
 }
 
 inline void pass_to(World &world, time_t now) {

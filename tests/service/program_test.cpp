@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "control/operations.h"
 #include "host/files/paths.h"
 #include "host/status.h"
 #include "host/store/store.h"
@@ -175,12 +176,11 @@ TEST_F(ServiceProgram, a_restart_without_its_run_directory_keeps_what_was_not_sa
   for (const bool restarted : {false, true}) {
     Program program(arguments, notify_path);
     ASSERT_EQ(told(), "READY=1");
-    EXPECT_EQ(host::control_request(host::Control::enable_feature, {}, nullptr),
-              restarted ? host::err_feature_enabled : 0u);
+    EXPECT_EQ(control::ask_service(control::Operation::enable_feature).code(), restarted ? host::err_feature_enabled : 0u);
     if (!restarted) {
-      EXPECT_EQ(host::control_request(host::Control::disable_feature, {}, nullptr), 0u);
-      EXPECT_EQ(host::control_request(host::Control::copy_running_startup, {}, nullptr), 0u);
-      EXPECT_EQ(host::control_request(host::Control::enable_feature, {}, nullptr), 0u);
+      EXPECT_EQ(control::ask_service(control::Operation::disable_feature).code(), 0u);
+      EXPECT_EQ(control::ask_service(control::Operation::copy_running_startup).code(), 0u);
+      EXPECT_EQ(control::ask_service(control::Operation::enable_feature).code(), 0u);
     }
     EXPECT_EQ(program.end(SIGTERM), 0);
     told();  // that it stops
@@ -188,7 +188,7 @@ TEST_F(ServiceProgram, a_restart_without_its_run_directory_keeps_what_was_not_sa
   }
   Program booted(arguments, notify_path, geteuid(), SCHEDD_PATH, {"SCHEDCLI_BOOT_ID=another"});
   ASSERT_EQ(told(), "READY=1");
-  EXPECT_EQ(host::control_request(host::Control::enable_feature, {}, nullptr), 0u);
+  EXPECT_EQ(control::ask_service(control::Operation::enable_feature).code(), 0u);
 }
 
 TEST_F(ServiceProgram, wrong_options_are_told_apart_from_failures) {
@@ -307,7 +307,7 @@ TEST_F(ServiceProgram, an_ordinary_user_is_served_alone_by_their_own_service) {
   unsetenv("LD_LIBRARY_PATH");
   ASSERT_EQ(told(), "READY=1");
   host::use_paths(host::resolve_paths(state.c_str()));
-  EXPECT_EQ(host::control_request(host::Control::enable_feature, {}, nullptr), 0u);
+  EXPECT_EQ(control::ask_service(control::Operation::enable_feature).code(), 0u);
   sch_cli_param name = {};
   name.kind = SCH_PARAM_STRING;
   name.value = "job";

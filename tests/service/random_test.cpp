@@ -8,6 +8,7 @@
 #include <cstring>
 #include <random>
 
+#include "control/operations.h"
 #include "service/request/dispatch.h"
 #include "tests/service/world.h"
 
@@ -28,7 +29,8 @@ constexpr int between_comparisons = 97;  // of the whole configuration, around o
 constexpr int restarts = 10;
 
 constexpr uint32_t config = SCH_SERVICE_CONFIG, show = SCH_SERVICE_SHOW;
-constexpr auto authenticate = static_cast<uint32_t>(host::Control::security_authenticate);  // would start a process
+constexpr auto authenticate =
+    static_cast<uint32_t>(control::Operation::security_authenticate);  // would start a process
 
 std::mt19937 random_bits(20261121);
 

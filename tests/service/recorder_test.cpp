@@ -9,7 +9,8 @@
 #include <functional>
 #include <map>
 
-#include "host/status.h"
+#include "control/operations.h"
+#include "control/statuses.h"
 #include "service/request/control.h"
 #include "service/run/history.h"
 #include "service/state/tables.h"
@@ -153,7 +154,7 @@ TEST_F(Recorded, a_schedule_that_a_boot_brings_back_inherits_nothing_of_its_name
   world.settings.boot_from = service::BootFrom::startup;
   configure("s", {"job"}, daily(12, 30));
   const service::Call call = {world.parts->context, root()};
-  ASSERT_EQ(service::control(call, host::Control::copy_running_startup, {}).status, 0u);
+  ASSERT_EQ(service::control(call, control::Operation::copy_running_startup, {}).status, 0u);
   ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_DELETE_SCHEDULE, schedule_payload("s")).status, 0u);
   configure("s", {"job"}, daily(12, 30));
   pass_to(world, due);
@@ -274,7 +275,7 @@ TEST(Killed, at_any_store_call_each_due_time_and_job_has_one_outcome_and_no_run_
   const std::string ran = directory.path() + "/ran-";
   ASSERT_TRUE(in_another_process([&] {
     World world(directory.path(), noon);
-    ASSERT_EQ(service::control({world.parts->context, root()}, host::Control::enable_feature, {}).status, 0u);
+    ASSERT_EQ(service::control({world.parts->context, root()}, control::Operation::enable_feature, {}).status, 0u);
     ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_RESIZE_LOG, log_payload("", "", 1024 * 1024)).status, 0u);
     for (const std::string job : {"first", "second"})
       ASSERT_EQ(create_job(world, job, "echo >> " + ran + job + "\n"), 0u);
@@ -306,7 +307,7 @@ TEST_F(Recorded, a_run_that_somebody_asks_for_leaves_the_due_times_as_they_are) 
   configure("s", {"job"}, daily(12, 30));
   const host::Result<uint64_t> number = world.parts->scheduler.run_now(*service::find_schedule("s"), "root");
   ASSERT_TRUE(number);
-  EXPECT_EQ(world.parts->scheduler.run_now(*service::find_schedule("s"), "root").code(), host::err_run_under_way);
+  EXPECT_EQ(world.parts->scheduler.run_now(*service::find_schedule("s"), "root").code(), control::err_run_under_way);
   world.settle();
   while (history("s").empty())
     world.loop.turn();
@@ -328,7 +329,7 @@ TEST_F(Recorded, a_killed_run_ends_with_its_job_and_starts_no_further_one) {
   const auto under_way = world.parts->runner.list();
   ASSERT_THAT(under_way, SizeIs(1));
   EXPECT_EQ(under_way[0].job, "endless");
-  EXPECT_EQ(world.parts->scheduler.kill_run(under_way[0].ticket.number + 1, "root").code(), host::err_no_such_run);
+  EXPECT_EQ(world.parts->scheduler.kill_run(under_way[0].ticket.number + 1, "root").code(), control::err_no_such_run);
   ASSERT_TRUE(world.parts->scheduler.kill_run(under_way[0].ticket.number, "root"));
   world.settle();
   const std::vector<HistoryRun> runs = history("s");

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "control/operations.h"
 #include "host/security/authentication.h"
 #include "host/security/users.h"
 #include "service/request/control.h"
@@ -37,7 +38,7 @@ class Remote : public testing::Test {
   static void write(const std::string &path, const std::string &text) { std::ofstream(path) << text; }
   void server_knows(const std::string &password) { write(passwords_, "daemon:" + password + ":schedcli\n"); }
 
-  uint32_t security(host::Control operation, const std::string &password = {}) {
+  uint32_t security(control::Operation operation, const std::string &password = {}) {
     sch_security_user_rec record = {};
     std::strcpy(record.user_name, "daemon");
     record.kind = 2;
@@ -64,16 +65,16 @@ TEST_F(Remote, a_user_who_stored_no_password_configures_nothing) {
 }
 
 TEST_F(Remote, jobs_run_while_the_server_takes_the_stored_password) {
-  ASSERT_EQ(security(host::Control::security_store, "right horse"), 0u);
+  ASSERT_EQ(security(control::Operation::security_store, "right horse"), 0u);
   ASSERT_EQ(create_job(world_, "job", "echo ran\n", daemon_user()), 0u);
   ASSERT_EQ(create_schedule(world_, "s", {"job"}, every(1, noon + 60), daemon_user()), 0u);
   server_knows("right horse");
   run_at(noon + 60);
   server_knows("changed since");
   run_at(noon + 120);
-  ASSERT_EQ(security(host::Control::security_store, "changed since"), 0u);
+  ASSERT_EQ(security(control::Operation::security_store, "changed since"), 0u);
   run_at(noon + 180);
-  ASSERT_EQ(security(host::Control::security_remove), 0u);
+  ASSERT_EQ(security(control::Operation::security_remove), 0u);
   run_at(noon + 240);
 
   const std::vector<Logged> log = log_of(world_);

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <functional>
 
+#include "control/operations.h"
+#include "control/statuses.h"
 #include "host/status.h"
 #include "host/store/store.h"
 #include "service/limits.h"
@@ -35,7 +37,7 @@ uint32_t address(World &world, uint8_t operation, const std::string &schedule, c
 }
 
 uint32_t feature(World &world, bool enable, const host::Caller &caller = root()) {
-  const auto operation = enable ? host::Control::enable_feature : host::Control::disable_feature;
+  const auto operation = enable ? control::Operation::enable_feature : control::Operation::disable_feature;
   return service::control({world.parts->context, caller}, operation, {}).status;
 }
 
@@ -69,7 +71,7 @@ TEST(Requests, a_full_job_table_is_said_and_a_deleted_slot_is_used_again) {
   World world;
   for (int i = 0; i < SCH_MAX_JOBS; i++)
     ASSERT_EQ(create_job(world, "job" + std::to_string(i), ""), 0u) << i;
-  EXPECT_EQ(create_job(world, "one-more", ""), host::err_job_table_full);
+  EXPECT_EQ(create_job(world, "one-more", ""), control::err_job_table_full);
   ASSERT_EQ(job(world, SCH_OP_DELETE_JOB, "job17"), 0u);
   EXPECT_EQ(create_job(world, "one-more", ""), 0u);
   EXPECT_STREQ(sch_job_list[17].key->name, "one-more");
@@ -143,7 +145,7 @@ TEST(Requests, schedules_of_one_user_are_limited_and_everybody_else_can_go_on) {
   set_limits(world, [](service::Settings &settings) { settings.max_schedules_per_user = 20; });
   for (int i = 0; i < 20; i++)
     ASSERT_EQ(create_schedule(world, "s" + std::to_string(i), {}, {}, nobody()), 0u);
-  EXPECT_EQ(create_schedule(world, "more", {}, {}, nobody()), host::err_too_many_own_schedules);
+  EXPECT_EQ(create_schedule(world, "more", {}, {}, nobody()), control::err_too_many_own_schedules);
   EXPECT_EQ(create_schedule(world, "more", {}, {}, daemon_user()), 0u);
   ASSERT_EQ(world.send(nobody(), config, SCH_OP_DELETE_SCHEDULE, schedule_payload("s7")).status, 0u);
   EXPECT_EQ(create_schedule(world, "s7", {}, {}, nobody()), 0u);
@@ -156,8 +158,8 @@ TEST(Requests, schedules_of_all_are_limited_for_the_administrator_too) {
   set_limits(world, [](service::Settings &settings) { settings.max_schedules = 2; });
   ASSERT_EQ(create_schedule(world, "a", {}, {}), 0u);
   ASSERT_EQ(create_schedule(world, "b", {}, {}, nobody()), 0u);
-  EXPECT_EQ(create_schedule(world, "c", {}, {}, nobody()), host::err_too_many_schedules);
-  EXPECT_EQ(create_schedule(world, "c", {}, {}), host::err_too_many_schedules);
+  EXPECT_EQ(create_schedule(world, "c", {}, {}, nobody()), control::err_too_many_schedules);
+  EXPECT_EQ(create_schedule(world, "c", {}, {}), control::err_too_many_schedules);
 }
 
 TEST(Requests, jobs_of_one_user_are_limited_to_a_share_of_the_table) {
@@ -165,7 +167,7 @@ TEST(Requests, jobs_of_one_user_are_limited_to_a_share_of_the_table) {
   const int share = world.parts->context.settings->max_jobs_per_user;
   for (int i = 0; i < share; i++)
     ASSERT_EQ(create_job(world, "job" + std::to_string(i), "", nobody()), 0u);
-  EXPECT_EQ(create_job(world, "more", "", nobody()), host::err_too_many_own_jobs);
+  EXPECT_EQ(create_job(world, "more", "", nobody()), control::err_too_many_own_jobs);
   EXPECT_EQ(create_job(world, "more", "", daemon_user()), 0u);
   ASSERT_EQ(job(world, SCH_OP_DELETE_JOB, "job5", "", nobody()), 0u);
   EXPECT_EQ(create_job(world, "job5", "", nobody()), 0u);
@@ -178,12 +180,12 @@ TEST(Requests, a_text_and_a_log_beyond_what_is_configured_are_refused) {
     settings.log_size_kib = 32;
   });
   ASSERT_EQ(create_job(world, "a", std::string(100, 'x')), 0u);
-  EXPECT_EQ(job(world, SCH_OP_DEFINE_JOB, "a", std::string(101, 'x')), host::err_text_too_long);
+  EXPECT_EQ(job(world, SCH_OP_DEFINE_JOB, "a", std::string(101, 'x')), control::err_text_too_long);
   const auto resize = [&](uint32_t size) {
     return world.send(root(), config, SCH_OP_RESIZE_LOG, log_payload("", "", size)).status;
   };
   EXPECT_EQ(resize(32 * 1024), 0u);
-  EXPECT_EQ(resize(32 * 1024 + 1), host::err_log_too_large);
+  EXPECT_EQ(resize(32 * 1024 + 1), control::err_log_too_large);
 }
 
 // Made here without their requests, each of which would be a durable commit.
@@ -196,7 +198,7 @@ TEST(Requests, a_hundred_thousand_schedules_are_served_when_they_are_allowed) {
   for (int i = 0; i < many; i++)
     ASSERT_NE(service::add_schedule("s" + std::to_string(i), state), nullptr);
   EXPECT_EQ(create_schedule(world, "one-more", {}, daily(13, 0)), 0u);
-  EXPECT_EQ(create_schedule(world, "too-many", {}, {}), host::err_too_many_schedules);
+  EXPECT_EQ(create_schedule(world, "too-many", {}, {}), control::err_too_many_schedules);
   EXPECT_EQ(service::earliest_due(), noon + 3600);
   const host::Answer shown = world.send(root(), SCH_SERVICE_SHOW, SCH_OP_SHOW_SCHEDULE, show_payload("", many));
   ASSERT_TRUE(shown.reply);
@@ -233,12 +235,12 @@ TEST(Requests, addresses_are_matched_exactly_and_never_by_their_beginnings) {
   ASSERT_EQ(address(world, SCH_EMAIL_ADD, "nightly", "ops@example.org.uk"), 0u);
   const std::string before = configuration();
   EXPECT_EQ(address(world, SCH_EMAIL_ADD, "nightly", "ops@example.org"), SCH_STATUS_EXISTS);
-  EXPECT_EQ(address(world, SCH_EMAIL_REMOVE, "night", "ops@example.org"), host::err_no_such_address);
-  EXPECT_EQ(address(world, SCH_EMAIL_REMOVE, "nightly", "ops@example.or"), host::err_no_such_address);
+  EXPECT_EQ(address(world, SCH_EMAIL_REMOVE, "night", "ops@example.org"), control::err_no_such_address);
+  EXPECT_EQ(address(world, SCH_EMAIL_REMOVE, "nightly", "ops@example.or"), control::err_no_such_address);
   EXPECT_EQ(configuration(), before);
   ASSERT_EQ(world.send(root(), config, SCH_OP_DELETE_SCHEDULE, schedule_payload("night")).status, 0u);
   ASSERT_EQ(address(world, SCH_EMAIL_REMOVE, "nightly", "ops@example.org"), 0u);
-  EXPECT_EQ(address(world, SCH_EMAIL_REMOVE, "nightly", "ops@example.org"), host::err_no_such_address);
+  EXPECT_EQ(address(world, SCH_EMAIL_REMOVE, "nightly", "ops@example.org"), control::err_no_such_address);
   ASSERT_EQ(address(world, SCH_EMAIL_REMOVE, "nightly", "ops@example.org.uk"), 0u);
   EXPECT_EQ(sch_schedule_email_list, nullptr);
   world.restart();
@@ -250,7 +252,7 @@ TEST(Requests, an_eleventh_address_is_refused_and_a_freed_slot_is_used_again) {
   ASSERT_EQ(create_schedule(world, "s", {}, {}), 0u);
   for (int i = 0; i < SCH_MAX_EMAIL_IDS; i++)
     ASSERT_EQ(address(world, SCH_EMAIL_ADD, "s", "a" + std::to_string(i)), 0u);
-  EXPECT_EQ(address(world, SCH_EMAIL_ADD, "s", "b"), host::err_too_many_addresses);
+  EXPECT_EQ(address(world, SCH_EMAIL_ADD, "s", "b"), control::err_too_many_addresses);
   ASSERT_EQ(address(world, SCH_EMAIL_REMOVE, "s", "a3"), 0u);
   ASSERT_EQ(address(world, SCH_EMAIL_ADD, "s", "b"), 0u);
   world.restart();
@@ -289,9 +291,9 @@ TEST(Requests, a_disabled_feature_refuses_configuration_shows_what_there_is_and_
   EXPECT_EQ(feature(world, true), host::err_feature_enabled);
   ASSERT_EQ(feature(world, false), 0u);
   EXPECT_EQ(feature(world, false), host::err_feature_disabled);
-  EXPECT_EQ(create_job(world, "b", ""), host::err_disabled);
+  EXPECT_EQ(create_job(world, "b", ""), control::err_disabled);
   world.restart();
-  EXPECT_EQ(create_job(world, "b", ""), host::err_disabled);
+  EXPECT_EQ(create_job(world, "b", ""), control::err_disabled);
   EXPECT_EQ(shown_text(world, "a"), "x\n");
   ASSERT_EQ(feature(world, true), 0u);
   EXPECT_EQ(create_job(world, "b", ""), 0u);
@@ -314,18 +316,19 @@ TEST(Authority, everybody_works_with_their_own_and_the_administrator_with_everyt
     Bytes payload;
     uint32_t status;
   } const table[] = {
-      {"nobody defines daemon's job", nobody(), SCH_OP_DEFINE_JOB, job_payload("daemons", "y\n"), host::err_not_owner},
-      {"nobody deletes daemon's job", nobody(), SCH_OP_DELETE_JOB, job_payload("daemons"), host::err_not_owner},
+      {"nobody defines daemon's job", nobody(), SCH_OP_DEFINE_JOB, job_payload("daemons", "y\n"),
+       control::err_not_owner},
+      {"nobody deletes daemon's job", nobody(), SCH_OP_DELETE_JOB, job_payload("daemons"), control::err_not_owner},
       {"nobody takes daemon's name", nobody(), SCH_OP_CREATE_JOB, job_payload("daemons"), SCH_STATUS_EXISTS},
       {"nobody times daemon's schedule", nobody(), SCH_OP_MODIFY_SCHEDULE, time_payload("daemons", daily(1, 1)),
-       host::err_not_owner},
+       control::err_not_owner},
       {"nobody deletes daemon's schedule", nobody(), SCH_OP_DELETE_SCHEDULE, schedule_payload("daemons"),
-       host::err_not_owner},
+       control::err_not_owner},
       {"nobody adds an address to daemon's schedule", nobody(), SCH_OP_SCHEDULE_EMAIL,
-       address_payload(SCH_EMAIL_ADD, "daemons", "a@b"), host::err_not_owner},
+       address_payload(SCH_EMAIL_ADD, "daemons", "a@b"), control::err_not_owner},
       {"daemon makes root's job run as daemon", daemon_user(), SCH_OP_MODIFY_SCHEDULE, assign_others,
-       host::err_not_owner},
-      {"root makes root's job run as daemon", root(), SCH_OP_MODIFY_SCHEDULE, assign_others, host::err_not_owner},
+       control::err_not_owner},
+      {"root makes root's job run as daemon", root(), SCH_OP_MODIFY_SCHEDULE, assign_others, control::err_not_owner},
       {"daemon resizes the log", daemon_user(), SCH_OP_RESIZE_LOG, log_payload("", "", 65536), host::err_not_permitted},
       {"daemon clears the log", daemon_user(), SCH_OP_CLEAR_LOG, log_payload("", "", 0), host::err_not_permitted},
       {"daemon clears the sender", daemon_user(), SCH_OP_CLEAR_EMAIL_FROM, sender, host::err_not_permitted},
@@ -339,9 +342,10 @@ TEST(Authority, everybody_works_with_their_own_and_the_administrator_with_everyt
     EXPECT_EQ(world.send(row.caller, config, row.opcode, row.payload).status, row.status) << row.what;
   EXPECT_EQ(service::owner_of(sch_job_list[1]), daemon_user().uid + 1);  // root's change left it daemon's
   EXPECT_EQ(feature(world, false, daemon_user()), host::err_not_permitted);
-  const auto copy = host::Control::copy_running_startup;
+  const auto copy = control::Operation::copy_running_startup;
   EXPECT_EQ(service::control({world.parts->context, daemon_user()}, copy, {}).status, host::err_not_permitted);
-  EXPECT_EQ(service::control({world.parts->context, daemon_user()}, host::Control::get_logging_level, {}).status, 0u);
+  EXPECT_EQ(service::control({world.parts->context, daemon_user()}, control::Operation::get_logging_level, {}).status,
+            0u);
 }
 
 TEST(Authority, users_see_their_own_jobs_schedules_and_log_and_root_sees_all) {
@@ -423,7 +427,7 @@ TEST(Requests, a_store_that_refuses_at_any_call_leaves_memory_and_disk_as_they_w
         EXPECT_GE(nth, 2) << request.what;
         break;
       }
-      EXPECT_EQ(status, host::err_not_stored) << request.what << " " << nth;
+      EXPECT_EQ(status, control::err_not_stored) << request.what << " " << nth;
       ASSERT_EQ(configuration(), before) << request.what << " " << nth;
       world.restart();
       ASSERT_EQ(configuration(), before) << request.what << " " << nth;
@@ -470,7 +474,7 @@ TEST(Requests, a_full_store_refuses_without_a_change_and_serves_on) {
     before = configuration();
     status = job(world, SCH_OP_DEFINE_JOB, name, std::string(service::job_text_limit, 'x'));
   }
-  EXPECT_EQ(status, host::err_not_stored);
+  EXPECT_EQ(status, control::err_not_stored);
   EXPECT_GT(created, 1);
   EXPECT_EQ(configuration(), before);
   EXPECT_EQ(shown_text(world, "job0").size(), service::job_text_limit);

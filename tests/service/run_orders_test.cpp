@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "control/operations.h"
+#include "control/statuses.h"
 #include "host/status.h"
 #include "service/run/history.h"
 #include "service/state/tables.h"
@@ -12,7 +14,7 @@
 namespace service_test {
 namespace {
 
-using host::Control;
+using control::Operation;
 using ::testing::SizeIs;
 
 constexpr time_t minute = 60;
@@ -28,14 +30,14 @@ struct RunOrders : ::testing::Test {
     EXPECT_EQ(create_schedule(world, "hangs", {"endless"}, {}, nobody()), 0u);
   }
 
-  uint32_t order(Control operation, const std::string &schedule, const host::Caller &caller) {
+  uint32_t order(Operation operation, const std::string &schedule, const host::Caller &caller) {
     return ask(world, operation, bytes(schedule), caller).status;
   }
   uint32_t kill(uint64_t run, const host::Caller &caller) {
-    return ask(world, Control::kill_run, query(run), caller).status;
+    return ask(world, Operation::kill_run, query(run), caller).status;
   }
   uint64_t start(const std::string &schedule, const host::Caller &caller) {
-    const host::Answer answer = ask(world, Control::run_schedule, bytes(schedule), caller);
+    const host::Answer answer = ask(world, Operation::run_schedule, bytes(schedule), caller);
     uint64_t number = 0;
     if (answer.reply && answer.reply->size() == sizeof number)
       std::memcpy(&number, answer.reply->data(), sizeof number);
@@ -56,10 +58,10 @@ TEST_F(RunOrders, a_run_that_is_asked_for_is_recorded_with_who_asked) {
 }
 
 TEST_F(RunOrders, on_a_schedule_are_its_owners_and_the_administrators) {
-  for (const Control operation : {Control::run_schedule, Control::enable_schedule, Control::disable_schedule}) {
-    EXPECT_EQ(order(operation, "s", daemon_user()), host::err_not_owner);
-    EXPECT_EQ(order(operation, "none", root()), host::err_no_such_schedule);
-    EXPECT_EQ(order(operation, "", root()), host::err_no_such_schedule);
+  for (const Operation operation : {Operation::run_schedule, Operation::enable_schedule, Operation::disable_schedule}) {
+    EXPECT_EQ(order(operation, "s", daemon_user()), control::err_not_owner);
+    EXPECT_EQ(order(operation, "none", root()), control::err_no_such_schedule);
+    EXPECT_EQ(order(operation, "", root()), control::err_no_such_schedule);
     EXPECT_EQ(order(operation, "s", remote_user()), SCH_STATUS_NO_PASSWORD);
   }
   EXPECT_TRUE(service::is_enabled(*service::find_schedule("s")->rec));
@@ -67,29 +69,29 @@ TEST_F(RunOrders, on_a_schedule_are_its_owners_and_the_administrators) {
 }
 
 TEST_F(RunOrders, on_a_schedule_are_refused_while_the_feature_is_disabled) {
-  ASSERT_EQ(ask(world, Control::disable_feature, {}).status, 0u);
-  for (const Control operation : {Control::run_schedule, Control::enable_schedule, Control::disable_schedule})
-    EXPECT_EQ(order(operation, "s", root()), host::err_disabled);
+  ASSERT_EQ(ask(world, Operation::disable_feature, {}).status, 0u);
+  for (const Operation operation : {Operation::run_schedule, Operation::enable_schedule, Operation::disable_schedule})
+    EXPECT_EQ(order(operation, "s", root()), control::err_disabled);
 }
 
 TEST_F(RunOrders, on_a_schedule_need_the_group_that_may_configure) {
   auto settings = std::make_shared<service::Settings>();
   settings->allow_groups = {"root"};
   world.parts->context.settings = settings;
-  EXPECT_EQ(order(Control::disable_schedule, "s", nobody()), host::err_not_allowed);
-  EXPECT_EQ(order(Control::disable_schedule, "s", root()), 0u);
+  EXPECT_EQ(order(Operation::disable_schedule, "s", nobody()), control::err_not_allowed);
+  EXPECT_EQ(order(Operation::disable_schedule, "s", root()), 0u);
 }
 
 TEST_F(RunOrders, a_second_run_beside_the_first_is_refused) {
   ASSERT_NE(start("hangs", nobody()), 0u);
-  EXPECT_EQ(order(Control::run_schedule, "hangs", nobody()), host::err_run_under_way);
+  EXPECT_EQ(order(Operation::run_schedule, "hangs", nobody()), control::err_run_under_way);
 }
 
 TEST_F(RunOrders, to_end_a_run_are_its_owners_and_the_administrators) {
   const uint64_t run = start("hangs", nobody());
-  EXPECT_EQ(kill(run, daemon_user()), host::err_not_owner);
-  EXPECT_EQ(kill(run + 1, root()), host::err_no_such_run);
-  EXPECT_EQ(ask(world, Control::kill_run, Bytes(7)).status, host::err_bad_request);
+  EXPECT_EQ(kill(run, daemon_user()), control::err_not_owner);
+  EXPECT_EQ(kill(run + 1, root()), control::err_no_such_run);
+  EXPECT_EQ(ask(world, Operation::kill_run, Bytes(7)).status, host::err_bad_request);
   EXPECT_EQ(world.parts->runner.under_way(), 1u);
   EXPECT_EQ(kill(run, nobody()), 0u);
   world.settle();
@@ -99,21 +101,21 @@ TEST_F(RunOrders, to_end_a_run_are_its_owners_and_the_administrators) {
 }
 
 TEST_F(RunOrders, a_disabled_schedule_rests_over_a_restart_until_it_is_enabled) {
-  ASSERT_EQ(order(Control::disable_schedule, "s", nobody()), 0u);
+  ASSERT_EQ(order(Operation::disable_schedule, "s", nobody()), 0u);
   world.restart();
   pass_to(world, due);
   EXPECT_EQ(history(world), "");
-  ASSERT_EQ(order(Control::enable_schedule, "s", root()), 0u);
+  ASSERT_EQ(order(Operation::enable_schedule, "s", root()), 0u);
   EXPECT_EQ(service::state_of(*service::find_schedule("s")->rec).next_due, due + 86400);
 }
 
 TEST_F(RunOrders, for_what_is_so_already_succeed_and_store_nothing) {
   const int before = store_commits();
-  EXPECT_EQ(order(Control::enable_schedule, "s", nobody()), 0u);
+  EXPECT_EQ(order(Operation::enable_schedule, "s", nobody()), 0u);
   EXPECT_EQ(store_commits(), before);
-  EXPECT_EQ(order(Control::disable_schedule, "s", nobody()), 0u);
+  EXPECT_EQ(order(Operation::disable_schedule, "s", nobody()), 0u);
   EXPECT_EQ(store_commits(), before + 1);
-  EXPECT_EQ(order(Control::disable_schedule, "s", nobody()), 0u);
+  EXPECT_EQ(order(Operation::disable_schedule, "s", nobody()), 0u);
   EXPECT_EQ(store_commits(), before + 1);
 }
 

@@ -8,7 +8,8 @@
 #include <chrono>
 #include <filesystem>
 
-#include "host/status.h"
+#include "control/operations.h"
+#include "control/statuses.h"
 #include "service/request/control.h"
 #include "service/run/outcome.h"
 #include "tests/service/process_fixture.h"
@@ -58,7 +59,7 @@ class SettingsInUse : public ::testing::Test {
   }
 
   std::string status_for(const host::Caller &caller) {
-    const host::Answer answer = service::control({world.parts->context, caller}, host::Control::status, {});
+    const host::Answer answer = service::control({world.parts->context, caller}, control::Operation::status, {});
     return answer.reply ? std::string(reinterpret_cast<const char *>(answer.reply->data()), answer.reply->size()) : "";
   }
 
@@ -140,9 +141,9 @@ TEST_F(SettingsInUse, who_is_in_none_of_the_groups_that_are_allowed_configures_n
   settings.allow_groups = {"no-such-group", "daemon"};
   world.use(settings);
   EXPECT_EQ(create_job(world, "a", "x\n", daemon_user()), 0u);
-  EXPECT_EQ(create_job(world, "b", "x\n", nobody()), host::err_not_allowed);
+  EXPECT_EQ(create_job(world, "b", "x\n", nobody()), control::err_not_allowed);
   EXPECT_EQ(create_job(world, "c", "x\n", root()), 0u);
-  EXPECT_EQ(create_job(world, "d", "x\n", remote_user()), host::err_not_allowed);
+  EXPECT_EQ(create_job(world, "d", "x\n", remote_user()), control::err_not_allowed);
   EXPECT_EQ(world.send(nobody(), SCH_SERVICE_SHOW, SCH_OP_SHOW_JOB, show_payload()).status, 0u);
   world.use(Settings());
   EXPECT_EQ(create_job(world, "b", "x\n", nobody()), 0u);
@@ -154,8 +155,24 @@ TEST_F(SettingsInUse, who_may_not_configure_stores_no_password_for_it) {
   sch_security_user_rec record = {};
   const auto *start = reinterpret_cast<const std::byte *>(&record);
   const service::Call call = {world.parts->context, remote_user()};
-  EXPECT_EQ(service::control(call, host::Control::security_store, {start, sizeof record}).status,
-            host::err_not_allowed);
+  EXPECT_EQ(service::control(call, control::Operation::security_store, {start, sizeof record}).status,
+            control::err_not_allowed);
+}
+
+TEST_F(SettingsInUse, a_stored_password_is_its_users_and_roots_alone) {
+  sch_security_user_rec record = {};
+  std::strcpy(record.user_name, "nobody");
+  record.kind = 2;
+  const auto read = [&](const host::Caller &caller) {
+    const service::Call call = {world.parts->context, caller};
+    return service::control(call, control::Operation::security_read, std::as_bytes(std::span(&record, 1))).status;
+  };
+  EXPECT_EQ(read(nobody()), uint32_t{SCH_STATUS_NO_PASSWORD});
+  EXPECT_EQ(read(root()), uint32_t{SCH_STATUS_NO_PASSWORD});
+  EXPECT_EQ(read(daemon_user()), host::err_not_permitted);
+  host::Caller spoken_for_by_root = daemon_user();
+  spoken_for_by_root.peer_uid = 0;
+  EXPECT_EQ(read(spoken_for_by_root), uint32_t{SCH_STATUS_NO_PASSWORD});
 }
 
 TEST_F(SettingsInUse, the_limits_of_parallel_runs_hold_from_the_start_and_after_a_reload) {

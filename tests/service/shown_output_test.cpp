@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/shown_output.h"
+#include "control/statuses.h"
 
 #include <gtest/gtest.h>
 
-#include "host/status.h"
 #include "service/request/show.h"
 #include "tests/service/world.h"
 
@@ -61,7 +61,7 @@ TEST(ShownOutput, is_what_the_log_answers_while_the_raw_log_has_the_bytes) {
 TEST(JobText, with_a_control_character_is_refused_and_any_other_comes_back_byte_for_byte) {
   World world;
   for (const char *text : {"echo \x1b[31m\n", "echo\r\n", "echo \xc2\x9b\n", "echo \x9b\n", "echo \xe2\x80\xae\n"}) {
-    EXPECT_EQ(create_job(world, "refused", text), host::err_control_character) << text;
+    EXPECT_EQ(create_job(world, "refused", text), control::err_control_character) << text;
     world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_DELETE_JOB, job_payload("refused"));
   }
   const std::string kept = "echo\t'caf\xc3\xa9'\necho '\xe9'\n";

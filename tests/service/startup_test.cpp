@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "control/operations.h"
 #include "host/status.h"
 #include "service/request/control.h"
 #include "service/request/logging_level.h"
@@ -25,12 +26,12 @@ using ::testing::SizeIs;
 constexpr uint32_t config = SCH_SERVICE_CONFIG;
 constexpr time_t minute = 60, day = 86400;
 
-uint32_t control(World &world, host::Control operation, const Bytes &payload = {}) {
+uint32_t control(World &world, control::Operation operation, const Bytes &payload = {}) {
   return service::control({world.parts->context, root()}, operation, payload).status;
 }
 
 void save_startup(World &world) {
-  ASSERT_EQ(control(world, host::Control::copy_running_startup), 0u);
+  ASSERT_EQ(control(world, control::Operation::copy_running_startup), 0u);
 }
 
 service::ScheduleState state(const std::string &name) {
@@ -85,7 +86,7 @@ struct Startup : ::testing::Test {
     const int32_t level = 6;
     Bytes payload(sizeof level);
     std::memcpy(payload.data(), &level, sizeof level);
-    ASSERT_EQ(control(world, host::Control::set_logging_level, payload), 0u);
+    ASSERT_EQ(control(world, control::Operation::set_logging_level, payload), 0u);
   }
 };
 
@@ -189,7 +190,7 @@ TEST_F(Startup, a_state_directory_that_vanished_or_was_replaced_takes_no_change)
 }
 
 std::string status_for(World &world, const host::Caller &caller) {
-  const host::Answer answer = service::control({world.parts->context, caller}, host::Control::status, {});
+  const host::Answer answer = service::control({world.parts->context, caller}, control::Operation::status, {});
   if (answer.status != 0 || !answer.reply) return "(no reply)";
   return {reinterpret_cast<const char *>(answer.reply->data()), answer.reply->size()};
 }

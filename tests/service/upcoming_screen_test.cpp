@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "control/operations.h"
+#include "control/statuses.h"
 #include "host/status.h"
 #include "service/run/due.h"
 #include "service/state/tables.h"
@@ -25,7 +27,7 @@ struct UpcomingScreen : ::testing::Test {
   }
 
   void disable(const std::string &schedule) {
-    ASSERT_EQ(ask(world, host::Control::disable_schedule, bytes(schedule)).status, 0u);
+    ASSERT_EQ(ask(world, control::Operation::disable_schedule, bytes(schedule)).status, 0u);
   }
 };
 
@@ -59,11 +61,11 @@ TEST_F(UpcomingScreen, shows_a_user_what_is_theirs) {
   EXPECT_THAT(shown, Not(HasSubstr("roots")));
   EXPECT_EQ(upcoming(world, {}, 0, daemon_user()), "");
   const auto status = [&](const char *name) {
-    return ask(world, host::Control::show_upcoming, query(host::UpcomingQuery{}, name), nobody()).status;
+    return ask(world, control::Operation::show_upcoming, query(control::UpcomingQuery{}, name), nobody()).status;
   };
   EXPECT_EQ(status("nobodys"), 0u);
-  EXPECT_EQ(status("roots"), host::err_not_owner);
-  EXPECT_EQ(status("none"), host::err_no_such_schedule);
+  EXPECT_EQ(status("roots"), control::err_not_owner);
+  EXPECT_EQ(status("none"), control::err_no_such_schedule);
 }
 
 TEST_F(UpcomingScreen, of_one_schedule_has_its_next_due_times) {
@@ -84,13 +86,14 @@ TEST_F(UpcomingScreen, of_one_schedule_says_when_there_is_no_due_time) {
 
 TEST_F(UpcomingScreen, says_that_nothing_runs_while_the_feature_is_disabled) {
   ASSERT_EQ(create_schedule(world, "s", {"job"}, daily(12, 30)), 0u);
-  ASSERT_EQ(ask(world, host::Control::disable_feature, {}).status, 0u);
+  ASSERT_EQ(ask(world, control::Operation::disable_feature, {}).status, 0u);
   EXPECT_THAT(upcoming(world), ::testing::StartsWith("(the scheduler feature is disabled: nothing runs)\n"));
 }
 
 TEST_F(UpcomingScreen, refuses_a_query_that_is_cut_or_out_of_range) {
-  EXPECT_EQ(ask(world, host::Control::show_upcoming, Bytes(3)).status, host::err_bad_request);
-  EXPECT_EQ(ask(world, host::Control::show_upcoming, query(host::UpcomingQuery{host::query_lines_limit + 1})).status,
+  EXPECT_EQ(ask(world, control::Operation::show_upcoming, Bytes(3)).status, host::err_bad_request);
+  EXPECT_EQ(ask(world, control::Operation::show_upcoming, query(control::UpcomingQuery{control::query_lines_limit + 1}))
+                .status,
             host::err_bad_value);
 }
 

@@ -11,6 +11,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "control/operations.h"
 #include "host/files/paths.h"
 #include "host/store/store.h"
 #include "host/sysmgr.h"
@@ -125,7 +126,7 @@ World::World(service::Runner::Options chosen) : options(std::move(chosen)) {
   setenv("TZ", "UTC", 1);
   set_clock(noon);
   start();
-  const host::Answer enabled = service::control({parts->context, root()}, host::Control::enable_feature, {});
+  const host::Answer enabled = service::control({parts->context, root()}, control::Operation::enable_feature, {});
   if (enabled.status != 0) throw std::runtime_error("the feature cannot be enabled");
 }
 

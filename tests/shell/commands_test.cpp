@@ -5,7 +5,7 @@
 
 #include <span>
 
-#include "host/status.h"
+#include "control/statuses.h"
 #include "tests/shell/session_fixture.h"
 
 namespace shell {
@@ -159,12 +159,12 @@ TEST_F(Commands, that_run_a_schedule_print_the_runs_number) {
 }
 
 TEST_F(Commands, about_runs_name_what_the_service_refused) {
-  recorder::control_status = host::err_no_such_schedule;
+  recorder::control_status = control::err_no_such_schedule;
   Session session(script_options());
   calls_of(session, {"scheduler run schedule nightly"});
   EXPECT_EQ(err, "Error: schedule nightly: no such schedule\n");
   EXPECT_EQ(session.status(), 255);
-  recorder::control_status = host::err_no_such_run;
+  recorder::control_status = control::err_no_such_run;
   calls_of(session, {"scheduler kill run 17"});
   EXPECT_EQ(err, "Error: run 17: no such run is under way\n");
 }

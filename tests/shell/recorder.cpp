@@ -4,6 +4,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "control/operations.h"
+#include "control/statuses.h"
+#include "host/errors.h"
 #include "host/files/uri.h"
 #include "host/store/store.h"
 #include "platform/feature.h"
@@ -20,6 +23,7 @@ host::Bytes control_reply;
 uint32_t control_status;
 
 void reset() {
+  control::use_error_texts();
   calls.clear();
   statuses.clear();
   control_reply.clear();
@@ -68,18 +72,18 @@ Record take(std::span<const std::byte> *payload) {
 }
 
 // Of what the payload's record has in front, its numbers; then the text behind it.
-std::string shown(host::Control operation, std::span<const std::byte> payload) {
+std::string shown(control::Operation operation, std::span<const std::byte> payload) {
   std::string text;
   const auto add = [&](uint64_t number) { text += " " + std::to_string(number); };
-  if (operation == host::Control::show_history) {
-    const auto query = take<host::HistoryQuery>(&payload);
+  if (operation == control::Operation::show_history) {
+    const auto query = take<control::HistoryQuery>(&payload);
     for (const uint64_t number : {query.run, uint64_t{query.count}, uint64_t{query.failed_only}})
       add(number);
-  } else if (operation == host::Control::show_upcoming) {
-    add(take<host::UpcomingQuery>(&payload).count);
-  } else if (operation == host::Control::kill_run) {
+  } else if (operation == control::Operation::show_upcoming) {
+    add(take<control::UpcomingQuery>(&payload).count);
+  } else if (operation == control::Operation::kill_run) {
     add(take<uint64_t>(&payload));
-  } else if (operation == host::Control::set_logging_level) {
+  } else if (operation == control::Operation::set_logging_level) {
     add(take<uint32_t>(&payload));
   }
   const std::string rest(reinterpret_cast<const char *>(payload.data()), payload.size());
@@ -174,11 +178,11 @@ int sch_cli_define_job(uint32_t handle, const char *text, uint32_t length, const
 
 namespace host {
 
-uint32_t control_request(Control operation, std::span<const std::byte> payload, Bytes *reply) {
-  recorder::calls.push_back("control " + std::to_string(static_cast<unsigned>(operation)) +
-                            recorder::shown(operation, payload));
-  if (reply != nullptr) *reply = recorder::control_reply;
-  return recorder::control_status;
+Result<Bytes> control_request(uint32_t operation, std::span<const std::byte> payload) {
+  recorder::calls.push_back("control " + std::to_string(operation) +
+                            recorder::shown(static_cast<control::Operation>(operation), payload));
+  if (recorder::control_status != 0) return error_of(recorder::control_status);
+  return recorder::control_reply;
 }
 
 Result<void> store_dump(const char *uri, FILE *out) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The service's side of the requests Control::security_*.
+// The answering side of the requests that host/security/platform.cpp sends.
 #include <cstring>
 
 #include "host/security/record.h"
@@ -22,10 +22,6 @@ bool take_record(std::span<const std::byte> payload, sch_security_user_rec *reco
   return is_terminated(*record) && record->kind == security_kind;
 }
 
-bool may_use(const Caller &caller, const std::string &user) {
-  return caller.peer_uid == 0 || caller.user_name == user;
-}
-
 Answer with_status(uint32_t status) {
   Answer answer;
   answer.status = status;
@@ -42,20 +38,20 @@ Answer read_for(const std::string &user) {
 
 }  // namespace
 
-Answer security_control(Control operation, const Caller &caller, std::span<const std::byte> payload) {
+Answer answer_security_request(uint32_t operation, std::span<const std::byte> payload, const MayUse &may_use) {
   const NoCore no_core;
   WipedRecord request;
   if (!take_record(payload, &request.record)) return with_status(err_bad_request);
   const std::string user(text_of(request.record.user_name));
-  if (!may_use(caller, user)) return with_status(err_not_permitted);
-  switch (operation) {
-    case Control::security_read:
+  if (!may_use(user)) return with_status(err_not_permitted);
+  switch (static_cast<HostOperation>(operation)) {
+    case HostOperation::security_read:
       return read_for(user);
-    case Control::security_store:
+    case HostOperation::security_store:
       return with_status(security_store(request.record));
-    case Control::security_remove:
+    case HostOperation::security_remove:
       return with_status(security_remove(user));
-    case Control::security_authenticate:
+    case HostOperation::security_authenticate:
       return security_authenticate_later(user, std::string(text_of(request.record.password)));
     default:
       return with_status(err_unknown_opcode);

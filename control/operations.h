@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the shell asks of the scheduler service beside the requests of the library's handlers: the operations of
+// host::service_control.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "host/transport/transport.h"
+
+namespace control {
+
+constexpr uint32_t number_of(host::HostOperation operation) {
+  return static_cast<uint32_t>(operation);
+}
+
+enum class Operation : uint32_t {
+  enable_feature = number_of(host::HostOperation::enable_feature),
+  disable_feature = number_of(host::HostOperation::disable_feature),
+  memory_statistics = number_of(host::HostOperation::memory_statistics),
+  security_read = number_of(host::HostOperation::security_read),
+  security_store = number_of(host::HostOperation::security_store),
+  security_remove = number_of(host::HostOperation::security_remove),
+  security_authenticate = number_of(host::HostOperation::security_authenticate),
+  history = 11,       // reply: text, the debug history
+  running_text = 20,  // reply: the running configuration as text
+  startup_text = 21,
+  copy_running_startup = 22,
+  set_logging_level = 23,  // payload: i32 level 0..7
+  get_logging_level = 24,  // reply: i32
+  get_zone = 25,           // reply: i32, the offset in force now in seconds to the east; then the zone's name as text
+  status = 26,             // reply: text, how the service does; of the shares the caller's own, all for root
+  show_history = 40,       // payload: HistoryQuery and a schedule's name; reply: text
+  show_upcoming = 41,      // payload: UpcomingQuery and a schedule's name; reply: text
+  run_schedule = 42,       // payload: its name; reply: u64, the run's number
+  kill_run = 43,           // payload: u64, the run's number
+  enable_schedule = 44,    // payload: its name
+  disable_schedule = 45,
+};
+
+// Of the caller's schedules, for root of all. Without a name behind it: of each of them.
+struct HistoryQuery {
+  uint64_t run;          // not 0: this one with its jobs; all else is left out
+  uint32_t count;        // of lines, the newest first; 0: the usual number
+  uint32_t failed_only;  // 1: runs that ended, and not with success
+};
+struct UpcomingQuery {
+  uint32_t count;  // of lines; 0: the usual number
+};
+inline constexpr uint32_t query_lines_limit = 1000;  // so that the text stays well below host::control_reply_limit
+
+inline host::Result<host::Bytes> ask_service(Operation operation, std::span<const std::byte> payload = {}) {
+  return host::control_request(static_cast<uint32_t>(operation), payload);
+}
+
+}  // namespace control

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "control/statuses.h"
+
+#include "host/errors.h"
+
+namespace control {
+
+namespace {
+
+// Each tells what is wrong and, where an operator can do something, what.
+constexpr host::ErrorText error_texts[] = {
+    {err_no_such_job, "no such job"},
+    {err_no_such_schedule, "no such schedule"},
+    {err_job_table_full, "the job table is full: it holds 256 jobs of all users; delete one first"},
+    {err_bad_name, "the name is not valid"},
+    {err_not_owner, "it belongs to another user"},
+    {err_text_too_long, "the job's text is longer than the 61440 bytes that 'job-text' allows unless configured"},
+    {err_already_assigned, "the job is assigned to the schedule already"},
+    {err_not_assigned, "the job is not assigned to the schedule"},
+    {err_too_many_schedules,
+     "the limit of schedules of all users (10000 unless configured) is reached; delete one, or ask the administrator "
+     "to "
+     "raise 'schedules'"},
+    {err_too_many_own_schedules,
+     "the limit of schedules of one user (1000 unless configured) is reached; delete one, or ask the administrator to "
+     "raise 'schedules-per-user'"},
+    {err_too_many_own_jobs,
+     "the limit of jobs of one user (64 unless configured) is reached; delete one, or ask the administrator to raise "
+     "'jobs-per-user'"},
+    {err_not_stored, "it could not be stored, so nothing was changed; see the system log"},
+    {err_disabled, "the scheduler feature is disabled; enable it with 'feature scheduler'"},
+    {err_too_many_addresses, "the schedule has its 10 e-mail addresses already; remove one first"},
+    {err_no_such_address, "no such e-mail address"},
+    {err_no_such_run, "no such run is under way"},
+    {err_run_under_way, "a run of the schedule is under way"},
+    {err_not_allowed,
+     "this user is in no group that may configure the scheduler; ask the administrator, who sets 'allow-groups'"},
+    {err_no_jobs, "no job is assigned to the schedule"},
+    {err_no_history_of_run, "no such run in the history of the schedules that you may see"},
+    {err_control_character,
+     "the text has a control character other than tab and line end, or one that hides or turns what stands beside it"},
+    {err_log_too_large, "the log may not be larger than the 16384 KB that 'log-size' allows unless configured"},
+    {err_no_startup, "no startup configuration has been saved"},
+};
+
+}  // namespace
+
+void use_error_texts() {
+  host::use_error_texts(error_texts);
+}
+
+}  // namespace control

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "control/statuses.h"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <set>
+#include <string>
+
+#include "platform/errors.h"
+
+namespace {
+
+constexpr uint32_t codes[] = {
+    control::err_no_such_job,
+    control::err_no_such_schedule,
+    control::err_job_table_full,
+    control::err_bad_name,
+    control::err_not_owner,
+    control::err_text_too_long,
+    control::err_already_assigned,
+    control::err_not_assigned,
+    control::err_too_many_schedules,
+    control::err_not_stored,
+    control::err_disabled,
+    control::err_too_many_addresses,
+    control::err_no_such_address,
+    control::err_no_startup,
+    control::err_control_character,
+    control::err_too_many_own_schedules,
+    control::err_too_many_own_jobs,
+    control::err_log_too_large,
+    control::err_no_such_run,
+    control::err_run_under_way,
+    control::err_no_jobs,
+    control::err_no_history_of_run,
+    control::err_not_allowed,
+};
+
+class Statuses : public testing::Test {
+ protected:
+  void SetUp() override { control::use_error_texts(); }
+};
+
+TEST_F(Statuses, have_a_text_of_their_own_each) {
+  std::set<std::string> seen;
+  for (const uint32_t code : codes) {
+    const std::string text = syserr2str(code);
+    EXPECT_NE(text.rfind("unknown", 0), 0u) << std::hex << code;
+    EXPECT_TRUE(seen.insert(text).second) << std::hex << code << " has the text of another: " << text;
+  }
+}
+
+TEST_F(Statuses, have_texts_that_begin_in_lower_case_and_end_without_a_full_stop) {
+  for (const uint32_t code : codes) {
+    const std::string text = syserr2str(code);
+    EXPECT_FALSE(std::isupper(static_cast<unsigned char>(text.front()))) << text;
+    EXPECT_TRUE(std::isalnum(static_cast<unsigned char>(text.back())) || text.back() == '\'') << text;
+  }
+}
+
+}  // namespace
