@@ -2,7 +2,7 @@
 // The service's round trips beside what the machine can do at best and beside what others use, in turns, so that a busy
 // machine touches all alike, on one core and from core to core:
 //   a show request        beside a bare SEQPACKET ping-pong of the same sizes, and beside a message bus
-//   a durable request     beside a show request and one synced LMDB commit of the same bytes
+//   a durable request     beside a bare peer that commits the same bytes to LMDB, synced, before it answers
 #include <fcntl.h>
 #include <lmdb.h>
 #include <sys/prctl.h>
@@ -23,6 +23,7 @@
 
 #include "bench/dbus_peer.h"
 #include "bench/process.h"
+#include "bench/rows.h"
 #include "control/operations.h"
 #include "host/files/paths.h"
 #include "host/status.h"
@@ -178,6 +179,48 @@ class BareCommit {
   MDB_dbi table_ = 0;
 };
 
+// The floor of a durable request: a process of its own, where the service is, that commits and then answers.
+class DurablePeer {
+  static constexpr std::size_t asked = frame_header + sizeof(JobRequest) + job_text, answered = frame_header;
+
+ public:
+  explicit DurablePeer(const std::string &path) {
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) fail("socket", std::strerror(errno));
+    socket_ = ends[0];
+    process_ = fork_peer();
+    if (process_ == 0) answer(ends[1], path);
+  }
+  ~DurablePeer() {
+    ::close(socket_);
+    end(process_);
+  }
+  DurablePeer(const DurablePeer &) = delete;
+  DurablePeer &operator=(const DurablePeer &) = delete;
+
+  void ask(char letter) const {
+    std::array<char, asked> buffer;
+    buffer.fill(letter);
+    if (::send(socket_, buffer.data(), asked, 0) != asked ||
+        ::recv(socket_, buffer.data(), buffer.size(), 0) != answered)
+      fail("durable peer", "a reply of another size");
+  }
+
+ private:
+  [[noreturn]] static void answer(int socket, const std::string &path) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    BareCommit store(path);
+    std::array<char, asked> buffer = {};
+    while (::recv(socket, buffer.data(), buffer.size(), 0) > 0) {
+      store.commit(buffer.back());
+      if (::send(socket, buffer.data(), answered, 0) < 0) break;
+    }
+    ::_exit(0);
+  }
+  int socket_ = -1;
+  pid_t process_ = 0;
+};
+
 // The number of the service's last commit, as its store's file tells.
 class CommitCounter {
  public:
@@ -207,72 +250,48 @@ struct Contender {
   std::vector<double> samples = {};
 };
 
-double percentile(std::vector<double> samples, double share) {
-  const auto place = static_cast<std::ptrdiff_t>(share * static_cast<double>(samples.size() - 1));
-  std::ranges::nth_element(samples, samples.begin() + place);
-  return samples[static_cast<std::size_t>(place)];
-}
-
 void take_turns(std::vector<Contender> *contenders) {
   for (int round = 0; round < rounds; round++)
     for (Contender &contender : *contenders)
-      for (int i = 0; i < contender.calls; i++) {
-        const auto start = std::chrono::steady_clock::now();
-        contender.call();
-        const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
-        contender.samples.push_back(taken.count());
-      }
-  for (const Contender &contender : *contenders)
-    std::printf("%-36s p50 %9.1f us   p99 %9.1f us   of %zu\n", contender.name, percentile(contender.samples, 0.5),
-                percentile(contender.samples, 0.99), contender.samples.size());
+      for (int i = 0; i < contender.calls; i++)
+        contender.samples.push_back(microseconds(contender.call));
 }
 
-bool report(const char *what, double ratio, double goal) {
-  const bool met = ratio <= goal;
-  std::printf("%-52s ratio %5.2f   goal %.2f   %s\n", what, ratio, goal, met ? "met" : "MISSED");
-  return met;
+void report(const std::string &name, const Contender &ours, const Contender &peer, double goal) {
+  print_row(name, "us", ours.samples, peer.samples, peer.name, goal);
 }
 
-double median_of(const Contender &contender) {
-  return percentile(contender.samples, 0.5);
-}
-
-bool compare_shows(const PingPong &ping_pong, const DBusPeer &bus, Placement placement) {
-  std::printf("%s\n", placement == Placement::one_core ? "all on one core" : "each message from core to core");
+void compare_shows(const PingPong &ping_pong, const DBusPeer &bus, Placement placement) {
+  const bool one_core = placement == Placement::one_core;
+  const std::string name = one_core ? "show request, one core" : "show request, two cores";
   place(placement);
-  std::vector<Contender> contenders = {{"show request", show_calls, Service::show},
-                                       {"bare SEQPACKET ping-pong", show_calls, [&] { ping_pong.play(); }},
+  std::vector<Contender> contenders = {{"ours", show_calls, Service::show},
+                                       {"ping-pong", show_calls, [&] { ping_pong.play(); }},
                                        {"message bus", show_calls, [&] { bus.ask(show_request); }}};
   take_turns(&contenders);
-  const bool floor =
-      report("show request / bare ping-pong, p50", median_of(contenders[0]) / median_of(contenders[1]), 1.5);
-  return report("show request / message bus, p50", median_of(contenders[0]) / median_of(contenders[2]), 0.25) && floor;
+  report(name, contenders[0], contenders[1], 1.4);
+  report(name + ", beside a bus", contenders[0], contenders[2], 0.25);
 }
 
-bool compare_shows(const std::string &directory) {
+void compare_shows(const std::string &directory) {
   const PingPong ping_pong;
   const DBusPeer bus(directory, show_reply);
-  const bool on_one = compare_shows(ping_pong, bus, Placement::one_core);
-  if (!has_two_cores()) return on_one;
-  return compare_shows(ping_pong, bus, Placement::two_cores) && on_one;
+  compare_shows(ping_pong, bus, Placement::one_core);
+  if (has_two_cores()) compare_shows(ping_pong, bus, Placement::two_cores);
 }
 
-bool compare_durable(const std::string &directory) {
-  BareCommit bare(directory + "/bare.mdb");
+void compare_durable(const std::string &directory) {
+  const DurablePeer peer(directory + "/bare.mdb");
+  place(Placement::one_core);
   char letter = 'a', bare_letter = 'a';
   const auto next = [](char *c) { return *c = *c == 'z' ? 'a' : static_cast<char>(*c + 1); };
-  std::vector<Contender> contenders = {{"durable request", durable_calls, [&] { Service::define(next(&letter)); }},
-                                       {"show request + synced LMDB commit", durable_calls, [&] {
-                                          Service::show();
-                                          bare.commit(next(&bare_letter));
-                                        }}};
+  std::vector<Contender> contenders = {{"ours", durable_calls, [&] { Service::define(next(&letter)); }},
+                                       {"trip, commit", durable_calls, [&] { peer.ask(next(&bare_letter)); }}};
   const CommitCounter commits("running:scheduler_runtime");
   const std::size_t before = commits.last();
   take_turns(&contenders);
-  const double each = static_cast<double>(commits.last() - before) / (rounds * durable_calls);
-  std::printf("%-36s %.2f commits each\n", contenders[0].name, each);
-  return report("durable request / round trip + synced commit, p50",
-                median_of(contenders[0]) / median_of(contenders[1]), 1.2);
+  if (commits.last() - before != std::size_t{rounds} * durable_calls) fail("durable", "not one commit for each");
+  report("durable request", contenders[0], contenders[1], 1.2);
 }
 
 int run(const char *where) {
@@ -280,15 +299,14 @@ int run(const char *where) {
   if (::mkdtemp(directory.data()) == nullptr) fail(directory.c_str(), std::strerror(errno));
   const std::string state = directory + "/state";
   host::use_paths(host::resolve_paths(state.c_str()));
-  bool met = false;
   {
     const Service service(state);
     Service::define('a');
-    const bool shows = compare_shows(directory);
-    met = compare_durable(directory) && shows;
+    compare_shows(directory);
+    compare_durable(directory);
   }
   std::filesystem::remove_all(directory);
-  return met ? 0 : 2;
+  return 0;
 }
 
 }  // namespace
