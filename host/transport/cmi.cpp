@@ -155,8 +155,8 @@ int mts_recv(uint32_t, mts_message *message, const mts_selector *selector) {
   Frame frame;
   if (current.connection.receive(current.service, current.token, Deadline::of_reply(), &frame) != 0) return -1;
   if (frame.header.kind == FrameKind::stream_end) return -1;
-  const std::span<const std::byte> packet = current.connection.packet();
-  *message = {packet.data(), static_cast<uint32_t>(packet.size())};
+  const std::span<const std::byte> whole = current.connection.frame();
+  *message = {whole.data(), static_cast<uint32_t>(whole.size())};
   return 0;
 }
 

@@ -139,6 +139,7 @@ uint32_t Connection::open(Deadline deadline) {
   forks_ = forks_so_far();
   receive_limit_ms_ = -1;
   buffer_.resize(frame_limit + 1);
+  frame_ = rest_ = {};
   const std::optional<SocketAddress> address = socket_address(path_);
   if (!address) return status_of_connect(errno);
   FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
@@ -173,7 +174,7 @@ uint32_t Connection::transmit(const FrameHeader &header, std::span<const std::by
 
 uint32_t Connection::receive(uint32_t service, uint32_t token, Deadline deadline, Frame *frame) {
   for (;;) {
-    if (const uint32_t status = receive_packet(deadline, frame)) return give_up(status);
+    if (const uint32_t status = receive_frame(deadline, frame)) return give_up(status);
     if (frame->header.kind == FrameKind::refusal)
       return give_up(frame->header.status != 0 ? frame->header.status : err_bad_reply);
     if (frame->header.kind == FrameKind::request) return give_up(err_bad_reply);
@@ -194,7 +195,7 @@ bool Connection::limit_receive(Deadline deadline) {
   return limit_wait(socket_.get(), SO_RCVTIMEO, remaining);
 }
 
-uint32_t Connection::receive_packet(Deadline deadline, Frame *frame) {
+uint32_t Connection::receive_packet(Deadline deadline) {
   for (bool reset = false;;) {
     if (!limit_receive(deadline)) return err_io;
     const ssize_t size = ::recv(socket_.get(), buffer_.data(), buffer_.size(), 0);
@@ -206,22 +207,27 @@ uint32_t Connection::receive_packet(Deadline deadline, Frame *frame) {
     if (size < 0 && errno == ECONNRESET && !std::exchange(reset, true)) continue;
     if (size < 0 && errno != ECONNRESET) return err_io;
     if (size <= 0) return err_cut_off;
-    received_ = static_cast<std::size_t>(size);
-    if (received_ > frame_limit) return err_too_large;
-    return parse_frame(packet(), frame) ? 0 : err_bad_reply;
+    if (static_cast<std::size_t>(size) > frame_limit) return err_too_large;
+    rest_ = {buffer_.data(), static_cast<std::size_t>(size)};
+    return 0;
   }
+}
+
+uint32_t Connection::receive_frame(Deadline deadline, Frame *frame) {
+  if (rest_.empty())
+    if (const uint32_t status = receive_packet(deadline)) return status;
+  const std::span<const std::byte> from = rest_;
+  if (!parse_first_frame(from, frame, &rest_)) return err_bad_reply;
+  frame_ = from.first(from.size() - rest_.size());
+  return 0;
 }
 
 // Why the service has hung up on a new connection, when it said so.
 std::optional<uint32_t> Connection::refusal() {
   Frame frame;
-  const uint32_t status = receive_packet(Deadline(), &frame);
+  const uint32_t status = receive_frame(Deadline(), &frame);
   if (status != 0 || frame.header.kind != FrameKind::refusal || frame.header.status == 0) return std::nullopt;
   return frame.header.status;
-}
-
-std::span<const std::byte> Connection::packet() const {
-  return {buffer_.data(), received_};
 }
 
 uint32_t Connection::give_up(uint32_t status) {

@@ -32,14 +32,15 @@ class Connection {
   // until the next receive.
   uint32_t receive(uint32_t service, uint32_t token, Deadline deadline, Frame *frame);
 
-  std::span<const std::byte> packet() const;  // the frame last received, whole
+  std::span<const std::byte> frame() const { return frame_; }  // the one last received, whole
   void close() { socket_ = FileDescriptor(); }
 
  private:
   uint32_t open(Deadline deadline);
   uint32_t transmit(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline);
   bool limit_receive(Deadline deadline);
-  uint32_t receive_packet(Deadline deadline, Frame *frame);
+  uint32_t receive_frame(Deadline deadline, Frame *frame);
+  uint32_t receive_packet(Deadline deadline);
   std::optional<uint32_t> refusal();
   uint32_t give_up(uint32_t status);
 
@@ -48,7 +49,7 @@ class Connection {
   int forks_ = 0;              // a forked child must not talk on its parent's connection
   int receive_limit_ms_ = -1;  // none set yet
   Bytes buffer_;
-  std::size_t received_ = 0;
+  std::span<const std::byte> frame_, rest_;  // in the buffer; the rest has not been looked at
 };
 
 uint32_t next_token();  // never 0

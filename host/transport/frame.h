@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// One message on the socket: a fixed header and its body, whole in one SEQPACKET packet, in the host's byte order.
+// One message on the socket: a fixed header and its body, whole in one SEQPACKET packet, in the host's byte order. A
+// packet from the server may hold several, one behind the other: those of a stream of small pieces.
 #pragma once
 
 #include <cstddef>
@@ -45,12 +46,17 @@ struct Frame {
   std::span<const std::byte> body;  // of the parsed packet
 };
 
-// False when the packet is not a frame: too short, foreign, of another version, or of another length than it says.
+// The packet's first frame, and what is behind it. False when there is none: too short, foreign, of another version, or
+// longer than the packet.
+bool parse_first_frame(std::span<const std::byte> packet, Frame *frame, std::span<const std::byte> *rest);
+
+// The same of a packet that is to hold no other.
 bool parse_frame(std::span<const std::byte> packet, Frame *frame);
 
 enum class SendResult { sent, blocked, failed };
 
-// Sends header and body as one packet without waiting; `failed` leaves errno. Nothing is sent in part.
+// Each sends one packet without waiting; `failed` leaves errno. Nothing is sent in part.
+SendResult send_packet(int socket, std::span<const std::byte> packet);
 SendResult send_frame(int socket, const FrameHeader &header, std::span<const std::byte> body);
 
 }  // namespace host

@@ -58,32 +58,48 @@ void Outbox::queue(Bytes body, uint32_t flags) {
     next_ = nullptr;
   }
   header_.flags = flags;
-  header_.length = static_cast<uint32_t>(body.size());
-  body_ = std::move(body);
-  unsent_ = true;
+  append(body);
 }
 
-bool Outbox::next_frame() {
-  if (unsent_) return true;
-  if (!next_) return false;
-  if (std::optional<Bytes> piece = next_()) {
-    queue(std::move(*piece), frame_flag_more);
-    return true;
+void Outbox::append(const Bytes &body) {
+  header_.length = static_cast<uint32_t>(body.size());
+  const auto *header = reinterpret_cast<const std::byte *>(&header_);
+  packet_.insert(packet_.end(), header, header + sizeof header_);
+  packet_.insert(packet_.end(), body.begin(), body.end());
+}
+
+// Behind the last piece comes the stream's end.
+void Outbox::take_piece() {
+  std::optional<Bytes> piece = next_();
+  if (!piece) {
+    next_ = nullptr;
+    header_.kind = FrameKind::stream_end;
+    header_.flags = 0;
   }
-  next_ = nullptr;
-  header_.kind = FrameKind::stream_end;
-  queue({}, 0);
-  return true;
+  piece_ = piece ? std::move(*piece) : Bytes{};
+  has_piece_ = true;
+}
+
+// False: there is nothing to send any more. What is being sent already is not added to.
+bool Outbox::fill() {
+  if (!packet_.empty()) return true;
+  while (has_piece_ || next_) {
+    if (!has_piece_) take_piece();
+    if (packet_.size() + sizeof header_ + piece_.size() > frame_limit && !packet_.empty()) break;
+    has_piece_ = false;
+    queue(std::move(piece_), next_ ? frame_flag_more : 0);
+  }
+  return !packet_.empty();
 }
 
 Outbox::Progress Outbox::push(int socket) {
-  if (!next_frame()) return Progress::done;
-  const SendResult result = send_frame(socket, header_, body_);
+  if (!fill()) return Progress::done;
+  const SendResult result = send_packet(socket, packet_);
   if (result == SendResult::blocked) return Progress::blocked;
   if (result == SendResult::failed) return Progress::failed;
-  unsent_ = false;
-  body_ = {};
-  return next_ ? Progress::more : Progress::done;
+  packet_.clear();
+  if (!next_ && !has_piece_) packet_.shrink_to_fit();
+  return next_ || has_piece_ ? Progress::more : Progress::done;
 }
 
 }  // namespace host

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The frames of one answer, made one at a time as the client takes them.
+// The frames of one answer, made a packet at a time as the client takes them: small pieces of a stream go together.
 #pragma once
 
 #include <cstdint>
@@ -17,15 +17,18 @@ class Outbox {
   void answer(const FrameHeader &request, Answer &&answer);
 
   enum class Progress { done, blocked, more, failed };
-  Progress push(int socket);  // sends at most one frame
+  Progress push(int socket);  // sends at most one packet
 
  private:
   void queue(Bytes body, uint32_t flags);
-  bool next_frame();
+  void append(const Bytes &body);
+  bool fill();
+  void take_piece();
 
   FrameHeader header_;
-  Bytes body_;
-  bool unsent_ = false;
+  Bytes packet_;  // of frames that are to be sent
+  Bytes piece_;   // that did not fit behind them
+  bool has_piece_ = false;
   std::function<std::optional<Bytes>()> next_;
 };
 

@@ -13,7 +13,7 @@ namespace host {
 
 namespace {
 
-constexpr int frames_at_once = 16;  // of one stream, before the next client
+constexpr int packets_at_once = 2;  // of one stream, a millisecond of work, before the next client
 
 Answer only_status(uint32_t status) {
   Answer answer;
@@ -135,7 +135,7 @@ void Session::refuse(uint32_t status) {
 void Session::push() {
   auto progress = Outbox::Progress::more;
   bool sent_some = false;
-  for (int i = 0; i < frames_at_once && progress == Outbox::Progress::more; i++) {
+  for (int i = 0; i < packets_at_once && progress == Outbox::Progress::more; i++) {
     progress = outbox_.push(socket());
     sent_some = sent_some || progress != Outbox::Progress::blocked;
   }

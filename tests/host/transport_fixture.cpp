@@ -139,14 +139,23 @@ bool RawClient::send(const FrameHeader &header, std::string_view body) const {
 }
 
 std::optional<RawClient::Received> RawClient::receive() const {
+  const auto take = [this] {
+    const Bytes packet = std::move(rest_);
+    Frame frame;
+    std::span<const std::byte> rest;
+    if (!parse_first_frame(packet, &frame, &rest)) throw std::runtime_error("no frame");
+    rest_.assign(rest.begin(), rest.end());
+    return Received{frame.header, to_text(frame.body)};
+  };
+  if (!rest_.empty()) return take();
   Bytes packet(frame_limit);
   for (bool reset = false; is_ready(socket_.get());) {
     const ssize_t size = ::recv(socket_.get(), packet.data(), packet.size(), 0);
     if (size < 0 && errno == ECONNRESET && !std::exchange(reset, true)) continue;
     if (size <= 0) return std::nullopt;
-    Frame frame;
-    if (!parse_frame({packet.data(), static_cast<std::size_t>(size)}, &frame)) throw std::runtime_error("no frame");
-    return Received{frame.header, to_text(frame.body)};
+    packet.resize(static_cast<std::size_t>(size));
+    rest_ = std::move(packet);
+    return take();
   }
   throw std::runtime_error("the server neither answered nor hung up");
 }

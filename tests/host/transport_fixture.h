@@ -68,6 +68,7 @@ class RawClient {
 
  private:
   host::FileDescriptor socket_;
+  mutable host::Bytes rest_;  // frames of the packet received last
 };
 
 host::FrameHeader request_header(std::size_t body_size = 0, uint32_t service = 5950, uint32_t token = 1);
