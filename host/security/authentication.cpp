@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/security/authentication.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <security/pam_appl.h>
@@ -62,16 +63,39 @@ int converse(int count, const pam_message **messages, pam_response **answers, vo
   return PAM_SUCCESS;
 }
 
+struct Pam {
+  decltype(&pam_start_confdir) start = nullptr;
+  decltype(&pam_authenticate) authenticate = nullptr;
+  decltype(&pam_acct_mgmt) account = nullptr;
+  decltype(&pam_end) end = nullptr;
+};
+
+template <class Function>
+bool find(void *library, const char *name, Function *function) {
+  *function = reinterpret_cast<Function>(::dlsym(library, name));
+  return *function != nullptr;
+}
+
+// By the child alone: the service never maps it. Modules look for its symbols.
+bool load(Pam *pam) {
+  void *library = ::dlopen("libpam.so.0", RTLD_NOW | RTLD_GLOBAL);
+  return library != nullptr && find(library, "pam_start_confdir", &pam->start) &&
+         find(library, "pam_authenticate", &pam->authenticate) && find(library, "pam_acct_mgmt", &pam->account) &&
+         find(library, "pam_end", &pam->end);
+}
+
 bool pam_accepts(const std::string &user, const ClearText &password) {
   const pam_conv conversation = {converse, const_cast<char *>(password.c_str())};
-  pam_handle_t *pam = nullptr;
-  int result = pam_start_confdir(pam_service, user.c_str(), &conversation, services, &pam);
+  Pam pam;
+  pam_handle_t *handle = nullptr;
+  if (!load(&pam)) return false;
+  int result = pam.start(pam_service, user.c_str(), &conversation, services, &handle);
   if (result != PAM_SUCCESS) return false;
   // An expired password counts as refused: nobody is there to change it.
   constexpr int flags = PAM_SILENT | PAM_DISALLOW_NULL_AUTHTOK;
-  result = pam_authenticate(pam, flags);
-  if (result == PAM_SUCCESS) result = pam_acct_mgmt(pam, flags);
-  pam_end(pam, result);
+  result = pam.authenticate(handle, flags);
+  if (result == PAM_SUCCESS) result = pam.account(handle, flags);
+  pam.end(handle, result);
   return result == PAM_SUCCESS;
 }
 

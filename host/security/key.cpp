@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/security/key.h"
 
+#include <sys/random.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -23,10 +24,11 @@ uint32_t report(const Error &error) {
 }
 
 uint32_t make_key() {
-  std::array<char, crypto_aead_xchacha20poly1305_ietf_KEYBYTES> key;
-  randombytes_buf(key.data(), key.size());
+  std::array<char, security_key_size> key;
+  if (getrandom(key.data(), key.size(), 0) != ssize_t{security_key_size})
+    return report({err_io, "no random bytes for the key of the stored passwords"});
   const Result<void> written = write_whole_file(security_key_path(), key);
-  sodium_memzero(key.data(), key.size());
+  explicit_bzero(key.data(), key.size());
   return written ? 0 : report(written.error());
 }
 
@@ -45,7 +47,7 @@ uint32_t SecurityKey::load() {
   std::string &content = **read;
   const bool fits = content.size() == bytes_.size();
   if (fits) std::copy(content.begin(), content.end(), bytes_.begin());
-  sodium_memzero(content.data(), content.size());
+  explicit_bzero(content.data(), content.size());
   return fits ? 0 : report({err_store_foreign, path + ": is no key; restore it from a backup"});
 }
 

@@ -2,26 +2,28 @@
 // The key that seals the scheduler passwords: a file in the state directory, read for each use and wiped after it.
 #pragma once
 
-#include <sodium.h>
-
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 namespace host {
+
+inline constexpr std::size_t security_key_size = 32;
 
 class SecurityKey {
  public:
   SecurityKey() = default;
   SecurityKey(const SecurityKey &) = delete;
   SecurityKey &operator=(const SecurityKey &) = delete;
-  ~SecurityKey() { sodium_memzero(bytes_.data(), bytes_.size()); }
+  ~SecurityKey() { explicit_bzero(bytes_.data(), bytes_.size()); }
 
   uint32_t load();  // 0, err_io or err_store_foreign; a line in the system log says why
   const unsigned char *data() const { return bytes_.data(); }
 
  private:
-  std::array<unsigned char, crypto_aead_xchacha20poly1305_ietf_KEYBYTES> bytes_ = {};
+  std::array<unsigned char, security_key_size> bytes_ = {};
 };
 
 // Makes a new key when there is none. Not while passwords are stored: a lost key is to be restored, not replaced.

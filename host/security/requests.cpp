@@ -13,7 +13,7 @@ namespace {
 
 struct WipedRecord {
   sch_security_user_rec record = {};
-  ~WipedRecord() { sodium_memzero(&record, sizeof record); }
+  ~WipedRecord() { explicit_bzero(&record, sizeof record); }
 };
 
 bool take_record(std::span<const std::byte> payload, sch_security_user_rec *record) {

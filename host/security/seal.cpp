@@ -1,17 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/security/seal.h"
 
-#include <sodium.h>
+#include <sys/random.h>
 
 #include <algorithm>
 
 #include "host/security/key.h"
+#include "host/security/sodium.h"
 #include "host/status.h"
 
 namespace host {
 
 namespace {
 
+static_assert(security_key_size == crypto_aead_xchacha20poly1305_ietf_KEYBYTES);
 constexpr char form = '1';  // XChaCha20-Poly1305, random nonce, URL-safe base64
 constexpr int base64 = sodium_base64_VARIANT_URLSAFE_NO_PADDING;
 constexpr std::size_t nonce_size = crypto_aead_xchacha20poly1305_ietf_NPUBBYTES;
@@ -30,17 +32,17 @@ const unsigned char *bytes(const std::string &text) {
   return reinterpret_cast<const unsigned char *>(text.data());
 }
 
-std::string to_text(const Box &box) {
+std::string to_text(const Sodium &library, const Box &box) {
   std::array<char, sealed_length> encoded;
-  sodium_bin2base64(encoded.data(), encoded.size(), box.data(), box.size(), base64);
+  library.to_base64(encoded.data(), encoded.size(), box.data(), box.size(), base64);
   return form + std::string(encoded.data());
 }
 
-bool to_box(const std::string &text, Box *box) {
+bool to_box(const Sodium &library, const std::string &text, Box *box) {
   if (text.size() != sealed_length || text[0] != form) return false;
   std::size_t size = 0;
-  return sodium_base642bin(box->data(), box->size(), text.data() + 1, text.size() - 1, nullptr, &size, nullptr,
-                           base64) == 0 &&
+  return library.from_base64(box->data(), box->size(), text.data() + 1, text.size() - 1, nullptr, &size, nullptr,
+                             base64) == 0 &&
          size == box->size();
 }
 
@@ -49,33 +51,36 @@ bool to_box(const std::string &text, Box *box) {
 uint32_t seal_password(const std::string &user, std::string_view clear, std::string *sealed) {
   if (clear.empty()) return err_bad_value;
   if (clear.size() > password_limit) return err_password_too_long;
+  const Sodium *const library = sodium();
+  if (library == nullptr) return err_io;
   SecurityKey key;
   if (const uint32_t status = key.load()) return status;
   ClearText padded;
   std::copy(clear.begin(), clear.end(), padded.bytes.begin());
   std::size_t size = 0;
-  sodium_pad(&size, padded.bytes.data(), clear.size(), padded_size, padded_size);
+  library->pad(&size, padded.bytes.data(), clear.size(), padded_size, padded_size);
   Box box;
-  randombytes_buf(box.data(), nonce_size);
+  if (getrandom(box.data(), nonce_size, 0) != ssize_t{nonce_size}) return err_io;
   const std::string purpose = purpose_of(user);
-  crypto_aead_xchacha20poly1305_ietf_encrypt(box.data() + nonce_size, nullptr, padded.bytes.data(), padded_size,
-                                             bytes(purpose), purpose.size(), nullptr, box.data(), key.data());
-  *sealed = to_text(box);
+  library->encrypt(box.data() + nonce_size, nullptr, padded.bytes.data(), padded_size, bytes(purpose), purpose.size(),
+                   nullptr, box.data(), key.data());
+  *sealed = to_text(*library, box);
   return 0;
 }
 
 uint32_t open_password(const std::string &user, const std::string &sealed, ClearText *clear) {
+  const Sodium *const library = sodium();
+  if (library == nullptr) return err_io;
   Box box;
-  if (!to_box(sealed, &box)) return err_bad_value;
+  if (!to_box(*library, sealed, &box)) return err_bad_value;
   SecurityKey key;
   if (const uint32_t status = key.load()) return status;
   const std::string purpose = purpose_of(user);
-  if (crypto_aead_xchacha20poly1305_ietf_decrypt(clear->bytes.data(), nullptr, nullptr, box.data() + nonce_size,
-                                                 box.size() - nonce_size, bytes(purpose), purpose.size(), box.data(),
-                                                 key.data()) != 0)
+  if (library->decrypt(clear->bytes.data(), nullptr, nullptr, box.data() + nonce_size, box.size() - nonce_size,
+                       bytes(purpose), purpose.size(), box.data(), key.data()) != 0)
     return err_bad_value;
   std::size_t size = 0;
-  if (sodium_unpad(&size, clear->bytes.data(), padded_size, padded_size) != 0) return err_bad_value;
+  if (library->unpad(&size, clear->bytes.data(), padded_size, padded_size) != 0) return err_bad_value;
   clear->bytes[size] = 0;  // the padding's mark stands there
   return 0;
 }

@@ -2,11 +2,11 @@
 // Clear passwords while they are needed, and no longer.
 #pragma once
 
-#include <sodium.h>
 #include <sys/prctl.h>
 
 #include <array>
 #include <cstddef>
+#include <cstring>
 #include <string_view>
 
 namespace host {
@@ -19,7 +19,7 @@ class ClearText {  // wiped when it goes
   ClearText() = default;
   ClearText(const ClearText &) = delete;
   ClearText &operator=(const ClearText &) = delete;
-  ~ClearText() { sodium_memzero(bytes.data(), bytes.size()); }
+  ~ClearText() { explicit_bzero(bytes.data(), bytes.size()); }
 
   const char *c_str() const { return reinterpret_cast<const char *>(bytes.data()); }
 

@@ -39,7 +39,6 @@ std::shared_ptr<Authentication> start_authentication(const std::string &user, co
 }  // namespace
 
 uint32_t security_become_service() {
-  if (sodium_init() < 0) return err_io;
   SealedPasswords passwords;
   if (const uint32_t status = read_passwords(&passwords)) return status;
   const uint32_t status = provide_security_key(!passwords.empty());

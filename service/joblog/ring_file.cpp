@@ -2,7 +2,7 @@
 #include "service/joblog/ring_file.h"
 
 #include <fcntl.h>
-#include <sodium.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -11,6 +11,7 @@
 
 #include "host/files/whole_file.h"
 #include "host/status.h"
+#include "service/joblog/keyed_hash.h"
 
 namespace service {
 
@@ -50,15 +51,6 @@ uint32_t extent(size_t body_length) {
   return aligned(RingFile::record_header_size + body_length);
 }
 
-uint64_t keyed(const uint8_t *key, std::span<const std::byte> bytes) {
-  static_assert(crypto_shorthash_BYTES == sizeof(uint64_t) && crypto_shorthash_KEYBYTES == 16);
-  uint8_t hash[crypto_shorthash_BYTES];
-  crypto_shorthash(hash, reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size(), key);
-  uint64_t value;
-  std::memcpy(&value, hash, sizeof value);
-  return value;
-}
-
 template <typename Record>
 std::span<const std::byte> bytes_of(const Record &record, size_t length = sizeof(Record)) {
   return {reinterpret_cast<const std::byte *>(&record), length};
@@ -69,7 +61,7 @@ template <typename FileHeader>
 uint64_t checksum_of_head(FileHeader header) {
   const size_t covered = header.version == 1 ? offsetof(FileHeader, checksum) : sizeof header;
   header.checksum = 0;
-  return keyed(header.key.bytes, bytes_of(header, covered));
+  return keyed_hash(header.key.bytes, bytes_of(header, covered));
 }
 
 host::Error failure(const std::string &path) {
@@ -91,7 +83,7 @@ host::Result<std::shared_ptr<RingFile>> RingFile::create(const std::string &path
   header.generation = head.generation;
   header.begun_at = head.begun_at;
   header.cleared_at = head.cleared_at;
-  randombytes_buf(&header.key, sizeof header.key);
+  if (getrandom(&header.key, sizeof header.key, 0) != ssize_t{sizeof header.key}) return failure(path);
   header.checksum = checksum_of_head(header);
   host::Result<host::FileDescriptor> file = host::create_whole_file(path, head.size, bytes_of(header));
   if (!file) return file.error();
@@ -115,7 +107,7 @@ host::Result<std::shared_ptr<RingFile>> RingFile::open(const std::string &path) 
 }
 
 uint64_t RingFile::checksum_of(std::span<const std::byte> body) const {
-  return keyed(key_.bytes, body);
+  return keyed_hash(key_.bytes, body);
 }
 
 uint64_t RingFile::checksum_of(const RecordHeader &header, uint32_t offset) const {
@@ -124,7 +116,7 @@ uint64_t RingFile::checksum_of(const RecordHeader &header, uint32_t offset) cons
     uint64_t offset;
   } covered = {header, offset};
   covered.header.checksum = 0;
-  return keyed(key_.bytes, bytes_of(covered));
+  return keyed_hash(key_.bytes, bytes_of(covered));
 }
 
 // Looks for records from the front of the file on, through a window that moves along: a large log is not held in memory

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: Apache-2.0
+// SipHash-2-4: 64 bits under a key of 128, which nobody without the key can foretell. Of a few lines, so that the log
+// needs no library.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace service {
+
+inline constexpr size_t hash_key_size = 16;
+
+uint64_t keyed_hash(std::span<const uint8_t, hash_key_size> key, std::span<const std::byte> bytes);
+
+}  // namespace service
