@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <malloc.h>
 #include <signal.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
@@ -189,9 +190,18 @@ int run(int argc, char **argv) {
   return options.check ? say_right(read.settings) : start(options, std::move(read.settings));
 }
 
+// Left to itself, the allocator takes the first large block that is freed for a sign that blocks of that size are
+// usual, and keeps all of them from then on: megabytes that the start alone needed.
+void keep_memory_small() {
+  constexpr int large_block = 128 * 1024;
+  mallopt(M_MMAP_THRESHOLD, large_block);
+  mallopt(M_TRIM_THRESHOLD, large_block);
+}
+
 }  // namespace
 }  // namespace service
 
 int main(int argc, char **argv) {
+  service::keep_memory_small();
   return service::run(argc, argv);
 }
