@@ -24,6 +24,19 @@ void for_each_page(const sch_schedule_entry &entry, Visit visit) {
     if (const std::optional<HistoryPage> page = HistoryPage::read(entry, number - 1); page && !visit(*page)) return;
 }
 
+// Runs of one schedule follow each other, so that one at most is cut by the end of a page. Where the page before is
+// gone, what is left of that run would tell less than its outcome was.
+void leave_out_remainder(const HistoryPage &oldest, std::map<uint64_t, std::vector<Outcome>> *runs) {
+  const std::vector<Outcome> outcomes = oldest.outcomes();
+  uint64_t last = 0;
+  uint32_t begun = 0;
+  for (const Outcome &outcome : outcomes) {
+    begun += outcome.run > last ? 1 : 0;
+    last = std::max(last, outcome.run);
+  }
+  if (begun > oldest.new_runs()) runs->erase(outcomes.front().run);
+}
+
 using Found = std::pair<const sch_schedule_entry *, Outcome>;
 
 bool later(const Found &left, const Found &right) {
@@ -44,11 +57,14 @@ void keep_newest(std::vector<Found> *found, Found another) {
 // Runs of one schedule follow each other, so that an older run's outcome says that all of a younger one's were read.
 std::vector<HistoryRun> read_history(const sch_schedule_entry &entry, size_t limit) {
   std::map<uint64_t, std::vector<Outcome>> runs;
+  std::optional<HistoryPage> oldest;
   for_each_page(entry, [&](const HistoryPage &page) {
     for (Outcome &outcome : page.outcomes())
       runs[outcome.run].push_back(std::move(outcome));
+    oldest = page;
     return runs.size() <= limit;
   });
+  if (oldest) leave_out_remainder(*oldest, &runs);
   std::vector<HistoryRun> newest_first;
   for (auto run = runs.rbegin(); run != runs.rend() && newest_first.size() < limit; ++run) {
     std::ranges::sort(run->second, {}, &Outcome::sequence);

@@ -96,6 +96,7 @@ uint64_t RunBatch::begin_run(const sch_schedule_entry &entry, uint32_t due, int6
   RunState &stored = state_for(entry);
   stored.running = ++counters_.runs;
   stored.running_due = due;
+  stored.executions_before = stored.execution_count;
   stored.running_since_ms = now_ms;
   std::memset(stored.asked_by, 0, sizeof stored.asked_by);
   asked_by.copy(stored.asked_by, sizeof stored.asked_by - 1);

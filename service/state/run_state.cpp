@@ -23,6 +23,13 @@ bool fetch(sch_runtime_key key, Record *record) {
   return record->version == version;
 }
 
+// A crash has interrupted it: it was begun, and counts.
+void count_interrupted(RunState *stored) {
+  if (stored->running == 0 || stored->execution_count != stored->executions_before) return;
+  stored->execution_count++;
+  stored->last_execution = static_cast<uint32_t>(stored->running_since_ms / 1000);
+}
+
 void take_over(sch_schedule_entry &entry, const RunState &stored) {
   ScheduleState state = state_of(*entry.rec);
   state.next_due = stored.next_due;
@@ -82,7 +89,8 @@ bool lay_run_state_over(sch_schedule_entry &entry, time_t now) {
   }
   ScheduleState state = state_of(*entry.rec);
   never_started(state);  // the record may be of a moment at which a run was under way
-  const std::optional<RunState> stored = read_run_state(entry);
+  std::optional<RunState> stored = read_run_state(entry);
+  if (stored) count_interrupted(&*stored);
   if (stored && stored->running != 0) begun(state, static_cast<time_t>(stored->running_since_ms / 1000));
   set_state(entry, state);
   if (!stored) return false;

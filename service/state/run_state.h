@@ -27,8 +27,10 @@ struct RunState {
   uint32_t taken_wall;  // of the record: the same by the wall clock
   uint32_t last_execution, last_completion, execution_count;
   int32_t last_slot;  // time.last_run of the record
-  uint32_t running_due, unused;
-  uint64_t running;               // number of the run that waits or is under way; 0: none
+  uint32_t running_due;
+  uint32_t
+      executions_before;  // execution_count when that run was begun: when it still is the same, the run is to be added
+  uint64_t running;       // number of the run that waits or is under way; 0: none
   int64_t running_since_ms;       // when it was found due
   uint32_t first_page, end_page;  // of the history
   char asked_by[32];

@@ -121,6 +121,16 @@ TEST_F(Recorded, the_history_keeps_the_last_64_runs_and_not_many_more) {
   EXPECT_FALSE(service::find_in_history(*service::find_schedule("s"), last + 1));
 }
 
+TEST_F(Recorded, a_run_of_which_the_history_has_lost_the_beginning_is_not_shown_by_its_end) {
+  ASSERT_EQ(create_job(world, "fails", "exit 3\n"), 0u);
+  configure("s", {"fails", "succeeds"}, every(1, noon + minute));
+  for (time_t run = 1; run <= 100; run++) {
+    pass_to(world, noon + run * minute);
+    for (const HistoryRun &shown : service::read_history(*service::find_schedule("s"), 1000))
+      EXPECT_THAT(shown.outcomes, SizeIs(2)) << "run " << shown.number << " after " << run;
+  }
+}
+
 TEST_F(Recorded, outcomes_after_a_sequence_number_come_in_its_order_from_all_schedules) {
   configure("a", {"job"}, daily(12, 30));
   configure("b", {"job"}, daily(12, 30));
@@ -318,6 +328,18 @@ TEST_F(Recorded, a_run_that_somebody_asks_for_leaves_the_due_times_as_they_are) 
   EXPECT_EQ(runs[0].outcomes[0].due, 0u);
   EXPECT_EQ(runs[0].outcomes[0].asked_by, "root");
   EXPECT_EQ(state("s").next_due, due);
+}
+
+TEST_F(Recorded, a_run_interrupted_in_the_second_of_the_run_before_counts_as_an_execution) {
+  configure("s", {"job"}, daily(12, 30));
+  pass_to(world, due);
+  ASSERT_EQ(state("s").execution_count, 1u);
+  ASSERT_TRUE(world.parts->scheduler.run_now(*service::find_schedule("s"), "root"));
+  world.restart();
+  EXPECT_EQ(history("s").front().outcomes.front().reason, Reason::interrupted);
+  EXPECT_EQ(state("s").execution_count, 2u);
+  world.restart();
+  EXPECT_EQ(state("s").execution_count, 2u);
 }
 
 TEST_F(Recorded, a_killed_run_ends_with_its_job_and_starts_no_further_one) {

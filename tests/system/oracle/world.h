@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: Apache-2.0
+// The real service with faults, two schedules that are due each minute of a clock that the test moves, and what was
+// promised of them.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tests/system/oracle/client.h"
+#include "tests/system/oracle/fault_control.h"
+#include "tests/system/oracle/ledger.h"
+#include "tests/system/service_process.h"
+
+namespace oracle {
+
+class World {
+ public:
+  World();
+  ~World();
+  World(const World &) = delete;
+  World &operator=(const World &) = delete;
+
+  FaultControl &faults() { return *faults_; }
+  void arm(Action action, uint64_t first, uint64_t count = 1);
+  void disarm();
+
+  bool start();  // until it is ready; false: it has died meanwhile
+  bool lives() const;
+  bool struck() const { return faults_->first != 0 && faults_->steps >= faults_->first; }  // what was armed has happened
+  void kill();
+  void ask_to_stop();  // in order
+
+  // What happens to it. Each is over when the service has answered or died.
+  void pass(int64_t milliseconds);  // time; nobody waits for what becomes due
+  void to_next_minute() { pass(60000 - faults_->wall_ms % 60000); }
+  void run_now(const std::string &schedule);            // asks, and waits for the number
+  void ask_to_run(const std::string &schedule);         // its number comes with answers()
+  void answers();                                       // of all that was asked for
+  // Nothing: it has died, and what was asked for has happened or not.
+  std::optional<uint32_t> config(uint32_t opcode, const std::string &payload);
+  std::optional<uint32_t> control(host::Control operation, const std::string &payload = "");
+
+  bool settle();  // until no run is under way; false: it has died
+
+  // Of a living service, or of one that is started anew as often as it takes: what is wrong.
+  Complaints judge();
+  Complaints judge_anew();
+
+  Ledger &ledger() { return ledger_; }
+  const std::string &directory() const { return directory_.path(); }
+  const std::string &state() const { return state_; }
+  std::string errors() const { return service_.errors(); }
+  time_t now() const { return static_cast<time_t>(faults_->wall_ms / 1000); }
+  Client *client() { return client_ ? &*client_ : nullptr; }
+
+ private:
+  void configure();
+  void meet_death();
+  std::optional<uint32_t> request(const std::function<bool(Client &)> &send);
+  std::optional<std::vector<SeenRun>> news(const Observed &shown);
+  void read_marks(Ledger::Seen *seen) const;
+
+  system_test::TemporaryDirectory directory_;
+  std::string state_ = directory_.path() + "/state", ran_ = directory_.path() + "/ran";
+  FaultControl *faults_;
+  system_test::ServiceProcess service_;
+  std::optional<Client> client_;
+  std::vector<std::string> asked_;  // schedules, of which the answers are to come
+  Ledger ledger_;
+  bool stops_ = false;
+};
+
+// Requests as they travel.
+std::string named(const std::string &name, bool negate = false);
+std::string job_text(const std::string &name, const std::string &text);
+std::string assignment(const std::string &schedule, const std::string &job, bool negate = false);
+std::string each_minute(const std::string &schedule, time_t first);
+std::string each_day(const std::string &schedule, int hour, int minute);
+
+}  // namespace oracle
