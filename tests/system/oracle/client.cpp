@@ -42,8 +42,8 @@ bool Client::send(uint32_t service, uint32_t message_class, std::string_view bod
   header.token = 1;
   header.length = static_cast<uint32_t>(body.size());
   const std::string packet = bytes_of(header) + std::string(body);
-  return socket_ && ::send(socket_.get(), packet.data(), packet.size(), MSG_NOSIGNAL) ==
-                        static_cast<ssize_t>(packet.size());
+  return socket_ &&
+         ::send(socket_.get(), packet.data(), packet.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(packet.size());
 }
 
 std::optional<Reply> Client::receive() {
@@ -69,7 +69,7 @@ bool Client::send_config(uint32_t opcode, std::string_view payload) {
   return send(SCH_SERVICE_CONFIG, SCH_CLASS_CONFIG, request(opcode, payload));
 }
 
-bool Client::send_control(host::Control operation, std::string_view payload) {
+bool Client::send_control(control::Operation operation, std::string_view payload) {
   return send(host::service_control, 0, bytes_of(operation) + std::string(payload));
 }
 
@@ -78,7 +78,7 @@ std::optional<Reply> Client::show(uint32_t opcode, int32_t cursor) {
   return send(SCH_SERVICE_SHOW, SCH_CLASS_SHOW, request(opcode, bytes_of(asked))) ? receive() : std::nullopt;
 }
 
-std::optional<Reply> Client::control(host::Control operation, std::string_view payload) {
+std::optional<Reply> Client::control(control::Operation operation, std::string_view payload) {
   return send_control(operation, payload) ? receive() : std::nullopt;
 }
 

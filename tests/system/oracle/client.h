@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "control/operations.h"
 #include "host/files/file_descriptor.h"
-#include "host/transport/transport.h"
 #include "schedcli_requests.h"
 
 namespace oracle {
@@ -39,9 +39,9 @@ class Client {
   std::optional<Reply> receive();  // of the oldest request that has no reply yet; nothing: the service has gone
 
   bool send_config(uint32_t opcode, std::string_view payload);
-  bool send_control(host::Control operation, std::string_view payload);
+  bool send_control(control::Operation operation, std::string_view payload);
   std::optional<Reply> show(uint32_t opcode, int32_t cursor = SCH_CURSOR_FIRST);
-  std::optional<Reply> control(host::Control operation, std::string_view payload);
+  std::optional<Reply> control(control::Operation operation, std::string_view payload);
 
  private:
   host::FileDescriptor socket_;

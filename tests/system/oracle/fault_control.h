@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a test says to a service that is linked with faults.cpp, in a file that both have mapped: what the clock shows,
-// and at which of its steps the service dies, fails or waits. A step is a call by which something leaves the process: to
-// a file, or to another process. Between two of them a death looks the same from outside.
+// and at which of its steps the service dies, fails or waits. A step is a call by which something leaves the process:
+// to a file, or to another process. Between two of them a death looks the same from outside.
 #pragma once
 
-#include <csignal>
 #include <atomic>
+#include <csignal>
 #include <cstdint>
 
 namespace oracle {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Linked into a schedd of the tests: its calls come before the C library's for every library of the process, and do what
-// the test says (fault_control.h).
+// Linked into a schedd of the tests: its calls come before the C library's for every library of the process, and do
+// what the test says (fault_control.h).
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -27,8 +27,7 @@ FaultControl &control() {
     const char *path = getenv(control_variable);
     if (path == nullptr) abort();
     const long file = syscall(SYS_openat, AT_FDCWD, path, O_RDWR | O_CLOEXEC, 0);
-    void *memory =
-        mmap(nullptr, sizeof(FaultControl), PROT_READ | PROT_WRITE, MAP_SHARED, static_cast<int>(file), 0);
+    void *memory = mmap(nullptr, sizeof(FaultControl), PROT_READ | PROT_WRITE, MAP_SHARED, static_cast<int>(file), 0);
     if (memory == MAP_FAILED) abort();
     syscall(SYS_close, file);
     return static_cast<FaultControl *>(memory);

@@ -157,8 +157,9 @@ void Ledger::judge_jobs(const Seen &seen, Complaints *complaints) {
     const auto found = seen.ran.find(key);
     const uint64_t ran = found == seen.ran.end() ? 0 : found->second;
     if (ran < certain_[key] || ran > possible)
-      complaints->push_back(key.first + "/" + key.second + " began " + std::to_string(ran) + " times, by its outcomes " +
-                            std::to_string(certain_[key]) + " to " + std::to_string(possible));
+      complaints->push_back(key.first + "/" + key.second + " began " + std::to_string(ran) +
+                            " times, by its outcomes " + std::to_string(certain_[key]) + " to " +
+                            std::to_string(possible));
     certain_[key] = possible_[key] = ran;
   }
   std::set<std::string> shown;

@@ -21,7 +21,7 @@ class Ledger {
 
   void promised(const std::string &schedule, uint64_t run) { schedules_.at(schedule).promised.insert(run); }
   void perhaps(const std::string &schedule) { schedules_.at(schedule).perhaps++; }  // asked for, and not answered
-  void cleared() { log_was_cleared_ = true; }  // or asked for, and not answered
+  void cleared() { log_was_cleared_ = true; }                                       // or asked for, and not answered
 
   // Of a service in which no run is under way, and of which every run that is not known yet was seen with its jobs.
   // `ran`: how often each job of each schedule was begun, as the jobs themselves have it.
@@ -61,9 +61,9 @@ class Ledger {
 
   std::map<std::string, Expected> schedules_;
   std::map<uint64_t, SeenRun> runs_;
-  std::map<Key, std::vector<uint32_t>> codes_;      // of every outcome so far, in order
-  std::map<Key, uint64_t> certain_, possible_;      // beginnings of the job, by its outcomes
-  std::map<Key, size_t> cleared_;                   // so many of the first the log does not show any more
+  std::map<Key, std::vector<uint32_t>> codes_;  // of every outcome so far, in order
+  std::map<Key, uint64_t> certain_, possible_;  // beginnings of the job, by its outcomes
+  std::map<Key, size_t> cleared_;               // so many of the first the log does not show any more
   bool log_was_cleared_ = false;
 };
 

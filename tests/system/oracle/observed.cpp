@@ -95,9 +95,9 @@ bool is_under_way(const SeenRun &run) {
 }
 
 std::optional<std::vector<SeenRun>> see_history(Client &client, const std::string &schedule) {
-  constexpr uint32_t more_than_is_kept = 500;
+  constexpr uint32_t kept = 64;
   const std::optional<Reply> reply =
-      client.control(host::Control::show_history, bytes_of(host::HistoryQuery{0, more_than_is_kept, 0}) + schedule);
+      client.control(control::Operation::show_history, bytes_of(control::HistoryQuery{0, kept, 0}) + schedule);
   if (!reply) return std::nullopt;
   if (reply->status != 0) throw std::runtime_error("the history of " + schedule + " is refused");
   std::vector<SeenRun> runs;
@@ -114,7 +114,7 @@ std::optional<std::vector<SeenRun>> see_history(Client &client, const std::strin
 
 std::optional<SeenRun> see_run(Client &client, SeenRun run) {
   const std::optional<Reply> reply =
-      client.control(host::Control::show_history, bytes_of(host::HistoryQuery{run.number, 0, 0}));
+      client.control(control::Operation::show_history, bytes_of(control::HistoryQuery{run.number, 0, 0}));
   if (!reply) return std::nullopt;
   if (reply->status != 0) throw std::runtime_error("run " + std::to_string(run.number) + " is in the list alone");
   for (const std::vector<std::string> &cells : rows_of(reply->text(), "job"))

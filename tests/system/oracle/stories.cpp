@@ -49,7 +49,7 @@ void log_changes(World &world) {
 
 void configuration_is_saved(World &world) {
   world.to_next_minute();
-  world.control(host::Control::copy_running_startup);
+  world.control(control::Operation::copy_running_startup);
   world.settle();
 }
 

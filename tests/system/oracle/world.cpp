@@ -13,7 +13,6 @@
 #include <stdexcept>
 
 #include "host/files/paths.h"
-#include "host/status.h"
 
 namespace oracle {
 namespace {
@@ -45,8 +44,8 @@ sch_modify_request modification(const std::string &schedule, uint32_t subcommand
 
 // A line in the file of what ran, and a mark that nothing else has, there and in the output.
 std::string marking_job(const std::string &file, const std::string &end) {
-  return "read mark </proc/sys/kernel/random/uuid\necho \"$SCHEDULE $JOB $mark\" >>" + file + "\necho \"mark $mark\"\n" +
-         end;
+  return "read mark </proc/sys/kernel/random/uuid\necho \"$SCHEDULE $JOB $mark\" >>" + file +
+         "\necho \"mark $mark\"\n" + end;
 }
 
 }  // namespace
@@ -105,7 +104,7 @@ void World::configure() {
   const auto must = [](std::optional<uint32_t> status) {
     if (status != 0u) throw std::runtime_error("the service cannot be configured");
   };
-  must(control(host::Control::enable_feature));
+  must(control(control::Operation::enable_feature));
   const std::pair<const char *, const char *> jobs[] = {{"first", ""}, {"second", "exit 3\n"}, {"third", ""}};
   for (const auto &[name, end] : jobs) {
     must(config(SCH_OP_CREATE_JOB, job_text(name, "")));
@@ -148,8 +147,8 @@ bool World::start() {
 
 bool World::lives() const {
   siginfo_t info = {};
-  return service_.pid() > 0 && waitid(P_PID, static_cast<id_t>(service_.pid()), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
-         info.si_pid == 0;
+  return service_.pid() > 0 &&
+         waitid(P_PID, static_cast<id_t>(service_.pid()), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == 0;
 }
 
 void World::meet_death() {
@@ -177,7 +176,7 @@ void World::pass(int64_t milliseconds) {
 
 void World::ask_to_run(const std::string &schedule) {
   asked_.push_back(schedule);
-  if (client_) client_->send_control(host::Control::run_schedule, schedule);
+  if (client_) client_->send_control(control::Operation::run_schedule, schedule);
 }
 
 void World::answers() {
@@ -208,7 +207,7 @@ std::optional<uint32_t> World::config(uint32_t opcode, const std::string &payloa
   return request([&](Client &client) { return client.send_config(opcode, payload); });
 }
 
-std::optional<uint32_t> World::control(host::Control operation, const std::string &payload) {
+std::optional<uint32_t> World::control(control::Operation operation, const std::string &payload) {
   return request([&](Client &client) { return client.send_control(operation, payload); });
 }
 

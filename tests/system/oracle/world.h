@@ -28,19 +28,21 @@ class World {
 
   bool start();  // until it is ready; false: it has died meanwhile
   bool lives() const;
-  bool struck() const { return faults_->first != 0 && faults_->steps >= faults_->first; }  // what was armed has happened
+  bool struck() const {
+    return faults_->first != 0 && faults_->steps >= faults_->first;
+  }  // what was armed has happened
   void kill();
   void ask_to_stop();  // in order
 
   // What happens to it. Each is over when the service has answered or died.
   void pass(int64_t milliseconds);  // time; nobody waits for what becomes due
   void to_next_minute() { pass(60000 - faults_->wall_ms % 60000); }
-  void run_now(const std::string &schedule);            // asks, and waits for the number
-  void ask_to_run(const std::string &schedule);         // its number comes with answers()
-  void answers();                                       // of all that was asked for
+  void run_now(const std::string &schedule);     // asks, and waits for the number
+  void ask_to_run(const std::string &schedule);  // its number comes with answers()
+  void answers();                                // of all that was asked for
   // Nothing: it has died, and what was asked for has happened or not.
   std::optional<uint32_t> config(uint32_t opcode, const std::string &payload);
-  std::optional<uint32_t> control(host::Control operation, const std::string &payload = "");
+  std::optional<uint32_t> control(control::Operation operation, const std::string &payload = "");
 
   bool settle();  // until no run is under way; false: it has died
 
