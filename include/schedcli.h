@@ -4,7 +4,8 @@
  *
  * A shell calls the command handlers, a scheduler service the database, time and store functions, a configuration
  * manager the generation callback. The process that loads the library brings the platform: the symbols that platform/
- * declares. Compiles as C11 and C++; nothing is thrown, and no exception may come in from the platform.
+ * declares. Compiles as C11 and C++; nothing is thrown, and no exception may come in from the platform. The order of
+ * calls from start to end, and what is easily got wrong, stand in docs/integrators-guide.md.
  *
  * What holds everywhere, unless a function says otherwise:
  *
@@ -42,6 +43,12 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
+
+/* The version that a product is compiled with. It gains functions with MINOR, and with MAJOR breaks what was built. */
+#define SCHEDCLI_VERSION_MAJOR 1
+#define SCHEDCLI_VERSION_MINOR 0
+#define SCHEDCLI_VERSION_PATCH 0
 
 /* Limits: slots of a job table, bytes of text in each fragment but the last, addresses of a schedule. */
 #define SCH_MAX_JOBS 256
@@ -845,6 +852,7 @@ void sch_strcpy(char *destination, const char *source, size_t size);
  * Returns what acfg_respond() does; a store that cannot be opened gives an empty answer. */
 int sch_acfgcb_cfg_gen(void *message, void *request);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

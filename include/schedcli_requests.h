@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /*
  * What travels between the command handlers of libschedcli and the scheduler service: for whoever writes a service.
+ * docs/integrators-guide.md lists it on a page, and examples/simulated-switch has such a service.
  *
  * - The road. A handler hands one request to the platform's transport (platform/cmi.h), by cmi_req_resp() with a
  * service number and a message class, and waits. SCH_OP_SHOW_LOG alone goes by cmi_send_request() and is answered by a

@@ -14,6 +14,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 /* What collects a text; platform is the platform's, from acfg_hdl_init() until acfg_respond(). */
 typedef struct acfg_hdl {
@@ -51,6 +52,7 @@ const char *acfg_uri_complete(const char *prefix, const char *empty, const char 
  * answer. */
 int acfg_respond(acfg_hdl *handle, void *message, void *request);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

@@ -14,6 +14,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 /* Sends a request and waits for its answer. *length is the request's bytes on entry (for paged shows always 48).
  * Returns the service's status, 0 on success, or an error code of the transport. *reply is null before; the
@@ -57,6 +58,7 @@ int mts_recv(uint32_t mts_handle, mts_message *message, const mts_selector *sele
  * none: then both are unchanged. */
 int cmi_parse_response(const mts_message *message, void **reply, uint32_t *length);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

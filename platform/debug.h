@@ -12,6 +12,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 /* The name that buginf() is called with. */
 extern const char sdwrap_dbg_modname[];
@@ -37,6 +38,7 @@ int sdwrap_debug_dump(uint32_t shell_handle, uint32_t destination, uint32_t cons
 void sdwrap_dbg_clean(void *arg);
 int sdwrap_sys_clean(void *arg);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

@@ -10,10 +10,12 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 /* The text of an error code, also of one that nobody knows: never null. It stays valid at least until the next call. */
 const char *syserr2str(uint32_t error);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

@@ -11,6 +11,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 /* size bytes, aligned for any record and not cleared, accounted to owner (224 for the library) and mem_type; null
  * when there are none. A size of 0 may give null, which the library then takes for exhausted memory. */
@@ -19,6 +20,7 @@ void *mtrack_alloc(uint32_t owner, uint32_t mem_type, uint32_t size);
 /* Takes what mtrack_alloc() gave; null is harmless. */
 void mtrack_free(void *memory);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

@@ -14,6 +14,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 typedef uint32_t pss_handle; /* 0: not open */
 
@@ -89,6 +90,7 @@ uint32_t pss_free_space(pss_handle store, uint32_t *bytes);
  * library does not use the old handle again. */
 pss_handle pss_shrink(pss_handle store, uint32_t *status);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

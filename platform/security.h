@@ -11,6 +11,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 struct sch_security_user_rec;
 
@@ -37,6 +38,7 @@ typedef struct aaa_result { /* words[1] == 1: accepted */
 int aaa_scheduler_authenticate(const char *user_name, const char *clear_password, const char *service,
                                const char *method_list, const char *host_name, uint32_t zero, aaa_result *result);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

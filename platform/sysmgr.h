@@ -11,6 +11,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 /* The base of the stores of the running configuration, of the startup configuration, of the startup debug settings;
  * null where there is none. */
@@ -25,6 +26,7 @@ const char *sysmgr_uri_complete(const char *base, const char *empty, const char 
 /* Other than 0: nothing of the running configuration is to be kept (a boot); 0: it is (a restart of the process). */
 int sysmgr_is_stateless_restart(void);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

@@ -27,7 +27,7 @@ def checked(header=None, listed=None, platform=None):
 
 HEADER = (ROOT / "include/schedcli.h").read_text()
 MAP = (ROOT / "schedcli.map").read_text()
-LAST = "\n#ifdef __cplusplus\n}\n#endif\n#endif\n"
+LAST = "\n#pragma GCC visibility pop\n#ifdef __cplusplus\n}\n#endif\n#endif\n"
 
 
 class CheckHeader(unittest.TestCase):
