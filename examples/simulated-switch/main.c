@@ -6,10 +6,12 @@
 
 #include "switch.h"
 
-/* What was typed, the handler that the shell's grammar has for it, the form of the command, and its parameters. */
+/* What was typed, the handler that the shell's grammar has for it, whether it begins with "no", which form of the
+ * command it is, and its parameters. */
 typedef struct command {
   const char *typed;
   int (*handler)(const sch_cli_cmd_ctx *ctx);
+  uint32_t negate;
   uint32_t subcommand;
   const char *values[2];
 } command;
@@ -26,6 +28,7 @@ static void type_in(const command *typed) {
     records[ctx.param_count].value = typed->values[ctx.param_count];
   }
   ctx.params = params;
+  ctx.negate = typed->negate;
   ctx.subcommand = typed->subcommand;
   strcpy(ctx.user_name, "admin");
   strcpy(ctx.peer_name, "console");
@@ -42,31 +45,39 @@ static void type_in_all(const command *commands, size_t count) {
 #define TYPE_IN(commands) type_in_all(commands, sizeof(commands) / sizeof((commands)[0]))
 
 static const command configure[] = {
-    {"feature scheduler", sch_enable_scheduler, 0, {NULL}},
-    {"scheduler job name inventory", sch_cli_create_delete_job, 0, {"inventory"}},
-    {"show version ; show ports", sch_cli_semicolon_delimiter_define_job, 0, {"inventory", "show version;show ports"}},
-    {"scheduler schedule name nightly", sch_cli_create_delete_schedule, 0, {"nightly"}},
-    {"time daily 25:30", sch_cli_modify_schedule, SCH_SCHEDULE_DAILY, {"nightly", "25:30"}},
-    {"time daily 23:30", sch_cli_modify_schedule, SCH_SCHEDULE_DAILY, {"nightly", "23:30"}},
-    {"job name inventory", sch_cli_modify_schedule, SCH_MODIFY_JOB, {"nightly", "inventory"}},
+    {"feature scheduler", sch_enable_scheduler, 0, 0, {NULL}},
+    {"scheduler job name inventory", sch_cli_create_delete_job, 0, 0, {"inventory"}},
+    {"show version ; show ports",
+     sch_cli_semicolon_delimiter_define_job,
+     0,
+     0,
+     {"inventory", "show version;show ports"}},
+    {"scheduler schedule name nightly", sch_cli_create_delete_schedule, 0, 0, {"nightly"}},
+    {"time daily 25:30", sch_cli_modify_schedule, 0, SCH_SCHEDULE_DAILY, {"nightly", "25:30"}},
+    {"time daily 23:30", sch_cli_modify_schedule, 0, SCH_SCHEDULE_DAILY, {"nightly", "23:30"}},
+    {"job name inventory", sch_cli_modify_schedule, 0, SCH_MODIFY_JOB, {"nightly", "inventory"}},
 };
 
 static const command show_all[] = {
-    {"show scheduler job", sch_cli_show_jobs, 0, {NULL}},
-    {"show scheduler schedule", sch_cli_show_schedules, 0, {NULL}},
+    {"show scheduler job", sch_cli_show_jobs, 0, 0, {NULL}},
+    {"show scheduler schedule", sch_cli_show_schedules, 0, 0, {NULL}},
 };
 
 static const command show_outcome[] = {
-    {"show scheduler schedule", sch_cli_show_schedules, 0, {NULL}},
-    {"show scheduler logfile", sch_cli_show_logfile, 0, {NULL}},
+    {"show scheduler schedule", sch_cli_show_schedules, 0, 0, {NULL}},
+    {"show scheduler logfile", sch_cli_show_logfile, 0, 0, {NULL}},
 };
 
 static const command show_one[] = {
-    {"show scheduler schedule name nightly", sch_cli_show_schedules, 0, {"nightly"}},
+    {"show scheduler schedule name nightly", sch_cli_show_schedules, 0, 0, {"nightly"}},
 };
 
-static const command never_saved[] = {
-    {"scheduler schedule name afterthought", sch_cli_create_delete_schedule, 0, {"afterthought"}},
+static const command delete_all[] = {
+    {"no scheduler job name inventory", sch_cli_create_delete_job, 1, 0, {"inventory"}},
+    {"show scheduler schedule", sch_cli_show_schedules, 0, 0, {NULL}},
+    {"no scheduler schedule name nightly", sch_cli_create_delete_schedule, 1, 0, {"nightly"}},
+    {"no scheduler schedule name nightly", sch_cli_create_delete_schedule, 1, 0, {"nightly"}},
+    {"show scheduler schedule", sch_cli_show_schedules, 0, 0, {NULL}},
 };
 
 static void say(const char *what) {
@@ -104,16 +115,19 @@ int main(void) {
   puts("switch# copy running-config startup-config");
   if (sch_pss_snapshot(sch_pss_running_uri, sch_pss_startup_uri) != 0) return EXIT_FAILURE;
 
-  say("The service restarts: nothing is lost, the outcomes are there");
-  TYPE_IN(never_saved);
+  say("The service restarts: nothing is lost, the outcome is there");
   service_stop();
   start();
   TYPE_IN(show_one);
 
-  say("The power fails and comes back: what was saved is there, and has not run since the boot");
+  say("The operator deletes it all, and does not save that");
+  TYPE_IN(delete_all);
+
+  say("The power fails and comes back: what was saved is there");
   service_stop();
   switch_power_on();
   start();
+  TYPE_IN(show_one);
   show_running_configuration();
 
   service_stop();

@@ -21,8 +21,7 @@
 /* switch.c: the machine that is simulated. Executes one line of a job, returns its exit code. */
 int switch_execute(const char *line, GString *output);
 
-/* store.c: the power comes back. What was not saved is gone, and until switch_is_up() the service starts after a boot.
- */
+/* store.c: what was not saved goes with the power; until switch_is_up(), a start of the service is one after a boot. */
 void switch_power_on(void);
 void switch_is_up(void);
 
