@@ -14,6 +14,7 @@
 #include <new>
 #include <vector>
 
+#include "host/guard.h"
 #include "host/transport/transport.h"
 #include "platform/debug.h"
 
@@ -121,13 +122,12 @@ extern "C" int sdwrap_hist_event(uint32_t, uint32_t length, const void *record) 
   std::memcpy(&subtype, record, sizeof subtype);
   const char *text = static_cast<const char *>(record) + sizeof subtype;
   Debug &all = debug();
-  try {
+  const auto add = [&] {
     const std::lock_guard lock(all.mutex);
     all.history.add(subtype, text, strnlen(text, std::min(length - sizeof subtype, host::history_text_limit)));
     return 0;
-  } catch (const std::bad_alloc &) {  // no exception crosses into the library; the history misses an event
-    return -1;
-  }
+  };
+  return host::guarded(add, [] { return -1; });  // the history misses an event
 }
 
 extern "C" int sdwrap_hist_event_subtype_check(uint32_t, uint32_t subtype) {

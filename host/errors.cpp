@@ -36,6 +36,7 @@ constexpr ErrorText error_texts[] = {
     {host::err_unknown_service, "no such service; check that shell and service are of one version"},
     {host::err_unknown_opcode, "the service does not know this request; check that both are of one version"},
     {host::err_bad_value, "a value is out of its range"},
+    {host::err_absent, "no such file or directory"},
     {host::err_no_memory, "out of memory"},
     {host::err_busy, "the scheduler service is busy; try again"},
     {host::err_io, "input or output failed; see the system log"},

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/memory.h"
+#include "host/guard.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -90,24 +91,22 @@ void count_allocation(Account &account, uint32_t size) {
   account.peak_bytes = std::max(account.peak_bytes, account.live_bytes);
 }
 
-bool enter(Tracker &all, Header *header, uint32_t owner, uint32_t type) noexcept {
-  try {
-    const std::lock_guard lock(all.mutex);
-    header->account = &all.accounts[{owner, type}];
-    count_allocation(*header->account, header->size);
-    write_mark(header, mark_of(header));
-    return true;
-  } catch (const std::bad_alloc &) {
-    return false;
-  }
+Account *account_of(Tracker &all, uint32_t owner, uint32_t type) {  // null: no memory for a new one
+  return host::guarded([&] { return &all.accounts[{owner, type}]; }, [] { return nullptr; });
 }
 
-void count_failure(Tracker &all, uint32_t owner, uint32_t type) noexcept {
-  try {
-    const std::lock_guard lock(all.mutex);
-    all.accounts[{owner, type}].failures++;
-  } catch (const std::bad_alloc &) {  // the statistics lose one count
-  }
+bool enter(Tracker &all, Header *header, uint32_t owner, uint32_t type) {
+  const std::lock_guard lock(all.mutex);
+  header->account = account_of(all, owner, type);
+  if (header->account == nullptr) return false;
+  count_allocation(*header->account, header->size);
+  write_mark(header, mark_of(header));
+  return true;
+}
+
+void count_failure(Tracker &all, uint32_t owner, uint32_t type) {
+  const std::lock_guard lock(all.mutex);
+  if (Account *account = account_of(all, owner, type)) account->failures++;  // otherwise the statistics lose one count
 }
 
 // Outside the lock: the sender of the message may allocate.

@@ -51,16 +51,10 @@ std::string first_line(const std::string &path) {
   return line;
 }
 
-Result<void> make_directory(const std::string &path) {
-  Error error{err_io, {}};
-  if (make_private_directory(path, &error.text)) return {};
-  return error;
-}
-
 // The socket of a system-wide service is for every user, who must get to it.
 Result<void> make_run_directory() {
   const std::string &path = paths().run;
-  if (Result<void> made = make_directory(path); !made) return made;
+  if (Result<void> made = make_private_directory(path); !made) return made;
   if (!paths().system_wide || chmod(path.c_str(), 0755) == 0) return {};
   return failure(path, std::string("cannot open the directory to users: ") + strerror(errno));
 }
@@ -175,7 +169,7 @@ Result<void> settle_version() {
 }  // namespace
 
 Result<void> take_state_directory() {
-  if (Result<void> made = make_directory(paths().state); !made) return made;
+  if (Result<void> made = make_private_directory(paths().state); !made) return made;
   if (Result<void> made = make_run_directory(); !made) return made;
   const std::string state_lock = paths().state + "/service.lock", run_lock = paths().run + "/service.lock";
   if (Result<void> taken = take(&held().state, state_lock, "name another state directory"); !taken) return taken;

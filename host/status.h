@@ -7,6 +7,7 @@
 namespace host {
 
 inline constexpr uint32_t err_bad_value = 0x40bd002d;  // a field, parameter or text is out of its range
+inline constexpr uint32_t err_absent = 0x40be0010;     // no such file or directory
 
 // Transport.
 inline constexpr uint32_t err_not_running = 0x40be0001;  // no service listens on the socket

@@ -99,10 +99,10 @@ void run_until_signalled(host::Loop &loop, const host::FileDescriptor &signals, 
 
 int serve(const Options &options, std::shared_ptr<const Settings> settings, const host::User &user) {
   host::Loop loop;
-  std::string error;
   if (const host::Result<void> zone = set_service_zone(settings->zone); !zone)
     return give_up(failed, zone.error().text);
-  if (!open_stores(*settings, time(nullptr), &error)) return give_up(state_unusable, error);
+  if (const auto opened = open_stores(*settings, time(nullptr)); !opened)
+    return give_up(state_unusable, opened.error().text);
   JobLog log;
   Recorder recorder(log);
   Runner runner(recorder, {settings, host::paths().system_wide});
@@ -118,7 +118,7 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
                      std::move(settings),
                      time(nullptr),
                      &courier};
-  if (!settle_stores(&error)) return give_up(failed, error);
+  if (const auto settled = settle_stores(); !settled) return give_up(failed, settled.error().text);
   if (const auto opened = log.open(stored_outcomes()); !opened) return give_up(failed, opened.error().text);
   if (const auto ended = runner.processes().end_left_overs(); !ended)
     sch_syslog_raise(&syslog_msg_SCH_ERR, ended.error().text.c_str());
@@ -137,7 +137,7 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   };
   host::Result<std::unique_ptr<host::Server>> server = host::Server::listen(listening, answer);
   if (!server) return give_up(failed, server.error().text);
-  if (!scheduler.start(&error)) return give_up(failed, error);
+  if (const auto started = scheduler.start(); !started) return give_up(failed, started.error().text);
   ZoneWatch zone_watch;
   zone_watch.start([&] { scheduler.zone_changed(); });
   say_whom_it_serves(user.name);

@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "shell/file_uri.h"
+#include "host/files/uri.h"
 
 namespace shell {
 
@@ -76,15 +76,14 @@ void Context::add_text(const std::string &text, uint32_t id) {
 
 bool Context::add(const Parameter &parameter, const std::string &text) {
   if (parameter.kind == Kind::file_uri) {
-    std::string error;
-    const std::shared_ptr<const void> uri = parse_file_uri(text, &error);
-    if (uri == nullptr) {
-      std::fprintf(stderr, "Error: %s\n", error.c_str());
+    const host::Result<host::FileUri> uri = host::parse_file_uri(text);
+    if (!uri) {
+      std::fprintf(stderr, "Error: %s\n", uri.error().text.c_str());
       return false;
     }
     Value &value = append(parameter.id, value_is_file, text);
-    value.uri = uri;
-    value.param.value = uri.get();
+    value.uri = std::make_shared<const host::FileUri>(*uri);
+    value.param.value = value.uri.get();
     return true;
   }
   Value &value = append(parameter.id, is_number(parameter.kind) ? SCH_PARAM_INTEGER : SCH_PARAM_STRING, text);

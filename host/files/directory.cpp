@@ -9,39 +9,40 @@
 #include <cstring>
 
 #include "host/files/file_descriptor.h"
+#include "host/status.h"
 
 namespace host {
 namespace {
 
-bool refuse(const std::string &path, const std::string &reason, std::string *error) {
-  if (error != nullptr) *error = path + ": " + reason;
-  errno = EPERM;
-  return false;
+Error refused(const std::string &path, const std::string &reason) {
+  return {err_not_permitted, path + ": " + reason};
 }
 
-bool refuse_errno(const std::string &path, const std::string &what, std::string *error) {
-  const int kept = errno;
-  refuse(path, what + ": " + strerror(kept) + "; check the directory's path and permissions, or name another one",
-         error);
-  errno = kept;
-  return false;
+Error failed(const std::string &path, const std::string &what) {
+  const uint32_t code = errno == ENOENT ? err_absent : errno == EACCES || errno == EPERM ? err_not_permitted : err_io;
+  return {code, path + ": " + what + ": " + strerror(errno) +
+                    "; check the directory's path and permissions, or name another one"};
 }
 
-bool make_one(const std::string &path, std::string *error) {
+Result<void> make_one(const std::string &path) {
   if (mkdir(path.c_str(), 0700) != 0) {
-    return errno == EEXIST || refuse_errno(path, "cannot make the directory", error);
+    if (errno == EEXIST) return {};
+    return failed(path, "cannot make the directory");
   }
   // The umask may have taken bits of the owner.
-  if (chmod(path.c_str(), 0700) != 0) return refuse_errno(path, "cannot set the directory's mode", error);
-  return sync_directory(parent_directory(path)) || refuse_errno(path, "cannot make the directory durable", error);
+  if (chmod(path.c_str(), 0700) != 0) return failed(path, "cannot set the directory's mode");
+  if (!sync_directory(parent_directory(path))) return failed(path, "cannot make the directory durable");
+  return {};
 }
 
-bool make_with_parents(const std::string &path, std::string *error) {
+Result<void> make_with_parents(const std::string &path) {
   struct stat found {};
-  if (stat(path.c_str(), &found) == 0) return true;
-  if (errno != ENOENT) return refuse_errno(path, "cannot use the directory", error);
+  if (stat(path.c_str(), &found) == 0) return {};
+  if (errno != ENOENT) return failed(path, "cannot use the directory");
   const std::string parent = parent_directory(path);
-  return (parent == path || make_with_parents(parent, error)) && make_one(path, error);
+  if (parent != path)
+    if (Result<void> made = make_with_parents(parent); !made) return made;
+  return make_one(path);
 }
 
 }  // namespace
@@ -54,24 +55,21 @@ std::string parent_directory(const std::string &path) {
   return end == std::string::npos ? "/" : path.substr(0, end + 1);
 }
 
-bool is_private_directory(const std::string &path, std::string *error) {
+Result<void> check_private_directory(const std::string &path) {
   struct stat found {};
-  if (stat(path.c_str(), &found) != 0) return refuse_errno(path, "cannot use the directory", error);
-  if (!S_ISDIR(found.st_mode)) return refuse(path, "is no directory; remove it or name another one", error);
-  if (found.st_uid != geteuid()) {
-    return refuse(path,
-                  "belongs to user " + std::to_string(found.st_uid) + ", not to user " + std::to_string(geteuid()) +
-                      "; give it to that user (chown) or name another directory",
-                  error);
-  }
-  if ((found.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-    return refuse(path, "can be written by group or others; run chmod go-w on it or name another directory", error);
-  }
-  return true;
+  if (stat(path.c_str(), &found) != 0) return failed(path, "cannot use the directory");
+  if (!S_ISDIR(found.st_mode)) return refused(path, "is no directory; remove it or name another one");
+  if (found.st_uid != geteuid())
+    return refused(path, "belongs to user " + std::to_string(found.st_uid) + ", not to user " +
+                             std::to_string(geteuid()) + "; give it to that user (chown) or name another directory");
+  if ((found.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+    return refused(path, "can be written by group or others; run chmod go-w on it or name another directory");
+  return {};
 }
 
-bool make_private_directory(const std::string &path, std::string *error) {
-  return make_with_parents(path, error) && is_private_directory(path, error);
+Result<void> make_private_directory(const std::string &path) {
+  Result<void> made = make_with_parents(path);
+  return made ? check_private_directory(path) : made;
 }
 
 bool sync_directory(const std::string &path) {

@@ -4,14 +4,16 @@
 
 #include <string>
 
+#include "host/result.h"
+
 namespace host {
 
-// Nobody else can change what is in `path`. False: `error` says what is wrong and what to do, and errno is
-// ENOENT for a missing directory and EPERM for one that others can change.
-bool is_private_directory(const std::string &path, std::string *error);
+// Whether nobody else can change what is in `path`: err_absent for a missing directory, err_not_permitted for one that
+// others can change.
+Result<void> check_private_directory(const std::string &path);
 
 // The same, but makes a missing directory and its missing parents, each 0700 whatever the umask, and durable.
-bool make_private_directory(const std::string &path, std::string *error);
+Result<void> make_private_directory(const std::string &path);
 
 // Entries made, renamed and removed in `path` so far survive a crash. False: errno.
 bool sync_directory(const std::string &path);

@@ -13,6 +13,7 @@
 #include "host/files/directory.h"
 #include "host/files/file_descriptor.h"
 #include "host/files/paths.h"
+#include "host/status.h"
 #include "platform/uri.h"
 
 namespace host {
@@ -56,9 +57,8 @@ bool has_bad_component(std::string_view name) {
   return false;
 }
 
-std::nullopt_t refuse(std::string_view text, const char *reason, std::string *error) {
-  if (error != nullptr) *error = std::string(text) + ": " + reason;
-  return std::nullopt;
+Error refused(std::string_view text, const char *reason) {
+  return {err_bad_value, std::string(text) + ": " + reason};
 }
 
 int open_below(int root, const char *name, int flags, mode_t mode) {
@@ -90,21 +90,21 @@ int give(char *text, uint32_t size, const std::string &value) {
 
 }  // namespace
 
-std::optional<FileUri> parse_file_uri(std::string_view text, std::string *error) {
+Result<FileUri> parse_file_uri(std::string_view text) {
   const Schema *schema = schema_of(text);
-  if (schema == nullptr) return refuse(text, "is no file; name it flash:NAME or volatile:NAME", error);
+  if (schema == nullptr) return refused(text, "is no file; name it flash:NAME or volatile:NAME");
   std::string_view name = text.substr(schema->scheme.size());
   if (name.starts_with('/')) name.remove_prefix(1);
-  if (name.empty()) return refuse(text, "names no file", error);
+  if (name.empty()) return refused(text, "names no file");
   if (!std::ranges::all_of(name, is_name_character)) {
-    return refuse(text, "has a character that a file's name cannot have here", error);
+    return refused(text, "has a character that a file's name cannot have here");
   }
-  if (has_bad_component(name)) return refuse(text, "has an empty part, \".\" or \"..\" in it", error);
+  if (has_bad_component(name)) return refused(text, "has an empty part, \".\" or \"..\" in it");
   FileUri uri{std::string(schema->scheme), std::string(name)};
   if (file_uri_text(uri).size() >= file_path_size || root_of(*schema).size() + 1 + name.size() >= file_path_size) {
-    return refuse(text, "is too long", error);
+    return refused(text, "is too long");
   }
-  if (leads_out(root_of(*schema), uri.name)) return refuse(text, "goes through a symbolic link", error);
+  if (leads_out(root_of(*schema), uri.name)) return refused(text, "goes through a symbolic link");
   return uri;
 }
 
@@ -113,7 +113,7 @@ std::string file_uri_text(const FileUri &uri) {
 }
 
 std::string file_uri_path(const FileUri &uri) {
-  const auto parsed = parse_file_uri(file_uri_text(uri), nullptr);
+  const auto parsed = parse_file_uri(file_uri_text(uri));
   return parsed ? root_of(*schema_of(uri.scheme)) + "/" + parsed->name : "";
 }
 
@@ -121,7 +121,7 @@ int open_file_below_root(const std::string &path, int flags, mode_t mode) {
   for (const Schema &schema : schemas) {
     const std::string root = root_of(schema);
     if (!path.starts_with(root + "/")) continue;
-    if ((flags & O_CREAT) != 0 && !make_private_directory(root, nullptr)) return -1;
+    if ((flags & O_CREAT) != 0 && !make_private_directory(root)) return -1;
     const FileDescriptor directory = open_root(root);
     return directory ? open_below(directory.get(), path.c_str() + root.size() + 1, flags, mode) : -1;
   }

@@ -4,9 +4,10 @@
 
 #include <sys/types.h>
 
-#include <optional>
 #include <string>
 #include <string_view>
+
+#include "host/result.h"
 
 namespace host {
 
@@ -18,8 +19,8 @@ struct FileUri {
 };
 
 // "flash:NAME" is a file that stays, "volatile:NAME" one that a boot may take away; NAME may have directories, and one
-// slash before it. Nothing when the text names no file there; `error` then says why.
-std::optional<FileUri> parse_file_uri(std::string_view text, std::string *error);
+// slash before it. err_bad_value when the text names no file there.
+Result<FileUri> parse_file_uri(std::string_view text);
 
 std::string file_uri_text(const FileUri &uri);
 

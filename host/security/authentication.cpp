@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "host/errors.h"
 #include "host/status.h"
 #include "platform/syslog.h"
 #include "schedcli.h"
@@ -129,9 +130,9 @@ void leave_only(int outcome) {
   ::_exit(written == sizeof word ? 0 : 1);
 }
 
-uint32_t refuse(const std::string &user, const char *reason, uint32_t status) {
+Error refused_because(const std::string &user, const char *reason, uint32_t status) {
   tarn_syslog(LOG_WARNING, "authentication of user %s for the scheduler %s", user.c_str(), reason);
-  return status;
+  return error_of(status);
 }
 
 }  // namespace
@@ -140,19 +141,18 @@ void use_pam_services(const char *directory) {
   services = directory;
 }
 
-std::shared_ptr<Authentication> Authentication::start(const std::string &user, const ClearText &password,
-                                                      uint32_t *status) {
-  *status = err_busy;
-  if (running >= authentications_at_once) return nullptr;
-  *status = err_io;
+Result<std::shared_ptr<Authentication>> Authentication::start(const std::string &user, const ClearText &password) {
+  if (running >= authentications_at_once) return error_of(err_busy);
+  const auto failed = [] {
+    return Error{err_io, std::string("an authentication cannot be started: ") + std::strerror(errno)};
+  };
   int ends[2];
-  if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return nullptr;
+  if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return failed();
   FileDescriptor outcome(ends[0]), into(ends[1]);
   const pid_t child = ::fork();
-  if (child < 0) return nullptr;
+  if (child < 0) return failed();
   ::setpgid(child, child);  // in both, so that neither depends on who comes first
   if (child == 0) be_child(into.get(), user, password);
-  *status = 0;
   return std::shared_ptr<Authentication>(new Authentication(user, std::move(outcome), child));
 }
 
@@ -176,23 +176,23 @@ void Authentication::end_child() {
   child_ = 0;
 }
 
-uint32_t Authentication::result() {
+Result<void> Authentication::result() {
   unsigned char word = 0;
   const ssize_t count = ::read(outcome_.get(), &word, sizeof word);
   const bool no_answer = count < 0 && errno == EAGAIN;
   end_child();
-  if (no_answer) return refuse(user_, "took too long; see the servers of its PAM modules", err_timed_out);
-  if (count == sizeof word && word == accepted) return 0;
-  return refuse(user_, count == 0 ? "broke off" : "was refused", SCH_STATUS_AUTHENTICATION_FAILED);
+  if (no_answer) return refused_because(user_, "took too long; see the servers of its PAM modules", err_timed_out);
+  if (count == sizeof word && word == accepted) return {};
+  return refused_because(user_, count == 0 ? "broke off" : "was refused", SCH_STATUS_AUTHENTICATION_FAILED);
 }
 
 Answer Authentication::answer() {
   Answer answer;
-  answer.status = result();
+  answer.status = result().code();
   return answer;
 }
 
-uint32_t Authentication::wait() {
+Result<void> Authentication::wait() {
   using std::chrono::milliseconds;
   const auto end = std::chrono::steady_clock::now() + milliseconds(deadline_ms);
   for (;;) {

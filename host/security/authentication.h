@@ -10,6 +10,7 @@
 #include <string>
 
 #include "host/files/file_descriptor.h"
+#include "host/result.h"
 #include "host/security/secret.h"
 #include "host/transport/transport.h"
 
@@ -22,15 +23,14 @@ void use_pam_services(const char *directory);  // instead of the system's, for t
 
 class Authentication : public PendingAnswer {
  public:
-  // Empty on failure, with a status.
-  static std::shared_ptr<Authentication> start(const std::string &user, const ClearText &password, uint32_t *status);
+  static Result<std::shared_ptr<Authentication>> start(const std::string &user, const ClearText &password);
   ~Authentication() override;
   Authentication(const Authentication &) = delete;
   Authentication &operator=(const Authentication &) = delete;
 
-  uint32_t result();         // once `descriptor` is readable or its time is over
+  Result<void> result();     // once `descriptor` is readable or its time is over
   Answer answer() override;  // the result as a status
-  uint32_t wait();           // until then
+  Result<void> wait();       // until then
 
  private:
   Authentication(std::string user, FileDescriptor outcome, pid_t child);

@@ -2,7 +2,6 @@
 #include "host/security/key.h"
 
 #include <sys/random.h>
-#include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,24 +11,18 @@
 #include "host/files/private_file.h"
 #include "host/files/whole_file.h"
 #include "host/status.h"
-#include "platform/syslog.h"
 
 namespace host {
 
 namespace {
 
-uint32_t report(const Error &error) {
-  tarn_syslog(LOG_ERR, "%s", error.text.c_str());
-  return error.code;
-}
-
-uint32_t make_key() {
+Result<void> make_key() {
   std::array<char, security_key_size> key;
   if (getrandom(key.data(), key.size(), 0) != ssize_t{security_key_size})
-    return report({err_io, "no random bytes for the key of the stored passwords"});
-  const Result<void> written = write_whole_file(security_key_path(), key);
+    return Error{err_io, "no random bytes for the key of the stored passwords"};
+  Result<void> written = write_whole_file(security_key_path(), key);
   explicit_bzero(key.data(), key.size());
-  return written ? 0 : report(written.error());
+  return written;
 }
 
 }  // namespace
@@ -38,20 +31,21 @@ std::string security_key_path() {
   return paths().state + "/security.key";
 }
 
-uint32_t SecurityKey::load() {
+Result<void> SecurityKey::load() {
   const std::string path = security_key_path();
   Result<std::optional<std::string>> read = read_private_file(path, bytes_.size());
-  if (!read) return report(read.error());
+  if (!read) return read.error();
   if (!*read)
-    return report({err_io, path + ": the key of the stored passwords is missing; restore it, or remove the passwords"});
+    return Error{err_io, path + ": the key of the stored passwords is missing; restore it, or remove the passwords"};
   std::string &content = **read;
   const bool fits = content.size() == bytes_.size();
   if (fits) std::copy(content.begin(), content.end(), bytes_.begin());
   explicit_bzero(content.data(), content.size());
-  return fits ? 0 : report({err_store_foreign, path + ": is no key; restore it from a backup"});
+  if (!fits) return Error{err_store_foreign, path + ": is no key; restore it from a backup"};
+  return {};
 }
 
-uint32_t provide_security_key(bool passwords_stored) {
+Result<void> provide_security_key(bool passwords_stored) {
   const bool absent = ::access(security_key_path().c_str(), F_OK) != 0 && errno == ENOENT;
   if (absent && !passwords_stored) return make_key();
   SecurityKey key;

@@ -4,9 +4,10 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <string>
+
+#include "host/result.h"
 
 namespace host {
 
@@ -19,7 +20,7 @@ class SecurityKey {
   SecurityKey &operator=(const SecurityKey &) = delete;
   ~SecurityKey() { explicit_bzero(bytes_.data(), bytes_.size()); }
 
-  uint32_t load();  // 0, err_io or err_store_foreign; a line in the system log says why
+  Result<void> load();  // err_io or err_store_foreign
   const unsigned char *data() const { return bytes_.data(); }
 
  private:
@@ -27,7 +28,7 @@ class SecurityKey {
 };
 
 // Makes a new key when there is none. Not while passwords are stored: a lost key is to be restored, not replaced.
-uint32_t provide_security_key(bool passwords_stored);
+Result<void> provide_security_key(bool passwords_stored);
 
 std::string security_key_path();
 

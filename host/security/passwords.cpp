@@ -1,28 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/security/passwords.h"
 
-#include <syslog.h>
-
 #include <sstream>
 
+#include "host/errors.h"
 #include "host/files/paths.h"
 #include "host/files/private_file.h"
 #include "host/files/whole_file.h"
 #include "host/security/seal.h"
 #include "host/security/users.h"
 #include "host/status.h"
-#include "platform/syslog.h"
 
 namespace host {
 
 namespace {
 
 constexpr std::size_t file_limit = 4 * 1024 * 1024;  // 25,000 users; above it is some other file
-
-uint32_t report(const Error &error) {
-  tarn_syslog(LOG_ERR, "%s", error.text.c_str());
-  return error.code;
-}
 
 bool take_line(const std::string &line, SealedPasswords *passwords) {
   const std::size_t blank = line.find(' ');
@@ -45,22 +38,20 @@ std::string passwords_path() {
   return paths().state + "/passwords";
 }
 
-uint32_t read_passwords(SealedPasswords *passwords) {
-  passwords->clear();
+Result<SealedPasswords> read_passwords() {
   const Result<std::optional<std::string>> content = read_private_file(passwords_path(), file_limit);
-  if (!content) return report(content.error());
-  if (!*content || parse(**content, passwords)) return 0;
-  passwords->clear();
-  return report({err_store_foreign, passwords_path() + ": is damaged; restore it from a backup or remove it"});
+  if (!content) return content.error();
+  SealedPasswords passwords;
+  if (!*content || parse(**content, &passwords)) return passwords;
+  return Error{err_store_foreign, passwords_path() + ": is damaged; restore it from a backup or remove it"};
 }
 
-uint32_t write_passwords(const SealedPasswords &passwords) {
+Result<void> write_passwords(const SealedPasswords &passwords) {
   std::string content;
   for (const auto &[name, sealed] : passwords)
     content.append(name).append(" ").append(sealed).append("\n");
-  if (content.size() > file_limit) return err_too_large;
-  const Result<void> written = write_whole_file(passwords_path(), content);
-  return written ? 0 : report(written.error());
+  if (content.size() > file_limit) return error_of(err_too_large);
+  return write_whole_file(passwords_path(), content);
 }
 
 }  // namespace host

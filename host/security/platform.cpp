@@ -3,8 +3,9 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <new>
 
+#include "host/errors.h"
+#include "host/guard.h"
 #include "host/security/record.h"
 #include "host/security/secret.h"
 #include "host/security/security.h"
@@ -23,12 +24,20 @@ Result<Bytes> ask_service(HostOperation operation, const sch_security_user_rec &
   return control_request(static_cast<uint32_t>(operation), bytes_of(record));
 }
 
-uint32_t read_from_service(sch_security_user_rec *record) {
-  const Result<Bytes> reply = ask_service(HostOperation::security_read, *record);
-  if (!reply) return reply.code();
-  if (reply->size() != sizeof *record) return err_bad_reply;
-  std::memcpy(record, reply->data(), sizeof *record);
-  return is_terminated(*record) ? 0 : err_bad_reply;
+Result<sch_security_user_rec> read_from_service(const sch_security_user_rec &asked) {
+  const Result<Bytes> reply = ask_service(HostOperation::security_read, asked);
+  if (!reply) return reply.error();
+  sch_security_user_rec record = {};
+  if (reply->size() != sizeof record) return error_of(err_bad_reply);
+  std::memcpy(&record, reply->data(), sizeof record);
+  if (!is_terminated(record)) return error_of(err_bad_reply);
+  return record;
+}
+
+uint32_t read_into(sch_security_user_rec *record, const std::string &user) {
+  const auto read = security_is_service() ? security_read(user) : read_from_service(*record);
+  if (read) *record = *read;
+  return read.code();
 }
 
 uint32_t configure(uint32_t operation, sch_security_user_rec *record) {
@@ -36,18 +45,22 @@ uint32_t configure(uint32_t operation, sch_security_user_rec *record) {
   const std::string user(text_of(record->user_name));
   switch (operation) {
     case operation_read:
-      return here ? security_read(user, record) : read_from_service(record);
+      return read_into(record, user);
     case operation_store:
-      return here ? security_store(*record) : ask_service(HostOperation::security_store, *record).code();
+      return here ? security_store(*record).code() : ask_service(HostOperation::security_store, *record).code();
     case operation_remove:
-      return here ? security_remove(user) : ask_service(HostOperation::security_remove, *record).code();
+      return here ? security_remove(user).code() : ask_service(HostOperation::security_remove, *record).code();
     default:
       return err_bad_value;
   }
 }
 
+uint32_t no_memory() {
+  return err_no_memory;
+}
+
 uint32_t authenticate(const std::string &user, const std::string &sealed) {
-  if (security_is_service()) return security_authenticate(user, sealed);
+  if (security_is_service()) return security_authenticate(user, sealed).code();
   const sch_security_user_rec record = security_record(user, security_form_sealed, sealed);
   return ask_service(HostOperation::security_authenticate, record).code();
 }
@@ -59,20 +72,12 @@ uint32_t authenticate(const std::string &user, const std::string &sealed) {
 using namespace host;
 
 int check_if_user_remote(uint32_t, const char *user_name) {
-  try {
-    return user_is_local(user_name) ? 0 : 1;
-  } catch (const std::bad_alloc &) {
-    return 1;  // the stricter of the two
-  }
+  return guarded([&] { return user_is_local(user_name) ? 0 : 1; }, [] { return 1; });  // the stricter of the two
 }
 
 int cmi_security_user_config(uint32_t, uint32_t operation, struct sch_security_user_rec *record) {
-  try {
-    if (!is_terminated(*record)) return static_cast<int>(err_bad_value);
-    return static_cast<int>(configure(operation, record));
-  } catch (const std::bad_alloc &) {
-    return static_cast<int>(err_no_memory);
-  }
+  if (!is_terminated(*record)) return static_cast<int>(err_bad_value);
+  return static_cast<int>(guarded([&] { return configure(operation, record); }, no_memory));
 }
 
 // The "clear" text is the sealed one itself: only the service opens it (host/security/security.h).
@@ -92,12 +97,8 @@ int security_conf_decrypt(const char *text, uint32_t length_with_nul, uint32_t f
 int aaa_scheduler_authenticate(const char *user_name, const char *clear_password, const char *, const char *,
                                const char *, uint32_t, aaa_result *result) {
   *result = {};
-  try {
-    const uint32_t status = authenticate(user_name, clear_password);
-    result->words[0] = status;
-    result->words[1] = status == 0 ? 1 : 0;
-    return status == 0 || status == SCH_STATUS_AUTHENTICATION_FAILED ? 0 : static_cast<int>(status);
-  } catch (const std::bad_alloc &) {
-    return static_cast<int>(err_no_memory);
-  }
+  const uint32_t status = guarded([&] { return authenticate(user_name, clear_password); }, no_memory);
+  result->words[0] = status;
+  result->words[1] = status == 0 ? 1 : 0;
+  return status == 0 || status == SCH_STATUS_AUTHENTICATION_FAILED ? 0 : static_cast<int>(status);
 }

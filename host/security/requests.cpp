@@ -29,10 +29,11 @@ Answer with_status(uint32_t status) {
 }
 
 Answer read_for(const std::string &user) {
-  sch_security_user_rec record = {};
-  Answer answer = with_status(security_read(user, &record));
-  const std::span<const std::byte> bytes = bytes_of(record);
-  if (answer.status == 0) answer.reply = Bytes(bytes.begin(), bytes.end());
+  const Result<sch_security_user_rec> record = security_read(user);
+  if (!record) return with_status(record.code());
+  const std::span<const std::byte> bytes = bytes_of(*record);
+  Answer answer;
+  answer.reply = Bytes(bytes.begin(), bytes.end());
   return answer;
 }
 
@@ -48,9 +49,9 @@ Answer answer_security_request(uint32_t operation, std::span<const std::byte> pa
     case HostOperation::security_read:
       return read_for(user);
     case HostOperation::security_store:
-      return with_status(security_store(request.record));
+      return with_status(security_store(request.record).code());
     case HostOperation::security_remove:
-      return with_status(security_remove(user));
+      return with_status(security_remove(user).code());
     case HostOperation::security_authenticate:
       return security_authenticate_later(user, std::string(text_of(request.record.password)));
     default:

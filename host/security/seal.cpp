@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "host/errors.h"
 #include "host/security/key.h"
 #include "host/security/sodium.h"
 #include "host/status.h"
@@ -28,6 +29,10 @@ std::string purpose_of(const std::string &user) {
   return "schedcli scheduler password of " + user;
 }
 
+Error no_library() {
+  return {err_io, "libsodium cannot be loaded"};
+}
+
 const unsigned char *bytes(const std::string &text) {
   return reinterpret_cast<const unsigned char *>(text.data());
 }
@@ -48,41 +53,41 @@ bool to_box(const Sodium &library, const std::string &text, Box *box) {
 
 }  // namespace
 
-uint32_t seal_password(const std::string &user, std::string_view clear, std::string *sealed) {
-  if (clear.empty()) return err_bad_value;
-  if (clear.size() > password_limit) return err_password_too_long;
+Result<std::string> seal_password(const std::string &user, std::string_view clear) {
+  if (clear.empty()) return error_of(err_bad_value);
+  if (clear.size() > password_limit) return error_of(err_password_too_long);
   const Sodium *const library = sodium();
-  if (library == nullptr) return err_io;
+  if (library == nullptr) return no_library();
   SecurityKey key;
-  if (const uint32_t status = key.load()) return status;
+  if (const Result<void> loaded = key.load(); !loaded) return loaded.error();
   ClearText padded;
   std::copy(clear.begin(), clear.end(), padded.bytes.begin());
   std::size_t size = 0;
   library->pad(&size, padded.bytes.data(), clear.size(), padded_size, padded_size);
   Box box;
-  if (getrandom(box.data(), nonce_size, 0) != ssize_t{nonce_size}) return err_io;
+  if (getrandom(box.data(), nonce_size, 0) != ssize_t{nonce_size})
+    return Error{err_io, "no random bytes to seal a password with"};
   const std::string purpose = purpose_of(user);
   library->encrypt(box.data() + nonce_size, nullptr, padded.bytes.data(), padded_size, bytes(purpose), purpose.size(),
                    nullptr, box.data(), key.data());
-  *sealed = to_text(*library, box);
-  return 0;
+  return to_text(*library, box);
 }
 
-uint32_t open_password(const std::string &user, const std::string &sealed, ClearText *clear) {
+Result<void> open_password(const std::string &user, const std::string &sealed, ClearText *clear) {
   const Sodium *const library = sodium();
-  if (library == nullptr) return err_io;
+  if (library == nullptr) return no_library();
   Box box;
-  if (!to_box(*library, sealed, &box)) return err_bad_value;
+  if (!to_box(*library, sealed, &box)) return error_of(err_bad_value);
   SecurityKey key;
-  if (const uint32_t status = key.load()) return status;
+  if (const Result<void> loaded = key.load(); !loaded) return loaded.error();
   const std::string purpose = purpose_of(user);
   if (library->decrypt(clear->bytes.data(), nullptr, nullptr, box.data() + nonce_size, box.size() - nonce_size,
                        bytes(purpose), purpose.size(), box.data(), key.data()) != 0)
-    return err_bad_value;
+    return error_of(err_bad_value);
   std::size_t size = 0;
-  if (library->unpad(&size, clear->bytes.data(), padded_size, padded_size) != 0) return err_bad_value;
+  if (library->unpad(&size, clear->bytes.data(), padded_size, padded_size) != 0) return error_of(err_bad_value);
   clear->bytes[size] = 0;  // the padding's mark stands there
-  return 0;
+  return {};
 }
 
 }  // namespace host

@@ -3,10 +3,10 @@
 // password field of a security record with its terminator.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "host/result.h"
 #include "host/security/secret.h"
 
 namespace host {
@@ -14,9 +14,9 @@ namespace host {
 inline constexpr std::size_t sealed_length = 127;
 
 // err_bad_value for an empty password, err_password_too_long, or why the key cannot be had.
-uint32_t seal_password(const std::string &user, std::string_view clear, std::string *sealed);
+Result<std::string> seal_password(const std::string &user, std::string_view clear);
 
 // err_bad_value when it was not sealed for this user under this key.
-uint32_t open_password(const std::string &user, const std::string &sealed, ClearText *clear);
+Result<void> open_password(const std::string &user, const std::string &sealed, ClearText *clear);
 
 }  // namespace host

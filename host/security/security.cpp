@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/security/security.h"
 
-#include <cstring>
-#include <string_view>
+#include <syslog.h>
 
+#include "host/errors.h"
 #include "host/security/authentication.h"
 #include "host/security/key.h"
 #include "host/security/passwords.h"
@@ -11,6 +11,7 @@
 #include "host/security/seal.h"
 #include "host/security/users.h"
 #include "host/status.h"
+#include "platform/syslog.h"
 
 namespace host {
 
@@ -18,74 +19,93 @@ namespace {
 
 bool is_service = false;
 
-uint32_t to_sealed(const std::string &user, const sch_security_user_rec &record, std::string *sealed) {
-  const std::string_view password = text_of(record.password);
-  if (record.form == security_form_clear) return seal_password(user, password, sealed);
-  if (record.form != security_form_sealed) return err_bad_value;
-  *sealed = password;
-  ClearText clear;
-  return open_password(user, *sealed, &clear);
+template <typename Value>
+Result<Value> reported(Result<Value> result) {
+  const bool files_are_bad = result.code() == err_io || result.code() == err_store_foreign;
+  if (files_are_bad) tarn_syslog(LOG_ERR, "%s", result.error().text.c_str());
+  return result;
 }
 
-std::shared_ptr<Authentication> start_authentication(const std::string &user, const std::string &sealed,
-                                                     uint32_t *status) {
+Result<std::string> sealed_of(const std::string &user, const sch_security_user_rec &record) {
+  const std::string password(text_of(record.password));
+  if (record.form == security_form_clear) return seal_password(user, text_of(record.password));
+  if (record.form != security_form_sealed) return error_of(err_bad_value);
+  ClearText clear;
+  if (const Result<void> opened = open_password(user, password, &clear); !opened) return opened.error();
+  return password;
+}
+
+Result<sch_security_user_rec> read_record(const std::string &user) {
+  const Result<SealedPasswords> passwords = read_passwords();
+  if (!passwords) return passwords.error();
+  const auto found = passwords->find(user);
+  if (found == passwords->end()) return error_of(SCH_STATUS_NO_PASSWORD);
+  return security_record(user, security_form_sealed, found->second);
+}
+
+Result<void> store_record(const sch_security_user_rec &record) {
+  const std::string user(text_of(record.user_name));
+  if (!is_terminated(record) || !is_user_name(user)) return error_of(err_bad_value);
+  Result<SealedPasswords> passwords = read_passwords();
+  if (!passwords) return passwords.error();
+  const Result<std::string> sealed = sealed_of(user, record);
+  if (!sealed) return sealed.error();
+  passwords->insert_or_assign(user, *sealed);
+  return write_passwords(*passwords);
+}
+
+Result<void> remove_record(const std::string &user) {
+  Result<SealedPasswords> passwords = read_passwords();
+  if (!passwords) return passwords.error();
+  return passwords->erase(user) == 0 ? error_of(SCH_STATUS_NO_PASSWORD) : write_passwords(*passwords);
+}
+
+Result<std::shared_ptr<Authentication>> start_authentication(const std::string &user, const std::string &sealed) {
   const NoCore no_core;
   ClearText clear;
-  *status = open_password(user, sealed, &clear);
-  if (*status == err_bad_value) *status = SCH_STATUS_AUTHENTICATION_FAILED;
-  return *status == 0 ? Authentication::start(user, clear, status) : nullptr;
+  if (const Result<void> opened = open_password(user, sealed, &clear); !opened)
+    return opened.code() == err_bad_value ? error_of(SCH_STATUS_AUTHENTICATION_FAILED) : opened.error();
+  return Authentication::start(user, clear);
 }
 
 }  // namespace
 
-uint32_t security_become_service() {
-  SealedPasswords passwords;
-  if (const uint32_t status = read_passwords(&passwords)) return status;
-  const uint32_t status = provide_security_key(!passwords.empty());
-  is_service = status == 0;
-  return status;
+Result<void> security_become_service() {
+  const Result<SealedPasswords> passwords = read_passwords();
+  if (!passwords) return passwords.error();
+  Result<void> provided = provide_security_key(!passwords->empty());
+  is_service = provided.ok();
+  return provided;
 }
 
 bool security_is_service() {
   return is_service;
 }
 
-uint32_t security_read(const std::string &user, sch_security_user_rec *record) {
-  SealedPasswords passwords;
-  if (const uint32_t status = read_passwords(&passwords)) return status;
-  const auto found = passwords.find(user);
-  if (found == passwords.end()) return SCH_STATUS_NO_PASSWORD;
-  *record = security_record(user, security_form_sealed, found->second);
-  return 0;
+Result<sch_security_user_rec> security_read(const std::string &user) {
+  return reported(read_record(user));
 }
 
-uint32_t security_store(const sch_security_user_rec &record) {
+Result<void> security_store(const sch_security_user_rec &record) {
   const NoCore no_core;
-  const std::string user(text_of(record.user_name));
-  if (!is_terminated(record) || !is_user_name(user)) return err_bad_value;
-  SealedPasswords passwords;
-  if (const uint32_t status = read_passwords(&passwords)) return status;
-  std::string sealed;
-  if (const uint32_t status = to_sealed(user, record, &sealed)) return status;
-  passwords.insert_or_assign(user, sealed);
-  return write_passwords(passwords);
+  return reported(store_record(record));
 }
 
-uint32_t security_remove(const std::string &user) {
-  SealedPasswords passwords;
-  if (const uint32_t status = read_passwords(&passwords)) return status;
-  return passwords.erase(user) == 0 ? SCH_STATUS_NO_PASSWORD : write_passwords(passwords);
+Result<void> security_remove(const std::string &user) {
+  return reported(remove_record(user));
 }
 
-uint32_t security_authenticate(const std::string &user, const std::string &sealed) {
-  uint32_t status = 0;
-  const std::shared_ptr<Authentication> authentication = start_authentication(user, sealed, &status);
-  return authentication ? authentication->wait() : status;
+Result<void> security_authenticate(const std::string &user, const std::string &sealed) {
+  const auto authentication = reported(start_authentication(user, sealed));
+  if (!authentication) return authentication.error();
+  return (*authentication)->wait();
 }
 
 Answer security_authenticate_later(const std::string &user, const std::string &sealed) {
+  const auto authentication = reported(start_authentication(user, sealed));
   Answer answer;
-  answer.pending = start_authentication(user, sealed, &answer.status);
+  answer.status = authentication.code();
+  if (authentication) answer.pending = *authentication;
   return answer;
 }
 

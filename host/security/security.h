@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 
+#include "host/result.h"
 #include "host/security/users.h"
 #include "host/transport/transport.h"
 #include "schedcli.h"
@@ -19,16 +20,17 @@ namespace host {
 // process they ask the service, so that a clear password crosses the socket once, when it is set, and never comes back:
 // what security_conf_decrypt hands out is the sealed text itself, and aaa_scheduler_authenticate sends that to the
 // service, which opens it and runs PAM under the service name "schedcli".
-uint32_t security_become_service();  // makes the key at first use; a line in the system log says what is wrong
+Result<void> security_become_service();  // makes the key at first use
 bool security_is_service();
 
-uint32_t security_read(const std::string &user, sch_security_user_rec *record);  // form 7; SCH_STATUS_NO_PASSWORD
-uint32_t security_store(const sch_security_user_rec &record);  // form 0 is sealed; form 7 must open for this very user
-uint32_t security_remove(const std::string &user);             // SCH_STATUS_NO_PASSWORD when there is none
+// What is wrong with the files is told in the system log as well: whoever asked may not be the one to mend it.
+Result<sch_security_user_rec> security_read(const std::string &user);  // form 7; SCH_STATUS_NO_PASSWORD
+Result<void> security_store(const sch_security_user_rec &record);  // form 0 is sealed; form 7 must open for this user
+Result<void> security_remove(const std::string &user);             // SCH_STATUS_NO_PASSWORD when there is none
 
-// 0: accepted; SCH_STATUS_AUTHENTICATION_FAILED, or err_timed_out after 10 seconds. Waits for PAM, which may ask a
-// server; security_authenticate_later does not: the server's clients are served meanwhile.
-uint32_t security_authenticate(const std::string &user, const std::string &sealed);
+// Success is acceptance; SCH_STATUS_AUTHENTICATION_FAILED, or err_timed_out after 10 seconds. Waits for PAM, which may
+// ask a server; security_authenticate_later does not: the server's clients are served meanwhile.
+Result<void> security_authenticate(const std::string &user, const std::string &sealed);
 Answer security_authenticate_later(const std::string &user, const std::string &sealed);
 
 // Answers a request HostOperation::security_*, where its caller may use the record of that user.

@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 
+#include "host/guard.h"
 #include "host/status.h"
 #include "host/store/failure.h"
 
@@ -26,15 +27,20 @@ void append(std::vector<std::byte> *notes, const void *data, std::size_t size) {
   notes->insert(notes->end(), bytes, bytes + size);
 }
 
-int note(std::vector<std::byte> *notes, const Change &change) try {
+void write_note(std::vector<std::byte> *notes, const RecordChange &change) {
   NoteHead head{change.key.mv_size, {}};
   if (change.value != nullptr) head.value_size = change.value->mv_size;
   append(notes, &head, sizeof head);
   append(notes, change.key.mv_data, change.key.mv_size);
   if (change.value != nullptr) append(notes, change.value->mv_data, change.value->mv_size);
-  return 0;
-} catch (const std::bad_alloc &) {
-  return ENOMEM;
+}
+
+int note(std::vector<std::byte> *notes, const RecordChange &change) {
+  const auto written = [&] {
+    write_note(notes, change);
+    return 0;
+  };
+  return guarded(written, [] { return ENOMEM; });
 }
 
 MDB_val take(std::span<std::byte> *notes, std::size_t size) {
@@ -43,7 +49,7 @@ MDB_val take(std::span<std::byte> *notes, std::size_t size) {
   return taken;
 }
 
-int apply(MDB_txn *transaction, const Change &change) {
+int apply(MDB_txn *transaction, const RecordChange &change) {
   MDB_val key = change.key;
   if (change.value == nullptr) return mdb_del(transaction, store_table, &key, nullptr);
   MDB_val value = *change.value;
@@ -117,7 +123,7 @@ Result<void> begin_batch(Store &store) {
   return store_result(code, store.path, store.data_file());
 }
 
-Result<void> change_batch(Store &store, const Change &change) {
+Result<void> change_batch(Store &store, const RecordChange &change) {
   Batch &batch = store.batch;
   if (batch.failure.code != 0) return batch.failure;
   const std::size_t noted = batch.changes.size();

@@ -10,7 +10,7 @@
 
 namespace host {
 
-struct Change {
+struct RecordChange {
   MDB_val key;
   const MDB_val *value;  // null: the key goes
 };
@@ -18,7 +18,7 @@ struct Change {
 // A batch that needs a larger map than the store has begins anew in one, up to the bound.
 Result<void> begin_batch(Store &store);  // none may be open; walks go on from their last key afterwards
 // PSS_ERR_NO_KEY leaves the batch as it is. Any other failure makes it useless, and is what the next change gives too.
-Result<void> change_batch(Store &store, const Change &change);
+Result<void> change_batch(Store &store, const RecordChange &change);
 Result<void> commit_batch(Store &store);  // durably, unless it has failed or changed nothing
 void abort_batch(Store &store);
 

@@ -90,6 +90,11 @@ Error store_error(uint32_t status, const std::string &path, const std::string &r
   return error;
 }
 
+Error no_place_for_stores(Error error) {
+  error.code = error.code == err_absent ? err_store_absent : err_not_permitted;
+  return error;
+}
+
 Result<void> store_result(int code, const std::string &path, int data_file) {
   if (code == 0) return {};
   return store_error(mapped(code, data_file), path, mdb_strerror(code));

@@ -12,6 +12,9 @@ namespace host {
 // "PATH: REASON; ADVICE", with what to do about this status.
 Error store_error(uint32_t status, const std::string &path, const std::string &reason);
 
+// The state directory cannot be used: what that is for a store in it.
+Error no_place_for_stores(Error error);
+
 // `code` is LMDB's or errno's; 0 is success. `data_file` tells a short write on a full disk from a broken one; -1:
 // unknown.
 Result<void> store_result(int code, const std::string &path, int data_file = -1);

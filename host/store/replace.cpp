@@ -84,13 +84,8 @@ Error uri_failed(const char *uri) {
   return store_error(err_store_uri, uri != nullptr ? uri : "(no URI)", "is not a URI of a store");
 }
 
-uint32_t directory_status() {
-  return errno == ENOENT ? err_store_absent : err_not_permitted;
-}
-
 Result<pss_handle> create_store(const std::string &path) {
-  std::string error;
-  if (!make_private_directory(paths().state, &error)) return Error{directory_status(), error};
+  if (Result<void> made = make_private_directory(paths().state); !made) return no_place_for_stores(made.error());
   const DirectoryGate gate(path, DirectoryGate::For::replacing);
   if (!gate.held()) return store_result(errno, path).error();
   if (exists(path)) return store_error(PSS_ERR_EXISTS, path, "exists already");
@@ -102,10 +97,7 @@ Result<pss_handle> create_store(const std::string &path) {
 }
 
 Result<pss_handle> open_existing(const std::string &path) {
-  std::string error;
-  if (!is_private_directory(paths().state, &error)) {
-    return Error{directory_status(), error};
-  }
+  if (Result<void> safe = check_private_directory(paths().state); !safe) return no_place_for_stores(safe.error());
   const DirectoryGate gate(path, DirectoryGate::For::opening);
   if (!gate.held()) return store_result(errno, path).error();
   return open_path(path);

@@ -213,10 +213,7 @@ Result<pss_handle> open_alone(const std::string &path) {
 Result<void> store_dump(const char *uri, FILE *out) {
   const std::string path = store_path(uri);
   if (path.empty()) return not_a_store(uri);
-  std::string error;
-  if (!is_private_directory(paths().state, &error)) {
-    return Error{errno == ENOENT ? err_store_absent : err_not_permitted, error};
-  }
+  if (Result<void> safe = check_private_directory(paths().state); !safe) return no_place_for_stores(safe.error());
   const Result<pss_handle> handle = open_alone(path);
   if (!handle) return handle.error();
   const int code = write_records(*store_of(*handle), out);
@@ -228,9 +225,8 @@ Result<void> store_dump(const char *uri, FILE *out) {
 
 Result<void> store_load(const char *uri, FILE *in) {
   const std::string path = store_path(uri);
-  std::string error;
   if (path.empty()) return not_a_store(uri);
-  if (!make_private_directory(paths().state, &error)) return Error{err_not_permitted, error};
+  if (Result<void> made = make_private_directory(paths().state); !made) return no_place_for_stores(made.error());
   return load_into(path, in);
 }
 

@@ -5,9 +5,9 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <new>
 
 #include "host/errors.h"
+#include "host/guard.h"
 #include "host/status.h"
 #include "host/transport/connection.h"
 
@@ -64,40 +64,39 @@ uint32_t copy_reply(std::span<const std::byte> body, void **reply, uint32_t *len
   return 0;
 }
 
-uint32_t exchange(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline, Frame *answer) {
+// The service's own refusal of a request is a failure of it as any other.
+Result<Frame> unless_refused(Result<Frame> frame) {
+  if (!frame || frame->header.status == 0) return frame;
+  return error_of(frame->header.status);
+}
+
+Result<Frame> exchange(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline) {
   Connection &connection = request_connection();
-  if (const uint32_t status = connection.send(header, body, deadline)) return status;
-  if (const uint32_t status = connection.receive(header.service, header.token, deadline, answer)) return status;
-  return answer->header.status;
+  if (const Result<void> sent = connection.send(header, body, deadline); !sent) return sent.error();
+  return unless_refused(connection.receive(header.service, header.token, deadline));
 }
 
 // The pieces of the reply, one after the other.
-uint32_t exchange_joining(std::span<const std::byte> body, Bytes *whole) {
+Result<Bytes> exchange_joining(std::span<const std::byte> body) {
   const Deadline deadline = Deadline::of_reply();
   const FrameHeader header = request_header(service_control, 0, body.size(), nullptr, nullptr);
-  Frame frame;
-  uint32_t status = exchange(header, body, deadline, &frame);
-  while (status == 0 && frame.header.kind == FrameKind::reply) {
-    if (whole->size() + frame.body.size() > control_reply_limit) {
+  Bytes whole;
+  Result<Frame> frame = exchange(header, body, deadline);
+  while (frame && frame->header.kind == FrameKind::reply) {
+    if (whole.size() + frame->body.size() > control_reply_limit) {
       request_connection().close();  // the rest has no reader
-      return err_too_large;
+      return error_of(err_too_large);
     }
-    whole->insert(whole->end(), frame.body.begin(), frame.body.end());
-    if ((frame.header.flags & frame_flag_more) == 0) break;
-    status = request_connection().receive(header.service, header.token, deadline, &frame);
-    if (status == 0) status = frame.header.status;
+    whole.insert(whole.end(), frame->body.begin(), frame->body.end());
+    if ((frame->header.flags & frame_flag_more) == 0) break;
+    frame = unless_refused(request_connection().receive(header.service, header.token, deadline));
   }
-  return status;
+  if (!frame) return frame.error();
+  return whole;
 }
 
-// No exception crosses into the library.
-template <typename Operation>
-uint32_t guarded(Operation operation) {
-  try {
-    return operation();
-  } catch (const std::bad_alloc &) {
-    return err_no_memory;
-  }
+uint32_t no_memory() {
+  return err_no_memory;
 }
 
 }  // namespace
@@ -106,11 +105,9 @@ Result<Bytes> control_request(uint32_t operation, std::span<const std::byte> pay
   Bytes body(sizeof operation + payload.size());
   std::memcpy(body.data(), &operation, sizeof operation);
   std::copy(payload.begin(), payload.end(), body.begin() + sizeof operation);
-  Bytes whole;
-  const uint32_t status = exchange_joining(body, &whole);
+  Result<Bytes> reply = exchange_joining(body);
   explicit_bzero(body.data(), body.size());  // a password may be in it
-  if (status != 0) return error_of(status);
-  return whole;
+  return reply;
 }
 
 }  // namespace host
@@ -119,19 +116,19 @@ using namespace host;
 
 uint32_t cmi_req_resp(uint32_t service, uint32_t message_class, void *request, void **reply, uint32_t *length,
                       const char *user_name, const char *peer_name, uint32_t, uint32_t, uint32_t) {
-  return guarded([&] {
-    *reply = nullptr;
-    Frame answer;
+  *reply = nullptr;
+  const auto ask = [&] {
     const FrameHeader header = request_header(service, message_class, *length, user_name, peer_name);
-    const uint32_t status = exchange(header, bytes_of(request, *length), Deadline::of_reply(), &answer);
-    return status != 0 ? status : copy_reply(answer.body, reply, length);
-  });
+    const Result<Frame> answer = exchange(header, bytes_of(request, *length), Deadline::of_reply());
+    return answer ? copy_reply(answer->body, reply, length) : answer.code();
+  };
+  return guarded(ask, no_memory);
 }
 
 uint32_t cmi_send_request(uint32_t service, uint32_t message_class, const void *request, uint32_t length,
                           const char *user_name, const char *peer_name, uint32_t, uint32_t, uint32_t,
                           cmi_sent_request *sent) {
-  return guarded([&] {
+  const auto send = [&] {
     Stream &current = stream();
     current.connection.close();
     const FrameHeader header = request_header(service, message_class, length, user_name, peer_name);
@@ -139,8 +136,9 @@ uint32_t cmi_send_request(uint32_t service, uint32_t message_class, const void *
     current.token = header.token;
     *sent = {};
     sent->words[0] = header.token;
-    return current.connection.send(header, bytes_of(request, length), Deadline::of_reply());
-  });
+    return current.connection.send(header, bytes_of(request, length), Deadline::of_reply()).code();
+  };
+  return guarded(send, no_memory);
 }
 
 uint32_t mts_rr_token_get(const cmi_sent_request *sent) {
@@ -152,9 +150,8 @@ int mts_recv(uint32_t, mts_message *message, const mts_selector *selector) {
   *message = {};
   if (selector->words[0] != selects_token || selector->words[3] != current.token) return -1;
   if (!current.connection.usable()) return -1;
-  Frame frame;
-  if (current.connection.receive(current.service, current.token, Deadline::of_reply(), &frame) != 0) return -1;
-  if (frame.header.kind == FrameKind::stream_end) return -1;
+  const Result<Frame> frame = current.connection.receive(current.service, current.token, Deadline::of_reply());
+  if (!frame || frame->header.kind == FrameKind::stream_end) return -1;
   const std::span<const std::byte> whole = current.connection.frame();
   *message = {whole.data(), static_cast<uint32_t>(whole.size())};
   return 0;

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <ctime>
 
+#include "host/errors.h"
 #include "host/files/paths.h"
 #include "host/status.h"
 #include "host/transport/address.h"
@@ -39,13 +40,13 @@ int64_t monotonic_ms() {
   return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
-uint32_t wait_to_send(int socket, Deadline deadline) {
+Result<void> wait_to_send(int socket, Deadline deadline) {
   for (;;) {
     pollfd watched = {socket, POLLOUT, 0};
     const int count = ::poll(&watched, 1, deadline.remaining_ms());
-    if (count > 0) return 0;
-    if (count == 0) return err_timed_out;
-    if (errno != EINTR) return err_io;
+    if (count > 0) return {};
+    if (count == 0) return error_of(err_timed_out);
+    if (errno != EINTR) return error_of(err_io);
   }
 }
 
@@ -133,7 +134,7 @@ bool Connection::usable() const {
   return socket_ && path_ == paths().socket && forks_ == forks_so_far();
 }
 
-uint32_t Connection::open(Deadline deadline) {
+Result<void> Connection::open(Deadline deadline) {
   close();
   path_ = paths().socket;
   forks_ = forks_so_far();
@@ -141,49 +142,48 @@ uint32_t Connection::open(Deadline deadline) {
   buffer_.resize(frame_limit + 1);
   frame_ = rest_ = {};
   const std::optional<SocketAddress> address = socket_address(path_);
-  if (!address) return status_of_connect(errno);
+  if (!address) return error_of(status_of_connect(errno));
   FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-  if (!socket) return status_of_connect(errno);
+  if (!socket) return error_of(status_of_connect(errno));
   size_socket_buffer(socket.get());
-  if (const int error = connect_within(socket.get(), *address, deadline)) return status_of_connect(error);
-  if (!served_by_somebody_trusted(socket.get())) return err_not_permitted;
+  if (const int error = connect_within(socket.get(), *address, deadline)) return error_of(status_of_connect(error));
+  if (!served_by_somebody_trusted(socket.get())) return error_of(err_not_permitted);
   socket_ = std::move(socket);
-  return 0;
+  return {};
 }
 
-uint32_t Connection::send(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline) {
-  if (body.size() > frame_body_limit) return err_too_large;
+Result<void> Connection::send(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline) {
+  if (body.size() > frame_body_limit) return error_of(err_too_large);
   if (usable()) {
-    const uint32_t status = transmit(header, body, deadline);
-    if (status != err_not_running) return status == 0 ? 0 : give_up(status);
+    Result<void> sent = transmit(header, body, deadline);
+    if (sent) return sent;
+    if (sent.code() != err_not_running) return give_up(sent.error());
   }
-  if (const uint32_t status = open(deadline)) return status;
-  const uint32_t status = transmit(header, body, deadline);
-  if (status == 0) return 0;
-  return give_up(status == err_not_running ? refusal().value_or(err_not_running) : status);
+  if (Result<void> opened = open(deadline); !opened) return opened;
+  Result<void> sent = transmit(header, body, deadline);
+  if (sent) return sent;
+  return give_up(sent.code() == err_not_running ? refusal().value_or(sent.error()) : sent.error());
 }
 
-uint32_t Connection::transmit(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline) {
+Result<void> Connection::transmit(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline) {
   for (;;) {
     const SendResult result = send_frame(socket_.get(), header, body);
-    if (result == SendResult::sent) return 0;
-    if (result == SendResult::failed) return status_of_send(errno);
-    if (const uint32_t status = wait_to_send(socket_.get(), deadline)) return status;
+    if (result == SendResult::sent) return {};
+    if (result == SendResult::failed) return error_of(status_of_send(errno));
+    if (Result<void> room = wait_to_send(socket_.get(), deadline); !room) return room;
   }
 }
 
-uint32_t Connection::receive(uint32_t service, uint32_t token, Deadline deadline, Frame *frame) {
+Result<Frame> Connection::receive(uint32_t service, uint32_t token, Deadline deadline) {
   for (;;) {
-    if (const uint32_t status = receive_frame(deadline, frame)) return give_up(status);
-    if (frame->header.kind == FrameKind::refusal)
-      return give_up(frame->header.status != 0 ? frame->header.status : err_bad_reply);
-    if (frame->header.kind == FrameKind::request) return give_up(err_bad_reply);
-    if (frame->header.token != token) {
-      // A flood of them is no reason to stay.
-      if (deadline.remaining_ms() == 0) return give_up(err_timed_out);
-      continue;
-    }
-    return frame->header.service == service ? 0 : give_up(err_bad_reply);
+    Result<Frame> frame = receive_frame(deadline);
+    if (!frame) return give_up(frame.error());
+    const FrameHeader &header = frame->header;
+    if (header.kind == FrameKind::refusal) return give_up(error_of(header.status != 0 ? header.status : err_bad_reply));
+    if (header.kind == FrameKind::request) return give_up(error_of(err_bad_reply));
+    if (header.token == token) return header.service == service ? frame : give_up(error_of(err_bad_reply));
+    // A flood of answers to other requests is no reason to stay.
+    if (deadline.remaining_ms() == 0) return give_up(error_of(err_timed_out));
   }
 }
 
@@ -195,44 +195,44 @@ bool Connection::limit_receive(Deadline deadline) {
   return limit_wait(socket_.get(), SO_RCVTIMEO, remaining);
 }
 
-uint32_t Connection::receive_packet(Deadline deadline) {
+Result<void> Connection::receive_packet(Deadline deadline) {
   for (bool reset = false;;) {
-    if (!limit_receive(deadline)) return err_io;
+    if (!limit_receive(deadline)) return error_of(err_io);
     const ssize_t size = ::recv(socket_.get(), buffer_.data(), buffer_.size(), 0);
     if (size < 0 && (errno == EINTR || errno == EAGAIN)) {
-      if (deadline.remaining_ms() == 0) return err_timed_out;
+      if (deadline.remaining_ms() == 0) return error_of(err_timed_out);
       continue;
     }
     // A reset is reported once, before what was sent ahead of it: that may be a refusal.
     if (size < 0 && errno == ECONNRESET && !std::exchange(reset, true)) continue;
-    if (size < 0 && errno != ECONNRESET) return err_io;
-    if (size <= 0) return err_cut_off;
-    if (static_cast<std::size_t>(size) > frame_limit) return err_too_large;
+    if (size < 0 && errno != ECONNRESET) return error_of(err_io);
+    if (size <= 0) return error_of(err_cut_off);
+    if (static_cast<std::size_t>(size) > frame_limit) return error_of(err_too_large);
     rest_ = {buffer_.data(), static_cast<std::size_t>(size)};
-    return 0;
+    return {};
   }
 }
 
-uint32_t Connection::receive_frame(Deadline deadline, Frame *frame) {
+Result<Frame> Connection::receive_frame(Deadline deadline) {
   if (rest_.empty())
-    if (const uint32_t status = receive_packet(deadline)) return status;
+    if (const Result<void> received = receive_packet(deadline); !received) return received.error();
   const std::span<const std::byte> from = rest_;
-  if (!parse_first_frame(from, frame, &rest_)) return err_bad_reply;
+  Frame frame;
+  if (!parse_first_frame(from, &frame, &rest_)) return error_of(err_bad_reply);
   frame_ = from.first(from.size() - rest_.size());
-  return 0;
+  return frame;
 }
 
 // Why the service has hung up on a new connection, when it said so.
-std::optional<uint32_t> Connection::refusal() {
-  Frame frame;
-  const uint32_t status = receive_frame(Deadline(), &frame);
-  if (status != 0 || frame.header.kind != FrameKind::refusal || frame.header.status == 0) return std::nullopt;
-  return frame.header.status;
+std::optional<Error> Connection::refusal() {
+  const Result<Frame> frame = receive_frame(Deadline());
+  if (!frame || frame->header.kind != FrameKind::refusal || frame->header.status == 0) return std::nullopt;
+  return error_of(frame->header.status);
 }
 
-uint32_t Connection::give_up(uint32_t status) {
+Error Connection::give_up(Error error) {
   close();
-  return status;
+  return error;
 }
 
 }  // namespace host

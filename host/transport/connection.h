@@ -25,24 +25,24 @@ class Connection {
  public:
   // Connects when there is no connection. Sends once more, over a new one, only when the kept one turns out to be dead
   // and so has taken nothing: a request that the service may have seen is never sent twice.
-  uint32_t send(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline);
+  Result<void> send(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline);
 
   bool usable() const;  // connected, by this process, to the service of its paths
   // On a usable connection: the next frame with this token; others are answers that nobody waits for any more. Valid
   // until the next receive.
-  uint32_t receive(uint32_t service, uint32_t token, Deadline deadline, Frame *frame);
+  Result<Frame> receive(uint32_t service, uint32_t token, Deadline deadline);
 
   std::span<const std::byte> frame() const { return frame_; }  // the one last received, whole
   void close() { socket_ = FileDescriptor(); }
 
  private:
-  uint32_t open(Deadline deadline);
-  uint32_t transmit(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline);
+  Result<void> open(Deadline deadline);
+  Result<void> transmit(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline);
   bool limit_receive(Deadline deadline);
-  uint32_t receive_frame(Deadline deadline, Frame *frame);
-  uint32_t receive_packet(Deadline deadline);
-  std::optional<uint32_t> refusal();
-  uint32_t give_up(uint32_t status);
+  Result<Frame> receive_frame(Deadline deadline);
+  Result<void> receive_packet(Deadline deadline);
+  std::optional<Error> refusal();
+  Error give_up(Error error);
 
   FileDescriptor socket_;
   std::string path_;

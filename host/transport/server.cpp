@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <new>
 #include <unordered_map>
 
+#include "host/guard.h"
 #include "host/loop/watch.h"
 #include "host/status.h"
 #include "host/transport/address.h"
@@ -69,13 +69,14 @@ Result<void> Server::State::start() {
   Result<FileDescriptor> listener = listen_on(options_.socket_path, !options_.only_uid);
   if (!listener) return listener.error();
   listener_ = std::move(*listener);
-  try {
+  const auto watched = [this]() -> Result<void> {
     await_clients();
-  } catch (const std::bad_alloc &) {
+    return {};
+  };
+  return guarded(watched, [this]() -> Result<void> {
     return Error{err_io, "cannot watch the socket " + options_.socket_path + ": " + std::strerror(errno) +
                              "; see the limit of open files"};
-  }
-  return {};
+  });
 }
 
 Server::State::~State() {

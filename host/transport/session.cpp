@@ -5,8 +5,8 @@
 
 #include <cerrno>
 #include <cstring>
-#include <new>
 
+#include "host/guard.h"
 #include "host/status.h"
 
 namespace host {
@@ -23,11 +23,7 @@ Answer only_status(uint32_t status) {
 
 // The client is told what went wrong; the session goes on.
 Answer ask(const Handler &handler, const Incoming &incoming) {
-  try {
-    return handler(incoming);
-  } catch (const std::bad_alloc &) {
-    return only_status(err_no_memory);
-  }
+  return guarded([&] { return handler(incoming); }, [] { return only_status(err_no_memory); });
 }
 
 }  // namespace

@@ -17,6 +17,12 @@
 namespace service {
 namespace {
 
+// Which of a log's files the settings mean: each new one has the next number. It is stored with the settings, in a word
+// that the library carries unchanged.
+uint32_t &generation_of(sch_log_file_rec &settings) {
+  return settings.spare;
+}
+
 // One flush for what comes in together; what a crash of the machine takes meanwhile is completed from the store.
 constexpr unsigned sync_delay_ms = 300;
 
@@ -77,16 +83,17 @@ host::Result<void> JobLog::find_or_make() {
   const std::string path = log_path(sch_log_file), draft = draft_path(path);
   const auto found = LogVolume::open(path);
   if (found) volume_ = *found;
-  if (found && volume_->file().head().generation == sch_log_file.spare) return {};
+  if (found && volume_->file().head().generation == generation_of(sch_log_file)) return {};
   const auto next = LogVolume::open(draft);
-  if (next && (*next)->file().head().generation == sch_log_file.spare && host::rename_file(draft, path))
+  if (next && (*next)->file().head().generation == generation_of(sch_log_file) && host::rename_file(draft, path))
     volume_ = *next;
   if (volume_) return {};
   if (access(path.c_str(), F_OK) == 0)
     if (const auto aside = put_aside(path, found.error().text); !aside) return aside.error();
-  std::string error;
-  if (!host::make_private_directory(host::parent_directory(path), &error)) return host::Error{host::err_io, error};
-  const auto made = LogVolume::create(path, {usable_size(sch_log_file.size), sch_log_file.spare, newest_outcome(), 0});
+  if (const auto made = host::make_private_directory(host::parent_directory(path)); !made)
+    return host::Error{host::err_io, made.error().text};
+  const auto made =
+      LogVolume::create(path, {usable_size(sch_log_file.size), generation_of(sch_log_file), newest_outcome(), 0});
   if (!made) return made.error();
   volume_ = *made;
   return {};
@@ -110,7 +117,7 @@ host::Result<void> JobLog::open(OutcomeSource outcomes) {
   outcomes_ = std::move(outcomes);
   if (auto found = find_or_make(); !found) return found;
   unlink(draft_path(log_path(sch_log_file)).c_str());
-  sch_log_file.spare = volume_->file().head().generation;
+  generation_of(sch_log_file) = volume_->file().head().generation;
   if (auto renewed = renew(); !renewed) return renewed;
   complete();
   return {};
@@ -161,8 +168,8 @@ void JobLog::sync() {
 
 host::Result<JobLog::Draft> JobLog::prepare(const sch_log_file_rec &wanted, Keep keep) const {
   const std::string path = log_path(wanted);
-  std::string error;
-  if (!host::make_private_directory(host::parent_directory(path), &error)) return host::Error{host::err_io, error};
+  if (const auto made = host::make_private_directory(host::parent_directory(path)); !made)
+    return host::Error{host::err_io, made.error().text};
   RingFile::Head head = volume_->file().head();
   head.size = usable_size(wanted.size);
   head.generation++;
@@ -177,7 +184,7 @@ host::Result<JobLog::Draft> JobLog::prepare(const sch_log_file_rec &wanted, Keep
     return failure;
   }
   Draft draft = {*made, path, wanted};
-  draft.settings.spare = head.generation;
+  generation_of(draft.settings) = head.generation;
   draft.settings.read_offset = volume.file().read_offset();
   draft.settings.write_offset = volume.file().write_offset();
   draft.settings.entry_count = static_cast<uint32_t>(volume.index().size());

@@ -35,8 +35,7 @@ uint32_t Authority::may_configure(const host::Caller &caller, const std::vector<
   if (name.empty()) return SCH_STATUS_NO_USER_NAME;
   if (!is_allowed(caller, allowed, groups)) return control::err_not_allowed;
   if (host::user_is_local(name)) return 0;
-  sch_security_user_rec record = {};
-  return host::security_read(name, &record) == 0 ? 0 : SCH_STATUS_NO_PASSWORD;
+  return host::security_read(name) ? 0 : SCH_STATUS_NO_PASSWORD;
 }
 
 }  // namespace service

@@ -38,7 +38,7 @@ host::Answer text_reply(const std::string &text) {
 }
 
 // What was due while the feature was disabled is not made up for.
-void arm_all(Change &change, time_t now) {
+void arm_all(ConfigChange &change, time_t now) {
   for_each_schedule([&](sch_schedule_entry &entry) {
     if (state_of(*entry.rec).next_due == 0) return;
     change.modify(entry);
@@ -50,7 +50,7 @@ void arm_all(Change &change, time_t now) {
 uint32_t set_feature(bool enable) {
   if ((scheduler_enabled != 0) == enable) return enable ? host::err_feature_enabled : host::err_feature_disabled;
   const sch_config_key key = {SCH_CONFIG_ENABLE, 0, {}};
-  Change change;
+  ConfigChange change;
   change.undo([before = scheduler_enabled] { scheduler_enabled = before; });
   scheduler_enabled = enable ? 1 : 0;
   change.require(sch_save_condition_entry_to_pss(pss_running, &key, scheduler_enabled));

@@ -160,14 +160,12 @@ void report_refusal(const host::Caller &caller, uint32_t status) {
 
 }  // namespace
 
-host::Answer dispatch(Context &context, const host::Incoming &incoming) try {
+host::Answer dispatch(Context &context, const host::Incoming &incoming) {
   host::Answer result = answer({context, incoming.caller}, incoming);
   if (result.status == host::err_not_permitted || result.status == control::err_not_owner ||
       result.status == control::err_not_allowed)
     report_refusal(incoming.caller, result.status);
   return result;
-} catch (const std::bad_alloc &) {
-  return with_status(host::err_no_memory);
 }
 
 }  // namespace service

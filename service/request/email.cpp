@@ -20,7 +20,7 @@ constexpr sch_smtp_server_rec no_server = SCH_SMTP_SERVER_INITIALIZER;
 using Save = int (*)(pss_handle, const sch_email_transport *);
 
 uint32_t store_transport(const sch_email_transport &conf, Save save) {
-  Change change;
+  ConfigChange change;
   change.undo([before = email_transport_conf] { email_transport_conf = before; });
   email_transport_conf = conf;
   change.require(save(pss_running, &email_transport_conf));
@@ -58,7 +58,7 @@ uint32_t add_address(const AddressRequest &request) {
   sch_schedule_email_entry *known = find_addresses(request.schedule);
   if (find_slot(known, request.address) != nullptr) return SCH_STATUS_EXISTS;
   if (known != nullptr && known->count >= SCH_MAX_EMAIL_IDS) return control::err_too_many_addresses;
-  Change change;
+  ConfigChange change;
   sch_schedule_email_entry *entry = known;
   if (known == nullptr) {
     entry = add_addresses(request.schedule, request.address);
@@ -78,7 +78,7 @@ uint32_t remove_address(const AddressRequest &request) {
   sch_schedule_email_entry *entry = find_addresses(request.schedule);
   sch_email_slot *slot = find_slot(entry, request.address);
   if (slot == nullptr) return control::err_no_such_address;
-  Change change;
+  ConfigChange change;
   if (entry->count <= 1) {
     delete_addresses(change, request.schedule);
     return change.commit();
@@ -129,7 +129,7 @@ host::Answer show_email_config(const Call &) {
   return with_reply(std::move(reply));
 }
 
-void delete_addresses(Change &change, const std::string &schedule) {
+void delete_addresses(ConfigChange &change, const std::string &schedule) {
   sch_schedule_email_entry *entry = find_addresses(schedule);
   if (entry == nullptr) return;
   sch_delete_schedule_email_entry_from_pss(pss_running, entry);

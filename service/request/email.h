@@ -20,6 +20,6 @@ uint32_t modify_address(const Call &call, const AddressRequest &request);
 host::Answer show_email_config(const Call &call);
 
 // As a part of `change`: all addresses of a schedule that goes away.
-void delete_addresses(Change &change, const std::string &schedule);
+void delete_addresses(ConfigChange &change, const std::string &schedule);
 
 }  // namespace service

@@ -53,7 +53,7 @@ bool has_share(const Call &call, uint32_t owner) {
   return !full || call.context.authority.administrator(call.caller);
 }
 
-void remove_from_schedules(Change &change, uint32_t id) {
+void remove_from_schedules(ConfigChange &change, uint32_t id) {
   for (sch_schedule_entry *entry : schedules_with_job(id)) {
     change.modify(*entry);
     deassign_job(*entry, id);
@@ -71,7 +71,7 @@ uint32_t create_job(const Call &call, const JobRequest &request) {
   const uint32_t owner = owner_tag(call.context.authority.owner(call.caller).uid);
   if (!has_share(call, owner)) return control::err_too_many_own_jobs;
 
-  Change change;
+  ConfigChange change;
   sch_job_entry *slot = add_job(request.name, owner, static_cast<uint32_t>(index));
   if (slot == nullptr) return host::err_no_memory;
   change.undo([slot] { remove_job(*slot); });
@@ -87,7 +87,7 @@ uint32_t define_job(const Call &call, const JobRequest &request) {
   GList *fragments = nullptr;
   if (!make_fragments(request.text, &fragments)) return host::err_no_memory;
 
-  Change change;
+  ConfigChange change;
   sch_delete_job_entry_from_pss(pss_running, slot);  // a shorter text leaves no old fragment behind
   GList *before = slot->fragments;
   change.undo([slot, before, fragments, length = slot->hdr->length] {
@@ -107,7 +107,7 @@ uint32_t delete_job(const Call &call, const JobRequest &request) {
   if (const uint32_t status = find_own_job(call, request.name, &slot); status != 0) return status;
   const uint32_t id = slot->hdr->job_id;
 
-  Change change;
+  ConfigChange change;
   remove_from_schedules(change, id);
   sch_delete_job_entry_from_pss(pss_running, slot);
   if (const uint32_t status = change.commit(); status != 0) return status;

@@ -23,7 +23,7 @@ uint32_t replace_log(JobLog &log, const sch_log_file_rec &wanted, JobLog::Keep k
     sch_syslog_raise(&syslog_msg_SCH_SYSLOG_FILE_ERR, "Job log", draft.error().text.c_str());
     return draft.code();
   }
-  Change change;
+  ConfigChange change;
   change.require(sch_save_log_file_entry_to_pss(pss_running, &sch_log_file_key, &draft->settings));
   const uint32_t status = change.commit();
   if (status == 0)
@@ -36,7 +36,7 @@ uint32_t replace_log(JobLog &log, const sch_log_file_rec &wanted, JobLog::Keep k
 // The client has mapped the URI to the path; here it is mapped again, so that no path gets in by itself.
 bool is_usable_name(const LogRequest &request) {
   if (request.uri == SCH_LOG_URI_DEFAULT) return request.name == SCH_LOG_NAME_DEFAULT;
-  const std::optional<host::FileUri> uri = host::parse_file_uri(request.uri, nullptr);
+  const host::Result<host::FileUri> uri = host::parse_file_uri(request.uri);
   return uri && host::file_uri_path(*uri) == request.name;
 }
 

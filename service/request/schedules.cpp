@@ -29,13 +29,13 @@ ScheduleState new_state(const Owner &owner) {
   return state;
 }
 
-uint32_t save_modified(Change &change, sch_schedule_entry &entry) {
+uint32_t save_modified(ConfigChange &change, sch_schedule_entry &entry) {
   change.save(entry);
   return change.commit();
 }
 
 uint32_t set_time(sch_schedule_entry &entry, const ModifyRequest &request) {
-  Change change;
+  ConfigChange change;
   change.modify(entry);
   entry.rec->time = request.subcommand == SCH_MODIFY_CLEAR_TIME ? sch_tminfo{} : request.time;
   taken_wall(*entry.rec) = 0;
@@ -50,7 +50,7 @@ uint32_t assign(sch_schedule_entry &entry, const sch_job_entry &slot) {
   if (has_job(*entry.rec, id)) return control::err_already_assigned;
   // The schedule's owner is the one the job runs as: nobody makes another's job run, or runs as another.
   if (owner_of(slot) != owner_of(entry)) return control::err_not_owner;
-  Change change;
+  ConfigChange change;
   change.modify(entry);
   assign_job(entry, id);
   return save_modified(change, entry);
@@ -59,7 +59,7 @@ uint32_t assign(sch_schedule_entry &entry, const sch_job_entry &slot) {
 uint32_t deassign(sch_schedule_entry &entry, const sch_job_entry &slot) {
   const uint32_t id = slot.hdr->job_id;
   if (!has_job(*entry.rec, id)) return control::err_not_assigned;
-  Change change;
+  ConfigChange change;
   change.modify(entry);
   deassign_job(entry, id);
   return save_modified(change, entry);
@@ -73,7 +73,7 @@ uint32_t create_schedule(const Call &call, const ScheduleRequest &request) {
   const Owner owner = call.context.authority.owner(call.caller);
   if (const uint32_t status = check_room(call, owner_tag(owner.uid)); status != 0) return status;
 
-  Change change;
+  ConfigChange change;
   sch_schedule_entry *entry = add_schedule(request.name, new_state(owner));
   if (entry == nullptr) return host::err_no_memory;
   change.undo([entry] { remove_schedule(*entry); });
@@ -85,7 +85,7 @@ uint32_t delete_schedule(const Call &call, const ScheduleRequest &request) {
   sch_schedule_entry *entry = nullptr;
   if (const uint32_t status = find_own_schedule(call, request.name, &entry); status != 0) return status;
 
-  Change change;
+  ConfigChange change;
   delete_addresses(change, request.name);
   sch_delete_schedule_entry_from_pss(pss_running, entry);
   if (const uint32_t status = change.commit(); status != 0) return status;

@@ -10,6 +10,8 @@
 #include <limits>
 #include <utility>
 
+#include "host/status.h"
+
 namespace service {
 namespace {
 
@@ -28,18 +30,15 @@ int64_t clock_offset_ms() {
 
 }  // namespace
 
-bool Alarm::open(Ring ring, std::string *error) {
+host::Result<void> Alarm::open(Ring ring) {
   timer_ = host::FileDescriptor(timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK));
-  if (!timer_) {
-    *error = std::string("cannot make a timer: ") + std::strerror(errno);
-    return false;
-  }
+  if (!timer_) return host::Error{host::err_io, std::string("cannot make a timer: ") + std::strerror(errno)};
   ring_ = std::move(ring);
   offset_ms_ = clock_offset_ms();
   watch_ = host::Watch::readable(timer_.get(), [this] { on_readable(); });
   set_for_ = -1;
   set(0);
-  return true;
+  return {};
 }
 
 void Alarm::set(time_t moment) {

@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <ctime>
 #include <functional>
-#include <string>
 
 #include "host/files/file_descriptor.h"
 #include "host/loop/watch.h"
+#include "host/result.h"
 
 namespace service {
 
@@ -17,7 +17,7 @@ class Alarm {
   // `step`: by how many seconds the clock was set since the last ring or step; 0: by less than half of one.
   using Ring = std::function<void(time_t step)>;
 
-  bool open(Ring ring, std::string *error);
+  host::Result<void> open(Ring ring);
   void set(time_t moment);  // 0: only when the clock is set
 
  private:

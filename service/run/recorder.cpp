@@ -5,6 +5,8 @@
 #include <new>
 #include <utility>
 
+#include "host/errors.h"
+#include "host/guard.h"
 #include "host/status.h"
 #include "service/limits.h"
 #include "service/run/clock.h"
@@ -126,24 +128,22 @@ host::Result<void> Recorder::commit(std::vector<RunStep> steps, const Fill &fill
   return result;
 }
 
-host::Result<void> Recorder::store(const Fill &fill) try {
-  RunBatch batch(counters_);
-  for (Waiting &waiting : queue_)
-    put(batch, &waiting.step);
-  if (fill) fill(batch);
-  return batch.commit(wall_clock());
-} catch (const std::bad_alloc &) {
-  return host::Error{host::err_no_memory, "no memory"};
+host::Result<void> Recorder::store(const Fill &fill) {
+  const auto stored = [&] {
+    RunBatch batch(counters_);
+    for (Waiting &waiting : queue_)
+      put(batch, &waiting.step);
+    if (fill) fill(batch);
+    return batch.commit(wall_clock());
+  };
+  return host::guarded(stored, []() -> host::Result<void> { return host::error_of(host::err_no_memory); });
 }
 
 // What is stored has happened: no lack of memory may keep the runs from going on.
 void Recorder::tell(const std::vector<Waiting> &stored) {
   for (const Waiting &done : stored)
-    try {
-      take_effect(done.step);
-    } catch (const std::bad_alloc &) {
-      sch_syslog_raise(&syslog_msg_SCH_ERR, "no memory for a job's status; the store has it");
-    }
+    host::guarded([&] { take_effect(done.step); },
+                  [] { sch_syslog_raise(&syslog_msg_SCH_ERR, "no memory for a job's status; the store has it"); });
   for (const Waiting &done : stored)
     announce(done.step);
   for (const Waiting &done : stored)
@@ -165,14 +165,16 @@ void Recorder::flush() {
   if (const host::Result<void> stored = commit({}, {}); !stored) timer_.stop();
 }
 
-void Recorder::announce(const RunStep &step) try {
-  if (step.has_outcome) {
-    log_.append_unsynced(log_record(step));
-    report_outcome(report_of(step));
-  }
-  if (told_) told_(step);
-} catch (const std::bad_alloc &) {
-  sch_syslog_raise(&syslog_msg_SCH_ERR, "no memory to tell of an outcome; the history has it");
+void Recorder::announce(const RunStep &step) {
+  const auto tell = [&] {
+    if (step.has_outcome) {
+      log_.append_unsynced(log_record(step));
+      report_outcome(report_of(step));
+    }
+    if (told_) told_(step);
+  };
+  host::guarded(tell,
+                [] { sch_syslog_raise(&syslog_msg_SCH_ERR, "no memory to tell of an outcome; the history has it"); });
 }
 
 }  // namespace service

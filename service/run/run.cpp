@@ -69,9 +69,9 @@ bool Run::needs_authentication() const {
 }
 
 void Run::authenticate() {
-  sch_security_user_rec password = {};
-  if (host::security_read(schedule_.owner, &password) != 0) return authenticated(SCH_STATUS_NO_PASSWORD);
-  const std::string sealed(password.password, strnlen(password.password, sizeof password.password));
+  const host::Result<sch_security_user_rec> record = host::security_read(schedule_.owner);
+  if (!record) return authenticated(SCH_STATUS_NO_PASSWORD);
+  const std::string sealed(record->password, strnlen(record->password, sizeof record->password));
   const host::Answer answer = host::security_authenticate_later(schedule_.owner, sealed);
   if (!answer.pending) return authenticated(answer.status);
   authentication_ = answer.pending;

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "control/statuses.h"
+#include "host/guard.h"
 #include "platform/errors.h"
 #include "service/calendar/clock_step.h"
 #include "service/run/clock.h"
@@ -69,30 +70,33 @@ void Scheduler::use(const Settings &settings) {
   policy_ = late_policy(settings);
 }
 
-bool Scheduler::start(std::string *error) {
-  if (!alarm_.open([this](time_t step) { step == 0 ? check() : clock_set(step); }, error)) return false;
-  check();
-  return true;
+host::Result<void> Scheduler::start() {
+  host::Result<void> opened = alarm_.open([this](time_t step) { step == 0 ? check() : clock_set(step); });
+  if (opened) check();
+  return opened;
 }
 
 void Scheduler::check_soon() {
-  if (soon_.active()) return;
-  soon_ = host::Watch::after_ms(0, [this] {
+  if (!soon_.active()) check_after_ms(0);
+}
+
+void Scheduler::check_after_ms(unsigned milliseconds) {
+  soon_ = host::Watch::after_ms(milliseconds, [this] {
     soon_.stop();
     check();
   });
 }
 
 // What lacks memory now is looked for again: no due time is taken in vain.
-void Scheduler::check() try {
-  take_due();
-  runner_.start_waiting();
-  set_alarm();
-} catch (const std::bad_alloc &) {
-  sch_syslog_raise(&syslog_msg_SCH_ERR, "no memory to look for due schedules; it is tried again");
-  soon_ = host::Watch::after_ms(retry_ms, [this] {
-    soon_.stop();
-    check();
+void Scheduler::check() {
+  const auto look = [this] {
+    take_due();
+    runner_.start_waiting();
+    set_alarm();
+  };
+  host::guarded(look, [this] {
+    sch_syslog_raise(&syslog_msg_SCH_ERR, "no memory to look for due schedules; it is tried again");
+    check_after_ms(retry_ms);
   });
 }
 
@@ -201,7 +205,7 @@ host::Result<uint64_t> Scheduler::run_now(sch_schedule_entry &entry, const std::
 }
 
 host::Result<void> Scheduler::set_enabled(sch_schedule_entry &entry, bool enabled) {
-  Change change;
+  ConfigChange change;
   change.modify(entry);
   service::set_enabled(*entry.rec, enabled);
   if (enabled)

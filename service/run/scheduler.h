@@ -20,12 +20,12 @@ class Scheduler {
  public:
   Scheduler(Recorder &recorder, Runner &runner, const Settings &settings);
 
-  void recover();                  // at the start, before anything runs: runs that were interrupted, a clock set back
-  bool start(std::string *error);  // from now on by the clock
-  void check();                    // what is due now; and the next time to look
-  void check_soon();               // the same when what is being done now, an answer above all, is done
-  void clock_set(time_t step);     // the wall clock was set by so many seconds
-  void zone_changed();             // the service's zone has become another: no due time is taken twice
+  void recover();               // at the start, before anything runs: runs that were interrupted, a clock set back
+  host::Result<void> start();   // from now on by the clock
+  void check();                 // what is due now; and the next time to look
+  void check_soon();            // the same when what is being done now, an answer above all, is done
+  void clock_set(time_t step);  // the wall clock was set by so many seconds
+  void zone_changed();          // the service's zone has become another: no due time is taken twice
   void use(const Settings &settings);  // from now on: what becomes of late due times
 
   // On somebody's word. A run that was asked for has no due time and leaves the schedule's as they are.
@@ -34,6 +34,7 @@ class Scheduler {
   host::Result<void> set_enabled(sch_schedule_entry &entry, bool enabled);
 
  private:
+  void check_after_ms(unsigned milliseconds);
   void take_due();
   void set_alarm();
   enum class Taken { stays, forgotten };

@@ -9,7 +9,7 @@
 
 namespace service {
 
-Change::Change() {
+ConfigChange::ConfigChange() {
   undo_.reserve(8);  // a step is noted after it was taken: noting it must not fail
   afterwards_.reserve(8);
   const host::Result<void> begun = host::store_begin(pss_running);
@@ -17,32 +17,32 @@ Change::Change() {
   if (!open_) fail("Begin change", begun.error());
 }
 
-Change::~Change() {
+ConfigChange::~ConfigChange() {
   if (open_) host::store_abort(pss_running);
   for (auto step = undo_.rbegin(); step != undo_.rend(); ++step)
     (*step)();
 }
 
-void Change::modify(sch_schedule_entry &entry) {
+void ConfigChange::modify(sch_schedule_entry &entry) {
   undo([&entry, before = *entry.rec] { set_record(entry, before); });
 }
 
-void Change::save(sch_schedule_entry &entry) {
+void ConfigChange::save(sch_schedule_entry &entry) {
   renew_edition(*entry.rec);
   require(sch_save_schedule_entry_to_pss(pss_running, &entry));
 }
 
-void Change::save(sch_job_entry &slot) {
+void ConfigChange::save(sch_job_entry &slot) {
   require(sch_save_job_entry_to_pss(pss_running, &slot));
 }
 
-void Change::fail(const char *purpose, const host::Error &error) {
+void ConfigChange::fail(const char *purpose, const host::Error &error) {
   failed_ = true;
   sch_syslog_raise(&syslog_msg_SCH_SYSLOG_PSS_ERR, purpose, sch_pss_running_uri, static_cast<int>(error.code));
   sch_syslog_raise(&syslog_msg_SCH_ERR, error.text.c_str());
 }
 
-uint32_t Change::commit() {
+uint32_t ConfigChange::commit() {
   if (failed_ && open_) fail("Save change", {control::err_not_stored, host::store_last_error()});
   if (failed_) return control::err_not_stored;
   open_ = false;

@@ -13,12 +13,12 @@ namespace service {
 
 // One request as one durable change: what is saved in pss_running while it lives reaches the disk as a whole with
 // commit(), and memory goes back to what it was when it does not.
-class Change {
+class ConfigChange {
  public:
-  Change();
-  ~Change();  // without a commit: undoes memory, newest step first, and forgets the batch
-  Change(const Change &) = delete;
-  Change &operator=(const Change &) = delete;
+  ConfigChange();
+  ~ConfigChange();  // without a commit: undoes memory, newest step first, and forgets the batch
+  ConfigChange(const ConfigChange &) = delete;
+  ConfigChange &operator=(const ConfigChange &) = delete;
 
   void undo(std::function<void()> step) { undo_.push_back(std::move(step)); }
   void afterwards(std::function<void()> step) { afterwards_.push_back(std::move(step)); }  // once it is on disk

@@ -41,7 +41,7 @@ void note_owner(const pss_buf &stored_key, const pss_buf &value, Owners *owners)
   sch_ntoh_config_key(&key);
   if (key.type == SCH_CONFIG_JOB && key.fragment == 0 && value.length >= sizeof job) {
     std::memcpy(&job, value.data, sizeof job);
-    (*owners)["job " + key_text(key)] = job.carried;
+    (*owners)["job " + key_text(key)] = owner_of(job);
   } else if (key.type == SCH_CONFIG_SCHEDULE && value.length >= sizeof schedule) {
     std::memcpy(&schedule, value.data, sizeof schedule);
     (*owners)["schedule " + key_text(key)] = state_of(schedule).owner_tag;

@@ -53,8 +53,11 @@ inline uint32_t owner_tag(uid_t uid) {
 inline uint32_t owner_of(const sch_schedule_entry &entry) {
   return state_of(*entry.rec).owner_tag;
 }
+inline uint32_t &owner_of(sch_job_hdr &job) {
+  return job.carried;
+}
 inline uint32_t owner_of(const sch_job_entry &slot) {
-  return slot.hdr->carried;
+  return owner_of(*slot.hdr);
 }
 
 // The number that the show command pages by: ascending in order of creation, and in one process never used again.

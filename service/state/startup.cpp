@@ -7,8 +7,10 @@
 #include <ctime>
 #include <vector>
 
+#include "control/statuses.h"
 #include "host/debug.h"
 #include "host/security/security.h"
+#include "host/status.h"
 #include "host/store/store.h"
 #include "host/sysmgr.h"
 #include "platform/sysmgr.h"
@@ -26,16 +28,16 @@
 namespace service {
 namespace {
 
-bool fail(std::string *error, const char *what) {
-  *error = std::string(what) + ": " + host::store_last_error();
-  return false;
+host::Error failed(const char *what) {
+  return {control::err_not_stored, std::string(what) + ": " + host::store_last_error()};
 }
 
-bool open_debug_store(std::string *error) {
-  if (sch_pss_create(sch_debug_pss_running_uri, 1024, 1024, 40) != 0) return fail(error, "debug store");
+host::Result<void> open_debug_store() {
+  if (sch_pss_create(sch_debug_pss_running_uri, 1024, 1024, 40) != 0) return failed("debug store");
   uint32_t status = 0;
   debug_pss_running = pss_open(sch_debug_pss_running_uri, &status);
-  return status == 0 || fail(error, "debug store");
+  if (status != 0) return failed("debug store");
+  return {};
 }
 
 void take_startup_logging_level() {
@@ -103,16 +105,16 @@ void repair_schedules(Mended *mended) {
   });
 }
 
-bool repair(std::string *error, Mended *mended) {
+host::Result<void> repair(Mended *mended) {
   bool whole = true;
   for_each_job([&](sch_job_entry &slot, uint32_t) {
     serial(slot) = next_serial();
     whole = whole && make_text_whole(slot);
   });
-  if (!whole) *error = "out of memory; the stores stay as they are";
   repair_schedules(mended);
   rebuild_tables();
-  return whole;
+  if (!whole) return host::Error{host::err_no_memory, "out of memory; the stores stay as they are"};
+  return {};
 }
 
 // It may have become another while the service was down.
@@ -133,7 +135,7 @@ class WithoutRecordsInHistory {
 };
 
 // The library's save after a boot leaves these out: they would be gone at the next restart.
-void save_what_is_left_out(Change &change) {
+void save_what_is_left_out(ConfigChange &change) {
   const sch_config_key enable = {SCH_CONFIG_ENABLE, 0, {}};
   change.require(sch_save_condition_entry_to_pss(pss_running, &enable, scheduler_enabled));
   change.require(sch_save_email_from_conf_to_pss(pss_running, &email_transport_conf));
@@ -154,43 +156,39 @@ host::Result<void> prepare_boot(BootFrom boot_from, time_t now) {
 
 }  // namespace
 
-bool open_stores(const Settings &settings, time_t now, std::string *error) {
-  if (const host::Result<void> prepared = prepare_boot(settings.boot_from, now); !prepared) {
-    *error = prepared.error().text;
-    return false;
-  }
-  if (host::security_become_service() != 0) {
-    *error = "the key of the scheduler passwords cannot be read or made; the system log says why";
-    return false;
-  }
+host::Result<void> open_stores(const Settings &settings, time_t now) {
+  if (host::Result<void> prepared = prepare_boot(settings.boot_from, now); !prepared) return prepared;
+  if (const host::Result<void> key = host::security_become_service(); !key)
+    return host::Error{key.code(), "the key of the scheduler passwords cannot be read or made: " + key.error().text};
   sch_pss_uri_init();
   {
     const WithoutRecordsInHistory restoring;
-    if (sch_pss_init() != 0) return fail(error, "stores");
+    if (sch_pss_init() != 0) return failed("stores");
   }
-  return open_debug_store(error);
+  return open_debug_store();
 }
 
-bool settle_stores(std::string *error) {
+host::Result<void> settle_stores() {
   const bool boot = sysmgr_is_stateless_restart() != 0;
   const time_t now = wall_clock();
   Mended mended;
-  if (!repair(error, &mended)) return false;
+  if (host::Result<void> repaired = repair(&mended); !repaired) return repaired;
   for_each_schedule([&](sch_schedule_entry &entry) {
     if (lay_run_state_over(entry, now)) mended.push_back(&entry);
   });
-  if (!purge_statuses()) return fail(error, "status store");
+  if (!purge_statuses()) return failed("status store");
   if (boot) take_startup_logging_level();
   const auto forget = [&](sch_schedule_entry &entry) { forget_used_times(entry, now); };
   if (boot) for_each_schedule([&](sch_schedule_entry &entry) { mend(entry, &mended, forget); });
   follow_zone(&mended);
   apply_logging_level();
-  if (!boot && mended.empty()) return true;
-  Change change;
+  if (!boot && mended.empty()) return {};
+  ConfigChange change;
   for (sch_schedule_entry *entry : mended)
     change.save(*entry);
   if (boot) save_what_is_left_out(change);
-  return change.commit() == 0 || fail(error, "running store");
+  if (change.commit() != 0) return failed("running store");
+  return {};
 }
 
 }  // namespace service

@@ -3,17 +3,17 @@
 #pragma once
 
 #include <ctime>
-#include <string>
 
+#include "host/result.h"
 #include "service/request/context.h"
 
 namespace service {
 
-// Opens the stores and fills the database. Holds the state directory's lock when it returns true.
-bool open_stores(const Settings &settings, time_t now, std::string *error);
+// Opens the stores and fills the database. Afterwards the process holds the state directory's lock.
+host::Result<void> open_stores(const Settings &settings, time_t now);
 
-// Afterwards: what a restart must find again is stored, and nothing inherits what is not its own. False: the store
-// refuses.
-bool settle_stores(std::string *error);
+// Afterwards: what a restart must find again is stored, and nothing inherits what is not its own. Fails
+// when the store refuses.
+host::Result<void> settle_stores();
 
 }  // namespace service

@@ -262,7 +262,7 @@ sch_job_entry *add_job(std::string_view name, uint32_t owner_tag, uint32_t id) {
   key->type = SCH_CONFIG_JOB;
   name.copy(key->name, sizeof key->name - 1);
   hdr->job_id = id;
-  hdr->carried = owner_tag;
+  owner_of(*hdr) = owner_tag;
   reserve_for_job(owner_tag);
   sch_job_entry *slot = nullptr;
   sch_add_job_hdr(&sch_running_config, key.release(), hdr.release(), &slot);

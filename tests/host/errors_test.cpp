@@ -31,6 +31,7 @@ constexpr uint32_t codes[] = {
     host::err_bad_request,
     host::err_unknown_service,
     host::err_unknown_opcode,
+    host::err_absent,
     host::err_no_memory,
     host::err_busy,
     host::err_io,

@@ -25,12 +25,13 @@ using namespace host;
 
 namespace {
 
-// Everybody has their own record.
+// As the service has it: a record is its user's, and root's.
 Answer control(const Incoming &incoming) {
   uint32_t operation = 0;
   std::memcpy(&operation, incoming.body.data(), sizeof operation);
-  return answer_security_request(operation, incoming.body.subspan(sizeof operation),
-                                 [&](const std::string &user) { return incoming.caller.user_name == user; });
+  return answer_security_request(operation, incoming.body.subspan(sizeof operation), [&](const std::string &user) {
+    return incoming.caller.peer_uid == 0 || incoming.caller.user_name == user;
+  });
 }
 
 [[noreturn]] void be_service(const Handler &handler, int ready) {
@@ -38,7 +39,7 @@ Answer control(const Incoming &incoming) {
   Loop loop;
   Server::Options options;
   options.socket_path = paths().socket;
-  if (security_become_service() != 0) ::_exit(1);
+  if (!security_become_service()) ::_exit(1);
   const auto server = Server::listen(options, [&](const Incoming &incoming) {
     return incoming.service == service_control ? control(incoming) : handler(incoming);
   });

@@ -29,7 +29,7 @@ using namespace host;
 class PamTest : public SecurityTest {
  protected:
   PamTest() : services_(state() + "/pam.d") {
-    EXPECT_EQ(provide_security_key(false), 0u);
+    EXPECT_EQ(provide_security_key(false).code(), 0u);
     EXPECT_EQ(::mkdir(services_.c_str(), 0700), 0);
     const std::string passwords = services_ + "/passwords";
     const std::string module = std::string(PAM_MATRIX_MODULE) + " passdb=" + passwords + "\n";
@@ -39,9 +39,9 @@ class PamTest : public SecurityTest {
   }
   ~PamTest() override { use_pam_services(nullptr); }
   static std::string sealed(const std::string &user, const std::string &password) {
-    std::string text;
-    EXPECT_EQ(seal_password(user, password, &text), 0u);
-    return text;
+    const Result<std::string> text = seal_password(user, password);
+    EXPECT_EQ(text.code(), 0u);
+    return text ? *text : "";
   }
 
  private:
@@ -64,17 +64,17 @@ const Attempt attempts[] = {
 
 TEST_F(PamTest, only_the_listed_password_of_this_service_is_accepted) {
   for (const Attempt &row : attempts)
-    EXPECT_EQ(security_authenticate(row.user, sealed(row.user, row.password)), row.status)
+    EXPECT_EQ(security_authenticate(row.user, sealed(row.user, row.password)).code(), row.status)
         << row.user << " " << row.password;
 }
 
 TEST_F(PamTest, a_text_sealed_for_another_user_or_in_clear_never_reaches_pam) {
-  EXPECT_EQ(security_authenticate("alice", sealed("bob", "right horse")), SCH_STATUS_AUTHENTICATION_FAILED);
-  EXPECT_EQ(security_authenticate("alice", "right horse"), SCH_STATUS_AUTHENTICATION_FAILED);
+  EXPECT_EQ(security_authenticate("alice", sealed("bob", "right horse")).code(), SCH_STATUS_AUTHENTICATION_FAILED);
+  EXPECT_EQ(security_authenticate("alice", "right horse").code(), SCH_STATUS_AUTHENTICATION_FAILED);
 }
 
 TEST_F(PamTest, no_child_is_left) {
-  security_authenticate("alice", sealed("alice", "right horse"));
+  EXPECT_TRUE(security_authenticate("alice", sealed("alice", "right horse")));
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
   EXPECT_EQ(errno, ECHILD);
 }
@@ -83,28 +83,25 @@ TEST_F(PamTest, as_many_as_allowed_run_at_once_and_the_next_is_told_to_wait) {
   ClearText password;
   std::strcpy(reinterpret_cast<char *>(password.bytes.data()), "right horse");
   std::vector<std::shared_ptr<Authentication>> running;
-  uint32_t status = 1;
   for (int i = 0; i < authentications_at_once; i++) {
-    running.push_back(Authentication::start("alice", password, &status));
-    ASSERT_TRUE(running.back());
-    EXPECT_EQ(status, 0u);
+    const auto started = Authentication::start("alice", password);
+    ASSERT_EQ(started.code(), 0u);
+    running.push_back(*started);
   }
-  EXPECT_EQ(Authentication::start("alice", password, &status), nullptr);
-  EXPECT_EQ(status, err_busy);
+  EXPECT_EQ(Authentication::start("alice", password).code(), err_busy);
   for (const auto &authentication : running)
-    EXPECT_EQ(authentication->wait(), 0u);
+    EXPECT_EQ(authentication->wait().code(), 0u);
   running.clear();
-  EXPECT_NE(Authentication::start("alice", password, &status), nullptr);
+  EXPECT_TRUE(Authentication::start("alice", password));
 }
 
 TEST_F(PamTest, one_without_an_answer_is_ended_at_its_deadline) {
   ClearText password;
   std::strcpy(reinterpret_cast<char *>(password.bytes.data()), "right horse");
-  uint32_t status = 0;
-  const auto authentication = Authentication::start("alice", password, &status);
+  const auto authentication = Authentication::start("alice", password);
   ASSERT_TRUE(authentication);
-  authentication->deadline_ms = 0;  // nothing can be ready by then
-  EXPECT_EQ(authentication->wait(), err_timed_out);
+  (*authentication)->deadline_ms = 0;  // nothing can be ready by then
+  EXPECT_EQ((*authentication)->wait().code(), err_timed_out);
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
 }
 

@@ -123,7 +123,7 @@ class RadiusTest : public SecurityTest {
   void SetUp() override {
     if (!std::filesystem::exists("/usr/sbin/freeradius") || !std::filesystem::exists(PAM_RADIUS_MODULE))
       GTEST_SKIP() << "needs the packages freeradius and libpam-radius-auth";
-    ASSERT_EQ(provide_security_key(false), 0u);
+    ASSERT_EQ(provide_security_key(false).code(), 0u);
     const in_port_t port = free_port();
     radius_ = std::make_unique<Radius>(state(), port);
     ASSERT_TRUE(radius_->is_ready()) << radius_->output();
@@ -139,9 +139,9 @@ class RadiusTest : public SecurityTest {
     use_pam_services(services_.c_str());
   }
   static uint32_t authenticate(const std::string &user, const std::string &password) {
-    std::string sealed;
-    EXPECT_EQ(seal_password(user, password, &sealed), 0u);
-    return security_authenticate(user, sealed);
+    const Result<std::string> sealed = seal_password(user, password);
+    EXPECT_EQ(sealed.code(), 0u);
+    return security_authenticate(user, *sealed).code();
   }
   std::unique_ptr<Radius> radius_;
   std::string services_;

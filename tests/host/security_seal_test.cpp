@@ -20,19 +20,24 @@ using namespace host;
 
 class SealTest : public SecurityTest {
  protected:
-  SealTest() { EXPECT_EQ(provide_security_key(false), 0u); }
+  SealTest() { EXPECT_EQ(provide_security_key(false).code(), 0u); }
 };
 
 std::string sealed_for(const std::string &user, const std::string &clear) {
-  std::string sealed;
-  EXPECT_EQ(seal_password(user, clear, &sealed), 0u);
-  return sealed;
+  const Result<std::string> sealed = seal_password(user, clear);
+  EXPECT_EQ(sealed.code(), 0u);
+  return sealed ? *sealed : "";
 }
 
 std::string opened(const std::string &user, const std::string &sealed) {
   ClearText clear;
-  const uint32_t status = open_password(user, sealed, &clear);
+  const uint32_t status = open_password(user, sealed, &clear).code();
   return status == 0 ? clear.c_str() : "status " + std::to_string(status);
+}
+
+std::string stored_for(const std::string &user) {
+  const Result<sch_security_user_rec> record = security_read(user);
+  return record ? record->password : "status " + std::to_string(record.code());
 }
 
 const std::string no_password = "status " + std::to_string(err_bad_value);
@@ -56,10 +61,8 @@ TEST_F(SealTest, any_byte_but_the_terminator_may_be_in_a_password) {
 }
 
 TEST_F(SealTest, an_empty_password_and_one_above_the_limit_are_refused) {
-  std::string sealed = "before";
-  EXPECT_EQ(seal_password("alice", "", &sealed), err_bad_value);
-  EXPECT_EQ(seal_password("alice", std::string(password_limit + 1, 'p'), &sealed), err_password_too_long);
-  EXPECT_EQ(sealed, "before");
+  EXPECT_EQ(seal_password("alice", "").code(), err_bad_value);
+  EXPECT_EQ(seal_password("alice", std::string(password_limit + 1, 'p')).code(), err_password_too_long);
 }
 
 TEST_F(SealTest, the_same_password_seals_differently_each_time_in_plain_letters) {
@@ -91,7 +94,7 @@ TEST_F(SealTest, a_sealed_text_changed_anywhere_does_not_open) {
 TEST_F(SealTest, under_another_key_nothing_opens) {
   const std::string sealed = sealed_for("alice", "secret");
   ASSERT_EQ(::unlink(security_key_path().c_str()), 0);
-  ASSERT_EQ(provide_security_key(false), 0u);
+  ASSERT_EQ(provide_security_key(false).code(), 0u);
   EXPECT_EQ(opened("alice", sealed), no_password);
 }
 
@@ -115,15 +118,15 @@ TEST_F(SealTest, the_key_is_the_owners_alone_and_stays) {
   EXPECT_EQ(mode_of(security_key_path()), 0600u);
   const std::string key = read_file(security_key_path());
   EXPECT_EQ(key.size(), 32u);
-  EXPECT_EQ(provide_security_key(false), 0u);
-  EXPECT_EQ(provide_security_key(true), 0u);
+  EXPECT_EQ(provide_security_key(false).code(), 0u);
+  EXPECT_EQ(provide_security_key(true).code(), 0u);
   EXPECT_EQ(read_file(security_key_path()), key);
   EXPECT_NE(::access((security_key_path() + ".new").c_str(), F_OK), 0);
 }
 
 TEST_F(SealTest, a_lost_key_is_not_replaced_while_passwords_are_stored) {
   ASSERT_EQ(::unlink(security_key_path().c_str()), 0);
-  EXPECT_EQ(provide_security_key(true), err_io);
+  EXPECT_EQ(provide_security_key(true).code(), err_io);
   EXPECT_NE(::access(security_key_path().c_str(), F_OK), 0);
 }
 
@@ -152,9 +155,8 @@ TEST_F(SealTest, a_key_that_is_not_a_private_file_of_32_bytes_is_refused_and_lef
   for (const BadKey &row : bad_keys) {
     ::remove(security_key_path().c_str());
     row.make(security_key_path());
-    EXPECT_EQ(provide_security_key(false), row.status) << row.what;
-    std::string sealed;
-    EXPECT_EQ(seal_password("alice", "secret", &sealed), row.status) << row.what;
+    EXPECT_EQ(provide_security_key(false).code(), row.status) << row.what;
+    EXPECT_EQ(seal_password("alice", "secret").code(), row.status) << row.what;
     EXPECT_EQ(::access(security_key_path().c_str(), F_OK), 0) << row.what;
   }
 }
@@ -162,46 +164,39 @@ TEST_F(SealTest, a_key_that_is_not_a_private_file_of_32_bytes_is_refused_and_lef
 // The stored passwords.
 
 TEST_F(SealTest, a_stored_password_is_read_back_sealed) {
-  EXPECT_EQ(security_store(record_of("alice", "secret")), 0u);
-  sch_security_user_rec record = {};
-  EXPECT_EQ(security_read("alice", &record), 0u);
-  EXPECT_STREQ(record.user_name, "alice");
-  EXPECT_EQ(record.kind, 2u);
-  EXPECT_EQ(record.form, 7u);
-  EXPECT_EQ(opened("alice", record.password), "secret");
+  EXPECT_EQ(security_store(record_of("alice", "secret")).code(), 0u);
+  const Result<sch_security_user_rec> record = security_read("alice");
+  ASSERT_EQ(record.code(), 0u);
+  EXPECT_STREQ(record->user_name, "alice");
+  EXPECT_EQ(record->kind, 2u);
+  EXPECT_EQ(record->form, 7u);
+  EXPECT_EQ(opened("alice", record->password), "secret");
   EXPECT_EQ(mode_of(passwords_path()), 0600u);
-  EXPECT_EQ(read_file(passwords_path()), "alice " + std::string(record.password) + "\n");
+  EXPECT_EQ(read_file(passwords_path()), "alice " + std::string(record->password) + "\n");
 }
 
 TEST_F(SealTest, who_stored_none_has_none) {
-  sch_security_user_rec record = record_of("before", "before");
-  EXPECT_EQ(security_read("alice", &record), SCH_STATUS_NO_PASSWORD);
-  EXPECT_STREQ(record.user_name, "before");
-  EXPECT_EQ(security_remove("alice"), SCH_STATUS_NO_PASSWORD);
+  EXPECT_EQ(security_read("alice").code(), SCH_STATUS_NO_PASSWORD);
+  EXPECT_EQ(security_remove("alice").code(), SCH_STATUS_NO_PASSWORD);
 }
 
 TEST_F(SealTest, a_password_is_replaced_and_removed_alone) {
-  EXPECT_EQ(security_store(record_of("alice", "first")), 0u);
-  EXPECT_EQ(security_store(record_of("bob", "builder")), 0u);
-  EXPECT_EQ(security_store(record_of("alice", "second")), 0u);
-  sch_security_user_rec record = {};
-  EXPECT_EQ(security_read("alice", &record), 0u);
-  EXPECT_EQ(opened("alice", record.password), "second");
-  EXPECT_EQ(security_remove("alice"), 0u);
-  EXPECT_EQ(security_read("alice", &record), SCH_STATUS_NO_PASSWORD);
-  EXPECT_EQ(security_read("bob", &record), 0u);
-  EXPECT_EQ(opened("bob", record.password), "builder");
+  EXPECT_EQ(security_store(record_of("alice", "first")).code(), 0u);
+  EXPECT_EQ(security_store(record_of("bob", "builder")).code(), 0u);
+  EXPECT_EQ(security_store(record_of("alice", "second")).code(), 0u);
+  EXPECT_EQ(opened("alice", stored_for("alice")), "second");
+  EXPECT_EQ(security_remove("alice").code(), 0u);
+  EXPECT_EQ(security_read("alice").code(), SCH_STATUS_NO_PASSWORD);
+  EXPECT_EQ(opened("bob", stored_for("bob")), "builder");
 }
 
 TEST_F(SealTest, a_sealed_password_is_stored_for_its_own_user_only) {
   const std::string sealed = sealed_for("alice", "secret");
-  EXPECT_EQ(security_store(record_of("alice", sealed, 7)), 0u);
-  EXPECT_EQ(security_store(record_of("bob", sealed, 7)), err_bad_value);
-  EXPECT_EQ(security_store(record_of("alice", "secret", 7)), err_bad_value);
-  sch_security_user_rec record = {};
-  EXPECT_EQ(security_read("alice", &record), 0u);
-  EXPECT_EQ(record.password, sealed);
-  EXPECT_EQ(security_read("bob", &record), SCH_STATUS_NO_PASSWORD);
+  EXPECT_EQ(security_store(record_of("alice", sealed, 7)).code(), 0u);
+  EXPECT_EQ(security_store(record_of("bob", sealed, 7)).code(), err_bad_value);
+  EXPECT_EQ(security_store(record_of("alice", "secret", 7)).code(), err_bad_value);
+  EXPECT_EQ(stored_for("alice"), sealed);
+  EXPECT_EQ(security_read("bob").code(), SCH_STATUS_NO_PASSWORD);
 }
 
 TEST_F(SealTest, records_that_are_not_what_they_say_are_refused) {
@@ -219,7 +214,7 @@ TEST_F(SealTest, records_that_are_not_what_they_say_are_refused) {
       {record_of("alice", std::string(54, 'p')), err_password_too_long},
   };
   for (const auto &[record, status] : rows)
-    EXPECT_EQ(security_store(record), status) << record.user_name;
+    EXPECT_EQ(security_store(record).code(), status) << record.user_name;
   EXPECT_NE(::access(passwords_path().c_str(), F_OK), 0);
 }
 
@@ -236,31 +231,30 @@ TEST_F(SealTest, a_damaged_password_file_is_refused_and_left) {
       "\n",
       std::string("\0\0\0\n", 4),
   };
-  sch_security_user_rec record = {};
   for (const std::string &content : rows) {
     write_file(passwords_path(), content);
-    EXPECT_EQ(security_read("alice", &record), err_store_foreign) << content;
-    EXPECT_EQ(security_store(record_of("alice", "secret")), err_store_foreign) << content;
-    EXPECT_EQ(security_remove("alice"), err_store_foreign) << content;
+    EXPECT_EQ(security_read("alice").code(), err_store_foreign) << content;
+    EXPECT_EQ(security_store(record_of("alice", "secret")).code(), err_store_foreign) << content;
+    EXPECT_EQ(security_remove("alice").code(), err_store_foreign) << content;
     EXPECT_EQ(read_file(passwords_path()), content);
   }
   write_file(passwords_path(), "alice " + sealed + "\n", 0644);
-  EXPECT_EQ(security_read("alice", &record), err_io);
+  EXPECT_EQ(security_read("alice").code(), err_io);
 }
 
 TEST_F(SealTest, where_nothing_can_be_written_nothing_is_changed) {
-  EXPECT_EQ(security_store(record_of("alice", "secret")), 0u);
+  EXPECT_EQ(security_store(record_of("alice", "secret")).code(), 0u);
   const std::string before = read_file(passwords_path());
   // A directory in the place of the new file stops root as well.
   ASSERT_EQ(::mkdir((passwords_path() + ".new").c_str(), 0700), 0);
-  EXPECT_EQ(security_store(record_of("bob", "builder")), err_io);
-  EXPECT_EQ(security_remove("alice"), err_io);
+  EXPECT_EQ(security_store(record_of("bob", "builder")).code(), err_io);
+  EXPECT_EQ(security_remove("alice").code(), err_io);
   EXPECT_EQ(read_file(passwords_path()), before);
 }
 
 TEST_F(SealTest, a_file_that_a_crash_left_half_written_is_replaced) {
   write_file(passwords_path() + ".new", "half", 0644);
-  EXPECT_EQ(security_store(record_of("alice", "secret")), 0u);
+  EXPECT_EQ(security_store(record_of("alice", "secret")).code(), 0u);
   EXPECT_EQ(mode_of(passwords_path()), 0600u);
   EXPECT_NE(::access((passwords_path() + ".new").c_str(), F_OK), 0);
 }
@@ -273,7 +267,7 @@ uint32_t number_of(HostOperation operation) {
 
 TEST_F(SealTest, only_whoever_may_comes_near_a_record) {
   for (const bool may : {true, false}) {
-    ASSERT_EQ(security_store(record_of("alice", "secret")), 0u);
+    ASSERT_EQ(security_store(record_of("alice", "secret")).code(), 0u);
     const auto may_use = [may](const std::string &user) {
       EXPECT_EQ(user, "alice");
       return may;

@@ -17,7 +17,7 @@ namespace {
 class UriTest : public StoreTest {
  protected:
   std::string path_of(const std::string &text) {
-    const auto uri = host::parse_file_uri(text, nullptr);
+    const auto uri = host::parse_file_uri(text);
     std::array<char, host::file_path_size> path{};
     if (!uri) return "(none)";
     const int result = uri_map_targetfs_path_get(&*uri, path.data(), path.size());
@@ -25,9 +25,9 @@ class UriTest : public StoreTest {
     return path.data();
   }
   static std::string error_of(const std::string &text) {
-    std::string error;
-    EXPECT_FALSE(host::parse_file_uri(text, &error)) << text;
-    return error;
+    const auto uri = host::parse_file_uri(text);
+    EXPECT_EQ(uri.code(), host::err_bad_value) << text;
+    return uri ? "" : uri.error().text;
   }
 };
 
@@ -41,11 +41,11 @@ TEST_F(UriTest, file_is_below_the_root_of_its_scheme) {
 
 TEST_F(UriTest, uri_is_written_as_one_text) {
   std::array<char, host::file_path_size> text{};
-  const auto uri = host::parse_file_uri("flash:/a/log.dat", nullptr);
+  const auto uri = host::parse_file_uri("flash:/a/log.dat");
   ASSERT_TRUE(uri);
   EXPECT_EQ(snprintf_uri_len(text.data(), text.size(), &*uri), 15);
   EXPECT_STREQ(text.data(), "flash:a/log.dat");
-  EXPECT_EQ(host::parse_file_uri(text.data(), nullptr)->name, uri->name);
+  EXPECT_EQ(host::parse_file_uri(text.data())->name, uri->name);
 }
 
 TEST_F(UriTest, text_that_names_no_file_here_is_refused_with_the_reason) {

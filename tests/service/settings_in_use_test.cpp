@@ -10,6 +10,7 @@
 
 #include "control/operations.h"
 #include "control/statuses.h"
+#include "host/status.h"
 #include "service/request/control.h"
 #include "service/run/outcome.h"
 #include "tests/service/process_fixture.h"

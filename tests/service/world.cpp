@@ -13,6 +13,8 @@
 
 #include "control/operations.h"
 #include "host/files/paths.h"
+#include "host/guard.h"
+#include "host/status.h"
 #include "host/store/store.h"
 #include "host/sysmgr.h"
 #include "platform/memory.h"
@@ -142,7 +144,12 @@ World::~World() {
 
 uint32_t World::try_start(std::string *error) {
   host::use_paths(host::resolve_paths((directory.path() + "/state").c_str()));
-  if (!service::open_stores(settings, time(nullptr), error) || !service::settle_stores(error)) return 1;
+  for (const auto &step : {std::function([&] { return service::open_stores(settings, time(nullptr)); }),
+                           std::function([] { return service::settle_stores(); })})
+    if (const host::Result<void> done = step(); !done) {
+      *error = done.error().text;
+      return 1;
+    }
   options.settings = std::make_shared<const service::Settings>(settings);
   parts = std::make_unique<Parts>(options);
   if (const auto opened = parts->log.open(service::stored_outcomes()); !opened) {
@@ -196,7 +203,9 @@ host::Answer World::send(const host::Caller &caller, uint32_t service, uint32_t 
   incoming.service = service;
   incoming.body = record;
   incoming.caller = caller;
-  return service::dispatch(parts->context, incoming);
+  host::Answer no_memory;
+  no_memory.status = host::err_no_memory;
+  return host::guarded([&] { return service::dispatch(parts->context, incoming); }, [&] { return no_memory; });
 }
 
 void World::run_to_the_end() {
