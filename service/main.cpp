@@ -178,11 +178,11 @@ int start(const Options &options, Settings settings) {
 int run(int argc, char **argv) {
   Options options;
   switch (parse_options(argc, argv, &options)) {
-    case Parsed::done:
+    case control::Parsed::done:
       return ended;
-    case Parsed::wrong:
+    case control::Parsed::wrong:
       return wrong_usage;
-    case Parsed::run:
+    case control::Parsed::run:
       break;
   }
   SettingsRead read = read_settings(options);

@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/options.h"
 
-#include <glib.h>
-
 #include <algorithm>
-#include <cstdio>
-#include <memory>
 #include <optional>
 
 #include "service/config/keys.h"
@@ -15,23 +11,22 @@ namespace {
 
 constexpr int highest_level = 255;
 
-constexpr char summary[] =
+using control::Parsed;
+
+constexpr control::Program program = {
+    "schedd", nullptr,
     "The scheduler service: keeps jobs and schedules, and runs what is due.\n"
     "As root it serves all users; as anyone else, that user alone. It stays in the foreground.\n"
-    "SIGHUP has it read its settings again.";
-constexpr char description[] =
+    "SIGHUP has it read its settings again.",
     "What is given here outdoes the file of settings.\n"
     "\n"
     "Exit status: 0 ended by SIGTERM or SIGINT, 1 failed, 2 wrong usage or wrong settings,\n"
-    "3 the state directory cannot be used, or another service uses it.\n";
-
-using Context = std::unique_ptr<GOptionContext, decltype(&g_option_context_free)>;
-using Text = std::unique_ptr<char, decltype(&g_free)>;
+    "3 the state directory cannot be used, or another service uses it.\n"};
 
 // GOption's own types; each text is freed with the record.
 struct Raw {
   char *config = nullptr, *state_dir = nullptr, *interpreter = nullptr, *store_limit = nullptr, *debug = nullptr;
-  gboolean check = FALSE, foreground = FALSE, version = FALSE, help = FALSE;
+  gboolean check = FALSE, foreground = FALSE;
 
   Raw() = default;
   Raw(const Raw &) = delete;
@@ -43,8 +38,8 @@ struct Raw {
 };
 
 // FILENAME takes the argument's bytes as they are, in any locale.
-Context make_context(Raw *raw) {
-  const GOptionEntry entries[] = {
+std::vector<GOptionEntry> entries_for(Raw *raw) {
+  return {
       {"config", 0, 0, G_OPTION_ARG_FILENAME, &raw->config, "the file of settings", "FILE"},
       {"check", 0, 0, G_OPTION_ARG_NONE, &raw->check, "say whether the settings are right, and end", nullptr},
       {"state-dir", 0, 0, G_OPTION_ARG_FILENAME, &raw->state_dir, "where the stores and the job log are", "DIR"},
@@ -55,26 +50,11 @@ Context make_context(Raw *raw) {
       {"foreground", 0, 0, G_OPTION_ARG_NONE, &raw->foreground, "messages of the system log also to standard error",
        nullptr},
       {"debug", 0, 0, G_OPTION_ARG_FILENAME, &raw->debug, "traces below this level to standard error", "LEVEL"},
-      {"version", 0, 0, G_OPTION_ARG_NONE, &raw->version, "print the version", nullptr},
-      {"help", 0, 0, G_OPTION_ARG_NONE, &raw->help, "print this text", nullptr},
-      {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr},
   };
-  g_set_prgname("schedd");
-  Context context(g_option_context_new(nullptr), g_option_context_free);
-  g_option_context_set_help_enabled(context.get(), FALSE);  // it would end the process
-  g_option_context_add_main_entries(context.get(), entries, nullptr);
-  g_option_context_set_summary(context.get(), summary);
-  g_option_context_set_description(context.get(), description);
-  return context;
-}
-
-Parsed print(const char *text) {
-  return std::fputs(text, stdout) < 0 || std::fflush(stdout) != 0 ? Parsed::wrong : Parsed::done;
 }
 
 Parsed complain(const std::string &what) {
-  std::fprintf(stderr, "schedd: %s; see schedd --help\n", what.c_str());
-  return Parsed::wrong;
+  return control::complain(program, what);
 }
 
 // What is wrong, or nothing.
@@ -121,15 +101,8 @@ Parsed take(const Raw &raw, Options *options) {
 
 Parsed parse_options(int argc, char **argv, Options *options) {
   Raw raw;
-  const Context context = make_context(&raw);
-  GError *error = nullptr;
-  if (g_option_context_parse(context.get(), &argc, &argv, &error) == FALSE) {
-    const Parsed parsed = complain(error->message);
-    g_error_free(error);
-    return parsed;
-  }
-  if (raw.help != FALSE) return print(Text(g_option_context_get_help(context.get(), TRUE, nullptr), g_free).get());
-  if (raw.version != FALSE) return print("schedd " SCHEDCLI_VERSION "\n");
+  const Parsed parsed = control::parse_options(program, entries_for(&raw), &argc, argv);
+  if (parsed != Parsed::run) return parsed;
   return argc > 1 ? complain("'" + std::string(argv[1]) + "' is no option") : take(raw, options);
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "control/options.h"
 #include "service/config/settings_file.h"
 
 namespace service {
@@ -18,9 +19,7 @@ struct Options {
   std::vector<std::pair<std::string, std::string>> settings;  // keys with values that outdo the file's
 };
 
-enum class Parsed { run, done, wrong };  // done: help or version was printed; wrong: said on standard error
-
-Parsed parse_options(int argc, char **argv, Options *options);
+control::Parsed parse_options(int argc, char **argv, Options *options);
 
 // The file that the options name, with their own settings over it.
 SettingsRead read_settings(const Options &options);

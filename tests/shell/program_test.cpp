@@ -53,14 +53,28 @@ TEST_F(Program, tells_its_version_and_its_usage) {
   EXPECT_EQ(run("--version"), 0);
   EXPECT_EQ(output.rfind("schedsh ", 0), 0u);
   EXPECT_EQ(run("--help"), 0);
-  EXPECT_EQ(output.rfind("usage: schedsh ", 0), 0u);
+  EXPECT_EQ(output.rfind("Usage:\n  schedsh [OPTION", 0), 0u) << output;
 }
 
 TEST_F(Program, refuses_what_it_does_not_understand_with_status_2) {
-  for (const char *arguments : {"--nonsense", "-c", "one two", "-c help file", "/nowhere/file"}) {
+  const std::pair<const char *, const char *> rows[] = {
+      {"--nonsense", "schedsh: Unknown option --nonsense; see schedsh --help\n"},
+      {"-c", "schedsh: Missing argument for -c; see schedsh --help\n"},
+      {"one two", "schedsh: more than one file is named; see schedsh --help\n"},
+      {"-c help file", "schedsh: commands come from a file or from -c, not from both; see schedsh --help\n"},
+      {"/nowhere/file", "schedsh: /nowhere/file: No such file or directory\n"}};
+  for (const auto &[arguments, message] : rows) {
     EXPECT_EQ(run(arguments, "</dev/null"), 2) << arguments;
-    EXPECT_NE(output, "") << arguments;
+    EXPECT_EQ(output, message) << arguments;
   }
+}
+
+TEST_F(Program, takes_a_command_behind_its_letter_and_one_that_looks_like_an_option) {
+  EXPECT_EQ(run("'-cshow scheduler job'"), 1);
+  EXPECT_EQ(output, not_running);
+  EXPECT_EQ(run("'-ecshow scheduler job' -cnonsense"), 1);
+  EXPECT_EQ(run("-c --help"), 2);
+  EXPECT_EQ(output.rfind("\"--help\"", 0), 0u) << output;
 }
 
 TEST_F(Program, gives_the_handlers_status_and_message_when_no_service_runs) {
@@ -102,7 +116,8 @@ TEST_F(Program, fails_when_its_output_does_not_arrive) {
 TEST_F(Program, shows_no_password_in_the_list_of_processes_and_leaves_no_core) {
   PseudoTerminal terminal([this] {
     execl(SCHEDSH, "schedsh", "--state-dir", directory.c_str(), "-c", "scheduler aaa-authentication password secret",
-          "-c", "scheduler aaa-authentication", static_cast<char *>(nullptr));
+          "-cscheduler aaa-authentication password secret", "-c", "scheduler aaa-authentication",
+          static_cast<char *>(nullptr));
     return 127;
   });
   ASSERT_TRUE(terminal.sees("Password: ")) << terminal.everything();

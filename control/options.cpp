@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "control/options.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace control {
+
+namespace {
+
+using Context = std::unique_ptr<GOptionContext, decltype(&g_option_context_free)>;
+using Text = std::unique_ptr<char, decltype(&g_free)>;
+
+Context make_context(const Program &program, const std::vector<GOptionEntry> &entries) {
+  g_set_prgname(program.name);
+  Context context(g_option_context_new(program.parameters), g_option_context_free);
+  g_option_context_set_help_enabled(context.get(), FALSE);  // it would end the process
+  g_option_context_add_main_entries(context.get(), entries.data(), nullptr);
+  g_option_context_set_summary(context.get(), program.summary);
+  g_option_context_set_description(context.get(), program.description);
+  return context;
+}
+
+Parsed print(const Program &program, const std::string &text) {
+  if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return Parsed::done;
+  std::fprintf(stderr, "%s: standard output: %s\n", program.name, std::strerror(errno));
+  return Parsed::wrong;
+}
+
+}  // namespace
+
+Parsed complain(const Program &program, const std::string &what) {
+  std::fprintf(stderr, "%s: %s; see %s --help\n", program.name, what.c_str(), program.name);
+  return Parsed::wrong;
+}
+
+Parsed parse_options(const Program &program, std::vector<GOptionEntry> entries, int *argc, char **argv) {
+  gboolean version = FALSE, help = FALSE;
+  entries.push_back({"version", 0, 0, G_OPTION_ARG_NONE, &version, "print the version", nullptr});
+  entries.push_back({"help", 0, 0, G_OPTION_ARG_NONE, &help, "print this text", nullptr});
+  entries.push_back({nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr});
+  const Context context = make_context(program, entries);
+  GError *error = nullptr;
+  if (g_option_context_parse(context.get(), argc, &argv, &error) == FALSE) {
+    const Parsed parsed = complain(program, error->message);
+    g_error_free(error);
+    return parsed;
+  }
+  if (help != FALSE) return print(program, Text(g_option_context_get_help(context.get(), TRUE, nullptr), g_free).get());
+  return version != FALSE ? print(program, std::string(program.name) + " " SCHEDCLI_VERSION "\n") : Parsed::run;
+}
+
+}  // namespace control
