@@ -84,19 +84,25 @@ std::optional<LogRecordHead> decode_version_1(std::span<const std::byte> body) {
   return head;
 }
 
+// The fields that are numbers, and the same in memory: `copy` says which way they go.
+template <typename Stored, typename Memory, typename Copy>
+void each_number(Stored &stored, Memory &record, Copy copy) {
+  copy(stored.run, record.run);
+  copy(stored.outcome, record.outcome);
+  copy(stored.output_total, record.output_total);
+  copy(stored.owner_tag, record.owner_tag);
+  copy(stored.wait_status, record.wait_status);
+  copy(stored.completion, record.completion);
+}
+
 std::optional<LogRecordHead> decode_version_2(std::span<const std::byte> body) {
   HeadVersion2 stored;
   if (body.size() < sizeof stored) return std::nullopt;
   std::memcpy(&stored, body.data(), sizeof stored);
   Texts texts(body.subspan(sizeof stored));
   LogRecordHead head;
-  head.run = stored.run;
-  head.outcome = stored.outcome;
+  each_number(stored, head, [](const auto &from, auto &to) { to = from; });
   head.newest_outcome = stored.newest_outcome;
-  head.output_total = stored.output_total;
-  head.owner_tag = stored.owner_tag;
-  head.wait_status = stored.wait_status;
-  head.completion = stored.completion;
   head.reason = stored.reason;
   head.job = texts.take(stored.job_length);
   head.schedule = texts.take(stored.schedule_length);
@@ -112,13 +118,9 @@ std::vector<std::byte> encode(const LogRecord &record, uint64_t newest_outcome, 
   const std::string job = record.job.substr(0, name_limit), schedule = record.schedule.substr(0, name_limit),
                     user = record.user.substr(0, name_limit);
   HeadVersion2 head = {};
-  head.run = record.run;
-  head.outcome = record.outcome;
+  each_number(head, record, [](auto &to, const auto &from) { to = from; });
   head.newest_outcome = newest_outcome;
   head.output_total = std::max<uint64_t>(record.output_total, record.output.size());
-  head.owner_tag = record.owner_tag;
-  head.wait_status = record.wait_status;
-  head.completion = record.completion;
   head.reason = static_cast<uint8_t>(record.reason);
   head.job_length = static_cast<uint8_t>(job.size());
   head.schedule_length = static_cast<uint8_t>(schedule.size());
@@ -141,16 +143,11 @@ std::optional<LogRecordHead> decode(std::span<const std::byte> body, uint32_t ve
 
 LogRecord record_of(const LogRecordHead &head) {
   LogRecord record;
+  each_number(head, record, [](const auto &from, auto &to) { to = from; });
   record.job = head.job;
   record.schedule = head.schedule;
   record.user = head.user;
-  record.owner_tag = head.owner_tag;
-  record.wait_status = head.wait_status;
-  record.completion = head.completion;
   record.output = head.output;
-  record.output_total = head.output_total;
-  record.run = head.run;
-  record.outcome = head.outcome;
   record.reason = head.reason;
   return record;
 }

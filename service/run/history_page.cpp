@@ -25,38 +25,33 @@ struct Stored {
 };
 static_assert(sizeof(Stored) == 80);
 
+// The fields that are numbers, each with its place in the record: `copy` says which way they go.
+template <typename Record, typename Memory, typename Copy>
+void each_number(Record &stored, Memory &outcome, Copy copy) {
+  copy(stored.run, outcome.run);
+  copy(stored.sequence, outcome.sequence);
+  copy(stored.run_begin_ms, outcome.run_begin_ms);
+  copy(stored.begin_ms, outcome.begin_ms);
+  copy(stored.end_ms, outcome.end_ms);
+  copy(stored.output_bytes, outcome.output_bytes);
+  copy(stored.due, outcome.due);
+  copy(stored.wait_status, outcome.wait_status);
+  copy(stored.job_id, outcome.job_id);
+  copy(stored.killed, outcome.killed);
+  copy(stored.missed_count, outcome.missed_count);
+  copy(stored.missed_last, outcome.missed_last);
+}
+
 Stored fixed_part(const Outcome &outcome) {
   Stored stored = {};
-  stored.run = outcome.run;
-  stored.sequence = outcome.sequence;
-  stored.run_begin_ms = outcome.run_begin_ms;
-  stored.begin_ms = outcome.begin_ms;
-  stored.end_ms = outcome.end_ms;
-  stored.output_bytes = outcome.output_bytes;
-  stored.due = outcome.due;
-  stored.wait_status = outcome.wait_status;
-  stored.job_id = outcome.job_id;
-  stored.killed = outcome.killed;
-  stored.missed_count = outcome.missed_count;
-  stored.missed_last = outcome.missed_last;
+  each_number(stored, outcome, [](auto &to, const auto &from) { to = from; });
   stored.reason = static_cast<uint8_t>(outcome.reason);
   return stored;
 }
 
 Outcome outcome_of(const Stored &stored) {
   Outcome outcome;
-  outcome.run = stored.run;
-  outcome.sequence = stored.sequence;
-  outcome.run_begin_ms = stored.run_begin_ms;
-  outcome.begin_ms = stored.begin_ms;
-  outcome.end_ms = stored.end_ms;
-  outcome.output_bytes = stored.output_bytes;
-  outcome.due = stored.due;
-  outcome.wait_status = stored.wait_status;
-  outcome.job_id = stored.job_id;
-  outcome.killed = stored.killed;
-  outcome.missed_count = stored.missed_count;
-  outcome.missed_last = stored.missed_last;
+  each_number(stored, outcome, [](const auto &from, auto &to) { to = from; });
   outcome.reason = static_cast<Reason>(stored.reason);
   return outcome;
 }
