@@ -20,6 +20,7 @@
 #include "bench/rows.h"
 #include "host/files/paths.h"
 #include "host/store/store.h"
+#include "tests/host/store_commits.h"
 
 namespace {
 
@@ -235,9 +236,9 @@ int main(int count, char **arguments) {
     };
     for (const Pair &pair : pairs)
       compare(pair);
-    const uint64_t before = host::store_commits();
+    const uint64_t before = store_test::commits_below(directory);
     stored.batch(0, batch_size);
-    if (host::store_commits() - before != 1) fail("batch", "not one synced commit");
+    if (store_test::commits_below(directory) - before != 1) fail("batch", "not one synced commit");
   }
   std::filesystem::remove_all(directory);
 }

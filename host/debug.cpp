@@ -70,7 +70,7 @@ class Switches {
 struct Debug {
   std::mutex mutex;
   History history;
-  Switches history_off, buginf_on;
+  Switches history_off;
   bool journal = false;
 };
 
@@ -134,8 +134,9 @@ extern "C" int sdwrap_hist_event_subtype_check(uint32_t, uint32_t subtype) {
   return debug().history_off[subtype] ? 1 : 0;
 }
 
-extern "C" int sdwrap_chk_int(int level, int, int, int) {
-  return level >= 0 && debug().buginf_on[static_cast<size_t>(level)] ? 1 : 0;
+// No level is traced there: the programs' --debug has the library write to standard error itself.
+extern "C" int sdwrap_chk_int(int, int, int, int) {
+  return 0;
 }
 
 extern "C" int buginf(int, const char *modname, int, const char *format, ...) {
@@ -157,7 +158,6 @@ extern "C" int sdwrap_debug_dump(uint32_t, uint32_t, uint32_t, const uint32_t[2]
 
 extern "C" void sdwrap_dbg_clean(void *) {
   debug().history_off.reset();
-  debug().buginf_on.reset();
 }
 
 extern "C" int sdwrap_sys_clean(void *) {
@@ -180,11 +180,6 @@ std::string history_text() {
 void history_enable(int level, bool on) {
   if (level < 0 || level >= debug_levels) return;
   debug().history_off.set(static_cast<size_t>(level), !on);
-}
-
-void buginf_enable(int level, bool on) {
-  if (level < 0 || level >= debug_levels) return;
-  debug().buginf_on.set(static_cast<size_t>(level), on);
 }
 
 void buginf_to_journal(bool on) {

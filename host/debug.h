@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Debug history, buginf switches and memory statistics, for the programs' show and debug commands.
+// The debug history and the table of memory, for the programs' show and debug commands, and where traces go.
 #pragma once
 
 #include <cstddef>
@@ -14,8 +14,7 @@ inline constexpr size_t history_text_limit = 511;    // the library's traces car
 
 std::string history_text();               // oldest first, one event a line
 void history_enable(int level, bool on);  // on at the start: events of this level enter the history
-void buginf_enable(int level, bool on);   // off at the start: traces of this level go to standard error or the journal
-void buginf_to_journal(bool on);          // off at the start; a service in the background has no standard error
+void buginf_to_journal(bool on);          // instead of standard error, which a service in the background has not
 std::string memory_statistics();          // a table: owner, type, what, live blocks and bytes, peak, allocations
 void syslog_open(const char *program, bool foreground);  // foreground: also standard error
 

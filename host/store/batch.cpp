@@ -91,10 +91,7 @@ int begin_anew(Store &store) {
 
 int commit_write(Store &store) {
   const int code = mdb_txn_commit(store.batch.transaction.release());
-  if (code == 0) {
-    count_commit();
-    return 0;
-  }
+  if (code == 0) return 0;
   // A failed write of a meta page leaves the environment unusable; the file itself still has the last commit.
   MDB_txn *probe = nullptr;
   if (mdb_txn_begin(store.environment.get(), nullptr, MDB_RDONLY, &probe) == MDB_PANIC) {

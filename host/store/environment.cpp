@@ -32,11 +32,6 @@ std::size_t &bound() {
   return bytes;
 }
 
-uint64_t &commits() {
-  static uint64_t count = 0;
-  return count;
-}
-
 std::size_t live_pages(const MDB_stat &stat) {
   return stat.ms_branch_pages + stat.ms_leaf_pages + stat.ms_overflow_pages;
 }
@@ -187,10 +182,6 @@ int grow_map(Store &store) {
   return set_map_size(store, info.me_mapsize > most / 2 ? most : info.me_mapsize * 2);
 }
 
-void count_commit() {
-  ++commits();
-}
-
 void reread_description(Store &store) {
   if (!store.environment || renew_reader(store, store.reader.get()) != 0) return;
   read_description(store);
@@ -217,7 +208,6 @@ Result<void> make_store_file(const std::string &path, const StoreDescription &de
   if (code == 0 && fcntl(file, F_SETFD, FD_CLOEXEC) != 0) code = errno;
   if (code == 0) code = fill_new(environment, description, fill, argument);
   if (code == 0 && fsync(file) != 0) code = errno;
-  if (code == 0) count_commit();
   Result<void> result = store_result(code, path, file);
   if (!result) unlink(path.c_str());
   return result;
@@ -226,10 +216,6 @@ Result<void> make_store_file(const std::string &path, const StoreDescription &de
 void store_set_bound(uint64_t bytes) {
   const auto page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
   bound() = static_cast<std::size_t>(std::clamp<uint64_t>(bytes / page * page, smallest_bound, SIZE_MAX / 2 + 1));
-}
-
-uint64_t store_commits() {
-  return commits();
 }
 
 std::string lock_path(const std::string &path) {

@@ -115,7 +115,6 @@ int read_value(Store &store, MDB_val key, Take take) {
   return code;
 }
 
-void count_commit();
 void pause_walks(Store &store);
 // MDB_MAP_FULL, and a transaction to be aborted, when the records would take more than their share of the bound.
 int put_within_bound(MDB_txn *transaction, MDB_val *key, MDB_val *value, unsigned flags);

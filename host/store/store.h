@@ -18,7 +18,6 @@ Result<void> store_begin(pss_handle store);
 Result<void> store_commit(pss_handle store);  // after an error nothing of the batch is kept
 void store_abort(pss_handle store);           // harmless without a batch
 
-uint64_t store_commits();  // durable commits of this process so far
 // The most a store's file may grow to. Records may take a third of it: the rest is what transactions need, so that a
 // full store can still be changed and emptied.
 void store_set_bound(uint64_t bytes);

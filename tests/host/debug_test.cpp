@@ -111,20 +111,10 @@ TEST_F(Debug, history_switch_works_for_its_level_alone) {
   EXPECT_EQ(sdwrap_hist_event_subtype_check(module, 1000), 0);
 }
 
-TEST_F(Debug, buginf_switch_works_for_its_level_alone) {
-  EXPECT_EQ(sdwrap_chk_int(103, 0, 0, 1), 0);
-  host::buginf_enable(103, true);
-  EXPECT_NE(sdwrap_chk_int(103, 0, 0, 1), 0);
-  EXPECT_EQ(sdwrap_chk_int(100, 0, 0, 1), 0);
-  EXPECT_EQ(sdwrap_chk_int(-1, 0, 0, 1), 0);
-  EXPECT_EQ(sdwrap_chk_int(host::debug_levels, 0, 0, 1), 0);
-}
-
 TEST_F(Debug, switches_outside_the_levels_are_ignored) {
   for (const int level : {-1, host::debug_levels}) {
-    host::buginf_enable(level, true);
     host::history_enable(level, false);
-    EXPECT_EQ(sdwrap_chk_int(level, 0, 0, 1), 0);
+    EXPECT_EQ(sdwrap_hist_event_subtype_check(module, static_cast<uint32_t>(level)), 0);
   }
 }
 
@@ -135,12 +125,10 @@ TEST_F(Debug, buginf_writes_one_line_to_standard_error) {
 }
 
 TEST_F(Debug, cleaning_forgets_switches_and_history) {
-  host::buginf_enable(103, true);
   host::history_enable(103, false);
   add(103, "text");
   sdwrap_dbg_clean(nullptr);
   EXPECT_EQ(sdwrap_sys_clean(nullptr), 0);
-  EXPECT_EQ(sdwrap_chk_int(103, 0, 0, 1), 0);
   EXPECT_EQ(sdwrap_hist_event_subtype_check(module, 103), 0);
   EXPECT_EQ(host::history_text(), "");
 }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "tests/host/store_commits.h"
 #include "tests/host/store_fixture.h"
 
 namespace store_test {
@@ -53,9 +54,9 @@ TEST_F(RecordTest, several_records_are_stored_at_once_or_not_at_all) {
   pss_max_value(store, 4);
   const pss_buf keys[] = {buffer("a"), buffer("b")}, values[] = {buffer("1"), buffer("22")},
                 too_long[] = {buffer("3"), buffer("55555")};
-  const uint64_t before = host::store_commits();
+  const uint64_t before = commits_below(directory);
   EXPECT_EQ(pss_store(store, 2, keys, values), 0U);
-  EXPECT_EQ(host::store_commits(), before + 1);
+  EXPECT_EQ(commits_below(directory), before + 1);
   EXPECT_EQ(pss_store(store, 2, keys, too_long), host::err_store_limit);
   EXPECT_EQ(records(store), (Records{{"a", "1"}, {"b", "22"}}));
 }
@@ -193,24 +194,24 @@ TEST_F(RecordTest, no_call_takes_a_handle_that_is_none) {
 
 TEST_F(RecordTest, every_change_outside_a_batch_is_one_commit) {
   const pss_handle store = create("running:a");
-  const uint64_t before = host::store_commits();
+  const uint64_t before = commits_below(directory);
   put(store, "a", "1");
   put(store, "b", "2");
   erase(store, "a");
-  EXPECT_EQ(host::store_commits(), before + 3);
+  EXPECT_EQ(commits_below(directory), before + 3);
 }
 
 TEST_F(RecordTest, deleting_what_is_absent_commits_nothing) {
   const pss_handle store = create("running:a");
-  const uint64_t before = host::store_commits();
+  const uint64_t before = commits_below(directory);
   erase(store, "a");
-  EXPECT_EQ(host::store_commits(), before);
+  EXPECT_EQ(commits_below(directory), before);
 }
 
 TEST_F(RecordTest, batch_is_one_commit_and_is_seen_before_it) {
   const pss_handle store = create("running:a"), other = open("running:a");
   put(store, "gone", "1");
-  const uint64_t before = host::store_commits();
+  const uint64_t before = commits_below(directory);
   ASSERT_EQ(host::store_begin(store).code(), 0U);
   for (int i = 0; i < 100; ++i)
     EXPECT_EQ(put(store, "key" + std::to_string(100 + i), "value"), 0U);
@@ -218,19 +219,19 @@ TEST_F(RecordTest, batch_is_one_commit_and_is_seen_before_it) {
   EXPECT_EQ(erase(store, "absent"), PSS_ERR_NO_KEY);
   EXPECT_EQ(get(other, "key150"), "value");
   EXPECT_EQ(records(store).size(), 100U);
-  EXPECT_EQ(host::store_commits(), before);
+  EXPECT_EQ(commits_below(directory), before);
   EXPECT_EQ(host::store_commit(store).code(), 0U);
-  EXPECT_EQ(host::store_commits(), before + 1);
+  EXPECT_EQ(commits_below(directory), before + 1);
   EXPECT_EQ(records(store).size(), 100U);
 }
 
 TEST_F(RecordTest, batch_without_a_change_commits_nothing) {
   const pss_handle store = create("running:a");
-  const uint64_t before = host::store_commits();
+  const uint64_t before = commits_below(directory);
   (void)host::store_begin(store);
   erase(store, "absent");
   EXPECT_EQ(host::store_commit(store).code(), 0U);
-  EXPECT_EQ(host::store_commits(), before);
+  EXPECT_EQ(commits_below(directory), before);
 }
 
 TEST_F(RecordTest, aborted_batch_leaves_no_trace) {

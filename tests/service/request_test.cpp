@@ -9,11 +9,13 @@
 
 #include "control/operations.h"
 #include "control/statuses.h"
+#include "host/files/paths.h"
 #include "host/status.h"
 #include "host/store/store.h"
 #include "service/limits.h"
 #include "service/request/control.h"
 #include "service/state/tables.h"
+#include "tests/host/store_commits.h"
 #include "tests/service/store_faults.h"
 #include "tests/service/world.h"
 
@@ -445,19 +447,19 @@ TEST(Requests, a_granted_request_is_one_durable_commit_and_any_other_none) {
     World world;
     configure(world);
     const auto commits_of = [&](const host::Caller &caller) {
-      const uint64_t before = host::store_commits();
+      const uint64_t before = store_test::commits_below(host::paths().state);
       world.send(caller, config, request.opcode, request.payload);
-      return host::store_commits() - before;
+      return store_test::commits_below(host::paths().state) - before;
     };
     EXPECT_EQ(commits_of(remote_user()), 0u) << request.what << ", refused";
     EXPECT_EQ(commits_of(root()), 1u) << request.what;
   }
   World world;
   configure(world);
-  const uint64_t before = host::store_commits();
+  const uint64_t before = store_test::commits_below(host::paths().state);
   EXPECT_EQ(shown_text(world, "a").size(), 3000u);
   world.send(root(), SCH_SERVICE_SHOW, SCH_OP_SHOW_SCHEDULE, show_payload());
-  EXPECT_EQ(host::store_commits(), before);
+  EXPECT_EQ(store_test::commits_below(host::paths().state), before);
 }
 
 TEST(Requests, a_full_store_refuses_without_a_change_and_serves_on) {
