@@ -13,10 +13,13 @@ formatting() { python3 tests/lint/sources.py | xargs clang-format --dry-run --We
 
 check formatting formatting
 check 'ring direction' python3 tests/lint/rings.py "$build"
+check 'words of the service' python3 tests/lint/words.py
+check 'the check of words' python3 tests/lint/words_test.py
 check 'no circles' python3 tests/lint/circles.py "$build"
 check 'the circle check' python3 tests/lint/circles_test.py
 check 'the header as the manual' python3 tests/library/check_header.py --header include/schedcli.h --platform platform \
   --map schedcli.map --library "$build/libschedcli.so"
+check "other builds than the presets'" python3 tests/lint/builds.py "$build/../other-builds"
 check "static analysis" python3 tests/lint/tidy.py "$build"
 check figures python3 tests/lint/figures.py
 
