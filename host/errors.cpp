@@ -52,7 +52,7 @@ constexpr ErrorText error_texts[] = {
     {host::err_store_limit, "the record's key or value has a length that the store does not take"},
     {host::err_store_full, "the store or its disk is full; free space and try again"},
     {host::err_store_absent, "no store of that name"},
-    {host::err_store_foreign,
+    {host::err_store_unusable,
      "the file is no store of this machine, or it is damaged; move it away, or restore it with 'store load'"},
     {host::err_store_io, "reading or writing the store failed; see the system log"},
     {host::err_store_uri, "not the name of a store; use running:, startup: or debug: and a name"},

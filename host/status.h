@@ -30,10 +30,11 @@ inline constexpr uint32_t err_password_too_long = 0x40be000d;  // above what a s
 
 // Store.
 inline constexpr uint32_t err_store_bad_handle = 0x40480004;
-inline constexpr uint32_t err_store_limit = 0x40480005;    // key or value longer than the store allows, or empty key
-inline constexpr uint32_t err_store_full = 0x40480006;     // the map has reached its bound, or the disk is full
-inline constexpr uint32_t err_store_absent = 0x40480007;   // no store of that name
-inline constexpr uint32_t err_store_foreign = 0x40480008;  // damaged, cut, foreign or of the other word size
+inline constexpr uint32_t err_store_limit = 0x40480005;   // key or value longer than the store allows, or empty key
+inline constexpr uint32_t err_store_full = 0x40480006;    // the map has reached its bound, or the disk is full
+inline constexpr uint32_t err_store_absent = 0x40480007;  // no store of that name
+inline constexpr uint32_t err_store_unusable =
+    0x40480008;  // damaged, cut, no store at all, or one of the other word size
 inline constexpr uint32_t err_store_io = 0x40480009;
 inline constexpr uint32_t err_store_uri = 0x4048000a;   // not a URI of a store
 inline constexpr uint32_t err_store_busy = 0x4048000b;  // open in another process that must be its only one

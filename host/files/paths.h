@@ -8,7 +8,7 @@ namespace host {
 
 struct Paths {
   std::string state;         // stores, key file, job log, boot marker: 0700
-  std::string run;           // socket, lock: may be removed at any time, a boot or not
+  std::string run;           // socket, lock: may be removed at any time, not only by a boot
   std::string socket;        // run + "/schedd.sock"
   bool system_wide = false;  // serves every user; otherwise its owner alone
 };

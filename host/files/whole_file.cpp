@@ -15,7 +15,7 @@
 namespace host {
 namespace {
 
-// Takes the draft away again.
+// Removes the draft.
 Error fail(const std::string &draft, const std::string &path, int number) {
   unlink(draft.c_str());
   return {err_io, path + ": cannot write the file: " + std::strerror(number) + "; check its directory and its disk"};

@@ -8,7 +8,7 @@ struct event_base;
 
 namespace host {
 
-// Becomes the loop of the thread that makes it until it is destroyed; made, run and destroyed by that thread. A process
+// The loop of the thread that makes it, which alone may run and destroy it. A process
 // that was forked off must not use its parent's loop, as both would share one list of descriptors in the kernel. Throws
 // std::bad_alloc when there is no memory or no descriptor for it.
 class Loop {

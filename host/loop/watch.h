@@ -15,16 +15,17 @@ class Watch {
  public:
   using Callback = std::function<void()>;
 
-  Watch() = default;  // of nothing
+  Watch() = default;  // waits for nothing
   Watch(Watch &&) noexcept = default;
   Watch &operator=(Watch &&other) noexcept;
   ~Watch() { stop(); }
 
-  // These throw std::bad_alloc when the loop or the kernel cannot take one more. Each callback comes again as long as
-  // what it waits for lasts.
-  static Watch readable(int descriptor, Callback callback);  // or at its end, or broken
-  static Watch writable(int descriptor, Callback callback);  // or broken
-  static Watch hung_up(int descriptor, Callback callback);   // the other end sends no more, whether all was read or not
+  // These throw std::bad_alloc when the loop or the kernel cannot take one more. Each callback but that of after_ms
+  // comes again for as long as the descriptor is ready.
+  static Watch readable(int descriptor, Callback callback);  // also at the end of what it reads, and on an error
+  static Watch writable(int descriptor, Callback callback);  // also on an error
+  static Watch hung_up(int descriptor,
+                       Callback callback);  // the other end sends no more; what it sent may still be unread
   static Watch after_ms(unsigned milliseconds, Callback callback);  // once; then it is not active any more
 
   void stop();

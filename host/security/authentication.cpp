@@ -43,7 +43,7 @@ void release_answers(pam_response *answers, int count) {
   std::free(answers);
 }
 
-// Only a hidden prompt gets the password; whatever shows its answer must not.
+// Only a prompt that hides its answer gets the password.
 bool answer_message(const pam_message &message, const char *password, pam_response *answer) {
   if (message.msg_style == PAM_TEXT_INFO || message.msg_style == PAM_ERROR_MSG) return true;
   if (message.msg_style != PAM_PROMPT_ECHO_OFF) return false;

@@ -41,7 +41,7 @@ Result<void> SecurityKey::load() {
   const bool fits = content.size() == bytes_.size();
   if (fits) std::copy(content.begin(), content.end(), bytes_.begin());
   explicit_bzero(content.data(), content.size());
-  if (!fits) return Error{err_store_foreign, path + ": is no key; restore it from a backup"};
+  if (!fits) return Error{err_store_unusable, path + ": is no key; restore it from a backup"};
   return {};
 }
 

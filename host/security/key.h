@@ -20,7 +20,7 @@ class SecurityKey {
   SecurityKey &operator=(const SecurityKey &) = delete;
   ~SecurityKey() { explicit_bzero(bytes_.data(), bytes_.size()); }
 
-  Result<void> load();  // err_io or err_store_foreign
+  Result<void> load();  // err_io or err_store_unusable
   const unsigned char *data() const { return bytes_.data(); }
 
  private:

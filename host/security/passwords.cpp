@@ -25,7 +25,7 @@ bool take_line(const std::string &line, SealedPasswords *passwords) {
 }
 
 bool parse(const std::string &content, SealedPasswords *passwords) {
-  if (!content.empty() && content.back() != '\n') return false;  // cut
+  if (!content.empty() && content.back() != '\n') return false;  // the end is missing
   std::istringstream lines(content);
   for (std::string line; std::getline(lines, line);)
     if (!take_line(line, passwords)) return false;
@@ -43,7 +43,7 @@ Result<SealedPasswords> read_passwords() {
   if (!content) return content.error();
   SealedPasswords passwords;
   if (!*content || parse(**content, &passwords)) return passwords;
-  return Error{err_store_foreign, passwords_path() + ": is damaged; restore it from a backup or remove it"};
+  return Error{err_store_unusable, passwords_path() + ": is damaged; restore it from a backup or remove it"};
 }
 
 Result<void> write_passwords(const SealedPasswords &passwords) {

@@ -20,11 +20,12 @@ constexpr int base64 = sodium_base64_VARIANT_URLSAFE_NO_PADDING;
 constexpr std::size_t nonce_size = crypto_aead_xchacha20poly1305_ietf_NPUBBYTES;
 constexpr std::size_t padded_size = password_limit + 1;
 constexpr std::size_t box_size = nonce_size + padded_size + crypto_aead_xchacha20poly1305_ietf_ABYTES;
-static_assert(sodium_base64_ENCODED_LEN(box_size, base64) == sealed_length);  // its NUL in the form's place
+static_assert(sodium_base64_ENCODED_LEN(box_size, base64) ==
+              sealed_length);  // the encoding's NUL makes room for `form`
 
 using Box = std::array<unsigned char, box_size>;
 
-// Bound in: another user's name, or another purpose, opens nothing.
+// Authenticated with the box: it cannot be opened for another user or another purpose.
 std::string purpose_of(const std::string &user) {
   return "schedcli scheduler password of " + user;
 }
@@ -86,7 +87,7 @@ Result<void> open_password(const std::string &user, const std::string &sealed, C
     return error_of(err_bad_value);
   std::size_t size = 0;
   if (library->unpad(&size, clear->bytes.data(), padded_size, padded_size) != 0) return error_of(err_bad_value);
-  clear->bytes[size] = 0;  // the padding's mark stands there
+  clear->bytes[size] = 0;  // where the padding begins with a mark
   return {};
 }
 

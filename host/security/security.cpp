@@ -21,7 +21,7 @@ bool is_service = false;
 
 template <typename Value>
 Result<Value> reported(Result<Value> result) {
-  const bool files_are_bad = result.code() == err_io || result.code() == err_store_foreign;
+  const bool files_are_bad = result.code() == err_io || result.code() == err_store_unusable;
   if (files_are_bad) tarn_syslog(LOG_ERR, "%s", result.error().text.c_str());
   return result;
 }

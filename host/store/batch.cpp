@@ -129,7 +129,7 @@ Result<void> change_batch(Store &store, const RecordChange &change) {
   if (code == MDB_MAP_FULL) code = begin_anew(store);
   if (code == 0) return {};
   batch.changes.resize(noted);
-  if (code != MDB_NOTFOUND) batch.failure.code = err_no_memory;  // in case that there is none for the words
+  if (code != MDB_NOTFOUND) batch.failure.code = err_no_memory;  // what stands if there is no memory for the text
   Result<void> result = store_result(code, store.path, store.data_file());
   if (code != MDB_NOTFOUND) batch.failure = result.error();
   return result;

@@ -54,9 +54,9 @@ MDB_val description_key();
 // One transaction that writes, of one call or of many.
 struct Batch {
   bool open = false;
-  Transaction transaction;         // null: none is open, or it found no larger map
+  Transaction transaction;         // null: none is open, or the map was full and could not grow
   std::vector<std::byte> changes;  // what it did so far, for the case that it has to begin anew
-  Error failure;                   // what made it useless; code 0: it is sound
+  Error failure;                   // why it cannot be committed any more; code 0: it can
 };
 
 struct Store {
@@ -82,12 +82,11 @@ struct Store {
 Result<void> open_environment(Store &store);  // checks the file first
 void close_environment(Store &store);         // forgets a batch's transaction
 
-// What changes the map gives 0 or LMDB's code, and may have closed the environment after a failure. No transaction may
-// be under way.
+// Both give 0 or LMDB's code, and a failure may leave the environment closed. No transaction may be under way.
 int adopt_larger_map(Store &store);  // one that another process has made
 int grow_map(Store &store);          // MDB_MAP_FULL: it is as large as it may be
 
-// Makes an attempt to begin a transaction, once more in each map that another process has grown meanwhile.
+// Begins a transaction by `attempt`: again, as often as another process has made the map larger meanwhile.
 template <typename Attempt>
 int begin_in_whole_map(Store &store, Attempt attempt) {
   int code = attempt();
@@ -99,7 +98,7 @@ int begin_in_whole_map(Store &store, Attempt attempt) {
 int begin_transaction(Store &store, unsigned flags, Transaction *transaction);
 int renew_reader(Store &store, MDB_txn *transaction);
 
-// `take` copies the value, as the store's batch or else the file has it; it is LMDB's and gone afterwards.
+// Hands the value to `take`, which copies it: it lies in LMDB's map, and is gone afterwards. Sees the store's batch.
 template <typename Take>
 int read_value(Store &store, MDB_val key, Take take) {
   MDB_txn *transaction = store.batch.transaction.get();
@@ -116,7 +115,7 @@ int read_value(Store &store, MDB_val key, Take take) {
 }
 
 void pause_walks(Store &store);
-// MDB_MAP_FULL, and a transaction to be aborted, when the records would take more than their share of the bound.
+// As mdb_put; MDB_MAP_FULL when the records would take more than their share of the bound: abort the transaction then.
 int put_within_bound(MDB_txn *transaction, MDB_val *key, MDB_val *value, unsigned flags);
 
 void reread_description(Store &store);  // after a batch that came to nothing

@@ -28,7 +28,7 @@ constexpr Word no_page = ~Word{0};
 constexpr uint32_t smallest_page = 512;
 constexpr uint32_t largest_page = 65536;
 constexpr unsigned deepest_tree = 32;
-// Exactly these: a page marked as written already would be changed in the map.
+// A page has exactly one of these: LMDB would write into a page of the map that is marked dirty.
 enum PageFlag : uint16_t { branch_page = 1, leaf_page = 2, overflow_page = 4, meta_page = 8 };
 enum NodeFlag : uint16_t { big_value = 1 };
 enum TableFlag : uint16_t { integer_keys = 8, one_file = 0x4000 };
@@ -94,7 +94,7 @@ class Check {
       }
       if (at == 0 || meta.transaction > meta_.transaction) meta_ = meta;
     }
-    // The free list's flags also hold those of the environment; one of them would have LMDB map the file anywhere.
+    // The free list's flags hold those of the environment too: by MDB_FIXEDMAP the file would say where it is mapped.
     if ((meta_.free_pages.flags & ~one_file) != integer_keys) return "was not made by this program";
     const bool fits = meta_.last_page >= 1 && meta_.last_page < meta_.map_size / page_size_;
     return fits ? "" : "is damaged: its last page is " + std::to_string(meta_.last_page);
@@ -279,15 +279,15 @@ Result<void> check_store_file(const std::string &path) {
   const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   struct stat found {};
   if (!file || fstat(file.get(), &found) != 0) {
-    if (errno == ELOOP) return store_error(err_store_foreign, path, "is a symbolic link");
+    if (errno == ELOOP) return store_error(err_store_unusable, path, "is a symbolic link");
     return store_result(errno, path);
   }
-  if (!S_ISREG(found.st_mode)) return store_error(err_store_foreign, path, "is no regular file");
+  if (!S_ISREG(found.st_mode)) return store_error(err_store_unusable, path, "is no regular file");
   const auto size = static_cast<std::size_t>(found.st_size);
   const Mapping mapping(file.get(), size);
   if (size != 0 && mapping.data() == nullptr) return store_result(errno, path);
   const std::string fault = Check(mapping.data(), size).run();
-  if (!fault.empty()) return store_error(err_store_foreign, path, fault);
+  if (!fault.empty()) return store_error(err_store_unusable, path, fault);
   return {};
 }
 

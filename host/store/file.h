@@ -33,7 +33,7 @@ static_assert(sizeof(StoreDescription) == 32);
 StoreDescription new_description();
 
 // Walks the whole file without LMDB, which would trust its page numbers and die of a cut file. err_store_absent,
-// err_store_foreign or what opening the file gave.
+// err_store_unusable or what opening the file gave.
 Result<void> check_store_file(const std::string &path);
 
 }  // namespace host

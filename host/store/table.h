@@ -23,8 +23,8 @@ class DirectoryGate {
   FileDescriptor directory_;
 };
 
-Store *known_store(pss_handle handle);  // null: no handle; a failure may have closed the store
-// Null: no handle, or a store that a failure closed and that still cannot be opened again.
+Store *known_store(pss_handle handle);  // null: not a handle. A failure may have closed the store
+// Opens the store again that a failure has closed. Null: that failed again, or this is not a handle.
 Store *store_of(pss_handle handle);
 Store *open_store(const std::string &path);  // null: not open in this process
 pss_handle new_handle(Store *store);         // 0: too many
@@ -32,7 +32,7 @@ bool close_handle(pss_handle handle);        // closes the store with its last h
 void forget_store(const std::string &path);  // closes it; its handles are none from now on
 Result<pss_handle> open_path(const std::string &path, bool shared = true);  // the gate is held
 
-// Why store_of gave none.
+// Why store_of gave null.
 Error bad_handle(pss_handle handle);
 
 void forget_walks(pss_handle handle);  // while its store is open

@@ -19,7 +19,7 @@ struct Peer {
 
   bool is_root() const { return credentials.uid == 0; }
   std::string text() const { return "uid " + std::to_string(credentials.uid); }
-  bool is_limited() const;  // other users than root and the service's own get a share only
+  bool is_limited() const;  // to a share of connections and streams; root and the service's own user are not
 };
 
 bool peer_of(int socket, Peer *peer);

@@ -84,7 +84,7 @@ Result<Bytes> exchange_joining(std::span<const std::byte> body) {
   Result<Frame> frame = exchange(header, body, deadline);
   while (frame && frame->header.kind == FrameKind::reply) {
     if (whole.size() + frame->body.size() > control_reply_limit) {
-      request_connection().close();  // the rest has no reader
+      request_connection().close();  // the pieces that still come are nobody's
       return error_of(err_too_large);
     }
     whole.insert(whole.end(), frame->body.begin(), frame->body.end());
@@ -164,6 +164,6 @@ int cmi_parse_response(const mts_message *message, void **reply, uint32_t *lengt
   if (!parse_frame(bytes_of(message->data, message->length), &frame)) return static_cast<int>(err_bad_reply);
   if (frame.header.status != 0) return static_cast<int>(frame.header.status);
   const uint32_t status = copy_reply(frame.body, reply, length);
-  // A message without content is none: whoever asks for one reads its fields.
+  // Whoever asks for a message reads its fields, so an empty one is an error.
   return static_cast<int>(status == 0 && *reply == nullptr ? err_bad_reply : status);
 }

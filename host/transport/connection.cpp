@@ -25,7 +25,7 @@ constexpr int default_reply_timeout_ms = 30000;
 
 std::atomic<int> reply_timeout_ms = default_reply_timeout_ms;
 
-// How often this process was forked off another one that had connections.
+// How many forks lie between this process and the one that first had a connection.
 int forks = 0;
 
 int forks_so_far() {
@@ -33,7 +33,7 @@ int forks_so_far() {
   return registered == 0 ? forks : ::getpid();
 }
 
-// As of the last tick, a few milliseconds ago: a deadline needs no more, and it costs a tenth of the exact time.
+// The time of the kernel's last tick, a few milliseconds old: exact enough for a deadline, and a tenth of the cost.
 int64_t monotonic_ms() {
   timespec now = {};
   ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
@@ -91,7 +91,7 @@ bool limit_wait(int socket, int option, int milliseconds) {
   return ::setsockopt(socket, SOL_SOCKET, option, &limit, sizeof limit) == 0;
 }
 
-// A full backlog makes connect wait for as long as sends may.
+// Where the listener's queue is full, connect waits for as long as a send may.
 int connect_within(int socket, const SocketAddress &address, Deadline deadline) {
   for (;;) {
     if (!limit_wait(socket, SO_SNDTIMEO, deadline.remaining_ms())) return errno;
@@ -187,7 +187,7 @@ Result<Frame> Connection::receive(uint32_t service, uint32_t token, Deadline dea
   }
 }
 
-// The limit stands from one request to the next, as a rule, and so costs no call.
+// The limit is mostly that of the request before: then no call is needed.
 bool Connection::limit_receive(Deadline deadline) {
   const int remaining = deadline.remaining_ms();
   if (remaining == receive_limit_ms_) return true;

@@ -41,7 +41,7 @@ int bind_privately(int socket, const SocketAddress &address) {
   return result;
 }
 
-// A directory made for its owner alone would keep everybody else from a socket that is open to them.
+// Others may use the socket only if they can get through the directories above it.
 bool open_the_way_to(const std::string &path) {
   const std::string directory = parent_directory(path);
   struct stat info = {};

@@ -28,7 +28,7 @@ void raise_open_files_limit() {
   const rlim_t wanted = client_limit + other_descriptors;
   if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= wanted) return;
   limit.rlim_cur = std::min(wanted, limit.rlim_max);
-  // A refusal is felt at accept, which copes with it.
+  // Where this is refused, accept runs out of descriptors earlier, which it copes with.
   (void)::setrlimit(RLIMIT_NOFILE, &limit);
 }
 

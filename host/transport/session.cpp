@@ -61,7 +61,7 @@ void Session::read_request() {
   message.msg_iovlen = 1;
   const ssize_t size = ::recvmsg(socket(), &message, MSG_DONTWAIT);
   if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
-  if (size <= 0) return end();  // gone; an empty packet looks the same
+  if (size <= 0) return end();  // it has gone; an empty packet cannot be told from that
   if ((message.msg_flags & MSG_CTRUNC) != 0) return refuse(err_bad_request);
   take_packet(static_cast<std::size_t>(size));
 }

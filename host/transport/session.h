@@ -22,7 +22,7 @@ namespace host {
 struct SessionSetting {
   Handler handler;
   int deadline_ms = 0;
-  RefusalReport refusals = RefusalReport(1);  // who is no client at all, or a broken one: there may be many
+  RefusalReport refusals = RefusalReport(1);  // of those whose frames or names are wrong: there may be many
   UserCounts connections, streams;
   // One packet of whatever length a client sends; one more byte than the limit tells a longer one.
   std::array<std::byte, frame_limit + 1> packet;
@@ -64,7 +64,7 @@ class Session {
   Ended ended_;
   Outbox outbox_;
   FrameHeader asked_;                       // what `pending_` will answer
-  std::shared_ptr<PendingAnswer> pending_;  // before the watch of its descriptor, which goes first
+  std::shared_ptr<PendingAnswer> pending_;  // declared before answer_, which watches its descriptor and has to go first
   bool hang_up_ = false;                    // once the outbox is empty
   Watch request_, room_, gone_, answer_, deadline_;
 };

@@ -28,7 +28,7 @@ inline constexpr int root_client_reserve = 16;  // and only for root: an adminis
 
 using Bytes = std::vector<std::byte>;
 
-struct Caller {   // identity: the kernel's word, never the frame's, but for root that speaks for another
+struct Caller {   // as the kernel names the peer; the frame's word counts only where root speaks for another user
   uid_t uid = 0;  // of the user spoken for
   gid_t gid = 0;
   uid_t peer_uid = 0;  // of the connected process

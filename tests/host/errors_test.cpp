@@ -41,7 +41,7 @@ constexpr uint32_t codes[] = {
     host::err_store_limit,
     host::err_store_full,
     host::err_store_absent,
-    host::err_store_foreign,
+    host::err_store_unusable,
     host::err_store_io,
     host::err_store_uri,
     host::err_store_busy,

@@ -139,8 +139,8 @@ struct BadKey {
 const BadKey bad_keys[] = {
     {"open to the group", err_io, [](const std::string &path) { write_file(path, std::string(32, 'k'), 0640); }},
     {"open to others", err_io, [](const std::string &path) { write_file(path, std::string(32, 'k'), 0604); }},
-    {"too short", err_store_foreign, [](const std::string &path) { write_file(path, std::string(31, 'k')); }},
-    {"empty", err_store_foreign, [](const std::string &path) { write_file(path, ""); }},
+    {"too short", err_store_unusable, [](const std::string &path) { write_file(path, std::string(31, 'k')); }},
+    {"empty", err_store_unusable, [](const std::string &path) { write_file(path, ""); }},
     {"too long", err_io, [](const std::string &path) { write_file(path, std::string(33, 'k')); }},
     {"a directory", err_io, [](const std::string &path) { ASSERT_EQ(::mkdir(path.c_str(), 0700), 0); }},
     {"a pipe", err_io, [](const std::string &path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }},
@@ -233,9 +233,9 @@ TEST_F(SealTest, a_damaged_password_file_is_refused_and_left) {
   };
   for (const std::string &content : rows) {
     write_file(passwords_path(), content);
-    EXPECT_EQ(security_read("alice").code(), err_store_foreign) << content;
-    EXPECT_EQ(security_store(record_of("alice", "secret")).code(), err_store_foreign) << content;
-    EXPECT_EQ(security_remove("alice").code(), err_store_foreign) << content;
+    EXPECT_EQ(security_read("alice").code(), err_store_unusable) << content;
+    EXPECT_EQ(security_store(record_of("alice", "secret")).code(), err_store_unusable) << content;
+    EXPECT_EQ(security_remove("alice").code(), err_store_unusable) << content;
     EXPECT_EQ(read_file(passwords_path()), content);
   }
   write_file(passwords_path(), "alice " + sealed + "\n", 0644);

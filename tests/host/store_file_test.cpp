@@ -41,7 +41,7 @@ class FileTest : public StoreTest {
 
   void expect_refused(const std::string &content, const std::string &reason, const std::string &what) {
     write_file(path, content);
-    EXPECT_EQ(open_error("running:a"), host::err_store_foreign) << what;
+    EXPECT_EQ(open_error("running:a"), host::err_store_unusable) << what;
     EXPECT_NE(host::store_last_error().find(reason), std::string::npos) << what << ": " << host::store_last_error();
     EXPECT_EQ(host::store_last_error().find(path), 0U) << what;
     EXPECT_NE(host::store_last_error().find("move it away"), std::string::npos) << what;
@@ -170,14 +170,14 @@ TEST_F(FileTest, store_of_the_other_byte_order_is_refused_by_name) {
 
 TEST_F(FileTest, what_is_no_regular_file_is_refused) {
   std::filesystem::create_directory(path);
-  EXPECT_EQ(open_error("running:a"), host::err_store_foreign);
+  EXPECT_EQ(open_error("running:a"), host::err_store_unusable);
   std::filesystem::remove(path);
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  EXPECT_EQ(open_error("running:a"), host::err_store_foreign);
+  EXPECT_EQ(open_error("running:a"), host::err_store_unusable);
   std::filesystem::remove(path);
   write_file(directory + "/elsewhere", "content");
   std::filesystem::create_symlink(directory + "/elsewhere", path);
-  EXPECT_EQ(open_error("running:a"), host::err_store_foreign);
+  EXPECT_EQ(open_error("running:a"), host::err_store_unusable);
   EXPECT_EQ(file_content(directory + "/elsewhere"), "content");
 }
 

@@ -105,7 +105,7 @@ TEST_F(ReplaceTest, snapshot_does_not_overwrite_what_is_no_store) {
   const pss_handle store = create("running:a");
   const std::string path = host::store_path("startup:a");
   write_file(path, "precious");
-  EXPECT_EQ(pss_snapshot(store, 0, "startup:a"), host::err_store_foreign);
+  EXPECT_EQ(pss_snapshot(store, 0, "startup:a"), host::err_store_unusable);
   EXPECT_EQ(file_content(path), "precious");
   EXPECT_FALSE(std::filesystem::exists(path + ".new"));
 }

@@ -139,9 +139,9 @@ TEST_F(TextTest, dump_of_what_is_no_store_says_so) {
   dump("running:a", host::err_store_absent);
   dump("elsewhere:a", host::err_store_uri);
   write_file(host::store_path("running:a"), "foreign");
-  dump("running:a", host::err_store_foreign);
+  dump("running:a", host::err_store_unusable);
   EXPECT_EQ(load("elsewhere:a", head), host::err_store_uri);
-  EXPECT_EQ(load("running:a", std::string(head) + "end records=0\n"), host::err_store_foreign);
+  EXPECT_EQ(load("running:a", std::string(head) + "end records=0\n"), host::err_store_unusable);
   EXPECT_EQ(file_content(host::store_path("running:a")), "foreign");
 }
 
