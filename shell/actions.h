@@ -2,6 +2,8 @@
 // The commands that the shell carries out itself. Each returns 0, or a status of which it has told the operator.
 #pragma once
 
+#include "control/operations.h"
+
 namespace shell {
 
 class Session;
@@ -19,9 +21,13 @@ int begin_job(Session &session, const Match &match);
 int define_job_in_one_line(Session &session, const Match &match);
 int ask_password(Session &session, const Match &match);
 
-int show_running(Session &session, const Match &match);
-int show_startup(Session &session, const Match &match);
-int show_status(Session &session, const Match &match);
+// What the service answers to a request without parameters, in words.
+int show_text(control::Operation operation);
+template <control::Operation operation>
+int show_text(Session &, const Match &) {
+  return show_text(operation);
+}
+
 int show_history(Session &session, const Match &match);
 int copy_running_startup(Session &session, const Match &match);
 int show_logging_level(Session &session, const Match &match);

@@ -7,6 +7,8 @@ namespace shell {
 
 namespace {
 
+using control::Operation;
+
 constexpr Word word_table[] = {
     {"aaa-authentication", "The password with which jobs of a remote user are authenticated"},
     {"clear", "Empty something"},
@@ -111,7 +113,8 @@ const Command command_table[] = {
     library(exec, "show scheduler config", "Show the scheduler's configuration as commands", sch_cli_show_config),
     library(exec, "show scheduler logfile", "Show the job log with each run's output", sch_cli_show_logfile),
     library(exec, "show scheduler internal memory", "Show the service's memory by type", sch_cli_show_memstats),
-    own(exec, "show scheduler status", "Show how the service does, and the users' shares", show_status),
+    own(exec, "show scheduler status", "Show how the service does, and the users' shares",
+        show_text<Operation::status>),
     own(exec, "show scheduler upcoming [<count>]", "Show which schedules are due next", show_upcoming),
     own(exec, "show scheduler upcoming name <schedule>", "Show when a schedule is due the next times", show_upcoming),
     own(exec, "show scheduler history [schedule <schedule>] [last <count>]", "Show the newest runs and their outcomes",
@@ -120,8 +123,9 @@ const Command command_table[] = {
         "Show the newest runs that did not succeed", show_failed_runs),
     own(exec, "show scheduler history run <run>", "Show a run with its jobs", show_run),
     own(exec, "show scheduler internal history", "Show the debug history of service and shell", show_history),
-    own(exec, "show running-config", "Show the configuration in use as commands", show_running),
-    own(exec, "show startup-config", "Show the configuration of the next boot as commands", show_startup),
+    own(exec, "show running-config", "Show the configuration in use as commands", show_text<Operation::running_text>),
+    own(exec, "show startup-config", "Show the configuration of the next boot as commands",
+        show_text<Operation::startup_text>),
     own(exec, "show logging level scheduler", "Show the scheduler's logging level", show_logging_level),
     own(exec, "copy running-config startup-config", "Save the configuration in use for the next boot",
         copy_running_startup),

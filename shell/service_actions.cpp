@@ -23,28 +23,17 @@ int request(control::Operation operation, std::span<const std::byte> payload = {
   return static_cast<int>(answer.code());
 }
 
-int show_text(control::Operation operation) {
-  host::Bytes text;
-  const int status = request(operation, {}, &text);
-  if (!text.empty()) std::fwrite(text.data(), 1, text.size(), stdout);
-  return status;
-}
-
 int send_logging_level(int32_t level) {
   return request(control::Operation::set_logging_level, std::as_bytes(std::span(&level, 1)));
 }
 
 }  // namespace
 
-int show_running(Session &, const Match &) {
-  return show_text(control::Operation::running_text);
-}
-int show_startup(Session &, const Match &) {
-  return show_text(control::Operation::startup_text);
-}
-
-int show_status(Session &, const Match &) {
-  return show_text(control::Operation::status);
+int show_text(control::Operation operation) {
+  host::Bytes text;
+  const int status = request(operation, {}, &text);
+  if (!text.empty()) std::fwrite(text.data(), 1, text.size(), stdout);
+  return status;
 }
 
 int show_history(Session &, const Match &) {
