@@ -35,7 +35,7 @@ class JobLog {
   void sync();
 
   enum class Keep { records, nothing };
-  // A following request_change: the file with other settings beside the present one, which takes its place once the
+  // For a request that changes the settings: the new file, made beside the present one. It takes its place once the
   // settings are stored.
   struct Draft {
     std::shared_ptr<LogVolume> volume;

@@ -68,7 +68,7 @@ class LogIndex {
     std::vector<uint32_t> free_;
   };
 
-  // The outcome is the newest so far, which only grows, so that one can be looked up by halves.
+  // The outcome is the newest up to this record: ascending, so that a binary search finds one.
   struct Entry {
     uint64_t newest_outcome : 63, is_outcome : 1;
     uint32_t owner_tag, schedule, job;
