@@ -42,7 +42,7 @@ uint32_t read_into(sch_security_user_rec *record, const std::string &user) {
 
 uint32_t configure(uint32_t operation, sch_security_user_rec *record) {
   const bool here = security_is_service();
-  const std::string user(text_of(record->user_name));
+  const std::string user(text_in(record->user_name));
   switch (operation) {
     case operation_read:
       return read_into(record, user);

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/text_field.h"
 #include "host/transport/transport.h"
 #include "schedcli.h"
 
@@ -18,22 +19,17 @@ inline constexpr uint32_t security_kind = 2;
 inline constexpr uint32_t security_form_clear = 0;
 inline constexpr uint32_t security_form_sealed = 7;
 
-template <std::size_t size>
-std::string_view text_of(const char (&field)[size]) {
-  return {field, ::strnlen(field, size)};
-}
-
 inline bool is_terminated(const sch_security_user_rec &record) {
-  return text_of(record.user_name).size() < sizeof record.user_name &&
-         text_of(record.password).size() < sizeof record.password;
+  return text_in(record.user_name).size() < sizeof record.user_name &&
+         text_in(record.password).size() < sizeof record.password;
 }
 
 inline sch_security_user_rec security_record(std::string_view user, uint32_t form, std::string_view password) {
   sch_security_user_rec record = {};
-  user.copy(record.user_name, sizeof record.user_name - 1);
+  put_text(user, record.user_name);
   record.kind = security_kind;
   record.form = form;
-  password.copy(record.password, sizeof record.password - 1);
+  put_text(password, record.password);
   return record;
 }
 

@@ -43,7 +43,7 @@ Answer answer_security_request(uint32_t operation, std::span<const std::byte> pa
   const NoCore no_core;
   WipedRecord request;
   if (!take_record(payload, &request.record)) return with_status(err_bad_request);
-  const std::string user(text_of(request.record.user_name));
+  const std::string user(text_in(request.record.user_name));
   if (!may_use(user)) return with_status(err_not_permitted);
   switch (static_cast<HostOperation>(operation)) {
     case HostOperation::security_read:
@@ -53,7 +53,7 @@ Answer answer_security_request(uint32_t operation, std::span<const std::byte> pa
     case HostOperation::security_remove:
       return with_status(security_remove(user).code());
     case HostOperation::security_authenticate:
-      return security_authenticate_later(user, std::string(text_of(request.record.password)));
+      return security_authenticate_later(user, std::string(text_in(request.record.password)));
     default:
       return with_status(err_unknown_opcode);
   }

@@ -27,8 +27,8 @@ Result<Value> reported(Result<Value> result) {
 }
 
 Result<std::string> sealed_of(const std::string &user, const sch_security_user_rec &record) {
-  const std::string password(text_of(record.password));
-  if (record.form == security_form_clear) return seal_password(user, text_of(record.password));
+  const std::string password(text_in(record.password));
+  if (record.form == security_form_clear) return seal_password(user, text_in(record.password));
   if (record.form != security_form_sealed) return error_of(err_bad_value);
   ClearText clear;
   if (const Result<void> opened = open_password(user, password, &clear); !opened) return opened.error();
@@ -44,7 +44,7 @@ Result<sch_security_user_rec> read_record(const std::string &user) {
 }
 
 Result<void> store_record(const sch_security_user_rec &record) {
-  const std::string user(text_of(record.user_name));
+  const std::string user(text_in(record.user_name));
   if (!is_terminated(record) || !is_user_name(user)) return error_of(err_bad_value);
   Result<SealedPasswords> passwords = read_passwords();
   if (!passwords) return passwords.error();

@@ -7,14 +7,11 @@
 #include <string_view>
 
 #include "host/status.h"
+#include "host/text_field.h"
 
 namespace host {
 
 namespace {
-
-std::string_view name_in(const char (&field)[frame_name_size]) {
-  return {field, ::strnlen(field, frame_name_size)};
-}
 
 bool speaks_for_itself(const Peer &peer, std::string_view name) {
   return name.empty() || name == peer.user->name;
@@ -34,7 +31,7 @@ bool peer_of(int socket, Peer *peer) {
 uint32_t identify_caller(Peer *peer, const FrameHeader &header, Caller *caller) {
   if (!peer->user) peer->user = user_by_uid(peer->credentials.uid);
   if (!peer->user) return err_not_permitted;
-  const std::string_view name = name_in(header.user);
+  const std::string_view name = text_in(header.user);
   std::optional<User> other;
   if (!speaks_for_itself(*peer, name)) {
     if (peer->is_root()) other = user_by_name(std::string(name));
@@ -46,7 +43,7 @@ uint32_t identify_caller(Peer *peer, const FrameHeader &header, Caller *caller) 
   caller->peer_uid = peer->credentials.uid;
   caller->pid = peer->credentials.pid;
   caller->user_name = user->name;
-  caller->peer_name = name_in(header.peer);
+  caller->peer_name = text_in(header.peer);
   return 0;
 }
 

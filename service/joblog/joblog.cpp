@@ -12,6 +12,7 @@
 #include "host/files/paths.h"
 #include "host/files/whole_file.h"
 #include "host/status.h"
+#include "host/text_field.h"
 #include "service/limits.h"
 
 namespace service {
@@ -25,11 +26,6 @@ uint32_t &generation_of(sch_log_file_rec &settings) {
 
 // One flush for what comes in together; what a crash of the machine takes meanwhile is completed from the store.
 constexpr unsigned sync_delay_ms = 300;
-
-template <size_t size>
-std::string get(const char (&field)[size]) {
-  return {field, strnlen(field, size)};
-}
 
 std::string draft_path(const std::string &path) {
   return path + ".next";
@@ -59,8 +55,8 @@ LogRecord own_line(const std::string &text, uint32_t now) {
 }  // namespace
 
 std::string log_path(const sch_log_file_rec &settings) {
-  const std::string name = get(settings.name);
-  return get(settings.uri) == SCH_LOG_URI_DEFAULT ? host::paths().state + "/" + name : name;
+  const std::string name(host::text_in(settings.name));
+  return host::text_in(settings.uri) == SCH_LOG_URI_DEFAULT ? host::paths().state + "/" + name : name;
 }
 
 JobLog::~JobLog() {

@@ -3,6 +3,8 @@
 
 #include <cstring>
 
+#include "host/text_field.h"
+
 namespace service {
 namespace {
 
@@ -47,7 +49,7 @@ Reason reason_of(const Report &failure) {
 }
 
 std::string text_of(const Report &failure, const std::string &owner, const std::string &interpreter) {
-  const std::string detail(failure.text, strnlen(failure.text, sizeof failure.text));
+  const std::string detail(host::text_in(failure.text));
   return "cannot start the job: " + what_failed(failure.stage, owner, interpreter) + ": " +
          (detail.empty() ? std::strerror(failure.error) : detail);
 }

@@ -10,6 +10,7 @@
 
 #include "control/statuses.h"
 #include "host/status.h"
+#include "host/text_field.h"
 #include "host/visible.h"
 #include "service/calendar/service_zone.h"
 #include "service/limits.h"
@@ -25,7 +26,7 @@ bool is_alphanumeric(char c) {
 // False when the field lacks its terminator.
 template <size_t size>
 bool take_text(const char (&field)[size], std::string *text) {
-  text->assign(field, strnlen(field, size));
+  *text = host::text_in(field);
   return text->size() < size;
 }
 
@@ -169,8 +170,7 @@ uint32_t decode_address(const sch_schedule_email_request &record, AddressRequest
 }
 
 uint32_t decode_show(const sch_show_request &record, ShowRequest *request) {
-  request->name.assign(record.name,
-                       strnlen(record.name, sizeof record.name));  // one that fills its field names nothing
+  request->name = host::text_in(record.name);  // one that fills its field names nothing
   request->cursor = record.cursor;
   return 0;
 }

@@ -8,6 +8,7 @@
 #include "control/statuses.h"
 #include "host/files/uri.h"
 #include "host/status.h"
+#include "host/text_field.h"
 #include "service/joblog/joblog.h"
 #include "service/request/answer.h"
 #include "service/state/change.h"
@@ -55,8 +56,8 @@ uint32_t rename_log(const Call &call, const LogRequest &request) {
   sch_log_file_rec wanted = sch_log_file;
   std::memset(wanted.name, 0, sizeof wanted.name);
   std::memset(wanted.uri, 0, sizeof wanted.uri);
-  request.name.copy(wanted.name, sizeof wanted.name - 1);
-  request.uri.copy(wanted.uri, sizeof wanted.uri - 1);
+  host::put_text(request.name, wanted.name);
+  host::put_text(request.uri, wanted.uri);
   const std::string path = log_path(wanted);
   if (path == log_path(sch_log_file)) return 0;
   if (access(path.c_str(), F_OK) == 0) return SCH_STATUS_EXISTS;

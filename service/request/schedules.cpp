@@ -3,6 +3,7 @@
 
 #include "control/statuses.h"
 #include "host/status.h"
+#include "host/text_field.h"
 #include "service/request/email.h"
 #include "service/request/ownership.h"
 #include "service/run/clock.h"
@@ -24,7 +25,7 @@ uint32_t check_room(const Call &call, uint32_t owner) {
 
 ScheduleState new_state(const Owner &owner) {
   ScheduleState state = {};
-  owner.name.copy(state.owner, sizeof state.owner - 1);
+  host::put_text(owner.name, state.owner);
   state.owner_tag = owner_tag(owner.uid);
   return state;
 }

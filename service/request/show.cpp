@@ -6,6 +6,7 @@
 #include <ctime>
 #include <limits>
 
+#include "host/text_field.h"
 #include "service/calendar/service_zone.h"
 #include "service/request/answer.h"
 #include "service/request/jobs.h"
@@ -60,7 +61,7 @@ sch_show_schedule_reply describe(const sch_schedule_entry &entry) {
   const ScheduleState state = state_of(*entry.rec);
   sch_show_schedule_reply reply = {};
   reply.number = static_cast<int32_t>(schedule_number(*entry.rec));
-  name_of(*entry.key).copy(reply.name, sizeof reply.name - 1);
+  host::put_text(name_of(*entry.key), reply.name);
   reply.time = entry.rec->time;
   const auto for_shell = [now = time(nullptr)](uint32_t moment) { return time_for_shell(moment, service_zone(), now); };
   reply.time.start_time = for_shell(static_cast<uint32_t>(entry.rec->time.start_time));
@@ -78,7 +79,7 @@ host::Answer show_job(const Call &call, const ShowRequest &request) {
   const sch_job_entry *slot = next_job(call, request);
   if (slot == nullptr) return {};
   sch_show_job_reply fixed = {};
-  name_of(*slot->key).copy(fixed.name, sizeof fixed.name - 1);
+  host::put_text(name_of(*slot->key), fixed.name);
   fixed.job_id = static_cast<int32_t>(slot->hdr->job_id);
   host::Bytes reply;
   reply.reserve(sizeof fixed + std::min(slot->hdr->length, host::frame_limit));  // more cannot be sent
@@ -97,7 +98,7 @@ host::Answer show_schedule(const Call &call, const ShowRequest &request) {
   for_each_assigned(*entry->rec, [&](uint32_t id) {
     const sch_job_entry &slot = sch_job_list[id];
     sch_job_status_entry status = {};
-    name_of(*slot.key).copy(status.name, sizeof status.name - 1);
+    host::put_text(name_of(*slot.key), status.name);
     status.wait_status = last_wait_status(slot, fixed.name);
     append_record(&jobs, status);
     fixed.job_count++;

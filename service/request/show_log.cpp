@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <ctime>
 
+#include "host/text_field.h"
 #include "service/calendar/service_zone.h"
 #include "service/joblog/joblog.h"
 #include "service/limits.h"
@@ -56,9 +57,9 @@ class LogStream {
     sch_log_entry entry = {};
     entry.count = static_cast<uint32_t>(reader_.count());
     entry.number = static_cast<uint32_t>(number_);
-    record_.job.copy(entry.job, sizeof entry.job - 1);
-    record_.schedule.copy(entry.schedule, sizeof entry.schedule - 1);
-    record_.user.copy(entry.user, sizeof entry.user - 1);
+    host::put_text(record_.job, entry.job);
+    host::put_text(record_.schedule, entry.schedule);
+    host::put_text(record_.user, entry.user);
     entry.wait_status = record_.wait_status;
     entry.completion = time_for_shell(record_.completion, service_zone(), time(nullptr));
     entry.total_length = static_cast<int32_t>(record_.output.size());

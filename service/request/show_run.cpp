@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "control/statuses.h"
+#include "host/text_field.h"
 #include "host/visible.h"
 #include "service/request/answer.h"
 #include "service/request/ownership.h"
@@ -77,7 +78,7 @@ std::string head_of(const Found &found) {
   const auto add = [&](const char *key, const std::string &value) { text += std::string(key) + ": " + value + "\n"; };
   add("run", std::to_string(run.number));
   add("schedule", run.schedule);
-  add("owner", in_one_line({state.owner, strnlen(state.owner, sizeof state.owner)}));
+  add("owner", in_one_line(std::string(host::text_in(state.owner))));
   add("due", due_cell(run));
   add("start", start_cell(run));
   add("duration", duration_cell(run));

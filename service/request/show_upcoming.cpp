@@ -7,6 +7,7 @@
 
 #include "control/operations.h"
 #include "host/status.h"
+#include "host/text_field.h"
 #include "host/visible.h"
 #include "service/request/answer.h"
 #include "service/request/ownership.h"
@@ -53,7 +54,7 @@ size_t job_count(const sch_schedule_rec &rec) {
 
 std::string owner_name(const sch_schedule_entry &entry) {
   const ScheduleState state = state_of(*entry.rec);
-  return host::visible({state.owner, strnlen(state.owner, sizeof state.owner)});
+  return host::visible(host::text_in(state.owner));
 }
 
 std::string wait_cell(uint32_t due, time_t now) {

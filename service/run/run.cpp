@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/status.h"
+#include "host/text_field.h"
 #include "platform/bitset.h"
 #include "platform/errors.h"
 #include "service/calendar/service_zone.h"
@@ -71,7 +72,7 @@ bool Run::needs_authentication() const {
 void Run::authenticate() {
   const host::Result<sch_security_user_rec> record = host::security_read(schedule_.owner);
   if (!record) return authenticated(SCH_STATUS_NO_PASSWORD);
-  const std::string sealed(record->password, strnlen(record->password, sizeof record->password));
+  const std::string sealed(host::text_in(record->password));
   const host::Answer answer = host::security_authenticate_later(schedule_.owner, sealed);
   if (!answer.pending) return authenticated(answer.status);
   authentication_ = answer.pending;

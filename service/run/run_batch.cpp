@@ -3,6 +3,7 @@
 
 #include "host/status.h"
 #include "host/store/store.h"
+#include "host/text_field.h"
 #include "service/run/history.h"
 #include "service/run/history_page.h"
 #include "service/state/statuses.h"
@@ -99,7 +100,7 @@ uint64_t RunBatch::begin_run(const sch_schedule_entry &entry, uint32_t due, int6
   stored.executions_before = stored.execution_count;
   stored.running_since_ms = now_ms;
   std::memset(stored.asked_by, 0, sizeof stored.asked_by);
-  asked_by.copy(stored.asked_by, sizeof stored.asked_by - 1);
+  host::put_text(asked_by, stored.asked_by);
   return stored.running;
 }
 

@@ -6,6 +6,7 @@
 
 #include "control/statuses.h"
 #include "host/guard.h"
+#include "host/text_field.h"
 #include "platform/errors.h"
 #include "service/calendar/clock_step.h"
 #include "service/run/clock.h"
@@ -51,7 +52,7 @@ RunStep interrupted_step(const sch_schedule_entry &entry, const std::optional<Ru
   step.outcome.run = stored->running;
   step.outcome.due = stored->running_due;
   step.outcome.run_begin_ms = stored->running_since_ms;
-  step.outcome.asked_by = {stored->asked_by, strnlen(stored->asked_by, sizeof stored->asked_by)};
+  step.outcome.asked_by = host::text_in(stored->asked_by);
   return step;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "host/text_field.h"
 #include "platform/memory.h"
 #include "service/state/open_table.h"
 
@@ -15,7 +16,7 @@ sch_schedule_email_entry &entry_of(const GList &element) {
 }
 
 std::string_view name_of(const sch_schedule_email_entry &entry) {
-  return {entry.schedule_name, strnlen(entry.schedule_name, sizeof entry.schedule_name)};
+  return host::text_in(entry.schedule_name);
 }
 
 struct BySchedule {

@@ -28,10 +28,6 @@ constexpr char job_start[] = "scheduler job name ", schedule_start[] = "schedule
 
 using Owners = std::map<std::string, uint32_t>;  // block's name -> owner's tag
 
-std::string key_text(const sch_config_key &key) {
-  return {key.name, strnlen(key.name, sizeof key.name)};
-}
-
 void note_owner(const pss_buf &stored_key, const pss_buf &value, Owners *owners) {
   sch_config_key key = {};
   sch_job_hdr job = {};
@@ -41,10 +37,10 @@ void note_owner(const pss_buf &stored_key, const pss_buf &value, Owners *owners)
   sch_ntoh_config_key(&key);
   if (key.type == SCH_CONFIG_JOB && key.fragment == 0 && value.length >= sizeof job) {
     std::memcpy(&job, value.data, sizeof job);
-    (*owners)["job " + key_text(key)] = owner_of(job);
+    (*owners)["job " + name_of(key)] = owner_of(job);
   } else if (key.type == SCH_CONFIG_SCHEDULE && value.length >= sizeof schedule) {
     std::memcpy(&schedule, value.data, sizeof schedule);
-    (*owners)["schedule " + key_text(key)] = state_of(schedule).owner_tag;
+    (*owners)["schedule " + name_of(key)] = state_of(schedule).owner_tag;
   }
 }
 

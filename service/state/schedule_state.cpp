@@ -3,6 +3,8 @@
 
 #include <sys/random.h>
 
+#include "host/text_field.h"
+
 namespace service {
 namespace {
 
@@ -86,7 +88,7 @@ uintptr_t next_serial() {
 }
 
 std::string name_of(const sch_config_key &key) {
-  return {key.name, strnlen(key.name, sizeof key.name)};
+  return std::string(host::text_in(key.name));
 }
 
 }  // namespace service

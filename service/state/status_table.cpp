@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "host/text_field.h"
 #include "platform/memory.h"
 #include "service/state/open_table.h"
 #include "service/state/schedule_state.h"
@@ -19,7 +20,7 @@ struct ByJobAndSchedule {
   };
   static Key key(const GList &element) {
     const auto &status = *static_cast<const sch_runtime_job_status *>(element.data);
-    return {status.job_id, {status.schedule_name, strnlen(status.schedule_name, sizeof status.schedule_name)}};
+    return {status.job_id, host::text_in(status.schedule_name)};
   }
   static uint64_t hash(const Key &key) { return hash_of(key.schedule, key.job_id); }
 };
@@ -44,8 +45,7 @@ GList *find_status_element(uint32_t job_id, std::string_view schedule) {
 
 // The library looks for the list's end: it finds an empty one, and what it makes of it goes in front of the others.
 bool put_status(sch_job_entry &slot, const sch_runtime_job_status &status) {
-  const auto [id, schedule] = ByJobAndSchedule::Key{
-      status.job_id, {status.schedule_name, strnlen(status.schedule_name, sizeof status.schedule_name)}};
+  const auto [id, schedule] = ByJobAndSchedule::Key{status.job_id, host::text_in(status.schedule_name)};
   if (GList *known = find_status_element(id, schedule); known != nullptr) {
     *static_cast<sch_runtime_job_status *>(known->data) = status;
     return true;

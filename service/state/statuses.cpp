@@ -10,6 +10,7 @@
 #include "control/statuses.h"
 #include "host/status.h"
 #include "host/store/store.h"
+#include "host/text_field.h"
 #include "service/state/run_state.h"
 #include "service/state/status_table.h"
 #include "service/state/tables.h"
@@ -102,7 +103,7 @@ using Names = std::set<std::string>;
 // `namesakes`: schedules of whose name another one ran before.
 bool is_live(sch_runtime_key key, const pss_buf *value, const Names &namesakes) {
   sch_ntoh_runtime_key(&key);
-  const std::string name(key.name, strnlen(key.name, sizeof key.name));
+  const std::string name(host::text_in(key.name));
   if (key.type == counters_key) return key.job_id == SCH_MAX_JOBS && name.empty();
   if (key.type == run_state_key || key.type == history_key) return is_of_live_schedule(name, value);
   const uint32_t id = key.type == identity_type ? key.job_id - SCH_MAX_JOBS : key.job_id;
@@ -123,7 +124,7 @@ Keys orphans(Names *namesakes) {
     if (is_live(key, pss_getvalue(pss_running_db, &cursor), *namesakes)) continue;
     keys.push_back(key);
     sch_ntoh_runtime_key(&key);
-    if (key.type == run_state_key) namesakes->emplace(key.name, strnlen(key.name, sizeof key.name));
+    if (key.type == run_state_key) namesakes->emplace(host::text_in(key.name));
   }
   return keys;
 }
@@ -152,7 +153,7 @@ void forget(sch_job_entry &slot, Which which, Keys *keys) {
 }  // namespace
 
 std::string schedule_of(const sch_runtime_job_status &status) {
-  return {status.schedule_name, strnlen(status.schedule_name, sizeof status.schedule_name)};
+  return std::string(host::text_in(status.schedule_name));
 }
 
 const sch_runtime_job_status *find_status(const sch_job_entry &slot, const char *schedule) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <unordered_map>
 
+#include "host/text_field.h"
 #include "platform/memory.h"
 #include "service/state/address_table.h"
 #include "service/state/due_heap.h"
@@ -24,7 +25,7 @@ template <typename Record>
 using Tracked = std::unique_ptr<Record, Release>;
 
 std::string_view name_in(const sch_config_key &key) {
-  return {key.name, strnlen(key.name, sizeof key.name)};
+  return host::text_in(key.name);
 }
 
 template <typename Entry>
@@ -177,7 +178,7 @@ sch_schedule_entry *add_schedule(std::string_view name, const ScheduleState &sta
   Tracked<sch_schedule_rec> rec(static_cast<sch_schedule_rec *>(
       sch_malloc_check(sizeof(sch_schedule_rec), SCH_MEMORY_SCHEDULE, 0, "add schedule entry")));
   if (!key || !rec) return nullptr;
-  name.copy(key->name, sizeof key->name - 1);
+  host::put_text(name, key->name);
   rec->service_head[0] = tables.next_number;
   write_state(*rec, state);
   reserve_for_schedule(state.owner_tag);
@@ -260,7 +261,7 @@ sch_job_entry *add_job(std::string_view name, uint32_t owner_tag, uint32_t id) {
       static_cast<sch_job_hdr *>(sch_malloc_check(sizeof(sch_job_hdr), SCH_MEMORY_JOB_HEADER, 0, "add job entry")));
   if (!key || !hdr) return nullptr;
   key->type = SCH_CONFIG_JOB;
-  name.copy(key->name, sizeof key->name - 1);
+  host::put_text(name, key->name);
   hdr->job_id = id;
   owner_of(*hdr) = owner_tag;
   reserve_for_job(owner_tag);
