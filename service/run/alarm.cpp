@@ -46,7 +46,7 @@ void Alarm::set(time_t moment) {
   set_for_ = moment;
   itimerspec when = {};
   when.it_value.tv_sec = moment == 0 ? far_away : moment;
-  // A clock that was set just before is told here, and not by the descriptor any more.
+  // Where the clock was set just before, this call says so, and the descriptor does not any more.
   constexpr int flags = TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET;
   if (timerfd_settime(timer_.get(), flags, &when, nullptr) != 0 && errno == ECANCELED)
     set_meanwhile_ = host::Watch::after_ms(0, [this] { ring(); });

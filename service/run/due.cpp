@@ -25,7 +25,7 @@ bool may_be_now(const sch_tminfo &time) {
   return time.type == SCH_SCHEDULE_ONESHOT || time.type == SCH_SCHEDULE_PERIODIC;
 }
 
-// The latest slot that is not after now, whole periods behind the one that was used.
+// The latest slot up to now: slots follow the one that was used last by whole periods.
 void take_slot(sch_tminfo &time, int64_t slot, int64_t now) {
   const int64_t period = period_of(time);
   if (period <= 0) return;

@@ -122,7 +122,8 @@ void Scheduler::clock_set(time_t step) {
   check();
 }
 
-// What counts elapsed time goes on in it. What had been wrong is believed no longer: what was taken by it was not due.
+// After a small step back, periodic schedules go on in their period. A large one says that the clock had been wrong:
+// what was taken by it had not been due.
 void Scheduler::meet_step(ClockStep kind, time_t step) {
   const time_t now = wall_clock();
   if (kind == ClockStep::small_back)
@@ -137,7 +138,7 @@ void Scheduler::zone_changed() {
   check();
 }
 
-// When this cannot be stored, it is with each schedule's next run.
+// What cannot be stored now is stored with each schedule's next run.
 template <typename Arm>
 void Scheduler::arm_all(Arm arm_one, Taken taken) {
   std::vector<sch_schedule_entry *> changed;

@@ -47,12 +47,13 @@ void Take::take(sch_schedule_entry &entry) {
     latest = due;
     arm_next(entry, due);
     take_one(entry, due);
-    if (next_due(entry) <= due) set_next_due(entry, 0);  // it would be taken for ever
+    if (next_due(entry) <= due) set_next_due(entry, 0);  // otherwise it would be due again at once, for ever
   }
   taken_.push_back({&entry, latest});
 }
 
-// A month of a daily schedule is few steps; a periodic one is counted, not walked.
+// Times of the wall clock are walked one by one, of which a month of a daily schedule has few; periodic ones are
+// counted.
 Take::Missed Take::take_missed(sch_schedule_entry &entry) const {
   Missed missed;
   const uint32_t period = period_of_slots(entry);

@@ -23,7 +23,7 @@ bool fetch(sch_runtime_key key, Record *record) {
   return record->version == version;
 }
 
-// A crash has interrupted it: it was begun, and counts.
+// The run that was under way when a crash came was begun, and so counts.
 void count_interrupted(RunState *stored) {
   if (stored->running == 0 || stored->execution_count != stored->executions_before) return;
   stored->execution_count++;
@@ -41,8 +41,8 @@ void take_over(sch_schedule_entry &entry, const RunState &stored) {
   set_state(entry, state);
 }
 
-// The record was configured after the last run, or it is an older one that a boot has brought back: neither forgets
-// what has run.
+// Whether the record was configured after the last run or a boot has brought an older one back: what has run stays
+// known.
 void take_maximum(sch_schedule_entry &entry, const RunState &stored, time_t now) {
   ScheduleState state = state_of(*entry.rec);
   state.last_execution = std::max(state.last_execution, stored.last_execution);

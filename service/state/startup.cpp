@@ -90,8 +90,9 @@ void drop_unknown_jobs(sch_schedule_rec &rec) {
   });
 }
 
-// Stores of other origin may hold anything. The numbers ascend, each once: the show command pages by them. A later job
-// in the place of an unknown one would be assigned from the start.
+// A store that something else has written may hold anything. The numbers are made to ascend, each once, as the show
+// command pages by them. Jobs that do not exist are deassigned: a later one in that slot would be assigned from the
+// start.
 void repair_schedules(Mended *mended) {
   sch_schedule_list = g_list_sort(sch_schedule_list, by_number);
   uint32_t last = 0;
@@ -117,7 +118,7 @@ host::Result<void> repair(Mended *mended) {
   return {};
 }
 
-// It may have become another while the service was down.
+// The zone may have changed while the service was down.
 void follow_zone(Mended *mended) {
   const auto follow = [now = time(nullptr)](sch_schedule_entry &entry) { arm_in_zone(entry, now); };
   for_each_schedule([&](sch_schedule_entry &entry) { mend(entry, mended, follow); });

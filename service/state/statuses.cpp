@@ -66,7 +66,7 @@ bool report(const char *purpose, uint32_t error) {
   return false;
 }
 
-// Nothing of it is left but after a commit, however it ends.
+// Given up however its scope is left, unless it was committed.
 template <typename Changes>
 uint32_t in_batch(Changes make) {
   struct EndOfBatch {

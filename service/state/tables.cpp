@@ -117,8 +117,8 @@ void reserve_for_job(uint32_t owner) {
   tables.owners.try_emplace(owner);
 }
 
-// The library appends behind the last element of what it is given. To it this is a list of one, whose end it finds at
-// once.
+// The library appends behind the last element of the list that it is given: this is a list of one element, whose end it
+// finds at once.
 sch_schedule_entry *append(Tracked<sch_config_key> key, Tracked<sch_schedule_rec> rec, GList **element) {
   const sch_schedule_entry *last = tables.numbers.last();
   // NOLINTNEXTLINE(performance-no-int-to-ptr): the words of an entry are the public header's
