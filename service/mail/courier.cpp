@@ -17,6 +17,8 @@
 #include <fstream>
 
 #include "host/files/whole_file.h"
+#include "host/status.h"
+#include "host/text_field.h"
 #include "platform/syslog.h"
 #include "service/mail/sent.h"
 
@@ -31,8 +33,9 @@ int64_t pause_after(uint32_t attempts) {
   return std::min(first_pause_s << std::min(attempts, 10U), longest_pause_s);
 }
 
-std::string text_of(const char *field, size_t size) {
-  return {field, strnlen(field, size)};
+template <size_t size>
+std::string text_of(const char (&field)[size]) {
+  return std::string(host::text_in(field));
 }
 
 std::string machine_name() {
@@ -68,16 +71,15 @@ bool read_credentials(const std::string &path, std::string *user, std::string *p
 }
 
 // What schedmail reads: in memory, so that no pipe has to be fed.
-host::FileDescriptor request_for(const QueuedMail &mail, const Settings &settings, std::string *error) {
+host::Result<host::FileDescriptor> request_for(const QueuedMail &mail, const Settings &settings) {
   const sch_smtp_server_rec &smtp = email_transport_conf.smtp;
   std::string user, password;
-  if (!settings.mail_credentials.empty() && !read_credentials(settings.mail_credentials, &user, &password)) {
-    *error = settings.mail_credentials + " is no file of one's own, mode 0600, with a line 'user NAME'";
-    return {};
-  }
-  std::string text = "server " + text_of(smtp.server, sizeof smtp.server) + "\nport " + std::to_string(smtp.port) +
-                     "\ntls " + (settings.mail_require_tls ? "require" : "try") + "\nname " + machine_name() +
-                     "\nvrf " + text_of(smtp.vrf, sizeof smtp.vrf) + "\nfrom " + mail.from + "\nto " + mail.to + "\n";
+  if (!settings.mail_credentials.empty() && !read_credentials(settings.mail_credentials, &user, &password))
+    return host::Error{host::err_io,
+                       settings.mail_credentials + " is no file of one's own, mode 0600, with a line 'user NAME'"};
+  std::string text = "server " + text_of(smtp.server) + "\nport " + std::to_string(smtp.port) + "\ntls " +
+                     (settings.mail_require_tls ? "require" : "try") + "\nname " + machine_name() + "\nvrf " +
+                     text_of(smtp.vrf) + "\nfrom " + mail.from + "\nto " + mail.to + "\n";
   if (!user.empty()) text += "user " + user + "\npassword " + password + "\n";
   text += "\n" + mail.message;
   host::FileDescriptor file(memfd_create("mail", MFD_CLOEXEC));
@@ -85,9 +87,8 @@ host::FileDescriptor request_for(const QueuedMail &mail, const Settings &setting
   const bool written = file && host::write_at(file.get(), std::as_bytes(bytes), 0);
   explicit_bzero(text.data(), text.size());
   explicit_bzero(password.data(), password.size());
-  if (written) return file;
-  *error = std::strerror(errno);
-  return {};
+  if (!written) return host::Error{host::err_io, std::strerror(errno)};
+  return file;
 }
 
 struct FileActions {
@@ -126,14 +127,11 @@ struct Courier::Attempt {
     }
   }
 
-  bool start(const std::string &program, const host::FileDescriptor &request, std::string *error);
+  host::Result<void> start(const std::string &program, const host::FileDescriptor &request);
 };
 
-bool Courier::Attempt::start(const std::string &program, const host::FileDescriptor &request, std::string *error) {
-  const auto failed = [&](int code) {
-    *error = program + ": " + std::strerror(code);
-    return false;
-  };
+host::Result<void> Courier::Attempt::start(const std::string &program, const host::FileDescriptor &request) {
+  const auto failed = [&](int code) { return host::Error{host::err_io, program + ": " + std::strerror(code)}; };
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return failed(errno);
   output = host::FileDescriptor(ends[0]);
@@ -152,7 +150,8 @@ bool Courier::Attempt::start(const std::string &program, const host::FileDescrip
     return failed(code);
   }
   pidfd = host::FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
-  return pidfd ? true : failed(errno);
+  if (!pidfd) return failed(errno);
+  return {};
 }
 
 Courier::Courier(Files files, std::shared_ptr<const Settings> settings, Clock now)
@@ -177,10 +176,9 @@ bool Courier::wants(const std::string &schedule) const {
 void Courier::send(const MailReport &report) {
   if (!wants(report.schedule) || (settings_->mail == MailPolicy::failure && !report.failed)) return;
   const sch_email_transport &conf = email_transport_conf;
-  const MailSettings mail = {text_of(conf.from, sizeof conf.from), text_of(conf.reply_to, sizeof conf.reply_to),
-                             machine_name()};
+  const MailSettings mail = {text_of(conf.from), text_of(conf.reply_to), machine_name()};
   for (const sch_email_slot &slot : addresses_of(report.schedule)->slots)
-    if (slot.in_use != 0) queue_for(report, mail, text_of(slot.address, sizeof slot.address));
+    if (slot.in_use != 0) queue_for(report, mail, text_of(slot.address));
   look();
 }
 
@@ -216,11 +214,10 @@ void Courier::start(MailQueue::Number number) {
     return look();
   }
   attempt->mail = *mail;
-  std::string error;
-  const host::FileDescriptor request = request_for(*mail, *settings_, &error);
-  const bool started = request && attempt->start(program_, request, &error);
+  const host::Result<host::FileDescriptor> request = request_for(*mail, *settings_);
+  const host::Result<void> started = request ? attempt->start(program_, *request) : request.error();
   attempt_ = std::move(attempt);
-  if (!started) return settle(attempt_->mail, static_cast<int>(Sent::later), error);
+  if (!started) return settle(attempt_->mail, static_cast<int>(Sent::later), started.error().text);
   attempt_->ended = host::Watch::readable(attempt_->pidfd.get(), [this] { finish(); });
   attempt_->overdue = host::Watch::after_ms(helper_limit_ms, [this] { kill(attempt_->pid, SIGKILL); });
 }
