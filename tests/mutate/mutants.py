@@ -21,6 +21,41 @@ COMPARISONS = {"==": ["!="], "!=": ["=="], "<": ["<=", ">="], "<=": ["<", ">"], 
 CONNECTIVES = {"&&": ["||"], "||": ["&&"]}
 WORDS = {"true": ["false"], "false": ["true"]}
 
+# What the kernel takes as readily as the right one.
+EXCHANGED = {
+    "SIGTERM": "SIGHUP",
+    "SIGKILL": "SIGTERM",
+    "SIGHUP": "SIGTERM",
+    "SIGINT": "SIGTERM",
+    "SIGPIPE": "SIGTERM",
+    "SIGCHLD": "SIGTERM",
+    "SIGXFSZ": "SIGTERM",
+    "SIG_BLOCK": "SIG_UNBLOCK",
+    "SIG_UNBLOCK": "SIG_BLOCK",
+    "SIG_SETMASK": "SIG_BLOCK",
+    "SIG_IGN": "SIG_DFL",
+    "SIG_DFL": "SIG_IGN",
+    "EINTR": "EAGAIN",
+    "EAGAIN": "EINTR",
+    "ENOENT": "EACCES",
+    "EACCES": "ENOENT",
+    "EEXIST": "ENOENT",
+    "ENOSPC": "EIO",
+    "EIO": "ENOSPC",
+    "EPERM": "ESRCH",
+    "ESRCH": "EPERM",
+    "ECANCELED": "EAGAIN",
+    "ECHILD": "EINTR",
+    "ETIMEDOUT": "EAGAIN",
+    "CLOCK_REALTIME": "CLOCK_MONOTONIC",
+    "CLOCK_MONOTONIC": "CLOCK_REALTIME",
+    "LOG_ERR": "LOG_DEBUG",
+    "LOG_WARNING": "LOG_DEBUG",
+    "LOG_NOTICE": "LOG_DEBUG",
+}
+FLAG = re.compile(r"[A-Z][A-Z0-9]*_[A-Z0-9_]+")
+LARGEST_INT = 2**31 - 1
+
 # Statements that end a path or declare nothing that runs.
 UNMOVABLE = re.compile(r"(return|break|continue|case|default|using|static_assert|friend|public|private|else|do)\b|va_|.*= (delete|default);")
 
@@ -30,6 +65,7 @@ class Mutant:
     file: str
     line: int
     source: str  # the line as it was, stripped
+    operator: str
     change: str
     begin: int
     end: int
@@ -50,11 +86,14 @@ def is_spaced(text, begin, end):
     return text[begin - 1 : begin].isspace() and text[end : end + 1].isspace()
 
 
-def changed_number(number):
+def changed_numbers(number):
+    """(operator, number): the next one, and where it may be a bound, ten times as much."""
     match = re.fullmatch(r"(0[xX][0-9a-fA-F']+|[0-9'']+)([uUlL]*)", number)
     digits, suffix = match.group(1).replace("'", ""), match.group(2)
-    value = int(digits, 16 if digits[:2].lower() == "0x" else 10)
-    return f"{value + 1}{suffix}"
+    value = int(digits, 16 if digits[:2].lower() == "0x" else 8 if digits[0] == "0" else 10)
+    yield "constant", f"{value + 1}{suffix}"
+    if 1 < value <= LARGEST_INT // 10:
+        yield "tenfold", f"{value * 10}{suffix}"
 
 
 def sizes_a_buffer(text, begin):
@@ -69,7 +108,7 @@ def is_ignored_flag(text, end):
 
 
 def token_changes(text):
-    """(begin, end, replacement, kind) of each comparison, connective, negation and constant."""
+    """(operator, begin, end, replacement) of each comparison, connective, negation, constant and name."""
     in_assertion = 0  # depth of a static_assert, which the compiler checks
     before = ""
     for kind, token, begin, end in tokens(text):
@@ -81,15 +120,20 @@ def token_changes(text):
             in_assertion = 0
         elif not in_assertion:
             if kind == "operator" and is_spaced(text, begin, end) and before != "operator":
-                for other in COMPARISONS.get(token, []) + CONNECTIVES.get(token, []):
-                    yield begin, end, other
+                for other in COMPARISONS.get(token, []):
+                    yield "comparison", begin, end, other
+                for other in CONNECTIVES.get(token, []):
+                    yield "connective", begin, end, other
             elif token == "!" and before != ")":  # (void)! drops a result
-                yield begin, end, ""
+                yield "negation", begin, end, ""
             elif kind == "number" and not sizes_a_buffer(text, begin) and not is_ignored_flag(text, end):
-                yield begin, end, changed_number(token)
+                for operator, number in changed_numbers(token):
+                    yield operator, begin, end, number
             elif kind == "word":
                 for other in WORDS.get(token, []):
-                    yield begin, end, other
+                    yield "truth", begin, end, other
+                if token in EXCHANGED:
+                    yield "exchange", begin, end, EXCHANGED[token]
         before = token
 
 
@@ -108,7 +152,9 @@ def names(statement):
 
 # They look and answer, and change nothing.
 PURE = set(
-    "FieldText Reply Terminated add as c_str complete entry_at find_hint fragments_of g_list_first g_list_length holds htonl "
+    "FieldText Reply Terminated add as back begin c_str complete contains count data empty end entry_at find find_hint front get "
+    "has_value rfind substr to_string value "
+    " fragments_of g_list_first g_list_length holds htonl "
     "is_integer is_null is_string max min names_one normalize_day_of_month ntohl parameter size status_entries stored_key strlen "
     "strnlen text_parameter".split()
 )
@@ -224,19 +270,61 @@ def swaps(text):
             yield offsets[n], offsets[n + 2], second + first
 
 
+def dropped_flags(text):
+    """(begin, end) of each flag with the bar before it, or for the first with the one behind."""
+    found = [token for token in tokens(text) if token[0] not in ("comment", "preprocessor", "text")]
+    for before, bar, after in zip(found, found[1:], found[2:]):
+        if bar[1] == "|" and FLAG.fullmatch(before[1]) and FLAG.fullmatch(after[1]):
+            yield before[3], after[3]
+            if text[: before[2]].rstrip()[-1:] != "|":
+                yield before[2], after[2]
+
+
+CALL = re.compile(r"(?:\(void\)!?)?(?:[\w:]+(?:\[\w+\]|\(\))?(?:\.|->))*[\w:]+\(.*\);")
+GUARD = re.compile(r"if \((.*)\) (?:return\b[^;]*|break|continue|throw\b[^;]*);")
+SHOWN_ALONE = ("SCH_TRACE", "trace_", "static_assert", "static_cast")
+
+
+def statements(text):
+    """(begin, end, statement) of each that has a line for itself."""
+    begin = 0
+    for line in text.splitlines(keepends=True):
+        stripped = line.strip()
+        if is_statement(line):
+            yield begin + indentation(line), begin + indentation(line) + len(stripped), stripped
+        begin += len(line)
+
+
+def left_out(text):
+    """(operator, begin, end, replacement): a call is not made, or its answer does not count."""
+    for begin, end, statement in statements(text):
+        guard = GUARD.fullmatch(statement)
+        if guard and "(" in guard.group(1) and " = " not in guard.group(1) and ";" not in guard.group(1):
+            yield "result ignored", begin, end, f"static_cast<void>({guard.group(1)});"
+        elif CALL.fullmatch(statement) and not statement.startswith(SHOWN_ALONE):
+            yield "call left out", begin, end, ";"
+
+
 def mutants(file, text):
     lines = text.splitlines()
 
-    def mutant(begin, end, replacement, change):
+    def mutant(operator, begin, end, replacement, change):
         number = text.count("\n", 0, begin) + 1
-        return Mutant(file, number, lines[number - 1].strip(), change, begin, end, replacement)
+        return Mutant(file, number, lines[number - 1].strip(), operator, change, begin, end, replacement)
 
-    for begin, end, replacement in token_changes(text):
-        column = begin - (text.rfind("\n", 0, begin) + 1)
-        change = f"{text[begin:end]} becomes {replacement or 'nothing'} at column {column - indent_of(lines, text, begin)}"
-        yield mutant(begin, end, replacement, change)
+    def in_line(operator, begin, end, replacement):
+        column = begin - (text.rfind("\n", 0, begin) + 1) - indent_of(lines, text, begin)
+        change = f"{text[begin:end].strip()} becomes {replacement or 'nothing'} at column {column}"
+        return mutant(operator, begin, end, replacement, change)
+
+    for operator, begin, end, replacement in token_changes(text):
+        yield in_line(operator, begin, end, replacement)
+    for begin, end in dropped_flags(text):
+        yield in_line("flag dropped", begin, end, "")
+    for operator, begin, end, replacement in left_out(text):
+        yield mutant(operator, begin, end, replacement, operator)
     for begin, end, replacement in swaps(text):
-        yield mutant(begin, end, replacement, "swapped with the next statement")
+        yield mutant("swap", begin, end, replacement, "swapped with the next statement")
 
 
 def indent_of(lines, text, begin):

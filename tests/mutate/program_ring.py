@@ -1,0 +1,208 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Host, service and shell under mutation: each worker has a copy of the committed tree and a build of its own.
+
+The rings are shared libraries there, so that a mutant costs one object and one link; what was built of the tests stays.
+The tests of the ring's own folder come first, of those the ones that have caught most, then the quicker ones.
+"""
+
+import collections
+import dataclasses
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import time
+
+from commands import MEMORY_LIMIT_MB, ROOT, SANITIZERS, must, run
+
+# Where the tests are that could notice a change of the ring.
+TEST_FOLDERS = {
+    "host": ["host", "service", "shell", "system"],
+    "service": ["service", "system"],
+    "shell": ["shell", "system"],
+}
+CONTAINED = pathlib.Path(__file__).with_name("contained.py")
+TIME_IS_OVER = 124
+
+
+@dataclasses.dataclass(frozen=True)
+class Test:
+    name: str
+    folder: str
+    command: tuple
+    directory: str
+    environment: tuple
+
+
+class Tree:
+    """A copy of the committed source and its build; what an interrupted run has left changed is put back."""
+
+    def __init__(self, directory):
+        self.directory = directory
+        self.source = directory / "source"
+        self.build = directory / "build"
+        self.scratch = directory / "scratch"
+
+    def take_commit(self):
+        """Files that are the same keep their time, and with it what was built of them."""
+        fresh = self.directory / "fresh"
+        shutil.rmtree(fresh, ignore_errors=True)
+        fresh.mkdir(parents=True)
+        archive = subprocess.run(["git", "archive", "HEAD"], cwd=ROOT, check=True, capture_output=True).stdout
+        subprocess.run(["tar", "-x", "-C", fresh], input=archive, check=True)
+        wanted = {path.relative_to(fresh) for path in fresh.rglob("*") if not path.is_dir()}
+        for path in [path for path in self.source.rglob("*") if not path.is_dir()]:
+            if path.relative_to(self.source) not in wanted:
+                path.unlink()
+        for path in wanted:
+            old, new = self.source / path, fresh / path
+            if not old.exists() or old.read_bytes() != new.read_bytes():
+                old.parent.mkdir(parents=True, exist_ok=True)
+                shutil.copy2(new, old)
+                os.utime(old)
+        shutil.rmtree(fresh)
+
+    def configure(self):
+        flags = f"-O0 -w {' '.join(SANITIZERS)}"
+        options = ["-DCMAKE_BUILD_TYPE=Mutate", "-DBUILD_SHARED_LIBS=ON"]
+        options += [f"-DCMAKE_{language}_FLAGS={flags}" for language in ("C", "CXX")]
+        if shutil.which("ccache"):
+            options += [f"-DCMAKE_{language}_COMPILER_LAUNCHER=ccache" for language in ("C", "CXX")]
+        must(["cmake", "-S", self.source, "-B", self.build, "-G", "Ninja", *options])
+
+    def make(self, targets=(), jobs=1):
+        # The workers' copies are the same to the compiler's cache.
+        environment = {**os.environ, "CCACHE_BASEDIR": str(self.directory), "CCACHE_NOHASHDIR": "1"}
+        return run(["ninja", "-C", self.build, f"-j{jobs}", *targets], env=environment)
+
+    def products(self):
+        """All that is linked and is no test."""
+        targets = must(["ninja", "-C", self.build, "-t", "targets", "all"]).splitlines()
+        linked = [line.split(":")[0] for line in targets if "_LINKER__" in line]
+        return [target for target in linked if not target.startswith("tests/")]
+
+    def sources(self, ring):
+        """The ring's sources, and its headers that they include."""
+        sources, headers = set(), set()
+        for entry in json.loads((self.build / "compile_commands.json").read_text()):
+            path = os.path.relpath(entry["file"], self.source)
+            if path.startswith(ring + "/"):
+                sources.add(path)
+        for line in must(["ninja", "-C", self.build, "-t", "deps"]).splitlines():
+            path = os.path.relpath(self.build / line.strip(), self.source)
+            if path.startswith(ring + "/") and path.endswith(".h"):
+                headers.add(path)
+        return sorted(sources) + sorted(headers)
+
+    def tests(self, ring):
+        listed = json.loads(must(["ctest", "--show-only=json-v1"], cwd=self.build))
+        found = []
+        for test in listed["tests"]:
+            properties = {entry["name"]: entry["value"] for entry in test["properties"]}
+            directory = properties["WORKING_DIRECTORY"]
+            folder = os.path.relpath(directory, self.build / "tests").split("/")[0]
+            if folder in TEST_FOLDERS[ring] and "long" not in properties.get("LABELS", []):
+                environment = tuple(properties.get("ENVIRONMENT", []))
+                found.append(Test(test["name"], folder, tuple(test["command"]), directory, environment))
+        return found
+
+    def passes(self, test, seconds):
+        """Whether it does; or None when its time was over."""
+        shutil.rmtree(self.scratch, ignore_errors=True)
+        self.scratch.mkdir()
+        self.scratch.chmod(0o1777)
+        environment = {
+            **os.environ,
+            "TMPDIR": str(self.scratch),
+            "GTEST_FAIL_FAST": "1",
+            "GTEST_BRIEF": "1",
+            "ASAN_OPTIONS": f"hard_rss_limit_mb={MEMORY_LIMIT_MB}",
+            **dict(entry.split("=", 1) for entry in test.environment),
+        }
+        command = [sys.executable, CONTAINED, str(seconds), *test.command]
+        nowhere = subprocess.DEVNULL
+        status = subprocess.run(command, cwd=test.directory, env=environment, stdout=nowhere, stderr=nowhere).returncode
+        return None if status == TIME_IS_OVER else status == 0
+
+
+class ProgramRing:
+    """What the check needs to know of a ring: its texts, and a worker for each job."""
+
+    def __init__(self, ring, directory, jobs):
+        self.ring = ring
+        self.trees = [Tree(directory / f"worker{number}") for number in range(jobs)]
+        for tree in self.trees:
+            tree.take_commit()
+            tree.configure()
+            built = tree.make(jobs=jobs)
+            if built.returncode != 0:
+                sys.exit(built.stdout + built.stderr)
+        self.targets = self.trees[0].products()
+        self.texts = {file: (self.trees[0].source / file).read_text() for file in self.trees[0].sources(ring)}
+        self.caught_by = collections.Counter()
+        self.seconds = self.time_tests()
+
+    def time_tests(self):
+        """The unchanged ring must pass everything."""
+        seconds = {}
+        for test in self.trees[0].tests(self.ring):
+            start = time.monotonic()
+            if not self.trees[0].passes(test, 900):
+                sys.exit(f"{test.name} fails with the unchanged {self.ring}")
+            seconds[test.name] = time.monotonic() - start
+        return seconds
+
+    def workers(self):
+        return [Worker(self, tree) for tree in self.trees]
+
+    def in_order(self, tests, file):
+        folder = os.path.dirname(file)
+
+        def rank(test):
+            return (
+                -self.caught_by[file, test.name],
+                -self.caught_by[folder, test.name],
+                test.folder != self.ring,
+                self.seconds[test.name],
+            )
+
+        return sorted(tests, key=rank)
+
+    def note_catch(self, file, test):
+        self.caught_by[file, test.name] += 1
+        self.caught_by[os.path.dirname(file), test.name] += 1
+
+    def time_limit(self, test):
+        """Generous, since a busy machine must not pass for a caught mutant."""
+        return 15 + 6 * self.seconds[test.name]
+
+
+class Worker:
+    def __init__(self, ring, tree):
+        self.ring = ring
+        self.tree = tree
+        self.tests = tree.tests(ring.ring)
+
+    def check(self, mutant):
+        """'invalid', 'survived', or what caught it."""
+        path = self.tree.source / mutant.file
+        original = self.ring.texts[mutant.file]
+        path.write_text(mutant.apply(original))
+        try:
+            if self.tree.make(self.ring.targets).returncode != 0:
+                return "invalid"
+            return self.run_tests(mutant.file)
+        finally:
+            path.write_text(original)
+
+    def run_tests(self, file):
+        for test in self.ring.in_order(self.tests, file):
+            limit = self.ring.time_limit(test)
+            passed = self.tree.passes(test, limit)
+            # What fails by chance would pass for a catch.
+            if passed is None or not passed and not self.tree.passes(test, limit):
+                self.ring.note_catch(file, test)
+                return test.name
+        return "survived"
