@@ -69,7 +69,8 @@ def install(scratch, given):
         expect(f"the version of {package}", installed.ask("--modversion", package), version)
     expect("the version in the header", version_of_the_header(installed), version)
     wanted = set(re.findall(r"^    (\w+);$", pathlib.Path(export_list).read_text(), re.M))
-    expect("what the static library shows alone", exports(installed.find("lib/**/libschedcli.a")) ^ wanted, set())
+    shown_by_one_alone = exports(installed.find("lib/**/libschedcli.a")) ^ wanted
+    expect("what the static library or the export list shows alone, the first", sorted(shown_by_one_alone)[:5], [])
 
 
 def check(program, golden, static):
