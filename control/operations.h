@@ -36,7 +36,18 @@ enum class Operation : uint32_t {
   kill_run = 43,           // payload: u64, the run's number
   enable_schedule = 44,    // payload: its name
   disable_schedule = 45,
+  find = 46,   // payload: u32 ObjectKind and a name; status 0: it is there and the caller may use it; reply for a job:
+               // the names of the schedules that use it, a line each
+  names = 47,  // payload: u32 ObjectKind and how they begin; reply: names, a line each
+  log_uri = 48,      // reply: text, as the job log's file was named; SCH_LOG_URI_DEFAULT: nobody named it
+  rename = 49,       // payload: u32 ObjectKind, then the old name and the new one with a NUL between
+  overview = 50,     // reply: text, a line for each schedule
+  explain_time = 51  // payload: a schedule's name; reply: text, what its time was taken for and when it is due next
 };
+
+// What has a name.
+enum class ObjectKind : uint32_t { job = 1, schedule = 2, user = 3 };
+inline constexpr size_t names_limit = 1000;  // of one reply
 
 // Of the caller's schedules, for root of all. Without a name behind it: of each of them.
 struct HistoryQuery {

@@ -4,11 +4,11 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <cstring>
 #include <ctime>
 #include <limits>
 
 #include "control/statuses.h"
-#include "host/acfg.h"
 #include "host/debug.h"
 #include "host/security/security.h"
 #include "host/status.h"
@@ -16,7 +16,9 @@
 #include "service/calendar/service_zone.h"
 #include "service/request/answer.h"
 #include "service/request/logging_level.h"
+#include "service/request/names.h"
 #include "service/request/payload.h"
+#include "service/request/rename.h"
 #include "service/request/run_orders.h"
 #include "service/request/show_runs.h"
 #include "service/request/show_upcoming.h"
@@ -24,6 +26,7 @@
 #include "service/run/due.h"
 #include "service/run/runner.h"
 #include "service/state/change.h"
+#include "service/state/full_text.h"
 #include "service/state/schedule_state.h"
 
 namespace service {
@@ -63,9 +66,9 @@ uint32_t copy_running_to_startup() {
   return sch_pss_snapshot(sch_debug_pss_running_uri, sch_debug_pss_startup_uri) == 0 ? 0 : control::err_not_stored;
 }
 
-host::Answer startup_text() {
+host::Answer show_startup() {
   if (!host::store_exists(sch_pss_startup_uri)) return with_status(control::err_no_startup);
-  return text_reply(host::configuration_text(host::ConfigType::startup));
+  return text_reply(service::startup_text());
 }
 
 host::Answer set_logging_level(const Call &, Payload payload) {
@@ -103,14 +106,19 @@ host::Answer security(const Call &call, Payload payload) {
   });
 }
 
-host::Answer running_text() {
-  return text_reply(host::configuration_text(host::ConfigType::running));
+host::Answer running_text(const Call &call, Payload) {
+  const host::Caller &caller = call.caller;
+  if (call.context.authority.administrator(caller)) return text_reply(service::running_text());
+  return text_reply(text_of_user(caller.user_name, owner_tag(caller.uid)));
 }
 host::Answer memory_text() {
   return text_reply(host::memory_statistics());
 }
 host::Answer history_text() {
   return text_reply(host::history_text());
+}
+host::Answer log_uri() {
+  return text_reply({sch_log_file.uri, strnlen(sch_log_file.uri, sizeof sch_log_file.uri)});
 }
 host::Answer status_reply(const Call &call, Payload) {
   return text_reply(status_text(call));
@@ -154,8 +162,8 @@ constexpr Row rows[] = {
     row(Operation::disable_feature, For::administrator, set_feature<false>),
     row(Operation::memory_statistics, For::administrator, bare<memory_text>),
     row(Operation::history, For::administrator, bare<history_text>),
-    row(Operation::running_text, For::administrator, bare<running_text>),
-    row(Operation::startup_text, For::administrator, bare<startup_text>),
+    row(Operation::running_text, For::everybody, running_text),
+    row(Operation::startup_text, For::administrator, bare<show_startup>),
     row(Operation::copy_running_startup, For::administrator, changed<copy_running_to_startup>),
     {Operation::set_logging_level, For::administrator, sizeof(int32_t), sizeof(int32_t), set_logging_level},
     row(Operation::get_logging_level, For::everybody, bare<get_logging_level>),
@@ -171,6 +179,10 @@ constexpr Row rows[] = {
     row(Operation::kill_run, For::everybody, kill_run),
     row(Operation::enable_schedule, For::everybody, set_schedule_enabled<true>),
     row(Operation::disable_schedule, For::everybody, set_schedule_enabled<false>),
+    {Operation::find, For::everybody, sizeof(control::ObjectKind), any_length, find_named},
+    {Operation::names, For::everybody, sizeof(control::ObjectKind), any_length, list_names},
+    row(Operation::log_uri, For::everybody, bare<log_uri>),
+    {Operation::rename, For::everybody, sizeof(control::ObjectKind), any_length, rename_named},
 };
 
 }  // namespace

@@ -2,11 +2,19 @@
 #include "service/request/ownership.h"
 
 #include "control/statuses.h"
+#include "service/run/runner.h"
 #include "service/state/change.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
 
 namespace service {
+
+uint32_t may_change(const Call &call) {
+  if (scheduler_enabled == 0) return control::err_disabled;
+  const Context &context = call.context;
+  return context.authority.may_configure(call.caller, context.settings->allow_groups,
+                                         context.runner.processes().user_groups());
+}
 
 uint32_t find_own_job(const Call &call, const std::string &name, sch_job_entry **slot) {
   *slot = find_job(name);

@@ -9,6 +9,9 @@
 
 namespace service {
 
+// As for every change to a job or schedule: the feature is enabled, and the caller may configure.
+uint32_t may_change(const Call &call);
+
 uint32_t find_own_job(const Call &call, const std::string &name, sch_job_entry **slot);
 uint32_t find_own_schedule(const Call &call, const std::string &name, sch_schedule_entry **entry);
 

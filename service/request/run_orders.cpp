@@ -14,13 +14,8 @@
 namespace service {
 namespace {
 
-// As for every other change to a schedule.
 uint32_t find_changeable(const Call &call, Payload payload, sch_schedule_entry **entry) {
-  if (scheduler_enabled == 0) return control::err_disabled;
-  const Context &context = call.context;
-  const uint32_t status = context.authority.may_configure(call.caller, context.settings->allow_groups,
-                                                          context.runner.processes().user_groups());
-  if (status != 0) return status;
+  if (const uint32_t status = may_change(call); status != 0) return status;
   return find_own_schedule(call, std::string(text_of(payload)), entry);
 }
 

@@ -58,6 +58,14 @@ bool append_address(sch_schedule_email_entry &entry, const std::string &address)
   return sch_add_schedule_email_entry(&list, entry.schedule_name, address.c_str()) == 0;
 }
 
+void rename_addresses(sch_schedule_email_entry &entry, const std::string &schedule) {
+  GList *element = addresses.find(name_of(entry));
+  addresses.remove(*element);
+  std::memset(entry.schedule_name, 0, sizeof entry.schedule_name);
+  schedule.copy(entry.schedule_name, sizeof entry.schedule_name - 1);
+  addresses.insert(*element);
+}
+
 void remove_addresses(const sch_schedule_email_entry &entry) {
   GList *element = addresses.find(name_of(entry));
   addresses.remove(*element);

@@ -14,6 +14,7 @@ sch_schedule_email_entry *find_addresses(const std::string &schedule);  // null 
 
 sch_schedule_email_entry *add_addresses(const std::string &schedule, const std::string &first);  // null: no memory
 bool append_address(sch_schedule_email_entry &entry, const std::string &address);                // false: no room
+void rename_addresses(sch_schedule_email_entry &entry, const std::string &schedule);
 void remove_addresses(const sch_schedule_email_entry &entry);
 
 }  // namespace service

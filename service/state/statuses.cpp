@@ -31,11 +31,15 @@ sch_runtime_key stored_key(const sch_runtime_job_status &status) {
 // record for a status without a job and drops it.
 constexpr uint32_t identity_type = 254;
 
-sch_runtime_key identity_key(const sch_job_entry &slot) {
+sch_runtime_key identity_key(const sch_job_entry &slot, const std::string &name) {
   sch_runtime_key key = {identity_type, SCH_MAX_JOBS + slot.hdr->job_id, {}};
-  std::memcpy(key.name, slot.key->name, sizeof key.name);
+  name.copy(key.name, sizeof key.name - 1);
   sch_hton_runtime_key(&key);
   return key;
+}
+
+sch_runtime_key identity_key(const sch_job_entry &slot) {
+  return identity_key(slot, name_of(*slot.key));
 }
 
 bool has_identity(const sch_job_entry &slot) {
@@ -137,6 +141,33 @@ void add_run_keys(const sch_schedule_entry &entry, Keys *keys) {
   keys->push_back(run_key(run_state_key, 0, entry.key->name));
 }
 
+sch_runtime_key renamed(sch_runtime_key key, const std::string &name) {
+  std::memset(key.name, 0, sizeof key.name);
+  name.copy(key.name, sizeof key.name - 1);
+  return key;
+}
+
+uint32_t copy_stored(sch_runtime_key from, sch_runtime_key to) {
+  uint32_t error = 0;
+  const pss_buf old_name = {&from, sizeof from}, new_name = {&to, sizeof to};
+  const pss_buf *found = pss2_fetch(pss_running_db, &old_name, &error);
+  if (found == nullptr || error != 0) return error == PSS_ERR_NO_KEY ? 0 : error;
+  std::vector<std::byte> copy(found->length);
+  std::memcpy(copy.data(), found->data, copy.size());
+  const pss_buf value = {copy.data(), found->length};
+  return pss_store(pss_running_db, 1, &new_name, &value);
+}
+
+Keys keys_of_schedule(const sch_schedule_entry &entry, const std::string &name) {
+  Keys keys;
+  add_run_keys(entry, &keys);
+  for_each_job([&](const sch_job_entry &, uint32_t id) {
+    if (GList *element = find_status_element(id, name))
+      keys.push_back(stored_key(*static_cast<const sch_runtime_job_status *>(element->data)));
+  });
+  return keys;
+}
+
 template <typename Which>
 void forget(sch_job_entry &slot, Which which, Keys *keys) {
   for (GList *node = slot.status_list; node != nullptr;) {
@@ -190,6 +221,41 @@ void delete_statuses_of_job(Context &context, sch_job_entry &slot) {
       slot, [](const auto &) { return true; }, &keys);
   if (has_identity(slot)) keys.push_back(identity_key(slot));
   context.stale_statuses = !delete_stored(keys) || context.stale_statuses;
+}
+
+uint32_t copy_statuses_of_schedule(const sch_schedule_entry &entry, const std::string &name) {
+  const Keys keys = keys_of_schedule(entry, name_of(*entry.key));
+  return in_batch([&] {
+    uint32_t failed = 0;
+    for (const sch_runtime_key &key : keys)
+      if (failed == 0) failed = copy_stored(key, renamed(key, name));
+    return failed;
+  });
+}
+
+uint32_t copy_statuses_of_job(const sch_job_entry &slot, const std::string &name) {
+  return has_identity(slot) ? copy_stored(identity_key(slot), identity_key(slot, name)) : 0;
+}
+
+void drop_old_statuses_of_schedule(Context &context, const sch_schedule_entry &entry, const std::string &old_name) {
+  Keys keys;
+  add_run_keys(entry, &keys);  // the same under both names
+  for (sch_runtime_key &key : keys)
+    key = renamed(key, old_name);
+  for_each_job([&](sch_job_entry &slot, uint32_t id) {
+    GList *element = find_status_element(id, old_name);
+    if (element == nullptr) return;
+    sch_runtime_job_status status = *static_cast<const sch_runtime_job_status *>(element->data);
+    keys.push_back(stored_key(status));
+    remove_status(slot, element);
+    std::memcpy(status.schedule_name, entry.key->name, sizeof status.schedule_name);
+    put_status(slot, status);
+  });
+  context.stale_statuses = !delete_stored(keys) || context.stale_statuses;
+}
+
+void drop_old_statuses_of_job(Context &context, const sch_job_entry &slot, const std::string &old_name) {
+  context.stale_statuses = !delete_stored(Keys{identity_key(slot, old_name)}) || context.stale_statuses;
 }
 
 bool forget_stale_statuses(Context &context) {

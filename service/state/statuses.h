@@ -22,6 +22,15 @@ uint32_t remember_status(sch_job_entry &slot, const sch_runtime_job_status &stat
 void delete_statuses_of_schedule(Context &context, const sch_schedule_entry &entry);
 void delete_statuses_of_job(Context &context, sch_job_entry &slot);
 
+// What is stored under a name, stored under another as well: before the one is renamed to the other, so that a crash
+// loses nothing. Each gives a status; what is left over of either name is an orphan.
+uint32_t copy_statuses_of_schedule(const sch_schedule_entry &entry, const std::string &name);
+uint32_t copy_statuses_of_job(const sch_job_entry &slot, const std::string &name);
+
+// After it was renamed: in memory and durably, as above.
+void drop_old_statuses_of_schedule(Context &context, const sch_schedule_entry &entry, const std::string &old_name);
+void drop_old_statuses_of_job(Context &context, const sch_job_entry &slot, const std::string &old_name);
+
 // Before a new job or schedule could inherit them: removes every stored status, run state and history without its job
 // or its schedule when there may be any. False: the store refuses.
 bool forget_stale_statuses(Context &context);

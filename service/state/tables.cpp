@@ -62,6 +62,11 @@ void write_state(sch_schedule_rec &rec, const ScheduleState &state) {
   std::memcpy(rec.service_tail, &state, sizeof state);
 }
 
+void set_name(sch_config_key &key, std::string_view name) {
+  std::memset(key.name, 0, sizeof key.name);
+  name.copy(key.name, sizeof key.name - 1);
+}
+
 void reserve_for_schedule(uint32_t owner) {
   tables.schedules.reserve_one();
   tables.due.reserve(tables.schedules.size() + 1);
@@ -248,6 +253,18 @@ std::vector<sch_schedule_entry *> schedules_due(time_t now) {
   constexpr time_t latest = std::numeric_limits<uint32_t>::max();
   return now <= 0 ? std::vector<sch_schedule_entry *>()
                   : tables.due.until(static_cast<uint32_t>(std::min(now, latest)));
+}
+
+void rename_schedule(sch_schedule_entry &entry, std::string_view name) {
+  tables.schedules.remove(entry);
+  set_name(*entry.key, name);
+  tables.schedules.insert(entry);
+}
+
+void rename_job(sch_job_entry &slot, std::string_view name) {
+  tables.jobs.remove(slot);
+  set_name(*slot.key, name);
+  tables.jobs.insert(slot);
 }
 
 sch_job_entry *find_job(std::string_view name) {

@@ -27,6 +27,7 @@ size_t schedule_count(uint32_t owner_tag);
 
 sch_schedule_entry *add_schedule(std::string_view name, const ScheduleState &state);  // null: no memory
 void remove_schedule(sch_schedule_entry &entry);
+void rename_schedule(sch_schedule_entry &entry, std::string_view name);
 void set_state(sch_schedule_entry &entry, const ScheduleState &state);
 void set_next_due(sch_schedule_entry &entry, uint32_t due);               // 0: none
 void set_record(sch_schedule_entry &entry, const sch_schedule_rec &rec);  // all but its number
@@ -40,6 +41,7 @@ std::vector<sch_schedule_entry *> schedules_due(time_t now);  // at that moment 
 sch_job_entry *find_job(std::string_view name);
 sch_job_entry *add_job(std::string_view name, uint32_t owner_tag, uint32_t id);  // null: no memory
 void remove_job(sch_job_entry &slot);
+void rename_job(sch_job_entry &slot, std::string_view name);
 size_t job_count(uint32_t owner_tag);
 std::vector<sch_schedule_entry *> schedules_with_job(uint32_t job_id);  // by number
 
