@@ -76,26 +76,6 @@ int debug_off(Session &session, const Match &) {
   return 0;
 }
 
-int begin_job(Session &session, const Match &match) {
-  const std::string &name = match.arguments.front().value;
-  const int status = session.change_job(name, false);
-  // A person sees the refusal and types no body; a script's lines are those of the job and no commands.
-  if (status == 0 || !session.options().interactive) session.take_body(name, status != 0);
-  return status;
-}
-
-int define_job_in_one_line(Session &session, const Match &match) {
-  const std::string &name = match.arguments.front().value;
-  const int created = session.change_job(name, false);
-  if (created != 0) return created;
-  Context values(session.options().identity, false, 0, session.options().debug);
-  for (const Argument &argument : match.arguments)
-    values.add_text(argument.value);
-  const int status = sch_cli_semicolon_delimiter_define_job(values.get());
-  if (status != 0) session.change_job(name, true);
-  return status;
-}
-
 int ask_password(Session &session, const Match &match) {
   const auto &ask = session.options().ask_secret;
   std::optional<std::string> secret = ask ? ask("Password: ") : std::nullopt;

@@ -19,13 +19,19 @@ int debug_off(Session &session, const Match &match);
 
 int begin_job(Session &session, const Match &match);
 int define_job_in_one_line(Session &session, const Match &match);
+int rename_job(Session &session, const Match &match);
+int rename_schedule(Session &session, const Match &match);
+int edit_job(Session &session, const Match &match);
+int delete_job(Session &session, const Match &match);
+int show_jobs(Session &session, const Match &match);
+int show_schedules(Session &session, const Match &match);
 int ask_password(Session &session, const Match &match);
 
 // What the service answers to a request without parameters, in words.
-int show_text(control::Operation operation);
+int show_answer(const Match &match, control::Operation operation);
 template <control::Operation operation>
-int show_text(Session &, const Match &) {
-  return show_text(operation);
+int show_text(Session &, const Match &match) {
+  return show_answer(match, operation);
 }
 
 int show_history(Session &session, const Match &match);
@@ -41,6 +47,8 @@ int show_upcoming(Session &session, const Match &match);
 int run_schedule(Session &session, const Match &match);
 int kill_run(Session &session, const Match &match);
 int enable_schedule(Session &session, const Match &match);
+int enable_this_schedule(Session &session, const Match &match);  // that of the schedule mode
+int disable_this_schedule(Session &session, const Match &match);
 int disable_schedule(Session &session, const Match &match);
 
 int store_dump(Session &session, const Match &match);

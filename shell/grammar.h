@@ -19,6 +19,10 @@ enum class Mode { exec, config, schedule };
 
 enum class Kind {
   text,
+  name,     // of a job or schedule
+  address,  // of mail
+  vrf,
+  user,
   rest,       // the rest of the line, blanks included
   kilobytes,  // the numbers, with their ranges
   port,

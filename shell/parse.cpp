@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "shell/values.h"
 #include "shell/walk.h"
 
 namespace shell {
@@ -14,7 +15,7 @@ void add_expected(const std::string &text, std::vector<std::string> *expected) {
 }
 
 Problem problem_at(const Walk &walk, const Token &token, Problem::Cause cause) {
-  Problem problem{cause, token.offset, token.text, {}};
+  Problem problem{cause, token.offset, token.text, {}, {}};
   for (const Term &term : walk.next()) {
     const bool meant = term.word == nullptr || std::string_view(term.word->text).starts_with(token.text);
     if (cause != Problem::Cause::ambiguous || meant) add_expected(shown(term), &problem.expected);
@@ -24,19 +25,20 @@ Problem problem_at(const Walk &walk, const Token &token, Problem::Cause cause) {
 }
 
 Problem incomplete_at(const Walk &walk, size_t end) {
-  Problem problem{Problem::Cause::incomplete, end, {}, {}};
+  Problem problem{Problem::Cause::incomplete, end, {}, {}, {}};
   for (const Term &term : walk.next())
     add_expected(shown(term), &problem.expected);
   return problem;
 }
 
 Match matched(const Form &form, std::string_view line, const std::vector<Token> &tokens) {
-  Match match{form.command, {}};
+  Match match{&form, form.command, {}};
   for (size_t i = 0; i < form.terms.size(); i++) {
     const Parameter *parameter = form.terms[i].parameter;
     if (parameter == nullptr) continue;
     const bool whole = parameter->kind == Kind::rest;
-    match.arguments.push_back({parameter, whole ? std::string(line.substr(tokens[i].offset)) : tokens[i].text});
+    match.arguments.push_back(
+        {parameter, whole ? std::string(line.substr(tokens[i].offset)) : tokens[i].text, tokens[i].offset});
   }
   return match;
 }
@@ -67,7 +69,36 @@ std::string joined(const std::vector<std::string> &parts) {
   return text;
 }
 
+// Nobody reads more of a word that is much too long.
+std::string shortened(const std::string &word) {
+  constexpr size_t shown_limit = 60;
+  return word.size() <= shown_limit ? word : word.substr(0, shown_limit) + "...";
+}
+
 }  // namespace
+
+bool Match::has(std::string_view word) const {
+  return std::any_of(form->terms.begin(), form->terms.end(),
+                     [&](const Term &term) { return term.word != nullptr && term.word->text == word; });
+}
+
+std::optional<Problem> objection_in(const Match &match) {
+  for (const Argument &argument : match.arguments) {
+    std::string reason = objection_to(*match.command, *argument.parameter, argument.value);
+    if (!reason.empty())
+      return Problem{Problem::Cause::refused, argument.offset, argument.value, {}, std::move(reason)};
+  }
+  return std::nullopt;
+}
+
+std::string words_of(const Match &match) {
+  std::string text;
+  for (const Term &term : match.form->terms) {
+    if (term.word == nullptr) break;
+    text += (text.empty() ? "" : " ") + std::string(term.word->text);
+  }
+  return text;
+}
 
 const std::string *Match::value(std::string_view parameter) const {
   for (const Argument &argument : arguments) {
@@ -78,7 +109,7 @@ const std::string *Match::value(std::string_view parameter) const {
 
 std::string describe(const Problem &problem) {
   const std::string where = " at column " + std::to_string(problem.offset + 1);
-  const std::string quoted = "\"" + problem.word + "\"";
+  const std::string quoted = "\"" + shortened(problem.word) + "\"";
   const std::string expected = joined(problem.expected);
   switch (problem.cause) {
     case Problem::Cause::unknown:
@@ -91,6 +122,8 @@ std::string describe(const Problem &problem) {
       return quoted + where + " is out of range; expected: " + expected;
     case Problem::Cause::too_long:
       return quoted + where + " is too much: the command ends before it";
+    case Problem::Cause::refused:
+      return quoted + where + " " + problem.reason;
   }
   return {};
 }

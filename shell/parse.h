@@ -15,20 +15,30 @@ namespace shell {
 struct Argument {
   const Parameter *parameter;
   std::string value;
+  size_t offset = 0;  // in the line
 };
 
 struct Match {
-  const Command *command = nullptr;
+  const Form *form = nullptr;
+  const Command *command = nullptr;  // the form's
   std::vector<Argument> arguments;
+  bool has(std::string_view word) const;                       // one of the form's words
   const std::string *value(std::string_view parameter) const;  // null: not given
 };
 
 struct Problem {
-  enum class Cause { unknown, ambiguous, incomplete, bad_value, too_long } cause = Cause::unknown;
+  enum class Cause { unknown, ambiguous, incomplete, bad_value, too_long, refused } cause = Cause::unknown;
   size_t offset = 0;                  // of the word that stops, or the line's length
   std::string word;                   // empty when the line is incomplete
   std::vector<std::string> expected;  // in the grammar's order
+  std::string reason;                 // why the word is refused, to follow it
 };
+
+// The first of its values that cannot be, where there is one.
+std::optional<Problem> objection_in(const Match &match);
+
+// The command without its values: "show running-config", "scheduler logfile size".
+std::string words_of(const Match &match);
 
 std::string describe(const Problem &problem);  // one line, with the position counted from 1
 

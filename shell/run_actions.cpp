@@ -4,22 +4,13 @@
 #include <cstdio>
 #include <cstring>
 
-#include "control/operations.h"
-#include "host/transport/transport.h"
 #include "shell/actions.h"
+#include "shell/service_request.h"
 #include "shell/session.h"
 
 namespace shell {
 
 namespace {
-
-template <typename Record>
-host::Bytes payload_of(const Record &record, std::string_view text = {}) {
-  host::Bytes payload(sizeof record + text.size());
-  std::memcpy(payload.data(), &record, sizeof record);
-  if (!text.empty()) std::memcpy(payload.data() + sizeof record, text.data(), text.size());
-  return payload;
-}
 
 // The grammar lets nothing but a number in its range through. 0: left out.
 uint64_t number_of(const Match &match, std::string_view parameter) {
@@ -34,35 +25,25 @@ std::string schedule_of(const Match &match) {
   return name == nullptr ? std::string() : *name;
 }
 
-// As the operator named it; empty: nothing in particular.
+// As the operator named it, or else the command.
 std::string subject_of(const Match &match) {
-  if (const std::string *schedule = match.value("schedule")) return "schedule " + *schedule + ": ";
-  if (const std::string *run = match.value("run")) return "run " + *run + ": ";
-  return {};
-}
-
-int request(const Match &match, control::Operation operation, std::span<const std::byte> payload, host::Bytes *reply) {
-  host::Result<host::Bytes> answer = control::ask_service(operation, payload);
-  if (!answer) std::fprintf(stderr, "Error: %s%s\n", subject_of(match).c_str(), answer.error().text.c_str());
-  if (answer && reply != nullptr) *reply = std::move(*answer);
-  return static_cast<int>(answer.code());
-}
-
-int show_text(const Match &match, control::Operation operation, std::span<const std::byte> payload) {
-  host::Bytes text;
-  const int status = request(match, operation, payload, &text);
-  if (!text.empty()) std::fwrite(text.data(), 1, text.size(), stdout);
-  return status;
+  if (const std::string *schedule = match.value("schedule")) return "schedule " + *schedule;
+  if (const std::string *run = match.value("run")) return "run " + *run;
+  return words_of(match);
 }
 
 int show_runs_of(const Match &match, bool failed_only) {
   const control::HistoryQuery query = {0, static_cast<uint32_t>(number_of(match, "count")), failed_only ? 1u : 0u};
-  return show_text(match, control::Operation::show_history, payload_of(query, schedule_of(match)));
+  return show_text(subject_of(match), control::Operation::show_history, payload_of(query, schedule_of(match)));
 }
 
 int order(const Match &match, control::Operation operation, host::Bytes *reply = nullptr) {
   const std::string schedule = schedule_of(match);
-  return request(match, operation, std::as_bytes(std::span(schedule)), reply);
+  return request(subject_of(match), operation, std::as_bytes(std::span(schedule)), reply);
+}
+
+int order_to(const std::string &schedule, control::Operation operation) {
+  return request("schedule " + schedule, operation, std::as_bytes(std::span(schedule)));
 }
 
 }  // namespace
@@ -75,13 +56,13 @@ int show_failed_runs(Session &, const Match &match) {
 }
 
 int show_run(Session &, const Match &match) {
-  return show_text(match, control::Operation::show_history,
+  return show_text(subject_of(match), control::Operation::show_history,
                    payload_of(control::HistoryQuery{number_of(match, "run"), 0, 0}));
 }
 
 int show_upcoming(Session &, const Match &match) {
   const control::UpcomingQuery query = {static_cast<uint32_t>(number_of(match, "count"))};
-  return show_text(match, control::Operation::show_upcoming, payload_of(query, schedule_of(match)));
+  return show_text(subject_of(match), control::Operation::show_upcoming, payload_of(query, schedule_of(match)));
 }
 
 int run_schedule(Session &, const Match &match) {
@@ -96,7 +77,7 @@ int run_schedule(Session &, const Match &match) {
 
 int kill_run(Session &, const Match &match) {
   const uint64_t number = number_of(match, "run");
-  return request(match, control::Operation::kill_run, std::as_bytes(std::span(&number, 1)), nullptr);
+  return request(subject_of(match), control::Operation::kill_run, std::as_bytes(std::span(&number, 1)), nullptr);
 }
 
 int enable_schedule(Session &, const Match &match) {
@@ -104,6 +85,13 @@ int enable_schedule(Session &, const Match &match) {
 }
 int disable_schedule(Session &, const Match &match) {
   return order(match, control::Operation::disable_schedule);
+}
+
+int enable_this_schedule(Session &session, const Match &) {
+  return order_to(session.schedule(), control::Operation::enable_schedule);
+}
+int disable_this_schedule(Session &session, const Match &) {
+  return order_to(session.schedule(), control::Operation::disable_schedule);
 }
 
 }  // namespace shell

@@ -6,8 +6,8 @@
 
 #include "control/operations.h"
 #include "host/debug.h"
-#include "host/transport/transport.h"
 #include "shell/actions.h"
+#include "shell/service_request.h"
 #include "shell/session.h"
 
 namespace shell {
@@ -16,38 +16,28 @@ namespace {
 
 constexpr int32_t default_logging_level = 5;
 
-int request(control::Operation operation, std::span<const std::byte> payload = {}, host::Bytes *reply = nullptr) {
-  host::Result<host::Bytes> answer = control::ask_service(operation, payload);
-  if (!answer) std::fprintf(stderr, "Error: %s\n", answer.error().text.c_str());
-  if (answer && reply != nullptr) *reply = std::move(*answer);
-  return static_cast<int>(answer.code());
-}
-
-int send_logging_level(int32_t level) {
-  return request(control::Operation::set_logging_level, std::as_bytes(std::span(&level, 1)));
+int send_logging_level(const Match &match, int32_t level) {
+  return request(words_of(match), control::Operation::set_logging_level, payload_of(level));
 }
 
 }  // namespace
 
-int show_text(control::Operation operation) {
-  host::Bytes text;
-  const int status = request(operation, {}, &text);
-  if (!text.empty()) std::fwrite(text.data(), 1, text.size(), stdout);
-  return status;
+int show_answer(const Match &match, control::Operation operation) {
+  return show_text(words_of(match), operation);
 }
 
-int show_history(Session &, const Match &) {
+int show_history(Session &, const Match &match) {
   std::printf("-- shell --\n%s-- service --\n", host::history_text().c_str());
-  return show_text(control::Operation::history);
+  return show_text(words_of(match), control::Operation::history);
 }
 
-int copy_running_startup(Session &, const Match &) {
-  return request(control::Operation::copy_running_startup);
+int copy_running_startup(Session &, const Match &match) {
+  return request(words_of(match), control::Operation::copy_running_startup);
 }
 
-int show_logging_level(Session &, const Match &) {
+int show_logging_level(Session &, const Match &match) {
   host::Bytes reply;
-  const int status = request(control::Operation::get_logging_level, {}, &reply);
+  const int status = request(words_of(match), control::Operation::get_logging_level, {}, &reply);
   if (status != 0) return status;
   int32_t level = default_logging_level;
   if (reply.size() == sizeof level) std::memcpy(&level, reply.data(), sizeof level);
@@ -56,11 +46,12 @@ int show_logging_level(Session &, const Match &) {
 }
 
 int set_logging_level(Session &, const Match &match) {
-  return send_logging_level(static_cast<int32_t>(std::strtol(match.arguments.front().value.c_str(), nullptr, 10)));
+  return send_logging_level(match,
+                            static_cast<int32_t>(std::strtol(match.arguments.front().value.c_str(), nullptr, 10)));
 }
 
-int reset_logging_level(Session &, const Match &) {
-  return send_logging_level(default_logging_level);
+int reset_logging_level(Session &, const Match &match) {
+  return send_logging_level(match, default_logging_level);
 }
 
 }  // namespace shell

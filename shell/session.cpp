@@ -5,7 +5,9 @@
 #include <cstdio>
 
 #include "host/feature.h"
+#include "shell/actions.h"
 #include "shell/complain.h"
+#include "shell/library_call.h"
 #include "shell/pager.h"
 #include "shell/words.h"
 
@@ -105,7 +107,7 @@ int Session::feed_command(std::string_view line, std::string_view origin) {
     return 0;
   }
   const Parsed parsed = parse(line, scope());
-  return parsed.match ? outcome(run(*parsed.match), origin) : refuse(parsed.problem, line, origin);
+  return parsed.match ? outcome(run(*parsed.match, origin), origin) : refuse(parsed.problem, line, origin);
 }
 
 int Session::refuse(const Problem &problem, std::string_view line, std::string_view origin) const {
@@ -122,9 +124,22 @@ int Session::refuse(const Problem &problem, std::string_view line, std::string_v
   return usage_status;
 }
 
-int Session::run(const Match &match) {
+// The lines of a job that cannot be are no commands.
+int Session::refuse_value(const Match &match, const Problem &problem, std::string_view origin) {
+  complain(origin, describe(problem));
+  if (match.command->action == begin_job && !options_.interactive) take_body(match.arguments.front().value, true);
+  return usage_status;
+}
+
+void Session::note(const std::string &text) const {
+  complain(origin_, "note: " + text);
+}
+
+int Session::run(const Match &match, std::string_view origin) {
+  origin_ = origin;
   const Mode mode = match.command->mode;
   if (mode == Mode::config && mode_ != Mode::config) enter(Mode::config);
+  if (const std::optional<Problem> problem = objection_in(match)) return refuse_value(match, *problem, origin);
   if (options_.before_command) options_.before_command();
   const bool paged = options_.interactive && has_long_output(*match.command);
   const std::optional<Pager> pager = paged ? Pager::start() : std::nullopt;
@@ -132,15 +147,10 @@ int Session::run(const Match &match) {
 }
 
 int Session::run_handler(const Match &match) {
-  Context values = context(*match.command);
-  for (const Argument &argument : match.arguments) {
-    if (!values.add(*argument.parameter, argument.value)) return failure_status;
-  }
-  const int status = match.command->handler(values.get());
+  const int status = call_library(*this, match);
   if (match.command->handler == sch_cli_aaa_auth_passwd) return password_status(status);
-  if (match.command->handler == sch_enable_scheduler && status == 0 && !match.command->negates()) {
-    scheduler_tree_ = true;
-  }
+  if (match.command->handler == sch_enable_scheduler && status == 0 && !match.command->negates())
+    enable_scheduler_tree();
   return status;
 }
 

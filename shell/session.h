@@ -46,16 +46,19 @@ class Session {
   Mode mode() const { return mode_; }
   void enter(Mode mode, std::string schedule = {});
   void leave() { over_ = true; }
+  const std::string &schedule() const { return schedule_; }  // of the schedule mode
+  void note(const std::string &text) const;                  // what the operator should know, though nothing failed
+  void enable_scheduler_tree() { scheduler_tree_ = true; }
   void set_debug(bool on) { options_.debug = on; }
   Context context(const Command &command) const;  // a schedule's commands have its name as their first parameter
-  int change_job(const std::string &name, bool remove);
   void take_body(std::string name, bool refused);
 
  private:
   int feed_command(std::string_view line, std::string_view origin);
   int feed_body(std::string_view line, std::string_view origin);
   int refuse(const Problem &problem, std::string_view line, std::string_view origin) const;
-  int run(const Match &match);
+  int refuse_value(const Match &match, const Problem &problem, std::string_view origin);
+  int run(const Match &match, std::string_view origin);
   int run_handler(const Match &match);
   int define(const JobBody &body, std::string_view origin);
   int outcome(int status, std::string_view origin) const;  // says which line's command failed, where that helps
@@ -66,6 +69,7 @@ class Session {
   std::string schedule_;
   bool scheduler_tree_ = true;  // false from disabling the feature until it is enabled again
   std::optional<JobBody> body_;
+  std::string origin_;  // of the line that is carried out
   bool over_ = false;
   int status_ = 0;
 };

@@ -18,9 +18,7 @@ struct Case {
 
 const Case exec_cases[] = {
     {"show scheduler job", "show_jobs"},
-    {"show scheduler job name backup", "show_jobs \"backup\""},
     {"show scheduler schedule", "show_schedules"},
-    {"show scheduler schedule name nightly", "show_schedules \"nightly\""},
     {"show scheduler config", "show_config"},
     {"show scheduler logfile", "show_logfile"},
     {"show scheduler internal memory", "show_memstats"},
@@ -48,7 +46,7 @@ const Case exec_cases[] = {
 
 const Case config_cases[] = {
     {"feature scheduler", "enable_scheduler"},
-    {"no scheduler job name backup", "create_delete_job no \"backup\""},
+    {"no scheduler job name backup force", "create_delete_job no \"backup\""},
     {"no scheduler schedule name nightly", "create_delete_schedule no \"nightly\""},
     {"scheduler logfile size 32", "logfile_resize 32"},
     {"no scheduler logfile size", "logfile_resize no"},
@@ -68,8 +66,6 @@ const Case config_cases[] = {
     {"no scheduler transport email smtp-server", "email_transport no/111"},
     {"scheduler aaa-authentication password secret", "aaa_auth_passwd 106=\"secret\""},
     {"scheduler aaa-authentication password 0 secret", "aaa_auth_passwd 106=\"secret\""},
-    {"scheduler aaa-authentication password 7 c2VhbGVk", "aaa_auth_passwd 107=\"c2VhbGVk\""},
-    {"scheduler aaa-authentication username bob password 7 x", "aaa_auth_passwd 105=\"bob\" 107=\"x\""},
     {"no scheduler aaa-authentication", "aaa_auth_passwd no"},
     {"no scheduler aaa-authentication username bob password", "aaa_auth_passwd no 105=\"bob\""},
     {"logging level scheduler 7", "control 23 7"},
@@ -83,6 +79,8 @@ const Case schedule_cases[] = {
     {"time start 2026:12:05:07:00", "modify_schedule /1 \"nightly\" \"2026:12:05:07:00\""},
     {"time start +00:01 repeat 0:1:30", "modify_schedule /7 \"nightly\" \"+00:01\" \"0:1:30\""},
     {"time repeat 0:1:30", "modify_schedule /7 \"nightly\" \"0:1:30\""},
+    {"disable", "control 45 \"nightly\""},
+    {"no disable", "control 44 \"nightly\""},
     {"no time", "modify_schedule no/1000 \"nightly\""},
     {"job name backup", "modify_schedule /999 \"nightly\" \"backup\""},
     {"no job name backup", "modify_schedule no/999 \"nightly\" \"backup\""},
@@ -146,8 +144,50 @@ TEST_F(Commands, report_a_service_that_refuses_or_is_gone) {
   recorder::control_status = 0x40be0001;
   Session session(script_options());
   calls_of(session, {"copy running-config startup-config"});
-  EXPECT_EQ(err, "Error: the scheduler service is not running; start schedd, or check the state directory\n");
+  EXPECT_EQ(err,
+            "Error: copy running-config startup-config: the scheduler service is not running; start schedd, or check "
+            "the state directory\n");
   EXPECT_EQ(session.status(), 255);
+}
+
+TEST_F(Commands, with_a_sealed_password_store_it_unless_it_is_stored_already) {
+  recorder::control_statuses[control::Operation::security_read] = SCH_STATUS_NO_PASSWORD;
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler aaa-authentication username bob password 7 x"}).back(),
+            "aaa_auth_passwd 105=\"bob\" 107=\"x\"");
+  EXPECT_EQ(calls_of(session, {"scheduler aaa-authentication password 7 x"}).back(), "aaa_auth_passwd 107=\"x\"");
+
+  sch_security_user_rec stored = {"bob", 2, 7, "x"};
+  const auto bytes = std::as_bytes(std::span(&stored, 1));
+  recorder::reset();
+  recorder::control_reply.assign(bytes.begin(), bytes.end());
+  EXPECT_EQ(calls_of(session, {"scheduler aaa-authentication username bob password 7 x"}).size(), 1u);
+  EXPECT_EQ(calls_of(session, {"scheduler aaa-authentication username bob password 7 y"}).size(), 2u);
+  EXPECT_EQ(session.status(), 0);
+}
+
+TEST_F(Commands, that_show_by_name_say_when_there_is_none) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"show scheduler job name x", "show scheduler schedule name y"}),
+            (Calls{"control 46 1 \"x\"", "show_jobs \"x\"", "control 46 2 \"y\"", "show_schedules \"y\""}));
+  recorder::control_status = control::err_no_such_job;
+  EXPECT_EQ(calls_of(session, {"show scheduler job name x"}), Calls{"control 46 1 \"x\""});
+  EXPECT_EQ(err, "Error: job x: no such job\n");
+  EXPECT_EQ(session.status(), 255);
+}
+
+TEST_F(Commands, that_delete_a_job_in_use_want_force) {
+  const std::string users = "nightly\nweekly\n";
+  const auto bytes = std::as_bytes(std::span(users));
+  recorder::control_reply.assign(bytes.begin(), bytes.end());
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"no scheduler job name x"}), Calls{"control 46 1 \"x\""});
+  EXPECT_EQ(err,
+            "Error: job x is used by nightly, weekly; take it off there, or add 'force' to delete it there as well\n");
+  EXPECT_EQ(session.status(), 255);
+  recorder::control_reply.clear();
+  EXPECT_EQ(calls_of(session, {"no scheduler job name x"}),
+            (Calls{"control 46 1 \"x\"", "create_delete_job no \"x\""}));
 }
 
 TEST_F(Commands, that_run_a_schedule_print_the_runs_number) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/job_body.h"
+#include "control/statuses.h"
 
+#include "host/status.h"
 #include "tests/shell/session_fixture.h"
 
 namespace shell {
@@ -64,14 +66,36 @@ TEST_F(JobLines, of_a_job_that_a_script_could_not_create_are_read_past) {
   EXPECT_EQ(session.status(), 255);
 }
 
-TEST_F(JobLines, are_not_awaited_from_a_person_whose_job_could_not_be_created) {
-  recorder::statuses["create_delete_job"] = 255;
+TEST_F(JobLines, are_not_awaited_from_a_person_whose_job_belongs_to_another) {
+  recorder::control_status = control::err_not_owner;
   Options options = script_options();
   options.interactive = true;
   Session session(options);
   calls_of(session, {"configure terminal", "scheduler job name x"});
+  EXPECT_EQ(err, "Error: job x: it belongs to another user\n");
   EXPECT_FALSE(session.takes_body());
   EXPECT_EQ(session.prompt(), "schedsh(config)> ");
+}
+
+TEST_F(JobLines, replace_the_text_of_a_job_that_is_there) {
+  recorder::statuses["create_delete_job"] = 255;
+  recorder::messages["create_delete_job"] = "Error: job exists\n";
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler job name x", "one", "end-job"}),
+            (Calls{"create_delete_job \"x\"", "define_job \"x\" \"one\n\""}));
+  EXPECT_EQ(err, "");
+  EXPECT_EQ(session.status(), 0);
+  EXPECT_EQ(calls_of(session, {"scheduler job name x", "end-job"}),
+            (Calls{"create_delete_job \"x\"", "define_job \"x\" \"\""}));
+}
+
+TEST_F(JobLines, that_are_refused_leave_a_job_that_was_there) {
+  recorder::statuses["create_delete_job"] = 255;
+  recorder::messages["create_delete_job"] = "Error: job exists\n";
+  recorder::statuses["define_job"] = 0x40bd0025;
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler job name x", "one", "end-job"}).size(), 2u);
+  EXPECT_EQ(session.status(), 255);
 }
 
 TEST_F(JobLines, that_the_service_refuses_take_the_new_job_with_them) {
@@ -82,25 +106,24 @@ TEST_F(JobLines, that_the_service_refuses_take_the_new_job_with_them) {
   EXPECT_EQ(session.status(), 255);
 }
 
-TEST_F(JobLines, without_an_end_take_the_new_job_with_them) {
+TEST_F(JobLines, without_an_end_change_nothing) {
   Session session(script_options());
   calls_of(session, {"scheduler job name x", "one"});
   testing::internal::CaptureStderr();
   session.finish("jobs.cfg:2");
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "jobs.cfg:2: Error: the input ends before the 'end-job' of job x; it is not defined\n");
-  EXPECT_EQ(recorder::calls, (Calls{"create_delete_job \"x\"", "create_delete_job no \"x\""}));
+            "jobs.cfg:2: Error: the input ends before the 'end-job' of job x; nothing was changed\n");
+  EXPECT_EQ(recorder::calls, Calls{});
   EXPECT_EQ(session.status(), 255);
 }
 
-TEST_F(JobLines, given_up_by_an_interrupt_take_the_new_job_with_them) {
+TEST_F(JobLines, given_up_by_an_interrupt_change_nothing) {
   Session session(script_options());
   calls_of(session, {"configure terminal", "scheduler job name x", "one"});
   session.interrupt();
-  EXPECT_EQ(recorder::calls, (Calls{"create_delete_job \"x\"", "create_delete_job no \"x\""}));
   EXPECT_FALSE(session.takes_body());
-  session.interrupt();
-  EXPECT_EQ(recorder::calls.size(), 2u);
+  calls_of(session, {"show scheduler config"});
+  EXPECT_EQ(recorder::calls, Calls{"show_config"});
 }
 
 TEST_F(JobLines, are_bounded_in_their_sum) {
@@ -109,23 +132,21 @@ TEST_F(JobLines, are_bounded_in_their_sum) {
     const std::string line(job_text_limit / 2 - 1, 'x');
     const Calls calls = calls_of(session, {"scheduler job name x", line, line + std::string(over, 'x'), "end-job"});
     EXPECT_EQ(session.status(), over == 0 ? 0 : 255);
-    EXPECT_EQ(calls.back(),
-              over == 0 ? "define_job \"x\" \"" + line + "\n" + line + "\n\"" : "create_delete_job no \"x\"");
+    EXPECT_EQ(calls, over == 0 ? (Calls{"create_delete_job \"x\"", "define_job \"x\" \"" + line + "\n" + line + "\n\""})
+                               : Calls{});
     EXPECT_EQ(err, over == 0 ? "" : "Error: the job's text is longer than 61440 bytes\n");
   }
 }
 
 TEST_F(JobLines, with_a_nul_byte_are_refused) {
   Session session(script_options());
-  EXPECT_EQ(calls_of(session, {"scheduler job name x", std::string("a\0b", 3), "more", "end-job"}),
-            (Calls{"create_delete_job \"x\"", "create_delete_job no \"x\""}));
+  EXPECT_EQ(calls_of(session, {"scheduler job name x", std::string("a\0b", 3), "more", "end-job"}), Calls{});
   EXPECT_EQ(err, "Error: the job's text has a NUL byte\n");
 }
 
 TEST_F(JobLines, with_a_control_character_are_refused_with_its_place) {
   Session session(script_options());
-  EXPECT_EQ(calls_of(session, {"scheduler job name x", "one", "two\x1b[1m", "\x07", "end-job"}),
-            (Calls{"create_delete_job \"x\"", "create_delete_job no \"x\""}));
+  EXPECT_EQ(calls_of(session, {"scheduler job name x", "one", "two\x1b[1m", "\x07", "end-job"}), Calls{});
   EXPECT_EQ(err,
             "Error: line 2 of the job's text has ^[ at byte 4; of control characters only tabs and line ends may be "
             "in it\n");
@@ -150,6 +171,26 @@ TEST_F(JobInOneLine, is_created_and_defined) {
   EXPECT_EQ(calls_of(session, {"scheduler job name x commands ip link;df -h"}),
             (Calls{"create_delete_job \"x\"", "semicolon_define \"x\" \"ip link;df -h\""}));
   EXPECT_FALSE(session.takes_body());
+}
+
+struct QuoteCase {
+  const char *commands, *text;
+};
+
+const QuoteCase quote_cases[] = {
+    {"\"ip link;df -h\"", "ip link\ndf -h\n"},
+    {"echo \"a;b\";date", "echo \"a;b\"\ndate\n"},
+    {"echo 'a;\"b' ; date ", "echo 'a;\"b' \n date\n"},
+    {";\"a\";;b", "\"a\"\nb\n"},
+    {"echo it's;date", "echo it's;date\n"},
+};
+
+TEST_F(JobInOneLine, keeps_together_what_stands_in_quotes) {
+  for (const QuoteCase &quote : quote_cases) {
+    Session session(script_options());
+    EXPECT_EQ(calls_of(session, {std::string("scheduler job name x commands ") + quote.commands}).back(),
+              std::string("define_job \"x\" \"") + quote.text + "\"");
+  }
 }
 
 TEST_F(JobInOneLine, is_not_defined_when_it_could_not_be_created) {

@@ -48,7 +48,7 @@ const Case cases[] = {
 
     // A mode's own words come first, then those around it.
     {"no job name x", in_schedule, "no job name <job>"},
-    {"no scheduler job name x", in_schedule, "no scheduler job name <job>"},
+    {"no scheduler job name x", in_schedule, "no scheduler job name <job> [force]"},
     {"no debug scheduler", in_schedule, "no debug scheduler"},
     {"show scheduler job", in_schedule, "show scheduler job [name <job>]"},
     {"no feature scheduler", in_config, "no feature scheduler"},
@@ -70,7 +70,7 @@ const Case cases[] = {
     {"end now", first, "\"now\" at column 5 is too much: the command ends before it"},
     {"scheduler logfile size big", in_config, "\"big\" at column 24 is out of range; expected: <kilobytes 1..16384>"},
     {"no", in_schedule,
-     "the command is incomplete at column 3; expected: time, job, email-addr, feature, scheduler, "
+     "the command is incomplete at column 3; expected: disable, time, job, email-addr, feature, scheduler, "
      "logging, debug"},
     {"time weakly 1:2:3", in_schedule,
      "\"weakly\" at column 6 is not known here; expected: daily, weekly, monthly, start, repeat"},

@@ -17,15 +17,19 @@ namespace recorder {
 
 std::vector<std::string> calls;
 std::map<std::string, int> statuses;
+std::map<std::string, std::string> messages;
 std::string user_name, peer_name;
 unsigned shell_handle, debug;
 host::Bytes control_reply;
 uint32_t control_status;
+std::map<host::Control, uint32_t> control_statuses;
 
 void reset() {
   control::use_error_texts();
   calls.clear();
   statuses.clear();
+  messages.clear();
+  control_statuses.clear();
   control_reply.clear();
   control_status = 0;
 }
@@ -33,6 +37,7 @@ void reset() {
 namespace {
 
 int status_of(const std::string &name) {
+  if (const auto message = messages.find(name); message != messages.end()) std::fputs(message->second.c_str(), stderr);
   const auto found = statuses.find(name);
   return found == statuses.end() ? 0 : found->second;
 }
@@ -83,6 +88,8 @@ std::string shown(control::Operation operation, std::span<const std::byte> paylo
     add(take<control::UpcomingQuery>(&payload).count);
   } else if (operation == control::Operation::kill_run) {
     add(take<uint64_t>(&payload));
+  } else if (operation == control::Operation::find || operation == control::Operation::names) {
+    add(static_cast<uint32_t>(take<control::ObjectKind>(&payload)));
   } else if (operation == control::Operation::set_logging_level) {
     add(take<uint32_t>(&payload));
   }
@@ -178,10 +185,12 @@ int sch_cli_define_job(uint32_t handle, const char *text, uint32_t length, const
 
 namespace host {
 
-Result<Bytes> control_request(uint32_t operation, std::span<const std::byte> payload) {
-  recorder::calls.push_back("control " + std::to_string(operation) +
-                            recorder::shown(static_cast<control::Operation>(operation), payload));
-  if (recorder::control_status != 0) return error_of(recorder::control_status);
+Result<Bytes> control_request(uint32_t number, std::span<const std::byte> payload) {
+  const auto operation = static_cast<control::Operation>(number);
+  recorder::calls.push_back("control " + std::to_string(number) + recorder::shown(operation, payload));
+  const auto own = recorder::control_statuses.find(operation);
+  const uint32_t status = own != recorder::control_statuses.end() ? own->second : recorder::control_status;
+  if (status != 0) return error_of(status);
   return recorder::control_reply;
 }
 

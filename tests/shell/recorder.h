@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "control/operations.h"
 #include "host/transport/transport.h"
 
 namespace recorder {
@@ -17,12 +18,15 @@ extern std::vector<std::string> calls;
 
 extern std::map<std::string, int> statuses;  // of the handlers by name; 0 where there is none
 
+extern std::map<std::string, std::string> messages;  // that the handlers write to standard error
+
 // The last call's context.
 extern std::string user_name, peer_name;
 extern unsigned shell_handle, debug;
 
 extern host::Bytes control_reply;
 extern uint32_t control_status;
+extern std::map<host::Control, uint32_t> control_statuses;  // of these operations instead
 
 void reset();
 

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <span>
+
+#include "control/statuses.h"
+#include "host/status.h"
 #include "tests/shell/session_fixture.h"
 
 namespace shell {
@@ -130,6 +134,104 @@ TEST_F(Status, of_a_failed_command_is_told_with_its_line_where_that_is_wanted) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "nightly.cfg:7: failed with status 1\n");
 }
 
+class Values : public SessionTest {};
+
+TEST_F(Values, that_would_be_cut_are_refused_before_anything_is_sent) {
+  const std::string name(32, 'n'), address = "a@" + std::string(62, 'h');
+  Session session(script_options());
+  EXPECT_EQ(
+      calls_of(session, {"scheduler schedule name " + name, "no scheduler schedule name " + name,
+                         "no scheduler job name " + name, "show scheduler job name " + name,
+                         "scheduler transport email from " + address, "no scheduler transport email from " + address}),
+      Calls{});
+  EXPECT_EQ(err.rfind("\"" + name + "\" at column 25 has 32 characters; at most 31 are allowed\n", 0), 0u) << err;
+  EXPECT_NE(err.find("\" at column 32 has 64 characters; at most 63 are allowed\n"), std::string::npos) << err;
+  EXPECT_EQ(session.status(), 2);
+}
+
+TEST_F(Values, that_fill_their_field_are_taken) {
+  const std::string name(31, 'n'), address = "a@" + std::string(61, 'h');
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler schedule name " + name, "email-addr " + address}),
+            (Calls{"create_delete_schedule \"" + name + "\"", "emailaddr \"" + name + "\" \"" + address + "\""}));
+}
+
+TEST_F(Values, that_are_refused_leave_the_schedule_whose_lines_follow) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler schedule name a", "scheduler schedule name " + std::string(32, 'n'),
+                               "time daily 1:00"}),
+            Calls{"create_delete_schedule \"a\""});
+}
+
+TEST_F(Values, that_are_refused_take_the_lines_of_a_scripts_job_with_them) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler job name " + std::string(32, 'n'), "no scheduler schedule name y", "end-job",
+                               "scheduler logfile size 32"}),
+            Calls{"logfile_resize 32"});
+  EXPECT_EQ(session.status(), 2);
+}
+
+class AlreadyThere : public SessionTest {};
+
+struct RepeatCase {
+  const char *line, *handler;
+  uint32_t status;
+  const char *message;
+};
+
+const RepeatCase repeat_cases[] = {
+    {"feature scheduler", "enable_scheduler", 0, "Error: the feature is enabled already\n"},
+    {"no feature scheduler", "enable_scheduler", 0, "Error: the feature is disabled already\n"},
+    {"job name x", "modify_schedule", control::err_already_assigned, "Error: could not assign job: it is\n"},
+    {"email-addr a@b", "emailaddr", SCH_STATUS_EXISTS, "Error: could add email-id: it exists already\n"},
+};
+
+TEST_F(AlreadyThere, is_no_error) {
+  for (const RepeatCase &repeat : repeat_cases) {
+    recorder::reset();
+    recorder::statuses[repeat.handler] = static_cast<int>(repeat.status);
+    recorder::messages[repeat.handler] = repeat.message;
+    Session session(script_options());
+    recorder::statuses["create_delete_schedule"] = 0x40bd0002;
+    calls_of(session, {"scheduler schedule name nightly", repeat.line});
+    EXPECT_EQ(err, "") << repeat.line;
+    EXPECT_EQ(session.status(), 0) << repeat.line;
+  }
+}
+
+TEST_F(AlreadyThere, hides_no_other_failure) {
+  recorder::statuses["modify_schedule"] = static_cast<int>(control::err_no_such_job);
+  recorder::messages["modify_schedule"] = "Error: could not assign job: no such job\n";
+  Session session(script_options());
+  calls_of(session, {"scheduler schedule name nightly", "job name x"});
+  EXPECT_EQ(err, "Error: could not assign job: no such job\n");
+  EXPECT_EQ(session.status(), 255);
+}
+
+TEST_F(AlreadyThere, is_a_log_file_of_this_name_only_where_it_is_the_one_in_use) {
+  const std::string in_use = "flash:jobs.log";
+  const auto bytes = std::as_bytes(std::span(in_use));
+  recorder::control_reply.assign(bytes.begin(), bytes.end());
+  recorder::messages["logfile_rename"] = "Error: File exists.\n";
+  Session session(script_options());
+  calls_of(session, {"scheduler logfile name flash:jobs.log"});
+  EXPECT_EQ(err, "");
+  EXPECT_EQ(session.status(), 0);
+  calls_of(session, {"scheduler logfile name flash:other.log"});
+  EXPECT_EQ(err, "Error: scheduler logfile name: there is a file of this name; remove it or take another name\n");
+  EXPECT_EQ(session.status(), 255);
+}
+
+class Messages : public SessionTest {};
+
+TEST_F(Messages, without_a_subject_get_the_commands_words) {
+  recorder::statuses["logfile_resize"] = 255;
+  recorder::messages["logfile_resize"] = "Error: : not permitted for this user\n";
+  Session session(script_options());
+  calls_of(session, {"scheduler logfile size 32"});
+  EXPECT_EQ(err, "Error: scheduler logfile size: not permitted for this user\n");
+}
+
 class Lines : public SessionTest {};
 
 TEST_F(Lines, that_are_blank_or_comments_do_nothing) {
@@ -155,7 +257,7 @@ TEST_F(Lines, with_control_characters_are_refused_with_their_place) {
 
 TEST_F(Lines, longer_than_a_command_can_be_are_refused) {
   Session session(script_options());
-  const std::string at_limit = "show scheduler job name " + std::string(8192 - 24, 'x');
+  const std::string at_limit = "store dump " + std::string(8192 - 11, 'x');
   EXPECT_EQ(calls_of(session, {at_limit}).size(), 1u);
   EXPECT_EQ(calls_of(session, {at_limit + "x"}), Calls{});
   EXPECT_EQ(err, "the line is too long at column 8193\n");

@@ -87,7 +87,7 @@ TEST_F(Terminal, shows_what_may_follow_at_a_question_mark_and_keeps_the_line) {
   EXPECT_TRUE(terminal.sees("schedsh> show scheduler job "));
   terminal.type("name x\r");
   EXPECT_TRUE(terminal.asks("schedsh> "));
-  EXPECT_EQ(called(), "called: show_jobs \"x\"\r\n");
+  EXPECT_EQ(called(), "called: control 46 1 \"x\"\r\ncalled: show_jobs \"x\"\r\n");
 }
 
 TEST_F(Terminal, takes_a_jobs_lines_as_they_are_typed) {
@@ -95,7 +95,9 @@ TEST_F(Terminal, takes_a_jobs_lines_as_they_are_typed) {
   enter("scheduler job name x", "schedsh(job x)> ");
   enter("ls\t*?", "schedsh(job x)> ");
   enter("end-job", "schedsh(config)> ");
-  EXPECT_EQ(called(), "called: create_delete_job \"x\"\r\ncalled: define_job \"x\" \"ls\t*?\r\n\"\r\n");
+  EXPECT_EQ(
+      called(),
+      "called: control 46 1 \"x\"\r\ncalled: create_delete_job \"x\"\r\ncalled: define_job \"x\" \"ls\t*?\r\n\"\r\n");
 }
 
 TEST_F(Terminal, drops_a_line_at_control_c_and_goes_on) {
@@ -115,7 +117,7 @@ TEST_F(Terminal, gives_up_a_job_at_control_c) {
   enter("one", "schedsh(job x)> ");
   terminal.type(control_c);
   ASSERT_TRUE(terminal.asks("schedsh(config)> "));
-  EXPECT_EQ(called(), "called: create_delete_job \"x\"\r\ncalled: create_delete_job no \"x\"\r\n");
+  EXPECT_EQ(called(), "called: control 46 1 \"x\"\r\n");
 }
 
 TEST_F(Terminal, asks_for_a_password_without_showing_it) {

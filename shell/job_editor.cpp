@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+// A job's text in the operator's editor.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <sstream>
+
+#include "control/statuses.h"
+#include "host/errors.h"
+#include "host/status.h"
+#include "platform/cmi.h"
+#include "schedcli_requests.h"
+#include "shell/actions.h"
+#include "shell/job_change.h"
+#include "shell/service_request.h"
+#include "shell/session.h"
+
+namespace shell {
+
+namespace {
+
+constexpr const char *usual_editor = "editor";  // whichever the machine's administrator chose
+
+// A status; err_no_such_job where there is none.
+uint32_t read_text(const Identity &identity, const std::string &job, std::string *text) {
+  struct {
+    sch_request_header header = {SCH_OP_SHOW_JOB, sizeof(sch_show_request)};
+    sch_show_request body = {};
+  } record;
+  record.body.cursor = SCH_CURSOR_FIRST;
+  job.copy(record.body.name, sizeof record.body.name - 1);
+  void *reply = nullptr;
+  uint32_t length = sizeof record;
+  const uint32_t status = cmi_req_resp(SCH_SERVICE_SHOW, SCH_CLASS_SHOW, &record, &reply, &length,
+                                       identity.user.c_str(), identity.peer.c_str(), 136, identity.handle, 0);
+  const std::unique_ptr<void, decltype(&std::free)> owner(reply, &std::free);
+  sch_show_job_reply shown = {};
+  if (status != 0) return status;
+  if (reply == nullptr) return control::err_no_such_job;
+  if (length < sizeof shown) return host::err_bad_reply;
+  std::memcpy(&shown, reply, sizeof shown);
+  if (shown.length < 0 || static_cast<size_t>(shown.length) > length - sizeof shown) return host::err_bad_reply;
+  text->assign(static_cast<const char *>(reply) + sizeof shown, static_cast<size_t>(shown.length));
+  return 0;
+}
+
+std::string chosen_editor() {
+  for (const char *name : {"VISUAL", "EDITOR"})
+    if (const char *editor = std::getenv(name); editor != nullptr && *editor != 0) return editor;
+  return usual_editor;
+}
+
+// A private file; it goes away unless it is kept.
+class Draft {
+ public:
+  explicit Draft(const std::string &text) {
+    const char *directory = std::getenv("TMPDIR");
+    path_ = std::string(directory != nullptr && *directory != 0 ? directory : "/tmp") + "/schedsh-job.XXXXXX";
+    const int file = mkstemp(path_.data());
+    if (file < 0) {
+      path_.clear();
+      return;
+    }
+    close(file);
+    std::ofstream(path_, std::ios::binary) << text;
+  }
+  ~Draft() {
+    if (!path_.empty()) unlink(path_.c_str());
+  }
+  Draft(const Draft &) = delete;
+  Draft &operator=(const Draft &) = delete;
+
+  const std::string &path() const { return path_; }  // empty: it could not be made
+  std::string text() const {
+    std::ifstream file(path_, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  void keep(const char *why) {
+    std::fprintf(stderr, "Error: %s; your text is kept in %s\n", why, path_.c_str());
+    path_.clear();
+  }
+
+ private:
+  std::string path_;
+};
+
+// $EDITOR may have arguments, so that a shell takes it apart.
+[[noreturn]] void become_editor(const std::string &path) {
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+  signal(SIGINT, SIG_DFL);
+  signal(SIGPIPE, SIG_DFL);
+  const std::string command = chosen_editor() + " \"$1\"";
+  execl("/bin/sh", "sh", "-c", command.c_str(), "sh", path.c_str(), static_cast<char *>(nullptr));
+  _exit(127);
+}
+
+bool run_editor(const std::string &path) {
+  std::fflush(stdout);
+  const pid_t child = fork();
+  if (child == 0) become_editor(path);
+  int status = -1;
+  while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  return child > 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// The lines as the job would have them; what is wrong with them otherwise.
+std::string job_text(const std::string &edited, std::string *text) {
+  JobBody body("", false);
+  std::istringstream lines(edited);
+  for (std::string line; std::getline(lines, line);)
+    if (body.add(line) != JobBody::Close::open) return "a line 'end-job' or 'end' cannot be part of a job";
+  *text = body.text();
+  return body.problem();
+}
+
+int store(const Session &session, const std::string &job, const std::string &before, Draft *draft) {
+  std::string text, now;
+  if (const std::string problem = job_text(draft->text(), &text); !problem.empty()) {
+    draft->keep(problem.c_str());
+    return failure_status;
+  }
+  if (text == before) return 0;
+  if (read_text(session.options().identity, job, &now) != 0 || now != before) {
+    draft->keep("the job was changed by somebody else meanwhile");
+    return failure_status;
+  }
+  const int status = put_job(session, job, text);
+  if (status != 0) draft->keep("the text was not taken");
+  return status;
+}
+
+}  // namespace
+
+int edit_job(Session &session, const Match &match) {
+  const std::string &job = match.arguments.front().value;
+  if (session.options().input_is_stdin && !session.options().interactive) {
+    std::fprintf(stderr, "Error: the commands come from standard input, which the editor would read\n");
+    return failure_status;
+  }
+  std::string before;
+  if (const uint32_t status = read_text(session.options().identity, job, &before); status != 0)
+    return failed("job " + job, host::error_of(status));
+  Draft draft(before);
+  if (draft.path().empty()) {
+    std::fprintf(stderr, "Error: no file for the text: %s\n", std::strerror(errno));
+    return failure_status;
+  }
+  if (run_editor(draft.path())) return store(session, job, before, &draft);
+  std::fprintf(stderr, "Error: the editor '%s' failed; the job stays as it was\n", chosen_editor().c_str());
+  return failure_status;
+}
+
+}  // namespace shell

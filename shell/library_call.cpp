@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/library_call.h"
+#include "control/statuses.h"
+
+#include <cstdio>
+#include <cstring>
+#include <sstream>
+
+#include "host/status.h"
+#include "platform/security.h"
+#include "shell/held_errors.h"
+#include "shell/passed_start.h"
+#include "shell/service_request.h"
+
+namespace shell {
+
+namespace {
+
+constexpr uint32_t read_operation = 1;  // of cmi_security_user_config()
+constexpr int password_accepted = 8;    // the password handler's own word for success
+constexpr std::string_view file_exists = "Error: File exists.\n";
+
+// Show output is long, and its messages say enough.
+bool has_messages_to_mend(const Command &command) {
+  return !std::string_view(command.syntax).starts_with("show ") && command.handler != sch_cli_aaa_auth_passwd;
+}
+
+bool is_log_in_use(const Match &match) {
+  const std::string *uri = match.value("uri");
+  const host::Result<host::Bytes> in_use = control::ask_service(control::Operation::log_uri);
+  return uri != nullptr && in_use && text_of(*in_use) == *uri;
+}
+
+// What is asked for is there already. Of the feature the handler itself takes it for success, with a message.
+bool is_there_already(const Match &match, int status, const std::string &messages) {
+  const Command &command = *match.command;
+  if (command.handler == sch_enable_scheduler) return status == 0;
+  if (command.handler == sch_cli_logfile_rename)
+    return status == 0 && messages.find(file_exists) != std::string::npos && is_log_in_use(match);
+  if (command.negates()) return false;
+  const auto code = static_cast<uint32_t>(status);
+  return (command.handler == sch_cli_modify_schedule && code == control::err_already_assigned) ||
+         (command.handler == sch_cli_modify_schedule_emailaddr && code == SCH_STATUS_EXISTS);
+}
+
+std::string without_errors(const std::string &messages) {
+  std::istringstream lines(messages);
+  std::string kept;
+  for (std::string line; std::getline(lines, line);)
+    if (!line.starts_with("Error")) kept += line + "\n";
+  return kept;
+}
+
+// "Error: : not permitted" says nothing of what it is about.
+std::string with_subject(std::string messages, const std::string &subject) {
+  constexpr std::string_view nameless = "Error: : ";
+  for (size_t at = 0; (at = messages.find(nameless, at)) != std::string::npos; at += nameless.size())
+    if (at == 0 || messages[at - 1] == '\n') messages.replace(at, nameless.size(), "Error: " + subject + ": ");
+  return messages;
+}
+
+int mend(const Match &match, int status, std::string messages) {
+  if (is_there_already(match, status, messages)) {
+    status = 0;
+    messages = without_errors(messages);
+  } else if (match.command->handler == sch_cli_logfile_rename && messages.find(file_exists) != std::string::npos) {
+    // A success by the handler's own rule; here a script has to learn that nothing was done.
+    status = failure_status;
+    messages = "Error: " + words_of(match) + ": there is a file of this name; remove it or take another name\n";
+  }
+  std::fputs(with_subject(std::move(messages), words_of(match)).c_str(), stderr);
+  return status;
+}
+
+int call(const Session &session, const Match &match) {
+  Context values = session.context(*match.command);
+  for (const Argument &argument : match.arguments)
+    if (!values.add(*argument.parameter, argument.value)) return failure_status;
+  if (!has_messages_to_mend(*match.command)) return match.command->handler(values.get());
+  HeldErrors held;
+  const int status = match.command->handler(values.get());
+  return mend(match, status, held.take());
+}
+
+// Storing it again would ask the remote user's servers again.
+bool is_stored_already(const Session &session, const Match &match) {
+  const std::string *sealed = match.value("sealed");
+  if (match.command->handler != sch_cli_aaa_auth_passwd || sealed == nullptr) return false;
+  const std::string *user = match.value("user");
+  sch_security_user_rec record = {};
+  record.kind = 2;
+  (user != nullptr ? *user : session.options().identity.user).copy(record.user_name, sizeof record.user_name - 1);
+  const uint32_t status = cmi_security_user_config(session.options().identity.handle, read_operation, &record);
+  return status == 0 && std::string_view(record.password, strnlen(record.password, sizeof record.password)) == *sealed;
+}
+
+}  // namespace
+
+int call_library(Session &session, const Match &match) {
+  if (is_stored_already(session, match)) return password_accepted;
+  const StartCheck start = check_start(session, match);
+  if (start.note) session.note(*start.note);
+  return start.nothing_to_do ? 0 : call(session, start.match);
+}
+
+}  // namespace shell

@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/passed_start.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "platform/cmi.h"
+#include "schedcli_requests.h"
+#include "shell/session.h"
+
+namespace shell {
+
+namespace {
+
+constexpr int32_t shortest_period_s = 60;
+constexpr time_t margin_s = 5;  // so that what is moved on is still ahead when it arrives
+
+// What a saved configuration has: "yyyy:mmm:dd:HH:MM".
+bool is_written_out(const std::string &start) {
+  return !start.starts_with('+') && std::count(start.begin(), start.end(), ':') == 4;
+}
+
+std::string line_of(const sch_tminfo &time) {
+  char line[96] = "";
+  sch_acfg_print_schedule_type(&time, line, sizeof line);
+  return line;
+}
+
+// As the service has it; empty: there is none, or it cannot be asked.
+std::string line_in_use(const Session &session) {
+  struct {
+    sch_request_header header = {SCH_OP_SHOW_SCHEDULE, sizeof(sch_show_request)};
+    sch_show_request body = {};
+  } record;
+  record.body.cursor = SCH_CURSOR_FIRST;
+  session.schedule().copy(record.body.name, sizeof record.body.name - 1);
+  const Identity &identity = session.options().identity;
+  void *reply = nullptr;
+  uint32_t length = sizeof record;
+  const uint32_t status = cmi_req_resp(SCH_SERVICE_SHOW, SCH_CLASS_SHOW, &record, &reply, &length,
+                                       identity.user.c_str(), identity.peer.c_str(), 136, identity.handle, 0);
+  const std::unique_ptr<void, decltype(&std::free)> owner(reply, &std::free);
+  sch_show_schedule_reply shown = {};
+  if (status != 0 || reply == nullptr || length < sizeof shown) return {};
+  std::memcpy(&shown, reply, sizeof shown);
+  return line_of(shown.time);
+}
+
+struct Start {
+  sch_tminfo once = {};
+  time_t moment = 0;
+};
+
+std::optional<Start> passed(const std::string &text, time_t now) {
+  tm calendar = {};
+  localtime_r(&now, &calendar);
+  Start start;
+  if (!is_written_out(text) || get_start_time(text.c_str(), &start.once, &calendar) != SCH_ERR_TIME_IN_PAST)
+    return std::nullopt;
+  start.moment = mktime_from_tminfo(&start.once);
+  start.once.type = SCH_SCHEDULE_ONESHOT;
+  return start;
+}
+
+std::optional<sch_tminfo> periodic(const std::string &period, time_t start) {
+  sch_tminfo time = {};
+  time.year = time.month = time.day_of_month = -1;
+  if (sch_parse_str_to_tminfo(period.c_str(), &time) < 0) return std::nullopt;
+  time.type = SCH_SCHEDULE_PERIODIC;
+  time.start_time = static_cast<int32_t>(start);
+  return time;
+}
+
+std::string written_out(time_t moment) {
+  tm calendar = {};
+  localtime_r(&moment, &calendar);
+  char text[64];
+  std::snprintf(text, sizeof text, "%d:%02d:%02d:%02d:%02d", calendar.tm_year + 1900, calendar.tm_mon + 1,
+                calendar.tm_mday, calendar.tm_hour, calendar.tm_min);
+  return text;
+}
+
+StartCheck check_periodic(const Session &session, const Match &match, const Start &start, time_t now) {
+  StartCheck check{match, false, std::nullopt};
+  const std::optional<sch_tminfo> time = periodic(*match.value("period"), start.moment);
+  int32_t period_s = 0;
+  if (time) sch_compute_delta(&*time, &period_s);
+  if (period_s < shortest_period_s) return check;  // the handler says why
+  if (line_of(*time) == line_in_use(session)) return {match, true, std::nullopt};
+  std::string &text = check.match.arguments.front().value;
+  const std::string later = written_out(moved_on(start.moment, period_s, now));
+  check.note =
+      "schedule " + session.schedule() + ": the start " + text + " has passed; by whole periods it is " + later;
+  text = later;
+  return check;
+}
+
+// A person reads that it has passed and types another; a saved configuration still has the rest to be read.
+StartCheck check_once(const Session &session, const Match &match, const Start &start) {
+  if (line_of(start.once) == line_in_use(session)) return {match, true, std::nullopt};
+  if (session.options().interactive) return {match, false, std::nullopt};
+  return {match, true,
+          "schedule " + session.schedule() + ": its time " + *match.value("start") +
+              " has passed, so it gets none and does not run"};
+}
+
+}  // namespace
+
+time_t moved_on(time_t start, int32_t period_s, time_t now) {
+  const time_t earliest = now + margin_s;
+  if (start > earliest) return start;
+  return start + ((earliest - start) / period_s + 1) * period_s;
+}
+
+StartCheck check_start(const Session &session, const Match &match) {
+  const std::string *text = match.value("start");
+  const time_t now = time(nullptr);
+  const std::optional<Start> start = text != nullptr ? passed(*text, now) : std::nullopt;
+  if (!start) return {match, false, std::nullopt};
+  return match.value("period") != nullptr ? check_periodic(session, match, *start, now)
+                                          : check_once(session, match, *start);
+}
+
+}  // namespace shell

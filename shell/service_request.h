@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+// Requests to the service itself rather than by one of the library's handlers.
+#pragma once
+
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "control/operations.h"
+#include "host/transport/transport.h"
+
+namespace shell {
+
+template <typename Record>
+host::Bytes payload_of(const Record &record, std::string_view text = {}) {
+  host::Bytes payload(sizeof record + text.size());
+  std::memcpy(payload.data(), &record, sizeof record);
+  if (!text.empty()) std::memcpy(payload.data() + sizeof record, text.data(), text.size());
+  return payload;
+}
+
+inline std::string text_of(const host::Bytes &reply) {
+  return {reinterpret_cast<const char *>(reply.data()), reply.size()};
+}
+
+// A failure is told to the operator, with what it is about; returns its status.
+int failed(const std::string &subject, const host::Error &error);
+int request(const std::string &subject, control::Operation operation, std::span<const std::byte> payload = {},
+            host::Bytes *reply = nullptr);
+int show_text(const std::string &subject, control::Operation operation, std::span<const std::byte> payload = {});
+
+using Names = std::vector<std::string>;
+
+// An error: it is not there, or not the operator's to use. Of a job, the schedules that use it.
+host::Result<Names> find_named(control::ObjectKind kind, const std::string &name);
+
+// Of what begins so; none when the service cannot be asked.
+Names names_of(control::ObjectKind kind, const std::string &beginning);
+
+}  // namespace shell
