@@ -39,10 +39,11 @@ enum class Operation : uint32_t {
   find = 46,   // payload: u32 ObjectKind and a name; status 0: it is there and the caller may use it; reply for a job:
                // the names of the schedules that use it, a line each
   names = 47,  // payload: u32 ObjectKind and how they begin; reply: names, a line each
-  log_uri = 48,      // reply: text, as the job log's file was named; SCH_LOG_URI_DEFAULT: nobody named it
-  rename = 49,       // payload: u32 ObjectKind, then the old name and the new one with a NUL between
-  overview = 50,     // reply: text, a line for each schedule
-  explain_time = 51  // payload: a schedule's name; reply: text, what its time was taken for and when it is due next
+  log_uri = 48,       // reply: text, as the job log's file was named; SCH_LOG_URI_DEFAULT: nobody named it
+  rename = 49,        // payload: u32 ObjectKind, then the old name and the new one with a NUL between
+  overview = 50,      // reply: text, a line for each schedule
+  explain_time = 51,  // payload: a schedule's name; reply: text, what its time was taken for and when it is due next
+  show_log = 52,      // payload: LogQuery; reply: the stream of SCH_OP_SHOW_LOG
 };
 
 // What has a name.
@@ -54,7 +55,20 @@ struct HistoryQuery {
   uint64_t run;          // not 0: this one with its jobs; all else is left out
   uint32_t count;        // of lines, the newest first; 0: the usual number
   uint32_t failed_only;  // 1: runs that ended, and not with success
+  int64_t since = 0;     // runs that were due, or asked for, then or later
+  char job[32] = {};     // runs with this job; empty: all
 };
+
+// Of the outcomes in the job log. What is 0 or empty leaves them all.
+struct LogQuery {
+  uint64_t run;
+  uint32_t count;  // the newest so many
+  uint32_t failed_only;
+  int64_t since;  // completed then or later
+  char schedule[32];
+  char job[32];
+};
+
 struct UpcomingQuery {
   uint32_t count;  // of lines; 0: the usual number
 };

@@ -41,8 +41,9 @@ int set_logging_level(Session &session, const Match &match);
 int reset_logging_level(Session &session, const Match &match);
 
 int show_runs(Session &session, const Match &match);
-int show_failed_runs(Session &session, const Match &match);
 int show_run(Session &session, const Match &match);
+int show_overview(Session &session, const Match &match);
+int show_log(Session &session, const Match &match);
 int show_upcoming(Session &session, const Match &match);
 int run_schedule(Session &session, const Match &match);
 int kill_run(Session &session, const Match &match);

@@ -69,7 +69,7 @@ bool Command::negates() const {
 bool Command::in_scheduler_tree() const {
   if (mode == Mode::schedule) return true;
   std::string_view text = syntax;
-  for (const std::string_view before : {"no ", "show ", "clear "}) {
+  for (const std::string_view before : {"no ", "show ", "clear ", "edit "}) {
     if (text.starts_with(before)) text.remove_prefix(before.size());
   }
   return text.starts_with("scheduler");

@@ -29,6 +29,7 @@ enum class Kind {
   level,
   count,  // of lines to show
   run,
+  moment,  // of the past
   host,
   file_uri,
 };

@@ -94,13 +94,26 @@ bool is_stored_already(const Session &session, const Match &match) {
   return status == 0 && std::string_view(record.password, strnlen(record.password, sizeof record.password)) == *sealed;
 }
 
+bool sets_time(const Command &command) {
+  return command.handler == sch_cli_modify_schedule && command.subcommand < SCH_MODIFY_JOB;
+}
+
+// "daily 7" at one o'clock is 01:07: what a time was taken for is told to whoever can still change it.
+void tell_time(const std::string &schedule) {
+  const host::Result<host::Bytes> text =
+      control::ask_service(control::Operation::explain_time, std::as_bytes(std::span(schedule)));
+  if (text) std::printf("%s", text_of(*text).c_str());
+}
+
 }  // namespace
 
 int call_library(Session &session, const Match &match) {
   if (is_stored_already(session, match)) return password_accepted;
   const StartCheck start = check_start(session, match);
   if (start.note) session.note(*start.note);
-  return start.nothing_to_do ? 0 : call(session, start.match);
+  const int status = start.nothing_to_do ? 0 : call(session, start.match);
+  if (status == 0 && session.options().interactive && sets_time(*match.command)) tell_time(session.schedule());
+  return status;
 }
 
 }  // namespace shell

@@ -3,8 +3,12 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
+#include "host/errors.h"
+#include "platform/cmi.h"
 #include "shell/actions.h"
+#include "shell/moment.h"
 #include "shell/service_request.h"
 #include "shell/session.h"
 
@@ -32,9 +36,27 @@ std::string subject_of(const Match &match) {
   return words_of(match);
 }
 
-int show_runs_of(const Match &match, bool failed_only) {
-  const control::HistoryQuery query = {0, static_cast<uint32_t>(number_of(match, "count")), failed_only ? 1u : 0u};
-  return show_text(subject_of(match), control::Operation::show_history, payload_of(query, schedule_of(match)));
+// The zone is the service's by now.
+int64_t since_of(const Match &match) {
+  const std::string *text = match.value("moment");
+  return text == nullptr ? 0 : moment_of(*text, time(nullptr)).value_or(0);
+}
+
+template <size_t size>
+void fill(char (&field)[size], const std::string *text) {
+  if (text != nullptr) text->copy(field, size - 1);
+}
+
+// By the library's own display; to be given to the service of the host's operations.
+int show_outcomes(const Session &session, const std::string &subject, const control::LogQuery &query) {
+  const Identity &identity = session.options().identity;
+  const host::Bytes body = payload_of(control::Operation::show_log, bytes_of(query));
+  cmi_sent_request sent = {};
+  const uint32_t status =
+      cmi_send_request(host::service_control, 0, body.data(), static_cast<uint32_t>(body.size()), identity.user.c_str(),
+                       identity.peer.c_str(), 0xfe000000, 136, identity.handle, &sent);
+  if (status != 0) return failed(subject, host::error_of(status));
+  return display_log_entries(identity.handle, &sent) == 0 ? 0 : failure_status;
 }
 
 int order(const Match &match, control::Operation operation, host::Bytes *reply = nullptr) {
@@ -49,15 +71,38 @@ int order_to(const std::string &schedule, control::Operation operation) {
 }  // namespace
 
 int show_runs(Session &, const Match &match) {
-  return show_runs_of(match, false);
-}
-int show_failed_runs(Session &, const Match &match) {
-  return show_runs_of(match, true);
+  control::HistoryQuery query = {0, static_cast<uint32_t>(number_of(match, "count")), match.has("failed") ? 1u : 0u};
+  query.since = since_of(match);
+  fill(query.job, match.value("job"));
+  return show_text(subject_of(match), control::Operation::show_history, payload_of(query, schedule_of(match)));
 }
 
-int show_run(Session &, const Match &match) {
-  return show_text(subject_of(match), control::Operation::show_history,
-                   payload_of(control::HistoryQuery{number_of(match, "run"), 0, 0}));
+int show_run(Session &session, const Match &match) {
+  const uint64_t run = number_of(match, "run");
+  const int status =
+      show_text(subject_of(match), control::Operation::show_history, payload_of(control::HistoryQuery{run, 0, 0}));
+  if (status != 0) return status;
+  control::LogQuery query = {};
+  query.run = run;
+  return show_outcomes(session, subject_of(match), query);
+}
+
+int show_log(Session &session, const Match &match) {
+  if (match.form->terms.size() == 3) {  // all of it
+    Context values = session.context(*match.command);
+    return sch_cli_show_logfile(values.get());
+  }
+  control::LogQuery query = {};
+  query.count = static_cast<uint32_t>(number_of(match, "count"));
+  query.failed_only = match.has("failed") ? 1 : 0;
+  query.since = since_of(match);
+  fill(query.schedule, match.value("schedule"));
+  fill(query.job, match.value("job"));
+  return show_outcomes(session, words_of(match), query);
+}
+
+int show_overview(Session &, const Match &match) {
+  return show_text(words_of(match), control::Operation::overview);
 }
 
 int show_upcoming(Session &, const Match &match) {

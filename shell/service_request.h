@@ -20,6 +20,11 @@ host::Bytes payload_of(const Record &record, std::string_view text = {}) {
   return payload;
 }
 
+template <typename Record>
+std::string_view bytes_of(const Record &record) {
+  return {reinterpret_cast<const char *>(&record), sizeof record};
+}
+
 inline std::string text_of(const host::Bytes &reply) {
   return {reinterpret_cast<const char *>(reply.data()), reply.size()};
 }

@@ -2,10 +2,12 @@
 #include "shell/values.h"
 
 #include <algorithm>
+#include <ctime>
 #include <string>
 
 #include "schedcli.h"
 #include "shell/context.h"
+#include "shell/moment.h"
 
 namespace shell {
 
@@ -86,6 +88,8 @@ const char *demand_of(Kind kind, std::string_view value) {
       return is_address(value) ? nullptr : "is no e-mail address: it has the form NAME@HOST";
     case Kind::host:
       return is_host(value) ? nullptr : "is neither a host's name nor an IPv4 or IPv6 address";
+    case Kind::moment:
+      return moment_of(std::string(value), time(nullptr)) ? nullptr : "is no time: 30m, 6h, 2d, HH:MM or yyyy-mm-dd";
     case Kind::vrf:
     case Kind::user:
       return is_plain_word(value) ? nullptr : "is no name: blanks and what cannot be printed are not allowed";

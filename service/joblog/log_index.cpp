@@ -44,11 +44,13 @@ void LogIndex::push_back(const LogRecordHead &head) {
   owned->second.last = position;
   owned->second.count++;
   Entry entry = {};
-  entry.newest_outcome = newest_outcome_ & (UINT64_MAX >> 1);
+  entry.newest_outcome = newest_outcome_ & (UINT64_MAX >> 2);
   entry.is_outcome = head.outcome != 0;
   entry.owner_tag = head.owner_tag;
   entry.schedule = names_.take(head.schedule);
   entry.job = names_.take(head.job);
+  entry.failed = head.wait_status != 0;
+  entry.completion = head.completion;
   entries_.push_back(entry);
 }
 
@@ -74,18 +76,39 @@ LogIndex::Position LogIndex::next_of_owner(uint32_t owner_tag, Position from) co
   return from;
 }
 
+LogIndex::Wanted LogIndex::wanted(const LogFilter &filter) const {
+  Wanted wanted = {filter, Names::none, Names::none, Names::none, true};
+  const auto look_up = [&](const std::string &name, uint32_t *number) {
+    if (name.empty()) return;
+    *number = names_.find(name);
+    wanted.is_known = wanted.is_known && *number != Names::none;
+  };
+  look_up(filter.name, &wanted.name);
+  look_up(filter.schedule, &wanted.schedule);
+  look_up(filter.job, &wanted.job);
+  return wanted;
+}
+
+bool LogIndex::takes(const Wanted &wanted, const Entry &entry) {
+  const LogFilter &filter = wanted.filter;
+  return (filter.name.empty() || entry.schedule == wanted.name || entry.job == wanted.name) &&
+         (filter.schedule.empty() || entry.schedule == wanted.schedule) &&
+         (filter.job.empty() || entry.job == wanted.job) &&
+         filter.wants(entry.is_outcome != 0 ? entry.newest_outcome : 0, entry.completion, entry.failed != 0);
+}
+
 LogIndex::Position LogIndex::find(const LogFilter &filter, Position from) const {
-  const uint32_t name = names_.find(filter.name);
-  if (!filter.name.empty() && name == Names::none) return end();
+  const Wanted meant = wanted(filter);
+  if (!meant.is_known) return end();
   for (from = std::max(from, first_); from < end(); from++) {
     if (filter.owner_tag) from = next_of_owner(*filter.owner_tag, from);
-    if (from == end() || filter.name.empty() || at(from).schedule == name || at(from).job == name) break;
+    if (from == end() || takes(meant, at(from))) break;
   }
   return std::min(from, end());
 }
 
 size_t LogIndex::count(const LogFilter &filter, Position from, Position until) const {
-  const bool all = from <= first_ && until >= end() && filter.name.empty();
+  const bool all = from <= first_ && until >= end() && !filter.narrows();
   if (all && !filter.owner_tag) return size();
   if (all) {
     const auto owned = owners_.find(*filter.owner_tag);

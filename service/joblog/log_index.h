@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the log holds, in memory: whose each record is and which outcome, so that a reader finds its own without looking
-// at the others'. 40 bytes for each record, its place in the file included.
+// at the others'. 48 bytes for each record, its place in the file included.
 #pragma once
 
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -15,13 +16,25 @@
 
 namespace service {
 
-// Of whom and of what a reader wants the records.
+// Of whom and of what a reader wants the records. What is empty or 0 leaves them all.
 struct LogFilter {
   std::optional<uint32_t> owner_tag;  // nothing: everybody's
-  std::string name;                   // of a schedule or a job; empty: all
+  std::string name = {};              // of a schedule or a job
+  std::string schedule = {}, job = {};
+  int64_t since = 0;  // completed then or later
+  bool failed_only = false;
+  std::set<uint64_t> outcomes = {};  // these alone
+  size_t last = 0;                   // the newest of the others
 
-  bool wants(uint32_t owner, std::string_view schedule, std::string_view job) const {
-    return (!owner_tag || *owner_tag == owner) && (name.empty() || schedule == name || job == name);
+  bool narrows() const {
+    return !name.empty() || !schedule.empty() || !job.empty() || since != 0 || failed_only || !outcomes.empty();
+  }
+  bool wants(uint32_t owner, std::string_view of_schedule, std::string_view of_job) const {
+    return (!owner_tag || *owner_tag == owner) && (name.empty() || of_schedule == name || of_job == name) &&
+           (schedule.empty() || of_schedule == schedule) && (job.empty() || of_job == job);
+  }
+  bool wants(uint64_t outcome, int64_t completion, bool failed) const {
+    return completion >= since && (failed || !failed_only) && (outcomes.empty() || outcomes.contains(outcome));
   }
 };
 
@@ -70,11 +83,21 @@ class LogIndex {
 
   // The outcome is the newest up to this record: ascending, so that a binary search finds one.
   struct Entry {
-    uint64_t newest_outcome : 63, is_outcome : 1;
+    uint64_t newest_outcome : 62, is_outcome : 1, failed : 1;
     uint32_t owner_tag, schedule, job;
     uint32_t to_next_of_owner;  // 0: the owner's last
+    uint32_t completion;
   };
-  static_assert(sizeof(Entry) == 24);
+  static_assert(sizeof(Entry) == 32);
+
+  // A filter's names as numbers.
+  struct Wanted {
+    const LogFilter &filter;
+    uint32_t name, schedule, job;
+    bool is_known;  // false: a name that no record bears
+  };
+  Wanted wanted(const LogFilter &filter) const;
+  static bool takes(const Wanted &wanted, const Entry &entry);
 
   struct Owned {
     Position first, last;

@@ -21,7 +21,18 @@ LogReader::LogReader(std::shared_ptr<const LogVolume> volume, LogFilter filter, 
       gone_(std::move(gone)),
       position_(index().find(filter_, index().first())),
       until_(index().end()),
-      count_(index().count(filter_, index().first(), until_) + gone_.keys.size()) {}
+      count_(index().count(filter_, index().first(), until_) + gone_.keys.size()) {
+  if (filter_.last == 0) return;
+  for (; count_ > filter_.last; count_--)
+    pass_over();
+}
+
+void LogReader::pass_over() {
+  if (gone_is_next())
+    gone_given_++;
+  else
+    position_ = index().find(filter_, position_ + 1);
+}
 
 // A line of the log itself has no place in the sequence: it stays where it is among the records.
 bool LogReader::gone_is_next() const {

@@ -25,6 +25,7 @@ class LogReader {
  private:
   const LogIndex &index() const { return volume_->index(); }
   bool gone_is_next() const;
+  void pass_over();
   LogRecord take_gone();
   LogRecord take_held();
 

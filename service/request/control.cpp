@@ -17,9 +17,11 @@
 #include "service/request/answer.h"
 #include "service/request/logging_level.h"
 #include "service/request/names.h"
+#include "service/request/overview.h"
 #include "service/request/payload.h"
 #include "service/request/rename.h"
 #include "service/request/run_orders.h"
+#include "service/request/show.h"
 #include "service/request/show_runs.h"
 #include "service/request/show_upcoming.h"
 #include "service/request/status.h"
@@ -124,6 +126,10 @@ host::Answer status_reply(const Call &call, Payload) {
   return text_reply(status_text(call));
 }
 
+host::Answer overview(const Call &call, Payload) {
+  return show_overview(call);
+}
+
 template <host::Answer (*answer)()>
 host::Answer bare(const Call &, Payload) {
   return answer();
@@ -183,6 +189,9 @@ constexpr Row rows[] = {
     {Operation::names, For::everybody, sizeof(control::ObjectKind), any_length, list_names},
     row(Operation::log_uri, For::everybody, bare<log_uri>),
     {Operation::rename, For::everybody, sizeof(control::ObjectKind), any_length, rename_named},
+    row(Operation::overview, For::everybody, overview),
+    row(Operation::explain_time, For::everybody, explain_time),
+    {Operation::show_log, For::everybody, sizeof(control::LogQuery), sizeof(control::LogQuery), show_chosen_log},
 };
 
 }  // namespace

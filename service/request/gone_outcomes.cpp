@@ -39,28 +39,30 @@ LogRecord fetch(const Key &key) {
   return found == run->outcomes.end() ? forgotten() : as_record(*entry, *found);
 }
 
-bool is_meant(const sch_schedule_entry &entry, const Outcome &outcome, const std::string &name) {
-  return name.empty() || outcome.job == name || name_of(*entry.key) == name;
+bool is_meant(const sch_schedule_entry &entry, const Outcome &outcome, const LogFilter &filter) {
+  const std::string &job = outcome.job.empty() ? no_job : outcome.job;
+  return filter.wants(owner_of(entry), name_of(*entry.key), job) &&
+         filter.wants(outcome.sequence, outcome.end_ms / 1000, outcome.wait_status != 0);
 }
 
-void collect(const JobLog &log, const sch_schedule_entry &entry, const std::string &name, std::vector<Key> *keys) {
+void collect(const JobLog &log, const sch_schedule_entry &entry, const LogFilter &filter, std::vector<Key> *keys) {
   for (const HistoryRun &run : read_history(entry))
     for (const Outcome &outcome : run.outcomes)
-      if (outcome.sequence > log.shown_after() && log.lacks(outcome.sequence) && is_meant(entry, outcome, name))
+      if (outcome.sequence > log.shown_after() && log.lacks(outcome.sequence) && is_meant(entry, outcome, filter))
         keys->push_back({outcome.sequence, run.number, serial(entry)});
 }
 
 }  // namespace
 
-GoneOutcomes gone_outcomes(const JobLog &log, std::optional<uint32_t> owner_tag, const std::string &name) {
+GoneOutcomes gone_outcomes(const JobLog &log, const LogFilter &filter) {
   GoneOutcomes gone;
   gone.fetch = fetch;
   if (!log.lacks_some()) return gone;
   const auto next = [&](int64_t number) {
-    return owner_tag ? schedule_after(number, *owner_tag) : schedule_after(number);
+    return filter.owner_tag ? schedule_after(number, *filter.owner_tag) : schedule_after(number);
   };
   for (const sch_schedule_entry *entry = next(-1); entry != nullptr; entry = next(schedule_number(*entry->rec)))
-    collect(log, *entry, name, &gone.keys);
+    collect(log, *entry, filter, &gone.keys);
   std::ranges::sort(gone.keys, {}, &Key::sequence);
   if (gone.keys.size() > gone_limit)
     gone.keys.erase(gone.keys.begin(), gone.keys.end() - static_cast<std::ptrdiff_t>(gone_limit));

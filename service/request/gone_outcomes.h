@@ -2,17 +2,14 @@
 // Outcomes whose record in the job log has made room for newer ones, as the history still has them.
 #pragma once
 
-#include <cstdint>
-#include <optional>
-#include <string>
+#include <cstddef>
 
 #include "service/joblog/joblog.h"
 
 namespace service {
 
-// Those after `log.shown_after()` that the log lacks: of one owner's schedules, or of all; with a name, those of the
-// schedule or job of that name. The newest `gone_limit` at most.
+// Those after `log.shown_after()` that the log lacks and the filter wants. The newest `gone_limit` at most.
 inline constexpr size_t gone_limit = 16384;
-GoneOutcomes gone_outcomes(const JobLog &log, std::optional<uint32_t> owner_tag, const std::string &name);
+GoneOutcomes gone_outcomes(const JobLog &log, const LogFilter &filter);
 
 }  // namespace service

@@ -14,6 +14,8 @@ host::Answer show_schedule(const Call &call, const ShowRequest &request);
 // A stream of outcomes, oldest first; with a name, those of the schedule or job of that name.
 // What jobs printed is made safe for a terminal (shown_output.h).
 host::Answer show_log(const Call &call, const ShowRequest &request);
+// By control::LogQuery.
+host::Answer show_chosen_log(const Call &call, Payload payload);
 // The same byte for byte, for a file.
 host::Answer show_raw_log(const Call &call, const ShowRequest &request);
 

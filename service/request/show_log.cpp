@@ -1,16 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <ctime>
+#include <set>
 
+#include "control/operations.h"
+#include "control/statuses.h"
+#include "host/status.h"
 #include "host/text_field.h"
 #include "service/calendar/service_zone.h"
 #include "service/joblog/joblog.h"
 #include "service/limits.h"
 #include "service/request/answer.h"
 #include "service/request/gone_outcomes.h"
+#include "service/request/ownership.h"
+#include "service/request/payload.h"
 #include "service/request/shell_time.h"
 #include "service/request/show.h"
 #include "service/request/shown_output.h"
+#include "service/run/history.h"
 #include "service/state/schedule_state.h"
 
 namespace service {
@@ -74,22 +81,57 @@ class LogStream {
   size_t sent_ = 0;    // bytes of this record's output
 };
 
-host::Answer stream(const Call &call, const ShowRequest &request, OutputForm form) {
-  LogFilter filter;
+host::Answer stream(const Call &call, LogFilter filter, OutputForm form) {
   if (!call.context.authority.administrator(call.caller)) filter.owner_tag = owner_tag(call.caller.uid);
-  filter.name = request.name;
   const JobLog &log = call.context.log;
-  GoneOutcomes gone = gone_outcomes(log, filter.owner_tag, filter.name);
+  GoneOutcomes gone = gone_outcomes(log, filter);
   auto made = std::make_shared<LogStream>(log.read(std::move(filter), std::move(gone)), form);
   host::Answer answer;
   answer.next = [made] { return made->next(); };
   return answer;
 }
 
+host::Answer stream(const Call &call, const ShowRequest &request, OutputForm form) {
+  LogFilter filter;
+  filter.name = request.name;
+  return stream(call, std::move(filter), form);
+}
+
+// Of a run the outcomes that it has so far.
+std::optional<std::set<uint64_t>> outcomes_of_run(const Call &call, uint64_t number) {
+  for (const sch_schedule_entry *entry : own_schedules(call)) {
+    if (newest_run(*entry) < number) continue;
+    const std::optional<HistoryRun> run = find_in_history(*entry, number);
+    if (!run) continue;
+    std::set<uint64_t> sequences;
+    for (const Outcome &outcome : run->outcomes)
+      sequences.insert(outcome.sequence);
+    return sequences;
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 host::Answer show_log(const Call &call, const ShowRequest &request) {
   return stream(call, request, OutputForm::visible);
+}
+
+host::Answer show_chosen_log(const Call &call, Payload payload) {
+  const auto query = record_of<control::LogQuery>(payload);
+  if (query.failed_only > 1) return with_status(host::err_bad_value);
+  LogFilter filter;
+  filter.schedule = host::text_in(query.schedule);
+  filter.job = host::text_in(query.job);
+  filter.since = query.since;
+  filter.failed_only = query.failed_only != 0;
+  filter.last = query.count;
+  if (query.run != 0) {
+    std::optional<std::set<uint64_t>> outcomes = outcomes_of_run(call, query.run);
+    if (!outcomes) return with_status(control::err_no_history_of_run);
+    filter.outcomes = std::move(*outcomes);
+  }
+  return stream(call, std::move(filter), OutputForm::visible);
 }
 
 host::Answer show_raw_log(const Call &call, const ShowRequest &request) {

@@ -7,6 +7,7 @@
 
 #include "control/operations.h"
 #include "host/status.h"
+#include "host/text_field.h"
 #include "service/request/answer.h"
 #include "service/request/ownership.h"
 #include "service/request/payload.h"
@@ -27,14 +28,20 @@ constexpr uint32_t usual_lines = 20;
 // work.
 constexpr size_t search_limit = 20000;
 
+// When it was due; a run that somebody asked for began at once.
+int64_t moment_of(const RunSummary &run) {
+  return run.due != 0 ? run.due : run.begin_ms / 1000;
+}
+
 class Newest {
  public:
-  Newest(size_t count, bool failed_only) : count_(count), failed_only_(failed_only) {}
+  Newest(size_t count, const control::HistoryQuery &query)
+      : count_(count), failed_only_(query.failed_only != 0), since_(query.since) {}
 
   bool has_no_room_for(uint64_t number) const { return runs_.size() >= count_ && runs_.back().number > number; }
 
   void add(RunSummary run) {
-    if (!failed_only_ || failed(run)) runs_.push_back(std::move(run));
+    if ((!failed_only_ || failed(run)) && moment_of(run) >= since_) runs_.push_back(std::move(run));
   }
   void settle() {
     std::ranges::sort(runs_, std::greater(), &RunSummary::number);
@@ -45,6 +52,7 @@ class Newest {
  private:
   const size_t count_;
   const bool failed_only_;
+  const int64_t since_;
   std::vector<RunSummary> runs_;  // after settle(): newest first
 };
 
@@ -61,14 +69,24 @@ std::vector<Candidate> by_newest_run(const Schedules &schedules) {
   return candidates;
 }
 
+bool concerns(const Runner::UnderWay &run, const std::string &job) {
+  const sch_schedule_entry *entry = schedule_by_serial(run.ticket.schedule);
+  const sch_job_entry *slot = find_job(job);
+  return entry != nullptr && slot != nullptr && slot->hdr != nullptr && has_job(*entry->rec, slot->hdr->job_id);
+}
+
+bool concerns(const HistoryRun &run, const std::string &job) {
+  return std::ranges::any_of(run.outcomes, [&](const Outcome &outcome) { return outcome.job == job; });
+}
+
 // Which have lines in the history too when a job of theirs has ended.
-std::set<uint64_t> add_under_way(const Call &call, const std::string &schedule, Newest *found) {
+std::set<uint64_t> add_under_way(const Call &call, const std::string &schedule, const std::string &job, Newest *found) {
   std::set<uint64_t> numbers;
   for (const Runner::UnderWay &run : call.context.runner.list()) {
     const bool wanted = schedule.empty() || run.schedule == schedule;
     if (!wanted || !call.context.authority.may_use(call.caller, run.owner_tag)) continue;
     numbers.insert(run.ticket.number);
-    found->add(summary_of(run));
+    if (job.empty() || concerns(run, job)) found->add(summary_of(run));
   }
   found->settle();
   return numbers;
@@ -78,13 +96,16 @@ std::set<uint64_t> add_under_way(const Call &call, const std::string &schedule, 
 bool add_ended(const Schedules &schedules, const control::HistoryQuery &query, size_t count,
                const std::set<uint64_t> &under_way, Newest *found) {
   size_t searched = 0;
+  const std::string job(host::text_in(query.job));
+  const bool narrows = query.failed_only != 0 || query.since != 0 || !job.empty();
   for (const Candidate &candidate : by_newest_run(schedules)) {
     if (found->has_no_room_for(candidate.newest)) return true;
     if (searched >= search_limit) return false;
-    const size_t limit = query.failed_only != 0 ? std::numeric_limits<size_t>::max() : count;
+    const size_t limit = narrows ? std::numeric_limits<size_t>::max() : count;
     for (const HistoryRun &run : read_history(*candidate.entry, limit)) {
       searched++;
-      if (!under_way.contains(run.number)) found->add(summary_of(*candidate.entry, run));
+      if (!under_way.contains(run.number) && (job.empty() || concerns(run, job)))
+        found->add(summary_of(*candidate.entry, run));
     }
     found->settle();
   }
@@ -102,8 +123,8 @@ std::string lines_of(const Newest &found) {
 host::Answer show_newest(const Call &call, const control::HistoryQuery &query, const std::string &schedule,
                          const Schedules &schedules) {
   const size_t count = query.count == 0 ? usual_lines : query.count;
-  Newest found(count, query.failed_only != 0);
-  const std::set<uint64_t> under_way = add_under_way(call, schedule, &found);
+  Newest found(count, query);
+  const std::set<uint64_t> under_way = add_under_way(call, schedule, std::string(host::text_in(query.job)), &found);
   const bool complete = add_ended(schedules, query, count, under_way, &found);
   host::Bytes reply;
   append_text(&reply, lines_of(found));

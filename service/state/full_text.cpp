@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/state/full_text.h"
 
-#include <cstring>
-
 #include "host/acfg.h"
 #include "host/security/passwords.h"
 #include "host/security/security.h"
+#include "host/text_field.h"
 #include "service/state/schedule_state.h"
 #include "service/state/tables.h"
 
@@ -19,13 +18,8 @@ constexpr std::string_view job_start = "scheduler job name ", schedule_start = "
 // As the library declares its element for jobs and schedules.
 constexpr uint32_t owner_of_text = 224, scheduler_element = 1, scheduler_priority = 12;
 
-template <size_t size>
-std::string text_in(const char (&field)[size]) {
-  return {field, strnlen(field, size)};
-}
-
 std::string log_file_line() {
-  const std::string uri = text_in(sch_log_file.uri);
+  const std::string uri(host::text_in(sch_log_file.uri));
   return uri.empty() || uri == SCH_LOG_URI_DEFAULT ? "" : "scheduler logfile name " + uri + "\n";
 }
 
@@ -44,11 +38,12 @@ std::string all_password_lines() {
 
 std::string own_password_line(const std::string &user) {
   sch_security_user_rec record = {};
-  return host::security_read(user, &record) == 0 ? password_line(user, text_in(record.password)) : "";
+  return host::security_read(user, &record) == 0 ? password_line(user, std::string(host::text_in(record.password)))
+                                                 : "";
 }
 
 void add_routing_instance(std::string *line) {
-  const std::string vrf = text_in(email_transport_conf.smtp.vrf);
+  const std::string vrf(host::text_in(email_transport_conf.smtp.vrf));
   if (!vrf.empty() && vrf != SCH_SMTP_VRF_DEFAULT) line->insert(line->size() - 1, " vrf " + vrf);
 }
 

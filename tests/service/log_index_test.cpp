@@ -74,7 +74,7 @@ TEST(LogIndex, finds_what_a_scan_of_all_records_finds_while_records_come_and_go)
       index.push_back(head);
     }
     ASSERT_EQ(index.size(), held.size());
-    const LogFilter by_owner = {static_cast<uint32_t>(random() % 5), ""};
+    const LogFilter by_owner = {static_cast<uint32_t>(random() % 5)};
     const LogFilter by_both = {by_owner.owner_tag, std::string(names[random() % 5])};
     for (const LogFilter &filter :
          {LogFilter{}, by_owner, by_both, LogFilter{{}, by_both.name}, LogFilter{{}, "unknown"}})

@@ -30,7 +30,12 @@ const Case exec_cases[] = {
     {"show scheduler history schedule nightly", "control 40 0 0 0 \"nightly\""},
     {"show scheduler history schedule nightly last 5 failed", "control 40 0 5 1 \"nightly\""},
     {"show scheduler history failed", "control 40 0 0 1"},
-    {"show scheduler history run 9223372036854775807", "control 40 9223372036854775807 0 0"},
+    {"show scheduler history job backup since 2026-11-21T12:00", "control 40 0 0 0 since 1795262400 job backup"},
+    {"show scheduler", "control 50"},
+    {"show scheduler logfile schedule nightly job backup last 3 failed since 2026-11-21T12:00",
+     "log 52 run 0 last 3 failed since 1795262400 \"nightly\" \"backup\""},
+    {"show scheduler logfile last 1", "log 52 run 0 last 1 \"\" \"\""},
+    {"show scheduler upcoming name nightly 3", "control 41 3 \"nightly\""},
     {"show scheduler upcoming", "control 41 0"},
     {"show scheduler upcoming 30", "control 41 30"},
     {"show scheduler upcoming name nightly", "control 41 0 \"nightly\""},
@@ -88,7 +93,10 @@ const Case schedule_cases[] = {
     {"no email-addr a@example.net", "emailaddr no \"nightly\" \"a@example.net\""},
 };
 
-class Commands : public SessionTest {};
+class Commands : public SessionTest {
+ protected:
+  Commands() { setenv("TZ", "UTC", 1); }
+};
 
 TEST_F(Commands, of_the_first_mode_reach_their_handlers) {
   for (const Case &line : exec_cases) {
@@ -188,6 +196,26 @@ TEST_F(Commands, that_delete_a_job_in_use_want_force) {
   recorder::control_reply.clear();
   EXPECT_EQ(calls_of(session, {"no scheduler job name x"}),
             (Calls{"control 46 1 \"x\"", "create_delete_job no \"x\""}));
+}
+
+TEST_F(Commands, that_show_a_run_show_its_output_behind_it) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"show scheduler history run 9223372036854775807"}),
+            (Calls{"control 40 9223372036854775807 0 0", "log 52 run 9223372036854775807 last 0 \"\" \"\""}));
+}
+
+TEST_F(Commands, that_set_a_time_tell_a_person_what_it_was_taken_for) {
+  const std::string taken = "daily 01:07; next due soon\n";
+  const auto bytes = std::as_bytes(std::span(taken));
+  Options options = script_options();
+  options.interactive = true;
+  Session session(options);
+  calls_of(session, {"configure terminal", "scheduler schedule name nightly"});
+  recorder::control_reply.assign(bytes.begin(), bytes.end());
+  EXPECT_EQ(calls_of(session, {"time daily 7"}),
+            (Calls{"modify_schedule /3 \"nightly\" \"7\"", "control 51 \"nightly\""}));
+  EXPECT_EQ(out, taken);
+  EXPECT_EQ(calls_of(session, {"job name x"}).size(), 1u);
 }
 
 TEST_F(Commands, that_run_a_schedule_print_the_runs_number) {

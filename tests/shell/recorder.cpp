@@ -22,7 +22,7 @@ std::string user_name, peer_name;
 unsigned shell_handle, debug;
 host::Bytes control_reply;
 uint32_t control_status;
-std::map<host::Control, uint32_t> control_statuses;
+std::map<control::Operation, uint32_t> control_statuses;
 
 void reset() {
   control::use_error_texts();
@@ -84,6 +84,8 @@ std::string shown(control::Operation operation, std::span<const std::byte> paylo
     const auto query = take<control::HistoryQuery>(&payload);
     for (const uint64_t number : {query.run, uint64_t{query.count}, uint64_t{query.failed_only}})
       add(number);
+    if (query.since != 0) text += " since " + std::to_string(query.since);
+    if (query.job[0] != 0) text += std::string(" job ") + query.job;
   } else if (operation == control::Operation::show_upcoming) {
     add(take<control::UpcomingQuery>(&payload).count);
   } else if (operation == control::Operation::kill_run) {
@@ -156,6 +158,22 @@ int sch_cli_show_config(const sch_cli_cmd_ctx *ctx) {
 }
 int sch_cli_show_logfile(const sch_cli_cmd_ctx *ctx) {
   return record("show_logfile", ctx);
+}
+uint32_t cmi_send_request(uint32_t service, uint32_t, const void *request, uint32_t length, const char *, const char *,
+                          uint32_t, uint32_t, uint32_t, cmi_sent_request *) {
+  control::LogQuery query = {};
+  uint32_t operation = 0;
+  if (service != host::service_control || length != sizeof operation + sizeof query) return 1;
+  std::memcpy(&operation, request, sizeof operation);
+  std::memcpy(&query, static_cast<const char *>(request) + sizeof operation, sizeof query);
+  recorder::calls.push_back("log " + std::to_string(operation) + " run " + std::to_string(query.run) + " last " +
+                            std::to_string(query.count) + (query.failed_only != 0 ? " failed" : "") +
+                            (query.since != 0 ? " since " + std::to_string(query.since) : "") + " \"" + query.schedule +
+                            "\" \"" + query.job + "\"");
+  return 0;
+}
+int display_log_entries(uint32_t, const cmi_sent_request *) {
+  return 0;
 }
 int sch_cli_show_memstats(const sch_cli_cmd_ctx *ctx) {
   return record("show_memstats", ctx);

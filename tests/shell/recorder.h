@@ -26,7 +26,7 @@ extern unsigned shell_handle, debug;
 
 extern host::Bytes control_reply;
 extern uint32_t control_status;
-extern std::map<host::Control, uint32_t> control_statuses;  // of these operations instead
+extern std::map<control::Operation, uint32_t> control_statuses;  // of these operations instead
 
 void reset();
 
