@@ -14,6 +14,10 @@ int enter_schedule(Session &session, const Match &match);
 int leave_mode(Session &session, const Match &match);
 int leave_all_modes(Session &session, const Match &match);
 int list_commands(Session &session, const Match &match);
+int show_version(Session &session, const Match &match);
+int show_clock(Session &session, const Match &match);
+int set_terminal_length(Session &session, const Match &match);
+int set_terminal_width(Session &session, const Match &match);
 int debug_on(Session &session, const Match &match);
 int debug_off(Session &session, const Match &match);
 

@@ -13,6 +13,9 @@ namespace shell {
 
 namespace {
 
+// Narrower, nothing can be read; larger, it is a mistake.
+constexpr long narrowest_screen = 20, screen_limit = 512;
+
 template <typename Entry, typename Name>
 const Entry *look_up(std::span<const Entry> table, Name name, std::string_view wanted) {
   for (const Entry &entry : table) {
@@ -95,6 +98,10 @@ Range range_of(Kind kind) {
       return {0, 7};
     case Kind::count:
       return {1, control::query_lines_limit};
+    case Kind::lines:
+      return {0, screen_limit};
+    case Kind::columns:
+      return {narrowest_screen, screen_limit};
     case Kind::run:
       return {1, std::numeric_limits<long>::max()};
     default:

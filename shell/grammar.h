@@ -28,6 +28,8 @@ enum class Kind {
   port,
   level,
   count,  // of lines to show
+  lines,  // of the screen
+  columns,
   run,
   moment,  // of the past
   host,

@@ -24,11 +24,22 @@ std::string JobBody::objection_to(std::string_view line) const {
          std::to_string(found->offset + 1) + "; of control characters only tabs and line ends may be in it";
 }
 
+std::optional<std::string> JobBody::take_back() {
+  if (taken_.empty()) return std::nullopt;
+  const Taken last = std::move(taken_.back());
+  taken_.pop_back();
+  lines_--;
+  text_.resize(last.text_size);
+  problem_.clear();
+  return last.line;
+}
+
 JobBody::Close JobBody::add(std::string_view line) {
   if (trimmed(line) == "end-job") return Close::end_job;
   if (line.ends_with('\r')) line.remove_suffix(1);  // of a file with the other line ends
   if (line == "end") return Close::end;
   lines_++;
+  if (!refused_ && problem_.empty()) taken_.push_back({std::string(line), text_.size()});
   if (line.find('\0') != std::string_view::npos) {
     problem_ = "the job's text has a NUL byte";
   } else if (text_.size() + line.size() + 1 > job_text_limit) {

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "schedcli_requests.h"
 
@@ -24,6 +26,8 @@ class JobBody {
   // "end", which also ends the configuration mode, as in the blocks of `show scheduler config`.
   Close add(std::string_view line);
 
+  std::optional<std::string> take_back();  // the last line, if it was kept
+
   const std::string &name() const { return name_; }
   const std::string &text() const { return text_; }
   bool refused() const { return refused_; }
@@ -32,6 +36,11 @@ class JobBody {
  private:
   std::string objection_to(std::string_view line) const;
 
+  struct Taken {
+    std::string line;
+    size_t text_size;  // before it
+  };
+  std::vector<Taken> taken_;  // to be given back: what the text has, and the line that it cannot have
   std::string name_, text_, problem_;
   size_t lines_ = 0;
   bool refused_;

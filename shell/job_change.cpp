@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "shell/held_errors.h"
+#include "shell/held_stream.h"
 #include "shell/session.h"
 
 namespace shell {
@@ -18,7 +18,7 @@ int change_job(const Session &session, const std::string &name, bool remove) {
 
 // One that is there is to be changed.
 int create_job(const Session &session, const std::string &name, bool *created) {
-  HeldErrors held;
+  HeldStream held(stderr);
   const int status = change_job(session, name, false);
   const std::string messages = held.take();
   *created = status == 0;

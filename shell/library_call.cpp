@@ -8,7 +8,7 @@
 
 #include "host/status.h"
 #include "platform/security.h"
-#include "shell/held_errors.h"
+#include "shell/held_stream.h"
 #include "shell/passed_start.h"
 #include "shell/service_request.h"
 
@@ -77,7 +77,7 @@ int call(const Session &session, const Match &match) {
   for (const Argument &argument : match.arguments)
     if (!values.add(*argument.parameter, argument.value)) return failure_status;
   if (!has_messages_to_mend(*match.command)) return match.command->handler(values.get());
-  HeldErrors held;
+  HeldStream held(stderr);
   const int status = match.command->handler(values.get());
   return mend(match, status, held.take());
 }

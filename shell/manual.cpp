@@ -30,11 +30,21 @@ constexpr const char *introduction =
     "\n"
     "Words may be abbreviated as long as one word is meant (`conf t`). In brackets stands what may be left out, in\n"
     "angle brackets what is to be filled in. A value with blanks goes in double quotes. Lines that begin with `!` or\n"
-    "`#` are comments. `?` shows what may follow, on a terminal also in the middle of a line.\n"
+    "`#` are comments. `?` shows what may follow, names that there are among it, on a terminal also in the middle of "
+    "a\n"
+    "line. `do` before a command of the first mode changes nothing: these commands work everywhere.\n"
+    "\n"
+    "Behind a `show` command `| include PATTERN`, `| exclude PATTERN`, `| begin PATTERN`, `| section PATTERN`,\n"
+    "`| count`, `| no-more` and `| save FILE` leave out what is not wanted, one after the other. Patterns are those "
+    "of\n"
+    "`grep -E`; a section is a block whose first line matches.\n"
     "\n"
     "A job's commands follow `scheduler job name NAME`, a line each, taken as they stand, up to a line `end-job`. A\n"
     "line that is exactly `end` closes the job too and leaves the configuration mode, as in the blocks of\n"
-    "`show scheduler config`; a job that needs a command `end` has it with a blank before it.\n";
+    "`show scheduler config`; a job that needs a command `end` has it with a blank before it.\n"
+    "The block's end replaces the commands of a job that exists; control-C leaves it as it is. The up key takes the "
+    "last\n"
+    "line back.\n";
 
 void add_chapter(const Chapter &chapter, std::string *text) {
   *text += std::string("\n## ") + chapter.title + "\n\n" + chapter.introduction + "\n\n";

@@ -107,6 +107,13 @@ const std::string *Match::value(std::string_view parameter) const {
   return nullptr;
 }
 
+std::string without_do(std::string_view line) {
+  std::string rest(line);
+  const std::vector<Token> tokens = split_words(line);
+  if (tokens.size() > 1 && tokens.front().text == "do") rest.replace(tokens.front().offset, 2, "  ");
+  return rest;
+}
+
 std::string describe(const Problem &problem) {
   const std::string where = " at column " + std::to_string(problem.offset + 1);
   const std::string quoted = "\"" + shortened(problem.word) + "\"";

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -62,10 +63,16 @@ struct Choice {
   bool is_word;
 };
 
+// Names that there are for a parameter, as far as one is typed.
+using NameSource = std::function<std::vector<std::string>(const Parameter &parameter, const std::string &typed)>;
+
 // What may stand at the end of `line`: its last word as far as it is typed, or the next one after a blank.
-std::vector<Choice> choices(std::string_view line, const Scope &scope);
+std::vector<Choice> choices(std::string_view line, const Scope &scope, const NameSource &names = {});
 
 // What completes the last word as far as all choices agree; adds a blank when there is only one. Empty: nothing.
-std::string completion(std::string_view line, const Scope &scope);
+std::string completion(std::string_view line, const Scope &scope, const NameSource &names = {});
+
+// "do show ..." is "show ..." of the first mode: the line with blanks in the place of "do", or as it is.
+std::string without_do(std::string_view line);
 
 }  // namespace shell

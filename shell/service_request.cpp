@@ -49,4 +49,11 @@ Names names_of(control::ObjectKind kind, const std::string &beginning) {
   return reply ? lines_of(*reply) : Names();
 }
 
+Names existing_names(const Parameter &parameter, const std::string &typed) {
+  const std::string_view name = parameter.name;
+  if (name == "job") return names_of(control::ObjectKind::job, typed);
+  if (name == "schedule") return names_of(control::ObjectKind::schedule, typed);
+  return name == "user" ? names_of(control::ObjectKind::user, typed) : Names();
+}
+
 }  // namespace shell

@@ -9,6 +9,7 @@
 
 #include "control/operations.h"
 #include "host/transport/transport.h"
+#include "shell/grammar.h"
 
 namespace shell {
 
@@ -42,5 +43,8 @@ host::Result<Names> find_named(control::ObjectKind kind, const std::string &name
 
 // Of what begins so; none when the service cannot be asked.
 Names names_of(control::ObjectKind kind, const std::string &beginning);
+
+// For completion: those of the parameter's kind, with one request; none where it has none.
+Names existing_names(const Parameter &parameter, const std::string &typed);
 
 }  // namespace shell

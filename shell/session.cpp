@@ -7,8 +7,12 @@
 #include "host/feature.h"
 #include "shell/actions.h"
 #include "shell/complain.h"
+#include "shell/held_stream.h"
 #include "shell/library_call.h"
 #include "shell/pager.h"
+#include "shell/pointer.h"
+#include "shell/saved_file.h"
+#include "shell/service_request.h"
 #include "shell/words.h"
 
 namespace shell {
@@ -29,7 +33,7 @@ bool asks_for_help(std::string_view line) {
 }
 
 void print_choices(std::string_view line, const Scope &scope) {
-  for (const Choice &choice : choices(line.substr(0, line.rfind('?')), scope)) {
+  for (const Choice &choice : choices(line.substr(0, line.rfind('?')), scope, existing_names)) {
     std::printf("  %-26s %s\n", choice.text.c_str(), choice.help.c_str());
   }
 }
@@ -75,6 +79,7 @@ std::string Session::prompt() const {
 }
 
 int Session::feed(std::string_view line, std::string_view origin) {
+  prompt_width_ = prompt().size();
   if (body_) return record(feed_body(line, origin));
   if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
   if (is_idle_line(line)) return 0;
@@ -106,12 +111,51 @@ int Session::feed_command(std::string_view line, std::string_view origin) {
     print_choices(line, scope());
     return 0;
   }
-  const Parsed parsed = parse(line, scope());
-  return parsed.match ? outcome(run(*parsed.match, origin), origin) : refuse(parsed.problem, line, origin);
+  const Piped piped = split_pipes(line);
+  if (!piped.problem) return feed_meant(piped, line, origin);
+  complain_of(*piped.problem, line, origin);
+  return usage_status;
+}
+
+int Session::feed_meant(const Piped &piped, std::string_view line, std::string_view origin) {
+  const std::string command = without_do(piped.command);
+  const Parsed parsed = parse(command, scope());
+  if (!parsed.match) return refuse(parsed.problem, line, origin);
+  line_ = line;
+  origin_ = origin;
+  return outcome(piped.filters.empty() ? run(*parsed.match, origin) : run_piped(*parsed.match, piped.filters, origin),
+                 origin);
+}
+
+// What the command says is held back, so that it is saved and paged as it is shown.
+int Session::run_piped(const Match &match, const std::vector<Filter> &filters, std::string_view origin) {
+  HeldStream held(stdout);
+  const int status = run(match, origin);
+  const std::string text = filtered(held.take(), filters);
+  const auto has = [&](Filter::Kind kind) {
+    return std::find_if(filters.begin(), filters.end(), [&](const Filter &filter) { return filter.kind == kind; });
+  };
+  if (const auto save = has(Filter::Kind::save); save != filters.end()) {
+    const int saved = write_own_file(save->argument, [&](FILE *file) {
+      return std::fwrite(text.data(), 1, text.size(), file) == text.size() ? 0 : failure_status;
+    });
+    return status != 0 ? status : saved;
+  }
+  const bool paged = options_.interactive && options_.pages && has(Filter::Kind::no_more) == filters.end();
+  const std::optional<Pager> pager = paged ? Pager::start() : std::nullopt;
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  return status;
+}
+
+void Session::complain_of(const Problem &problem, std::string_view line, std::string_view origin) const {
+  if (options_.interactive)
+    std::fprintf(stderr, "%s\n", pointed_at(problem, line, prompt_width_, terminal_width()).c_str());
+  else
+    complain(origin, describe(problem));
 }
 
 int Session::refuse(const Problem &problem, std::string_view line, std::string_view origin) const {
-  complain(origin, describe(problem));
+  complain_of(problem, line, origin);
   const auto meant_in = [&](Mode mode, bool tree) { return parse(line, {{mode}, tree}).match.has_value(); };
   const bool tree = scheduler_tree_;
   if (mode_ == Mode::exec && meant_in(Mode::config, tree)) {
@@ -125,8 +169,8 @@ int Session::refuse(const Problem &problem, std::string_view line, std::string_v
 }
 
 // The lines of a job that cannot be are no commands.
-int Session::refuse_value(const Match &match, const Problem &problem, std::string_view origin) {
-  complain(origin, describe(problem));
+int Session::refuse_value(const Match &match, const Problem &problem, std::string_view line, std::string_view origin) {
+  complain_of(problem, line, origin);
   if (match.command->action == begin_job && !options_.interactive) take_body(match.arguments.front().value, true);
   return usage_status;
 }
@@ -136,12 +180,11 @@ void Session::note(const std::string &text) const {
 }
 
 int Session::run(const Match &match, std::string_view origin) {
-  origin_ = origin;
   const Mode mode = match.command->mode;
   if (mode == Mode::config && mode_ != Mode::config) enter(Mode::config);
-  if (const std::optional<Problem> problem = objection_in(match)) return refuse_value(match, *problem, origin);
+  if (const std::optional<Problem> problem = objection_in(match)) return refuse_value(match, *problem, line_, origin);
   if (options_.before_command) options_.before_command();
-  const bool paged = options_.interactive && has_long_output(*match.command);
+  const bool paged = options_.interactive && options_.pages && has_long_output(*match.command);
   const std::optional<Pager> pager = paged ? Pager::start() : std::nullopt;
   return match.command->handler == nullptr ? match.command->action(*this, match) : run_handler(match);
 }

@@ -10,6 +10,7 @@
 #include "shell/context.h"
 #include "shell/job_body.h"
 #include "shell/parse.h"
+#include "shell/pipes.h"
 
 namespace shell {
 
@@ -17,6 +18,7 @@ struct Options {
   Identity identity;
   bool interactive = false;  // a person at a terminal: no configuration command before `configure terminal`
   bool debug = false;
+  bool pages = true;              // long output, a screen at a time
   bool input_is_stdin = false;    // commands come from standard input, so nothing else can
   bool reports_failures = false;  // says which line's command failed
   std::function<std::optional<std::string>(const char *prompt)> ask_secret;  // empty: there is nobody to ask
@@ -34,6 +36,7 @@ class Session {
   int feed(std::string_view line, std::string_view origin = {});
   int finish(std::string_view origin = {});  // the input has ended
   void interrupt();                          // gives up the job whose body is being taken
+  std::optional<std::string> take_back();    // the last line of that body, for another to be typed
 
   bool over() const { return over_; }     // `exit` of the first mode
   int status() const { return status_; }  // of the last command that failed, 0..255; 0: all succeeded
@@ -48,6 +51,7 @@ class Session {
   void leave() { over_ = true; }
   const std::string &schedule() const { return schedule_; }  // of the schedule mode
   void note(const std::string &text) const;                  // what the operator should know, though nothing failed
+  void set_paging(bool on) { options_.pages = on; }
   void enable_scheduler_tree() { scheduler_tree_ = true; }
   void set_debug(bool on) { options_.debug = on; }
   Context context(const Command &command) const;  // a schedule's commands have its name as their first parameter
@@ -56,8 +60,11 @@ class Session {
  private:
   int feed_command(std::string_view line, std::string_view origin);
   int feed_body(std::string_view line, std::string_view origin);
+  int feed_meant(const Piped &piped, std::string_view line, std::string_view origin);
+  int run_piped(const Match &match, const std::vector<Filter> &filters, std::string_view origin);
+  void complain_of(const Problem &problem, std::string_view line, std::string_view origin) const;
   int refuse(const Problem &problem, std::string_view line, std::string_view origin) const;
-  int refuse_value(const Match &match, const Problem &problem, std::string_view origin);
+  int refuse_value(const Match &match, const Problem &problem, std::string_view line, std::string_view origin);
   int run(const Match &match, std::string_view origin);
   int run_handler(const Match &match);
   int define(const JobBody &body, std::string_view origin);
@@ -69,7 +76,8 @@ class Session {
   std::string schedule_;
   bool scheduler_tree_ = true;  // false from disabling the feature until it is enabled again
   std::optional<JobBody> body_;
-  std::string origin_;  // of the line that is carried out
+  std::string origin_, line_;  // of the command that is carried out
+  size_t prompt_width_ = 0;    // where it was typed
   bool over_ = false;
   int status_ = 0;
 };

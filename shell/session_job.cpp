@@ -13,8 +13,14 @@ void Session::take_body(std::string name, bool refused) {
 }
 
 int Session::feed_body(std::string_view line, std::string_view origin) {
+  const bool was_sound = body_->problem().empty();
   const JobBody::Close close = body_->add(line);
-  if (close == JobBody::Close::open) return 0;
+  if (close == JobBody::Close::open) {
+    // A person can still take the line back.
+    if (options_.interactive && was_sound && !body_->problem().empty())
+      complain(origin, "Error: " + body_->problem() + "; the up key takes the line back");
+    return 0;
+  }
   const JobBody body = *std::exchange(body_, std::nullopt);
   if (close == JobBody::Close::end) enter(Mode::exec);
   return body.refused() ? 0 : outcome(define(body, origin), origin);
@@ -32,6 +38,10 @@ int Session::finish(std::string_view origin) {
   if (body.refused()) return 0;
   complain(origin, "Error: the input ends before the 'end-job' of job " + body.name() + "; nothing was changed");
   return record(failure_status);
+}
+
+std::optional<std::string> Session::take_back() {
+  return body_ ? body_->take_back() : std::nullopt;
 }
 
 void Session::interrupt() {

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Stores as text. The files are opened here, beside the service; only their owner or root can do that.
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +12,7 @@
 #include "host/store/store.h"
 #include "platform/errors.h"
 #include "shell/actions.h"
+#include "shell/saved_file.h"
 #include "shell/session.h"
 
 namespace shell {
@@ -43,31 +43,8 @@ int reported(const host::Result<void> &result) {
   return static_cast<int>(result.code());
 }
 
-// Whoever dumps as root into a directory of others must not write over what they linked there.
-bool is_ones_own_file(int descriptor) {
-  struct stat status {};
-  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
-         status.st_uid == geteuid();
-}
-
 int dump_to_file(const std::string &store, const std::string &path) {
-  const int descriptor =
-      open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR);
-  if (descriptor < 0) return failed(path, "cannot be written");
-  if (!is_ones_own_file(descriptor)) {
-    close(descriptor);
-    std::fprintf(stderr, "Error: %s: is there and no plain file of your own; name another\n", path.c_str());
-    return failure_status;
-  }
-  FILE *file = ftruncate(descriptor, 0) == 0 ? fdopen(descriptor, "w") : nullptr;
-  if (file == nullptr) {
-    const int status = failed(path, "cannot be written");
-    close(descriptor);
-    return status;
-  }
-  const int status = reported(host::store_dump(store.c_str(), file));
-  const bool whole = std::fflush(file) == 0 && fsync(descriptor) == 0;
-  return std::fclose(file) == 0 && whole ? status : failed(path, "was not written whole");
+  return write_own_file(path, [&](FILE *file) { return reported(host::store_dump(store.c_str(), file)); });
 }
 
 }  // namespace

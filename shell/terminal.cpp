@@ -10,13 +10,13 @@
 #include <memory>
 
 #include "shell/keyboard.h"
+#include "shell/line_history.h"
+#include "shell/service_request.h"
 #include "shell/words.h"
 
 namespace shell {
 
 namespace {
-
-constexpr int history_size = 500;
 
 struct EditLineCloser {
   void operator()(EditLine *editor) const { el_end(editor); }
@@ -30,6 +30,7 @@ struct Terminal {
   std::string prompt;  // the editor keeps the pointer
   std::unique_ptr<EditLine, EditLineCloser> editor;
   std::unique_ptr<History, HistoryCloser> history;
+  LineHistory kept;  // over sessions
 };
 
 Terminal &terminal_of(EditLine *editor) {
@@ -62,9 +63,9 @@ unsigned char on_tab(EditLine *editor, int) {
   Session &session = terminal_of(editor).session;
   if (session.takes_body()) return insert(editor, "\t");
   const std::string line = before_cursor(editor);
-  const std::string more = completion(line, session.scope());
+  const std::string more = completion(line, session.scope(), existing_names);
   if (!more.empty()) return insert(editor, more);
-  const std::vector<Choice> all = choices(line, session.scope());
+  const std::vector<Choice> all = choices(line, session.scope(), existing_names);
   if (all.empty()) return CC_REFRESH_BEEP;
   print_below(all);
   return CC_REDISPLAY;
@@ -76,8 +77,22 @@ unsigned char on_question(EditLine *editor, int) {
   const bool within_quotes = std::count(line.begin(), line.end(), '"') % 2 == 1;
   if (session.takes_body() || within_quotes) return insert(editor, "?");
   std::fputc('?', stdout);
-  print_below(choices(line, session.scope()));
+  print_below(choices(line, session.scope(), existing_names));
   return CC_REDISPLAY;
+}
+
+// On an empty line of a job: the line before, to be typed anew.
+unsigned char on_take_back(EditLine *editor, int) {
+  if (!before_cursor(editor).empty()) return CC_REFRESH_BEEP;
+  const std::optional<std::string> line = terminal_of(editor).session.take_back();
+  if (!line) return CC_REFRESH_BEEP;
+  return line->empty() ? CC_REFRESH : insert(editor, *line);
+}
+
+// A job's lines are no commands: what was typed before them is no use there.
+void bind_up_key(EditLine *editor, bool in_body) {
+  for (const char *key : {"\033[A", "\033OA", "^P"})
+    el_set(editor, EL_BIND, key, in_body ? "take-back" : "ed-prev-history", nullptr);
 }
 
 int read_key(EditLine *, wchar_t *key) {
@@ -89,8 +104,10 @@ void set_up(Terminal *terminal) {
   terminal->editor.reset(editor);
   terminal->history.reset(history_init());
   HistEvent event;
-  history(terminal->history.get(), &event, H_SETSIZE, history_size);
+  history(terminal->history.get(), &event, H_SETSIZE, static_cast<int>(history_size));
   history(terminal->history.get(), &event, H_SETUNIQUE, 1);
+  for (const std::string &line : terminal->kept.read())
+    history(terminal->history.get(), &event, H_ENTER, line.c_str());
   el_set(editor, EL_CLIENTDATA, terminal);
   el_set(editor, EL_PROMPT, prompt_text);
   el_set(editor, EL_EDITOR, "emacs");
@@ -98,6 +115,7 @@ void set_up(Terminal *terminal) {
   el_set(editor, EL_HIST, history, terminal->history.get());
   el_set(editor, EL_ADDFN, "complete", "Complete the word", on_tab);
   el_set(editor, EL_ADDFN, "help", "Show what may follow", on_question);
+  el_set(editor, EL_ADDFN, "take-back", "Take a job's line back", on_take_back);
   el_set(editor, EL_BIND, "\t", "complete", nullptr);
   el_set(editor, EL_BIND, "?", "help", nullptr);
 }
@@ -106,6 +124,7 @@ void remember(Terminal *terminal, const std::string &line) {
   if (is_idle_line(line) || is_secret(line)) return;
   HistEvent event;
   history(terminal->history.get(), &event, H_ENTER, line.c_str());
+  terminal->kept.add(line);
 }
 
 void give_up_line(Terminal *terminal) {
@@ -139,10 +158,11 @@ void run_terminal(Session &session) {
   std::setlocale(LC_CTYPE, "");
   signal(SIGPIPE, SIG_IGN);  // a pager may be left early
   const Interrupts interrupts;
-  Terminal terminal{session, {}, {}, {}};
+  Terminal terminal{session, {}, {}, {}, LineHistory(history_path())};
   set_up(&terminal);
   while (!session.over()) {
     terminal.prompt = session.prompt();
+    bind_up_key(terminal.editor.get(), session.takes_body());
     int length = 0;
     const char *text = el_gets(terminal.editor.get(), &length);
     if (Interrupts::take()) {

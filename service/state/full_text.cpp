@@ -28,18 +28,17 @@ std::string password_line(const std::string &user, const std::string &sealed) {
 }
 
 std::string all_password_lines() {
-  host::SealedPasswords passwords;
+  const host::Result<host::SealedPasswords> passwords = host::read_passwords();
   std::string lines;
-  if (host::read_passwords(&passwords) != 0) return lines;
-  for (const auto &[user, sealed] : passwords)
+  if (!passwords) return lines;  // the host has told the administrator
+  for (const auto &[user, sealed] : *passwords)
     lines += password_line(user, sealed);
   return lines;
 }
 
 std::string own_password_line(const std::string &user) {
-  sch_security_user_rec record = {};
-  return host::security_read(user, &record) == 0 ? password_line(user, std::string(host::text_in(record.password)))
-                                                 : "";
+  const host::Result<sch_security_user_rec> record = host::security_read(user);
+  return record ? password_line(user, std::string(host::text_in(record->password))) : "";
 }
 
 void add_routing_instance(std::string *line) {

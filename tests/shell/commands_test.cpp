@@ -218,6 +218,20 @@ TEST_F(Commands, that_set_a_time_tell_a_person_what_it_was_taken_for) {
   EXPECT_EQ(calls_of(session, {"job name x"}).size(), 1u);
 }
 
+TEST_F(Commands, tell_versions_and_the_time_at_the_service) {
+  const std::string text = std::string("\0\0\0\0", 4) + "Europe/Berlin";
+  const auto bytes = std::as_bytes(std::span(text));
+  recorder::control_reply.assign(bytes.begin(), bytes.end());
+  Session session(script_options());
+  calls_of(session, {"show clock"});
+  EXPECT_EQ(out.substr(out.size() - 20), "+0000 Europe/Berlin\n");
+  const std::string version = "version: 1.2.3\n";
+  const auto status = std::as_bytes(std::span(version));
+  recorder::control_reply.assign(status.begin(), status.end());
+  calls_of(session, {"show version"});
+  EXPECT_EQ(out.substr(out.find('\n') + 1), "schedd 1.2.3\n");
+}
+
 TEST_F(Commands, that_run_a_schedule_print_the_runs_number) {
   recorder::control_reply.assign(8, std::byte{0});
   recorder::control_reply.front() = std::byte{17};

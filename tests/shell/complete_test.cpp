@@ -46,6 +46,31 @@ TEST(completion, adds_what_all_choices_have_in_common) {
   }
 }
 
+std::vector<std::string> some_names(const Parameter &parameter, const std::string &typed) {
+  std::vector<std::string> names;
+  if (std::string_view(parameter.name) == "job")
+    for (const char *name : {"backup", "backlog", "report"})
+      if (std::string(name).starts_with(typed)) names.emplace_back(name);
+  return names;
+}
+
+const CompletionCase name_cases[] = {
+    {"show scheduler job name r", first, "eport "},
+    {"show scheduler job name b", first, "ack"},
+    {"show scheduler job name back", first, ""},
+    {"show scheduler job name backu", first, "p "},
+    {"show scheduler job name x", first, ""},
+    {"show scheduler schedule name ", first, ""},
+    {"no scheduler job name backup", in_config, " "},
+    {"do show scheduler job name r", in_config, "eport "},
+    {"show run | sec", first, "tion "},
+};
+
+TEST(completion, knows_the_names_that_there_are) {
+  for (const CompletionCase &line : name_cases)
+    EXPECT_EQ(completion(line.line, line.scope, some_names), line.added) << line.line;
+}
+
 std::vector<std::string> texts(const char *line, const Scope &scope) {
   std::vector<std::string> all;
   for (const Choice &choice : choices(line, scope))
@@ -91,7 +116,9 @@ TEST(choices, lead_through_every_form_of_every_command) {
     for (const Term &term : form.terms) {
       const Texts offered = texts(line.c_str(), {{form.command->mode}, true});
       EXPECT_NE(std::find(offered.begin(), offered.end(), shown(term)), offered.end()) << line << shown(term);
-      line += (term.word != nullptr ? std::string(term.word->text) : "5") + " ";
+      line += (term.word != nullptr ? std::string(term.word->text)
+                                    : std::to_string(std::max(5L, range_of(term.parameter->kind).first))) +
+              " ";
     }
   }
 }

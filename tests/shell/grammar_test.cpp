@@ -17,7 +17,8 @@ std::string line_of(const Form &form) {
   std::string line;
   for (const Term &term : form.terms) {
     const bool numeric = term.parameter != nullptr && range_of(term.parameter->kind).last != 0;
-    line += (line.empty() ? "" : " ") + std::string(term.word != nullptr ? term.word->text : numeric ? "5" : "value");
+    const std::string value = numeric ? std::to_string(std::max(5L, range_of(term.parameter->kind).first)) : "value";
+    line += (line.empty() ? "" : " ") + (term.word != nullptr ? std::string(term.word->text) : value);
   }
   return line;
 }

@@ -158,6 +158,16 @@ TEST_F(JobLines, of_a_file_with_carriage_returns_are_taken_without_them) {
             "define_job \"x\" \"one\ntwo\n\"");
 }
 
+TEST_F(JobLines, are_taken_back_one_by_one_with_what_was_wrong_with_them) {
+  Session session(script_options());
+  EXPECT_EQ(session.take_back(), std::nullopt);
+  calls_of(session, {"scheduler job name x", "one", "two", "\x07"});
+  EXPECT_EQ(session.take_back(), "\x07");
+  EXPECT_EQ(session.take_back(), "two");
+  EXPECT_EQ(calls_of(session, {"three", "end-job"}).back(), "define_job \"x\" \"one\nthree\n\"");
+  EXPECT_EQ(err, "");
+}
+
 TEST_F(JobLines, show_the_job_in_the_prompt) {
   Session session(script_options());
   calls_of(session, {"scheduler job name x"});

@@ -113,6 +113,34 @@ TEST_F(Program, fails_when_its_output_does_not_arrive) {
   EXPECT_EQ(run("-c help >/dev/full"), 255);
 }
 
+struct Typed {
+  const char *words, *completed;
+};
+
+const Typed typed[] = {
+    {"--st", "--state-dir"},
+    {"-c \\\"sh", "show"},
+    {"-c \\\"show\\ run", "show running-config"},
+    {"-c \\\"show\\ scheduler\\ his", "show scheduler history"},
+    {"/etc/host", "/etc/hosts"},
+};
+
+TEST_F(Program, has_its_command_line_completed_by_bash) {
+  for (const Typed &line : typed) {
+    const std::string script = std::string("source " BASH_COMPLETION "; COMP_WORDS=(schedsh ") + line.words +
+                               "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _schedsh " SCHEDSH
+                               "; printf '%s\\n' \"${COMPREPLY[@]}\" | sort | head -1";
+    const std::string path = file(script);
+    FILE *pipe = popen(("bash " + path).c_str(), "r");
+    char buffer[256] = "";
+    std::string said;
+    while (fgets(buffer, sizeof buffer, pipe) != nullptr)
+      said += buffer;
+    pclose(pipe);
+    EXPECT_EQ(said, std::string(line.completed) + "\n") << line.words;
+  }
+}
+
 TEST_F(Program, shows_no_password_in_the_list_of_processes_and_leaves_no_core) {
   PseudoTerminal terminal([this] {
     execl(SCHEDSH, "schedsh", "--state-dir", directory.c_str(), "-c", "scheduler aaa-authentication password secret",

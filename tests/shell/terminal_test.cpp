@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 
 #include "shell/keyboard.h"
 #include "tests/shell/pseudo_terminal.h"
@@ -19,6 +21,7 @@ constexpr const char *control_c = "\x03", *control_d = "\x04", *up = "\x1b[A";
 
 // The session, then what it called.
 int person() {
+  setenv("SCHEDSH_HISTORY", "", 1);
   recorder::reset();
   Options options;
   options.identity = {"operator", "schedsh", 4711};
@@ -172,6 +175,56 @@ TEST_F(Terminal, pages_what_is_longer_than_the_screen) {
   ASSERT_TRUE(terminal.asks("schedsh> ")) << terminal.everything();
   EXPECT_EQ(called(), "");
   EXPECT_EQ(status, 0);
+}
+
+TEST_F(Terminal, points_at_the_word_that_is_wrong) {
+  terminal.type("show schedler job\r");
+  ASSERT_TRUE(terminal.sees("\r\n              ^\r\n\"schedler\" at column 6 is not known here; "))
+      << terminal.everything();
+  ASSERT_TRUE(terminal.asks("schedsh> "));
+}
+
+TEST_F(Terminal, takes_a_jobs_last_line_back_with_the_up_key) {
+  enter("configure terminal", "schedsh(config)> ");
+  enter("scheduler job name x", "schedsh(job x)> ");
+  enter("one", "schedsh(job x)> ");
+  enter("wrong", "schedsh(job x)> ");
+  terminal.type(up);
+  ASSERT_TRUE(terminal.sees("wrong"));
+  terminal.type("\x15two\r");  // the whole line is deleted
+  ASSERT_TRUE(terminal.asks("schedsh(job x)> "));
+  enter("end-job", "schedsh(config)> ");
+  const std::string calls = called();
+  EXPECT_NE(calls.find("define_job \"x\" \"one\r\ntwo\r\n\""), std::string::npos) << calls;
+}
+
+TEST_F(Terminal, filters_and_saves_what_is_shown) {
+  const std::string path = "/tmp/schedsh_saved." + std::to_string(getpid());
+  enter("show logging level scheduler | count", "schedsh> ");
+  EXPECT_NE(terminal.everything().find("\n1\r\n"), std::string::npos) << terminal.everything();
+  enter("show logging level scheduler | save " + path, "schedsh> ");
+  std::ifstream saved(path);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(saved), {}), "logging level scheduler 5\n");
+  unlink(path.c_str());
+}
+
+TEST_F(Terminal, leaves_with_quit_and_takes_do) {
+  enter("configure terminal", "schedsh(config)> ");
+  enter("do show scheduler config", "schedsh(config)> ");
+  enter("quit", "schedsh> ");
+  EXPECT_EQ(called(), "called: show_config\r\n");
+}
+
+TEST_F(Terminal, does_not_page_when_its_length_is_0) {
+  enter("terminal length 0", "schedsh> ");
+  enter("help", "schedsh> ");
+  EXPECT_EQ(called(), "");
+}
+
+TEST_F(Terminal, changes_the_screens_size) {
+  enter("terminal width 40", "schedsh> ");
+  terminal.type("show schedler job\r");
+  EXPECT_TRUE(terminal.sees("here;\r\n  expected: scheduler,")) << terminal.everything();
 }
 
 TEST_F(Terminal, ends_with_the_status_of_the_last_failure) {

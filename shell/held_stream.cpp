@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "shell/held_errors.h"
+#include "shell/held_stream.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -9,22 +9,22 @@
 
 namespace shell {
 
-HeldErrors::HeldErrors() {
-  std::fflush(stderr);
-  held_ = memfd_create("messages", MFD_CLOEXEC);
-  if (held_ >= 0) shown_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-  if (shown_ >= 0) dup2(held_, STDERR_FILENO);
+HeldStream::HeldStream(FILE *stream) : stream_(stream), descriptor_(fileno(stream)) {
+  std::fflush(stream_);
+  held_ = memfd_create("output", MFD_CLOEXEC);
+  if (held_ >= 0) shown_ = fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
+  if (shown_ >= 0) dup2(held_, descriptor_);
 }
 
-void HeldErrors::restore() {
+void HeldStream::restore() {
   if (shown_ < 0) return;
-  std::fflush(stderr);
-  dup2(shown_, STDERR_FILENO);
+  std::fflush(stream_);
+  dup2(shown_, descriptor_);
   close(shown_);
   shown_ = -1;
 }
 
-std::string HeldErrors::take() {
+std::string HeldStream::take() {
   restore();
   std::string text;
   char buffer[4096];
@@ -33,7 +33,7 @@ std::string HeldErrors::take() {
   return text;
 }
 
-HeldErrors::~HeldErrors() {
+HeldStream::~HeldStream() {
   restore();
   if (held_ >= 0) close(held_);
 }

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/saved_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "shell/session.h"
+
+namespace shell {
+
+namespace {
+
+int failed(const std::string &file, const char *what) {
+  std::fprintf(stderr, "Error: %s: %s: %s\n", file.c_str(), what, std::strerror(errno));
+  return failure_status;
+}
+
+// Whoever writes as root into a directory of others must not write over what they linked there.
+bool is_ones_own_file(int descriptor) {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
+         status.st_uid == geteuid();
+}
+
+}  // namespace
+
+int write_own_file(const std::string &path, const std::function<int(FILE *)> &write) {
+  const int descriptor =
+      open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR);
+  if (descriptor < 0) return failed(path, "cannot be written");
+  if (!is_ones_own_file(descriptor)) {
+    close(descriptor);
+    std::fprintf(stderr, "Error: %s: is there and no plain file of your own; name another\n", path.c_str());
+    return failure_status;
+  }
+  FILE *file = ftruncate(descriptor, 0) == 0 ? fdopen(descriptor, "w") : nullptr;
+  if (file == nullptr) {
+    const int status = failed(path, "cannot be written");
+    close(descriptor);
+    return status;
+  }
+  const int status = write(file);
+  const bool whole = std::fflush(file) == 0 && fsync(descriptor) == 0;
+  return std::fclose(file) == 0 && whole ? status : failed(path, "was not written whole");
+}
+
+}  // namespace shell
