@@ -23,7 +23,7 @@ struct NewName {
 // the old ones go. What a crash leaves over is an orphan of one name or the other.
 uint32_t rename(const Call &call, sch_job_entry &slot, const NewName &names) {
   if (const uint32_t error = copy_statuses_of_job(slot, names.to); error != 0) return control::err_not_stored;
-  Change change;
+  ConfigChange change;
   sch_delete_job_entry_from_pss(pss_running, &slot);
   change.undo([&slot, &names] { rename_job(slot, names.from); });
   rename_job(slot, names.to);
@@ -36,7 +36,7 @@ uint32_t rename(const Call &call, sch_job_entry &slot, const NewName &names) {
   return status;
 }
 
-void rename_with_addresses(Change &change, const NewName &names) {
+void rename_with_addresses(ConfigChange &change, const NewName &names) {
   sch_schedule_email_entry *addresses = find_addresses(names.from);
   if (addresses == nullptr) return;
   sch_delete_schedule_email_entry_from_pss(pss_running, addresses);
@@ -48,7 +48,7 @@ void rename_with_addresses(Change &change, const NewName &names) {
 uint32_t rename(const Call &call, sch_schedule_entry &entry, const NewName &names) {
   if (state_of(*entry.rec).running_since != 0) return control::err_run_under_way;
   if (const uint32_t error = copy_statuses_of_schedule(entry, names.to); error != 0) return control::err_not_stored;
-  Change change;
+  ConfigChange change;
   sch_delete_schedule_entry_from_pss(pss_running, &entry);
   change.undo([&entry, &names] { rename_schedule(entry, names.from); });
   rename_schedule(entry, names.to);
