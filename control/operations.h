@@ -36,6 +36,12 @@ enum class Operation : uint32_t {
   kill_run = 43,           // payload: u64, the run's number
   enable_schedule = 44,    // payload: its name
   disable_schedule = 45,
+  put_configuration = 60,      // payload: u32, 0 for a new text, and a piece of it; reply: u32, the text's number
+  apply_configuration = 61,    // control/configuration.h
+  configuration_entry = 62,    // payload: u32, its number in the history; reply: text
+  configuration_history = 63,  // reply: text
+  confirm_configuration = 64,
+  erase_startup = 65,
 };
 
 // Of the caller's schedules, for root of all. Without a name behind it: of each of them.

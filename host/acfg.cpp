@@ -73,35 +73,6 @@ std::string arranged(Collected &all) {
   return text += all.groups;
 }
 
-// Generating the startup text restores the startup store into the process's live globals. This puts them aside, shows
-// the restore the defaults (a record that the store lacks must not appear with the live value), and brings them back.
-class LiveGlobals {
- public:
-  LiveGlobals()
-      : log_file_(sch_log_file),
-        transport_(email_transport_conf),
-        enabled_(scheduler_enabled),
-        emails_(sch_schedule_email_list) {
-    email_transport_conf = SCH_EMAIL_TRANSPORT_INITIALIZER;
-    sch_schedule_email_list = nullptr;
-  }
-  ~LiveGlobals() {
-    g_list_free_full(sch_schedule_email_list, mtrack_free);
-    sch_log_file = log_file_;
-    email_transport_conf = transport_;
-    scheduler_enabled = enabled_;
-    sch_schedule_email_list = emails_;
-  }
-  LiveGlobals(const LiveGlobals &) = delete;
-  LiveGlobals &operator=(const LiveGlobals &) = delete;
-
- private:
-  sch_log_file_rec log_file_;
-  sch_email_transport transport_;
-  int32_t enabled_;
-  GList *emails_;
-};
-
 }  // namespace
 
 extern "C" {
@@ -166,6 +137,23 @@ int acfg_respond(acfg_hdl *handle, void *message, void *) {
 }  // extern "C"
 
 namespace host {
+
+LiveGlobals::LiveGlobals()
+    : log_file_(sch_log_file),
+      transport_(email_transport_conf),
+      enabled_(scheduler_enabled),
+      emails_(sch_schedule_email_list) {
+  email_transport_conf = SCH_EMAIL_TRANSPORT_INITIALIZER;
+  sch_schedule_email_list = nullptr;
+}
+
+LiveGlobals::~LiveGlobals() {
+  g_list_free_full(sch_schedule_email_list, mtrack_free);
+  sch_log_file = log_file_;
+  email_transport_conf = transport_;
+  scheduler_enabled = enabled_;
+  sch_schedule_email_list = emails_;
+}
 
 std::string configuration_text(ConfigType type) {
   std::string text;

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "schedcli.h"
+
 namespace host {
 
 enum class ConfigType { running = 1, startup = 2 };
@@ -15,5 +17,21 @@ std::string configuration_text(ConfigType type);
 
 // Of the running store as it lies on disk, whatever is in use; empty where there is none.
 std::string stored_running_text();
+
+// A restore of another store goes into the process's live globals. While it lives, this keeps them aside and shows the
+// restore the defaults: a record that the store lacks must not appear with the live value.
+class LiveGlobals {
+ public:
+  LiveGlobals();
+  ~LiveGlobals();
+  LiveGlobals(const LiveGlobals &) = delete;
+  LiveGlobals &operator=(const LiveGlobals &) = delete;
+
+ private:
+  sch_log_file_rec log_file_;
+  sch_email_transport transport_;
+  int32_t enabled_;
+  GList *emails_;
+};
 
 }  // namespace host

@@ -7,14 +7,14 @@
 #include <ctime>
 #include <limits>
 
+#include "control/configuration.h"
 #include "control/statuses.h"
-#include "host/acfg.h"
 #include "host/debug.h"
 #include "host/security/security.h"
 #include "host/status.h"
-#include "host/store/store.h"
 #include "service/calendar/service_zone.h"
 #include "service/request/answer.h"
+#include "service/request/configuration.h"
 #include "service/request/logging_level.h"
 #include "service/request/payload.h"
 #include "service/request/run_orders.h"
@@ -58,16 +58,6 @@ uint32_t set_feature(bool enable) {
   return change.commit();
 }
 
-uint32_t copy_running_to_startup() {
-  if (sch_pss_snapshot(sch_pss_running_uri, sch_pss_startup_uri) != 0) return control::err_not_stored;
-  return sch_pss_snapshot(sch_debug_pss_running_uri, sch_debug_pss_startup_uri) == 0 ? 0 : control::err_not_stored;
-}
-
-host::Answer startup_text() {
-  if (!host::store_exists(sch_pss_startup_uri)) return with_status(control::err_no_startup);
-  return text_reply(host::configuration_text(host::ConfigType::startup));
-}
-
 host::Answer set_logging_level(const Call &, Payload payload) {
   const auto level = record_of<int32_t>(payload);
   if (level < LOG_EMERG || level > LOG_DEBUG) return with_status(host::err_bad_value);
@@ -103,9 +93,6 @@ host::Answer security(const Call &call, Payload payload) {
   });
 }
 
-host::Answer running_text() {
-  return text_reply(host::configuration_text(host::ConfigType::running));
-}
 host::Answer memory_text() {
   return text_reply(host::memory_statistics());
 }
@@ -119,10 +106,6 @@ host::Answer status_reply(const Call &call, Payload) {
 template <host::Answer (*answer)()>
 host::Answer bare(const Call &, Payload) {
   return answer();
-}
-template <uint32_t (*change)()>
-host::Answer changed(const Call &, Payload) {
-  return with_status(change());
 }
 template <bool enable>
 host::Answer set_feature(const Call &, Payload) {
@@ -154,9 +137,9 @@ constexpr Row rows[] = {
     row(Operation::disable_feature, For::administrator, set_feature<false>),
     row(Operation::memory_statistics, For::administrator, bare<memory_text>),
     row(Operation::history, For::administrator, bare<history_text>),
-    row(Operation::running_text, For::administrator, bare<running_text>),
-    row(Operation::startup_text, For::administrator, bare<startup_text>),
-    row(Operation::copy_running_startup, For::administrator, changed<copy_running_to_startup>),
+    row(Operation::running_text, For::everybody, running_text),
+    row(Operation::startup_text, For::everybody, startup_text),
+    row(Operation::copy_running_startup, For::administrator, save_running),
     {Operation::set_logging_level, For::administrator, sizeof(int32_t), sizeof(int32_t), set_logging_level},
     row(Operation::get_logging_level, For::everybody, bare<get_logging_level>),
     row(Operation::get_zone, For::everybody, bare<get_zone>),
@@ -171,6 +154,13 @@ constexpr Row rows[] = {
     row(Operation::kill_run, For::everybody, kill_run),
     row(Operation::enable_schedule, For::everybody, set_schedule_enabled<true>),
     row(Operation::disable_schedule, For::everybody, set_schedule_enabled<false>),
+    {Operation::put_configuration, For::everybody, sizeof(uint32_t), any_length, put_configuration},
+    {Operation::apply_configuration, For::everybody, sizeof(control::ConfigurationOrder), any_length,
+     apply_configuration},
+    {Operation::configuration_entry, For::everybody, sizeof(uint32_t), sizeof(uint32_t), show_configuration},
+    row(Operation::configuration_history, For::everybody, show_configuration_history),
+    row(Operation::confirm_configuration, For::everybody, confirm_configuration),
+    row(Operation::erase_startup, For::administrator, erase_startup),
 };
 
 }  // namespace
