@@ -50,6 +50,9 @@ class Session {
   Context context(const Command &command) const;  // a schedule's commands have its name as their first parameter
   int change_job(const std::string &name, bool remove);
   void take_body(std::string name, bool refused);
+  // As the operator has last seen it whole: what they change is this.
+  void note_configuration(std::string text) { configuration_read_ = std::move(text); }
+  const std::optional<std::string> &configuration_read() const { return configuration_read_; }
 
  private:
   int feed_command(std::string_view line, std::string_view origin);
@@ -66,6 +69,7 @@ class Session {
   std::string schedule_;
   bool scheduler_tree_ = true;  // false from disabling the feature until it is enabled again
   std::optional<JobBody> body_;
+  std::optional<std::string> configuration_read_;
   bool over_ = false;
   int status_ = 0;
 };

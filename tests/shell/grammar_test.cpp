@@ -17,7 +17,9 @@ std::string line_of(const Form &form) {
   std::string line;
   for (const Term &term : form.terms) {
     const bool numeric = term.parameter != nullptr && range_of(term.parameter->kind).last != 0;
-    line += (line.empty() ? "" : " ") + std::string(term.word != nullptr ? term.word->text : numeric ? "5" : "value");
+    const bool is_path = term.parameter != nullptr && term.parameter->kind == Kind::path;
+    const char *value = numeric ? "5" : is_path ? "./value" : "value";
+    line += (line.empty() ? "" : " ") + std::string(term.word != nullptr ? term.word->text : value);
   }
   return line;
 }
