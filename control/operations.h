@@ -44,6 +44,12 @@ enum class Operation : uint32_t {
   overview = 50,      // reply: text, a line for each schedule
   explain_time = 51,  // payload: a schedule's name; reply: text, what its time was taken for and when it is due next
   show_log = 52,      // payload: LogQuery; reply: the stream of SCH_OP_SHOW_LOG
+  put_configuration = 60,      // payload: u32, 0 for a new text, and a piece of it; reply: u32, the text's number
+  apply_configuration = 61,    // control/configuration.h
+  configuration_entry = 62,    // payload: u32, its number in the history; reply: text
+  configuration_history = 63,  // reply: text
+  confirm_configuration = 64,
+  erase_startup = 65,
 };
 
 // What has a name.

@@ -40,6 +40,12 @@ constexpr host::ErrorText error_texts[] = {
     {err_control_character,
      "the text has a control character other than tab and line end, or one that hides or turns what stands beside it"},
     {err_log_too_large, "the log may not be larger than the 16384 KB that 'log-size' allows unless configured"},
+    {err_bad_configuration, "the configuration cannot be used, so nothing was changed"},
+    {err_changed_since, "the configuration has changed since it was read, so nothing was changed now"},
+    {err_unconfirmed,
+     "a configuration waits for its confirmation; give 'configure confirm', or wait until it is taken back"},
+    {err_nothing_to_confirm, "no configuration waits for a confirmation"},
+    {err_no_such_configuration, "no such configuration is kept; see 'show configuration history'"},
     {err_no_startup, "no startup configuration has been saved"},
 };
 

@@ -30,6 +30,12 @@ inline constexpr uint32_t err_no_jobs = 0x40bd0042;  // no job is assigned to th
 inline constexpr uint32_t err_no_history_of_run = 0x40bd0043;
 inline constexpr uint32_t err_not_allowed = 0x40bd0050;  // to configure: in no group of allow-groups
 
+inline constexpr uint32_t err_bad_configuration = 0x40bd0060;  // its lines say why; nothing was changed
+inline constexpr uint32_t err_changed_since = 0x40bd0061;
+inline constexpr uint32_t err_unconfirmed = 0x40bd0062;
+inline constexpr uint32_t err_nothing_to_confirm = 0x40bd0063;
+inline constexpr uint32_t err_no_such_configuration = 0x40bd0064;  // in the history
+
 // So that syserr2str has a text for each of them. At the start of a program.
 void use_error_texts();
 

@@ -43,27 +43,6 @@ const char *running_name(const char *name) {
   return name;
 }
 
-// The calls that the library makes carry no place for it; there is one text at a time.
-const host::TextAmendment *amendment_in_use = nullptr;
-
-class AmendmentInUse {
- public:
-  explicit AmendmentInUse(const host::TextAmendment &amendment) { amendment_in_use = &amendment; }
-  ~AmendmentInUse() { amendment_in_use = nullptr; }
-  AmendmentInUse(const AmendmentInUse &) = delete;
-  AmendmentInUse &operator=(const AmendmentInUse &) = delete;
-};
-
-void append(std::string *text, const char *piece) {
-  if (amendment_in_use == nullptr || !amendment_in_use->piece) {
-    *text += piece;
-    return;
-  }
-  std::string amended = piece;
-  amendment_in_use->piece(&amended);
-  *text += amended;
-}
-
 Collected *collected(acfg_hdl *handle) {
   return static_cast<Collected *>(handle->platform);
 }
@@ -94,37 +73,6 @@ std::string arranged(Collected &all) {
   return text += all.groups;
 }
 
-// Generating the startup text restores the startup store into the process's live globals. This puts them aside, shows
-// the restore the defaults (a record that the store lacks must not appear with the live value), and brings them back.
-class LiveGlobals {
- public:
-  LiveGlobals()
-      : log_file_(sch_log_file),
-        transport_(email_transport_conf),
-        enabled_(scheduler_enabled),
-        emails_(sch_schedule_email_list) {
-    sch_log_file = SCH_LOG_FILE_INITIALIZER;
-    email_transport_conf = SCH_EMAIL_TRANSPORT_INITIALIZER;
-    scheduler_enabled = 0;
-    sch_schedule_email_list = nullptr;
-  }
-  ~LiveGlobals() {
-    g_list_free_full(sch_schedule_email_list, mtrack_free);
-    sch_log_file = log_file_;
-    email_transport_conf = transport_;
-    scheduler_enabled = enabled_;
-    sch_schedule_email_list = emails_;
-  }
-  LiveGlobals(const LiveGlobals &) = delete;
-  LiveGlobals &operator=(const LiveGlobals &) = delete;
-
- private:
-  sch_log_file_rec log_file_;
-  sch_email_transport transport_;
-  int32_t enabled_;
-  GList *emails_;
-};
-
 }  // namespace
 
 extern "C" {
@@ -145,7 +93,7 @@ int acfg_elem_str_add_indent(acfg_hdl *handle, uint32_t element, const char *tex
   if (found == nullptr) return -1;
   if (found->text.empty()) found->text.reserve(collected(handle)->expected);
   if (indent != 0) found->text += ' ';
-  append(&found->text, text);
+  found->text += text;
   return 0;
 }
 
@@ -182,9 +130,7 @@ const char *acfg_uri_complete(const char *prefix, const char *empty, const char 
 int acfg_respond(acfg_hdl *handle, void *message, void *) {
   const std::unique_ptr<Collected> all(collected(handle));
   handle->platform = nullptr;
-  std::string &text = *static_cast<std::string *>(message);
-  text = arranged(*all);
-  if (amendment_in_use != nullptr && amendment_in_use->end) text += amendment_in_use->end();
+  *static_cast<std::string *>(message) = arranged(*all);
   return 0;
 }
 
@@ -192,10 +138,26 @@ int acfg_respond(acfg_hdl *handle, void *message, void *) {
 
 namespace host {
 
-std::string configuration_text(ConfigType type, const TextAmendment &amendment) {
+LiveGlobals::LiveGlobals()
+    : log_file_(sch_log_file),
+      transport_(email_transport_conf),
+      enabled_(scheduler_enabled),
+      emails_(sch_schedule_email_list) {
+  email_transport_conf = SCH_EMAIL_TRANSPORT_INITIALIZER;
+  sch_schedule_email_list = nullptr;
+}
+
+LiveGlobals::~LiveGlobals() {
+  g_list_free_full(sch_schedule_email_list, mtrack_free);
+  sch_log_file = log_file_;
+  email_transport_conf = transport_;
+  scheduler_enabled = enabled_;
+  sch_schedule_email_list = emails_;
+}
+
+std::string configuration_text(ConfigType type) {
   std::string text;
   Request request{type};
-  const AmendmentInUse in_use(amendment);
   if (type == ConfigType::running) {
     sch_acfgcb_cfg_gen(&text, &request);
     return text;
@@ -205,20 +167,9 @@ std::string configuration_text(ConfigType type, const TextAmendment &amendment) 
   return text;
 }
 
-std::string written_text(const std::function<void(acfg_hdl *)> &write, const TextAmendment &amendment) {
-  std::string text;
-  acfg_hdl handle = {};
-  const AmendmentInUse in_use(amendment);
-  acfg_hdl_init(&handle);
-  write(&handle);
-  acfg_respond(&handle, &text, nullptr);
-  return text;
-}
-
-std::string stored_running_text(const TextAmendment &amendment) {
+std::string stored_running_text() {
   std::string text;
   Request request{ConfigType::startup, true};
-  const AmendmentInUse in_use(amendment);
   const LiveGlobals kept;
   sch_acfgcb_cfg_gen(&text, &request);
   return text;

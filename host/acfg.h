@@ -2,32 +2,36 @@
 // The configuration manager's side of platform/acfg.h: asks for a configuration and gives it as text.
 #pragma once
 
-#include <functional>
 #include <string>
 
-#include "platform/acfg.h"
+#include "schedcli.h"
 
 namespace host {
 
 enum class ConfigType { running = 1, startup = 2 };
 
-// What the library's text leaves out, added in its form. `piece` sees each piece of text before it is taken, in the
-// order in which the library writes them; what `end` gives stands behind everything. Both run while the globals are
-// those of the configuration that is being written.
-struct TextAmendment {
-  std::function<void(std::string *piece)> piece;
-  std::function<std::string()> end;
-};
-
 // Calls sch_acfgcb_cfg_gen and arranges the answer: elements by ascending priority, flagged lines indented by one
 // blank, groups last. Keeps the process's live globals and the live e-mail list as they were (generation of the startup
 // text overwrites them).
-std::string configuration_text(ConfigType type, const TextAmendment &amendment = {});
-
-// The same of what `write` gives to the handle, without the library's own order.
-std::string written_text(const std::function<void(acfg_hdl *)> &write, const TextAmendment &amendment = {});
+std::string configuration_text(ConfigType type);
 
 // Of the running store as it lies on disk, whatever is in use; empty where there is none.
-std::string stored_running_text(const TextAmendment &amendment = {});
+std::string stored_running_text();
+
+// A restore of another store goes into the process's live globals. While it lives, this keeps them aside and shows the
+// restore the defaults: a record that the store lacks must not appear with the live value.
+class LiveGlobals {
+ public:
+  LiveGlobals();
+  ~LiveGlobals();
+  LiveGlobals(const LiveGlobals &) = delete;
+  LiveGlobals &operator=(const LiveGlobals &) = delete;
+
+ private:
+  sch_log_file_rec log_file_;
+  sch_email_transport transport_;
+  int32_t enabled_;
+  GList *emails_;
+};
 
 }  // namespace host

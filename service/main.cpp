@@ -18,6 +18,8 @@
 #include "service/calendar/service_zone.h"
 #include "service/calendar/zone_watch.h"
 #include "service/config/reload.h"
+#include "service/configuration/apply.h"
+#include "service/configuration/desk.h"
 #include "service/joblog/joblog.h"
 #include "service/limits.h"
 #include "service/mail/courier.h"
@@ -122,8 +124,12 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   if (const auto opened = log.open(stored_outcomes()); !opened) return give_up(failed, opened.error().text);
   if (const auto ended = runner.processes().end_left_overs(); !ended)
     sch_syslog_raise(&syslog_msg_SCH_ERR, ended.error().text.c_str());
+  settle_configuration();
   scheduler.recover();
   if (const auto opened = courier.open(); !opened) sch_syslog_raise(&syslog_msg_SCH_ERR, opened.error().text.c_str());
+  ConfigurationDesk desk(context);
+  context.desk = &desk;
+  desk.confirmation.start();
   if (const auto marked = host::sysmgr_mark_started(); !marked) return give_up(failed, marked.error().text);
 
   const host::FileDescriptor signals = take_signals();

@@ -38,6 +38,22 @@ int show_text(Session &, const Match &match) {
   return show_answer(match, operation);
 }
 
+int show_running(Session &session, const Match &match);
+int show_startup(Session &session, const Match &match);
+int show_startup_difference(Session &session, const Match &match);
+int replace_configuration(Session &session, const Match &match);
+int copy_file_to_running(Session &session, const Match &match);
+int copy_startup_to_running(Session &session, const Match &match);
+int copy_running_to_file(Session &session, const Match &match);
+int copy_startup_to_file(Session &session, const Match &match);
+int import_crontab_file(Session &session, const Match &match);
+int import_crontab_of_user(Session &session, const Match &match);
+int import_crontab_of_system(Session &session, const Match &match);
+int erase_startup(Session &session, const Match &match);
+int roll_back(Session &session, const Match &match);
+int confirm_configuration(Session &session, const Match &match);
+int show_configuration_history(Session &session, const Match &match);
+int show_configuration_difference(Session &session, const Match &match);
 int show_history(Session &session, const Match &match);
 int copy_running_startup(Session &session, const Match &match);
 int show_logging_level(Session &session, const Match &match);
@@ -52,8 +68,6 @@ int show_upcoming(Session &session, const Match &match);
 int run_schedule(Session &session, const Match &match);
 int kill_run(Session &session, const Match &match);
 int enable_schedule(Session &session, const Match &match);
-int enable_this_schedule(Session &session, const Match &match);  // that of the schedule mode
-int disable_this_schedule(Session &session, const Match &match);
 int disable_schedule(Session &session, const Match &match);
 
 int store_dump(Session &session, const Match &match);

@@ -110,6 +110,7 @@ Range range_of(Kind kind) {
 }
 
 bool takes(const Parameter &parameter, std::string_view text) {
+  if (parameter.kind == Kind::path) return text == "-" || text.find_first_of("/.:") != std::string_view::npos;
   const Range range = range_of(parameter.kind);
   if (range.last == 0) return true;
   long value = 0;

@@ -34,6 +34,7 @@ enum class Kind {
   moment,  // of the past
   host,
   file_uri,
+  path,  // written so that it is no abbreviation of a word: with a slash, a dot or a colon, or "-"
 };
 
 struct Word {

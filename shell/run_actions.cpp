@@ -64,10 +64,6 @@ int order(const Match &match, control::Operation operation, host::Bytes *reply =
   return request(subject_of(match), operation, std::as_bytes(std::span(schedule)), reply);
 }
 
-int order_to(const std::string &schedule, control::Operation operation) {
-  return request("schedule " + schedule, operation, std::as_bytes(std::span(schedule)));
-}
-
 }  // namespace
 
 int show_runs(Session &, const Match &match) {
@@ -130,13 +126,6 @@ int enable_schedule(Session &, const Match &match) {
 }
 int disable_schedule(Session &, const Match &match) {
   return order(match, control::Operation::disable_schedule);
-}
-
-int enable_this_schedule(Session &session, const Match &) {
-  return order_to(session.schedule(), control::Operation::enable_schedule);
-}
-int disable_this_schedule(Session &session, const Match &) {
-  return order_to(session.schedule(), control::Operation::disable_schedule);
 }
 
 }  // namespace shell

@@ -56,6 +56,9 @@ class Session {
   void set_debug(bool on) { options_.debug = on; }
   Context context(const Command &command) const;  // a schedule's commands have its name as their first parameter
   void take_body(std::string name, bool refused);
+  // As the operator has last seen it whole: what they change is this.
+  void note_configuration(std::string text) { configuration_read_ = std::move(text); }
+  const std::optional<std::string> &configuration_read() const { return configuration_read_; }
 
  private:
   int feed_command(std::string_view line, std::string_view origin);
@@ -78,6 +81,7 @@ class Session {
   std::optional<JobBody> body_;
   std::string origin_, line_;  // of the command that is carried out
   size_t prompt_width_ = 0;    // where it was typed
+  std::optional<std::string> configuration_read_;
   bool over_ = false;
   int status_ = 0;
 };

@@ -6,11 +6,13 @@
 
 #include "host/transport/transport.h"
 #include "service/config/settings.h"
+#include "service/configuration/history.h"
 #include "service/request/authority.h"
 #include "service/request/decode.h"
 
 namespace service {
 
+class ConfigurationDesk;
 class Courier;
 class JobLog;
 class Runner;
@@ -26,6 +28,8 @@ struct Context {
   std::shared_ptr<const Settings> settings = std::make_shared<const Settings>();  // another one after a reload
   time_t started = 0;
   Courier *courier = nullptr;  // null: no mail is sent
+  Origin last_change = {};     // of the configuration, by a request or as a whole
+  ConfigurationDesk *desk = nullptr;  // null: nobody replaces the configuration
 };
 
 struct Call {

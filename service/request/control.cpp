@@ -8,13 +8,14 @@
 #include <ctime>
 #include <limits>
 
+#include "control/configuration.h"
 #include "control/statuses.h"
 #include "host/debug.h"
 #include "host/security/security.h"
 #include "host/status.h"
-#include "host/store/store.h"
 #include "service/calendar/service_zone.h"
 #include "service/request/answer.h"
+#include "service/request/configuration.h"
 #include "service/request/logging_level.h"
 #include "service/request/names.h"
 #include "service/request/overview.h"
@@ -28,7 +29,6 @@
 #include "service/run/due.h"
 #include "service/run/runner.h"
 #include "service/state/change.h"
-#include "service/state/full_text.h"
 #include "service/state/schedule_state.h"
 
 namespace service {
@@ -61,16 +61,6 @@ uint32_t set_feature(bool enable) {
   change.require(sch_save_condition_entry_to_pss(pss_running, &key, scheduler_enabled));
   if (enable) arm_all(change, time(nullptr));
   return change.commit();
-}
-
-uint32_t copy_running_to_startup() {
-  if (sch_pss_snapshot(sch_pss_running_uri, sch_pss_startup_uri) != 0) return control::err_not_stored;
-  return sch_pss_snapshot(sch_debug_pss_running_uri, sch_debug_pss_startup_uri) == 0 ? 0 : control::err_not_stored;
-}
-
-host::Answer show_startup() {
-  if (!host::store_exists(sch_pss_startup_uri)) return with_status(control::err_no_startup);
-  return text_reply(service::startup_text());
 }
 
 host::Answer set_logging_level(const Call &, Payload payload) {
@@ -108,11 +98,6 @@ host::Answer security(const Call &call, Payload payload) {
   });
 }
 
-host::Answer running_text(const Call &call, Payload) {
-  const host::Caller &caller = call.caller;
-  if (call.context.authority.administrator(caller)) return text_reply(service::running_text());
-  return text_reply(text_of_user(caller.user_name, owner_tag(caller.uid)));
-}
 host::Answer memory_text() {
   return text_reply(host::memory_statistics());
 }
@@ -133,10 +118,6 @@ host::Answer overview(const Call &call, Payload) {
 template <host::Answer (*answer)()>
 host::Answer bare(const Call &, Payload) {
   return answer();
-}
-template <uint32_t (*change)()>
-host::Answer changed(const Call &, Payload) {
-  return with_status(change());
 }
 template <bool enable>
 host::Answer set_feature(const Call &, Payload) {
@@ -169,8 +150,8 @@ constexpr Row rows[] = {
     row(Operation::memory_statistics, For::administrator, bare<memory_text>),
     row(Operation::history, For::administrator, bare<history_text>),
     row(Operation::running_text, For::everybody, running_text),
-    row(Operation::startup_text, For::administrator, bare<show_startup>),
-    row(Operation::copy_running_startup, For::administrator, changed<copy_running_to_startup>),
+    row(Operation::startup_text, For::everybody, startup_text),
+    row(Operation::copy_running_startup, For::administrator, save_running),
     {Operation::set_logging_level, For::administrator, sizeof(int32_t), sizeof(int32_t), set_logging_level},
     row(Operation::get_logging_level, For::everybody, bare<get_logging_level>),
     row(Operation::get_zone, For::everybody, bare<get_zone>),
@@ -192,6 +173,13 @@ constexpr Row rows[] = {
     row(Operation::overview, For::everybody, overview),
     row(Operation::explain_time, For::everybody, explain_time),
     {Operation::show_log, For::everybody, sizeof(control::LogQuery), sizeof(control::LogQuery), show_chosen_log},
+    {Operation::put_configuration, For::everybody, sizeof(uint32_t), any_length, put_configuration},
+    {Operation::apply_configuration, For::everybody, sizeof(control::ConfigurationOrder), any_length,
+     apply_configuration},
+    {Operation::configuration_entry, For::everybody, sizeof(uint32_t), sizeof(uint32_t), show_configuration},
+    row(Operation::configuration_history, For::everybody, show_configuration_history),
+    row(Operation::confirm_configuration, For::everybody, confirm_configuration),
+    row(Operation::erase_startup, For::administrator, erase_startup),
 };
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "service/request/payload.h"
 #include "service/request/schedules.h"
 #include "service/request/show.h"
+#include "service/run/clock.h"
 #include "service/run/runner.h"
 
 namespace service {
@@ -158,6 +159,11 @@ void report_refusal(const host::Caller &caller, uint32_t status) {
   report.add(caller.pid, "user " + caller.user_name, status);
 }
 
+void note_change(Context &context, const host::Incoming &incoming) {
+  context.last_change = {wall_clock(), incoming.caller.user_name, "process " + std::to_string(incoming.caller.pid),
+                         "commands"};
+}
+
 }  // namespace
 
 host::Answer dispatch(Context &context, const host::Incoming &incoming) {
@@ -165,6 +171,7 @@ host::Answer dispatch(Context &context, const host::Incoming &incoming) {
   if (result.status == host::err_not_permitted || result.status == control::err_not_owner ||
       result.status == control::err_not_allowed)
     report_refusal(incoming.caller, result.status);
+  if (incoming.service == SCH_SERVICE_CONFIG && result.status == 0) note_change(context, incoming);
   return result;
 }
 

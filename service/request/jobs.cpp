@@ -22,7 +22,8 @@ void free_fragments(GList *fragments) {
   g_list_free(fragments);
 }
 
-// The text cut into fragments; false when memory ran out.
+}  // namespace
+
 bool make_fragments(std::string_view text, GList **fragments) {
   for (; !text.empty(); text.remove_prefix(std::min<size_t>(text.size(), SCH_FRAGMENT_SIZE))) {
     const size_t size = std::min<size_t>(text.size(), SCH_FRAGMENT_SIZE);
@@ -36,6 +37,8 @@ bool make_fragments(std::string_view text, GList **fragments) {
   }
   return true;
 }
+
+namespace {
 
 // Each fragment holds what the header says of it, and there is none beyond.
 bool is_whole(const sch_job_entry &slot) {

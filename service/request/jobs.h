@@ -13,6 +13,9 @@ uint32_t create_job(const Call &call, const JobRequest &request);
 uint32_t define_job(const Call &call, const JobRequest &request);  // replaces the text
 uint32_t delete_job(const Call &call, const JobRequest &request);  // also from every schedule, with its history
 
+// The text cut into fragments; false when memory ran out.
+bool make_fragments(std::string_view text, GList **fragments);
+
 // Makes the fragments exactly what the header says: a damaged store may have given less. False when memory ran out.
 bool make_text_whole(sch_job_entry &slot);
 

@@ -258,6 +258,33 @@ void drop_old_statuses_of_job(Context &context, const sch_job_entry &slot, const
   context.stale_statuses = !delete_stored(Keys{identity_key(slot, old_name)}) || context.stale_statuses;
 }
 
+// First all go and then all come: one's new slot is another's old one.
+bool carry_statuses(const std::vector<uint32_t> &from, const std::vector<uint32_t> &to) {
+  if (to.empty()) return true;
+  Keys gone;
+  for (size_t i = 0; i < to.size(); i++) {
+    sch_runtime_key identity = {identity_type, SCH_MAX_JOBS + from[i], {}};
+    std::memcpy(identity.name, sch_job_list[to[i]].key->name, sizeof identity.name);
+    sch_hton_runtime_key(&identity);
+    gone.push_back(identity);
+    for (const GList *node = sch_job_list[to[i]].status_list; node != nullptr; node = node->next) {
+      sch_runtime_job_status status = *static_cast<const sch_runtime_job_status *>(node->data);
+      status.job_id = from[i];
+      gone.push_back(stored_key(status));
+    }
+  }
+  const uint32_t error = in_batch([&] {
+    uint32_t failed = 0;
+    for (const sch_runtime_key &key : gone)
+      if (failed == 0) failed = delete_stored(key);
+    for (const uint32_t id : to)
+      for (const GList *node = sch_job_list[id].status_list; node != nullptr && failed == 0; node = node->next)
+        failed = store_status(sch_job_list[id], *static_cast<const sch_runtime_job_status *>(node->data));
+    return failed;
+  });
+  return report("Move status", error);
+}
+
 bool forget_stale_statuses(Context &context) {
   if (context.stale_statuses) context.stale_statuses = !purge_statuses();
   return !context.stale_statuses;

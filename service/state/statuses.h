@@ -3,7 +3,9 @@
 // job by its slot alone; beside them the store keeps whose job it was, for a boot may bring another configuration.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "service/request/context.h"
 
@@ -38,5 +40,8 @@ bool forget_stale_statuses(Context &context);
 // The same in any case: at start-up, when a crash may have come between the commits of the two stores, or a boot may
 // have brought other jobs into the slots.
 bool purge_statuses();
+
+// After jobs were given other slots (from the first ids to the second, in memory already): the stored statuses follow.
+bool carry_statuses(const std::vector<uint32_t> &from, const std::vector<uint32_t> &to);
 
 }  // namespace service

@@ -168,6 +168,13 @@ sch_schedule_entry *schedule_after(int64_t number, uint32_t owner_tag) {
   return owner == tables.owners.end() ? nullptr : owner->second.schedules.after(number);
 }
 
+uint32_t next_schedule_number() {
+  return tables.next_number;
+}
+void skip_schedule_numbers(uint32_t next) {
+  tables.next_number = std::max(tables.next_number, next);
+}
+
 size_t schedule_count() {
   return tables.schedules.size();
 }

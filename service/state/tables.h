@@ -22,6 +22,9 @@ sch_schedule_entry *schedule_by_serial(uintptr_t serial);
 sch_schedule_entry *schedule_after(int64_t number);                      // the next one by number
 sch_schedule_entry *schedule_after(int64_t number, uint32_t owner_tag);  // the same among this owner's
 
+uint32_t next_schedule_number();
+void skip_schedule_numbers(uint32_t next);  // those below are taken, though nobody has them any more
+
 size_t schedule_count();
 size_t schedule_count(uint32_t owner_tag);
 

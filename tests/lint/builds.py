@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""builds.py FOLDER: the product builds without a preset too, where a warning is none of ours to refuse: optimised as a
-Release and with Debian's hardening, without a build type, and by clang. What optimisation makes the compiler see is
-compiled for good; the others are checked up to the code."""
+"""builds.py FOLDER: the product builds without a preset too, where a warning is none of ours to refuse. As a Release with
+Debian's hardening the host and the programs are compiled for good, as that is what optimisation makes the compiler warn
+of; by clang everything is checked up to the code; without a build type, where nothing is optimised, a source of each
+folder is."""
 import concurrent.futures
 import json
 import os
@@ -10,53 +11,70 @@ import pathlib
 import shlex
 import subprocess
 import sys
+import time
 
-DEBIAN = {"CXXFLAGS": "--get CXXFLAGS", "CFLAGS": "--get CFLAGS", "CPPFLAGS": "--get CPPFLAGS"}
 CLANG = {"CC": "clang", "CXX": "clang++"}
+OPTIMISED = ("host", "control", "service", "shell")
 
 
 def debian_flags():
-    run = lambda question: subprocess.run(["dpkg-buildflags", *question.split()], capture_output=True, text=True, check=True)
-    return {name: run(question).stdout.strip() for name, question in DEBIAN.items()}
+    def get(name):
+        return subprocess.run(["dpkg-buildflags", "--get", name], capture_output=True, text=True, check=True).stdout.strip()
+    return {"CXXFLAGS": get("CPPFLAGS") + " " + get("CXXFLAGS"), "CFLAGS": get("CPPFLAGS") + " " + get("CFLAGS")}
 
 
-def configure(folder, environment, options):
-    environment = {**os.environ, **environment}
-    environment["CXXFLAGS"] = " ".join(environment.get(name, "") for name in ("CPPFLAGS", "CXXFLAGS"))
+def ring(entry):
+    return pathlib.Path(entry["file"]).relative_to(pathlib.Path.cwd()).parts[0]
+
+
+def optimised(entries):
+    return [entry for entry in entries if ring(entry) in OPTIMISED]
+
+
+def one_of_each_ring(entries):
+    return list({ring(entry): entry for entry in entries}.values())
+
+
+def every(entries):
+    return entries
+
+
+def configured(folder, environment, options):
     command = ["cmake", "-G", "Ninja", "-DSCHEDCLI_TESTS=OFF", *options, "-B", folder]
-    result = subprocess.run(command, env=environment, capture_output=True, text=True)
+    result = subprocess.run(command, env={**os.environ, **environment}, capture_output=True, text=True)
     if result.returncode != 0:
         print(result.stdout + result.stderr)
     return result.returncode == 0
 
 
-def compiled(entry, syntax_only):
+def compiled(entry, for_good):
     words = shlex.split(entry["command"])
     del words[words.index("-o"):words.index("-o") + 2]
-    words = [word for word in words if word != "-g"]
-    words += ["-fsyntax-only"] if syntax_only else ["-o", "/dev/null"]
+    words = [word for word in words if word != "-g"] + (["-o", "/dev/null"] if for_good else ["-fsyntax-only"])
     return subprocess.run(words, cwd=entry["directory"], capture_output=True, text=True)
 
 
-def fails(folder, syntax_only):
-    entries = json.loads((folder / "compile_commands.json").read_text())
-    warned, failed = 0, []
+def fails(folder, choose, for_good):
+    begun = time.monotonic()
+    entries = choose(json.loads((folder / "compile_commands.json").read_text()))
+    warned, failed = 0, 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        for entry, result in zip(entries, pool.map(lambda each: compiled(each, syntax_only), entries)):
+        for result in pool.map(lambda each: compiled(each, for_good), entries):
             warned += "warning:" in result.stderr
+            failed += result.returncode != 0
             if result.returncode != 0:
-                failed.append(entry["file"])
                 print(result.stderr)
-    print(f"{folder.name}: {len(entries)} files, {warned} with warnings, {len(failed)} failed")
-    return bool(failed) or not entries
+    print(f"{folder.name}: {len(entries)} files, {warned} with warnings, {failed} failed, {time.monotonic() - begun:.0f} s")
+    return failed != 0 or not entries
 
 
 def main():
     root = pathlib.Path(sys.argv[1])
-    builds = [("hardened-release", debian_flags(), ["-DCMAKE_BUILD_TYPE=Release"], False), ("no-build-type", {}, [], True),
-              ("clang", CLANG, ["-DCMAKE_BUILD_TYPE=Release"], True)]
-    bad = [name for name, environment, options, syntax_only in builds
-           if not configure(root / name, environment, options) or fails(root / name, syntax_only)]
+    release = ["-DCMAKE_BUILD_TYPE=Release"]
+    builds = [("hardened-release", debian_flags(), release, optimised, True), ("clang", CLANG, release, every, False),
+              ("no-build-type", {}, [], one_of_each_ring, True)]
+    bad = [name for name, environment, options, choose, for_good in builds
+           if not configured(root / name, environment, options) or fails(root / name, choose, for_good)]
     return 1 if bad else 0
 
 

@@ -18,6 +18,7 @@
 #include "host/store/store.h"
 #include "host/sysmgr.h"
 #include "platform/memory.h"
+#include "service/configuration/apply.h"
 #include "service/request/control.h"
 #include "service/request/dispatch.h"
 #include "service/request/jobs.h"
@@ -120,7 +121,10 @@ World::Parts::Parts(const service::Runner::Options &options)
     : recorder(log),
       runner(recorder, options),
       scheduler(recorder, runner, *options.settings),
-      context{service::Authority(true, {0, "root"}), log, runner, scheduler, false, options.settings} {}
+      context{service::Authority(true, {0, "root"}), log, runner, scheduler, false, options.settings},
+      desk(context) {
+  context.desk = &desk;
+}
 
 World::World(service::Runner::Options chosen) : options(std::move(chosen)) {
   options.processes.starter = SCHEDD_STARTER_BUILT;
@@ -156,7 +160,9 @@ uint32_t World::try_start(std::string *error) {
     *error = opened.error().text;
     return 1;
   }
+  service::settle_configuration();
   parts->scheduler.recover();
+  parts->desk.confirmation.start();
   parts->scheduler.check();
   return host::sysmgr_mark_started() ? 0 : 1;
 }

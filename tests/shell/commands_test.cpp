@@ -84,8 +84,6 @@ const Case schedule_cases[] = {
     {"time start 2026:12:05:07:00", "modify_schedule /1 \"nightly\" \"2026:12:05:07:00\""},
     {"time start +00:01 repeat 0:1:30", "modify_schedule /7 \"nightly\" \"+00:01\" \"0:1:30\""},
     {"time repeat 0:1:30", "modify_schedule /7 \"nightly\" \"0:1:30\""},
-    {"disable", "control 45 \"nightly\""},
-    {"no disable", "control 44 \"nightly\""},
     {"no time", "modify_schedule no/1000 \"nightly\""},
     {"job name backup", "modify_schedule /999 \"nightly\" \"backup\""},
     {"no job name backup", "modify_schedule no/999 \"nightly\" \"backup\""},

@@ -88,7 +88,7 @@ TEST(choices, show_what_may_follow_in_the_grammars_order) {
   EXPECT_EQ(texts("scheduler logfile size ", in_config), (Texts{"<kilobytes 1..16384>"}));
   EXPECT_EQ(texts("end ", first), (Texts{"<end>"}));
   EXPECT_EQ(texts("no ", in_schedule),
-            (Texts{"disable", "time", "job", "email-addr", "feature", "scheduler", "logging", "debug"}));
+            (Texts{"time", "job", "email-addr", "feature", "scheduler", "logging", "debug"}));
 }
 
 TEST(choices, narrow_to_the_word_that_is_begun) {

@@ -17,7 +17,10 @@ std::string line_of(const Form &form) {
   std::string line;
   for (const Term &term : form.terms) {
     const bool numeric = term.parameter != nullptr && range_of(term.parameter->kind).last != 0;
-    const std::string value = numeric ? std::to_string(std::max(5L, range_of(term.parameter->kind).first)) : "value";
+    const bool is_path = term.parameter != nullptr && term.parameter->kind == Kind::path;
+    const std::string value = numeric   ? std::to_string(std::max(5L, range_of(term.parameter->kind).first))
+                              : is_path ? "./value"
+                                        : "value";
     line += (line.empty() ? "" : " ") + (term.word != nullptr ? std::string(term.word->text) : value);
   }
   return line;

@@ -56,13 +56,12 @@ const Case cases[] = {
     {"no feature scheduler", in_config, "no feature scheduler"},
 
     // Errors: where, and what was expected.
-    {"e", first, "\"e\" at column 1 may mean: end, exit"},
+    {"e", first, "\"e\" at column 1 may mean: erase, end, exit"},
     {"  co", first, "\"co\" at column 3 may mean: configure, copy"},
     {"show x", first,
-     "\"x\" at column 6 is not known here; expected: scheduler, running-config, startup-config, logging"},
-    {"show scheduler", first,
-     "the command is incomplete at column 15; expected: job, schedule, config, logfile, internal, status, upcoming, "
-     "history"},
+     "\"x\" at column 6 is not known here; expected: scheduler, version, clock, running-config, startup-config, "
+     "configuration, logging"},
+    {"show scheduler history run", first, "the command is incomplete at column 27; expected: <run>"},
     {"show scheduler s", first, "\"s\" at column 16 may mean: schedule, status"},
     {"show scheduler history last 1001", first, "\"1001\" at column 29 is out of range; expected: <count 1..1000>"},
     {"show scheduler history run 0", first, "\"0\" at column 28 is out of range; expected: <run>"},
@@ -72,14 +71,13 @@ const Case cases[] = {
     {"end now", first, "\"now\" at column 5 is too much: the command ends before it"},
     {"scheduler logfile size big", in_config, "\"big\" at column 24 is out of range; expected: <kilobytes 1..16384>"},
     {"no", in_schedule,
-     "the command is incomplete at column 3; expected: disable, time, job, email-addr, feature, scheduler, "
+     "the command is incomplete at column 3; expected: time, job, email-addr, feature, scheduler, "
      "logging, debug"},
     {"time weakly 1:2:3", in_schedule,
      "\"weakly\" at column 6 is not known here; expected: daily, weekly, monthly, start, repeat"},
     {"SHOW scheduler job", first,
-     "\"SHOW\" at column 1 is not known here; expected: configure, show, copy, clear, scheduler, debug, undebug, no, "
-     "store, "
-     "end, exit, help"},
+     "\"SHOW\" at column 1 is not known here; expected: configure, show, terminal, rollback, copy, erase, write, "
+     "import, clear, scheduler, debug, undebug, no, store, end, exit, quit, help"},
 };
 
 TEST(parse, finds_the_command_or_says_where_it_stops) {
@@ -131,7 +129,9 @@ TEST(parse, never_takes_an_abbreviation_for_another_command) {
       for (size_t length = 1; length < word.size(); length++) {
         std::string line;
         for (size_t i = 0; i < form.terms.size(); i++) {
-          const std::string whole = form.terms[i].word != nullptr ? form.terms[i].word->text : "5";
+          const Term &term = form.terms[i];
+          const bool is_path = term.parameter != nullptr && term.parameter->kind == Kind::path;
+          const std::string whole = term.word != nullptr ? term.word->text : is_path ? "./5" : "5";
           line += (i == shortened ? word.substr(0, length) : whole) + " ";
         }
         const Parsed parsed = parse(line, {{form.command->mode}, true});

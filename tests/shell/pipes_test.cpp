@@ -32,13 +32,13 @@ struct Case {
 
 const Case cases[] = {
     {"| include time", "  time daily 23:30\n"},
-    {"| include ^exit|daily", "exit 3\n  time daily 23:30\n"},
-    {"| inc \"job name\" | exclude ^\"s\"", "scheduler job name a\n job name a\n"},
+    {"| include \"^exit|daily\"", "exit 3\n  time daily 23:30\n"},
+    {"| inc \"job name\" | exclude ^s", "scheduler job name a\n job name a\n"},
     {"| exclude .", "\n\n\n\n"},
     {"| begin other", "scheduler schedule name other\n\n"},
     {"| begin nothing", ""},
     {"| section nightly", "scheduler schedule name nightly\n job name a\n  time daily 23:30\n\n"},
-    {"| section ^\"scheduler job\"", "scheduler job name a\nscheduler schedule name trap\n\nexit 3\nend-job\n"},
+    {"| section \"^scheduler job\"", "scheduler job name a\nscheduler schedule name trap\n\nexit 3\nend-job\n"},
     {"| section trap", ""},  // a line of a job begins no block
     {"| count", "13\n"},
     {"| include ^scheduler | count", "4\n"},

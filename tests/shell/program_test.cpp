@@ -122,7 +122,7 @@ const Typed typed[] = {
     {"-c \\\"sh", "show"},
     {"-c \\\"show\\ run", "show running-config"},
     {"-c \\\"show\\ scheduler\\ his", "show scheduler history"},
-    {"/etc/host", "/etc/hosts"},
+    {"/etc/hosts", "/etc/hosts"},
 };
 
 TEST_F(Program, has_its_command_line_completed_by_bash) {

@@ -158,8 +158,8 @@ TEST_F(Replay, goes_on_after_an_error_with_its_place_in_the_message) {
   Session session(script_options());
   EXPECT_EQ(replay(session, "\nshow schedler job\nshow scheduler config\n"), Calls{"show_config"});
   EXPECT_EQ(err,
-            "saved.cfg:2: \"schedler\" at column 6 is not known here; expected: scheduler, running-config, "
-            "startup-config, logging\n");
+            "saved.cfg:2: \"schedler\" at column 6 is not known here; expected: scheduler, version, clock, "
+            "running-config, startup-config, configuration, logging\n");
   EXPECT_EQ(session.status(), 2);
 }
 

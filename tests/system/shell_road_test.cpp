@@ -27,12 +27,12 @@ constexpr const char *everything =
     "scheduler job name empty\n"
     "end-job\n"
     "scheduler schedule name nightly\n"
-    "  disable\n"
     "  job name backup\n"
     "  job name empty\n"
     "  time daily 23:30\n"
     "  email-addr a@example.net\n"
     "  email-addr b@example.net\n"
+    "scheduler disable schedule nightly\n"
     "scheduler schedule name often\n"
     "  time start +0:0:5 repeat 0:1:30\n"
     "scheduler schedule name once\n"
@@ -61,7 +61,7 @@ class ShellReplay : public testing::Test {
     EXPECT_EQ(service_.stop(), 0) << service_.errors();
     std::filesystem::remove_all(state_);
     ASSERT_TRUE(service_.start()) << service_.errors();
-    ASSERT_EQ(text(), "feature scheduler\nno feature scheduler\n");
+    ASSERT_EQ(text(), "no feature scheduler\n");
   }
 
   TemporaryDirectory directory_;
@@ -75,9 +75,9 @@ TEST_F(ShellReplay, of_everything_that_can_be_configured_says_nothing_and_change
   ASSERT_EQ(give(everything, &status_), "");
   ASSERT_EQ(status_, 0);
   const std::string before = text();
-  for (const char *line :
-       {"scheduler logfile name flash:jobs.log\n", "smtp-server  mail.example.net vrf red\n",
-        "scheduler schedule name nightly\n  disable\n job name backup\n", "logging level scheduler 6\n"})
+  for (const char *line : {"scheduler logfile name flash:jobs.log\n", "smtp-server  mail.example.net vrf red\n",
+                           "scheduler schedule name nightly\n job name backup\n",
+                           "scheduler disable schedule nightly\n", "logging level scheduler 6\n"})
     EXPECT_NE(before.find(line), std::string::npos) << line << before;
   EXPECT_EQ(give(before, &status_), "");
   EXPECT_EQ(status_, 0);
@@ -107,15 +107,6 @@ TEST_F(ShellReplay, of_starts_that_have_passed_keeps_them_or_moves_them_on_by_wh
   EXPECT_NE(said.find("note: schedule often: the start "), std::string::npos) << said;
   EXPECT_NE(said.find("note: schedule once: its time "), std::string::npos) << said;
   EXPECT_NE(shell("show scheduler upcoming").find(" often "), std::string::npos);
-}
-
-TEST_F(ShellReplay, of_a_disabled_feature_ends_with_it_disabled) {
-  ASSERT_EQ(give(everything, &status_), "");
-  ASSERT_EQ(shell("no feature scheduler"), "");
-  const std::string before = text();
-  EXPECT_EQ(before.substr(before.size() - 21), "no feature scheduler\n");
-  EXPECT_EQ(give(before, &status_), "");
-  EXPECT_EQ(text(), before);
 }
 
 TEST_F(ShellReplay, of_lines_that_are_typed_twice_is_no_error) {
@@ -151,7 +142,7 @@ TEST_F(ShellNames, of_jobs_change_and_their_schedules_know_them) {
   const std::string after = text();
   EXPECT_EQ(after.find("backup"), std::string::npos) << after;
   EXPECT_NE(after.find("scheduler job name copy\nscheduler schedule name trap\n"), std::string::npos) << after;
-  EXPECT_NE(after.find("scheduler schedule name nightly\n  disable\n job name copy\n"), std::string::npos) << after;
+  EXPECT_NE(after.find("scheduler schedule name nightly\n job name copy\n"), std::string::npos) << after;
   EXPECT_EQ(shell("scheduler rename job copy empty", &status_), "Error: job copy: it exists already\n");
   EXPECT_EQ(status_, 255);
   EXPECT_EQ(service_.stop(), 0);
@@ -168,7 +159,7 @@ TEST_F(ShellNames, of_schedules_change_and_their_history_and_addresses_stay) {
   while (said == "Error: schedule nightly: a run of the schedule is under way\n");
   ASSERT_EQ(said, "");
   const std::string after = text();
-  EXPECT_NE(after.find("scheduler schedule name daily\n  disable\n job name backup\n job name empty\n"
+  EXPECT_NE(after.find("scheduler schedule name daily\n job name backup\n job name empty\n"
                        "  time daily 23:30\nemail-addr a@example.net\nemail-addr b@example.net\n"),
             std::string::npos)
       << after;

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/configuration/confirmation.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <limits>
+
+#include "host/files/directory.h"
+#include "host/files/private_file.h"
+#include "host/files/whole_file.h"
+#include "host/security/security.h"
+#include "service/configuration/apply.h"
+#include "service/configuration/in_use.h"
+#include "service/configuration/target.h"
+#include "service/run/clock.h"
+
+namespace service {
+namespace {
+
+constexpr time_t look_again_s = 20;  // the wall clock may be set meanwhile; a failed attempt is made again
+
+std::string path() {
+  return configuration_directory() + "/awaits-confirmation";
+}
+
+// What was in use is in use again, whatever the limits have become.
+Settings without_limits() {
+  Settings settings;
+  settings.max_jobs_per_user = settings.max_schedules = settings.max_schedules_per_user = settings.job_text_bytes =
+      std::numeric_limits<int>::max();
+  return settings;
+}
+
+}  // namespace
+
+void Confirmation::start() {
+  if (awaited()) look(wall_clock());
+}
+
+host::Result<void> Confirmation::await(const Awaited &awaited) {
+  const std::string text = std::to_string(awaited.entry) + " " + std::to_string(awaited.deadline) + " " +
+                           std::to_string(awaited.owner_tag) + " " + awaited.who + "\n";
+  if (host::Result<void> written = host::write_whole_file(path(), text); !written) return written;
+  const time_t wait = std::clamp<time_t>(awaited.deadline - wall_clock(), 0, look_again_s);
+  again_ = host::Watch::after_ms(static_cast<unsigned>(wait) * 1000, [this] { look(wall_clock()); });
+  return {};
+}
+
+void Confirmation::forget() {
+  again_.stop();
+  unlink(path().c_str());
+  host::sync_directory(configuration_directory());
+}
+
+std::optional<Confirmation::Awaited> Confirmation::awaited() const {
+  std::ifstream file(path());
+  Awaited awaited;
+  if (!(file >> awaited.entry >> awaited.deadline >> awaited.owner_tag >> awaited.who)) return std::nullopt;
+  return awaited;
+}
+
+void Confirmation::look(time_t now) {
+  again_.stop();
+  const std::optional<Awaited> found = awaited();
+  if (!found) return;
+  if (found->deadline <= now) take_back(*found);
+  if (!awaited()) return;
+  const time_t wait = std::clamp<time_t>(found->deadline - now, 1, look_again_s);
+  again_ = host::Watch::after_ms(static_cast<unsigned>(wait) * 1000, [this] { look(wall_clock()); });
+}
+
+void Confirmation::take_back(const Awaited &awaited) {
+  const auto tell = [](const std::string &text) { sch_syslog_raise(&syslog_msg_SCH_ERR, text.c_str()); };
+  const host::Result<Configuration> before = configuration_of_entry(awaited.entry);
+  if (!before) {
+    tell("an unconfirmed configuration stays: configuration " + std::to_string(awaited.entry) + " is not kept");
+    return forget();
+  }
+  const std::optional<uint32_t> part = awaited.owner_tag == 0 ? std::nullopt : std::optional(awaited.owner_tag);
+  const Operator who = {{awaited.owner_tag, awaited.who}, !part};
+  Target target = target_of(configuration_in_use(), part_of(*before, part), Scope::replace, who, without_limits());
+  const Origin origin = {wall_clock(), awaited.who, "the service", "not confirmed in time"};
+  const host::Result<Applied> applied =
+      apply_configuration(context_, target.whole, origin, [](const HistoryDraft &) { return host::Result<void>(); });
+  if (!applied) return tell("an unconfirmed configuration is not taken back yet: " + applied.error().text);
+  tell("the configuration of " + awaited.who + " was not confirmed in time and was taken back");
+  forget();
+}
+
+}  // namespace service

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/whole_input.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "host/files/file_descriptor.h"
+#include "host/files/whole_file.h"
+#include "host/status.h"
+
+namespace shell {
+
+namespace {
+
+// Twice what a full table of the largest jobs needs.
+constexpr size_t input_limit = 32 << 20;
+
+host::Error failed(const std::string &path, const std::string &what) {
+  return {host::err_io, path + ": " + what};
+}
+
+std::string objection_to(int descriptor) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return std::strerror(errno);
+  if (S_ISDIR(status.st_mode)) return "is a directory";
+  const bool is_terminal = isatty(descriptor) != 0;
+  if ((S_ISCHR(status.st_mode) && !is_terminal) || S_ISBLK(status.st_mode)) return "is a device, no file";
+  return S_ISREG(status.st_mode) && static_cast<size_t>(status.st_size) > input_limit
+             ? "is too long for a configuration"
+             : "";
+}
+
+host::Result<std::string> read_all(int descriptor, const std::string &path) {
+  if (const std::string objection = objection_to(descriptor); !objection.empty()) return failed(path, objection);
+  std::string text;
+  char buffer[65536];
+  for (;;) {
+    const ssize_t size = read(descriptor, buffer, sizeof buffer);
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) return failed(path, std::strerror(errno));
+    if (size == 0) return text;
+    text.append(buffer, static_cast<size_t>(size));
+    if (text.size() > input_limit) return failed(path, "is too long for a configuration, or does not end");
+  }
+}
+
+}  // namespace
+
+host::Result<std::string> read_whole(const std::string &path) {
+  if (path == "-") return read_all(STDIN_FILENO, "standard input");
+  struct stat status {};
+  const bool is_pipe = stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
+  // A pipe is waited for, as it would be empty before its writer comes; a device may be one that must not be.
+  const host::FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | (is_pipe ? 0 : O_NONBLOCK)));
+  return file ? read_all(file.get(), path) : failed(path, std::strerror(errno));
+}
+
+host::Result<void> write_whole(const std::string &path, const std::string &content) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+    return failed(path, "is there and no plain file; name another");
+  return host::write_whole_file(path, content);
+}
+
+}  // namespace shell

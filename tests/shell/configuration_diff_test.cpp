@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/configuration_diff.h"
+
+#include <gtest/gtest.h>
+
+namespace shell {
+namespace {
+
+TEST(ConfigurationDiff, shows_what_goes_comes_and_changes_block_by_block) {
+  EXPECT_EQ(configuration_diff("feature scheduler\n"
+                               "scheduler job name a\none\ntwo\nend-job\n\n"
+                               "scheduler job name b\nx\nend-job\n\n"
+                               "scheduler schedule name s\n job name a\n  time daily 01:00\n\n",
+                               "feature scheduler\n"
+                               "scheduler logfile size 32\n\n"
+                               "scheduler job name a\none\nthree\nend-job\n\n"
+                               "scheduler schedule name s\n job name a\n  time daily 01:00\n\n"),
+            "-scheduler job name b\n-x\n-end-job\n"
+            "+scheduler logfile size 32\n"
+            " scheduler job name a\n one\n-two\n+three\n end-job\n");
+}
+
+TEST(ConfigurationDiff, of_the_same_is_empty) {
+  EXPECT_EQ(configuration_diff("feature scheduler\n", "feature scheduler\n"), "");
+}
+
+TEST(ConfigurationDiff, says_that_only_the_order_differs) {
+  const std::string a = "scheduler job name a\nend-job\n\n", b = "scheduler job name b\nend-job\n\n";
+  EXPECT_EQ(configuration_diff(a + b, b + a), "! the blocks are the same, in another order\n");
+}
+
+}  // namespace
+}  // namespace shell
