@@ -92,8 +92,8 @@ TEST(choices, show_what_may_follow_in_the_grammars_order) {
 }
 
 TEST(choices, narrow_to_the_word_that_is_begun) {
-  EXPECT_EQ(texts("e", first), (Texts{"end", "exit"}));
-  EXPECT_EQ(texts("e", in_schedule), (Texts{"email-addr", "edit", "end", "exit"}));
+  EXPECT_EQ(texts("e", first), (Texts{"erase", "end", "exit"}));
+  EXPECT_EQ(texts("e", in_schedule), (Texts{"email-addr", "edit", "erase", "end", "exit"}));
   EXPECT_EQ(texts("show scheduler jobs", first), Texts{});
 }
 
@@ -116,9 +116,11 @@ TEST(choices, lead_through_every_form_of_every_command) {
     for (const Term &term : form.terms) {
       const Texts offered = texts(line.c_str(), {{form.command->mode}, true});
       EXPECT_NE(std::find(offered.begin(), offered.end(), shown(term)), offered.end()) << line << shown(term);
-      line += (term.word != nullptr ? std::string(term.word->text)
-                                    : std::to_string(std::max(5L, range_of(term.parameter->kind).first))) +
-              " ";
+      const bool is_path = term.parameter != nullptr && term.parameter->kind == Kind::path;
+      const std::string value = term.word != nullptr ? term.word->text
+                                : is_path            ? "./value"
+                                          : std::to_string(std::max(5L, range_of(term.parameter->kind).first));
+      line += value + " ";
     }
   }
 }

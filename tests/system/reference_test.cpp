@@ -46,7 +46,7 @@ std::set<std::string> forms_of(const std::string &syntax) {
   const std::string before = syntax.substr(0, open), after = syntax.substr(close + 1);
   for (const std::string &with : forms_of(before + syntax.substr(open + 1, close - open - 1) + after))
     forms.insert(with);
-  const std::string left_out = before + (after.empty() ? "" : after.substr(1));
+  const std::string left_out = after.empty() ? before.substr(0, before.size() - 1) : before + after.substr(1);
   for (const std::string &without : forms_of(left_out))
     forms.insert(without);
   return forms;
