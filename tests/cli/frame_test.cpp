@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "cli/text_field.h"
+#include "db/text_field.h"
 #include "tests/cli/exchange.h"
 
 namespace {
