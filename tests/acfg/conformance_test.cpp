@@ -47,45 +47,21 @@ acfg_elem_str_add_indent 1 0 a\n ; mtrack_free 12 ; acfg_elem_str_add_indent 1 0
 acfg_elem_str_add_indent 1 0 scheduler schedule name s\n ; acfg_elem_str_add_indent 1 1 job name j\n
 acfg_elem_str_add_indent 1 0   time daily 23:30\n ; acfg_elem_str_add_indent 1 0 \n ; acfg_respond
 = 0)"},
-    {"the startup configuration", startup_request, R"(100| Received Request to generate Ascii config
+    {"the startup configuration",
+     [] {
+       fake.stores[startup_uri] = {};
+       hold_level(debug_uri);
+       return request(startup);
+     },
+     R"(100| Received Request to generate Ascii config
 acfg_hdl_init ; acfg_cfg_type_get ; acfg_startup_cfg_uri_prefix_get
 acfg_uri_complete startup:  scheduler_startup
 100| Opening Startup config PSS file at startup:scheduler_startup
-pss_open startup:scheduler_startup ; pss_move2location 1 1 ; pss_getvalue 1
-103| got key type 0
-mtrack_alloc 224 5 40 ; mtrack_alloc 224 14 144 ; mtrack_alloc 224 14 64 ; pss_move2location 1 3
-pss_getvalue 1
-103| got key type 1
-mtrack_alloc 224 5 40 ; mtrack_alloc 224 6 12
-103| job backup key added
-pss_move2location 1 3 ; pss_getvalue 1
-103| got key type 1
-mtrack_alloc 224 5 40 ; mtrack_alloc 224 7 5
-103| found job id 3
-mtrack_free 5
-103| job backup (3) adding fragment 1
-pss_move2location 1 3 ; pss_getvalue 1
-103| got key type 2 ; service DISABLED
-pss_move2location 1 3 ; pss_getvalue 1
-103| got key type 3 ; got log file entry ; rd offset 0 count 0
-pss_move2location 1 3 ; pss_getvalue 1
-103| got key type 5 ; got Global Email from conf entry ; Configured Global email conf values :From :a@b\n
-pss_move2location 1 3 ; pss_getvalue 1
-103| got key type 8 ; got schedule email conf entry ; Configured schedule email conf for nightly is 1\n
-mtrack_alloc 224 14 716 ; pss_move2location 1 3 ; acfg_startup_debug_cfg_uri_prefix_get
+pss_open startup:scheduler_startup ; pss_move2location 1 1 ; acfg_startup_debug_cfg_uri_prefix_get
 acfg_uri_complete startup-debug:  scheduler_debug_startup ; pss_open startup-debug:scheduler_debug_startup
 acfg_elem_add 224 1 12 ; acfg_elem_add 224 3 2 ; acfg_elem_add 224 2 3 ; pss2_fetch 2 16000000
 acfg_elem_dependency_add 2 118 1 ; acfg_elem_group_config_str_add 115 0 3 logging level scheduler 7\n
-acfg_elem_str_add_indent 3 0 feature scheduler\n ; acfg_elem_str_add_indent 1 0 scheduler logfile size 32\n\n
-acfg_elem_str_add_indent 1 0 scheduler transport email from a@b\n
-acfg_elem_str_add_indent 1 0 scheduler job name backup\n ; mtrack_alloc 224 12 7
-102| length 5 fragments 1
-103| fragment count 1 5
-acfg_elem_str_add_indent 1 0 copy\n ; mtrack_free 12 ; acfg_elem_str_add_indent 1 0 end-job\n\n
-acfg_elem_str_add_indent 1 0 scheduler schedule name nightly\n ; acfg_elem_str_add_indent 1 1 job name backup\n
-acfg_elem_str_add_indent 1 0   time daily 23:30\n ; acfg_elem_str_add_indent 1 0 email-addr ops@b\n
-acfg_elem_str_add_indent 1 0 \n ; pss_close 1 ; pss_close 2 ; mtrack_free 5 ; mtrack_free 6 ; mtrack_free 7
-mtrack_free 5 ; mtrack_free 14 ; mtrack_free 14 ; acfg_respond
+acfg_elem_str_add_indent 3 0 feature scheduler\n ; pss_close 1 ; pss_close 2 ; acfg_respond
 = 0)"},
     {"a startup store that does not open", [] { return request(startup); },
      R"(100| Received Request to generate Ascii config

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <climits>
 #include <cstring>
+#include <utility>
 
 #include "tests/acfg/configuration.h"
 
@@ -161,15 +162,6 @@ TEST_F(GenerationTest, a_job_without_memory_keeps_its_name_and_end) {
   EXPECT_EQ(fake.acfg_text(1), "scheduler job name j\nend-job\n\nscheduler job name k\nend-job\n\n");
 }
 
-TEST_F(GenerationTest, a_slot_without_header_has_no_text) {
-  sch_job_entry *slot = add_job(&sch_running_config, 0, "j", "a\n");
-  sch_job_hdr *header = slot->hdr;
-  slot->hdr = nullptr;
-  generate();
-  slot->hdr = header;
-  EXPECT_EQ(fake.acfg_text(1), "scheduler job name j\nend-job\n\n");
-}
-
 TEST_F(GenerationTest, a_length_that_no_text_can_have_is_taken_for_no_memory) {
   sch_job_entry *slot = add_job(&sch_running_config, 0, "j", "a\n");
   for (const uint32_t length : {uint32_t{INT32_MAX} - 1, uint32_t{INT32_MAX}, 0x80000000u, 0xfffffffeu, 0xffffffffu}) {
@@ -199,11 +191,20 @@ TEST_F(GenerationTest, names_that_fill_their_fields_end_with_them) {
                                    "\njob name " + job + "\n  time daily 00:00\n\n");
 }
 
-TEST_F(GenerationTest, schedules_come_in_the_order_of_the_list) {
+TEST_F(GenerationTest, each_walk_goes_through_its_own_configuration_in_order) {
   for (const char *name : {"z", "a", "m"})
-    add_schedule(&sch_running_config, name, daily(0, 0));
-  generate();
+    add_schedule(&sch_startup_config, name, daily(0, 0));
+  add_schedule(&sch_running_config, "never", daily(0, 0));
+  add_job(&sch_startup_config, 255, "s", "");
+  sch_job_entry *headless = add_job(&sch_startup_config, 0, "t", "a\n");
+  sch_job_hdr *header = std::exchange(headless->hdr, nullptr);
+  add_job(&sch_running_config, 0, "never", "");
+  acfg_hdl handle = {};
+  sch_acfg_job_cfg_gen(&sch_startup_config, &handle);
+  sch_acfg_schedule_cfg_gen(&sch_startup_config, &handle);
+  headless->hdr = header;
   EXPECT_EQ(fake.acfg_text(1),
+            "scheduler job name t\nend-job\n\nscheduler job name s\nend-job\n\n"
             "scheduler schedule name z\n  time daily 00:00\n\nscheduler schedule name a\n  time daily 00:00\n\n"
             "scheduler schedule name m\n  time daily 00:00\n\n");
 }
@@ -300,14 +301,6 @@ TEST_F(GenerationTest, addresses_follow_count_and_flags_of_the_schedule_of_that_
   EXPECT_EQ(addresses(-1, "s"), both);
   EXPECT_EQ(addresses(0, "s"), "");
   EXPECT_EQ(addresses(2, "st"), "");
-}
-
-TEST_F(GenerationTest, the_job_walk_alone_visits_all_slots_of_its_own_configuration) {
-  add_job(&sch_startup_config, 255, "s", "");
-  add_job(&sch_running_config, 0, "r", "");
-  acfg_hdl handle = {};
-  sch_acfg_job_cfg_gen(&sch_startup_config, &handle);
-  EXPECT_EQ(fake.acfg_text(1), "scheduler job name s\nend-job\n\n");
 }
 
 }  // namespace

@@ -134,30 +134,24 @@ TEST_F(Frame, reply_and_request_are_freed_whatever_the_status) {
 }
 
 TEST_F(Frame, handlers_take_cli_debug_over_except_two) {
-  struct {
-    const char *title;
-    Handler handler;
-    bool takes;
-  } rows[] = {
-      {"job", sch_cli_create_delete_job, true},
-      {"schedule", sch_cli_create_delete_schedule, true},
-      {"change", sch_cli_modify_schedule, true},
-      {"resize", sch_cli_logfile_resize, true},
-      {"rename", sch_cli_logfile_rename, true},
-      {"clear", sch_cli_logfile_clear, true},
-      {"feature", sch_enable_scheduler, true},
-      {"transport", sch_cli_config_email_transport, true},
-      {"address", sch_cli_modify_schedule_emailaddr, true},
-      {"define", sch_cli_semicolon_delimiter_define_job, false},
-      {"password", sch_cli_aaa_auth_passwd, false},
-  };
-  for (const auto &row : rows) {
+  const std::pair<Handler, bool> rows[] = {{sch_cli_create_delete_job, true},
+                                           {sch_cli_create_delete_schedule, true},
+                                           {sch_cli_modify_schedule, true},
+                                           {sch_cli_logfile_resize, true},
+                                           {sch_cli_logfile_rename, true},
+                                           {sch_cli_logfile_clear, true},
+                                           {sch_enable_scheduler, true},
+                                           {sch_cli_config_email_transport, true},
+                                           {sch_cli_modify_schedule_emailaddr, true},
+                                           {sch_cli_semicolon_delimiter_define_job, false},
+                                           {sch_cli_aaa_auth_passwd, false}};
+  for (const auto &[handler, takes] : rows) {
     for (uint32_t before : {0u, 3u}) {
       Context context({"name"});
       context->debug = 5 - before;
       cli_debug = before;
-      run(row.handler, context);
-      EXPECT_EQ(cli_debug, row.takes ? 5 - before : before) << row.title;
+      run(handler, context);
+      EXPECT_EQ(cli_debug, takes ? 5 - before : before);
     }
   }
 }

@@ -111,35 +111,20 @@ int add(const std::string &key, const std::string &value, int failing = 0) {
   return add_config_entry(key, value);
 }
 
+std::function<int()> joined(size_t length) {
+  return [=] {
+    add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, static_cast<uint32_t>(length)));
+    for (uint32_t n = 1; n <= 3; ++n)
+      add_config_entry(stored_key(1, n, "j"), std::string(SCH_FRAGMENT_SIZE, 'x'));
+    fake.calls.clear();
+    fake.history.clear();
+    fake.buginf.clear();
+    std::vector<char> text(length);
+    return sch_concat_fragments(sch_job_list[0].fragments, text.data(), static_cast<int32_t>(length));
+  };
+}
+
 const Conformance rows[] = {
-    {"every trace once",
-     [] {
-       leave_every_trace_once();
-       return 0;
-     },
-     R"(mtrack_alloc 224 6 12 ; mtrack_alloc 224 5 40
-103| job j key added
-mtrack_alloc 224 6 12 ; mtrack_alloc 224 5 40
-103| job k key already present, adding!
-mtrack_free 5 ; mtrack_alloc 224 6 12 ; mtrack_alloc 224 5 40
-103| invalid job id 300
-mtrack_free 5 ; mtrack_free 6 ; mtrack_alloc 224 7 1024 ; mtrack_alloc 224 5 40
-103| found job id 0
-mtrack_free 5
-103| job j (0) adding fragment 1
-mtrack_alloc 224 4 44
-102| job key not present!
-mtrack_free 4 ; mtrack_alloc 224 4 44
-102| adding status # 1 for job j
-103| available job slot 1
-102| length 1025 fragments 2
-103| fragment count 2 1024
-mtrack_alloc 224 14 716
-103| email-id a configured for s ; email-id b configured for s ; email-id b removed from s
-103| removed schedule email entry for s
-mtrack_alloc 224 14 716
-103| Max email-ids configured for full
-= 0)"},
     {"intake of a job whose name fills its field",
      [] {
        add_config_entry(stored_key(1, 0, full_name), bytes_of_hdr(0, 0, 4));
@@ -188,15 +173,35 @@ tarn_syslog 2 <<%SCHEDULER-2-SCH_SYSLOG_MALLOC_ERR>> Out of memory: add job entr
 103| add schedule email entry ; \n
 tarn_syslog 2 <<%SCHEDULER-2-SCH_SYSLOG_MALLOC_ERR>> Out of memory: add schedule email entry
 = -1)"},
-    {"what is dropped in silence: a fragment of no job, a status of no place",
+    {"a text that is joined", joined(2500), R"(102| length 2500 fragments 3
+103| fragment count 3 1024 ; fragment count 2 1024 ; fragment count 1 452
+= 0)"},
+    {"of whole fragments", joined(2048), R"(102| length 2048 fragments 2
+103| fragment count 2 1024 ; fragment count 1 1024
+= 0)"},
+    {"of no length", joined(0), R"(102| length 0 fragments 0
+= 0)"},
+    {"of more than there is",
+     [] { return sch_concat_fragments(nullptr, nullptr, 1) + sch_concat_fragments(nullptr, nullptr, INT32_MAX); },
+     R"(102| length 1 fragments 1 ; length 2147483647 fragments 2097152
+= 0)"},
+    {"a job id beyond the table", [] { return add(stored_key(1, 0, "j"), bytes_of_hdr(0xffffffff, 0, 0)); },
+     R"(mtrack_alloc 224 5 40 ; mtrack_alloc 224 6 12
+103| invalid job id -1
+mtrack_free 5 ; mtrack_free 6
+= 0)"},
+    {"what happens in silence: a fragment of no job, a status of no place, addresses of no schedule, a new entry",
      [] {
        sch_job_entry *slot = nullptr;
        add_config_entry(stored_key(1, 1, "j"), "text");
        sch_add_runtime_job_status_entry(&sch_running_config, make_status(256));
+       sch_remove_schedule_email_entry(&sch_schedule_email_list, "s");
+       sch_remove_schedule_email_addr(&sch_schedule_email_list, "s", "a");
+       sch_add_new_schedule_email_entry(&sch_schedule_email_list, "s", "a");
        return sch_find_job(&sch_running_config, "j", &slot);
      },
      R"(mtrack_alloc 224 5 40 ; mtrack_alloc 224 7 4 ; mtrack_free 5 ; mtrack_free 7 ; mtrack_alloc 224 4 44
-mtrack_free 4
+mtrack_free 4 ; mtrack_alloc 224 14 716
 = -1)"},
     {"a job goes with all that it owns",
      [] {

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gmock/gmock.h>
-
 #include "tests/db/records.h"
 
 using namespace platform_test;
@@ -45,28 +43,6 @@ TEST_F(Fragments, text_comes_out_as_it_was_split) {
     list_ = nullptr;
     split(text_of(size));
     EXPECT_EQ(joined(static_cast<int32_t>(size)), text_of(size)) << size;
-  }
-}
-
-TEST_F(Fragments, traces_count_down) {
-  split(text_of(2500));
-  joined(2500);
-}
-
-TEST_F(Fragments, count_is_rounded_up) {
-  const struct {
-    int32_t length;
-    const char *expected;
-  } rows[] = {{0, "length 0 fragments 0"},
-              {1, "length 1 fragments 1"},
-              {1023, "length 1023 fragments 1"},
-              {1024, "length 1024 fragments 1"},
-              {1025, "length 1025 fragments 2"},
-              {2048, "length 2048 fragments 2"},
-              {2147483647, "length 2147483647 fragments 2097152"}};
-  for (const auto &row : rows) {
-    fake.reset();
-    EXPECT_EQ(sch_concat_fragments(nullptr, nullptr, row.length), 0);
   }
 }
 

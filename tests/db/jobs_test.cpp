@@ -127,6 +127,7 @@ TEST_F(JobTable, last_slot_is_found_and_a_full_table_has_none) {
   EXPECT_EQ(sch_first_empty_job_list_entry_index(&sch_running_config), 255);
   add_job(255, "last");
   EXPECT_EQ(sch_first_empty_job_list_entry_index(&sch_running_config), -1);
+  EXPECT_EQ(fake.traces().back(), "job last key added") << "which is no trace";
 }
 
 TEST_F(JobTable, job_is_found_by_its_exact_name) {

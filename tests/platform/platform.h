@@ -190,7 +190,11 @@ struct Output {
 };
 Output capture(const std::function<void()> &body);
 
-void set_zone(const char *tz);                     // TZ and tzset
+void set_zone(const char *tz);  // TZ and tzset
+// A moment of a leap day, and what the clocks show then. The day is the same in all zones.
+inline constexpr int32_t leap_day = 1709210096;  // 2024-02-29 12:34:56 UTC
+inline constexpr std::pair<const char *, const char *> leap_day_clocks[] = {
+    {"UTC", "12:34"}, {"Europe/Berlin", "13:34"}, {"Australia/Sydney", "23:34"}, {"Asia/Kolkata", "18:04"}};
 std::string error_text(uint32_t error);            // what syserr2str answers: "platform error 0x40bd0002"
 std::string hex(const void *data, size_t length);  // "0a0b"
 std::string unhex(const std::string &text);        // blanks are skipped

@@ -128,6 +128,7 @@ void configure() {
   add_job(sch_running_config, 255, full_name, "z\n");
   sch_job_entry *first = add_job(sch_running_config, 0, "first", job_text(1030));
   first->key->fragment = 77;  // a left-over of an earlier save
+  add_job(sch_running_config, 7, "empty", "");
   add_status(*first, 0, "zulu", 1, 2);
   add_status(*first, 0, "alpha", 3, 4);
   fake.calls.clear();
@@ -419,6 +420,11 @@ pss_delete 1 0000000100000002'first'(0 x 27)
 pss_delete 1 0000000100000000'abcdefghijklmnopqrstuvwxyz012345'
 103| pss delete job (abcdefghijklmnopqrstuvwxyz012345) fragment (1)
 pss_delete 1 0000000100000001'abcdefghijklmnopqrstuvwxyz012345'
+= 0)"},
+    {"one without a text, which the whole save leaves out",
+     [] { return on_a_store([](pss_handle h) { return sch_delete_job_entry_from_pss(h, &sch_job_list[7]); }); },
+     R"(103| pss delete job (empty) key entry
+pss_delete 1 0000000100000000'empty'(0 x 27)
 = 0)"},
     {"all statuses, by the jobs' indices",
      [] { return on_a_store([](pss_handle h) { return sch_save_db_to_pss(&sch_running_config, h); }); },

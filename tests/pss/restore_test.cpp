@@ -101,33 +101,25 @@ TEST_F(RestoreTest, from_address_is_cut_at_64_and_shows_with_the_fields_behind_i
   EXPECT_EQ(fake.traces(103).back(), "Configured Global email conf values :From :" + std::string(64, 'f') + "next\n");
 }
 
-TEST_F(RestoreTest, reply_to_fills_its_field_and_the_copy) {
-  set_text(email_transport_conf.reply_to, 64, std::string(64, 'z'));
-  set_text(email_transport_conf.reply_to_copy, 64, std::string(64, 'z'));
-  restore_only(key_hex(6, 0, ""), padded("r@x.net", 64));
-  EXPECT_EQ(email_hex().substr(128, 256), padded("r@x.net", 64) + padded("r@x.net", 64));
-}
-
-TEST_F(RestoreTest, reply_to_of_64_characters_fills_both_fields_and_runs_on_when_shown) {
-  set_text(email_transport_conf.smtp.server, 256, "server");
-  restore_only(key_hex(6, 0, ""), hex(std::string(64, 'r').data(), 64));
-  EXPECT_EQ(std::string(email_transport_conf.reply_to, 64), std::string(64, 'r'));
-  EXPECT_EQ(std::string(email_transport_conf.reply_to_copy, 64), std::string(64, 'r'));
+TEST_F(RestoreTest, reply_to_erases_both_fields_and_fills_them_the_copy_up_to_the_first_terminator) {
+  const struct {
+    std::string value, reply_to, copy;
+  } rows[] = {
+      {padded("r@x.net", 64), padded("r@x.net", 64), padded("r@x.net", 64)},
+      {"6162", padded("ab", 64), padded("ab", 64)},
+      {"610062", "610062" + zeros(61), "61" + zeros(63)},
+      {hex(std::string(64, 'r').data(), 64), hex(std::string(64, 'r').data(), 64),
+       hex(std::string(64, 'r').data(), 64)},
+  };
+  for (const auto &row : rows) {
+    set_text(email_transport_conf.reply_to, 64, std::string(64, 'z'));
+    set_text(email_transport_conf.reply_to_copy, 64, std::string(64, 'z'));
+    set_text(email_transport_conf.smtp.server, 256, "server");
+    restore_only(key_hex(6, 0, ""), row.value);
+    EXPECT_EQ(email_hex().substr(128, 256), row.reply_to + row.copy);
+  }
   EXPECT_EQ(fake.traces(103).back(),
             "Configured Global email conf values :reply-to :" + std::string(128, 'r') + "server\n");
-}
-
-TEST_F(RestoreTest, reply_to_copy_ends_at_the_first_terminator) {
-  restore_only(key_hex(6, 0, ""), "610062");
-  EXPECT_EQ(email_hex().substr(128, 6), "610062");
-  EXPECT_EQ(email_hex().substr(256, 6), "610000");
-}
-
-TEST_F(RestoreTest, short_reply_to_erases_both_fields_behind_its_end) {
-  set_text(email_transport_conf.reply_to, 64, std::string(64, 'z'));
-  set_text(email_transport_conf.reply_to_copy, 64, std::string(64, 'z'));
-  restore_only(key_hex(6, 0, ""), "6162");
-  EXPECT_EQ(email_hex().substr(128, 256), padded("ab", 64) + padded("ab", 64));
 }
 
 TEST_F(RestoreTest, smtp_record_is_taken_whole) {

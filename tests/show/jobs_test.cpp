@@ -62,8 +62,9 @@ TEST_F(ShowJobsTest, text_is_printed_byte_for_byte) {
   std::string every_byte;
   for (int value = 0; value < 256; ++value)
     every_byte += static_cast<char>(value);
-  EXPECT_EQ(run(sch_cli_show_jobs, {Reply::with(job_reply("bytes", 0, every_byte))}),
-            (Outcome{0, block("bytes", every_byte), ""}));
+  for (const std::string &text : {every_byte, std::string("x")})
+    EXPECT_EQ(run(sch_cli_show_jobs, {Reply::with(job_reply("bytes", 0, text))}),
+              (Outcome{0, block("bytes", text), ""}));
 }
 
 TEST_F(ShowJobsTest, a_length_of_zero_or_below_prints_no_text) {

@@ -11,8 +11,6 @@ namespace {
 
 class ShowLogTest : public PlatformTest {};
 
-constexpr int32_t completion = 1709210096;  // 2024-02-29 12:34:56 UTC
-
 const std::string output_heading = std::string(33, '-') + " Job Output " + std::string(33, '-') + "\n";
 
 std::string entry_text(const std::string &output, const std::string &status = "Success (0)",
@@ -216,19 +214,15 @@ TEST_F(ShowLogTest, collation_receives_with_the_selector_it_was_given) {
 }
 
 TEST_F(ShowLogTest, results_of_the_listing_alone) {
+  const std::pair<std::deque<std::string>, int> rows[] = {
+      {{log_message(0, 0, "")}, 0}, {{log_message(1, 1, "")}, 0}, {{}, -1}, {{"short"}, -1}};
   const cmi_sent_request sent = {{5, 0, 0, 0}};
-  int result = 1;
-  fake.messages = {log_message(0, 0, "")};
-  capture([&] { result = display_log_entries(9, &sent); });
-  EXPECT_EQ(result, 0);
-  fake.messages = {log_message(1, 1, "")};
-  capture([&] { result = display_log_entries(9, &sent); });
-  EXPECT_EQ(result, 0);
-  capture([&] { result = display_log_entries(9, &sent); });
-  EXPECT_EQ(result, -1);
-  fake.messages = {"short"};
-  capture([&] { result = display_log_entries(9, &sent); });
-  EXPECT_EQ(result, -1);
+  for (const auto &[messages, expected] : rows) {
+    fake.messages = messages;
+    int result = 1;
+    capture([&] { result = display_log_entries(9, &sent); });
+    EXPECT_EQ(result, expected);
+  }
   EXPECT_EQ(fake.selectors.at(0).words[3], 5u);
 }
 
@@ -245,17 +239,13 @@ TEST_F(ShowLogTest, job_status_by_wait_status) {
 }
 
 TEST_F(ShowLogTest, completion_times_by_zone) {
-  const std::pair<const char *, const char *> zones[] = {
-      {"UTC", "Thu Feb 29 12:34:56 2024"},
-      {"Europe/Berlin", "Thu Feb 29 13:34:56 2024"},
-      {"Australia/Sydney", "Thu Feb 29 23:34:56 2024"},
-      {"Asia/Kolkata", "Thu Feb 29 18:04:56 2024"},
-  };
-  for (const auto &[zone, text] : zones) {
+  for (const auto &[zone, clock] : leap_day_clocks) {
     set_zone(zone);
     sch_log_entry entry = log_entry(1, 1, 3);
-    entry.completion = completion;
-    EXPECT_EQ(printed([&] { display_log_entry(&entry, "abc"); }), entry_text("abc", "Success (0)", text)) << zone;
+    entry.completion = leap_day;
+    EXPECT_EQ(printed([&] { display_log_entry(&entry, "abc"); }),
+              entry_text("abc", "Success (0)", std::string("Thu Feb 29 ") + clock + ":56 2024"))
+        << zone;
   }
 }
 
