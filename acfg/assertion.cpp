@@ -20,7 +20,7 @@ constexpr char log_path[] = "/log/assert-backtrace";
 constexpr int deepest_backtrace = 50;
 constexpr off_t largest_log = 1048576;  // a failing assertion must not fill the file system
 
-// Code addresses are nobody else's business; without a mode the file would get whatever lies on the stack.
+// The backtrace shows code addresses, so only the owner may read it.
 constexpr mode_t log_mode = S_IRUSR | S_IWUSR;
 
 class Descriptor {

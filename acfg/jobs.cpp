@@ -11,7 +11,7 @@ using acfg::Indent;
 // Room for the text's end and one spare byte.
 constexpr uint32_t spare_bytes = 2;
 
-// Beyond this the length does not fit what joins the fragments.
+// sch_concat_fragments() takes the length as a signed 32-bit number.
 constexpr uint32_t longest_text = INT32_MAX - spare_bytes;
 
 struct TrackedDeleter {

@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "acfg/line.h"
-#include "cli/text_field.h"
+#include "db/text_field.h"
 #include "platform/bitset.h"
 
 namespace {

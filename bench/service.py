@@ -97,8 +97,9 @@ class Service:
         return client
 
     def shell(self, command):
-        """The words that run one command of the shell here."""
-        return ["env", f"SCHEDCLI_RUN_DIR={self.run}", self.build / "shell/schedsh", "-c", command]
+        """The words that run one command of the shell here, and on any other service no more."""
+        os.environ["SCHEDCLI_RUN_DIR"] = str(self.run)
+        return [self.build / "shell/schedsh", "-c", command]
 
     def stop(self):
         if self.process:

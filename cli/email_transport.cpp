@@ -8,7 +8,7 @@
 
 #include "cli/frame.h"
 #include "cli/parameters.h"
-#include "cli/text_field.h"
+#include "db/text_field.h"
 
 namespace {
 
@@ -86,10 +86,11 @@ int fill_setting(const sch_cli_cmd_ctx *ctx, const Setting &setting, sch_email_t
 
 int fill(const sch_cli_cmd_ctx *ctx, RequestRecord *record) {
   const Setting *setting = find_setting(ctx->subcommand);
-  if (setting == nullptr) return exit_success;  // goes out with opcode 0 and nothing filled
+  if (setting == nullptr) return exit_success;  // meant: the request goes out with opcode 0 and an empty record
   auto *conf = record->payload<sch_email_transport>();
   record->set_opcode(ctx->negate != 0 ? setting->clear_opcode : setting->set_opcode);
-  if (setting->subcommand == SCH_EMAIL_SMTP) conf->smtp.port = htonl(SCH_SMTP_PORT_DEFAULT);  // clearing has it as well
+  if (setting->subcommand == SCH_EMAIL_SMTP)
+    conf->smtp.port = htonl(SCH_SMTP_PORT_DEFAULT);  // also when the server is cleared
   return ctx->negate != 0 ? exit_success : fill_setting(ctx, *setting, conf);
 }
 

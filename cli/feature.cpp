@@ -3,7 +3,7 @@
 #include "platform/feature.h"
 
 #include "cli/frame.h"
-#include "cli/text_field.h"
+#include "db/text_field.h"
 
 namespace {
 
@@ -11,7 +11,7 @@ constexpr char feature_name[] = "scheduler";
 
 struct FeatureChange {
   uint32_t operation;
-  uint32_t tolerated_status;  // reported, and a success to the shell
+  uint32_t tolerated_status;  // reported to the operator, but a success to the shell
 };
 constexpr FeatureChange enabling = {3, 0x40aa0005};
 constexpr FeatureChange disabling = {4, 0x40aa0006};

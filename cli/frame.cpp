@@ -8,7 +8,7 @@
 #include <limits>
 #include <utility>
 
-#include "cli/text_field.h"
+#include "db/text_field.h"
 #include "platform/errors.h"
 
 namespace {
@@ -24,7 +24,7 @@ bool matches_name_rule(const char *name) {
 }  // namespace
 
 RequestRecord::RequestRecord(uint32_t opcode, uint64_t payload_length) : length_(0) {
-  // The length travels in 32 bits; a text that goes beyond is as good as one without memory.
+  // The length travels in 32 bits; a longer text is reported as if there were no memory for it.
   if (payload_length <= std::numeric_limits<uint32_t>::max() - sizeof(sch_request_header)) {
     length_ = static_cast<uint32_t>(sizeof(sch_request_header) + payload_length);
     record_.reset(static_cast<unsigned char *>(std::malloc(length_)));

@@ -9,7 +9,7 @@
 #include "cli/job_text.h"
 #include "cli/named_object.h"
 #include "cli/parameters.h"
-#include "cli/text_field.h"
+#include "db/text_field.h"
 #include "diag/trace.h"
 
 namespace {

@@ -12,7 +12,7 @@ constexpr size_t growth = 1024;
 constexpr size_t text_limit = 8182;  // of the text so far and the next line without its newline
 constexpr char separator = ';';
 
-// A line longer than one step takes several.
+// Grows by whole steps, as many as a long line needs.
 bool reserve(JobText *lines, size_t needed) {
   if (needed <= lines->capacity) return true;
   size_t capacity = lines->capacity;

@@ -7,13 +7,13 @@
 
 #include "cli/frame.h"
 #include "cli/parameters.h"
-#include "cli/text_field.h"
+#include "db/text_field.h"
 #include "diag/trace.h"
 #include "platform/uri.h"
 
 namespace {
 
-// The platform fills a field of the request; whether it terminates a text that fills it whole is its own affair.
+// The platform writes into a field of the request. It need not terminate a text that fills the field.
 template <size_t Size>
 void terminate(char (&field)[Size]) {
   field[Size - 1] = '\0';

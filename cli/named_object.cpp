@@ -5,7 +5,7 @@
 
 #include "cli/frame.h"
 #include "cli/parameters.h"
-#include "cli/text_field.h"
+#include "db/text_field.h"
 #include "diag/trace.h"
 
 int create_or_delete(const sch_cli_cmd_ctx *ctx, const NamedObject &object) {

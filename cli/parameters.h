@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A command's parameters, numbered from 1. A parameter that is not there, holds no value or is of the other kind reads
-// as null: a count smaller than the command needs is never read behind.
+// as null: nothing is read behind the parameters that there are.
 #pragma once
 
 #include <cstdint>

@@ -57,7 +57,7 @@ bool authenticate(const char *user_name, const char *clear_password, const char 
 uint32_t check_password(const char *user_name, SecurityUser *user) {
   char host_name[host_name_size] = {};
   gethostname(host_name, sizeof host_name);
-  host_name[sizeof host_name - 1] = '\0';  // a longer name comes without
+  host_name[sizeof host_name - 1] = '\0';  // gethostname need not terminate a name that it cut
   SCH_TRACE_CLI("Passwd for user %s returned from securityD : %s", user_name, (*user)->password);
   ClearText clear;
   if (!decrypt(user, &clear)) {

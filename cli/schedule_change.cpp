@@ -6,7 +6,7 @@
 #include "cli/frame.h"
 #include "cli/parameters.h"
 #include "cli/schedule_time.h"
-#include "cli/text_field.h"
+#include "db/text_field.h"
 #include "diag/trace.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include "cli/frame.h"
 #include "cli/parameters.h"
-#include "cli/text_field.h"
+#include "db/text_field.h"
 #include "diag/trace.h"
 
 int sch_cli_modify_schedule_emailaddr(const sch_cli_cmd_ctx *ctx) {

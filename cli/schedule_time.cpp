@@ -18,7 +18,7 @@ int refuse(uint32_t code, uint32_t schedule_type) {
   return exit_bad_form;
 }
 
-// The time functions' results are the negated codes of the display.
+// The time functions return an error negated; sch_cli_disp_error() takes it positive.
 int refuse_result(int result, uint32_t schedule_type) {
   return refuse(static_cast<uint32_t>(-result), schedule_type);
 }

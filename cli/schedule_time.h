@@ -16,5 +16,5 @@ LocalMoment local_now();
 // Fills the zeroed record by the sub-command. Not exit_success: the handler's result, already reported.
 int set_schedule_time(const sch_cli_cmd_ctx *ctx, const LocalMoment &now, sch_tminfo *time_info);
 
-// A period without a start time begins by itself.
+// A period without a start time begins two minutes from now.
 bool start_is_assumed(const sch_cli_cmd_ctx *ctx);

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "cli/text_field.h"
+#include "db/text_field.h"
 #include "platform/security.h"
 #include "schedcli.h"
 

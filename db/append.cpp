@@ -18,7 +18,7 @@ struct remembered {
   list_end end;
 };
 
-// Neighbouring slots of a job table fall on different places; two lists on one place cost a walk, nothing more.
+// Lists of neighbouring slots of a job table hash to different places. Two lists on one place cost a walk, no more.
 constexpr size_t places = 4 * SCH_MAX_JOBS;
 remembered ends[places];
 int open_sessions = 0;

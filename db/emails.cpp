@@ -45,7 +45,7 @@ sch_email_slot *free_slot(sch_schedule_email_entry *entry) {
   if (entry->count == SCH_MAX_EMAIL_IDS) return nullptr;
   for (sch_email_slot &slot : entry->slots)
     if (slot.in_use == 0) return &slot;
-  return nullptr;  // the count of a damaged record
+  return nullptr;  // the record is damaged: its count says that there is a free slot
 }
 
 // All addresses that begin with the text go, not just the first, as meant.

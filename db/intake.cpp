@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The way of a stored record into a configuration.
+// Enters a stored record into a configuration.
 #include <algorithm>
 #include <cstring>
 
@@ -15,7 +15,7 @@ void *record_of(const pss_buf *stored, uint32_t size, uint32_t mem_type, const c
   return record;
 }
 
-// What a header announces of the fragment in this place; of one that came before its header, any length.
+// The bytes that the job's header announces for the fragment at this position; without a header, as many as may be.
 uint32_t announced(const sch_job_hdr *hdr, guint place) {
   if (hdr == nullptr) return SCH_FRAGMENT_SIZE;
   const uint64_t before = uint64_t{place} * SCH_FRAGMENT_SIZE;
@@ -23,7 +23,8 @@ uint32_t announced(const sch_job_hdr *hdr, guint place) {
   return static_cast<uint32_t>(std::min<uint64_t>(hdr->length - before, SCH_FRAGMENT_SIZE));
 }
 
-// Of the fragments that are there, no more than the header before announced is known to exist.
+// A later header may announce more text than the one before it, by which the fragments were taken in: of them no more
+// bytes are known to exist than the earlier header announced.
 void bound_fragments(const sch_job_entry &slot, const sch_job_hdr *before) {
   guint place = 0;
   for (const GList *node = slot.fragments; node != nullptr; node = node->next, ++place) {
@@ -32,7 +33,7 @@ void bound_fragments(const sch_job_entry &slot, const sch_job_hdr *before) {
   }
 }
 
-// Of what an add operation answers, nothing is reported: it has freed what it refused.
+// The result of an add operation is not handed on: what it refused, it has freed.
 int add_schedule(sch_config_db *config, sch_config_key *key, const pss_buf *value) {
   void *rec = record_of(value, sizeof(sch_schedule_rec), SCH_MEMORY_SCHEDULE, "add schedule entry");
   if (rec == nullptr) return -1;

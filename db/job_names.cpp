@@ -12,7 +12,7 @@ namespace {
 constexpr int16_t free_place = -1;
 
 const sch_job_entry *indexed = nullptr;  // the table of the session
-int16_t places[2 * SCH_MAX_JOBS];        // slots by their names, in open addressing
+int16_t places[2 * SCH_MAX_JOBS];        // a hash table of slot numbers by name, with open addressing
 
 size_t home_of(const char *name) {
   uint32_t bits = 0x811c9dc5;

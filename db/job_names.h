@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Which slot of a job table has a name. Every fragment of a store asks.
+// Finds the slot of a job by its name, quickly while a store is restored: every fragment is looked up.
 #pragma once
 
 #include "schedcli.h"
@@ -7,7 +7,7 @@
 // The lowest slot in use that has the name; -1: none.
 int slot_named(const sch_config_db *config, const char *name);
 
-void note_slot_named(const sch_config_db *config, const sch_job_entry *slot);  // it has got its key
+void note_slot_named(const sch_config_db *config, const sch_job_entry *slot);  // after a slot has got its key
 
 // Look-ups of this table are constant time while one of these lives. Nothing but the add operations may change the
 // table meanwhile. Outside, the slots are anybody's to change, hence each look-up walks. Not nested.

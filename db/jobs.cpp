@@ -2,6 +2,7 @@
 #include "db/append.h"
 #include "db/job_names.h"
 #include "db/name.h"
+#include "db/text_field.h"
 #include "diag/short_blocks.h"
 #include "diag/trace.h"
 #include "platform/memory.h"
@@ -20,7 +21,7 @@ int refuse(sch_config_key *key, void *record) {
 }
 
 void keep_first_key(sch_job_entry *slot, sch_config_key *key) {
-  const name_text name(key->name);
+  const FieldText name(key->name);
   if (slot->key != nullptr) {
     SCH_TRACE_SERVICE(trace_config, "job %s key already present, adding!", name.text);
     mtrack_free(key);
@@ -54,7 +55,7 @@ int sch_add_job_data(sch_config_db *config, sch_config_key *key, void *fragment,
   mtrack_free(key);
   forget_short_block(fragment);
   const guint count = sch_append(&found->fragments, fragment);
-  SCH_TRACE_SERVICE(trace_config, "job %s (%d) adding fragment %d", name_text(found->key->name).text, index,
+  SCH_TRACE_SERVICE(trace_config, "job %s (%d) adding fragment %d", FieldText(found->key->name).text, index,
                     static_cast<int>(count));
   *slot = found;
   return 0;
@@ -69,7 +70,7 @@ int sch_add_runtime_job_status_entry(sch_config_db *config, sch_runtime_job_stat
   }
   const guint count = sch_append(&slot->status_list, status);
   SCH_TRACE_SERVICE(trace_status, "adding status # %d for job %s", static_cast<int>(count),
-                    name_text(slot->key->name).text);
+                    FieldText(slot->key->name).text);
   return 0;
 }
 

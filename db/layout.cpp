@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What travels or is stored has one layout on every machine; records of pointers have their number of words.
+// Records that travel or are stored have the same layout on every machine; those of pointers consist of whole words.
 #include "schedcli.h"
 
 namespace {

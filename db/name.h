@@ -17,9 +17,3 @@ bool begins_with(const char (&field)[size], const char *text) {
   const size_t length = strlen(text);
   return length <= size && strncmp(field, text, length) == 0;
 }
-
-// A name as an argument of a trace, always terminated.
-struct name_text {
-  explicit name_text(const char (&field)[name_size]) { memcpy(text, field, name_size); }
-  char text[name_size + 1] = {};
-};

@@ -47,7 +47,8 @@ shape shape_of(const char *format) {
   return shape::unknown;
 }
 
-// The tracker of messages takes its arguments as they came, so each shape needs its own call.
+// The sender is variadic and is given the arguments themselves, so each combination of conversions is a call of its
+// own.
 void send(const sch_syslog_msg *msg, va_list arguments) {
   const shape own = shape_of(msg->format);
   const int severity = static_cast<int>(msg->severity);

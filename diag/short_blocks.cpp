@@ -7,9 +7,9 @@
 
 namespace {
 
-// A block may go back to the tracker unseen and its place be taken by a longer one. So a note is a copy of what the
-// block held: it counts only while the block begins with that.
-GHashTable *notes = nullptr;  // block -> GBytes; null until a store is found damaged
+// A block may be freed without this file being told, and another one be allocated at its address. So a note keeps a
+// copy of the block's bytes, and counts only while the block at that address still begins with them.
+GHashTable *notes = nullptr;  // block -> GBytes; null until the first damaged record
 
 GBytes *note_of(const void *block) {
   return notes == nullptr ? nullptr : static_cast<GBytes *>(g_hash_table_lookup(notes, block));

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// A fragment of a job's text has no size of its own: the job's header tells how much of it is read. Where a damaged
-// store gave less than the header announces, what there is stands here, beside the fragment.
+// A fragment of a job's text does not know its own size: readers take as much as the job's header announces. Where a
+// damaged store gave fewer bytes than that, the real size of the fragment is noted here.
 #pragma once
 
 #include <cstdint>
 
-// Of a note that is there already, the smaller size stays.
+// A block that is noted already keeps the smaller size.
 void note_short_block(const void *block, uint32_t size);
-// What is allocated anew or freed is no longer short.
+// To be called when a block is allocated or freed.
 void forget_short_block(const void *block);
 // The bytes of the block that may be read: `wanted`, or fewer when it is short.
 uint32_t readable_of(const void *block, uint32_t wanted);

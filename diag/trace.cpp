@@ -19,7 +19,7 @@ struct history_record {
 
 }  // namespace
 
-// A text that nobody takes is not formed: a restore traces each record several times.
+// A text is formatted only when a sink takes it: a restore traces each record several times.
 void sch_trace_text(int level, bool to_stderr, const char *format, ...) {
   history_record record;
   record.subtype = static_cast<uint32_t>(level);

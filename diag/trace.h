@@ -11,11 +11,11 @@ inline constexpr int trace_status = 102;  // run-time status, fragment counts
 inline constexpr int trace_config = 103;  // configuration records, command handlers
 
 extern "C" {
-// Formats at most 511 bytes once for the first two sinks; `to_stderr` is the caller's gate of the first.
+// Formats the text once, at most 511 bytes of it, for standard error (when `to_stderr`) and the history.
 [[gnu::format(printf, 3, 4)]] void sch_trace_text(int level, bool to_stderr, const char *format, ...);
 }
 
-// buginf takes the format and its arguments as they came, hence macros.
+// Macros, because buginf is given the format and the arguments themselves, not the formatted text.
 #define SCH_TRACE(level, to_stderr, ...)                                                      \
   do {                                                                                        \
     sch_trace_text((level), (to_stderr), __VA_ARGS__);                                        \

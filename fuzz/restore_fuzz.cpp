@@ -1,17 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 // A store of any records: restored as configuration and as run-time status, generated as text, saved, freed.
 // Input: records, each a key (one byte of length) and a value (two bytes of length).
-#include "fuzz/platform.h"
-#include "schedcli.h"
+#include "fuzz/input.h"
+
+using platform_test::fake;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  constexpr pss_handle store = 1;
+  constexpr char uri[] = "startup:scheduler_startup";
   fuzz::reset();
+  fake.cfg_type = 2;
+  fake.stores[uri] = {};
+  uint32_t error = 0;
+  const pss_handle store = pss_open(uri, &error);
   fuzz::Input input(data, size);
   while (!input.empty()) {
     std::string key = input.sized_by_one_byte();
     std::string value = input.sized_by_two_bytes();
-    fuzz::platform.records.emplace_back(std::move(key), std::move(value));
+    fake.stores[uri].records[platform_test::unhex("16000000")] = value;  // the logging level
+    fake.walk.emplace_back(std::move(key), std::move(value));
   }
   sch_restore_config_from_pss(&sch_running_config, store);
   sch_restore_db_from_pss(&sch_running_config, store);
@@ -21,6 +27,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   sch_save_db_to_pss(&sch_running_config, store);
   sch_free_config(&sch_running_config);
   sch_acfgcb_cfg_gen(nullptr, nullptr);
-  fuzz::reset();
   return 0;
 }

@@ -2,10 +2,8 @@
 // A service that answers the show commands with anything.
 // Input: the command and its transport (one byte), then replies, each with two bytes of length.
 #include <cstdio>
-#include <cstring>
 
-#include "fuzz/platform.h"
-#include "schedcli.h"
+#include "fuzz/input.h"
 
 namespace {
 
@@ -21,8 +19,7 @@ constexpr uint8_t no_length_bit = 0x08;
 // An announced total beyond this is a lie of the input: it finds no memory, as on a small machine.
 extern "C" void *__real_malloc(size_t size);
 extern "C" void *__wrap_malloc(size_t size) {
-  constexpr size_t largest_block = 1 << 16;
-  return size > largest_block ? nullptr : __real_malloc(size);
+  return size > fuzz::largest_block ? nullptr : __real_malloc(size);
 }
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
@@ -36,9 +33,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::reset();
   fuzz::Input input(data, size);
   const uint8_t choice = input.byte();
-  fuzz::platform.keeps_length_word = (choice & no_length_bit) != 0;
-  while (!input.empty())
-    fuzz::platform.replies.push_back(input.sized_by_two_bytes());
+  platform_test::fake.keeps_length_word = (choice & no_length_bit) != 0;
+  while (!input.empty()) {
+    std::string reply = input.sized_by_two_bytes();
+    platform_test::fake.messages.push_back(reply);
+    platform_test::fake.replies.push_back(platform_test::Reply::with(std::move(reply)));
+  }
 
   sch_cli_param name = {};
   name.kind = SCH_PARAM_STRING;

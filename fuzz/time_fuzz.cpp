@@ -4,8 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "fuzz/platform.h"
-#include "schedcli.h"
+#include "fuzz/input.h"
 
 namespace {
 
@@ -36,6 +35,7 @@ void check_completion(const std::string &text, const struct tm &now_tm) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  fuzz::reset();
   fuzz::Input input(data, size);
   const uint32_t type = input.byte() % types;
   const std::string text = input.rest();

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <iterator>
 
 namespace host {
@@ -74,9 +75,28 @@ bool is_plain(char c) {
   return (c >= ' ' && c < 0x7f) || c == '\n' || c == '\t';
 }
 
+constexpr uint64_t in_each_byte(uint8_t value) {
+  return value * uint64_t{0x0101010101010101};
+}
+
+// Eight at once, each from the blank to '~'. A tab or a line end says no, too.
+bool are_printable(const char *eight) {
+  uint64_t word;
+  std::memcpy(&word, eight, sizeof word);
+  const uint64_t below_blank = (word - in_each_byte(' ')) & ~word, above_tilde = word | (word + in_each_byte(1));
+  return ((below_blank | above_tilde) & in_each_byte(0x80)) == 0;
+}
+
 size_t end_of_plain(std::string_view text, size_t offset) {
-  return static_cast<size_t>(
-      std::find_if_not(text.begin() + static_cast<std::ptrdiff_t>(offset), text.end(), is_plain) - text.begin());
+  while (offset < text.size()) {
+    if (text.size() - offset >= sizeof(uint64_t) && are_printable(text.data() + offset))
+      offset += sizeof(uint64_t);
+    else if (is_plain(text[offset]))
+      offset++;
+    else
+      break;
+  }
+  return offset;
 }
 
 }  // namespace

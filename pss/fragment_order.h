@@ -7,7 +7,7 @@
 
 class FragmentOrder {
  public:
-  // Told of every record that has entered the configuration; the key is in host order.
+  // To be called for every record that has entered the configuration, with its key in host order.
   void entered(const sch_config_db *config, const sch_config_key &key);
 
   // Whether a fragment came behind one of a higher number of its job, or before its job.

@@ -53,8 +53,7 @@ void restore_email_reply_to(const pss_buf &value) {
   sch_email_transport &conf = email_transport_conf;
   std::memset(conf.reply_to, 0, sizeof conf.reply_to);
   copy_at_most(conf.reply_to, sizeof conf.reply_to, value);
-  std::memset(conf.reply_to_copy, 0, sizeof conf.reply_to_copy);
-  std::memcpy(conf.reply_to_copy, conf.reply_to, strnlen(conf.reply_to, sizeof conf.reply_to));
+  store_text(conf.reply_to_copy, conf.reply_to);
   SCH_TRACE_SERVICE(trace_config, "Configured Global email conf values :reply-to :%s\n",
                     RunOnText(conf.reply_to).c_str());
 }
@@ -74,8 +73,8 @@ void restore_schedule_email(const pss_buf &value) {
   SCH_TRACE_SERVICE(trace_config, "got schedule email conf entry");
   sch_schedule_email_entry entry = {};
   copy_at_most(&entry, sizeof entry, value);
-  SCH_TRACE_SERVICE(trace_config, "Configured schedule email conf for %s is %d\n",
-                    Terminated(entry.schedule_name).c_str(), entry.count);
+  SCH_TRACE_SERVICE(trace_config, "Configured schedule email conf for %s is %d\n", FieldText(entry.schedule_name).text,
+                    entry.count);
   sch_add_schedule_email_entry_from_pss(&sch_schedule_email_list, &entry);
 }
 
@@ -103,7 +102,7 @@ void restore_record(sch_config_db *config, WalkedKey walked, StoreWalk &walk, Fr
   const sch_config_key &key = walked.in_host_order();
   const pss_buf *value = walk.value();
   if (value == nullptr) {
-    SCH_TRACE_SERVICE(trace_config, "could not retrieve value for %s", Terminated(key.name).c_str());
+    SCH_TRACE_SERVICE(trace_config, "could not retrieve value for %s", FieldText(key.name).text);
     return;
   }
   SCH_TRACE_SERVICE(trace_config, "got key type %d", key.type);

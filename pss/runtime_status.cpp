@@ -64,7 +64,7 @@ int sch_save_runtime_job_status_entry_to_pss(pss_handle store, const sch_runtime
   const uint32_t error = pss_store(store, 1, &key_buf, &value_buf);
   if (error == 0) return 0;
   SCH_TRACE_SERVICE(trace_config, "PSS error 0x%x saving the job %d status for schedule %s", error, status->job_id,
-                    Terminated(status->schedule_name).c_str());
+                    FieldText(status->schedule_name).text);
   sch_syserr_log(trace_config, error);
   return -1;
 }
@@ -80,7 +80,7 @@ int sch_save_db_to_pss(sch_config_db *config, pss_handle store) {
   for (int index = 0; index < SCH_MAX_JOBS; ++index) {
     const sch_job_entry &slot = config->jobs[index];
     if (slot.key == nullptr || slot.hdr == nullptr || slot.fragments == nullptr) continue;
-    SCH_TRACE_SERVICE(trace_config, "saving job %s (%d)", Terminated(slot.key->name).c_str(), index);
+    SCH_TRACE_SERVICE(trace_config, "saving job %s (%d)", FieldText(slot.key->name).text, index);
     sch_save_runtime_job_status_to_pss(store, &slot);
   }
   return 0;
@@ -95,8 +95,7 @@ int sch_delete_job_status_entry_from_pss(pss_handle store, const sch_runtime_job
 int sch_delete_all_status_for_job_from_pss(pss_handle store, sch_job_entry *slot) {
   while (GList *node = g_list_first(slot->status_list)) {
     auto *status = static_cast<sch_runtime_job_status *>(node->data);
-    SCH_TRACE_SERVICE(trace_config, "pss delete job (%s) status (%d)", Terminated(slot->key->name).c_str(),
-                      status->job_id);
+    SCH_TRACE_SERVICE(trace_config, "pss delete job (%s) status (%d)", FieldText(slot->key->name).text, status->job_id);
     slot->status_list = g_list_remove_link(slot->status_list, node);
     sch_delete_job_status_entry_from_pss(store, status);
     mtrack_free(status);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Records go to a store one by one, all through the same piece of code.
+// Stores one record, and traces how that went by the rule of its kind.
 #include "pss/save.h"
 
 #include "diag/trace.h"
@@ -44,7 +44,7 @@ void delete_record(pss_handle store, sch_config_key key) {
 int save_record(pss_handle store, const SaveRule &rule, const sch_config_key &key, const void *value, uint32_t length) {
   const uint32_t error = store_record(store, key, value, length);
   const char *text = error == 0 ? rule.success : rule.failure;
-  if (text != nullptr) SCH_TRACE_SERVICE(trace_config, text, error, Terminated(key.name).c_str(), key.fragment);
+  if (text != nullptr) SCH_TRACE_SERVICE(trace_config, text, error, FieldText(key.name).text, key.fragment);
   if (error != 0 && rule.logs_error) sch_syserr_log(trace_config, error);
   return error == 0 ? 0 : -1;
 }

@@ -9,7 +9,7 @@ namespace {
 void save_schedules(const sch_config_db &config, pss_handle store) {
   for (const GList *node = g_list_first(*config.schedules); node != nullptr; node = node->next) {
     const auto *entry = static_cast<const sch_schedule_entry *>(node->data);
-    SCH_TRACE_SERVICE(trace_config, "pss save schedule %s", Terminated(entry->key->name).c_str());
+    SCH_TRACE_SERVICE(trace_config, "pss save schedule %s", FieldText(entry->key->name).text);
     sch_save_schedule_entry_to_pss(store, entry);
   }
 }
@@ -18,7 +18,7 @@ void save_jobs(const sch_config_db &config, pss_handle store) {
   for (int index = 0; index < SCH_MAX_JOBS; ++index) {
     sch_job_entry &slot = config.jobs[index];
     if (slot.key == nullptr || slot.hdr == nullptr || slot.fragments == nullptr) continue;
-    SCH_TRACE_SERVICE(trace_config, "pss save job %s (%d)", Terminated(slot.key->name).c_str(), index);
+    SCH_TRACE_SERVICE(trace_config, "pss save job %s (%d)", FieldText(slot.key->name).text, index);
     sch_save_job_entry_to_pss(store, &slot);
   }
 }

@@ -47,14 +47,14 @@ int sch_save_job_entry_to_pss(pss_handle store, sch_job_entry *slot) {
 
 int sch_delete_job_entry_from_pss(pss_handle store, const sch_job_entry *slot) {
   sch_config_key key = *slot->key;
-  const Terminated name(key.name);
+  const FieldText name(key.name);
   key.fragment = 0;
-  SCH_TRACE_SERVICE(trace_config, "pss delete job (%s) key entry", name.c_str());
+  SCH_TRACE_SERVICE(trace_config, "pss delete job (%s) key entry", name.text);
   delete_record(store, key);
   const uint32_t count = g_list_length(slot->fragments);
   while (key.fragment < count) {
     ++key.fragment;
-    SCH_TRACE_SERVICE(trace_config, "pss delete job (%s) fragment (%d)", name.c_str(), key.fragment);
+    SCH_TRACE_SERVICE(trace_config, "pss delete job (%s) fragment (%d)", name.text, key.fragment);
     delete_record(store, key);
   }
   return 0;

@@ -25,7 +25,7 @@ int sch_pss_shrink(uint32_t max_free) {
                 {debug_pss_running, sch_debug_pss_running_uri}};
   for (const auto &store : stores) {
     uint32_t status = 0;
-    store.handle = sch_verify_pss_shrink(store.handle, Terminated(store.uri).c_str(), max_free, &status);
+    store.handle = sch_verify_pss_shrink(store.handle, FieldText(store.uri).text, max_free, &status);
     if (status != 0) return static_cast<int>(status);
   }
   return 0;

@@ -33,36 +33,36 @@ void report_open_failure(const RunningStore &store, const char *uri, uint32_t er
 }
 
 bool create_and_open(const RunningStore &store) {
-  const Terminated uri(store.uri);
-  create_store(uri.c_str());  // a failure is left to the opening to find
-  const uint32_t error = open_store(store, uri.c_str());
-  if (error != 0) report_open_failure(store, uri.c_str(), error);
+  const FieldText uri(store.uri);
+  create_store(uri.text);  // if this fails, so does the opening, which reports it
+  const uint32_t error = open_store(store, uri.text);
+  if (error != 0) report_open_failure(store, uri.text, error);
   return error == 0;
 }
 
 // The standby's way: a store is created only when it cannot be opened.
 uint32_t open_or_create(const RunningStore &store) {
-  const Terminated uri(store.uri);
-  const uint32_t error = open_store(store, uri.c_str());
+  const FieldText uri(store.uri);
+  const uint32_t error = open_store(store, uri.text);
   if (error == 0) return 0;
-  report_open_failure(store, uri.c_str(), error);
-  create_store(uri.c_str());
-  return open_store(store, uri.c_str());
+  report_open_failure(store, uri.text, error);
+  create_store(uri.text);
+  return open_store(store, uri.text);
 }
 
 uint32_t rebuild_empty(const RunningStore &store) {
-  const Terminated uri(store.uri);
-  pss_destroy(uri.c_str());
-  create_store(uri.c_str());
-  return open_store(store, uri.c_str());
+  const FieldText uri(store.uri);
+  pss_destroy(uri.text);
+  create_store(uri.text);
+  return open_store(store, uri.text);
 }
 
 void restore_from_startup() {
-  const Terminated uri(sch_pss_startup_uri);
+  const FieldText uri(sch_pss_startup_uri);
   uint32_t error = 0;
-  const pss_handle startup = pss_open(uri.c_str(), &error);
+  const pss_handle startup = pss_open(uri.text, &error);
   if (error != 0) {
-    SCH_TRACE_SERVICE(trace_store, "No startup config/Unable to open pss at %s", uri.c_str());
+    SCH_TRACE_SERVICE(trace_store, "No startup config/Unable to open pss at %s", uri.text);
     sch_syserr_log(trace_store, error);
     return;
   }

@@ -23,7 +23,8 @@ class StoreWalk {
   bool failed() const { return cursor_.error != 0; }
 
  private:
-  // A store that only ever sets the error leaves an earlier record's there: one bad record must not cost all behind it.
+  // Cleared first, because a store may leave the error alone on success: an earlier record's error must not end the
+  // walk.
   const pss_buf *move(uint32_t where) {
     cursor_.error = 0;
     return pss_move2location(store_, where, &cursor_);

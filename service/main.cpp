@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <malloc.h>
 #include <signal.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
@@ -20,6 +19,7 @@
 #include "service/config/reload.h"
 #include "service/configuration/apply.h"
 #include "service/configuration/desk.h"
+#include "service/footprint.h"
 #include "service/joblog/joblog.h"
 #include "service/limits.h"
 #include "service/mail/courier.h"
@@ -147,6 +147,7 @@ int serve(const Options &options, std::shared_ptr<const Settings> settings, cons
   ZoneWatch zone_watch;
   zone_watch.start([&] { scheduler.zone_changed(); });
   say_whom_it_serves(user.name);
+  give_back_start();
   run_until_signalled(loop, signals, options, context, zone_watch);
 
   server->reset();
@@ -196,18 +197,10 @@ int run(int argc, char **argv) {
   return options.check ? say_right(read.settings) : start(options, std::move(read.settings));
 }
 
-// Left to itself, the allocator takes the first large block that is freed for a sign that blocks of that size are
-// usual, and keeps all of them from then on: megabytes that the start alone needed.
-void keep_memory_small() {
-  constexpr int large_block = 128 * 1024;
-  mallopt(M_MMAP_THRESHOLD, large_block);
-  mallopt(M_TRIM_THRESHOLD, large_block);
-}
-
 }  // namespace
 }  // namespace service
 
 int main(int argc, char **argv) {
-  service::keep_memory_small();
+  service::keep_freed_memory_small();
   return service::run(argc, argv);
 }

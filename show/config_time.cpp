@@ -8,7 +8,7 @@
 
 namespace {
 
-// A buffer takes no more than this of each piece; that is part of the function's behaviour.
+// Only so much of each piece is copied into a caller's buffer; callers of the function know it so.
 constexpr size_t piece_limit_in_buffer = 4;
 
 class Pieces {

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "show/line.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 void print_line(int count, char character) {
-  for (int i = 0; i < count; ++i)
-    std::putchar(character);
+  char piece[128];
+  std::memset(piece, character, sizeof piece);
+  for (; count > 0; count -= static_cast<int>(sizeof piece))
+    std::fwrite(piece, 1, std::min(sizeof piece, static_cast<size_t>(count)), stdout);
 }
 
 namespace show {

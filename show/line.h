@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the show commands draw and print alike.
+// Lines that several show commands print.
 #pragma once
 
 #include "schedcli.h"

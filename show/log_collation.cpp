@@ -10,8 +10,8 @@
 
 namespace {
 
-// One entry's output, joined in the order of arrival. Its size is the total that the first message announces; of a
-// piece that carries more than that leaves room for, the rest is dropped.
+// One entry's output, joined in the order of arrival. Its size is the total that the first message announces; what
+// a piece carries beyond it is dropped.
 class Output {
  public:
   explicit Output(int32_t total)

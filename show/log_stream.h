@@ -7,7 +7,7 @@
 
 namespace show {
 
-// What the length word of a parsed message holds before it is parsed: no length of a message.
+// The length word before a message is parsed: a value that no message has as its length.
 inline constexpr uint32_t log_length_preset = UINT32_MAX;
 
 // The next message of the answer; a failure is printed here.

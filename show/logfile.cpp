@@ -2,7 +2,7 @@
 // The job log arrives as a stream: one request, a message for each entry, further messages for long output.
 #include <cstdio>
 
-#include "cli/text_field.h"
+#include "db/text_field.h"
 #include "diag/trace.h"
 #include "platform/debug.h"
 #include "show/log_stream.h"

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "cli/parameters.h"
-#include "cli/text_field.h"
+#include "db/text_field.h"
 #include "diag/trace.h"
 #include "platform/errors.h"
 
@@ -25,7 +25,7 @@ bool take_name(const sch_cli_cmd_ctx *ctx, Request *request) {
   const char *name = text_parameter(ctx, 1);
   if (name == nullptr) return false;
   SCH_TRACE_CLI("parameter found");
-  std::memcpy(request->payload.name, name, strnlen(name, sizeof request->payload.name));
+  store_text(request->payload.name, name);
   return true;
 }
 

@@ -10,7 +10,7 @@ namespace show {
 
 inline constexpr int exit_transport_error = 1;
 
-// What names what to show, as it is sent.
+// The request that names what is to be shown, with its header.
 struct Request {
   sch_request_header header;
   sch_show_request payload;

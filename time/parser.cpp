@@ -8,6 +8,7 @@
 #include <limits>
 #include <optional>
 
+#include "db/text_field.h"
 #include "diag/trace.h"
 #include "schedcli.h"
 
@@ -133,8 +134,8 @@ int get_val(const char *text, const char *const *names, int count, int *out) {
 }
 
 int sch_parse_str_to_tminfo(const char *text, sch_tminfo *record) {
-  char work[text_length + 1] = {};
-  std::memcpy(work, text, strnlen(text, text_length));
+  char work[text_length + 1];
+  copy_text(work, text);
   if (work[0] == ':') return malformed_text;
   SCH_TRACE_CLI("parse str %s", work);
   return parse_minute(work, record);

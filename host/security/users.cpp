@@ -2,12 +2,15 @@
 #include "host/security/users.h"
 
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <memory>
+#include <unordered_set>
 #include <vector>
 
 namespace host {
@@ -22,6 +25,41 @@ const char *local_file = "/etc/passwd";
 
 struct CloseFile {
   void operator()(FILE *file) const { std::fclose(file); }
+};
+
+class LocalUsers {
+ public:
+  bool has(const std::string &name) {
+    if (!is_read() && !read()) return false;
+    return names_.contains(name);
+  }
+
+ private:
+  bool is_read() const {
+    struct stat now = {};
+    return path_ == local_file && ::stat(local_file, &now) == 0 && same(now, read_);
+  }
+
+  // A write within the clock's tick of the last one would not show: then the names are read again the next time.
+  bool read() {
+    path_.clear();
+    names_.clear();
+    const std::unique_ptr<FILE, CloseFile> file(std::fopen(local_file, "re"));
+    if (!file || ::fstat(::fileno(file.get()), &read_) != 0) return false;
+    while (const passwd *entry = ::fgetpwent(file.get()))
+      names_.insert(entry->pw_name);
+    if (::time(nullptr) > read_.st_mtim.tv_sec + 1) path_ = local_file;
+    return true;
+  }
+
+  static bool same(const struct stat &now, const struct stat &then) {
+    return now.st_ino == then.st_ino && now.st_dev == then.st_dev && now.st_size == then.st_size &&
+           now.st_mtim.tv_sec == then.st_mtim.tv_sec && now.st_mtim.tv_nsec == then.st_mtim.tv_nsec;
+  }
+
+  std::string path_;
+  struct stat read_ = {};
+  std::unordered_set<std::string> names_;
 };
 
 std::optional<User> to_user(const passwd &entry) {
@@ -87,13 +125,10 @@ std::optional<User> user_by_uid(uid_t uid) {
   });
 }
 
+// Asked at each run: the names are kept until the file is another one or was written to.
 bool user_is_local(const std::string &name) {
-  if (!is_user_name(name)) return false;
-  const std::unique_ptr<FILE, CloseFile> file(std::fopen(local_file, "re"));
-  if (!file) return false;
-  while (const passwd *entry = ::fgetpwent(file.get()))
-    if (name == entry->pw_name) return true;
-  return false;
+  static LocalUsers users;
+  return is_user_name(name) && users.has(name);
 }
 
 }  // namespace host

@@ -3,6 +3,9 @@
 //
 // The service sends the starter a Launch with the strings behind it, and the descriptors that the new process needs.
 // The starter answers with a Launched. What happens after that comes through the run's own channel, as Reports.
+//
+// A Launch of a spare has nothing behind it and one descriptor: where the process that is made now is told later, by
+// such a message, what to become.
 #pragma once
 
 #include <sys/types.h>
@@ -26,6 +29,7 @@ struct Launch {
   uid_t uid;
   gid_t gid;
   int32_t nice;
+  uint32_t spare;           // 1: what it becomes is told later
   uint32_t in_group;        // 1: a control group's directory is among the descriptors
   uint32_t pam;             // 1: account and session by PAM, in the keeper
   uint32_t leave_daemons;   // 1: the keeper ends when the job has

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <utility>
 
 #include "host/status.h"
 
@@ -42,6 +43,22 @@ host::FileDescriptor out_of_reach(host::FileDescriptor from) {
   return host::FileDescriptor(fcntl(from.get(), F_DUPFD_CLOEXEC, out_of_the_way));
 }
 
+ssize_t send_message(int channel, std::span<const char> message, std::span<const int> descriptors) {
+  alignas(cmsghdr) char control[CMSG_SPACE(3 * sizeof(int))] = {};
+  iovec body = {const_cast<char *>(message.data()), message.size()};
+  msghdr header = {};
+  header.msg_iov = &body;
+  header.msg_iovlen = 1;
+  header.msg_control = control;
+  header.msg_controllen = CMSG_SPACE(descriptors.size_bytes());
+  cmsghdr *rights = CMSG_FIRSTHDR(&header);
+  rights->cmsg_level = SOL_SOCKET;
+  rights->cmsg_type = SCM_RIGHTS;
+  rights->cmsg_len = CMSG_LEN(descriptors.size_bytes());
+  std::memcpy(CMSG_DATA(rights), descriptors.data(), descriptors.size_bytes());
+  return sendmsg(channel, &header, MSG_NOSIGNAL);
+}
+
 }  // namespace
 
 host::Error Starter::broken(const std::string &what) {
@@ -51,6 +68,7 @@ host::Error Starter::broken(const std::string &what) {
 }
 
 void Starter::end() {
+  end_spare();
   channel_ = host::FileDescriptor();
   if (pid_ <= 0) return;
   kill(pid_, SIGKILL);
@@ -74,25 +92,16 @@ host::Result<void> Starter::begin(int lock) {
   posix_spawn_file_actions_addclosefrom_np(&actions.list, starter_lock + 1);
   char name[] = "schedd-starter", *arguments[] = {name, nullptr}, *environment[] = {nullptr};
   errno = posix_spawn(&pid_, program_.c_str(), &actions.list, nullptr, arguments, environment);
-  if (errno == 0) return {};
+  if (errno == 0) {
+    make_spare_ = host::Watch::after_ms(0, [this] { make_spare(); });
+    return {};
+  }
   pid_ = -1;
   return broken(program_);
 }
 
 host::Result<pid_t> Starter::exchange(std::span<const char> message, std::span<const int> descriptors) {
-  alignas(cmsghdr) char control[CMSG_SPACE(3 * sizeof(int))] = {};
-  iovec body = {const_cast<char *>(message.data()), message.size()};
-  msghdr header = {};
-  header.msg_iov = &body;
-  header.msg_iovlen = 1;
-  header.msg_control = control;
-  header.msg_controllen = CMSG_SPACE(descriptors.size_bytes());
-  cmsghdr *rights = CMSG_FIRSTHDR(&header);
-  rights->cmsg_level = SOL_SOCKET;
-  rights->cmsg_type = SCM_RIGHTS;
-  rights->cmsg_len = CMSG_LEN(descriptors.size_bytes());
-  std::memcpy(CMSG_DATA(rights), descriptors.data(), descriptors.size_bytes());
-  if (sendmsg(channel_.get(), &header, MSG_NOSIGNAL) < 0) return broken("its starter");
+  if (send_message(channel_.get(), message, descriptors) < 0) return broken("its starter");
   Launched answer = {-1, EPROTO};
   ssize_t size;
   do
@@ -104,8 +113,48 @@ host::Result<pid_t> Starter::exchange(std::span<const char> message, std::span<c
   return host::Error{host::err_io, std::string("cannot start the job: its process: ") + std::strerror(answer.error)};
 }
 
+// One in a control group is made in it.
+std::optional<pid_t> Starter::launch_spare(std::span<const char> message, std::span<const int> descriptors) {
+  if (spare_.pid <= 0 || descriptors.size() != 2) return std::nullopt;
+  if (send_message(spare_.channel.get(), message, descriptors) < 0) {
+    end_spare();
+    return std::nullopt;
+  }
+  spare_.channel = host::FileDescriptor();
+  return std::exchange(spare_.pid, -1);
+}
+
+// Without one, a launch takes a little longer.
+void Starter::make_spare() {
+  if (spare_.pid > 0 || pid_ <= 0) return;
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) return;
+  host::FileDescriptor ours(ends[0]);
+  const host::FileDescriptor theirs(ends[1]);
+  Launch launch = {};
+  launch.spare = 1;
+  const int descriptor = theirs.get();
+  const auto *bytes = reinterpret_cast<const char *>(&launch);
+  const host::Result<pid_t> pid = exchange({bytes, sizeof launch}, {&descriptor, 1});
+  if (pid) spare_ = {std::move(ours), *pid};
+}
+
+void Starter::end_spare() {
+  make_spare_.stop();
+  spare_.channel = host::FileDescriptor();
+  if (spare_.pid <= 0) return;
+  kill(spare_.pid, SIGKILL);
+  while (waitpid(spare_.pid, nullptr, 0) < 0 && errno == EINTR) {
+  }
+  spare_.pid = -1;
+}
+
 host::Result<pid_t> Starter::launch(std::span<const char> message, std::span<const int> descriptors) {
-  if (message.size() <= launch_size_max && descriptors.size() <= 3) return exchange(message, descriptors);
+  if (message.size() <= launch_size_max && descriptors.size() <= 3) {
+    const std::optional<pid_t> pid = launch_spare(message, descriptors);
+    if (!make_spare_.active()) make_spare_ = host::Watch::after_ms(0, [this] { make_spare(); });
+    return pid ? *pid : exchange(message, descriptors);
+  }
   return host::Error{host::err_too_large, "cannot start the job: its user has too many groups"};
 }
 

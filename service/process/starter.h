@@ -4,10 +4,12 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <span>
 #include <string>
 
 #include "host/files/file_descriptor.h"
+#include "host/loop/watch.h"
 #include "host/result.h"
 #include "service/process/launch.h"
 
@@ -26,13 +28,24 @@ class Starter {
   host::Result<pid_t> launch(std::span<const char> message, std::span<const int> descriptors);
 
  private:
+  // A process that has been made before it is needed: a due time waits for no fork.
+  struct Spare {
+    host::FileDescriptor channel;
+    pid_t pid = -1;
+  };
+
   host::Result<pid_t> exchange(std::span<const char> message, std::span<const int> descriptors);
+  std::optional<pid_t> launch_spare(std::span<const char> message, std::span<const int> descriptors);
+  void make_spare();
+  void end_spare();
   host::Error broken(const std::string &what);
   void end();
 
   std::string program_;
   host::FileDescriptor channel_;
   pid_t pid_ = -1;
+  Spare spare_;
+  host::Watch make_spare_;
 };
 
 }  // namespace service

@@ -7,6 +7,7 @@
 // that its fork costs about as much as a vfork, and no child of it has anything of the service's.
 //
 // It links the C library alone. It ends when the service does.
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
@@ -81,16 +82,39 @@ bool read_launch(Job *job, size_t size) {
   return read_strings(job, message + sizeof launch + groups_size, message + size);
 }
 
+[[noreturn]] void become(Job &job, pid_t service) {
+  if (job.launch->keeper != 0) keep_job(job, service);
+  become_job(job, service);
+}
+
+// The spare's channel takes the place of the starter's: that one's end must not be held open by anybody else.
+[[noreturn]] void wait_for_launch(pid_t service) {
+  if (dup3(descriptors[0], starter_channel, O_CLOEXEC) < 0) _exit(1);
+  close(descriptors[0]);
+  ssize_t size;
+  do
+    size = receive();
+  while (size < 0 && errno == EINTR);
+  Job job;
+  if (size <= 0 || !read_launch(&job, static_cast<size_t>(size))) _exit(1);
+  become(job, service);
+}
+
+bool asks_for_spare(size_t size) {
+  return size == sizeof(Launch) && descriptor_count == 1 && reinterpret_cast<const Launch *>(message)->spare != 0;
+}
+
 Launched launch(size_t size, pid_t service) {
   Job job;
-  if (!read_launch(&job, size)) return {-1, EBADMSG};
+  const bool spare = asks_for_spare(size);
+  if (!spare && !read_launch(&job, size)) return {-1, EBADMSG};
   Job first = job;
-  if (job.launch->keeper != 0) first.group = -1;
+  if (spare || job.launch->keeper != 0) first.group = -1;
   const pid_t pid = fork_job(first, true);
   if (pid < 0) return {-1, errno};
   if (pid > 0) return {pid, 0};
-  if (job.launch->keeper != 0) keep_job(job, service);
-  become_job(job, service);
+  if (spare) wait_for_launch(service);
+  become(job, service);
 }
 
 // What the service ignores was inherited; what a terminal or a supervisor sends to all at once is the service's to

@@ -33,9 +33,10 @@ class LogStream {
   std::optional<host::Bytes> next() {
     if (reader_.count() == 0) return empty_log();
     if (sent_ >= record_.output.size() && !next_record()) return std::nullopt;
-    const std::string piece = record_.output.substr(sent_, log_piece_limit);
+    const std::string_view piece = std::string_view(record_.output).substr(sent_, log_piece_limit);
     sent_ += piece.size();
     host::Bytes message;
+    message.reserve(sizeof(sch_log_entry) + piece.size());
     append_record(&message, describe(piece.size()));
     append_text(&message, piece);
     return message;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 #include <ctime>
+#include <utility>
 #include <vector>
 
 #include "control/statuses.h"
@@ -148,6 +149,31 @@ void save_what_is_left_out(ConfigChange &change) {
   for_each_job([&](sch_job_entry &slot, uint32_t) { change.save(slot); });
 }
 
+// A boot from startup saves each record that it restores. All of them are one commit: as many as there are would take
+// minutes on a slow disk, and a crash among them starts over as a boot in any case.
+class OneCommit {
+ public:
+  explicit OneCommit(const char *uri) {
+    if (sysmgr_is_stateless_restart() == 0) return;
+    uint32_t error = 0;
+    (void)sch_pss_create(uri, 1024, SCH_FRAGMENT_SIZE, sizeof(sch_config_key));
+    store_ = pss_open(uri, &error);
+    open_ = error == 0 && host::store_begin(store_).ok();
+  }
+  ~OneCommit() {
+    if (open_) host::store_abort(store_);
+    if (store_ != 0) pss_close(store_);
+  }
+  OneCommit(const OneCommit &) = delete;
+  OneCommit &operator=(const OneCommit &) = delete;
+
+  bool commit() { return !std::exchange(open_, false) || host::store_commit(store_).ok(); }
+
+ private:
+  pss_handle store_ = 0;
+  bool open_ = false;
+};
+
 host::Result<void> prepare_boot(BootFrom boot_from, time_t now) {
   if (host::Result<void> prepared = host::sysmgr_prepare(boot_from); !prepared) return prepared;
   if (sysmgr_is_stateless_restart() == 0) return {};
@@ -164,7 +190,8 @@ host::Result<void> open_stores(const Settings &settings, time_t now) {
   sch_pss_uri_init();
   {
     const WithoutRecordsInHistory restoring;
-    if (sch_pss_init() != 0) return failed("stores");
+    OneCommit saved(sch_pss_running_uri);
+    if (sch_pss_init() != 0 || !saved.commit()) return failed("stores");
   }
   return open_debug_store();
 }

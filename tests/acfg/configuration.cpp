@@ -51,12 +51,47 @@ sch_schedule_entry *add_schedule(sch_config_db *config, const std::string &name,
   return static_cast<sch_schedule_entry *>(g_list_last(*config->schedules)->data);
 }
 
-std::vector<std::string> lines() {
-  std::vector<std::string> texts;
+Lines lines() {
+  Lines texts;
   for (const auto &line : fake.acfg_lines) {
     texts.push_back(std::to_string(line.element) + " " + std::to_string(line.indent) + " " + line.text);
   }
   return texts;
+}
+
+void hold_configuration() {
+  const auto hold = [](const sch_config_key &key, const std::string &value) {
+    fake.stores[startup_uri].records[raw(key)] = value;
+  };
+  hold(stored_key(SCH_CONFIG_JOB, 0, "backup"), raw(sch_job_hdr{3, 0, 5}));
+  hold(stored_key(SCH_CONFIG_JOB, 1, "backup"), "copy\n");
+  sch_schedule_rec rec = {};
+  rec.jobs[0] = 1u << 3;
+  rec.time = daily(23, 30);
+  hold(stored_key(SCH_CONFIG_SCHEDULE, 0, "nightly"), raw(rec));
+  hold(stored_key(SCH_CONFIG_ENABLE, 0, ""), raw(int32_t{0}));
+  std::string log_file(532, '\0');
+  log_file.replace(256, 4, raw(int32_t{32768}));
+  hold(stored_key(SCH_CONFIG_LOG_FILE, 0, ""), log_file);
+  hold(stored_key(SCH_CONFIG_EMAIL_FROM, 0, ""), "a@b");
+  sch_schedule_email_entry entry = {};
+  put(entry.schedule_name, "nightly");
+  entry.count = 1;
+  put(entry.slots[0].address, "ops@b");
+  entry.slots[0].in_use = 1;
+  hold(stored_key(SCH_CONFIG_SCHEDULE_EMAIL, 0, "nightly"), raw(entry));
+}
+
+void hold_level(const std::string &uri, const std::string &value_hex) {
+  fake.stores[uri].records[platform_test::unhex("16000000")] = platform_test::unhex(value_hex);  // 22 in host order
+}
+
+int request(int type) {
+  static int message, asked;
+  fake.cfg_type = type;
+  fake.calls.clear();
+  fake.acfg_lines.clear();
+  return sch_acfgcb_cfg_gen(&message, &asked);
 }
 
 }  // namespace acfg_test

@@ -1,22 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <climits>
 #include <cstring>
+#include <utility>
 
 #include "tests/acfg/configuration.h"
-#include "tests/acfg/platform_hooks.h"
 
 using namespace platform_test;
 using namespace acfg_test;
-using Lines = std::vector<std::string>;
 
 namespace {
 
 class GenerationTest : public PlatformTest {
  protected:
-  void SetUp() override {
-    PlatformTest::SetUp();
-    hooks = {};
-  }
   void generate(pss_handle debug_store = 0) {
     fake.acfg_lines.clear();
     acfg_hdl handle = {};
@@ -26,37 +21,12 @@ class GenerationTest : public PlatformTest {
 
 const std::string feature = "3 0 feature scheduler\n";
 
-TEST_F(GenerationTest, an_empty_configuration_is_the_feature_line_alone) {
-  generate();
-  EXPECT_EQ(lines(), (Lines{feature}));
-  EXPECT_EQ(fake.acfg_text(1), "");
-  EXPECT_EQ(fake.acfg_text(3), "feature scheduler\n");
-}
-
-TEST_F(GenerationTest, elements_are_declared_first) {
-  generate();
-  EXPECT_EQ(fake.calls, (Lines{"acfg_elem_add 224 1 12", "acfg_elem_add 224 3 2", "acfg_elem_add 224 2 3",
-                               "acfg_elem_str_add_indent 3 0 feature scheduler\n"}));
-}
-
 TEST_F(GenerationTest, the_feature_line_does_not_depend_on_the_enable_flag) {
   for (const int32_t enabled : {0, 1, -1}) {
     scheduler_enabled = enabled;
     generate();
     EXPECT_EQ(lines(), (Lines{feature})) << enabled;
   }
-}
-
-TEST_F(GenerationTest, one_job_and_one_schedule) {
-  sch_log_file.size = 32768;
-  add_job(&sch_running_config, 0, "backup", "first command\nsecond command\n");
-  add_schedule(&sch_running_config, "nightly", daily(23, 30), {0});
-  generate();
-  EXPECT_EQ(fake.acfg_text(3), "feature scheduler\n");
-  EXPECT_EQ(lines(),
-            (Lines{feature, "1 0 scheduler logfile size 32\n\n", "1 0 scheduler job name backup\n",
-                   "1 0 first command\nsecond command\n", "1 0 end-job\n\n", "1 0 scheduler schedule name nightly\n",
-                   "1 1 job name backup\n", "1 0   time daily 23:30\n", "1 0 \n"}));
 }
 
 TEST_F(GenerationTest, log_file_sizes) {
@@ -161,8 +131,8 @@ TEST_F(GenerationTest, every_line_but_a_job_s_text_stands_alone_in_the_line_buff
   sch_add_schedule_email_entry(&sch_schedule_email_list, "t", std::string(63, 'a').c_str());
   std::memset(cfg_line, 'x', sizeof cfg_line);
   generate();
-  EXPECT_EQ(hooks.dirty_lines, 0);
-  EXPECT_EQ(hooks.foreign_lines, (Lines{"text\n"}));
+  for (const AcfgLine &line : fake.acfg_lines)
+    EXPECT_EQ(line.in_line_buffer && line.alone_in_buffer, line.text != "text\n") << line.text;
 }
 
 TEST_F(GenerationTest, job_texts_by_length) {
@@ -181,36 +151,15 @@ TEST_F(GenerationTest, job_texts_by_length) {
   }
 }
 
-TEST_F(GenerationTest, order_of_the_calls_of_a_job_block) {
-  sch_job_entry *slot = add_job(&sch_running_config, 0, "j", "a\n");
-  fake.calls.clear();
-  acfg_hdl handle = {};
-  sch_add_job_cfg(&sch_running_config, &handle, slot);
-  EXPECT_EQ(fake.calls,
-            (Lines{"acfg_elem_str_add_indent 1 0 scheduler job name j\n", "mtrack_alloc 224 12 4",
-                   "acfg_elem_str_add_indent 1 0 a\n", "mtrack_free 12", "acfg_elem_str_add_indent 1 0 end-job\n\n"}));
-}
-
 TEST_F(GenerationTest, a_job_without_memory_keeps_its_name_and_end) {
   add_job(&sch_running_config, 0, "j", "a\n");
   add_job(&sch_running_config, 1, "k", "b\n");
   fake.alloc = {1, false, 0};
   generate();
   EXPECT_EQ(fake.acfg_text(1), "scheduler job name j\nend-job\n\nscheduler job name k\nb\nend-job\n\n");
-  ASSERT_EQ(fake.syslog.size(), 1u);
-  EXPECT_EQ(fake.syslog[0].second, "<<%SCHEDULER-2-SCH_SYSLOG_MALLOC_ERR>> Out of memory: create script file");
   fake.alloc = {1, true, 0};
   generate();
   EXPECT_EQ(fake.acfg_text(1), "scheduler job name j\nend-job\n\nscheduler job name k\nend-job\n\n");
-}
-
-TEST_F(GenerationTest, a_slot_without_header_has_no_text) {
-  sch_job_entry *slot = add_job(&sch_running_config, 0, "j", "a\n");
-  sch_job_hdr *header = slot->hdr;
-  slot->hdr = nullptr;
-  generate();
-  slot->hdr = header;
-  EXPECT_EQ(fake.acfg_text(1), "scheduler job name j\nend-job\n\n");
 }
 
 TEST_F(GenerationTest, a_length_that_no_text_can_have_is_taken_for_no_memory) {
@@ -242,11 +191,20 @@ TEST_F(GenerationTest, names_that_fill_their_fields_end_with_them) {
                                    "\njob name " + job + "\n  time daily 00:00\n\n");
 }
 
-TEST_F(GenerationTest, schedules_come_in_the_order_of_the_list) {
+TEST_F(GenerationTest, each_walk_goes_through_its_own_configuration_in_order) {
   for (const char *name : {"z", "a", "m"})
-    add_schedule(&sch_running_config, name, daily(0, 0));
-  generate();
+    add_schedule(&sch_startup_config, name, daily(0, 0));
+  add_schedule(&sch_running_config, "never", daily(0, 0));
+  add_job(&sch_startup_config, 255, "s", "");
+  sch_job_entry *headless = add_job(&sch_startup_config, 0, "t", "a\n");
+  sch_job_hdr *header = std::exchange(headless->hdr, nullptr);
+  add_job(&sch_running_config, 0, "never", "");
+  acfg_hdl handle = {};
+  sch_acfg_job_cfg_gen(&sch_startup_config, &handle);
+  sch_acfg_schedule_cfg_gen(&sch_startup_config, &handle);
+  headless->hdr = header;
   EXPECT_EQ(fake.acfg_text(1),
+            "scheduler job name t\nend-job\n\nscheduler job name s\nend-job\n\n"
             "scheduler schedule name z\n  time daily 00:00\n\nscheduler schedule name a\n  time daily 00:00\n\n"
             "scheduler schedule name m\n  time daily 00:00\n\n");
 }
@@ -264,7 +222,7 @@ TEST_F(GenerationTest, assigned_jobs_come_by_ascending_id_and_missing_ones_are_s
 TEST_F(GenerationTest, the_walk_of_a_bit_set_starts_before_bit_0_and_goes_on_behind_each_bit_found) {
   add_schedule(&sch_running_config, "s", daily(0, 0), {0, 40, 255});
   generate();
-  EXPECT_EQ(hooks.bits_after, (std::vector<int>{-1, 0, 40, 255}));
+  EXPECT_EQ(fake.bits_after, (std::vector<int>{-1, 0, 40, 255}));
 }
 
 TEST_F(GenerationTest, a_bit_set_that_answers_beyond_the_table_is_not_followed) {
@@ -275,7 +233,7 @@ TEST_F(GenerationTest, a_bit_set_that_answers_beyond_the_table_is_not_followed) 
   jobs[0].key = &key;
   jobs[255].key = &key;
   jobs[256].key = &key;  // behind the table
-  hooks.bits = {0, 255, 256, 1000000};
+  fake.bits = {0, 255, 256, 1000000};
   sch_schedule_entry *schedule = add_schedule(&config, "s", daily(0, 0));
   acfg_hdl handle = {};
   sch_add_schedule_cfg(&config, &handle, schedule);
@@ -343,14 +301,6 @@ TEST_F(GenerationTest, addresses_follow_count_and_flags_of_the_schedule_of_that_
   EXPECT_EQ(addresses(-1, "s"), both);
   EXPECT_EQ(addresses(0, "s"), "");
   EXPECT_EQ(addresses(2, "st"), "");
-}
-
-TEST_F(GenerationTest, the_job_walk_alone_visits_all_slots_of_its_own_configuration) {
-  add_job(&sch_startup_config, 255, "s", "");
-  add_job(&sch_running_config, 0, "r", "");
-  acfg_hdl handle = {};
-  sch_acfg_job_cfg_gen(&sch_startup_config, &handle);
-  EXPECT_EQ(fake.acfg_text(1), "scheduler job name s\nend-job\n\n");
 }
 
 }  // namespace

@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/cli/exchange.h"
 
-#include <cstring>
-
 #include "tests/cli/freed_blocks.h"
+#include "tests/platform/journal.h"
 
 namespace cli_test {
+
+const std::vector<Command> checked_commands = {
+    {"job", sch_cli_create_delete_job, 0, {"backup"}},
+    {"schedule", sch_cli_create_delete_schedule, 0, {"nightly"}},
+    {"change", sch_cli_modify_schedule, SCH_MODIFY_JOB, {"nightly", "backup"}},
+    {"address", sch_cli_modify_schedule_emailaddr, 0, {"nightly", "ops@example.org"}},
+};
 
 Outcome run(const std::function<int()> &body) {
   Outcome outcome;
@@ -20,7 +26,7 @@ Outcome run(const std::function<int()> &body) {
   outcome.err = output.err;
   outcome.freed = freed;
   for (size_t i = sent_before; i < fake.requests.size(); ++i)
-    outcome.requests.push_back(platform_test::hex(fake.requests[i].bytes.data(), fake.requests[i].bytes.size()));
+    outcome.requests.push_back(fake.requests[i].bytes);
   return outcome;
 }
 
@@ -28,48 +34,44 @@ Outcome run(Handler handler, Context &context) {
   return run([&] { return handler(context.get()); });
 }
 
+Outcome run(const Command &command) {
+  Context context(command.params);
+  context->subcommand = command.subcommand;
+  context->negate = command.negate;
+  return run(command.handler, context);
+}
+
 bool refused(const Outcome &outcome, int result, const std::string &err, const std::string &out) {
   return outcome.result == result && outcome.err == err && outcome.out == out && outcome.requests.empty();
 }
 
-Record::Record(uint32_t opcode, uint32_t payload_length) : bytes_(8 + payload_length, '\0') {
-  word(0, opcode).word(4, payload_length);
+std::string named_request(uint32_t opcode, const std::string &name, uint32_t negate) {
+  return request<sch_named_request>(opcode, [&](auto &record) {
+    record.negate = negate;
+    put(record.name, name);
+  });
 }
 
-Record &Record::word(size_t offset, uint32_t value) {
-  std::memcpy(bytes_.data() + offset, &value, sizeof value);
-  return *this;
-}
-
-Record &Record::network_word(size_t offset, uint32_t value) {
-  for (int i = 0; i < 4; ++i)
-    bytes_.at(offset + static_cast<size_t>(i)) = static_cast<char>(value >> (24 - 8 * i));
-  return *this;
-}
-
-Record &Record::byte(size_t offset, uint8_t value) {
-  bytes_.at(offset) = static_cast<char>(value);
-  return *this;
-}
-
-Record &Record::text(size_t offset, const std::string &value) {
-  bytes_.replace(offset, value.size(), value);
-  return *this;
-}
-
-std::string Record::hex() const {
-  return platform_test::hex(bytes_.data(), bytes_.size());
+std::string job_request(uint32_t opcode, const std::string &name, uint32_t negate, const std::string &text) {
+  return request<sch_job_request>(
+      opcode,
+      [&](auto &record) {
+        record.head.negate = negate;
+        put(record.head.name, name);
+        record.text_length = static_cast<uint32_t>(text.size());
+      },
+      text);
 }
 
 std::string status_line(const std::string &what, uint32_t status) {
-  return what + ": " + platform_test::error_text(status) + "\n";
+  return what + ": " + error_text(status) + "\n";
 }
 
 std::ostream &operator<<(std::ostream &out, const Outcome &outcome) {
   out << "result " << outcome.result << " out \"" << outcome.out << "\" err \"" << outcome.err << "\" freed "
       << outcome.freed;
   for (const std::string &request : outcome.requests)
-    out << "\n  " << request;
+    out << "\n  " << platform_test::bytes_text(request);
   return out;
 }
 

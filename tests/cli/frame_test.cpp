@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // What every handler shares: the transport's arguments, the name rule, the user check, cli_debug and the trace's sinks.
-#include <gmock/gmock.h>
 #include <regex.h>
 
 #include <cstring>
 
-#include "cli/text_field.h"
+#include "db/text_field.h"
 #include "tests/cli/exchange.h"
 
 namespace {
@@ -23,41 +22,15 @@ int __wrap_regcomp(regex_t *rule, const char *pattern, int flags) {
 
 namespace {
 
-using cli_test::Context;
-using cli_test::fake;
-using cli_test::Handler;
-using cli_test::name_rule_message;
-using cli_test::refused;
-using cli_test::run;
-using cli_test::status_line;
-using platform_test::Reply;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace cli_test;
 
-class Frame : public cli_test::CliTest {
+class Frame : public CliTest {
  protected:
   void TearDown() override {
     regcomp_fails = false;
     CliTest::TearDown();
   }
 };
-
-TEST_F(Frame, requests_go_out_with_the_transport_s_arguments) {
-  Context context({"backup"});
-  context->shell_handle = 77;
-  EXPECT_EQ(run(sch_cli_create_delete_job, context).result, 0);
-  ASSERT_EQ(fake.requests.size(), 1u);
-  const auto &request = fake.requests[0];
-  EXPECT_EQ(request.service, 5950u);
-  EXPECT_EQ(request.message_class, 3u);
-  EXPECT_EQ(request.bytes.size(), 56u);  // by the length word
-  EXPECT_EQ(request.user_name, "admin");
-  EXPECT_EQ(request.peer_name, "console");
-  EXPECT_EQ(request.constant_136, 136u);
-  EXPECT_EQ(request.shell_handle, 77u);
-  EXPECT_EQ(request.zero, 0u);
-  EXPECT_TRUE(request.reply_was_null);
-}
 
 // A platform may keep the pointers as long as the shell keeps the context.
 TEST_F(Frame, a_terminated_name_is_handed_on_where_it_stands_and_a_full_one_copied) {
@@ -106,48 +79,19 @@ TEST_F(Frame, a_rule_that_does_not_compile_allows_no_name) {
   EXPECT_TRUE(refused(run(sch_cli_create_delete_job, context), 255, name_rule_message));
 }
 
-struct Checked {
-  const char *title;
-  Handler handler;
-  uint32_t subcommand;
-  std::vector<std::string> params;
-};
-const Checked checked_handlers[] = {
-    {"job", sch_cli_create_delete_job, 0, {"backup"}},
-    {"schedule", sch_cli_create_delete_schedule, 0, {"nightly"}},
-    {"change", sch_cli_modify_schedule, 999, {"nightly", "backup"}},
-    {"address", sch_cli_modify_schedule_emailaddr, 0, {"nightly", "ops@example.org"}},
-};
-
-TEST_F(Frame, users_are_checked_twice_before_anything_is_sent) {
-  for (const Checked &row : checked_handlers) {
-    fake.calls.clear();
-    Context context(row.params);
-    context->subcommand = row.subcommand;
-    EXPECT_EQ(run(row.handler, context).result, 0) << row.title;
-    EXPECT_THAT(fake.calls,
-                ElementsAre("check_if_user_remote 42 admin", "check_if_user_remote 42 admin", "cmi_req_resp 5950 3"))
-        << row.title;
-  }
-}
-
 TEST_F(Frame, the_first_failed_user_check_ends_the_command) {
   fake.remote_users = {"admin"};
-  for (const Checked &row : checked_handlers) {
+  for (const Command &row : checked_commands) {
     fake.calls.clear();
-    Context context(row.params);
-    context->subcommand = row.subcommand;
-    EXPECT_TRUE(refused(run(row.handler, context), 255, status_line("Error", 0x40bd0010))) << row.title;
+    EXPECT_TRUE(refused(run(row), 255, status_line("Error", 0x40bd0010))) << row.title;
     EXPECT_EQ(fake.calls_with("check_if_user_remote").size(), 1u) << row.title;
   }
 }
 
 TEST_F(Frame, the_second_answer_of_the_user_check_counts_too) {
-  for (const Checked &row : checked_handlers) {
+  for (const Command &row : checked_commands) {
     fake.user_check = {2, false, 0};
-    Context context(row.params);
-    context->subcommand = row.subcommand;
-    EXPECT_TRUE(refused(run(row.handler, context), 255, status_line("Error", 0x40bd0010))) << row.title;
+    EXPECT_TRUE(refused(run(row), 255, status_line("Error", 0x40bd0010))) << row.title;
     EXPECT_EQ(fake.user_check.calls, 2) << row.title;
   }
 }
@@ -155,26 +99,14 @@ TEST_F(Frame, the_second_answer_of_the_user_check_counts_too) {
 TEST_F(Frame, a_refused_user_costs_no_memory) {
   fake.remote_users = {"admin"};
   fake.libc_alloc = {1, true, 0};
-  for (const Checked &row : checked_handlers) {
-    Context context(row.params);
-    context->subcommand = row.subcommand;
-    EXPECT_EQ(run(row.handler, context).result, 255) << row.title;
+  for (const Command &row : checked_commands) {
+    EXPECT_EQ(run(row).result, 255) << row.title;
   }
   EXPECT_EQ(fake.libc_alloc.calls, 0);
 }
 
-TEST_F(Frame, sending_comes_last) {
-  fake.record_traces = true;
-  for (const Checked &row : checked_handlers) {
-    Context context(row.params);
-    context->subcommand = row.subcommand;
-    run(row.handler, context);
-    EXPECT_EQ(fake.calls.back(), "cmi_req_resp 5950 3") << row.title;
-  }
-}
-
 TEST_F(Frame, a_missing_user_name_is_refused) {
-  for (const Checked &row : checked_handlers) {
+  for (const Command &row : checked_commands) {
     Context context(row.params);
     context->subcommand = row.subcommand;
     context->user_name[0] = '\0';
@@ -185,51 +117,41 @@ TEST_F(Frame, a_missing_user_name_is_refused) {
 TEST_F(Frame, a_remote_user_with_a_password_passes) {
   fake.remote_users = {"admin"};
   fake.passwords["admin"] = {};
-  for (const Checked &row : checked_handlers) {
-    Context context(row.params);
-    context->subcommand = row.subcommand;
-    EXPECT_EQ(run(row.handler, context).result, 0) << row.title;
+  for (const Command &row : checked_commands) {
+    EXPECT_EQ(run(row).result, 0) << row.title;
   }
 }
 
 TEST_F(Frame, reply_and_request_are_freed_whatever_the_status) {
   for (uint32_t status : {0u, 0x40be0001u, 0x40bd0002u}) {
-    for (const Checked &row : checked_handlers) {
-      Context context(row.params);
-      context->subcommand = row.subcommand;
+    for (const Command &row : checked_commands) {
       fake.replies = {Reply::with("answer", status)};
-      EXPECT_EQ(run(row.handler, context).freed, 2) << row.title << " " << status;
+      EXPECT_EQ(run(row).freed, 2) << row.title << " " << status;
       fake.replies = {Reply{status, "", true}};
-      EXPECT_EQ(run(row.handler, context).freed, 1) << row.title << " " << status;
+      EXPECT_EQ(run(row).freed, 1) << row.title << " " << status;
     }
   }
 }
 
 TEST_F(Frame, handlers_take_cli_debug_over_except_two) {
-  struct {
-    const char *title;
-    Handler handler;
-    bool takes;
-  } rows[] = {
-      {"job", sch_cli_create_delete_job, true},
-      {"schedule", sch_cli_create_delete_schedule, true},
-      {"change", sch_cli_modify_schedule, true},
-      {"resize", sch_cli_logfile_resize, true},
-      {"rename", sch_cli_logfile_rename, true},
-      {"clear", sch_cli_logfile_clear, true},
-      {"feature", sch_enable_scheduler, true},
-      {"transport", sch_cli_config_email_transport, true},
-      {"address", sch_cli_modify_schedule_emailaddr, true},
-      {"define", sch_cli_semicolon_delimiter_define_job, false},
-      {"password", sch_cli_aaa_auth_passwd, false},
-  };
-  for (const auto &row : rows) {
+  const std::pair<Handler, bool> rows[] = {{sch_cli_create_delete_job, true},
+                                           {sch_cli_create_delete_schedule, true},
+                                           {sch_cli_modify_schedule, true},
+                                           {sch_cli_logfile_resize, true},
+                                           {sch_cli_logfile_rename, true},
+                                           {sch_cli_logfile_clear, true},
+                                           {sch_enable_scheduler, true},
+                                           {sch_cli_config_email_transport, true},
+                                           {sch_cli_modify_schedule_emailaddr, true},
+                                           {sch_cli_semicolon_delimiter_define_job, false},
+                                           {sch_cli_aaa_auth_passwd, false}};
+  for (const auto &[handler, takes] : rows) {
     for (uint32_t before : {0u, 3u}) {
       Context context({"name"});
       context->debug = 5 - before;
       cli_debug = before;
-      run(row.handler, context);
-      EXPECT_EQ(cli_debug, row.takes ? 5 - before : before) << row.title;
+      run(handler, context);
+      EXPECT_EQ(cli_debug, takes ? 5 - before : before);
     }
   }
 }
@@ -247,23 +169,20 @@ TEST_F(Frame, skipping_comes_before_cli_debug) {
 }
 
 TEST_F(Frame, only_create_and_delete_skip) {
-  Context change({"nightly", "backup"});
-  change->skip = change->feature_skip = 1;
-  change->subcommand = 999;
-  EXPECT_EQ(run(sch_cli_modify_schedule, change).requests.size(), 1u);
-  Context define({"backup", "show clock"});
-  define->skip = define->feature_skip = 1;
-  EXPECT_EQ(run(sch_cli_semicolon_delimiter_define_job, define).requests.size(), 1u);
-  Context clear;
-  clear->skip = clear->feature_skip = 1;
-  EXPECT_EQ(run(sch_cli_logfile_clear, clear).requests.size(), 1u);
-  Context job({"backup"});
-  job->feature_skip = 1;
-  EXPECT_EQ(run(sch_cli_create_delete_job, job).requests.size(), 1u);
-  Context feature;
-  feature->skip = 1;
-  run(sch_enable_scheduler, feature);
-  EXPECT_EQ(fake.calls_with("fm_cmi_set_feature_wait").size(), 1u);
+  const auto calls_of = [](const Command &command, uint8_t skip, uint8_t feature_skip) {
+    fake.calls.clear();
+    Context context(command.params);
+    context->skip = skip;
+    context->feature_skip = feature_skip;
+    context->subcommand = command.subcommand;
+    run(command.handler, context);
+    return fake.calls_with("cmi_").size() + fake.calls_with("fm_cmi_").size();
+  };
+  EXPECT_EQ(calls_of({"", sch_cli_modify_schedule, 999, {"nightly", "backup"}}, 1, 1), 1u);
+  EXPECT_EQ(calls_of({"", sch_cli_semicolon_delimiter_define_job, 0, {"backup", "show clock"}}, 1, 1), 1u);
+  EXPECT_EQ(calls_of({"", sch_cli_logfile_clear}, 1, 1), 1u);
+  EXPECT_EQ(calls_of({"", sch_cli_create_delete_job, 0, {"backup"}}, 0, 1), 1u);
+  EXPECT_EQ(calls_of({"", sch_enable_scheduler}, 1, 0), 1u);
 }
 
 TEST_F(Frame, a_trace_goes_to_standard_error_history_and_buginf_in_this_order) {
@@ -290,35 +209,25 @@ TEST_F(Frame, each_sink_of_a_trace_has_its_own_gate) {
   EXPECT_THAT(fake.buginf, IsEmpty());
 }
 
-struct Command {
-  Handler handler;
-  uint32_t subcommand, negate;
-  std::vector<std::string> params;
-};
-
 TEST_F(Frame, no_trace_reaches_a_sink_that_refuses_it) {
   const Command commands[] = {
-      {sch_cli_create_delete_job, 0, 0, {"backup"}},
-      {sch_cli_create_delete_job, 0, 1, {"backup"}},
-      {sch_cli_semicolon_delimiter_define_job, 0, 0, {}},
-      {sch_cli_semicolon_delimiter_define_job, 0, 0, {"backup"}},
-      {sch_cli_semicolon_delimiter_define_job, 0, 0, {"backup", "a"}},
-      {sch_cli_modify_schedule, 1, 0, {"nightly", "+1:0"}},
-      {sch_cli_modify_schedule, 3, 0, {"nightly", "10:00"}},
-      {sch_cli_modify_schedule, 999, 0, {"nightly", "backup"}},
-      {sch_cli_logfile_rename, 0, 0, {"uri"}},
-      {sch_cli_logfile_clear, 0, 0, {}},
-      {sch_cli_modify_schedule_emailaddr, 0, 0, {"nightly", "a@b"}},
-      {sch_cli_aaa_auth_passwd, 0, 0, {}},
+      {"", sch_cli_create_delete_job, 0, {"backup"}},
+      {"", sch_cli_create_delete_job, 0, {"backup"}, 1},
+      {"", sch_cli_semicolon_delimiter_define_job},
+      {"", sch_cli_semicolon_delimiter_define_job, 0, {"backup"}},
+      {"", sch_cli_semicolon_delimiter_define_job, 0, {"backup", "a"}},
+      {"", sch_cli_modify_schedule, 1, {"nightly", "+1:0"}},
+      {"", sch_cli_modify_schedule, 3, {"nightly", "10:00"}},
+      {"", sch_cli_modify_schedule, 999, {"nightly", "backup"}},
+      {"", sch_cli_logfile_rename, 0, {"uri"}},
+      {"", sch_cli_logfile_clear},
+      {"", sch_cli_modify_schedule_emailaddr, 0, {"nightly", "a@b"}},
+      {"", sch_cli_aaa_auth_passwd},
   };
   fake.history_allowed = fake.buginf_allowed = false;
   const auto run_all = [&] {
-    for (const Command &command : commands) {
-      Context context(command.params);
-      context->subcommand = command.subcommand;
-      context->negate = command.negate;
-      run(command.handler, context);
-    }
+    for (const Command &command : commands)
+      run(command);
     Context size;
     size.integer_param(5);
     run(sch_cli_logfile_resize, size);

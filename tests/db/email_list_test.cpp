@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+// The addresses of schedules. Traces are in conformance_test.cpp.
 #include <gmock/gmock.h>
 
-#include <memory>
+#include <sstream>
 
 #include "tests/db/records.h"
 
 using namespace platform_test;
 using namespace db_test;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::Pair;
 
 namespace {
 
@@ -27,27 +25,44 @@ class EmailList : public PlatformTest {
     EXPECT_EQ(sch_find_schedule_email_entry(list_, schedule, &entry), 0);
     return entry;
   }
-  int add(const char *schedule, const std::string &address) {
-    const int result = sch_add_schedule_email_entry(list_, schedule, address.c_str());
+  int add(const std::string &schedule, const std::string &address) {
+    const int result = sch_add_schedule_email_entry(list_, schedule.c_str(), address.c_str());
     remember();
     return result;
-  }
-  void add_stored(const sch_schedule_email_entry &stored) {
-    EXPECT_EQ(sch_add_schedule_email_entry_from_pss(list_, &stored), 0);
-    remember();
   }
   void remember() {
     nodes_.clear();
     for (GList *node = *list_; node != nullptr; node = node->next)
       nodes_.push_back(node);
   }
-  // The addresses in use, "-" for a free slot, up to the last in use.
+  // The count and the addresses in use, "-" for a free slot, up to the last in use.
   static std::string slots(const sch_schedule_email_entry *entry) {
     std::string text;
     for (const auto &slot : entry->slots)
-      text += slot.in_use != 0 ? std::string(slot.address) + " " : "- ";
-    while (text.ends_with("- "))
+      text += slot.in_use != 0 ? " " + std::string(slot.address) : " -";
+    while (text.ends_with(" -"))
       text.resize(text.size() - 2);
+    return std::to_string(entry->count) + text;
+  }
+  // Steps "+schedule address" and "-schedule address" add and remove an address, "x schedule" removes an entry. The
+  // list behind them, and "refused" for each step that was.
+  std::string after(const std::string &steps) {
+    std::string text;
+    std::istringstream all(steps);
+    for (std::string step; std::getline(all >> std::ws, step, ',');) {
+      std::istringstream words(step.substr(1));
+      std::string schedule, address;
+      words >> schedule >> address;
+      int result = 0;
+      if (step[0] == '+') result = add(schedule, address);
+      if (step[0] == '-') result = sch_remove_schedule_email_addr(list_, schedule.c_str(), address.c_str());
+      if (step[0] == 'x') result = sch_remove_schedule_email_entry(list_, schedule.c_str());
+      if (result != 0) text += "refused; ";
+    }
+    for (const GList *node = *list_; node != nullptr; node = node->next) {
+      const auto *entry = static_cast<const sch_schedule_email_entry *>(node->data);
+      text += std::string(entry->schedule_name) + " " + slots(entry) + "; ";
+    }
     return text;
   }
 
@@ -55,108 +70,81 @@ class EmailList : public PlatformTest {
   std::vector<GList *> nodes_;
 };
 
-TEST_F(EmailList, first_address_makes_the_entry) {
-  EXPECT_EQ(add("nightly", "ops@example.net"), 0);
-  const sch_schedule_email_entry *entry = find("nightly");
-  ASSERT_NE(entry, nullptr);
-  EXPECT_STREQ(entry->schedule_name, "nightly");
-  EXPECT_EQ(entry->count, 1);
-  EXPECT_EQ(slots(entry), "ops@example.net ");
-  EXPECT_EQ(entry->slots[0].in_use, 1);
-  EXPECT_THAT(fake.calls, ElementsAre("mtrack_alloc 224 14 716"));
-  EXPECT_THAT(fake.traces(103), ElementsAre("email-id ops@example.net configured for nightly"));
+TEST_F(EmailList, steps_and_what_is_left) {
+  const std::string ten = "+n a, +n b, +n c, +n d, +n e, +n f, +n g, +n h, +n i, +n j";
+  const struct {
+    const char *scenario;
+    std::string steps, list;
+  } rows[] = {
+      {"the first address makes the entry", "+nightly ops@example.net", "nightly 1 ops@example.net; "},
+      {"further ones take the lowest free slot", "+n a, +n b, +n c", "n 3 a b c; "},
+      {"one already present takes a second slot", "+n a, +n a", "n 2 a a; "},
+      {"ten fit", ten, "n 10 a b c d e f g h i j; "},
+      {"the eleventh is refused", ten + ", +n k", "refused; n 10 a b c d e f g h i j; "},
+      {"a removed one makes room", ten + ", -n d, +n l", "n 10 a b c l e f g h i j; "},
+      {"entries are appended in order", "+a x, +b x, +c x", "a 1 x; b 1 x; c 1 x; "},
+      {"an address matches its schedule exactly", "+nightly a, +night b", "nightly 1 a; night 1 b; "},
+      {"an address goes with its slot", "+n a, +n b, +n c, -n b", "n 2 a - c; "},
+      {"all that begin so go", "+n ops, +n ops@example.net, +n dev, +n opsops, -n ops", "n 1 - - dev; "},
+      {"all may go, and leave an empty entry", "+n ops1, +n ops2, -n ops", "n 0; "},
+      {"which takes another", "+n ops1, +n ops2, -n ops, +n again", "n 1 again; "},
+      {"a longer address matches none", "+n ops, +n dev, -n ops@example.net", "n 2 ops dev; "},
+      {"a removal matches the beginning of its schedule", "+nightly a, +nightly b, +night b, -night b",
+       "nightly 1 a; night 1 b; "},
+      {"the last address goes whatever it is, with the entry", "+nightly x, -nightly someone-else", ""},
+      {"an entry is removed by its name", "+a x, +b y, +c z, x b", "a 1 x; c 1 z; "},
+      {"the first too", "+a x, +b y, x a", "b 1 y; "},
+      {"and the only one", "+b y, x b", ""},
+      {"by the beginning of a longer name", "+nightly x, +night y, x night", "night 1 y; "},
+      {"an empty name removes the first", "+a x, +b y, x", "b 1 y; "},
+      {"what is not there is no error", "x a, +night y, x nightly, x Night, x ight, -nightly y", "night 1 y; "},
+  };
+  for (const auto &row : rows) {
+    TearDown();
+    nodes_.clear();
+    EXPECT_EQ(after(row.steps), row.list) << row.scenario;
+  }
 }
 
-TEST_F(EmailList, rest_of_a_new_entry_is_zero) {
-  add("n", "a");
+TEST_F(EmailList, find_matches_the_exact_name_and_clears_the_result) {
+  sch_schedule_email_entry other{}, *entry = &other;
+  EXPECT_EQ(sch_find_schedule_email_entry(list_, "n", &entry), 0);
+  EXPECT_EQ(entry, nullptr);
+  add("nightly", "a");
+  add("night", "b");
+  EXPECT_EQ(slots(find("night")), "1 b");
+  EXPECT_EQ(slots(find("nightly")), "1 a");
+  for (const char *name : {"", "nigh", "nightlyy", "Night"})
+    EXPECT_EQ(find(name), nullptr) << name;
+}
+
+TEST_F(EmailList, rest_of_a_new_entry_and_of_a_freed_slot_is_zero) {
   sch_schedule_email_entry expected = {};
   set_text(expected.schedule_name, "n");
   expected.count = 1;
   set_text(expected.slots[0].address, "a");
   expected.slots[0].in_use = 1;
+  after("+n a");
   EXPECT_EQ(hex(find("n"), sizeof expected), hex(&expected, sizeof expected));
-}
-
-TEST_F(EmailList, further_addresses_take_the_lowest_free_slot) {
-  add("n", "a");
-  add("n", "b");
-  add("n", "c");
-  EXPECT_EQ(slots(find("n")), "a b c ");
-  EXPECT_EQ(find("n")->count, 3);
-  EXPECT_THAT(fake.traces(103),
-              ElementsAre("email-id a configured for n", "email-id b configured for n", "email-id c configured for n"));
-}
-
-TEST_F(EmailList, address_already_present_takes_a_second_slot) {
-  add("n", "a");
-  EXPECT_EQ(add("n", "a"), 0);
-  EXPECT_EQ(slots(find("n")), "a a ");
-  EXPECT_EQ(find("n")->count, 2);
-}
-
-TEST_F(EmailList, eleventh_address_is_refused_and_a_removed_one_makes_room) {
-  for (char name = 'a'; name <= 'j'; ++name)
-    EXPECT_EQ(add("n", std::string(1, name)), 0);
-  EXPECT_EQ(find("n")->count, 10);
-  fake.history.clear();
-  EXPECT_EQ(add("n", "k"), -1);
-  EXPECT_THAT(fake.traces(103), ElementsAre("Max email-ids configured for n"));
-  EXPECT_EQ(slots(find("n")), "a b c d e f g h i j ");
-  EXPECT_EQ(sch_remove_schedule_email_addr(list_, "n", "d"), 0);
-  EXPECT_EQ(find("n")->count, 9);
-  EXPECT_EQ(add("n", "l"), 0);
-  EXPECT_EQ(slots(find("n")), "a b c l e f g h i j ");
-  EXPECT_EQ(find("n")->count, 10);
-}
-
-TEST_F(EmailList, find_matches_the_exact_name) {
-  add("nightly", "a");
-  add("night", "b");
-  EXPECT_EQ(slots(find("night")), "b ");
-  EXPECT_EQ(slots(find("nightly")), "a ");
-  for (const char *name : {"", "nigh", "nightlyy", "Night"})
-    EXPECT_EQ(find(name), nullptr) << name;
-}
-
-TEST_F(EmailList, find_in_an_empty_list_clears_the_result) {
-  sch_schedule_email_entry other{}, *entry = &other;
-  EXPECT_EQ(sch_find_schedule_email_entry(list_, "n", &entry), 0);
-  EXPECT_EQ(entry, nullptr);
-}
-
-TEST_F(EmailList, entries_are_appended_in_order) {
-  for (const char *name : {"a", "b", "c"})
-    add(name, "x");
-  std::string order;
-  for (const void *entry : items(*list_))
-    order += static_cast<const sch_schedule_email_entry *>(entry)->schedule_name;
-  EXPECT_EQ(order, "abc");
+  after("+n longer, -n longer");
+  EXPECT_EQ(hex(find("n"), sizeof expected), hex(&expected, sizeof expected));
 }
 
 TEST_F(EmailList, new_entry_is_made_without_looking_for_another) {
   EXPECT_EQ(sch_add_new_schedule_email_entry(list_, "n", "a"), 0);
   EXPECT_EQ(sch_add_new_schedule_email_entry(list_, "n", "b"), 0);
-  EXPECT_EQ(g_list_length(*list_), 2u);
-  EXPECT_EQ(slots(find("n")), "a ");
-  EXPECT_THAT(fake.history, IsEmpty());
-}
-
-TEST_F(EmailList, longest_name_and_address_fit) {
-  const std::string name(31, 'n'), address(63, 'a');
-  add(name.c_str(), address);
-  add(name.c_str(), address);
-  EXPECT_EQ(find(name.c_str())->schedule_name, name);
-  EXPECT_EQ(slots(find(name.c_str())), address + " " + address + " ");
+  EXPECT_EQ(after(""), "n 1 a; n 1 b; ");
 }
 
 TEST_F(EmailList, longer_name_and_address_are_cut_and_stay_terminated) {
-  const std::string name(100, 'n'), address(200, 'a');
-  add(name.c_str(), address);
-  const auto *entry = static_cast<const sch_schedule_email_entry *>((*list_)->data);
-  EXPECT_EQ(entry->schedule_name, std::string(31, 'n'));
-  EXPECT_EQ(slots(entry), std::string(63, 'a') + " ");
-  add(std::string(31, 'n').c_str(), address);
-  EXPECT_EQ(slots(entry), std::string(63, 'a') + " " + std::string(63, 'a') + " ");
+  const std::string name(31, 'n'), address(63, 'a');
+  for (const size_t more : {0u, 1u, 100u}) {
+    TearDown();
+    nodes_.clear();
+    add(name + std::string(more, 'n'), address + std::string(more, 'a'));
+    add(name, address + std::string(more, 'a'));
+    EXPECT_EQ(after(""), name + " 2 " + address + " " + address + "; ");
+  }
 }
 
 TEST_F(EmailList, slot_that_held_a_longer_address_keeps_nothing_of_it) {
@@ -164,7 +152,7 @@ TEST_F(EmailList, slot_that_held_a_longer_address_keeps_nothing_of_it) {
   set_text(stored.schedule_name, "n");
   stored.count = 1;
   set_text(stored.slots[0].address, "stale-and-long");
-  add_stored(stored);
+  EXPECT_EQ(sch_add_schedule_email_entry_from_pss(list_, &stored), 0);
   add("n", "a");
   EXPECT_EQ(hex(find("n")->slots[0].address, 15), "610000000000000000000000000000");
 }
@@ -175,9 +163,7 @@ TEST_F(EmailList, stored_entry_is_copied_byte_for_byte) {
   for (size_t i = 0; i < sizeof stored; ++i)
     bytes[i] = static_cast<unsigned char>(i * 11 + 3);
   add("first", "a");
-  fake.calls.clear();
-  add_stored(stored);
-  EXPECT_THAT(fake.calls, ElementsAre("mtrack_alloc 224 14 716"));
+  EXPECT_EQ(sch_add_schedule_email_entry_from_pss(list_, &stored), 0);
   EXPECT_EQ(hex((*list_)->next->data, sizeof stored), hex(&stored, sizeof stored));
 }
 
@@ -193,131 +179,19 @@ TEST_F(EmailList, exhausted_memory_fails_and_adds_nothing) {
     fake.alloc.nth = 1;
     EXPECT_EQ(add_to_list(), -1);
     EXPECT_EQ(*list_, nullptr);
-    EXPECT_THAT(fake.traces(), ElementsAre("add schedule email entry", "\n"));
-    EXPECT_THAT(fake.syslog,
-                ElementsAre(Pair(2, "<<%SCHEDULER-2-SCH_SYSLOG_MALLOC_ERR>> Out of memory: add schedule email entry")));
   }
 }
 
-TEST_F(EmailList, removed_entry_is_unlinked_and_deliberately_kept_allocated) {
-  add("a", "x");
-  add("b", "y");
-  add("c", "z");
+TEST_F(EmailList, removed_entries_are_unlinked_and_deliberately_kept_allocated) {
+  after("+a x, +b y, +c z");
   fake.calls.clear();
-  fake.history.clear();
-  EXPECT_EQ(sch_remove_schedule_email_entry(list_, "b"), 0);
-  EXPECT_EQ(g_list_length(*list_), 2u);
-  EXPECT_EQ(find("b"), nullptr);
-  EXPECT_THAT(fake.calls, IsEmpty());
+  sch_remove_schedule_email_entry(list_, "b");
+  sch_remove_schedule_email_addr(list_, "c", "z");
+  EXPECT_TRUE(fake.calls.empty());
   EXPECT_EQ(fake.live[14], 3);
   EXPECT_STREQ(static_cast<sch_schedule_email_entry *>(nodes_[1]->data)->schedule_name, "b");
   EXPECT_EQ(nodes_[1]->next, nullptr);
-  EXPECT_THAT(fake.traces(103), ElementsAre("removed schedule email entry for b"));
-}
-
-TEST_F(EmailList, first_entry_removed_moves_the_head) {
-  add("a", "x");
-  add("b", "y");
-  sch_remove_schedule_email_entry(list_, "a");
-  EXPECT_STREQ(static_cast<sch_schedule_email_entry *>((*list_)->data)->schedule_name, "b");
-  sch_remove_schedule_email_entry(list_, "b");
-  EXPECT_EQ(*list_, nullptr);
-}
-
-TEST_F(EmailList, removal_matches_the_beginning_of_a_longer_name) {
-  add("nightly", "x");
-  add("night", "y");
-  EXPECT_EQ(sch_remove_schedule_email_entry(list_, "night"), 0);
-  EXPECT_EQ(find("nightly"), nullptr);
-  EXPECT_NE(find("night"), nullptr);
-}
-
-TEST_F(EmailList, removal_of_no_entry_is_silent) {
-  EXPECT_EQ(sch_remove_schedule_email_entry(list_, "a"), 0);
-  add("night", "y");
-  fake.history.clear();
-  for (const char *name : {"nightly", "Night", "ight"})
-    EXPECT_EQ(sch_remove_schedule_email_entry(list_, name), 0);
-  EXPECT_EQ(sch_remove_schedule_email_addr(list_, "nightly", "y"), 0);
-  EXPECT_EQ(g_list_length(*list_), 1u);
-  EXPECT_EQ(find("night")->count, 1);
-  EXPECT_THAT(fake.history, IsEmpty());
-}
-
-TEST_F(EmailList, empty_name_removes_the_first_entry) {
-  add("a", "x");
-  add("b", "y");
-  sch_remove_schedule_email_entry(list_, "");
-  EXPECT_EQ(find("a"), nullptr);
-  EXPECT_NE(find("b"), nullptr);
-}
-
-TEST_F(EmailList, last_address_removes_the_entry_whatever_it_is) {
-  add("nightly", "x");
-  fake.history.clear();
-  fake.calls.clear();
-  EXPECT_EQ(sch_remove_schedule_email_addr(list_, "nightly", "someone-else"), 0);
-  EXPECT_EQ(*list_, nullptr);
-  EXPECT_THAT(fake.calls, IsEmpty());
-  EXPECT_EQ(fake.live[14], 1);
-  EXPECT_STREQ(static_cast<sch_schedule_email_entry *>(nodes_[0]->data)->slots[0].address, "x");
-  EXPECT_THAT(fake.traces(103), ElementsAre("email-id someone-else removed from nightly"));
-}
-
-TEST_F(EmailList, address_goes_with_its_slot_zeroed) {
-  add("n", "a");
-  add("n", "b");
-  add("n", "c");
-  fake.history.clear();
-  EXPECT_EQ(sch_remove_schedule_email_addr(list_, "n", "b"), 0);
-  EXPECT_EQ(slots(find("n")), "a - c ");
-  EXPECT_EQ(find("n")->count, 2);
-  EXPECT_EQ(hex(&find("n")->slots[1], 68), std::string(136, '0'));
-  EXPECT_THAT(fake.traces(103), ElementsAre("email-id b removed from n"));
-}
-
-TEST_F(EmailList, all_addresses_that_begin_so_go) {
-  for (const char *address : {"ops", "ops@example.net", "dev", "opsops"})
-    add("n", address);
-  sch_remove_schedule_email_addr(list_, "n", "ops");
-  EXPECT_EQ(slots(find("n")), "- - dev ");
-  EXPECT_EQ(find("n")->count, 1);
-}
-
-TEST_F(EmailList, address_longer_than_all_matches_none_and_is_traced) {
-  add("n", "ops");
-  add("n", "dev");
-  fake.history.clear();
-  EXPECT_EQ(sch_remove_schedule_email_addr(list_, "n", "ops@example.net"), 0);
-  EXPECT_EQ(slots(find("n")), "ops dev ");
-  EXPECT_THAT(fake.traces(103), ElementsAre("email-id ops@example.net removed from n"));
-}
-
-TEST_F(EmailList, schedule_of_an_address_matches_by_its_beginning) {
-  add("nightly", "a");
-  add("nightly", "b");
-  add("night", "b");
-  sch_remove_schedule_email_addr(list_, "night", "b");
-  EXPECT_EQ(slots(find("nightly")), "a ");
-  EXPECT_EQ(slots(find("night")), "b ");
-}
-
-TEST_F(EmailList, all_matching_addresses_may_go_and_leave_an_empty_entry) {
-  add("n", "ops1");
-  add("n", "ops2");
-  sch_remove_schedule_email_addr(list_, "n", "ops");
-  EXPECT_EQ(find("n")->count, 0);
-  EXPECT_EQ(slots(find("n")), "");
-  EXPECT_EQ(add("n", "again"), 0);
-  EXPECT_EQ(slots(find("n")), "again ");
-}
-
-TEST_F(EmailList, traces_reach_standard_error_above_level_103_only) {
-  for (const int32_t level : {103, 104}) {
-    debug_level = level;
-    const Output output = capture([&] { add("n", "a"); });
-    EXPECT_EQ(output.err, level > 103 ? "email-id a configured for n\n" : "");
-  }
+  EXPECT_STREQ(static_cast<sch_schedule_email_entry *>(nodes_[2]->data)->slots[0].address, "z");
 }
 
 }  // namespace

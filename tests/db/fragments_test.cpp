@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gmock/gmock.h>
-
 #include "tests/db/records.h"
 
 using namespace platform_test;
 using namespace db_test;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 namespace {
 
@@ -50,32 +46,6 @@ TEST_F(Fragments, text_comes_out_as_it_was_split) {
   }
 }
 
-TEST_F(Fragments, traces_count_down) {
-  split(text_of(2500));
-  joined(2500);
-  EXPECT_THAT(fake.traces(102), ElementsAre("length 2500 fragments 3"));
-  EXPECT_THAT(fake.traces(103), ElementsAre("fragment count 3 1024", "fragment count 2 1024", "fragment count 1 452"));
-}
-
-TEST_F(Fragments, count_is_rounded_up) {
-  const struct {
-    int32_t length;
-    const char *expected;
-  } rows[] = {{0, "length 0 fragments 0"},
-              {1, "length 1 fragments 1"},
-              {1023, "length 1023 fragments 1"},
-              {1024, "length 1024 fragments 1"},
-              {1025, "length 1025 fragments 2"},
-              {2048, "length 2048 fragments 2"},
-              {2147483647, "length 2147483647 fragments 2097152"}};
-  for (const auto &row : rows) {
-    fake.reset();
-    EXPECT_EQ(sch_concat_fragments(nullptr, nullptr, row.length), 0);
-    EXPECT_THAT(fake.traces(102), ElementsAre(row.expected));
-    EXPECT_THAT(fake.traces(103), IsEmpty());
-  }
-}
-
 TEST_F(Fragments, nothing_is_copied_for_no_or_a_negative_length) {
   append("text");
   for (const int32_t length : {0, -1, -1024, -1025, -2147483647 - 1})
@@ -84,14 +54,12 @@ TEST_F(Fragments, nothing_is_copied_for_no_or_a_negative_length) {
       char buffer[8] = "kept";
       EXPECT_EQ(join(list_, buffer, length), 0);
       EXPECT_STREQ(buffer, "kept");
-      EXPECT_THAT(fake.traces(103), IsEmpty());
     }
 }
 
 TEST_F(Fragments, short_list_ends_the_copy_early) {
   split(text_of(1024));
   EXPECT_EQ(joined(3000), text_of(1024) + std::string(1976, '.'));
-  EXPECT_THAT(fake.traces(103), ElementsAre("fragment count 3 1024"));
 }
 
 TEST_F(Fragments, surplus_elements_are_ignored) {
@@ -120,8 +88,6 @@ TEST_F(Fragments, newlines_become_semicolons_in_each_piece_but_its_last_byte) {
   split(text);
   std::string expected = std::string(1023, ';') + "\n" + std::string(1023, ';') + "\n" + std::string(51, ';') + "\n";
   EXPECT_EQ(joined(2100, sch_show_run_concat_fragments), expected);
-  EXPECT_THAT(fake.traces(102), ElementsAre("length 2100 fragments 3"));
-  EXPECT_THAT(fake.traces(103), ElementsAre("fragment count 3 1024", "fragment count 2 1024", "fragment count 1 52"));
 }
 
 TEST_F(Fragments, plain_joining_keeps_newlines) {

@@ -6,8 +6,6 @@
 using namespace platform_test;
 using namespace db_test;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::Pair;
 
 namespace {
 
@@ -21,13 +19,6 @@ TEST_F(ScheduleList, entry_is_appended_with_its_service_words_zero) {
   EXPECT_NE(second->rec, nullptr);
   for (const uintptr_t word : second->service)
     EXPECT_EQ(word, 0u);
-  EXPECT_THAT(fake.history, IsEmpty());
-}
-
-TEST_F(ScheduleList, entry_is_tracked_as_type_14) {
-  fake.calls.clear();
-  add_schedule("a");
-  EXPECT_EQ(fake.calls.back(), "mtrack_alloc 224 14 " + std::to_string(8 * sizeof(void *)));
 }
 
 TEST_F(ScheduleList, duplicate_is_not_detected) {
@@ -48,8 +39,6 @@ TEST_F(ScheduleList, exhausted_memory_refuses_and_frees_what_was_given) {
   EXPECT_EQ(entry, &untouched);
   EXPECT_EQ(fake.live_blocks(), 0);
   EXPECT_EQ(sch_schedule_list, nullptr);
-  EXPECT_THAT(fake.syslog,
-              ElementsAre(Pair(2, "<<%SCHEDULER-2-SCH_SYSLOG_MALLOC_ERR>> Out of memory: add schedule entry")));
 }
 
 TEST_F(ScheduleList, find_matches_the_exact_name) {
@@ -90,9 +79,7 @@ TEST_F(ScheduleList, freed_entry_leaves_the_list_first_middle_or_last) {
     for (const char *name : {"a", "b", "c"})
       kept.push_back(add_schedule(name));
     kept.erase(kept.begin() + position);
-    fake.calls.clear();
     sch_free_schedule_entry(&sch_running_config, g_list_nth(sch_schedule_list, position));
-    EXPECT_THAT(fake.calls, ElementsAre("mtrack_free 5", "mtrack_free 14", "mtrack_free 14"));
     EXPECT_EQ(items(sch_schedule_list), kept);
     sch_free_config(&sch_running_config);
     EXPECT_EQ(fake.live_blocks(), 0);

@@ -53,17 +53,12 @@ TEST_F(Allocation, failure_traces_twice_raises_the_message_and_returns_null_in_t
                           "sdwrap_chk_int 103 0 0 1",                      //
                           "buginf 1 scheduler 0 \n",                       //
                           "tarn_syslog 2 <<%SCHEDULER-2-SCH_SYSLOG_MALLOC_ERR>> Out of memory: add config entry"));
+  EXPECT_THAT(fake.buginf_formats, ElementsAre("add config entry", "\n")) << "the purpose is the format";
   EXPECT_EQ(output.err, "");
   EXPECT_EQ(output.out, "");
 }
 
-TEST_F(Allocation, failure_hands_the_purpose_to_buginf_as_the_format) {
-  fake.alloc.nth = 1;
-  sch_malloc_check(44, 4, 0, "restore db");
-  EXPECT_THAT(fake.buginf_formats, ElementsAre("restore db", "\n"));
-}
-
-TEST_F(Allocation, failure_reaches_standard_error_only_above_level_103) {
+TEST_F(Allocation, failure_reaches_standard_error_only_above_level_103_and_the_message_is_raised_whatever_is_closed) {
   const struct {
     int32_t level;
     const char *expected;
@@ -71,28 +66,16 @@ TEST_F(Allocation, failure_reaches_standard_error_only_above_level_103) {
   for (const auto &row : rows) {
     fake.reset();
     fake.alloc.nth = 1;
+    fake.history_allowed = fake.buginf_allowed = false;
+    cli_debug = 1;  // not its gate
     debug_level = row.level;
     const Output output = capture([] { EXPECT_EQ(sch_malloc_check(12, 6, 0, "add job entry"), nullptr); });
     EXPECT_EQ(output.err, row.expected) << row.level;
     EXPECT_EQ(output.out, "");
     EXPECT_THAT(fake.syslog,
                 ElementsAre(Pair(2, "<<%SCHEDULER-2-SCH_SYSLOG_MALLOC_ERR>> Out of memory: add job entry")));
+    EXPECT_TRUE(fake.history.empty() && fake.buginf.empty());
   }
-}
-
-TEST_F(Allocation, failure_is_not_gated_by_the_command_side) {
-  fake.alloc.nth = 1;
-  cli_debug = 1;
-  EXPECT_EQ(capture([] { sch_malloc_check(12, 6, 0, "add job entry"); }).err, "");
-}
-
-TEST_F(Allocation, failure_with_both_sinks_closed_still_raises_the_message) {
-  fake.alloc.nth = 1;
-  fake.history_allowed = fake.buginf_allowed = false;
-  EXPECT_EQ(sch_malloc_check(12, 6, 0, "add job entry"), nullptr);
-  EXPECT_THAT(fake.history, IsEmpty());
-  EXPECT_THAT(fake.buginf, IsEmpty());
-  EXPECT_EQ(fake.syslog.size(), 1u);
 }
 
 }  // namespace

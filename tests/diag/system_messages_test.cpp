@@ -50,38 +50,27 @@ TEST_F(SystemMessages, catalogue_is_complete) {
   }
 }
 
-// Raises one message and expects one call of the sender, with the format untouched.
-void expect_sent(const sch_syslog_msg &message, int priority, const char *text) {
-  EXPECT_THAT(fake.syslog, ElementsAre(Pair(priority, text)));
-  EXPECT_THAT(fake.syslog_formats, ElementsAre(message.format));
-  fake.reset();
-}
-
-TEST_F(SystemMessages, each_message_goes_out_with_its_own_arguments) {
-  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_USER_ERR, "admin", 13);
-  expect_sent(syslog_msg_SCH_SYSLOG_USER_ERR, 3,
-              "<<%SCHEDULER-3-SCH_SYSLOG_USER_ERR>> Description: Failed to execute job for user id admin Error:13");
-  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_PSS_SNAPSHOT_ERR, "running:a", "startup:b", 0x40480003);
-  expect_sent(syslog_msg_SCH_SYSLOG_PSS_SNAPSHOT_ERR, 2,
-              "<<%SCHEDULER-2-SCH_SYSLOG_PSS_SNAPSHOT_ERR>> Source URI:running:a Destination URI:startup:b "
-              "errcode:1078460419");
-  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_SDWRAP_ERR, "no queue");
-  expect_sent(syslog_msg_SCH_SYSLOG_SDWRAP_ERR, 2,
-              "<<%SCHEDULER-2-SCH_SYSLOG_SDWRAP_ERR>> Debug infrastructure initialization failed: no queue");
-  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_MALLOC_ERR, "add config entry");
-  expect_sent(syslog_msg_SCH_SYSLOG_MALLOC_ERR, 2,
-              "<<%SCHEDULER-2-SCH_SYSLOG_MALLOC_ERR>> Out of memory: add config entry");
-  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_PSS_ERR, "Open runtime PSS", "running:x", 7);
-  expect_sent(syslog_msg_SCH_SYSLOG_PSS_ERR, 3,
-              "<<%SCHEDULER-3-SCH_SYSLOG_PSS_ERR>> Purpose:Open runtime PSS URI:running:x Error:7");
-  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_FILE_ERR, "log", "denied");
-  expect_sent(syslog_msg_SCH_SYSLOG_FILE_ERR, 3, "<<%SCHEDULER-3-SCH_SYSLOG_FILE_ERR>> log Error:denied");
-  sch_syslog_raise(&syslog_msg_SCH_SYSLOG_MTS_ERR, "queue full");
-  expect_sent(syslog_msg_SCH_SYSLOG_MTS_ERR, 2, "<<%SCHEDULER-2-SCH_SYSLOG_MTS_ERR>> MTS error: queue full");
-  sch_syslog_raise(&syslog_msg_SCH_WARN, "late");
-  expect_sent(syslog_msg_SCH_WARN, 4, "<<%SCHEDULER-4-SCH_WARN>> late");
-  sch_syslog_raise(&syslog_msg_SCH_ERR, "100 %s");
-  expect_sent(syslog_msg_SCH_ERR, 3, "<<%SCHEDULER-3-SCH_ERR>> 100 %s");
+TEST_F(SystemMessages, each_message_goes_out_with_its_own_arguments_and_its_format_untouched) {
+  const auto expect_sent = [](const sch_syslog_msg &message, const char *text, auto... arguments) {
+    fake.reset();
+    sch_syslog_raise(&message, arguments...);
+    const std::string head = "<<%SCHEDULER-" + std::to_string(message.severity) + "-" + message.name + ">> ";
+    EXPECT_THAT(fake.syslog, ElementsAre(Pair(message.severity, head + text)));
+    EXPECT_THAT(fake.syslog_formats, ElementsAre(message.format));
+  };
+  expect_sent(syslog_msg_SCH_SYSLOG_USER_ERR, "Description: Failed to execute job for user id admin Error:13", "admin",
+              13);
+  expect_sent(syslog_msg_SCH_SYSLOG_PSS_SNAPSHOT_ERR,
+              "Source URI:running:a Destination URI:startup:b errcode:1078460419", "running:a", "startup:b",
+              0x40480003);
+  expect_sent(syslog_msg_SCH_SYSLOG_SDWRAP_ERR, "Debug infrastructure initialization failed: no queue", "no queue");
+  expect_sent(syslog_msg_SCH_SYSLOG_MALLOC_ERR, "Out of memory: add config entry", "add config entry");
+  expect_sent(syslog_msg_SCH_SYSLOG_PSS_ERR, "Purpose:Open runtime PSS URI:running:x Error:7", "Open runtime PSS",
+              "running:x", 7);
+  expect_sent(syslog_msg_SCH_SYSLOG_FILE_ERR, "log Error:denied", "log", "denied");
+  expect_sent(syslog_msg_SCH_SYSLOG_MTS_ERR, "MTS error: queue full", "queue full");
+  expect_sent(syslog_msg_SCH_WARN, "late", "late");
+  expect_sent(syslog_msg_SCH_ERR, "100 %s", "100 %s");
 }
 
 TEST_F(SystemMessages, informational_message_is_dropped_at_the_built_in_level) {

@@ -21,6 +21,16 @@ TEST(Visible, shows_control_characters_with_a_caret) {
   EXPECT_EQ(visible(std::string_view("\0\x1f", 2)), "^@^_");
 }
 
+TEST(Visible, shows_each_byte_alike_wherever_it_stands_in_ordinary_text) {
+  for (int value = 0; value < 0x80; value++) {
+    const std::string alone(1, static_cast<char>(value));
+    for (size_t before = 0; before < 17; before++) {
+      const std::string left(before, 'a'), right(17, '~');
+      EXPECT_EQ(visible(left + alone + right), left + visible(alone) + right) << value << " behind " << before;
+    }
+  }
+}
+
 TEST(Visible, shows_upper_controls_and_what_hides_or_turns_text_by_their_number) {
   EXPECT_EQ(visible("\xc2\x9b"
                     "31m"),

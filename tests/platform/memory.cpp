@@ -33,7 +33,7 @@ using namespace platform_test;
 
 void *mtrack_alloc(uint32_t owner, uint32_t mem_type, uint32_t size) {
   note("mtrack_alloc %u %u %u", owner, mem_type, size);
-  if (fake.alloc.fails()) return nullptr;
+  if (fake.alloc.fails() || size > fake.largest_block) return nullptr;
   void *block =
       fake.next_block != nullptr ? std::exchange(fake.next_block, nullptr) : ::operator new(size, std::nothrow);
   if (block == nullptr) return nullptr;

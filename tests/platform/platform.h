@@ -58,6 +58,8 @@ struct AcfgLine {
   uint32_t element;
   std::string text;
   uint32_t indent;
+  bool in_line_buffer = false;  // it was built in cfg_line
+  bool alone_in_buffer = true;  // with nothing behind its end there
 };
 
 struct Platform {
@@ -74,9 +76,10 @@ struct Platform {
   // Memory: live blocks by type; mtrack_free of null is harmless and is recorded.
   std::map<uint32_t, int> live;  // blocks by memory type
   int live_blocks() const;
-  Fault alloc;                 // mtrack_alloc
-  void *next_block = nullptr;  // mtrack_alloc hands this out once, as made by operator new
-  Fault libc_alloc;            // malloc and realloc of the library
+  Fault alloc;                          // mtrack_alloc
+  void *next_block = nullptr;           // mtrack_alloc hands this out once, as made by operator new
+  uint32_t largest_block = UINT32_MAX;  // mtrack_alloc gives none beyond
+  Fault libc_alloc;                     // malloc and realloc of the library
 
   // Stores by URI. Handles count from 1. store_error: result of every failing call that has no code of its own.
   std::map<std::string, Store> stores;
@@ -86,6 +89,11 @@ struct Platform {
   uint32_t store_error = 0x40480009;
   std::map<std::string, uint32_t> errors;  // by call name, e.g. errors["pss_max_key"] = 5: that call fails so always
   std::set<std::string> unreadable_keys;   // pss_getvalue of these keys reports store_error
+  std::vector<std::pair<std::string, std::string>> walk;  // when not empty, what walks give instead, in this order
+  bool cursor_errors_stick = false;                       // a call that succeeds leaves the cursor's error as it was
+  std::string error_on_open_of;                           // pss_open of this URI gives its handle beside store_error
+  uint32_t fetch_error_beside_value = 0;                  // of pss2_fetch
+  bool fetch_gives_nothing = false;                       // pss2_fetch gives null and no error
   uint32_t free_space = 0;
   std::set<uint32_t> shrink_fails;  // handles
 
@@ -97,6 +105,8 @@ struct Platform {
   Fault transport;  // cmi_req_resp, cmi_send_request, mts_recv, cmi_parse_response
   uint32_t transport_error = 0x40be0001;
   bool failing_transport_replies = false;  // a failing cmi_req_resp hands out a reply nevertheless
+  bool keeps_length_word = false;          // cmi_req_resp leaves the length word as it was
+  bool parses_to_null = false;             // cmi_parse_response succeeds without a reply
   std::deque<std::string> messages;        // what mts_recv hands out; cmi_parse_response copies it
   std::vector<mts_selector> selectors;
   uint32_t token = 77;
@@ -121,8 +131,13 @@ struct Platform {
   int cfg_type = 1;
   const char *startup_prefix = "startup:";
   const char *startup_debug_prefix = "startup-debug:";
-  bool acfg_uri_null = false;  // acfg_uri_complete answers null for "scheduler_debug_startup"
+  std::set<std::string> acfg_uncompletable;  // store names for which acfg_uri_complete answers null
   int respond_result = 0;
+  std::set<const acfg_hdl *> acfg_handles;   // all that the calls were given
+  std::vector<const void *> acfg_requests;   // of acfg_cfg_type_get and the prefix calls
+  std::vector<const void *> acfg_responded;  // message and request
+  std::vector<int> bits;                     // answers of bitset_next_bit, then -1; none: what the set holds
+  std::vector<int> bits_after;               // its last arguments
 
   // System manager. A completed URI is base + name.
   const char *running_base = "running:";
@@ -175,7 +190,11 @@ struct Output {
 };
 Output capture(const std::function<void()> &body);
 
-void set_zone(const char *tz);                     // TZ and tzset
+void set_zone(const char *tz);  // TZ and tzset
+// A moment of a leap day, and what the clocks show then. The day is the same in all zones.
+inline constexpr int32_t leap_day = 1709210096;  // 2024-02-29 12:34:56 UTC
+inline constexpr std::pair<const char *, const char *> leap_day_clocks[] = {
+    {"UTC", "12:34"}, {"Europe/Berlin", "13:34"}, {"Australia/Sydney", "23:34"}, {"Asia/Kolkata", "18:04"}};
 std::string error_text(uint32_t error);            // what syserr2str answers: "platform error 0x40bd0002"
 std::string hex(const void *data, size_t length);  // "0a0b"
 std::string unhex(const std::string &text);        // blanks are skipped

@@ -27,6 +27,7 @@ struct Lent {
 
 struct Cursor {
   bool positioned = false;
+  size_t place = 0;  // in fake.walk
   std::string key;
   Lent lent_key, lent_value;
 };
@@ -83,6 +84,22 @@ const pss_buf *report(pss_cursor *cursor, uint32_t error) {
   return nullptr;
 }
 
+void succeed(pss_cursor *cursor) {
+  if (!fake.cursor_errors_stick) cursor->error = 0;
+}
+
+void move(Cursor &cursor, const Store &store, uint32_t where) {
+  if (!fake.walk.empty()) {
+    cursor.place = where == PSS_FIRST ? 0 : cursor.place + 1;
+    cursor.positioned = cursor.place < fake.walk.size();
+    if (cursor.positioned) cursor.key = fake.walk[cursor.place].first;
+    return;
+  }
+  const auto record = where == PSS_FIRST ? store.records.begin() : store.records.upper_bound(cursor.key);
+  cursor.positioned = record != store.records.end();
+  if (cursor.positioned) cursor.key = record->first;
+}
+
 // Sets one property of an open store.
 template <typename Change>
 uint32_t change(const char *call, pss_handle handle, Change apply) {
@@ -114,11 +131,13 @@ pss_handle pss_create(const char *uri, uint32_t *error) {
   return open_as_new(uri);
 }
 
+// This and pss2_fetch leave the error word alone on success, as a platform may.
 pss_handle pss_open(const char *uri, uint32_t *error) {
   note("pss_open %s", uri);
-  *error = failure("pss_open");
-  if (*error == 0 && !fake.stores.contains(uri)) *error = fake.store_error;
-  return *error == 0 ? open_as_new(uri) : 0;
+  uint32_t failed = failure("pss_open");
+  if (failed == 0 && !fake.stores.contains(uri)) failed = fake.store_error;
+  if (failed != 0 || uri == fake.error_on_open_of) *error = failed != 0 ? failed : fake.store_error;
+  return failed == 0 ? open_as_new(uri) : 0;
 }
 
 uint32_t pss_close(pss_handle store) {
@@ -165,9 +184,10 @@ const pss_buf *pss_getvalue(pss_handle store, pss_cursor *cursor) {
   Store *open = store_of(store);
   if (open == nullptr || !state.positioned || fake.unreadable_keys.contains(state.key))
     return report(cursor, fake.store_error);
+  if (!fake.walk.empty()) return succeed(cursor), state.lent_value.lend(fake.walk[state.place].second);
   const auto record = open->records.find(state.key);
   if (record == open->records.end()) return report(cursor, PSS_ERR_NO_KEY);
-  cursor->error = 0;
+  succeed(cursor);
   return state.lent_value.lend(record->second);
 }
 
@@ -180,24 +200,20 @@ const pss_buf *pss_move2location(pss_handle store, uint32_t where, pss_cursor *c
   Store *open = store_of(store);
   if (open == nullptr || (where != PSS_FIRST && where != PSS_NEXT)) return report(cursor, fake.store_error);
   if (where == PSS_NEXT && !state.positioned) return report(cursor, fake.store_error);
-  const auto record = where == PSS_FIRST ? open->records.begin() : open->records.upper_bound(state.key);
-  cursor->error = 0;
-  state.positioned = record != open->records.end();
-  if (!state.positioned) return nullptr;
-  state.key = record->first;
-  return state.lent_key.lend(state.key);
+  move(state, *open, where);
+  succeed(cursor);
+  return state.positioned ? state.lent_key.lend(state.key) : nullptr;
 }
 
 const pss_buf *pss2_fetch(pss_handle store, const pss_buf *key, uint32_t *error) {
   note("pss2_fetch %u key=%s", store, hex_of(*key).c_str());
-  *error = failure("pss2_fetch");
-  Store *open = store_of(store);
-  if (*error == 0 && open == nullptr) *error = fake.store_error;
-  if (*error != 0) return nullptr;
-  const auto record = open->records.find(text_of(*key));
-  if (record != open->records.end()) return fetched().lend(record->second);
-  *error = PSS_ERR_NO_KEY;
-  return nullptr;
+  uint32_t failed = failure("pss2_fetch");
+  const Store *open = store_of(store);
+  if (failed == 0 && open == nullptr) failed = fake.store_error;
+  if (failed == 0 && fake.fetch_gives_nothing) return nullptr;
+  if (failed == 0 && !open->records.contains(text_of(*key))) failed = PSS_ERR_NO_KEY;
+  if (failed != 0 || fake.fetch_error_beside_value != 0) *error = failed != 0 ? failed : fake.fetch_error_beside_value;
+  return failed == 0 ? fetched().lend(open->records.at(text_of(*key))) : nullptr;
 }
 
 uint32_t pss_max_key(pss_handle store, uint16_t size) {

@@ -10,9 +10,6 @@ using platform_test::Fault;
 
 namespace {
 
-constexpr const char *run = "running:scheduler_runtime";
-constexpr const char *run_db = "running:scheduler_runtime_database";
-constexpr const char *startup = "startup:scheduler_startup";
 constexpr const char *debug = "running:scheduler_debug_runtime";
 constexpr uint32_t broken = 0x40480009;
 
@@ -52,7 +49,7 @@ void save_everything(const std::string &config_uri, const std::string &db_uri) {
   sch_save_email_replyto_conf_to_pss(store, &email_transport_conf);
   sch_save_email_smtpserver_conf_to_pss(store, &email_transport_conf);
   const sch_config_key enable{SCH_CONFIG_ENABLE, 0, ""};
-  sch_save_condition_entry_to_pss(store, &enable, config_uri == run ? 1 : 0);
+  sch_save_condition_entry_to_pss(store, &enable, config_uri == running_uri ? 1 : 0);
   sch_save_db_to_pss(&sch_running_config, open_store(db_uri));
 }
 
@@ -75,13 +72,7 @@ const std::vector<Operation> operations = {
     {"uri_init", false, {0}, [] { return sch_pss_uri_init(); }},
     {"create", false, {0, 65}, [] { return sch_pss_create("new", 1024, 1024, 40); }},
     {"init stateful", true, {0, 66}, [] { return sch_pss_init(); }},
-    {"init stateless",
-     true,
-     {0, 66},
-     [] {
-       fake.stateless = true;
-       return sch_pss_init();
-     }},
+    {"init stateless", true, {0, 66}, [] { return fake.stateless = true, sch_pss_init(); }},
     {"close", false, {0}, [] { return sch_pss_close_handles(nullptr); }},
     {"save config", false, {0}, [] { return sch_save_config_to_pss(&sch_running_config, pss_running); }},
     {"save job", false, {0, -1}, [] { return sch_save_job_entry_to_pss(pss_running, big_job()); }},
@@ -89,20 +80,14 @@ const std::vector<Operation> operations = {
     {"save statuses", false, {0}, [] { return sch_save_db_to_pss(&sch_running_config, pss_running_db); }},
     {"restore config", true, {0}, [] { return sch_restore_config_from_pss(&sch_running_config, pss_running); }},
     {"restore db", true, {0}, [] { return sch_restore_db_from_pss(&sch_running_config, pss_running_db); }},
-    {"snapshot", false, {0, -1}, [] { return sch_pss_snapshot(run, "copy"); }},
+    {"snapshot", false, {0, -1}, [] { return sch_pss_snapshot(running_uri, "copy"); }},
     {"save from", false, {0, -1}, [] { return sch_save_email_from_conf_to_pss(pss_running, &email_transport_conf); }},
     {"save mail", false, {0, -1}, [] { return sch_save_schedule_email_entry_to_pss(pss_running, first_mail()); }},
     {"forget mail", false, {0}, [] { return sch_delete_schedule_email_entry_from_pss(pss_running, first_mail()); }},
     {"save flag", false, {0, -1}, [] { return sch_save_condition_entry_to_pss(pss_running, &sch_log_file_key, 1); }},
     {"standby", false, {0, static_cast<int>(broken)}, [] { return sch_standby_pss_init(); }},
     {"standby rebuilt", false, {0, static_cast<int>(broken)}, [] { return sch_standby_pss_init_gsync_fail(); }},
-    {"shrink",
-     false,
-     {0, static_cast<int>(broken)},
-     [] {
-       fake.free_space = 2;
-       return sch_pss_shrink(1);
-     }},
+    {"shrink", false, {0, static_cast<int>(broken)}, [] { return fake.free_space = 2, sch_pss_shrink(1); }},
 };
 
 class FaultsTest : public platform_test::PlatformTest {
@@ -113,16 +98,16 @@ class FaultsTest : public platform_test::PlatformTest {
     fake.record_calls = false;
     sch_pss_uri_init();
     fill();
-    save_everything(run, run_db);
-    save_everything(startup, "unused");
+    save_everything(running_uri, running_db_uri);
+    save_everything(startup_uri, "unused");
     fake.stores[debug];
     if (operation.starts_empty) {
       sch_free_config(&sch_running_config);
       platform_test::reset_library();
       sch_pss_uri_init();
     }
-    pss_running = open_store(run);
-    pss_running_db = open_store(run_db);
+    pss_running = open_store(running_uri);
+    pss_running_db = open_store(running_db_uri);
     debug_pss_running = open_store(debug);
   }
 

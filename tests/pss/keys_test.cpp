@@ -17,26 +17,14 @@ sch_config_key config_key(uint32_t type, uint32_t fragment, const char *name) {
 struct KeyCase {
   uint32_t first, second;
   const char *name;
-  const char *golden;
+  std::string golden;
 };
 
-constexpr KeyCase cases[] = {
-    {2, 0, "",
-     "0000000200000000"
-     "00000000000000000000000000000000"
-     "00000000000000000000000000000000"},
-    {1, 0x01020304, "job",
-     "0000000101020304"
-     "6a6f6200000000000000000000000000"
-     "00000000000000000000000000000000"},
-    {255, 255, full_name,
-     "000000ff000000ff"
-     "6162636465666768696a6b6c6d6e6f70"
-     "7172737475767778797a303132333435"},
-    {0xfffefdfc, 0x80000000, "n",
-     "fffefdfc80000000"
-     "6e000000000000000000000000000000"
-     "00000000000000000000000000000000"},
+const KeyCase cases[] = {
+    {2, 0, "", "0000000200000000" + pss_test::zeros(32)},
+    {1, 0x01020304, "job", "00000001010203046a6f62" + pss_test::zeros(29)},
+    {255, 255, full_name, "000000ff000000ff6162636465666768696a6b6c6d6e6f707172737475767778797a303132333435"},
+    {0xfffefdfc, 0x80000000, "n", "fffefdfc800000006e" + pss_test::zeros(31)},
 };
 
 TEST(Keys, config_key_is_stored_with_big_endian_words_and_its_name_as_it_is) {

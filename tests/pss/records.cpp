@@ -39,10 +39,6 @@ std::string stored(pss_handle store, const std::string &key, const std::string &
   return "pss_store " + std::to_string(store) + " key=" + key + " value=" + value;
 }
 
-std::string deleted(pss_handle store, const std::string &key) {
-  return "pss_delete " + std::to_string(store) + " key=" + key;
-}
-
 pss_handle open_store(const std::string &uri) {
   fake.stores[uri];
   fake.open_stores[++fake.last_handle] = uri;
@@ -53,25 +49,15 @@ void put(const std::string &uri, const std::string &key_hex, const std::string &
   fake.stores[uri].records[unhex(key_hex)] = unhex(value_hex);
 }
 
-size_t position_of(const std::string &call) {
-  size_t position = 0;
-  while (position < fake.calls.size() && !fake.calls[position].starts_with(call))
-    ++position;
-  return position;
-}
-
-std::vector<std::string> take_traces(uint32_t level) {
-  const auto texts = fake.traces(level);
-  fake.history.clear();
-  return texts;
-}
-
-std::vector<std::string> take_syslog() {
-  std::vector<std::string> texts;
-  for (const auto &[priority, text] : fake.syslog)
-    texts.push_back(std::to_string(priority) + " " + text);
-  fake.syslog.clear();
-  return texts;
+void fill_store(const std::string &uri, const std::string &schedule) {
+  put(uri, key_hex(0, 0, schedule), zeros(144));
+  put(uri, key_hex(1, 0, "job"), "030000000000000002000000");
+  put(uri, key_hex(1, 1, "job"), "780a");
+  put(uri, key_hex(2, 0, ""), "01000000");
+  put(uri, key_hex(3, 0, ""), padded("restored.dat", 256) + "00400000" + zeros(12) + padded("NONE", 256) + zeros(4));
+  put(uri, key_hex(5, 0, ""), padded("from@x.net", 64));
+  put(uri, key_hex(8, 0, schedule),
+      padded(schedule, 32) + "01000000" + padded("a@x.net", 64) + "01000000" + zeros(9 * 68));
 }
 
 sch_job_entry *add_job(sch_config_db &config, int slot, const std::string &name, const std::string &text) {

@@ -19,20 +19,17 @@ std::string padded(const std::string &text, size_t bytes);  // hexadecimal of a 
 // A stored key: two big-endian words, then the name in 32 bytes.
 std::string key_hex(uint32_t type, uint32_t second, const std::string &name);
 
-// What pss_store and pss_delete leave in fake.calls.
+// What pss_store leaves in fake.calls.
 std::string stored(pss_handle store, const std::string &key, const std::string &value);
-std::string deleted(pss_handle store, const std::string &key);
 
 // Creates and opens a store; the calls that took are not recorded.
 pss_handle open_store(const std::string &uri = "test");
 void put(const std::string &uri, const std::string &key_hex, const std::string &value_hex);
 
-// Of the first call that begins so; behind all of them when there is none.
-size_t position_of(const std::string &call);
-
-// Texts of the debug history at one level, and the system log, then forgotten.
-std::vector<std::string> take_traces(uint32_t level);
-std::vector<std::string> take_syslog();
+// A configuration of one record of each kind, in the store that has the name on the scriptable platform.
+inline constexpr char running_uri[] = "running:scheduler_runtime", startup_uri[] = "startup:scheduler_startup",
+                      running_db_uri[] = "running:scheduler_runtime_database";
+void fill_store(const std::string &uri, const std::string &schedule);
 
 // A job in `slot`, its text cut into fragments.
 sch_job_entry *add_job(sch_config_db &config, int slot, const std::string &name, const std::string &text);

@@ -5,7 +5,6 @@
 #include <algorithm>
 
 #include "tests/pss/records.h"
-#include "tests/pss/store_hooks.h"
 
 using namespace pss_test;
 using testing::ElementsAre;
@@ -17,19 +16,11 @@ class RestoreOrderTest : public platform_test::PlatformTest {
   pss_handle store = 0;
   void SetUp() override {
     PlatformTest::SetUp();
-    store_hooks = {};
     store = open_store();
-  }
-  void TearDown() override {
-    store_hooks = {};
-    PlatformTest::TearDown();
   }
 
   // A record whose key the walk gives at this place.
-  void give(const std::string &key, const std::string &value) {
-    put("test", key, value);
-    store_hooks.order.push_back(key);
-  }
+  void give(const std::string &key, const std::string &value) { fake.walk.emplace_back(unhex(key), unhex(value)); }
   static std::string header(int slot, size_t length) {
     const sch_job_hdr hdr = {static_cast<uint32_t>(slot), 0, static_cast<uint32_t>(length)};
     return hex(&hdr, sizeof hdr);
@@ -57,7 +48,6 @@ TEST_F(RestoreOrderTest, fragments_of_a_job_are_put_in_the_order_of_their_number
     SCOPED_TRACE(testing::PrintToString(numbers));
     platform_test::reset_library();
     fake.reset();
-    store_hooks = {};
     store = open_store();
     for (const uint32_t n : numbers)
       give(key_hex(1, n, "job"), n == 0 ? header(5, long_size) : piece(text, n));
@@ -161,7 +151,7 @@ TEST_F(RestoreOrderTest, exhausted_memory_while_fragments_are_ordered_drops_no_m
 }
 
 TEST_F(RestoreOrderTest, old_error_in_the_cursor_costs_only_its_own_record) {
-  store_hooks.errors_stick = true;
+  fake.cursor_errors_stick = true;
   for (const char *name : {"a", "b", "c"})
     put("test", key_hex(0, 0, name), zeros(144));
   fake.unreadable_keys = {unhex(key_hex(0, 0, "a"))};
@@ -171,7 +161,7 @@ TEST_F(RestoreOrderTest, old_error_in_the_cursor_costs_only_its_own_record) {
 }
 
 TEST_F(RestoreOrderTest, old_error_in_the_cursor_costs_only_its_own_status) {
-  store_hooks.errors_stick = true;
+  fake.cursor_errors_stick = true;
   add_job(sch_running_config, 1, "job", "x\n");
   for (const char *name : {"a", "b", "c"})
     put("test", key_hex(255, 1, name), "0100000002000000");

@@ -26,22 +26,12 @@ class SaveJobTest : public platform_test::PlatformTest {
   }
 };
 
-TEST_F(SaveJobTest, header_then_text_are_stored_under_fragments_0_and_1) {
-  sch_job_entry *slot = job("show clock\n");
-  slot->key->fragment = 77;  // a left-over of an earlier save
-  fake.calls.clear();
-  EXPECT_EQ(sch_save_job_entry_to_pss(store, slot), 0);
-  EXPECT_THAT(fake.calls, ElementsAre(stored(store, "00000001000000006a6f62" + zeros(29), "07000000443322110b000000"),
-                                      stored(store, "00000001000000016a6f62" + zeros(29), "73686f7720636c6f636b0a")));
-  EXPECT_EQ(slot->key->fragment, 1u) << "the counter stays";
-  EXPECT_TRUE(fake.history.empty());
-}
-
 TEST_F(SaveJobTest, text_is_cut_every_1024_bytes) {
   struct {
     size_t length;
     std::vector<size_t> sizes;
-  } const cases[] = {{1, {1}},
+  } const cases[] = {{0, {}},
+                     {1, {1}},
                      {1023, {1023}},
                      {1024, {1024}},
                      {1025, {1024, 1}},
@@ -65,13 +55,6 @@ TEST_F(SaveJobTest, text_is_cut_every_1024_bytes) {
     }
     EXPECT_EQ(joined, text);
   }
-}
-
-TEST_F(SaveJobTest, job_without_text_is_a_header_alone) {
-  sch_job_entry *slot = job("");
-  EXPECT_EQ(sch_save_job_entry_to_pss(store, slot), 0);
-  EXPECT_EQ(fake.stores["test"].records.size(), 1u);
-  EXPECT_EQ(slot->key->fragment, 0u);
 }
 
 TEST_F(SaveJobTest, first_fragment_is_stored_with_the_header_length_even_when_that_is_0) {
@@ -159,62 +142,6 @@ TEST_F(SaveJobTest, each_refused_record_ends_the_save_with_its_own_trace) {
       EXPECT_EQ(sch_save_job_entry_to_pss(store, slot), 0) << "the next save writes everything again";
     }
   }
-}
-
-TEST_F(SaveJobTest, delete_names_the_header_and_each_fragment_of_the_list) {
-  sch_job_entry *slot = job(job_text(2500));
-  sch_save_job_entry_to_pss(store, slot);
-  fake.calls.clear();
-  EXPECT_EQ(sch_delete_job_entry_from_pss(store, slot), 0);
-  const std::string name = "6a6f62" + zeros(29);
-  EXPECT_THAT(fake.calls,
-              ElementsAre(deleted(store, "0000000100000000" + name), deleted(store, "0000000100000001" + name),
-                          deleted(store, "0000000100000002" + name), deleted(store, "0000000100000003" + name)));
-  EXPECT_THAT(take_traces(103), ElementsAre("pss delete job (job) key entry", "pss delete job (job) fragment (1)",
-                                            "pss delete job (job) fragment (2)", "pss delete job (job) fragment (3)"));
-  EXPECT_TRUE(fake.stores["test"].records.empty());
-  EXPECT_EQ(slot->key->fragment, 3u) << "the key in memory is not touched";
-}
-
-TEST_F(SaveJobTest, each_delete_is_traced_before_it_is_tried) {
-  sch_job_entry *slot = job("x\n");
-  fake.record_traces = true;
-  fake.buginf_allowed = false;
-  fake.calls.clear();
-  sch_delete_job_entry_from_pss(store, slot);
-  const std::string check = "sdwrap_hist_event_subtype_check 0x730000 103", gate = "sdwrap_chk_int 103 0 0 1";
-  EXPECT_THAT(fake.calls, ElementsAre(check, "sdwrap_hist_event 103 pss delete job (job) key entry", gate,
-                                      deleted(store, key_hex(1, 0, "job")), check,
-                                      "sdwrap_hist_event 103 pss delete job (job) fragment (1)", gate,
-                                      deleted(store, key_hex(1, 1, "job"))));
-}
-
-TEST_F(SaveJobTest, whole_save_announces_each_schedule_and_job_before_it_is_stored) {
-  add_schedule(sch_running_config, "s", {});
-  job("x\n");
-  fake.record_traces = true;
-  sch_save_config_to_pss(&sch_running_config, store);
-  EXPECT_LT(position_of("sdwrap_hist_event 103 pss save schedule s"), position_of("pss_store"));
-  EXPECT_LT(position_of("sdwrap_hist_event 103 pss save job job (7)"),
-            position_of("pss_store " + std::to_string(store) + " key=" + key_hex(1, 0, "job")));
-}
-
-TEST_F(SaveJobTest, delete_of_a_job_without_text_names_its_header) {
-  sch_job_entry *slot = job("");
-  slot->key->fragment = 9;
-  fake.calls.clear();
-  EXPECT_EQ(sch_delete_job_entry_from_pss(store, slot), 0) << "though the store has no such key";
-  EXPECT_THAT(fake.calls, ElementsAre(deleted(store, key_hex(1, 0, "job"))));
-}
-
-TEST_F(SaveJobTest, name_that_fills_its_field_is_traced_whole) {
-  const std::string name(32, 'n');
-  sch_job_entry *slot = add_job(sch_running_config, 7, name, "x\n");
-  sch_delete_job_entry_from_pss(store, slot);
-  EXPECT_THAT(take_traces(103),
-              ElementsAre("pss delete job (" + name + ") key entry", "pss delete job (" + name + ") fragment (1)"));
-  sch_save_config_to_pss(&sch_running_config, store);
-  EXPECT_EQ(take_traces(103).front(), "pss save job " + name + " (7)");
 }
 
 }  // namespace

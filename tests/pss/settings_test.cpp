@@ -36,22 +36,4 @@ TEST(Settings, scheduler_starts_disabled_with_no_store_named_or_open) {
   EXPECT_EQ(debug_pss_running, 0u);
 }
 
-TEST(Settings, records_have_the_stored_layout_in_either_abi) {
-  EXPECT_EQ(sizeof(sch_log_file_rec), 540u);
-  EXPECT_EQ(offsetof(sch_log_file_rec, size), 8u + 256);
-  EXPECT_EQ(offsetof(sch_log_file_rec, read_offset), 8u + 260);
-  EXPECT_EQ(offsetof(sch_log_file_rec, entry_count), 8u + 268);
-  EXPECT_EQ(sizeof(sch_email_transport), 712u);
-  EXPECT_EQ(offsetof(sch_email_transport, reply_to), 64u);
-  EXPECT_EQ(offsetof(sch_email_transport, reply_to_copy), 128u);
-  EXPECT_EQ(offsetof(sch_email_transport, smtp), 192u);
-  EXPECT_EQ(offsetof(sch_smtp_server_rec, address_kind), 256u);
-  EXPECT_EQ(offsetof(sch_smtp_server_rec, port), 260u);
-  EXPECT_EQ(offsetof(sch_smtp_server_rec, vrf), 264u);
-  EXPECT_EQ(offsetof(sch_schedule_rec, jobs), 8u);
-  EXPECT_EQ(offsetof(sch_schedule_rec, service_word), 40u);
-  EXPECT_EQ(offsetof(sch_schedule_rec, time), 44u);
-  EXPECT_EQ(offsetof(sch_schedule_rec, service_tail), 84u);
-}
-
 }  // namespace

@@ -16,6 +16,7 @@
 #include "service/state/left_out.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
+#include "tests/service/store_faults.h"
 #include "tests/service/world.h"
 
 namespace service_test {
@@ -108,6 +109,19 @@ TEST_F(Startup, a_boot_from_the_saved_configuration_and_every_restart_after_it_f
   world.restart();
   EXPECT_EQ(without_log_place(configuration()), without_log_place(saved));
   EXPECT_EQ(scheduler_enabled, 1);
+}
+
+TEST_F(Startup, a_boot_takes_as_many_commits_with_many_schedules_as_with_few) {
+  const auto commits_of_boot = [this](int schedules) {
+    for (int i = 0; i < schedules; i++)
+      EXPECT_EQ(create_schedule(world, "s-" + std::to_string(schedules) + "-" + std::to_string(i), {}, daily(13, 0)),
+                0u);
+    save_startup(world);
+    const int before = store_commits();
+    world.boot();
+    return store_commits() - before;
+  };
+  EXPECT_EQ(commits_of_boot(1), commits_of_boot(30));
 }
 
 TEST_F(Startup, a_boot_brings_back_nothing_that_was_not_saved) {

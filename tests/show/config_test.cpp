@@ -3,23 +3,13 @@
 #include <cstring>
 
 #include "tests/show/replies.h"
-#include "tests/show/transport_hooks.h"
 
 using namespace platform_test;
 using namespace show_test;
-using Traces = std::vector<std::string>;
 
 namespace {
 
-class ShowConfigTest : public PlatformTest {
- protected:
-  void SetUp() override {
-    PlatformTest::SetUp();
-    hooks = {};
-  }
-};
-
-const std::string incomplete = "Error: incomplete reply\n";
+class ShowConfigTest : public PlatformTest {};
 
 Reply log_size(int32_t size) {
   return Reply::with(raw(size));
@@ -72,7 +62,7 @@ struct Service {
   }
   Reply answer(const Request &request) const {
     const uint32_t opcode = opcode_of(request);
-    if (failing_opcode == opcode) return Reply{5, "", true};
+    if (failing_opcode == opcode) return failed(5);
     switch (opcode) {
       case SCH_OP_SHOW_LOG_CONFIG:
         return log_size(size);
@@ -115,67 +105,28 @@ TEST_F(ShowConfigTest, the_whole_configuration_in_order) {
   service.jobs = {job_reply("backup", 0, "copy run start\n"), job_reply("verify", 1, "show clock\nshow version\n")};
   service.schedules = {full_schedule()};
   service.install();
-  Context context;
-  EXPECT_EQ(run(sch_cli_show_config, context),
-            (Outcome{0,
-                     "config terminal\n"
-                     "  feature scheduler\n"
-                     "  scheduler logfile size 32\n"
-                     "  scheduler transport email from switch@example.net\n"
-                     "  scheduler transport email reply-to  noc@example.net\n"
-                     "  scheduler transport email smtp-server mail.example.net port 2525\n"
-                     "end\n"
-                     "\n"
-                     "config terminal\n"
-                     " scheduler job name backup\n"
-                     "copy run start\n"
-                     "end\n"
-                     "\n"
-                     "config terminal\n"
-                     " scheduler job name verify\n"
-                     "show clock\n"
-                     "show version\n"
-                     "end\n"
-                     "\n" +
-                         full_schedule_block,
-                     ""}));
-}
-
-TEST_F(ShowConfigTest, requests_by_opcode_class_and_bytes) {
-  Service service;
-  service.jobs = {job_reply("a", 0, "")};
-  service.schedules = {raw(schedule_record("s", 0))};
-  service.install();
-  Context context;
-  run(sch_cli_show_config, context);
-  const std::string name(64, '0');
-  const std::pair<uint32_t, std::string> expected[] = {
-      {2, "0c00000000000000"},
-      {1, "1300000000000000"},
-      {2, "070000002800000000000000" + name + "ffffffff"},
-      {2, "070000002800000000000000" + name + "00000000"},
-      {2, "060000002800000000000000" + name + "ffffffff"},
-      {2, "060000002800000000000000" + name + "00000000"},
-  };
-  ASSERT_EQ(fake.requests.size(), std::size(expected));
-  for (size_t i = 0; i < std::size(expected); ++i) {
-    const Request &request = fake.requests[i];
-    EXPECT_EQ(request.message_class, expected[i].first) << i;
-    EXPECT_EQ(hex(request.bytes.data(), request.bytes.size()), expected[i].second) << i;
-    EXPECT_EQ(request.service, 5951u);
-    EXPECT_EQ(request.user_name, "admin");
-    EXPECT_EQ(request.peer_name, "console");
-    EXPECT_EQ(request.constant_136, 136u);
-    EXPECT_EQ(request.shell_handle, 42u);
-    EXPECT_EQ(request.zero, 0u);
-    EXPECT_TRUE(request.reply_was_null);
-  }
-}
-
-TEST_F(ShowConfigTest, an_empty_service_still_prints_and_closes_the_log_file_block) {
-  Service().install();
-  Context context;
-  EXPECT_EQ(run(sch_cli_show_config, context), (Outcome{0, log_block(16) + "end\n\n", ""}));
+  EXPECT_EQ(run(sch_cli_show_config), (Outcome{0,
+                                               "config terminal\n"
+                                               "  feature scheduler\n"
+                                               "  scheduler logfile size 32\n"
+                                               "  scheduler transport email from switch@example.net\n"
+                                               "  scheduler transport email reply-to  noc@example.net\n"
+                                               "  scheduler transport email smtp-server mail.example.net port 2525\n"
+                                               "end\n"
+                                               "\n"
+                                               "config terminal\n"
+                                               " scheduler job name backup\n"
+                                               "copy run start\n"
+                                               "end\n"
+                                               "\n"
+                                               "config terminal\n"
+                                               " scheduler job name verify\n"
+                                               "show clock\n"
+                                               "show version\n"
+                                               "end\n"
+                                               "\n" +
+                                                   full_schedule_block,
+                                               ""}));
 }
 
 TEST_F(ShowConfigTest, each_failing_fetch_is_reported_and_the_others_run) {
@@ -195,8 +146,7 @@ TEST_F(ShowConfigTest, each_failing_fetch_is_reported_and_the_others_run) {
   for (const auto &[opcode, out] : rows) {
     service.failing_opcode = opcode;
     service.install();
-    Context context;
-    EXPECT_EQ(run(sch_cli_show_config, context), (Outcome{0, out, "Error: " + error_text(5) + "\n"})) << opcode;
+    EXPECT_EQ(run(sch_cli_show_config), (Outcome{0, out, error_line(5)})) << opcode;
   }
 }
 
@@ -209,83 +159,30 @@ TEST_F(ShowConfigTest, memory_that_runs_out_loses_that_fetch_silently) {
   const std::string schedule = "config terminal\n  scheduler schedule name s\n    time daily 23:30\nend\n\n";
   const std::string outs[] = {log_block(16) + "end\n\n" + schedule, log_block(16) + "end\n\n" + job};
   for (int nth = 1; nth <= 2; ++nth) {
-    Context context;
     fake.libc_alloc = {nth, false, 0};
-    EXPECT_EQ(run(sch_cli_show_config, context), (Outcome{0, outs[nth - 1], ""})) << nth;
+    EXPECT_EQ(run(sch_cli_show_config), (Outcome{0, outs[nth - 1], ""})) << nth;
   }
   fake.libc_alloc = {1, true, 0};
-  Context context;
-  EXPECT_EQ(run(sch_cli_show_config, context), (Outcome{0, log_block(16) + "end\n\n", ""}));
-  EXPECT_EQ(run(get_job_config, context), (Outcome{2, "", ""}));
-  EXPECT_EQ(run(get_schedule_config, context), (Outcome{2, "", ""}));
+  EXPECT_EQ(run(sch_cli_show_config), (Outcome{0, log_block(16) + "end\n\n", ""}));
+  EXPECT_EQ(run(get_job_config), (Outcome{2, "", ""}));
+  EXPECT_EQ(run(get_schedule_config), (Outcome{2, "", ""}));
 }
 
-TEST_F(ShowConfigTest, one_parameter_stops_after_the_first_job_and_schedule_and_sends_no_name) {
-  Service service;
-  service.jobs = {job_reply("j", 0, ""), job_reply("k", 1, "")};
-  service.schedules = {raw(schedule_record("s", 0)), raw(schedule_record("t", 1))};
-  service.install();
-  Context context({"k"});
-  EXPECT_EQ(run(sch_cli_show_config, context),
-            (Outcome{0,
-                     log_block(16) + "end\n\nconfig terminal\n scheduler job name j\nend\n\n"
-                                     "config terminal\n  scheduler schedule name s\n    time daily 23:30\nend\n\n",
-                     ""}));
-  ASSERT_EQ(fake.requests.size(), 4u);
-  for (const size_t paged : {2u, 3u})
-    EXPECT_EQ(fake.requests[paged].bytes.substr(12, 32), std::string(32, '\0'));
-  EXPECT_EQ(fake.traces(), (Traces{"sending show job request", "send show schedule request", "successful run"}));
-}
-
-TEST_F(ShowConfigTest, traces) {
-  Service().install();
-  Context context;
-  run(sch_cli_show_config, context);
-  EXPECT_EQ(fake.traces(103), (Traces{"sending show job request", "nothing to show", "send show schedule request",
-                                      "nothing to show", "successful run"}));
-}
-
-TEST_F(ShowConfigTest, traces_of_failures) {
-  int (*const fetches[])(const sch_cli_cmd_ctx *) = {get_log_file_config, sch_cli_get_email_transport_config};
-  for (const auto fetch : fetches) {
-    fake.history.clear();
-    fake.replies = {Reply{5, "", true}};
-    Context context;
-    EXPECT_EQ(run(fetch, context), (Outcome{1, "", "Error: " + error_text(5) + "\n"}));
-    EXPECT_EQ(fake.traces(103), (Traces{"error is 5 " + error_text(5)}));
-  }
-  int (*const paged[])(const sch_cli_cmd_ctx *) = {get_job_config, get_schedule_config};
-  for (const auto fetch : paged) {
-    fake.history.clear();
-    fake.replies = {Reply{5, "", true}};
-    Context context;
-    EXPECT_EQ(run(fetch, context), (Outcome{1, "", "Error: " + error_text(5) + "\n"}));
-    EXPECT_EQ(fake.traces(103).back(), "error is 5 " + error_text(5));
-  }
-}
-
-TEST_F(ShowConfigTest, the_paged_fetches_take_the_debug_flag) {
-  int (*const paged[])(const sch_cli_cmd_ctx *) = {get_job_config, get_schedule_config};
-  for (const auto fetch : paged) {
-    cli_debug = 0;
-    Context context;
-    context->debug = 3;
-    run(fetch, context);
-    EXPECT_EQ(cli_debug, 3u);
-  }
-}
-
-TEST_F(ShowConfigTest, the_other_fetches_leave_the_debug_flag_as_it_is) {
-  int (*const fetches[])(const sch_cli_cmd_ctx *) = {get_log_file_config, sch_cli_get_email_transport_config};
-  for (const auto fetch : fetches) {
-    for (const uint32_t debug : {0u, 1u}) {
+TEST_F(ShowConfigTest, the_paged_fetches_take_the_debug_flag_and_the_others_leave_it) {
+  const std::pair<Handler, bool> rows[] = {{get_job_config, true},
+                                           {get_schedule_config, true},
+                                           {get_log_file_config, false},
+                                           {sch_cli_get_email_transport_config, false}};
+  for (const auto &[fetch, takes] : rows) {
+    for (const uint32_t debug : {0u, 3u}) {
       cli_debug = debug;
-      fake.replies = {Reply{5, "", true}};
+      fake.replies = {failed(5)};
       Context context;
-      context->debug = 1 - debug;
-      const std::string trace = debug != 0 ? "error is 5 " + error_text(5) + "\n" : "";
-      EXPECT_EQ(run(fetch, context), (Outcome{1, "", trace + "Error: " + error_text(5) + "\n"}));
-      EXPECT_EQ(cli_debug, debug);
+      context->debug = 3 - debug;
+      const Outcome outcome = run(fetch, context);
+      EXPECT_EQ(cli_debug, takes ? 3 - debug : debug);
+      EXPECT_EQ(outcome.err.starts_with("Error: "), cli_debug == 0) << "a trace comes first";
+      EXPECT_TRUE(outcome.err.ends_with(error_line(5)));
     }
   }
 }
@@ -294,24 +191,19 @@ TEST_F(ShowConfigTest, log_file_sizes) {
   const std::pair<int32_t, int> rows[] = {{16384, 16}, {20000, 19}, {1024, 1},   {1023, 0},
                                           {0, 0},      {-1, 0},     {-2048, -2}, {INT32_MAX, 2097151}};
   for (const auto &[size, kilobytes] : rows) {
-    fake.replies = {log_size(size)};
-    Context context;
-    EXPECT_EQ(run(get_log_file_config, context), (Outcome{0, log_block(kilobytes), ""})) << size;
+    EXPECT_EQ(run(get_log_file_config, {log_size(size)}), (Outcome{0, log_block(kilobytes), ""})) << size;
   }
 }
 
 TEST_F(ShowConfigTest, further_bytes_of_the_log_file_reply_are_not_read) {
-  fake.replies = {Reply::with(raw(int32_t{65536}) + std::string(536, 'x'))};
-  Context context;
-  EXPECT_EQ(run(get_log_file_config, context), (Outcome{0, log_block(64), ""}));
+  EXPECT_EQ(run(get_log_file_config, {Reply::with(raw(int32_t{65536}) + std::string(536, 'x'))}),
+            (Outcome{0, log_block(64), ""}));
 }
 
 TEST_F(ShowConfigTest, a_log_file_reply_without_its_size_is_refused) {
   const Reply rows[] = {Reply(), Reply::with(""), Reply::with("abc")};
   for (const Reply &reply : rows) {
-    fake.replies = {reply};
-    Context context;
-    EXPECT_EQ(run(get_log_file_config, context), (Outcome{1, "", incomplete}));
+    EXPECT_EQ(run(get_log_file_config, {reply}), (Outcome{1, "", incomplete}));
   }
 }
 
@@ -342,9 +234,8 @@ TEST_F(ShowConfigTest, transport_lines) {
            std::string(64, 'r') + "\n  scheduler transport email smtp-server " + std::string(256, 's') + "\n"},
   };
   for (const Row &row : rows) {
-    fake.replies = {Reply::with(row.transport.bytes())};
-    Context context;
-    EXPECT_EQ(run(sch_cli_get_email_transport_config, context), (Outcome{0, row.text, ""})) << row.scenario;
+    EXPECT_EQ(run(sch_cli_get_email_transport_config, {Reply::with(row.transport.bytes())}), (Outcome{0, row.text, ""}))
+        << row.scenario;
   }
 }
 
@@ -352,29 +243,26 @@ TEST_F(ShowConfigTest, a_transport_reply_is_read_to_its_port_and_may_end_there) 
   const Transport transport = {"a@b", "", "mail", 2525};
   const std::string text =
       "  scheduler transport email from a@b\n  scheduler transport email smtp-server mail port 2525\n";
-  fake.replies = {Reply::with(transport.bytes().substr(0, 456))};
-  Context context;
-  EXPECT_EQ(run(sch_cli_get_email_transport_config, context), (Outcome{0, text, ""}));
+  EXPECT_EQ(run(sch_cli_get_email_transport_config, {Reply::with(transport.bytes().substr(0, 456))}),
+            (Outcome{0, text, ""}));
   for (const size_t length : {size_t{0}, size_t{64}, size_t{192}, size_t{455}}) {
     fake.replies = {Reply::with(transport.bytes().substr(0, length))};
-    EXPECT_EQ(run(sch_cli_get_email_transport_config, context), (Outcome{1, "", incomplete})) << length;
+    EXPECT_EQ(run(sch_cli_get_email_transport_config), (Outcome{1, "", incomplete})) << length;
   }
 }
 
 TEST_F(ShowConfigTest, no_transport_reply_prints_nothing) {
-  Context context;
-  EXPECT_EQ(run(sch_cli_get_email_transport_config, context), (Outcome{0, "", ""}));
+  EXPECT_EQ(run(sch_cli_get_email_transport_config), (Outcome{0, "", ""}));
 }
 
 TEST_F(ShowConfigTest, a_transport_that_leaves_the_length_words_is_believed) {
-  hooks.keeps_length_word = true;
+  fake.keeps_length_word = true;
   Service service;
   service.transport = {"a@b", "", "", 25};
   service.jobs = {job_reply("j", 0, "x\n")};
   service.schedules = {full_schedule()};
   service.install();
-  Context context;
-  EXPECT_EQ(run(sch_cli_show_config, context),
+  EXPECT_EQ(run(sch_cli_show_config),
             (Outcome{0,
                      log_block(16) + "  scheduler transport email from a@b\nend\n\n" +
                          "config terminal\n scheduler job name j\nx\nend\n\n" + full_schedule_block,
@@ -382,11 +270,10 @@ TEST_F(ShowConfigTest, a_transport_that_leaves_the_length_words_is_believed) {
 }
 
 TEST_F(ShowConfigTest, replies_that_hold_less_than_they_announce_are_refused_whole) {
-  Context context;
   fake.replies = {Reply::with(job_reply("j", 0, "0123456789").substr(0, 53))};
-  EXPECT_EQ(run(get_job_config, context), (Outcome{1, "", incomplete}));
+  EXPECT_EQ(run(get_job_config), (Outcome{1, "", incomplete}));
   fake.replies = {Reply::with(full_schedule().substr(0, 891))};
-  EXPECT_EQ(run(get_schedule_config, context), (Outcome{1, "", incomplete}));
+  EXPECT_EQ(run(get_schedule_config), (Outcome{1, "", incomplete}));
 }
 
 TEST_F(ShowConfigTest, a_schedule_without_time_leaves_four_blanks_before_its_first_job) {

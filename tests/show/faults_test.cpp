@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "tests/show/replies.h"
-#include "tests/show/transport_hooks.h"
 
 using namespace platform_test;
 using namespace show_test;
@@ -68,7 +67,6 @@ class ShowFaultsTest : public PlatformTest {
  protected:
   void SetUp() override {
     PlatformTest::SetUp();
-    hooks = {};
     fake.serve = answer;
   }
   static Outcome execute(const Command &command) {

@@ -110,7 +110,9 @@ inline std::ostream &operator<<(std::ostream &stream, const Outcome &outcome) {
   return stream << "result " << outcome.result << "\nout:\n" << outcome.out << "err:\n" << outcome.err;
 }
 
-inline Outcome run(int (*handler)(const sch_cli_cmd_ctx *), platform_test::Context &context) {
+using Handler = int (*)(const sch_cli_cmd_ctx *);
+
+inline Outcome run(Handler handler, platform_test::Context &context) {
   Outcome outcome;
   const sch_cli_cmd_ctx *ctx = context.get();
   platform_test::Output output = platform_test::capture([&] { outcome.result = handler(ctx); });
@@ -118,6 +120,23 @@ inline Outcome run(int (*handler)(const sch_cli_cmd_ctx *), platform_test::Conte
   outcome.err = std::move(output.err);
   return outcome;
 }
+
+// With these replies of the service, and texts as parameters.
+inline Outcome run(Handler handler, std::deque<platform_test::Reply> replies = {},
+                   const std::vector<std::string> &params = {}) {
+  if (!replies.empty()) platform_test::fake.replies = std::move(replies);
+  platform_test::Context context(params);
+  return run(handler, context);
+}
+
+// What a service answers that fails.
+inline platform_test::Reply failed(uint32_t status) {
+  return {status, "", true};
+}
+inline std::string error_line(uint32_t status) {
+  return "Error: " + platform_test::error_text(status) + "\n";
+}
+inline constexpr char incomplete[] = "Error: incomplete reply\n";
 
 inline std::string printed(const std::function<void()> &print) {
   platform_test::Output output = platform_test::capture(print);

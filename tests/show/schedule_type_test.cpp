@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <climits>
+#include <sstream>
 
 #include "tests/show/replies.h"
 
@@ -61,50 +62,20 @@ TEST_F(ScheduleTypeTest, weekly_by_day) {
 }
 
 TEST_F(ScheduleTypeTest, monthly_by_day) {
-  const std::pair<int32_t, std::string> rows[] = {
-      {1, "1st"},
-      {2, "2nd"},
-      {3, "3rd"},
-      {4, "4th"},
-      {5, "5th"},
-      {6, "6th"},
-      {7, "7th"},
-      {8, "8th"},
-      {9, "9th"},
-      {10, "10th"},
-      {11, "11th"},
-      {12, "12th"},
-      {13, "13th"},
-      {14, "14th"},
-      {15, "15th"},
-      {16, "16th"},
-      {17, "17th"},
-      {18, "18th"},
-      {19, "19th"},
-      {20, "20th"},
-      {21, "21st"},
-      {22, "22nd"},
-      {23, "23rd"},
-      {24, "24th"},
-      {25, "25th"},
-      {26, "26th"},
-      {27, "27th"},
-      {28, "28"},
-      {29, "29th"},
-      {30, "30th"},
-      {31, "31st"},
-      {0, "0th"},
-      {32, "32nd"},
-      {38, "38"},
-      {111, "111st"},
-      {-1, "-1"},
-      {-9, "-9"},
-      {-10, "-10th"},
-      {INT32_MAX, "2147483647th"},
-      {INT32_MIN, "-2147483648"},
-      {INT32_MIN + 3, "-2147483645"},
-  };
-  for (const auto &[day, text] : rows) {
+  std::map<int32_t, std::string> days = {{38, "38"},
+                                         {111, "111st"},
+                                         {-1, "-1"},
+                                         {-9, "-9"},
+                                         {-10, "-10th"},
+                                         {INT32_MAX, "2147483647th"},
+                                         {INT32_MIN, "-2147483648"},
+                                         {INT32_MIN + 3, "-2147483645"}};
+  std::istringstream month(
+      "0th 1st 2nd 3rd 4th 5th 6th 7th 8th 9th 10th 11th 12th 13th 14th 15th 16th 17th 18th 19th 20th 21st 22nd 23rd "
+      "24th 25th 26th 27th 28 29th 30th 31st 32nd");
+  for (int32_t day = 0; day <= 32; ++day)
+    month >> days[day];
+  for (const auto &[day, text] : days) {
     const sch_tminfo time = time_of(SCH_SCHEDULE_MONTHLY, 0, 9, 0, day);
     const std::string line = "Run on every " + text + " of every month at 0 Hrs 9 Mins\n";
     EXPECT_EQ(type_line(time), label + line) << day;

@@ -93,19 +93,21 @@ TEST_F(Configure, refuses_what_is_no_file) {
 // The first operator's shell stays, and waits for its second command while another one changes something.
 TEST_F(Configure, the_second_of_two_operators_is_told_what_has_changed) {
   const std::string other = file("other.conf", "feature scheduler\nscheduler logfile size 64\n"),
-                    pipe = directory_.path() + "/pipe", out = directory_.path() + "/out";
+                    pipe = directory_.path() + "/pipe", again = directory_.path() + "/pipe-again",
+                    out = directory_.path() + "/out";
   ASSERT_EQ(shell({"configure replace " + file("site.conf", site)}).status, 0);
-  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (const std::string &path : {pipe, again})
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);  // two: what came for the first command must not feed the other
   // What is read from the pipe comes after the other operator's change.
   std::thread first([&] {
     std::ofstream(out)
-        << shell({"show running-config", "configure replace " + pipe, "configure replace " + pipe}).output;
+        << shell({"show running-config", "configure replace " + pipe, "configure replace " + again}).output;
   });
   std::ofstream feeding(pipe);  // opened when the first shell has read the configuration and reads the pipe
   EXPECT_EQ(shell({"configure replace " + other}).status, 0);
   feeding << "feature scheduler\n";
   feeding.close();
-  std::ofstream(pipe) << "feature scheduler\n";
+  std::ofstream(again) << "feature scheduler\n";
   first.join();
   const std::string told = contents(out);
   EXPECT_NE(told.find("has changed since"), std::string::npos) << told;

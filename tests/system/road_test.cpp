@@ -104,21 +104,5 @@ TEST_F(Road, a_due_time_that_the_service_did_not_live_to_see_is_recorded_as_miss
   EXPECT_EQ(count(log, "Failed"), 2u) << log;
 }
 
-TEST_F(Road, a_saved_configuration_replays_as_it_is) {
-  int status = -1;
-  ASSERT_EQ(run_shell(state_, {}, &status, configuration(time(nullptr) + 3600, 60)), "");
-  const std::string text = shell("show running-config");
-  EXPECT_EQ(count(text, "scheduler job name "), 3u) << text;
-  for (const char *command :
-       {"no scheduler schedule name nightly-inventory", "no scheduler schedule name one-time-check",
-        "no scheduler job name link-state", "no scheduler job name disk-use", "no scheduler job name broken-check"})
-    ASSERT_EQ(run_shell(state_, {"-c", "configure terminal", "-c", command}, &status), "");
-  EXPECT_EQ(count(shell("show running-config"), " name "), 0u);
-  const std::string replay = run_shell(state_, {}, &status, "configure terminal\n" + text);
-  EXPECT_EQ(status, 0) << replay;
-  // Job ids are given anew in the order of the text, so the text is the same again.
-  EXPECT_EQ(shell("show running-config"), text);
-}
-
 }  // namespace
 }  // namespace system_test

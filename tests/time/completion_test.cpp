@@ -6,13 +6,8 @@
 
 namespace {
 
-using platform_test::fake;
-using platform_test::set_zone;
-using testing::ElementsAre;
-using time_test::local;
-using time_test::moment;
-using time_test::oneshot;
-using time_test::text_of;
+using namespace platform_test;
+using namespace time_test;
 
 constexpr int bad_format = SCH_ERR_BAD_TIME_FORMAT;
 constexpr int invalid = SCH_ERR_INVALID_TIME;
@@ -139,32 +134,6 @@ TEST_F(Completion, carrying_over_rewrites_the_calendar_fields_alone) {
   normalize_incremental_time(&record);
   const sch_tminfo expected = {3, 2, 7, 2, 10, 0, 127, 8, 9};  // 31 December 49:70 is 2 January 02:10
   EXPECT_EQ(record, expected);
-}
-
-TEST_F(Completion, conversions_dump_the_record_first) {
-  const sch_tminfo record = oneshot(2026, 6, 15, 11, 20);
-  EXPECT_EQ(text_of(mktime_from_tminfo(&record)), "2026-06-15 11:20:00 UTC");
-  const auto dump = ElementsAre("schedule type: 1", "year         : 126", "month        : 5", "day of month : 15",
-                                "day of week  : 0", "hour         : 11", "minute       : 20", "start time   : 0");
-  EXPECT_THAT(fake.traces(103), dump);
-  fake.history.clear();
-  sch_tminfo carried = record;
-  normalize_incremental_time(&carried);
-  EXPECT_THAT(fake.traces(103), dump);
-  EXPECT_EQ(carried, record);
-}
-
-TEST_F(Completion, a_relative_time_is_dumped_as_it_was_added_up_and_as_it_was_carried) {
-  fake.now = moment("2026-06-15 23:55:00 UTC");
-  const tm now_tm = local(fake.now);
-  sch_tminfo record = {};
-  EXPECT_EQ(get_start_time("+1:10", &record, &now_tm), 0);
-  EXPECT_THAT(fake.traces(103),
-              ElementsAre("parse str 1:10", "minute str 10", "minute retrieved", "hour str 1", "- hour retrieved",
-                          "schedule type: 1", "year         : 126", "month        : 5", "day of month : 15",
-                          "day of week  : -1", "hour         : 24", "minute       : 65", "start time   : 0",
-                          "schedule type: 1", "year         : 126", "month        : 5", "day of month : 16",
-                          "day of week  : -1", "hour         : 1", "minute       : 5", "start time   : 0"));
 }
 
 TEST_F(Completion, a_relative_month_is_refused_before_the_record_is_dumped) {

@@ -6,12 +6,8 @@
 
 namespace {
 
-using platform_test::capture;
-using platform_test::fake;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using time_test::unset;
-using time_test::untouched;
+using namespace platform_test;
+using namespace time_test;
 
 constexpr int malformed = -1;
 constexpr int unreadable = -2;
@@ -126,65 +122,11 @@ TEST_F(Parser, get_val_names_first_then_numbers) {
   }
 }
 
-std::vector<std::string> traces_of(const char *text) {
-  fake.history.clear();
-  parsed(text);
-  return fake.traces(103);
-}
-
-TEST_F(Parser, each_form_traces_its_steps) {
-  EXPECT_THAT(traces_of("30"), ElementsAre("parse str 30", "- minute retrieved"));
-  EXPECT_THAT(traces_of("7:30"),
-              ElementsAre("parse str 7:30", "minute str 30", "minute retrieved", "hour str 7", "- hour retrieved"));
-  EXPECT_THAT(traces_of("Mon:7:30"), ElementsAre("parse str Mon:7:30", "minute str 30", "minute retrieved",
-                                                 "hour str 7", "hour retrieved", "dw/dm Mon", "- day retrieved"));
-  EXPECT_THAT(traces_of("Feb:3:7:30"),
-              ElementsAre("parse str Feb:3:7:30", "minute str 30", "minute retrieved", "hour str 7", "hour retrieved",
-                          "dw/dm 3", "day retrieved", "- month retrieved"));
-  EXPECT_THAT(
-      traces_of("2026:Feb:3:7:30"),
-      ElementsAre("parse str 2026:Feb:3:7:30", "minute str 30", "minute retrieved", "hour str 7", "hour retrieved",
-                  "dw/dm 3", "day retrieved", "month Feb", "month retrieved", "year 2026", "- year retrieved"));
-}
-
-TEST_F(Parser, a_failure_traces_up_to_the_field) {
-  EXPECT_THAT(traces_of(":10"), IsEmpty());
-  EXPECT_THAT(traces_of("x"), ElementsAre("parse str x"));
-  EXPECT_THAT(traces_of("7:x"), ElementsAre("parse str 7:x", "minute str x"));
-  EXPECT_THAT(traces_of("x:30"), ElementsAre("parse str x:30", "minute str 30", "minute retrieved", "hour str x"));
-  EXPECT_THAT(traces_of("x:1:30"), ElementsAre("parse str x:1:30", "minute str 30", "minute retrieved", "hour str 1",
-                                               "hour retrieved", "dw/dm x"));
-  EXPECT_THAT(traces_of("x:1:1:30"), ElementsAre("parse str x:1:1:30", "minute str 30", "minute retrieved",
-                                                 "hour str 1", "hour retrieved", "dw/dm 1", "day retrieved"));
-  EXPECT_THAT(traces_of("x:1:1:1:30"),
-              ElementsAre("parse str x:1:1:1:30", "minute str 30", "minute retrieved", "hour str 1", "hour retrieved",
-                          "dw/dm 1", "day retrieved", "month 1", "month retrieved", "year x"));
-  EXPECT_THAT(traces_of("1:1:1:1:1:30"),
-              ElementsAre("parse str 1:1:1:1:1:30", "minute str 30", "minute retrieved", "hour str 1", "hour retrieved",
-                          "dw/dm 1", "day retrieved", "month 1", "month retrieved"));
-}
-
 TEST_F(Parser, traces_reach_standard_error_with_cli_debug_alone) {
   debug_level = 200;
   EXPECT_EQ(capture([] { parsed("30"); }).err, "");
   cli_debug = 1;
   EXPECT_EQ(capture([] { parsed("30"); }).err, "parse str 30\n- minute retrieved\n");
-}
-
-TEST_F(Parser, record_dump_names_the_fields_in_order) {
-  cli_debug = 1;
-  const sch_tminfo record = {7, 2, 3, 4, 5, 6, 126, 1000, 2000};
-  const auto output = capture([&] { print_tminfo(&record); });
-  EXPECT_EQ(output.err,
-            "schedule type: 7\nyear         : 126\nmonth        : 6\nday of month : 4\nday of week  : 3\n"
-            "hour         : 2\nminute       : 5\nstart time   : 1000\n");
-  EXPECT_EQ(output.out, "");
-  EXPECT_THAT(fake.traces(103),
-              ElementsAre("schedule type: 7", "year         : 126", "month        : 6", "day of month : 4",
-                          "day of week  : 3", "hour         : 2", "minute       : 5", "start time   : 1000"));
-  EXPECT_THAT(fake.buginf_formats,
-              ElementsAre("schedule type: %d", "year         : %d", "month        : %d", "day of month : %d",
-                          "day of week  : %d", "hour         : %d", "minute       : %d", "start time   : %d"));
 }
 
 }  // namespace

@@ -8,9 +8,8 @@
 
 namespace {
 
-using platform_test::capture;
-using platform_test::fake;
-using testing::ElementsAre;
+using namespace platform_test;
+using namespace time_test;
 
 class Period : public platform_test::PlatformTest {};
 
@@ -42,7 +41,6 @@ TEST_F(Period, interval_dump_has_seconds_and_microseconds) {
   cli_debug = 1;
   const sch_timeval value = {12, -34};
   EXPECT_EQ(capture([&] { print_timeval(&value); }).err, "seconds 12\nmicro seconds -34\n");
-  EXPECT_THAT(fake.traces(103), ElementsAre("seconds 12", "micro seconds -34"));
   cli_debug = 0;
   debug_level = 200;
   EXPECT_EQ(capture([&] { print_timeval(&value); }).err, "");

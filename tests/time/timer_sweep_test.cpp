@@ -8,16 +8,8 @@
 
 namespace {
 
-using platform_test::fake;
-using time_test::daily;
-using time_test::expected_next;
-using time_test::local;
-using time_test::monthly;
-using time_test::oneshot;
-using time_test::periodic;
-using time_test::text_of;
-using time_test::weekly;
-using time_test::Zone;
+using namespace platform_test;
+using namespace time_test;
 
 constexpr int hour = 3600;
 constexpr time_t first_day = 1704067200;  // 2024-01-01 00:00 UTC

@@ -8,14 +8,8 @@
 
 namespace {
 
-using platform_test::fake;
-using platform_test::set_zone;
-using time_test::daily;
-using time_test::moment;
-using time_test::monthly;
-using time_test::oneshot;
-using time_test::periodic;
-using time_test::weekly;
+using namespace platform_test;
+using namespace time_test;
 
 constexpr int invalid = SCH_ERR_INVALID_TIME;
 constexpr int in_past = SCH_ERR_TIME_IN_PAST;
@@ -130,26 +124,6 @@ TEST_F(Verification, periodic_checks_its_start_alone) {
   };
   for (const auto &row : rows)
     EXPECT_EQ(sch_verify_tminfo(&row.record), row.result) << row.record;
-}
-
-TEST_F(Verification, only_a_oneshot_in_its_ranges_is_dumped) {
-  struct {
-    sch_tminfo record;
-    size_t traces;
-  } rows[] = {{oneshot(2027, 1, 1, 1, 1), 8},
-              {oneshot(2020, 1, 1, 1, 1), 8},
-              {oneshot(2027, 2, 30, 1, 1), 0},
-              {oneshot(2027, 1, 1, 24, 0), 0},
-              {daily(1, 1), 0},
-              {daily(24, 1), 0},
-              {weekly(1, 1, 1), 0},
-              {monthly(1, 1, 1), 0},
-              {periodic(0, 1, 0, fake.now), 0}};
-  for (const auto &row : rows) {
-    fake.history.clear();
-    sch_verify_tminfo(&row.record);
-    EXPECT_EQ(fake.traces(103).size(), row.traces) << row.record;
-  }
 }
 
 TEST_F(Verification, every_other_type_is_accepted) {

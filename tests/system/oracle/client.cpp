@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <numeric>
 #include <span>
@@ -46,15 +47,22 @@ bool Client::send(uint32_t service, uint32_t message_class, std::string_view bod
          ::send(socket_.get(), packet.data(), packet.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(packet.size());
 }
 
+// False: the service has gone.
+bool Client::receive_packet() {
+  packet_.resize(host::frame_limit);
+  const ssize_t size = socket_ ? recv(socket_.get(), packet_.data(), packet_.size(), 0) : 0;
+  if (size < 0 && errno == EAGAIN) throw std::runtime_error("the service lives and does not answer");
+  packet_.resize(static_cast<size_t>(std::max<ssize_t>(size, 0)));
+  rest_ = std::as_bytes(std::span(packet_));
+  return size > 0;
+}
+
 std::optional<Reply> Client::receive() {
   Reply reply;
-  std::string packet(host::frame_limit, '\0');
-  while (socket_) {
-    const ssize_t size = recv(socket_.get(), packet.data(), packet.size(), 0);
-    if (size < 0 && errno == EAGAIN) throw std::runtime_error("the service lives and does not answer");
-    if (size <= 0) return std::nullopt;
+  while (!rest_.empty() || receive_packet()) {
     host::Frame frame;
-    if (!host::parse_frame(std::as_bytes(std::span(packet.data(), static_cast<size_t>(size))), &frame))
+    const std::span<const std::byte> from = rest_;
+    if (!host::parse_first_frame(from, &frame, &rest_))
       throw std::runtime_error("the service answers with what is no frame");
     if (frame.header.kind == host::FrameKind::refusal) return std::nullopt;
     reply.status = frame.header.status;

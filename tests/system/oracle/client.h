@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -34,6 +35,8 @@ Record record_of(const std::string &bytes) {
 class Client {
  public:
   explicit Client(const std::string &socket_path);
+  Client(const Client &) = delete;
+  Client &operator=(const Client &) = delete;
 
   bool send(uint32_t service, uint32_t message_class, std::string_view body);  // false: the service has gone
   std::optional<Reply> receive();  // of the oldest request that has no reply yet; nothing: the service has gone
@@ -44,7 +47,11 @@ class Client {
   std::optional<Reply> control(control::Operation operation, std::string_view payload);
 
  private:
+  bool receive_packet();
+
   host::FileDescriptor socket_;
+  std::string packet_;
+  std::span<const std::byte> rest_;  // of the packet
 };
 
 }  // namespace oracle

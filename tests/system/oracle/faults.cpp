@@ -96,10 +96,9 @@ int sync_step(long number, int descriptor) {
   if (!is_file(descriptor)) return static_cast<int>(syscall(number, descriptor));
   if (fails()) return -1;
   ++control().syncs;
-  for (uint32_t waited = 0; waited < control().sync_ms.load(); waited++) {
-    const timespec millisecond = {0, 1000000};
-    syscall(SYS_nanosleep, &millisecond, nullptr);
-  }
+  const uint32_t stall_ms = control().stall_ms.exchange(0);
+  const timespec stall = {stall_ms / 1000, static_cast<long>(stall_ms % 1000) * 1000000};
+  if (stall_ms != 0) syscall(SYS_nanosleep, &stall, nullptr);
   return static_cast<int>(syscall(number, descriptor));
 }
 
@@ -121,9 +120,10 @@ int64_t in_ms(const timespec &time) {
 
 void ring_what_is_due(int) {
   const int64_t now = control().wall_ms.load();
+  const bool was_set = control().clock_was_set.exchange(false);
   for (WallTimer &timer : timers) {
     const int64_t at = timer.rings_at_ms.load();
-    if (timer.descriptor.load() < 0 || at == 0 || at > now) continue;
+    if (timer.descriptor.load() < 0 || at == 0 || (at > now && !was_set)) continue;
     timer.rings_at_ms = 0;
     const itimerspec at_once = {{}, {0, 1}};
     syscall(SYS_timerfd_settime, timer.descriptor.load(), 0, &at_once, nullptr);

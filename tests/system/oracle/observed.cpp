@@ -95,7 +95,7 @@ bool is_under_way(const SeenRun &run) {
 }
 
 std::optional<std::vector<SeenRun>> see_history(Client &client, const std::string &schedule) {
-  constexpr uint32_t kept = 64;
+  const uint32_t kept = schedule.empty() ? control::query_lines_limit : 64;
   const std::optional<Reply> reply =
       client.control(control::Operation::show_history, bytes_of(control::HistoryQuery{0, kept, 0}) + schedule);
   if (!reply) return std::nullopt;

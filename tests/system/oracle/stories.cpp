@@ -25,7 +25,7 @@ void jobs_change(World &world) {
   world.config(SCH_OP_CREATE_JOB, job_text("other", ""));
   world.config(SCH_OP_DEFINE_JOB, job_text("other", std::string(5000, 'x') + "\n"));
   world.to_next_minute();
-  world.config(SCH_OP_DELETE_JOB, job_text("other", ""));
+  world.config(SCH_OP_DELETE_JOB, job_text("other", "", true));
   world.settle();
 }
 

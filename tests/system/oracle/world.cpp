@@ -18,7 +18,6 @@ namespace oracle {
 namespace {
 
 constexpr int64_t beginning_ms = 1'800'000'000'000;  // a whole minute
-constexpr unsigned patience_rounds = 5000;           // for runs that are to end
 constexpr useconds_t longest_pause_us = 16000;
 
 FaultControl *map_control(const std::string &path) {
@@ -57,8 +56,9 @@ std::string named(const std::string &name, bool negate) {
   return bytes_of(request);
 }
 
-std::string job_text(const std::string &name, const std::string &text) {
+std::string job_text(const std::string &name, const std::string &text, bool negate) {
   sch_job_request request = {};
+  request.head.negate = negate;
   copy_name(request.head.name, name);
   request.text_length = static_cast<uint32_t>(text.size());
   return bytes_of(request) + text;
@@ -86,7 +86,10 @@ std::string each_day(const std::string &schedule, int hour, int minute) {
   return bytes_of(request);
 }
 
-World::World() : faults_(map_control(directory_.path() + "/faults")), service_(state_, {}, SCHEDD_WITH_FAULTS_PATH) {
+World::World(const std::string &settings)
+    : faults_(map_control(directory_.path() + "/faults")),
+      service_(state_, {"--config", settings_}, SCHEDD_WITH_FAULTS_PATH) {
+  std::ofstream(settings_) << settings;
   faults_->wall_ms = beginning_ms;
   faults_->boot_ms = 1000000;
   service_.environment(std::string(control_variable) + "=" + directory_.path() + "/faults");
@@ -174,6 +177,20 @@ void World::pass(int64_t milliseconds) {
   service_.signal(clock_signal);
 }
 
+// No time passes by it.
+void World::set_clock_back(int64_t milliseconds) {
+  faults_->wall_ms -= milliseconds;
+  faults_->clock_was_set = true;
+  service_.signal(clock_signal);
+}
+
+void World::prlimit(__rlimit_resource resource, uint64_t most) const {
+  rlimit limit = {};
+  ::prlimit(service_.pid(), resource, nullptr, &limit);
+  limit.rlim_cur = most;
+  if (::prlimit(service_.pid(), resource, &limit, nullptr) != 0) throw std::runtime_error("no limit can be set");
+}
+
 void World::ask_to_run(const std::string &schedule) {
   asked_.push_back(schedule);
   if (client_) client_->send_control(control::Operation::run_schedule, schedule);
@@ -195,6 +212,11 @@ void World::run_now(const std::string &schedule) {
   answers();
 }
 
+void World::show_log() {
+  answers();
+  if (client_) client_->show(SCH_OP_SHOW_LOG);
+}
+
 std::optional<uint32_t> World::request(const std::function<bool(Client &)> &send) {
   answers();
   if (!client_ || !send(*client_)) return std::nullopt;
@@ -213,13 +235,13 @@ std::optional<uint32_t> World::control(control::Operation operation, const std::
 
 bool World::settle() {
   answers();
-  for (unsigned round = 0; client_ && round < patience_rounds; round++) {
-    bool quiet = true;
+  for (unsigned round = 0; client_ && round < rounds_; round++) {
+    const auto all = see_history(*client_, "");
+    if (!all) return false;
+    bool quiet = std::ranges::none_of(*all, is_under_way);
     for (const char *schedule : {"A", "B"}) {
       const auto runs = see_history(*client_, schedule);
       if (!runs) return false;
-      for (const SeenRun &run : *runs)
-        quiet = quiet && !is_under_way(run);
       // The clock may have rung and the service not looked yet.
       const time_t minute = now() / 60 * 60;
       quiet = quiet && (minute * 1000 == beginning_ms || std::ranges::any_of(*runs, [&](const SeenRun &run) {

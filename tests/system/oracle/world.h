@@ -3,6 +3,8 @@
 // promised of them.
 #pragma once
 
+#include <sys/resource.h>
+
 #include <functional>
 #include <memory>
 #include <optional>
@@ -17,7 +19,7 @@ namespace oracle {
 
 class World {
  public:
-  World();
+  explicit World(const std::string &settings = "");
   ~World();
   World(const World &) = delete;
   World &operator=(const World &) = delete;
@@ -36,24 +38,30 @@ class World {
 
   // What happens to it. Each is over when the service has answered or died.
   void pass(int64_t milliseconds);  // time; nobody waits for what becomes due
+  void set_clock_back(int64_t milliseconds);
   void to_next_minute() { pass(60000 - faults_->wall_ms % 60000); }
   void run_now(const std::string &schedule);     // asks, and waits for the number
   void ask_to_run(const std::string &schedule);  // its number comes with answers()
+  void show_log();                               // whole
   void answers();                                // of all that was asked for
   // Nothing: it has died, and what was asked for has happened or not.
   std::optional<uint32_t> config(uint32_t opcode, const std::string &payload);
   std::optional<uint32_t> control(control::Operation operation, const std::string &payload = "");
 
-  bool settle();  // until no run is under way; false: it has died
+  bool settle();  // until no run is under way; false: it has died, or the patience has an end before
+  void have_patience(bool much) { rounds_ = much ? many_rounds : few_rounds; }  // little, while nothing can be stored
 
   // Of a living service, or of one that is started anew as often as it takes: what is wrong.
   Complaints judge();
   Complaints judge_anew();
 
+  void prlimit(__rlimit_resource resource, uint64_t most) const;  // of the service
+
   Ledger &ledger() { return ledger_; }
   const std::string &directory() const { return directory_.path(); }
   const std::string &state() const { return state_; }
   std::string errors() const { return service_.errors(); }
+  pid_t pid() const { return service_.pid(); }
   time_t now() const { return static_cast<time_t>(faults_->wall_ms / 1000); }
   Client *client() { return client_ ? &*client_ : nullptr; }
 
@@ -66,17 +74,20 @@ class World {
 
   system_test::TemporaryDirectory directory_;
   std::string state_ = directory_.path() + "/state", ran_ = directory_.path() + "/ran";
+  std::string settings_ = directory_.path() + "/schedd.conf";
   FaultControl *faults_;
   system_test::ServiceProcess service_;
   std::optional<Client> client_;
   std::vector<std::string> asked_;  // schedules, of which the answers are to come
   Ledger ledger_;
   bool stops_ = false;
+  static constexpr unsigned many_rounds = 5000, few_rounds = 5;
+  unsigned rounds_ = many_rounds;  // of looking whether runs have ended
 };
 
 // Requests as they travel.
 std::string named(const std::string &name, bool negate = false);
-std::string job_text(const std::string &name, const std::string &text);
+std::string job_text(const std::string &name, const std::string &text, bool negate = false);
 std::string assignment(const std::string &schedule, const std::string &job, bool negate = false);
 std::string each_minute(const std::string &schedule, time_t first);
 std::string each_day(const std::string &schedule, int hour, int minute);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Text between fields of fixed size: always terminated, never read behind its field.
+// Text into and out of a record's fields of fixed size, never read or written behind them.
 #pragma once
 
 #include <cstddef>
@@ -11,6 +11,14 @@ void copy_text(char (&field)[Size], const char *text) {
   const size_t length = strnlen(text, Size - 1);
   std::memcpy(field, text, length);
   std::memset(field + length, 0, Size - length);
+}
+
+// NUL-padded like the fields of a record: a text as long as the field, or longer, leaves it without a terminator, as
+// meant.
+template <size_t Size>
+void store_text(char (&field)[Size], const char *text) {
+  std::memset(field, 0, Size);
+  std::memcpy(field, text, strnlen(text, Size));
 }
 
 // The text of a field, where it stands; of one that is full to its last byte a copy with a terminator. A full name is
