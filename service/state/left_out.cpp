@@ -10,13 +10,13 @@
 #include <set>
 #include <sstream>
 
-#include "host/acfg.h"
 #include "host/files/paths.h"
 #include "host/files/whole_file.h"
 #include "host/security/security.h"
 #include "host/status.h"
 #include "platform/syslog.h"
 #include "schedcli.h"
+#include "service/state/configuration_text.h"
 #include "service/state/schedule_state.h"
 
 namespace service {
@@ -74,9 +74,9 @@ bool has_owner(const ConfigurationBlock &block) {
 
 std::vector<ConfigurationBlock> left_out_blocks() {
   std::set<std::string> startup;
-  for (const ConfigurationBlock &block : blocks_of(host::configuration_text(host::ConfigType::startup)))
+  for (const ConfigurationBlock &block : blocks_of(startup_configuration_text()))
     startup.insert(block.text);
-  std::vector<ConfigurationBlock> blocks = blocks_of(host::stored_running_text());
+  std::vector<ConfigurationBlock> blocks = blocks_of(stored_configuration_text());
   std::erase_if(blocks, [&](const ConfigurationBlock &block) { return startup.contains(block.text); });
   return blocks;
 }

@@ -165,6 +165,15 @@ TEST_F(Startup, what_a_boot_leaves_out_is_kept_as_commands_with_their_owners) {
   EXPECT_EQ(service::find_job("unsaved"), nullptr);
 }
 
+TEST_F(Startup, what_a_boot_leaves_out_says_which_schedules_were_disabled) {
+  configure();
+  save_startup(world);
+  ASSERT_EQ(control(world, control::Operation::disable_schedule, bytes("s")), 0u);
+  world.boot();
+  EXPECT_THAT(left_out(), ::testing::EndsWith("\nscheduler disable schedule s\n"));
+  EXPECT_TRUE(service::is_enabled(*service::find_schedule("s")->rec));
+}
+
 TEST_F(Startup, a_boot_that_leaves_nothing_out_keeps_nothing) {
   configure();
   save_startup(world);
