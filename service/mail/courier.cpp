@@ -179,12 +179,17 @@ void Courier::send(const MailReport &report) {
   const MailSettings mail = {text_of(conf.from), text_of(conf.reply_to), machine_name()};
   for (const sch_email_slot &slot : addresses_of(report.schedule)->slots)
     if (slot.in_use != 0) queue_for(report, mail, text_of(slot.address));
+  // Before anything is sent: what has left the queue is known by this number alone.
+  if (report.number != 0)
+    if (const host::Result<void> marked = queue_.mark_taken(report.number); !marked)
+      tarn_syslog(LOG_WARNING, "mail: %s", marked.error().text.c_str());
   look();
 }
 
 void Courier::queue_for(const MailReport &report, const MailSettings &mail, const std::string &to) {
+  if (report.number != 0 && queue_.has_begun(report.number, to)) return;
   const int64_t now = now_();
-  QueuedMail queued = {report.schedule, report.run, mail.from, to, now, 0, now, ""};
+  QueuedMail queued = {report.schedule, report.run, report.number, mail.from, to, now, 0, now, ""};
   if (!is_mail_address(to) || !is_mail_address(mail.from))
     return warn(queued, "not sent: the address or the sender's is none that a mail server takes");
   queued.message = compose_mail(report, mail, to, now);

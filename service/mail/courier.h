@@ -37,7 +37,11 @@ class Courier {
 
   // Whether a report of this run would be sent to anybody; asked before outputs are kept for it.
   bool wants(const std::string &schedule) const;
-  void send(const MailReport &report);
+  void send(const MailReport &report);  // queues it for each address that has it not yet
+
+  // The newest report that was queued for all its addresses. `newest` is the newest that there is: in a queue of other
+  // origin a larger number means nothing.
+  uint32_t last_sent(uint32_t newest) const { return queue_.last_taken() <= newest ? queue_.last_taken() : 0; }
 
   size_t waiting() const { return queue_.size(); }
 

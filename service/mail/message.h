@@ -19,6 +19,7 @@ struct MailPart {
 struct MailReport {
   std::string schedule, owner;
   uint64_t run = 0;
+  uint32_t number = 0;  // under which it is owed; 0: none
   bool failed = false;
   std::string due;  // in the service's zone, as text; empty: somebody asked for the run
   std::vector<MailPart> parts;

@@ -22,6 +22,7 @@ namespace fs = std::filesystem;
 
 constexpr char first_line[] = "schedcli-mail 1";
 constexpr char suffix[] = ".mail";
+constexpr char taken_file[] = "/taken";
 
 host::Error failed(const std::string &what, const std::string &why) {
   return {host::err_io, what + ": " + why};
@@ -30,9 +31,9 @@ host::Error failed(const std::string &what, const std::string &why) {
 // Lines "name value" up to an empty one, then the message.
 std::string encode(const QueuedMail &mail) {
   std::ostringstream text;
-  text << first_line << "\nschedule " << mail.schedule << "\nrun " << mail.run << "\nfrom " << mail.from << "\nto "
-       << mail.to << "\nqueued " << mail.queued << "\nattempts " << mail.attempts << "\nnext " << mail.next_try
-       << "\n\n"
+  text << first_line << "\nschedule " << mail.schedule << "\nrun " << mail.run << "\nreport " << mail.report
+       << "\nfrom " << mail.from << "\nto " << mail.to << "\nqueued " << mail.queued << "\nattempts " << mail.attempts
+       << "\nnext " << mail.next_try << "\n\n"
        << mail.message;
   return text.str();
 }
@@ -48,6 +49,7 @@ bool take_field(const std::string &name, const std::string &value, QueuedMail *m
   if (name == "from") mail->from = value;
   if (name == "to") mail->to = value;
   if (name == "run") return take_number(value, &mail->run);
+  if (name == "report") return take_number(value, &mail->report);
   if (name == "queued") return take_number(value, &mail->queued);
   if (name == "attempts") return take_number(value, &mail->attempts);
   if (name == "next") return take_number(value, &mail->next_try);
@@ -73,6 +75,7 @@ std::string MailQueue::path_of(Number number) const {
 
 host::Result<void> MailQueue::open() {
   if (mkdir(directory_.c_str(), 0700) != 0 && errno != EEXIST) return failed(directory_, std::strerror(errno));
+  last_taken_ = read_last_taken();
   std::error_code error;
   for (const fs::directory_entry &file : fs::directory_iterator(directory_, error)) {
     Number number = 0;
@@ -83,10 +86,23 @@ host::Result<void> MailQueue::open() {
     }
     const host::Result<QueuedMail> mail = read(number);
     if (mail) waiting_[number] = mail->next_try;
+    if (mail && mail->report > last_taken_) begun_.emplace(mail->report, mail->to);
     last_ = std::max(last_, number);
   }
   if (error) return failed(directory_, error.message());
   return {};
+}
+
+uint32_t MailQueue::read_last_taken() const {
+  std::ifstream in(directory_ + taken_file);
+  std::string line;
+  uint32_t number = 0;
+  return std::getline(in, line) && take_number(line, &number) ? number : 0;
+}
+
+host::Result<void> MailQueue::mark_taken(uint32_t report) {
+  last_taken_ = report;
+  return host::write_whole_file(directory_ + taken_file, std::to_string(report) + "\n");
 }
 
 host::Result<void> MailQueue::add(const QueuedMail &mail, size_t limit) {

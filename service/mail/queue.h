@@ -7,7 +7,9 @@
 #include <ctime>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 
 #include "host/result.h"
 
@@ -16,6 +18,7 @@ namespace service {
 struct QueuedMail {
   std::string schedule;  // for the system log
   uint64_t run = 0;
+  uint32_t report = 0;  // under which number it was owed; 0: none
   std::string from, to;
   int64_t queued = 0;  // seconds since the epoch
   uint32_t attempts = 0;
@@ -33,6 +36,12 @@ class MailQueue {
   // On disk when it returns. Refused when `limit` messages wait.
   host::Result<void> add(const QueuedMail &mail, size_t limit);
 
+  // The newest report that is here, or was, for every address. On disk when mark_taken returns.
+  uint32_t last_taken() const { return last_taken_; }
+  host::Result<void> mark_taken(uint32_t report);
+  // Left by an earlier process, of a report that it had not yet marked as taken.
+  bool has_begun(uint32_t report, const std::string &to) const { return begun_.contains({report, to}); }
+
   size_t size() const { return waiting_.size(); }
   std::optional<int64_t> next_try() const;  // the earliest
 
@@ -45,10 +54,13 @@ class MailQueue {
 
  private:
   std::string path_of(Number number) const;
+  uint32_t read_last_taken() const;
 
   std::string directory_;
   std::map<Number, int64_t> waiting_;  // the next try of each
   Number last_ = 0;
+  uint32_t last_taken_ = 0;
+  std::set<std::pair<uint32_t, std::string>> begun_;
 };
 
 }  // namespace service

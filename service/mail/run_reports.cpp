@@ -5,7 +5,11 @@
 #include <utility>
 
 #include "service/calendar/service_zone.h"
+#include "service/run/history.h"
+#include "service/run/owed_reports.h"
 #include "service/run/run_record.h"
+#include "service/state/run_state.h"
+#include "service/state/tables.h"
 
 namespace service {
 namespace {
@@ -45,18 +49,66 @@ void add(const RunStep &step, MailReport *report) {
   report->parts.push_back({step.outcome.job, words_for(step.outcome), step.output.substr(0, room_for_output(*report))});
 }
 
+bool is_whole(const RunStep &step) {  // of a run that never came to a job
+  return step.has_outcome && step.outcome.job.empty();
+}
+
+// As the log has it, with what it says of what is lost.
+std::string logged_output(const JobLog &log, const std::string &schedule, const Outcome &outcome) {
+  LogReader reader = log.read({std::nullopt, schedule});
+  while (const std::optional<LogRecord> record = reader.next())
+    if (record->outcome == outcome.sequence) return record->output;
+  return {};
+}
+
 }  // namespace
 
+bool RunReports::owes(const RunStep &step) const {
+  return (is_whole(step) || step.ends_run) && courier_.wants(step.schedule_name);
+}
+
+MailReport RunReports::report_from_history(const sch_schedule_entry &entry, uint64_t run) const {
+  RunStep step(entry);
+  step.outcome.run = run;
+  const std::optional<HistoryRun> found = find_in_history(entry, run);
+  if (!found) return report_for(step);
+  step.outcome = found->outcomes.front();
+  MailReport report = report_for(step);
+  for (const Outcome &outcome : found->outcomes) {
+    step.outcome = outcome;
+    step.output = log_ != nullptr ? logged_output(*log_, step.schedule_name, outcome) : std::string();
+    add(step, &report);
+  }
+  return report;
+}
+
 void RunReports::take(const RunStep &step) {
-  const bool is_whole = step.has_outcome && step.outcome.job.empty();  // of a run that never came to a job
-  if (!is_whole && !step.ends_run && !courier_.wants(step.schedule_name)) return;
+  const bool is_end = is_whole(step) || step.ends_run;
+  if (!is_end && !courier_.wants(step.schedule_name)) return;
   auto report = under_way_.extract(step.outcome.run);
   MailReport taken = report ? std::move(report.mapped()) : report_for(step);
   if (step.has_outcome) add(step, &taken);
-  if (!is_whole && !step.ends_run) {
+  if (!is_end) {
     under_way_.emplace(step.outcome.run, std::move(taken));
-  } else if (!taken.parts.empty()) {
-    courier_.send(taken);
+    return;
+  }
+  // What the run left before the crash is in the history alone.
+  const sch_schedule_entry *entry = schedule_by_serial(step.schedule);
+  if (step.outcome.reason == Reason::interrupted && entry != nullptr)
+    taken = report_from_history(*entry, step.outcome.run);
+  taken.number = step.report;
+  if (!taken.parts.empty()) courier_.send(taken);
+}
+
+void RunReports::recover(Recorder &recorder) {
+  const uint32_t sent = courier_.last_sent(read_run_counters().reports);
+  for (const OwedReport &owed : read_owed_reports()) {
+    if (owed.number > sent) {
+      MailReport report = report_from_history(*owed.entry, owed.run);
+      report.number = owed.number;
+      if (!report.parts.empty()) courier_.send(report);
+    }
+    recorder.settle_report(owed.number, name_of(*owed.entry->key));
   }
 }
 

@@ -46,18 +46,6 @@ void end(ScheduleState *state, const RunStep &step) {
     never_started(*state);
 }
 
-void put(RunBatch &batch, RunStep *step) {
-  const sch_schedule_entry *entry = schedule_by_serial(step->schedule);
-  if (entry == nullptr) return;
-  if (step->has_outcome) batch.add(*entry, step->outcome);
-  if (const sch_job_entry *slot = job_of(*step); slot != nullptr) batch.set_status(*slot, status_of(*step));
-  if (!step->ends_run) return;
-  ScheduleState state = state_of(*entry->rec);
-  end(&state, *step);
-  batch.save(*entry, state);
-  batch.end_run(*entry);
-}
-
 void take_effect(const RunStep &step) {
   sch_schedule_entry *entry = schedule_by_serial(step.schedule);
   if (entry == nullptr) return;
@@ -87,6 +75,19 @@ OutcomeReport report_of(const RunStep &step) {
 }
 
 }  // namespace
+
+void Recorder::put(RunBatch &batch, RunStep *step) const {
+  const sch_schedule_entry *entry = schedule_by_serial(step->schedule);
+  if (entry == nullptr) return;
+  if (step->has_outcome) batch.add(*entry, step->outcome);
+  if (const sch_job_entry *slot = job_of(*step); slot != nullptr) batch.set_status(*slot, status_of(*step));
+  step->report = owes_report_ && owes_report_(*step) ? batch.owe_report(*entry, step->outcome.run) : 0;
+  if (!step->ends_run) return;
+  ScheduleState state = state_of(*entry->rec);
+  end(&state, *step);
+  batch.save(*entry, state);
+  batch.end_run(*entry);
+}
 
 void Recorder::load() {
   counters_ = read_run_counters();
@@ -134,7 +135,11 @@ host::Result<void> Recorder::store(const Fill &fill) {
     for (Waiting &waiting : queue_)
       put(batch, &waiting.step);
     if (fill) fill(batch);
-    return batch.commit(wall_clock());
+    for (const Settled &report : settled_)
+      batch.settle_report(report.number, report.schedule);
+    host::Result<void> committed = batch.commit(wall_clock());
+    if (committed) settled_.clear();
+    return committed;
   };
   return host::guarded(stored, []() -> host::Result<void> { return host::error_of(host::err_no_memory); });
 }
@@ -172,6 +177,7 @@ void Recorder::announce(const RunStep &step) {
       report_outcome(report_of(step));
     }
     if (told_) told_(step);
+    if (step.report != 0) settle_report(step.report, step.schedule_name);
   };
   host::guarded(tell,
                 [] { sch_syslog_raise(&syslog_msg_SCH_ERR, "no memory to tell of an outcome; the history has it"); });

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "host/loop/watch.h"
@@ -38,6 +39,13 @@ class Recorder {
   using Told = std::function<void(const RunStep &)>;
   void on_stored(Told told) { told_ = std::move(told); }
 
+  // Whether somebody is to get a report for what this step ends: then it is noted with the step, under step.report,
+  // until the step has been told and a later commit takes the note out.
+  using OwesReport = std::function<bool(const RunStep &)>;
+  void on_report(OwesReport owes) { owes_report_ = std::move(owes); }
+  // One that an earlier process had noted has been seen to.
+  void settle_report(uint32_t number, const std::string &schedule) { settled_.push_back({number, schedule}); }
+
   void flush();  // the service ends: what waits, once more
   size_t waiting() const { return queue_.size(); }
   time_t last_seen() const { return static_cast<time_t>(counters_.last_seen); }  // before this start, or at a commit
@@ -48,7 +56,13 @@ class Recorder {
     Recorded recorded;
   };
 
+  struct Settled {
+    uint32_t number;
+    std::string schedule;
+  };
+
   void arm_timer();
+  void put(RunBatch &batch, RunStep *step) const;
   void commit_waiting();
   host::Result<void> store(const Fill &fill);
   void tell(const std::vector<Waiting> &stored);
@@ -61,6 +75,8 @@ class Recorder {
   unsigned failures_ = 0;  // in a row
   std::function<void()> ask_again_;
   Told told_;
+  OwesReport owes_report_;
+  std::vector<Settled> settled_;  // noted still, until the next commit
   host::Watch timer_;
 };
 

@@ -6,6 +6,7 @@
 #include "host/text_field.h"
 #include "service/run/history.h"
 #include "service/run/history_page.h"
+#include "service/run/owed_reports.h"
 #include "service/state/statuses.h"
 
 namespace service {
@@ -118,6 +119,18 @@ void RunBatch::add(const sch_schedule_entry &entry, Outcome &outcome) {
   }
   outcome.sequence = ++counters_.outcomes;
   if (failure_ == 0) require(add_to_history(entry, &state_for(entry), outcome));
+}
+
+uint32_t RunBatch::owe_report(const sch_schedule_entry &entry, uint64_t run) {
+  const uint32_t number = ++counters_.reports;
+  if (failure_ == 0) require(store_owed_report({number, run, &entry}));
+  return number;
+}
+
+void RunBatch::settle_report(uint32_t number, const std::string &schedule) {
+  sch_config_key key = {};
+  schedule.copy(key.name, sizeof key.name - 1);
+  if (failure_ == 0) require(delete_owed_report(number, key.name));
 }
 
 void RunBatch::set_status(const sch_job_entry &slot, const sch_runtime_job_status &status) {

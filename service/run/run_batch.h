@@ -33,6 +33,9 @@ class RunBatch {
   // Gives it its sequence number, and a run number where it is a run of its own: missed, skipped, without jobs. Both
   // are taken back when nothing is stored.
   void add(const sch_schedule_entry &entry, Outcome &outcome);
+  // A report of this run by mail is owed from now on; its number.
+  uint32_t owe_report(const sch_schedule_entry &entry, uint64_t run);
+  void settle_report(uint32_t number, const std::string &schedule);
   void set_status(const sch_job_entry &slot, const sch_runtime_job_status &status);
 
   host::Result<void> commit(time_t now);

@@ -23,6 +23,7 @@ struct RunStep {
   Outcome outcome;
   std::string output;
   bool ends_run = false;
+  uint32_t report = 0;       // number of the report that is owed by mail for what ends here; 0: none is
   bool had_its_turn = true;  // of one that ends: it is complete, and not only over
 };
 

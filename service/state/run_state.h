@@ -15,7 +15,7 @@ namespace service {
 
 // Records of the service's own in that store. Their second word is beyond the job table, so that the library's restore
 // takes each of them for the status of no job and drops it.
-enum RunKeyType : uint32_t { counters_key = 251, history_key = 252, run_state_key = 253 };
+enum RunKeyType : uint32_t { owed_report_key = 250, counters_key = 251, history_key = 252, run_state_key = 253 };
 
 sch_runtime_key run_key(RunKeyType type, uint32_t number, const char *schedule);  // as stored
 
@@ -43,7 +43,8 @@ RunState new_run_state(const sch_schedule_entry &entry);  // as memory has it, f
 
 // Numbers that are never given twice, and the latest time that was seen.
 struct RunCounters {
-  uint32_t version, unused;
+  uint32_t version;
+  uint32_t reports;  // owed by mail so far (run/owed_reports.h)
   uint64_t runs, outcomes;
   int64_t last_seen;  // wall clock, seconds; 0: never
 };

@@ -109,7 +109,8 @@ bool is_live(sch_runtime_key key, const pss_buf *value, const Names &namesakes) 
   sch_ntoh_runtime_key(&key);
   const std::string name(host::text_in(key.name));
   if (key.type == counters_key) return key.job_id == SCH_MAX_JOBS && name.empty();
-  if (key.type == run_state_key || key.type == history_key) return is_of_live_schedule(name, value);
+  if (key.type == run_state_key || key.type == history_key || key.type == owed_report_key)
+    return is_of_live_schedule(name, value);
   const uint32_t id = key.type == identity_type ? key.job_id - SCH_MAX_JOBS : key.job_id;
   if (id >= SCH_MAX_JOBS || sch_job_list[id].key == nullptr || sch_job_list[id].hdr == nullptr) return false;
   if (key.type == identity_type) return name_of(*sch_job_list[id].key) == name;

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Mail, from the report of a run to what a server on loopback received.
-#include <glib.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 #include "platform/memory.h"
 #include "service/mail/courier.h"
 #include "service/mail/run_reports.h"
+#include "tests/service/mail/message_parts.h"
 
 namespace service {
 namespace {
@@ -25,26 +25,6 @@ constexpr int64_t noon = 1795262400;  // Sat Nov 21 12:00:00 2026 UTC
 std::string read_file(const fs::path &path) {
   std::ifstream in(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(in), {}};
-}
-
-std::string decoded(const std::string &base64) {
-  gsize size = 0;
-  guchar *bytes = g_base64_decode(base64.c_str(), &size);
-  std::string text(reinterpret_cast<char *>(bytes), size);
-  g_free(bytes);
-  return text;
-}
-
-// The parts' contents, in order.
-std::vector<std::string> parts_of(const std::string &message) {
-  std::vector<std::string> parts;
-  for (size_t at = message.find("--=_schedcli_part\r\n"); at != std::string::npos;) {
-    const size_t begin = message.find("\r\n\r\n", at) + 4;
-    const size_t end = message.find("--=_schedcli_part", begin);
-    parts.push_back(decoded(message.substr(begin, end - begin)));
-    at = message.compare(end, 19, "--=_schedcli_part\r\n") == 0 ? end : std::string::npos;
-  }
-  return parts;
 }
 
 MailReport nightly() {
@@ -339,7 +319,7 @@ TEST(MailQueue, takes_no_file_for_a_message_that_is_none) {
   EXPECT_TRUE(queue.open());
   EXPECT_EQ(queue.size(), 0u);
   EXPECT_FALSE(fs::exists(root / "2.mail.new"));
-  const QueuedMail mail = {"s", 7, "a", "b", noon, 2, noon + 60, "line\r\n\r\n\nbody"};
+  const QueuedMail mail = {"s", 7, 9, "a", "b", noon, 2, noon + 60, "line\r\n\r\n\nbody"};
   ASSERT_TRUE(queue.add(mail, 10));
   EXPECT_FALSE(queue.due(noon).has_value());
   ASSERT_TRUE(queue.due(noon + 60).has_value());
