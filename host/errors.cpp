@@ -44,6 +44,7 @@ constexpr ErrorText error_texts[] = {
     {host::err_too_many_connections,
      "this user has too many connections to the scheduler service; end some shells first"},
     {host::err_too_many_streams, "this user has too many outputs under way; read or close one of them first"},
+    {host::err_account_refused, "this user's account is locked or has expired; ask the administrator"},
     {host::err_password_too_long, "the password is longer than the 53 bytes that can be sealed"},
 
     {PSS_ERR_EXISTS, "the store exists already"},

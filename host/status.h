@@ -26,6 +26,7 @@ inline constexpr uint32_t err_too_many_connections = 0x40be000e;  // of one user
 inline constexpr uint32_t err_too_many_streams = 0x40be000f;      // of one user
 
 // Security.
+inline constexpr uint32_t err_account_refused = 0x40be0010;    // by PAM: expired, or not to be used
 inline constexpr uint32_t err_password_too_long = 0x40be000d;  // above what a sealed password holds: 53 bytes
 
 // Store.

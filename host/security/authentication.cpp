@@ -46,7 +46,7 @@ void release_answers(pam_response *answers, int count) {
 // Only a prompt that hides its answer gets the password.
 bool answer_message(const pam_message &message, const char *password, pam_response *answer) {
   if (message.msg_style == PAM_TEXT_INFO || message.msg_style == PAM_ERROR_MSG) return true;
-  if (message.msg_style != PAM_PROMPT_ECHO_OFF) return false;
+  if (message.msg_style != PAM_PROMPT_ECHO_OFF || password == nullptr) return false;
   answer->resp = ::strdup(password);
   return answer->resp != nullptr;
 }
@@ -85,8 +85,9 @@ bool load(Pam *pam) {
          find(library, "pam_end", &pam->end);
 }
 
-bool pam_accepts(const std::string &user, const ClearText &password) {
-  const pam_conv conversation = {converse, const_cast<char *>(password.c_str())};
+// Without a password, the account alone.
+bool pam_accepts(const std::string &user, const ClearText *password) {
+  const pam_conv conversation = {converse, password != nullptr ? const_cast<char *>(password->c_str()) : nullptr};
   Pam pam;
   pam_handle_t *handle = nullptr;
   if (!load(&pam)) return false;
@@ -94,7 +95,7 @@ bool pam_accepts(const std::string &user, const ClearText &password) {
   if (result != PAM_SUCCESS) return false;
   // An expired password counts as refused: nobody is there to change it.
   constexpr int flags = PAM_SILENT | PAM_DISALLOW_NULL_AUTHTOK;
-  result = pam.authenticate(handle, flags);
+  if (password != nullptr) result = pam.authenticate(handle, flags);
   if (result == PAM_SUCCESS) result = pam.account(handle, flags);
   pam.end(handle, result);
   return result == PAM_SUCCESS;
@@ -118,7 +119,7 @@ void leave_only(int outcome) {
   ::close_range(outcome_in_child + 1, ~0U, 0);
 }
 
-[[noreturn]] void be_child(int outcome, const std::string &user, const ClearText &password) {
+[[noreturn]] void be_child(int outcome, const std::string &user, const ClearText *password) {
   const rlimit no_core = {0, 0};
   ::setrlimit(RLIMIT_CORE, &no_core);
   ::prctl(PR_SET_DUMPABLE, 0);
@@ -130,8 +131,8 @@ void leave_only(int outcome) {
   ::_exit(written == sizeof word ? 0 : 1);
 }
 
-Error refused_because(const std::string &user, const char *reason, uint32_t status) {
-  tarn_syslog(LOG_WARNING, "authentication of user %s for the scheduler %s", user.c_str(), reason);
+Error refused_because(const std::string &user, const char *what, const char *reason, uint32_t status) {
+  tarn_syslog(LOG_WARNING, "%s of user %s for the scheduler %s", what, user.c_str(), reason);
   return error_of(status);
 }
 
@@ -142,6 +143,14 @@ void use_pam_services(const char *directory) {
 }
 
 Result<std::shared_ptr<Authentication>> Authentication::start(const std::string &user, const ClearText &password) {
+  return begin(user, &password);
+}
+
+Result<std::shared_ptr<Authentication>> Authentication::of_account(const std::string &user) {
+  return begin(user, nullptr);
+}
+
+Result<std::shared_ptr<Authentication>> Authentication::begin(const std::string &user, const ClearText *password) {
   if (running >= authentications_at_once) return error_of(err_busy);
   const auto failed = [] {
     return Error{err_io, std::string("an authentication cannot be started: ") + std::strerror(errno)};
@@ -153,11 +162,11 @@ Result<std::shared_ptr<Authentication>> Authentication::start(const std::string 
   if (child < 0) return failed();
   ::setpgid(child, child);  // in both, so that neither depends on who comes first
   if (child == 0) be_child(into.get(), user, password);
-  return std::shared_ptr<Authentication>(new Authentication(user, std::move(outcome), child));
+  return std::shared_ptr<Authentication>(new Authentication(user, password == nullptr, std::move(outcome), child));
 }
 
-Authentication::Authentication(std::string user, FileDescriptor outcome, pid_t child)
-    : user_(std::move(user)), outcome_(std::move(outcome)), child_(child) {
+Authentication::Authentication(std::string user, bool of_account, FileDescriptor outcome, pid_t child)
+    : user_(std::move(user)), of_account_(of_account), outcome_(std::move(outcome)), child_(child) {
   descriptor = outcome_.get();
   deadline_ms = authentication_deadline_ms;
   running++;
@@ -181,9 +190,11 @@ Result<void> Authentication::result() {
   const ssize_t count = ::read(outcome_.get(), &word, sizeof word);
   const bool no_answer = count < 0 && errno == EAGAIN;
   end_child();
-  if (no_answer) return refused_because(user_, "took too long; see the servers of its PAM modules", err_timed_out);
+  const char *what = of_account_ ? "account" : "authentication";
+  if (no_answer) return refused_because(user_, what, "took too long; see the servers of its PAM modules", err_timed_out);
   if (count == sizeof word && word == accepted) return {};
-  return refused_because(user_, count == 0 ? "broke off" : "was refused", SCH_STATUS_AUTHENTICATION_FAILED);
+  return refused_because(user_, what, count == 0 ? "broke off" : "was refused",
+                         of_account_ ? err_account_refused : SCH_STATUS_AUTHENTICATION_FAILED);
 }
 
 Answer Authentication::answer() {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// One authentication by PAM in a child process: its modules may wait for servers that do not answer, and leave behind
-// what they like.
+// One question to PAM in a child process: its modules may wait for servers that do not answer, and leave behind what
+// they like.
 #pragma once
 
 #include <sys/types.h>
@@ -24,6 +24,8 @@ void use_pam_services(const char *directory);  // instead of the system's, for t
 class Authentication : public PendingAnswer {
  public:
   static Result<std::shared_ptr<Authentication>> start(const std::string &user, const ClearText &password);
+  // Without a password: whether the account may be used at all, or is expired or refused (err_account_refused).
+  static Result<std::shared_ptr<Authentication>> of_account(const std::string &user);
   ~Authentication() override;
   Authentication(const Authentication &) = delete;
   Authentication &operator=(const Authentication &) = delete;
@@ -33,10 +35,12 @@ class Authentication : public PendingAnswer {
   Result<void> wait();       // until then
 
  private:
-  Authentication(std::string user, FileDescriptor outcome, pid_t child);
+  static Result<std::shared_ptr<Authentication>> begin(const std::string &user, const ClearText *password);
+  Authentication(std::string user, bool of_account, FileDescriptor outcome, pid_t child);
   void end_child();
 
   std::string user_;
+  bool of_account_;
   FileDescriptor outcome_;
   pid_t child_;
 };

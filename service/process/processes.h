@@ -50,6 +50,7 @@ class Processes {
 
   host::Result<Started> start(const Task &task);
 
+  bool uses_pam() const { return pam_; }  // known when what was left over has ended
   bool uses_groups() const { return groups_.has_value(); }
   Groups &user_groups() { return user_groups_; }
 

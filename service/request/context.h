@@ -12,6 +12,7 @@
 
 namespace service {
 
+class Accounts;
 class ConfigurationDesk;
 class Courier;
 class JobLog;
@@ -30,6 +31,7 @@ struct Context {
   Courier *courier = nullptr;  // null: no mail is sent
   Origin last_change = {};     // of the configuration, by a request or as a whole
   ConfigurationDesk *desk = nullptr;  // null: nobody replaces the configuration
+  Accounts *accounts = nullptr;       // null: every account may be used
 };
 
 struct Call {

@@ -184,6 +184,11 @@ constexpr Row rows[] = {
 
 }  // namespace
 
+bool changes_something(Operation operation) {
+  const bool of_runs = operation >= Operation::run_schedule && operation <= Operation::disable_schedule;
+  return of_runs || operation == Operation::security_store || operation == Operation::security_remove;
+}
+
 host::Answer control(const Call &call, control::Operation operation, Payload payload) {
   const Row *row = std::ranges::find(rows, operation, &Row::operation);
   const bool known = row != std::end(rows);

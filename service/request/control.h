@@ -7,6 +7,7 @@
 
 namespace service {
 
+bool changes_something(control::Operation operation);  // of what everybody may ask for
 host::Answer control(const Call &call, control::Operation operation, Payload payload);
 
 }  // namespace service

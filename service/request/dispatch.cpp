@@ -2,12 +2,14 @@
 #include "service/request/dispatch.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 #include "control/operations.h"
 #include "control/statuses.h"
 #include "host/refusal_report.h"
 #include "host/status.h"
+#include "service/request/accounts.h"
 #include "service/request/answer.h"
 #include "service/request/control.h"
 #include "service/request/email.h"
@@ -18,6 +20,7 @@
 #include "service/request/show.h"
 #include "service/run/clock.h"
 #include "service/run/runner.h"
+#include "service/run/scheduler.h"
 
 namespace service {
 namespace {
@@ -152,6 +155,32 @@ host::Answer answer(const Call &call, const host::Incoming &incoming) {
   }
 }
 
+// What configures, or has something run or end, needs an account that may be used; to see one's own does not.
+bool needs_account(const Context &context, const host::Incoming &incoming) {
+  if (context.accounts == nullptr || context.authority.administrator(incoming.caller)) return false;
+  if (incoming.service != host::service_control) return incoming.service == SCH_SERVICE_CONFIG;
+  return incoming.body.size() >= sizeof(uint32_t) &&
+         changes_something(static_cast<control::Operation>(record_of<uint32_t>(incoming.body)));
+}
+
+// There may be a password in it.
+void wipe(host::Bytes *body) {
+  explicit_bzero(body->data(), body->size());
+  delete body;
+}
+
+// The request has gone from the transport's buffer when it is answered later.
+host::Answer answer_if_account_is_usable(Context &context, const host::Incoming &incoming) {
+  const std::shared_ptr<host::Bytes> body(new host::Bytes(incoming.body.begin(), incoming.body.end()), wipe);
+  host::Incoming kept = incoming;
+  kept.body = *body;
+  return context.accounts->if_usable(incoming.caller.user_name, Accounts::Clock::now(), [&context, body, kept] {
+    host::Answer result = answer({context, kept.caller}, kept);
+    context.scheduler.check_soon();
+    return result;
+  });
+}
+
 // An administrator wants to know who tries what is not theirs.
 void report_refusal(const host::Caller &caller, uint32_t status) {
   constexpr unsigned lines_a_minute = 20;
@@ -167,7 +196,8 @@ void note_change(Context &context, const host::Incoming &incoming) {
 }  // namespace
 
 host::Answer dispatch(Context &context, const host::Incoming &incoming) {
-  host::Answer result = answer({context, incoming.caller}, incoming);
+  host::Answer result = needs_account(context, incoming) ? answer_if_account_is_usable(context, incoming)
+                                                         : answer({context, incoming.caller}, incoming);
   if (result.status == host::err_not_permitted || result.status == control::err_not_owner ||
       result.status == control::err_not_allowed)
     report_refusal(incoming.caller, result.status);

@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+// Accounts of those who ask, by real PAM with a service file of the test's own.
+#include "service/request/accounts.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "host/status.h"
+#include "service/request/dispatch.h"
+#include "service/state/tables.h"
+#include "tests/service/operator_requests.h"
+
+namespace service_test {
+namespace {
+
+using control::Operation;
+using service::Accounts;
+
+class AccountOfCaller : public ::testing::Test {
+ protected:
+  AccountOfCaller() {
+    std::filesystem::create_directory(services_);
+    host::use_pam_services(services_.c_str());
+    world_.parts->context.accounts = &accounts_;
+  }
+  ~AccountOfCaller() override { host::use_pam_services(nullptr); }
+
+  void pam_says(const char *module) { std::ofstream(services_ + "/schedcli") << "account required " << module << "\n"; }
+
+  // As the transport has it: later, when the answer is known.
+  static host::Answer settled(host::Answer answer, bool *asked = nullptr) {
+    if (asked != nullptr) *asked = answer.pending != nullptr;
+    if (!answer.pending) return answer;
+    pollfd ready = {answer.pending->descriptor, POLLIN, 0};
+    poll(&ready, 1, 60000);
+    return answer.pending->answer();
+  }
+
+  host::Answer create(const std::string &job, const host::Caller &caller = nobody()) {
+    return world_.send(caller, SCH_SERVICE_CONFIG, SCH_OP_CREATE_JOB, job_payload(job));
+  }
+
+  host::Answer order(Operation operation, const Bytes &payload) {
+    Bytes body(sizeof operation);
+    std::memcpy(body.data(), &operation, sizeof operation);
+    body.insert(body.end(), payload.begin(), payload.end());
+    host::Incoming incoming;
+    incoming.service = host::service_control;
+    incoming.body = body;
+    incoming.caller = nobody();
+    return service::dispatch(world_.parts->context, incoming);
+  }
+
+  World world_;
+  Accounts accounts_;
+  std::string services_ = world_.directory.path() + "/pam.d";
+};
+
+TEST_F(AccountOfCaller, that_is_refused_configures_nothing_and_runs_nothing) {
+  ASSERT_EQ(create_schedule(world_, "s", {}, {}), 0u);
+  pam_says("pam_deny.so");
+  EXPECT_EQ(settled(create("job")).status, host::err_account_refused);
+  EXPECT_EQ(service::find_job("job"), nullptr);
+  for (const Operation operation : {Operation::run_schedule, Operation::enable_schedule, Operation::disable_schedule})
+    EXPECT_EQ(settled(order(operation, bytes("s"))).status, host::err_account_refused);
+  EXPECT_EQ(settled(order(Operation::kill_run, query(uint64_t{1}))).status, host::err_account_refused);
+  EXPECT_EQ(settled(order(Operation::security_store, Bytes(sizeof(sch_security_user_rec)))).status,
+            host::err_account_refused);
+}
+
+TEST_F(AccountOfCaller, that_is_refused_still_sees_what_it_has) {
+  pam_says("pam_deny.so");
+  bool asked = true;
+  EXPECT_EQ(settled(world_.send(nobody(), SCH_SERVICE_SHOW, SCH_OP_SHOW_JOB, show_payload()), &asked).status, 0u);
+  EXPECT_FALSE(asked);
+  EXPECT_EQ(settled(order(Operation::status, {}), &asked).status, 0u);
+  EXPECT_FALSE(asked);
+}
+
+TEST_F(AccountOfCaller, that_may_be_used_is_asked_for_once_and_its_request_is_carried_out) {
+  pam_says("pam_permit.so");
+  bool asked = false;
+  EXPECT_EQ(settled(create("first"), &asked).status, 0u);
+  EXPECT_TRUE(asked);
+  EXPECT_EQ(settled(create("second"), &asked).status, 0u);
+  EXPECT_FALSE(asked);
+  EXPECT_NE(service::find_job("first"), nullptr);
+  EXPECT_NE(service::find_job("second"), nullptr);
+}
+
+TEST_F(AccountOfCaller, is_one_question_for_all_requests_that_come_meanwhile) {
+  pam_says("pam_permit.so");
+  host::Answer first = create("first"), second = create("second");
+  ASSERT_NE(first.pending, nullptr);
+  ASSERT_NE(second.pending, nullptr);
+  EXPECT_EQ(first.pending->descriptor, second.pending->descriptor);
+  EXPECT_EQ(settled(std::move(first)).status, 0u);
+  EXPECT_EQ(settled(std::move(second)).status, 0u);
+  EXPECT_NE(service::find_job("second"), nullptr);
+}
+
+TEST_F(AccountOfCaller, is_asked_for_again_when_the_client_of_the_first_question_has_left) {
+  pam_says("pam_permit.so");
+  create("first").pending.reset();
+  EXPECT_EQ(settled(create("second")).status, 0u);
+  EXPECT_EQ(service::find_job("first"), nullptr);
+}
+
+TEST_F(AccountOfCaller, of_the_administrator_is_never_asked_for) {
+  pam_says("pam_deny.so");
+  bool asked = true;
+  EXPECT_EQ(settled(create("job", root()), &asked).status, 0u);
+  EXPECT_FALSE(asked);
+}
+
+TEST_F(AccountOfCaller, is_believed_for_a_short_time_a_refused_one_for_a_shorter) {
+  const auto now = Accounts::Clock::now();
+  const auto ask = [&](Accounts::Clock::time_point at, bool *asked) {
+    return settled(accounts_.if_usable("nobody", at, [] { return host::Answer(); }), asked).status;
+  };
+  bool asked = false;
+  pam_says("pam_deny.so");
+  EXPECT_EQ(ask(now, &asked), host::err_account_refused);
+  pam_says("pam_permit.so");
+  EXPECT_EQ(ask(now + Accounts::refused_for / 2, &asked), host::err_account_refused);
+  EXPECT_FALSE(asked);
+  EXPECT_EQ(ask(now + Accounts::accepted_for, &asked), 0u);
+  EXPECT_TRUE(asked);
+  pam_says("pam_deny.so");
+  EXPECT_EQ(ask(now + Accounts::accepted_for / 2, &asked), 0u);
+  EXPECT_FALSE(asked);
+  EXPECT_EQ(ask(now + 100 * Accounts::accepted_for, &asked), host::err_account_refused);
+}
+
+}  // namespace
+}  // namespace service_test
