@@ -37,6 +37,7 @@ constexpr host::ErrorText error_texts[] = {
      "this user is in no group that may configure the scheduler; ask the administrator, who sets 'allow-groups'"},
     {err_no_jobs, "no job is assigned to the schedule"},
     {err_no_history_of_run, "no such run in the history of the schedules that you may see"},
+    {err_no_output_of_run, "the job log has no output of such a run of yours, or has it no more"},
     {err_control_character,
      "the text has a control character other than tab and line end, or one that hides or turns what stands beside it"},
     {err_log_too_large, "the log may not be larger than the 16384 KB that 'log-size' allows unless configured"},

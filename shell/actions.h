@@ -65,6 +65,8 @@ int show_run(Session &session, const Match &match);
 int show_overview(Session &session, const Match &match);
 int show_log(Session &session, const Match &match);
 int show_upcoming(Session &session, const Match &match);
+int save_raw_log(Session &session, const Match &match);
+int save_raw_run(Session &session, const Match &match);
 int run_schedule(Session &session, const Match &match);
 int kill_run(Session &session, const Match &match);
 int enable_schedule(Session &session, const Match &match);

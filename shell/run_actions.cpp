@@ -9,6 +9,7 @@
 #include "platform/cmi.h"
 #include "shell/actions.h"
 #include "shell/moment.h"
+#include "shell/saved_file.h"
 #include "shell/service_request.h"
 #include "shell/session.h"
 
@@ -59,6 +60,16 @@ int show_outcomes(const Session &session, const std::string &subject, const cont
   return display_log_entries(identity.handle, &sent) == 0 ? 0 : failure_status;
 }
 
+// Into a file alone: what a job printed may do anything to a terminal.
+int save_raw(const Match &match, uint64_t run) {
+  host::Bytes output;
+  const int status = request(subject_of(match), control::Operation::raw_output, payload_of(run), &output);
+  if (status != 0) return status;
+  return write_own_file(*match.value("output"), [&](FILE *file) {
+    return std::fwrite(output.data(), 1, output.size(), file) == output.size() ? 0 : failure_status;
+  });
+}
+
 int order(const Match &match, control::Operation operation, host::Bytes *reply = nullptr) {
   const std::string schedule = schedule_of(match);
   return request(subject_of(match), operation, std::as_bytes(std::span(schedule)), reply);
@@ -99,6 +110,13 @@ int show_log(Session &session, const Match &match) {
 
 int show_overview(Session &, const Match &match) {
   return show_text(words_of(match), control::Operation::overview);
+}
+
+int save_raw_log(Session &, const Match &match) {
+  return save_raw(match, 0);
+}
+int save_raw_run(Session &, const Match &match) {
+  return save_raw(match, number_of(match, "run"));
 }
 
 int show_upcoming(Session &, const Match &match) {

@@ -20,6 +20,7 @@
 #include "service/request/names.h"
 #include "service/request/overview.h"
 #include "service/request/payload.h"
+#include "service/request/raw_output.h"
 #include "service/request/rename.h"
 #include "service/request/run_orders.h"
 #include "service/request/show.h"
@@ -180,6 +181,7 @@ constexpr Row rows[] = {
     row(Operation::configuration_history, For::everybody, show_configuration_history),
     row(Operation::confirm_configuration, For::everybody, confirm_configuration),
     row(Operation::erase_startup, For::administrator, erase_startup),
+    {Operation::raw_output, For::everybody, sizeof(uint64_t), sizeof(uint64_t), raw_output},
 };
 
 }  // namespace

@@ -16,7 +16,5 @@ host::Answer show_schedule(const Call &call, const ShowRequest &request);
 host::Answer show_log(const Call &call, const ShowRequest &request);
 // By control::LogQuery.
 host::Answer show_chosen_log(const Call &call, Payload payload);
-// The same byte for byte, for a file.
-host::Answer show_raw_log(const Call &call, const ShowRequest &request);
 
 }  // namespace service

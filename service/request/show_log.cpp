@@ -23,12 +23,10 @@
 namespace service {
 namespace {
 
-enum class OutputForm { visible, raw };
-
 // Makes the messages of the stream one by one, as the client takes them.
 class LogStream {
  public:
-  LogStream(LogReader reader, OutputForm form) : reader_(std::move(reader)), form_(form) {}
+  explicit LogStream(LogReader reader) : reader_(std::move(reader)) {}
 
   std::optional<host::Bytes> next() {
     if (reader_.count() == 0) return empty_log();
@@ -55,7 +53,7 @@ class LogStream {
     std::optional<LogRecord> record = reader_.next();
     if (!record) return false;
     record_ = std::move(*record);
-    if (form_ == OutputForm::visible) record_.output = shown_output(record_.output);
+    record_.output = shown_output(record_.output);
     number_++;
     sent_ = 0;
     return true;
@@ -76,26 +74,19 @@ class LogStream {
   }
 
   LogReader reader_;
-  OutputForm form_;
   LogRecord record_;
   size_t number_ = 0;  // records begun
   size_t sent_ = 0;    // bytes of this record's output
 };
 
-host::Answer stream(const Call &call, LogFilter filter, OutputForm form) {
+host::Answer stream(const Call &call, LogFilter filter) {
   if (!call.context.authority.administrator(call.caller)) filter.owner_tag = owner_tag(call.caller.uid);
   const JobLog &log = call.context.log;
   GoneOutcomes gone = gone_outcomes(log, filter);
-  auto made = std::make_shared<LogStream>(log.read(std::move(filter), std::move(gone)), form);
+  auto made = std::make_shared<LogStream>(log.read(std::move(filter), std::move(gone)));
   host::Answer answer;
   answer.next = [made] { return made->next(); };
   return answer;
-}
-
-host::Answer stream(const Call &call, const ShowRequest &request, OutputForm form) {
-  LogFilter filter;
-  filter.name = request.name;
-  return stream(call, std::move(filter), form);
 }
 
 // Of a run the outcomes that it has so far.
@@ -115,7 +106,9 @@ std::optional<std::set<uint64_t>> outcomes_of_run(const Call &call, uint64_t num
 }  // namespace
 
 host::Answer show_log(const Call &call, const ShowRequest &request) {
-  return stream(call, request, OutputForm::visible);
+  LogFilter filter;
+  filter.name = request.name;
+  return stream(call, std::move(filter));
 }
 
 host::Answer show_chosen_log(const Call &call, Payload payload) {
@@ -132,11 +125,7 @@ host::Answer show_chosen_log(const Call &call, Payload payload) {
     if (!outcomes) return with_status(control::err_no_history_of_run);
     filter.outcomes = std::move(*outcomes);
   }
-  return stream(call, std::move(filter), OutputForm::visible);
-}
-
-host::Answer show_raw_log(const Call &call, const ShowRequest &request) {
-  return stream(call, request, OutputForm::raw);
+  return stream(call, std::move(filter));
 }
 
 }  // namespace service

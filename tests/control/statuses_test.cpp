@@ -34,6 +34,7 @@ constexpr uint32_t codes[] = {
     control::err_run_under_way,
     control::err_no_jobs,
     control::err_no_history_of_run,
+    control::err_no_output_of_run,
     control::err_not_allowed,
 };
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/shown_output.h"
-#include "control/statuses.h"
 
 #include <gtest/gtest.h>
 
-#include "service/request/show.h"
-#include "tests/service/world.h"
+#include "control/statuses.h"
+#include "host/status.h"
+#include "tests/service/operator_requests.h"
 
 namespace service_test {
 namespace {
@@ -47,15 +47,67 @@ service::LogRecord hostile() {
   return record;
 }
 
-TEST(ShownOutput, is_what_the_log_answers_while_the_raw_log_has_the_bytes) {
+// As a client joins the pieces.
+std::string raw(World &world, uint64_t run, const host::Caller &caller = root()) {
+  const host::Answer answer = ask(world, control::Operation::raw_output, query(run), caller);
+  if (answer.status != 0) return "(status " + std::to_string(answer.status) + ")";
+  std::string all;
+  while (const std::optional<Bytes> piece = answer.next())
+    all.append(reinterpret_cast<const char *>(piece->data()), piece->size());
+  return all;
+}
+
+TEST(ShownOutput, is_what_the_log_answers) {
   World world;
   world.parts->log.append(hostile());
   EXPECT_EQ(log_of(world).at(0).output, "^[[2J\n| " + std::string(78, '=') + "\n");
-  const service::Call call = {world.parts->context, root()};
-  const host::Answer raw = service::show_raw_log(call, {});
-  const std::optional<Bytes> message = raw.next();
-  ASSERT_TRUE(message);
-  EXPECT_EQ(Bytes(message->begin() + sizeof(sch_log_entry), message->end()), bytes(hostile().output));
+}
+
+TEST(RawOutput, of_a_run_is_every_byte_of_its_jobs_and_nothing_else) {
+  World world;
+  ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_RESIZE_LOG, log_payload("", "", 1 << 20)).status, 0u);
+  service::LogRecord large = hostile();
+  large.output.assign(100000, '\x1b');
+  for (service::LogRecord record : {hostile(), large}) {
+    record.run = 7;
+    world.parts->log.append(record);
+    record.run = 8;
+    world.parts->log.append(record);
+  }
+  EXPECT_TRUE(raw(world, 7) == hostile().output + large.output);
+}
+
+TEST(RawOutput, of_the_log_has_a_line_before_each_output) {
+  World world;
+  EXPECT_EQ(raw(world, 0), "");
+  service::LogRecord record = hostile();
+  record.run = 7;
+  record.wait_status = 3 << 8;
+  record.completion = static_cast<uint32_t>(noon);
+  world.parts->log.append(record);
+  EXPECT_EQ(raw(world, 0),
+            "===== run 7, schedule schedule, job job, user root, exit code 3, ended Sat Nov 21 12:00:00 2026 =====\n" +
+                hostile().output);
+}
+
+TEST(RawOutput, is_its_owners_and_the_administrators) {
+  World world;
+  service::LogRecord record = hostile();
+  record.run = 7;
+  world.parts->log.append(record);
+  EXPECT_EQ(raw(world, 0, nobody()), "");
+  EXPECT_EQ(raw(world, 7, nobody()), "(status " + std::to_string(control::err_no_output_of_run) + ")");
+  EXPECT_EQ(raw(world, 6), "(status " + std::to_string(control::err_no_output_of_run) + ")");
+  EXPECT_EQ(ask(world, control::Operation::raw_output, bytes("7")).status, host::err_bad_request);
+}
+
+TEST(RawOutput, of_a_run_that_printed_nothing_is_empty) {
+  World world;
+  service::LogRecord record = hostile();
+  record.run = 7;
+  record.output.clear();
+  world.parts->log.append(record);
+  EXPECT_EQ(raw(world, 7), "");
 }
 
 TEST(JobText, with_a_control_character_is_refused_and_any_other_comes_back_byte_for_byte) {

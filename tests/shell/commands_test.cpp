@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // Each line reaches its handler with its context.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <fstream>
 #include <span>
+#include <sstream>
 
 #include "control/statuses.h"
 #include "tests/shell/session_fixture.h"
@@ -310,6 +314,51 @@ TEST_F(Commands, dump_a_store_to_a_private_file_and_load_it_from_there) {
   EXPECT_EQ(calls_of(session, {"store load running:y " + path}), Calls{"store_load running:y dumped\n"});
   EXPECT_EQ(session.status(), 0);
   unlink(path.c_str());
+}
+
+TEST_F(Commands, save_raw_output_to_a_private_file_and_print_nothing) {
+  const std::string path = testing::TempDir() + "schedsh_raw." + std::to_string(getpid());
+  const std::string text = std::string("\x1b[2J\0\xff", 6);
+  const auto bytes = std::as_bytes(std::span(text));
+  recorder::control_reply.assign(bytes.begin(), bytes.end());
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"show scheduler history run 17 raw save " + path}), Calls{"control 46 17"});
+  EXPECT_EQ(calls_of(session, {"show scheduler logfile raw save " + path}), Calls{"control 46 0"});
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(err, "");
+  struct stat status {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600u);
+  std::ostringstream saved;
+  saved << std::ifstream(path).rdbuf();
+  EXPECT_EQ(saved.str(), text);
+  unlink(path.c_str());
+}
+
+TEST_F(Commands, save_raw_output_to_no_terminal_and_to_nothing_that_is_linked_elsewhere) {
+  const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_EQ(grantpt(terminal) + unlockpt(terminal), 0);
+  const std::string link = testing::TempDir() + "schedsh_link." + std::to_string(getpid());
+  ASSERT_EQ(symlink("/dev/null", link.c_str()), 0);
+  recorder::control_reply = {std::byte{'x'}};
+  for (const std::string &path :
+       {std::string(ptsname(terminal)), std::string("/dev/null"), std::string("/dev/stdout"), link}) {
+    Session session(script_options());
+    calls_of(session, {"show scheduler logfile raw save " + path});
+    EXPECT_EQ(session.status(), 255) << path;
+    EXPECT_EQ(out, "") << path;
+  }
+  close(terminal);
+  unlink(link.c_str());
+}
+
+TEST_F(Commands, save_no_raw_output_that_the_service_refuses) {
+  const std::string path = testing::TempDir() + "schedsh_raw." + std::to_string(getpid());
+  recorder::control_status = control::err_no_output_of_run;
+  Session session(script_options());
+  calls_of(session, {"show scheduler history run 17 raw save " + path});
+  EXPECT_EQ(err.rfind("Error: run 17: the job log has no output", 0), 0u) << err;
+  EXPECT_NE(access(path.c_str(), F_OK), 0);
 }
 
 TEST_F(Commands, say_which_file_cannot_be_opened) {

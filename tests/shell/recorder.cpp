@@ -88,7 +88,7 @@ std::string shown(control::Operation operation, std::span<const std::byte> paylo
     if (query.job[0] != 0) text += std::string(" job ") + query.job;
   } else if (operation == control::Operation::show_upcoming) {
     add(take<control::UpcomingQuery>(&payload).count);
-  } else if (operation == control::Operation::kill_run) {
+  } else if (operation == control::Operation::kill_run || operation == control::Operation::raw_output) {
     add(take<uint64_t>(&payload));
   } else if (operation == control::Operation::find || operation == control::Operation::names) {
     add(static_cast<uint32_t>(take<control::ObjectKind>(&payload)));

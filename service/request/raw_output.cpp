@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/request/raw_output.h"
+
+#include <algorithm>
+
+#include "control/statuses.h"
+#include "service/joblog/joblog.h"
+#include "service/limits.h"
+#include "service/request/answer.h"
+#include "service/request/gone_outcomes.h"
+#include "service/request/payload.h"
+#include "service/run/run_record.h"
+#include "service/state/schedule_state.h"
+
+namespace service {
+namespace {
+
+std::string line_before(const LogRecord &record) {
+  return "===== run " + std::to_string(record.run) + ", schedule " + record.schedule + ", job " + record.job +
+         ", user " + record.user + ", exit code " + std::to_string(record.wait_status >> 8 & 0xff) + ", ended " +
+         time_text(record.completion) + " =====\n";
+}
+
+// Made piece by piece, as the client takes it.
+class RawStream {
+ public:
+  RawStream(LogReader reader, uint64_t run) : reader_(std::move(reader)), run_(run) { read_on(); }
+
+  bool is_empty() const { return text_.empty() && !found_; }
+
+  std::optional<host::Bytes> next() {
+    if (sent_ == text_.size() && !read_on()) return std::nullopt;
+    host::Bytes piece;
+    append_text(&piece, std::string_view(text_).substr(sent_, log_piece_limit));
+    sent_ += piece.size();
+    return piece;
+  }
+
+ private:
+  // To the next record that has something to give; one without output is found all the same.
+  bool read_on() {
+    text_.clear();
+    sent_ = 0;
+    while (text_.empty()) {
+      const std::optional<LogRecord> record = reader_.next();
+      if (!record) return false;
+      if (run_ != 0 && record->run != run_) continue;
+      found_ = true;
+      text_ = run_ != 0 ? record->output : line_before(*record) + record->output;
+    }
+    return true;
+  }
+
+  LogReader reader_;
+  const uint64_t run_;
+  bool found_ = false;
+  std::string text_;
+  size_t sent_ = 0;
+};
+
+}  // namespace
+
+host::Answer raw_output(const Call &call, Payload payload) {
+  const auto run = record_of<uint64_t>(payload);
+  LogFilter filter;
+  if (!call.context.authority.administrator(call.caller)) filter.owner_tag = owner_tag(call.caller.uid);
+  const JobLog &log = call.context.log;
+  GoneOutcomes gone = gone_outcomes(log, filter);
+  const auto stream = std::make_shared<RawStream>(log.read(std::move(filter), std::move(gone)), run);
+  if (run != 0 && stream->is_empty()) return with_status(control::err_no_output_of_run);
+  host::Answer answer;
+  answer.next = [stream] { return stream->next(); };
+  return answer;
+}
+
+}  // namespace service
