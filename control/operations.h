@@ -29,6 +29,7 @@ enum class Operation : uint32_t {
   set_logging_level = 23,  // payload: i32 level 0..7
   get_logging_level = 24,  // reply: i32
   get_zone = 25,           // reply: i32, the offset in force now in seconds to the east; then the zone's name as text
+  take_over = 27,          // of a service in standby: it is active when it answers
   status = 26,             // reply: text, how the service does; of the shares the caller's own, all for root
   show_history = 40,       // payload: HistoryQuery and a schedule's name; reply: text
   show_upcoming = 41,      // payload: UpcomingQuery and a schedule's name; reply: text

@@ -38,6 +38,11 @@ constexpr host::ErrorText error_texts[] = {
     {err_no_jobs, "no job is assigned to the schedule"},
     {err_no_history_of_run, "no such run in the history of the schedules that you may see"},
     {err_no_output_of_run, "the job log has no output of such a run of yours, or has it no more"},
+    {err_standby,
+     "the scheduler service is in standby and runs nothing; ask the active one, or have this one take over by "
+     "'scheduler "
+     "take-over'"},
+    {err_active, "the scheduler service is active already"},
     {err_control_character,
      "the text has a control character other than tab and line end, or one that hides or turns what stands beside it"},
     {err_log_too_large, "the log may not be larger than the 16384 KB that 'log-size' allows unless configured"},

@@ -29,7 +29,9 @@ inline constexpr uint32_t err_run_under_way = 0x40bd0041;
 inline constexpr uint32_t err_no_jobs = 0x40bd0042;  // no job is assigned to the schedule
 inline constexpr uint32_t err_no_history_of_run = 0x40bd0043;
 inline constexpr uint32_t err_no_output_of_run = 0x40bd0044;  // any more, in the log
-inline constexpr uint32_t err_not_allowed = 0x40bd0050;  // to configure: in no group of allow-groups
+inline constexpr uint32_t err_not_allowed = 0x40bd0050;       // to configure: in no group of allow-groups
+inline constexpr uint32_t err_standby = 0x40bd0052;           // the service runs nothing
+inline constexpr uint32_t err_active = 0x40bd0053;            // there is nothing to take over
 
 inline constexpr uint32_t err_bad_configuration = 0x40bd0060;  // its lines say why; nothing was changed
 inline constexpr uint32_t err_changed_since = 0x40bd0061;

@@ -40,6 +40,13 @@ void notify_supervisor(const std::string &state) {
                length);
 }
 
+void notify_stopping(unsigned longest_s) {
+  const std::string longest_us = std::to_string(uint64_t{longest_s} * 1000000);
+  notify_supervisor("STOPPING=1");
+  notify_supervisor("EXTEND_TIMEOUT_USEC=" + longest_us +
+                    (watchdog_period_ms() != 0 ? "\nWATCHDOG_USEC=" + longest_us : std::string()));
+}
+
 void notify_reloading() {
   timespec now = {};
   clock_gettime(CLOCK_MONOTONIC, &now);

@@ -9,7 +9,9 @@
 namespace service {
 
 void notify_supervisor(const std::string &state);  // "READY=1", "STOPPING=1"
-void notify_reloading();                           // "READY=1" says later that it is over
+// It ends, and may take so long: a supervisor that would lose patience, or miss the signs of life, waits.
+void notify_stopping(unsigned longest_s);
+void notify_reloading();  // "READY=1" says later that it is over
 
 // A sign of life at half the interval that the supervisor waits for one, from the main loop: a loop that hangs gives
 // none.

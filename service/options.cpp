@@ -17,7 +17,7 @@ constexpr control::Program program = {
     "schedd", nullptr,
     "The scheduler service: keeps jobs and schedules, and runs what is due.\n"
     "As root it serves all users; as anyone else, that user alone. It stays in the foreground.\n"
-    "SIGHUP has it read its settings again.",
+    "SIGHUP has it read its settings again, SIGUSR1 take over from standby.",
     "What is given here outdoes the file of settings.\n"
     "\n"
     "Exit status: 0 ended by SIGTERM or SIGINT, 1 failed, 2 wrong usage or wrong settings,\n"
@@ -26,7 +26,7 @@ constexpr control::Program program = {
 // GOption's own types; each text is freed with the record.
 struct Raw {
   char *config = nullptr, *state_dir = nullptr, *interpreter = nullptr, *store_limit = nullptr, *debug = nullptr;
-  gboolean check = FALSE, foreground = FALSE;
+  gboolean check = FALSE, standby = FALSE, foreground = FALSE;
 
   Raw() = default;
   Raw(const Raw &) = delete;
@@ -47,6 +47,8 @@ std::vector<GOptionEntry> entries_for(Raw *raw) {
        "PATH"},
       {"store-limit", 0, 0, G_OPTION_ARG_FILENAME, &raw->store_limit,
        "the most that each store's file may take, 1 to 1024; 128 unless given", "MIB"},
+      {"standby", 0, 0, G_OPTION_ARG_NONE, &raw->standby,
+       "run nothing until told to take over, by SIGUSR1 or 'scheduler take-over'", nullptr},
       {"foreground", 0, 0, G_OPTION_ARG_NONE, &raw->foreground, "messages of the system log also to standard error",
        nullptr},
       {"debug", 0, 0, G_OPTION_ARG_FILENAME, &raw->debug, "traces below this level to standard error", "LEVEL"},
@@ -71,6 +73,7 @@ Parsed take_settings(const Raw &raw, Options *options) {
     if (const auto wrong = set_by_name(&trial, name, value)) return complain(*wrong);
     options->settings.emplace_back(name, value);
   }
+  if (raw.standby != FALSE) options->settings.emplace_back("start-as", "standby");
   return Parsed::run;
 }
 

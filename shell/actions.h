@@ -54,6 +54,7 @@ int roll_back(Session &session, const Match &match);
 int confirm_configuration(Session &session, const Match &match);
 int show_configuration_history(Session &session, const Match &match);
 int show_configuration_difference(Session &session, const Match &match);
+int take_over(Session &session, const Match &match);
 int show_history(Session &session, const Match &match);
 int copy_running_startup(Session &session, const Match &match);
 int show_logging_level(Session &session, const Match &match);

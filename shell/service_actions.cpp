@@ -26,6 +26,10 @@ int show_answer(const Match &match, control::Operation operation) {
   return show_text(words_of(match), operation);
 }
 
+int take_over(Session &, const Match &match) {
+  return request(words_of(match), control::Operation::take_over);
+}
+
 int show_history(Session &, const Match &match) {
   std::printf("-- shell --\n%s-- service --\n", host::history_text().c_str());
   return show_text(words_of(match), control::Operation::history);

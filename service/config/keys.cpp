@@ -128,6 +128,9 @@ std::vector<Key> keys_of(Settings &s) {
        "The zone of all wall-clock times; empty: that of TZ, else the machine's."},
       {"service", "interpreter", TextField{&s.interpreter, "the whole path of a program", is_program},
        "What runs the jobs' text."},
+      {"service", "start-as", choice(&s.start_as, {"active", "standby"}),
+       "Whether the service runs what is due, or keeps its stores and runs nothing until it is told to take over.",
+       true},
       {"service", "boot-from", choice(&s.boot_from, {"running", "startup"}),
        "What a boot begins with: the configuration that was in use, or, as on a switch, the one saved by 'copy "
        "running-config startup-config'.",

@@ -13,6 +13,7 @@
 namespace service {
 
 using host::BootFrom;
+enum class StartAs { active, standby };
 enum class MissedPolicy { skip, run_once };
 enum class MailPolicy { always, failure, never };
 
@@ -36,6 +37,7 @@ struct Settings {
 
   std::string zone;  // empty: TZ, else the machine's
   std::string interpreter = "/bin/sh";
+  StartAs start_as = StartAs::active;
   BootFrom boot_from = BootFrom::running;
   int store_limit_mib = 128;
 

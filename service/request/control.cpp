@@ -78,13 +78,6 @@ host::Answer get_logging_level() {
   return with_reply(std::move(reply));
 }
 
-host::Answer get_zone() {
-  host::Bytes reply;
-  append_record(&reply, service_zone().offset_at(time(nullptr)));
-  append_text(&reply, service_zone().identifier());
-  return with_reply(std::move(reply));
-}
-
 // What is stored serves to configure, and only then.
 bool may_store_password(const Call &call) {
   return call.context.authority.is_allowed(call.caller, call.context.settings->allow_groups,
@@ -99,6 +92,9 @@ host::Answer security(const Call &call, Payload payload) {
   });
 }
 
+host::Answer nothing_to_take_over() {
+  return with_status(control::err_active);
+}
 host::Answer memory_text() {
   return text_reply(host::memory_statistics());
 }
@@ -155,7 +151,8 @@ constexpr Row rows[] = {
     row(Operation::copy_running_startup, For::administrator, save_running),
     {Operation::set_logging_level, For::administrator, sizeof(int32_t), sizeof(int32_t), set_logging_level},
     row(Operation::get_logging_level, For::everybody, bare<get_logging_level>),
-    row(Operation::get_zone, For::everybody, bare<get_zone>),
+    row(Operation::get_zone, For::everybody, bare<zone_in_use>),
+    row(Operation::take_over, For::administrator, bare<nothing_to_take_over>),
     row(Operation::status, For::everybody, status_reply),
     row(Operation::security_read, For::everybody, security<Operation::security_read>),
     row(Operation::security_store, For::everybody, security<Operation::security_store>),
@@ -188,7 +185,17 @@ constexpr Row rows[] = {
 
 bool changes_something(Operation operation) {
   const bool of_runs = operation >= Operation::run_schedule && operation <= Operation::disable_schedule;
-  return of_runs || operation == Operation::security_store || operation == Operation::security_remove;
+  const bool of_configuration = operation == Operation::put_configuration ||
+                                operation == Operation::apply_configuration ||
+                                operation == Operation::confirm_configuration;
+  return of_runs || of_configuration || operation == Operation::security_store || operation == Operation::security_remove;
+}
+
+host::Answer zone_in_use() {
+  host::Bytes reply;
+  append_record(&reply, service_zone().offset_at(time(nullptr)));
+  append_text(&reply, service_zone().identifier());
+  return with_reply(std::move(reply));
 }
 
 host::Answer control(const Call &call, control::Operation operation, Payload payload) {

@@ -8,6 +8,7 @@
 namespace service {
 
 bool changes_something(control::Operation operation);  // of what everybody may ask for
+host::Answer zone_in_use();                            // Operation::get_zone
 host::Answer control(const Call &call, control::Operation operation, Payload payload);
 
 }  // namespace service

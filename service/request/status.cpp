@@ -88,14 +88,22 @@ void add_store(Lines *lines, const char *what, const char *uri) {
     lines->add(what, "none");
 }
 
-void add_service(Lines *lines, const Context &context) {
-  const Settings &settings = *context.settings;
+enum class Mode { active, standby };
+
+void add_service(Lines *lines, Mode mode, const Settings &settings, time_t started) {
   lines->add("version", SCHEDCLI_VERSION);
-  lines->add("started", time_text(context.started));
+  lines->add("mode", mode == Mode::active ? "active" : "standby");
+  lines->add("started", time_text(started));
   lines->add("settings", settings.file.empty() ? "none, the defaults are used" : settings.file);
   lines->add("zone", service_zone().identifier());
-  lines->add("enabled", scheduler_enabled != 0 ? "yes" : "no");
+  if (mode == Mode::active) lines->add("enabled", scheduler_enabled != 0 ? "yes" : "no");
   lines->add("boot from", settings.boot_from == BootFrom::startup ? "startup" : "running");
+}
+
+void add_stores(Lines *lines) {
+  add_store(lines, "running store", sch_pss_running_uri);
+  add_store(lines, "run state store", sch_pss_running_db_uri);
+  add_store(lines, "startup store", sch_pss_startup_uri);
 }
 
 // What belongs to nobody alone.
@@ -105,9 +113,7 @@ void add_whole(Lines *lines, const Context &context) {
   lines->add("runs under way", context.runner.begun());
   lines->add("runs waiting", context.runner.waiting());
   if (context.courier != nullptr) lines->add("mail waiting", context.courier->waiting());
-  add_store(lines, "running store", sch_pss_running_uri);
-  add_store(lines, "run state store", sch_pss_running_db_uri);
-  add_store(lines, "startup store", sch_pss_startup_uri);
+  add_stores(lines);
   lines->add("job log", std::to_string(sch_log_file.size) + " bytes");
 }
 
@@ -115,7 +121,7 @@ void add_whole(Lines *lines, const Context &context) {
 
 std::string status_text(const Call &call) {
   Lines lines;
-  add_service(&lines, call.context);
+  add_service(&lines, Mode::active, *call.context.settings, call.context.started);
   if (!call.context.authority.administrator(call.caller)) {
     const uint32_t tag = owner_tag(call.caller.uid);
     lines.add("next due", due_text(first_due(tag)));
@@ -127,6 +133,16 @@ std::string status_text(const Call &call) {
   lines.add("next due", due_text(first_due()));
   for (const auto &[tag, share] : every_share(call.context.runner))
     add_share(&lines, tag, share);
+  return lines.text();
+}
+
+std::string standby_status_text(const Settings &settings, time_t started, bool administrator) {
+  Lines lines;
+  add_service(&lines, Mode::standby, settings, started);
+  if (administrator) {
+    lines.add("state directory", host::paths().state);
+    add_stores(&lines);
+  }
   return lines.text();
 }
 

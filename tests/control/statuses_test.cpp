@@ -36,6 +36,8 @@ constexpr uint32_t codes[] = {
     control::err_no_history_of_run,
     control::err_no_output_of_run,
     control::err_not_allowed,
+    control::err_standby,
+    control::err_active,
 };
 
 class Statuses : public testing::Test {

@@ -17,6 +17,7 @@
 #include <fstream>
 
 #include "control/operations.h"
+#include "control/statuses.h"
 #include "host/files/paths.h"
 #include "host/status.h"
 #include "host/store/store.h"
@@ -129,6 +130,7 @@ TEST_F(ServiceProgram, it_says_when_it_is_ready_whom_it_serves_and_ends_in_order
   EXPECT_EQ(told(), "READY=1");
   EXPECT_EQ(program.end(SIGTERM), 0);
   EXPECT_EQ(told(), "STOPPING=1");
+  EXPECT_EQ(told(), "EXTEND_TIMEOUT_USEC=35000000");
   const std::string whom =
       geteuid() == 0 ? "as root, serves root alone, as other users cannot pass " + directory : " alone";
   const std::string output = program.output();
@@ -176,7 +178,8 @@ TEST_F(ServiceProgram, a_restart_without_its_run_directory_keeps_what_was_not_sa
   for (const bool restarted : {false, true}) {
     Program program(arguments, notify_path);
     ASSERT_EQ(told(), "READY=1");
-    EXPECT_EQ(control::ask_service(control::Operation::enable_feature).code(), restarted ? host::err_feature_enabled : 0u);
+    EXPECT_EQ(control::ask_service(control::Operation::enable_feature).code(),
+              restarted ? host::err_feature_enabled : 0u);
     if (!restarted) {
       EXPECT_EQ(control::ask_service(control::Operation::disable_feature).code(), 0u);
       EXPECT_EQ(control::ask_service(control::Operation::copy_running_startup).code(), 0u);
@@ -184,6 +187,7 @@ TEST_F(ServiceProgram, a_restart_without_its_run_directory_keeps_what_was_not_sa
     }
     EXPECT_EQ(program.end(SIGTERM), 0);
     told();  // that it stops
+    told();  // and how long that may take
     std::filesystem::remove_all(state + "/run");
   }
   Program booted(arguments, notify_path, geteuid(), SCHEDD_PATH, {"SCHEDCLI_BOOT_ID=another"});
@@ -269,6 +273,40 @@ TEST_F(ServiceProgram, a_watchdog_of_another_process_is_not_served) {
   ASSERT_EQ(told(), "READY=1");
   EXPECT_EQ(program.end(SIGTERM), 0);
   EXPECT_EQ(told(), "STOPPING=1");
+}
+
+TEST_F(ServiceProgram, a_supervisor_waits_as_long_as_the_runs_have_to_end_in) {
+  const std::string conf = written(directory + "/conf", "[runs]\nstop-grace=600\n");
+  Program program({"--state-dir", state, "--config", conf}, notify_path, geteuid(), SCHEDD_PATH,
+                  {"WATCHDOG_USEC=600000000"});
+  ASSERT_EQ(told(), "READY=1");
+  EXPECT_EQ(told(), "WATCHDOG=1");
+  EXPECT_EQ(program.end(SIGTERM), 0);
+  EXPECT_EQ(told(), "STOPPING=1");
+  EXPECT_EQ(told(), "EXTEND_TIMEOUT_USEC=630000000\nWATCHDOG_USEC=630000000");
+}
+
+TEST_F(ServiceProgram, in_standby_it_is_ready_and_says_when_it_takes_over) {
+  Program program({"--state-dir", state, "--standby"}, notify_path);
+  ASSERT_EQ(told(), "READY=1\nSTATUS=in standby");
+  host::use_paths(host::resolve_paths(state.c_str()));
+  EXPECT_EQ(control::ask_service(control::Operation::enable_feature).code(), control::err_standby);
+  program.signal(SIGUSR1);
+  EXPECT_EQ(told(), "STATUS=active");
+  EXPECT_EQ(control::ask_service(control::Operation::enable_feature).code(), 0u);
+  EXPECT_EQ(control::ask_service(control::Operation::take_over).code(), control::err_active);
+  program.signal(SIGUSR1);  // it has nothing left to take over, and ends of nothing
+  EXPECT_EQ(program.end(SIGTERM), 0);
+  EXPECT_THAT(program.output(), HasSubstr(", in standby; state directory " + state));
+}
+
+TEST_F(ServiceProgram, a_take_over_of_stores_that_cannot_be_used_ends_the_service) {
+  Program program({"--state-dir", state, "--standby"}, notify_path);
+  ASSERT_EQ(told(), "READY=1\nSTATUS=in standby");
+  host::use_paths(host::resolve_paths(state.c_str()));
+  std::filesystem::create_directory(state + "/security.key");
+  EXPECT_EQ(control::ask_service(control::Operation::take_over).code(), host::err_io);
+  EXPECT_EQ(program.wait(), 3);
 }
 
 TEST_F(ServiceProgram, a_state_directory_that_cannot_be_used_is_told_with_its_path) {

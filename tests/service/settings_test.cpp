@@ -37,6 +37,7 @@ const std::vector<KeyCase> &key_cases() {
   static const std::vector<KeyCase> cases = {
       {"service", "zone", {"Europe/Berlin", "UTC"}, {"Europe/Nowhere", "x"}},
       {"service", "interpreter", {"/bin/sh"}, {"sh", "/no/such", ""}},
+      {"service", "start-as", {"active", "standby"}, {"Standby", "passive", ""}},
       {"service", "boot-from", {"running", "startup"}, {"Running", "none", ""}},
       {"service", "store-limit", {"1", "1024"}, wrong_numbers("0", "1025")},
       {"limits", "schedules", {"1", "100000"}, wrong_numbers("0", "100001")},
@@ -132,7 +133,7 @@ TEST(Settings, what_is_no_settings_file_is_refused_by_line) {
        "schedd.conf:3: [run] is no group; there are [service], [limits], [runs], [access], [mail], "
        "[class NAME]"},
       {"[service]\nparallel=3\n",
-       "schedd.conf:2: parallel is no key of [service]; there are zone, interpreter, boot-from, store-limit"},
+       "schedd.conf:2: parallel is no key of [service]; there are zone, interpreter, start-as, boot-from, store-limit"},
       {"[runs]\nparallel=3\nparallel=4\n", "schedd.conf:3: parallel stands in line 2 already"},
       {"[runs]\n[runs]\n", "schedd.conf:2: [runs] stands in line 1 already"},
       {"[service]\nzone=UT\xff\n", "schedd.conf:2: is no UTF-8 text"},

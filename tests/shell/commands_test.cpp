@@ -43,6 +43,7 @@ const Case exec_cases[] = {
     {"show scheduler upcoming", "control 41 0"},
     {"show scheduler upcoming 30", "control 41 30"},
     {"show scheduler upcoming name nightly", "control 41 0 \"nightly\""},
+    {"scheduler take-over", "control 27"},
     {"scheduler kill run 17", "control 43 17"},
     {"scheduler enable schedule nightly", "control 44 \"nightly\""},
     {"scheduler disable schedule nightly", "control 45 \"nightly\""},

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+// All that works while the service is active, over the stores that open_stores has opened: runs, their log and mail,
+// and the answers to requests.
+#pragma once
+
+#include <ctime>
+#include <memory>
+
+#include "host/result.h"
+#include "host/security/security.h"
+#include "host/transport/transport.h"
+#include "service/calendar/zone_watch.h"
+#include "service/configuration/desk.h"
+#include "service/joblog/joblog.h"
+#include "service/mail/courier.h"
+#include "service/mail/run_reports.h"
+#include "service/request/accounts.h"
+#include "service/request/context.h"
+#include "service/run/recorder.h"
+#include "service/run/runner.h"
+#include "service/run/scheduler.h"
+
+namespace service {
+
+class Active {
+ public:
+  Active(std::shared_ptr<const Settings> settings, const host::User &user, time_t started);
+  Active(const Active &) = delete;
+  Active &operator=(const Active &) = delete;
+
+  // What an earlier process left is settled, and then nothing runs yet.
+  host::Result<void> settle();
+  host::Result<void> start();  // from now on by the clock
+
+  host::Answer answer(const host::Incoming &incoming);
+  void use(std::shared_ptr<const Settings> settings);
+  void stop() { runner_.stop_all(); }
+
+ private:
+  JobLog log_;
+  Recorder recorder_;
+  Runner runner_;
+  Scheduler scheduler_;
+  Courier courier_;
+  RunReports reports_;
+  Accounts accounts_;
+  Context context_;
+  ConfigurationDesk desk_;
+  ZoneWatch zone_watch_;
+};
+
+}  // namespace service

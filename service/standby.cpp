@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/standby.h"
+
+#include "control/statuses.h"
+#include "host/files/paths.h"
+#include "host/status.h"
+#include "host/store/store.h"
+#include "host/sysmgr.h"
+#include "schedcli.h"
+#include "service/request/answer.h"
+#include "service/request/control.h"
+#include "service/request/payload.h"
+#include "service/request/status.h"
+
+namespace service {
+namespace {
+
+void close_store(pss_handle *store) {
+  if (*store != 0) pss_close(*store);
+  *store = 0;
+}
+
+}  // namespace
+
+Standby::Standby(const host::User &user, time_t started)
+    : authority_(host::paths().system_wide, {user.uid, user.name}), started_(started) {}
+
+Standby::~Standby() {
+  close_store(&pss_running);
+  close_store(&pss_running_db);
+}
+
+host::Result<void> Standby::open() {
+  if (host::Result<void> prepared = host::sysmgr_prepare(host::BootFrom::running); !prepared) return prepared;
+  sch_pss_uri_init();
+  if (sch_standby_pss_init() == 0) return {};
+  return host::Error{control::err_not_stored, "stores: " + host::store_last_error()};
+}
+
+host::Answer Standby::answer(const host::Incoming &incoming, const Settings &settings) const {
+  if (incoming.service != host::service_control || incoming.body.size() < sizeof(uint32_t))
+    return with_status(control::err_standby);
+  switch (static_cast<control::Operation>(record_of<uint32_t>(incoming.body))) {
+    case control::Operation::status: {
+      host::Bytes reply;
+      append_text(&reply, standby_status_text(settings, started_, authority_.administrator(incoming.caller)));
+      return with_reply(std::move(reply));
+    }
+    case control::Operation::get_zone:
+      return zone_in_use();
+    default:
+      return with_status(control::err_standby);
+  }
+}
+
+}  // namespace service
