@@ -212,6 +212,50 @@ TEST(Decode, records_shorter_than_their_header_or_with_a_lying_length_are_refuse
   }
 }
 
+Bytes transport_with(size_t field, const std::string &text) {
+  Bytes payload = transport("mail", 1, 25);
+  const Bytes letters = bytes(text);
+  std::fill_n(payload.begin() + static_cast<ptrdiff_t>(field), 64, std::byte{0});
+  std::copy(letters.begin(), letters.end(), payload.begin() + static_cast<ptrdiff_t>(field));
+  return payload;
+}
+
+// Whatever a client checks before it sends.
+TEST(Decode, a_control_character_in_any_name_address_or_host_is_refused) {
+  World world;
+  ASSERT_EQ(create_job(world, "known", "echo\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "known", {}, {}), 0u);
+  const std::string before = configuration();
+  for (const char *bad : {"\x01", "\t", "\n", "\r", "\x1b[2J", "\x7f", "\xc2\x9b", "\xe2\x80\xae", "\x9b"}) {
+    const std::string name = std::string("a") + bad, address = std::string("a@b") + bad;
+    const std::string path = std::string("flash:x") + bad;
+    const Wrong rows[] = {
+        {"job", config, SCH_OP_CREATE_JOB, job_payload(name), control::err_bad_name},
+        {"defined job", config, SCH_OP_DEFINE_JOB, job_payload(name, "x\n"), control::err_bad_name},
+        {"schedule", config, SCH_OP_CREATE_SCHEDULE, schedule_payload(name), control::err_bad_name},
+        {"assigned job", config, SCH_OP_MODIFY_SCHEDULE, modify_payload("known", SCH_MODIFY_JOB, false, name),
+         control::err_bad_name},
+        {"address", config, SCH_OP_SCHEDULE_EMAIL, address_payload(SCH_EMAIL_ADD, "known", address),
+         host::err_bad_value},
+        {"sender", config, SCH_OP_SET_EMAIL_FROM, transport_with(offsetof(sch_email_transport, from), address),
+         host::err_bad_value},
+        {"reply-to", config, SCH_OP_SET_EMAIL_REPLYTO, transport_with(offsetof(sch_email_transport, reply_to), address),
+         host::err_bad_value},
+        {"mail server", config, SCH_OP_SET_EMAIL_SMTP,
+         transport_with(offsetof(sch_email_transport, smtp) + offsetof(sch_smtp_server_rec, server), name),
+         host::err_bad_value},
+        {"routing instance", config, SCH_OP_SET_EMAIL_SMTP,
+         transport_with(offsetof(sch_email_transport, smtp) + offsetof(sch_smtp_server_rec, vrf), name),
+         host::err_bad_value},
+        {"log file", config, SCH_OP_RENAME_LOG, log_payload(path.substr(6), path, 0), host::err_bad_value},
+    };
+    for (const Wrong &row : rows)
+      EXPECT_EQ(world.send(root(), row.service, row.opcode, row.payload).status, row.status)
+          << row.what << " with byte " << int{static_cast<unsigned char>(bad[0])};
+  }
+  EXPECT_EQ(configuration(), before);
+}
+
 TEST(Decode, limits_themselves_are_accepted) {
   World world;
   const std::string text(service::job_text_limit - 1, 'x');
