@@ -27,7 +27,6 @@ namespace {
 
 constexpr int64_t first_pause_s = 60;
 constexpr int64_t longest_pause_s = 3600;
-constexpr int helper_limit_ms = 180'000;  // it limits itself; this is for one that hangs
 
 int64_t pause_after(uint32_t attempts) {
   return std::min(first_pause_s << std::min(attempts, 10U), longest_pause_s);
@@ -157,6 +156,7 @@ host::Result<void> Courier::Attempt::start(const std::string &program, const hos
 Courier::Courier(Files files, std::shared_ptr<const Settings> settings, Clock now)
     : queue_(std::move(files.queue)),
       program_(std::move(files.schedmail)),
+      limit_ms_(files.limit_ms),
       settings_(std::move(settings)),
       now_(std::move(now)) {}
 
@@ -224,7 +224,7 @@ void Courier::start(MailQueue::Number number) {
   attempt_ = std::move(attempt);
   if (!started) return settle(attempt_->mail, static_cast<int>(Sent::later), started.error().text);
   attempt_->ended = host::Watch::readable(attempt_->pidfd.get(), [this] { finish(); });
-  attempt_->overdue = host::Watch::after_ms(helper_limit_ms, [this] { kill(attempt_->pid, SIGKILL); });
+  attempt_->overdue = host::Watch::after_ms(limit_ms_, [this] { kill(attempt_->pid, SIGKILL); });
 }
 
 void Courier::finish() {

@@ -24,8 +24,9 @@ class Courier {
   using Clock = std::function<int64_t()>;  // seconds since the epoch
 
   struct Files {
-    std::string queue;      // a directory
-    std::string schedmail;  // the program
+    std::string queue;            // a directory
+    std::string schedmail;        // the program
+    unsigned limit_ms = 180'000;  // of one try: schedmail limits itself, this is for one that hangs
   };
   Courier(Files files, std::shared_ptr<const Settings> settings, Clock now);
   ~Courier();  // ends the helper; its message stays queued
@@ -55,6 +56,7 @@ class Courier {
 
   MailQueue queue_;
   std::string program_;
+  unsigned limit_ms_;
   std::shared_ptr<const Settings> settings_;
   Clock now_;
   std::unique_ptr<Attempt> attempt_;  // under way

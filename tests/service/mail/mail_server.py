@@ -35,9 +35,35 @@ class Handler:
         return "250 OK"
 
 
+stalled = []
+
+
+def converse(client, behaviour):
+    """Takes everything up to the message; then "lose" is gone without a word and "agree" says what nobody asked."""
+    client.sendall(b"220 ready\r\n")
+    lines = client.makefile("rb")
+    for line in lines:
+        word = line[:4].upper()
+        if word != b"DATA":
+            client.sendall(b"250 OK\r\n" if behaviour == "lose" or word != b"RCPT" else b"220 welcome\r\n")
+            continue
+        client.sendall(b"354 go on\r\n")
+        for text in lines:
+            if text == b".\r\n":
+                break
+        break
+    client.close()
+
+
 def misbehave(listener, behaviour):
     while True:
         client, _ = listener.accept()
+        if behaviour == "stall":
+            stalled.append(client)
+            continue
+        if behaviour in ("lose", "agree"):
+            threading.Thread(target=converse, args=(client, behaviour), daemon=True).start()
+            continue
         client.sendall(b"220 ready\r\n" if behaviour == "drop" else b"\xff\x00 no reply at all\r\n")
         client.settimeout(0.5)
         try:
@@ -49,7 +75,7 @@ def misbehave(listener, behaviour):
 
 def main():
     directory, behaviour = pathlib.Path(sys.argv[1]), sys.argv[2]
-    if behaviour in ("drop", "lie"):
+    if behaviour in ("drop", "lie", "stall", "lose", "agree"):
         listener = socket.create_server(("127.0.0.1", 0))
         port = listener.getsockname()[1]
         threading.Thread(target=misbehave, args=(listener, behaviour), daemon=True).start()

@@ -109,7 +109,7 @@ class MailTest : public testing::Test {
   }
 
   std::unique_ptr<Courier> courier() {
-    auto made = std::make_unique<Courier>(Courier::Files{(root_ / "mail").string(), SCHEDMAIL},
+    auto made = std::make_unique<Courier>(Courier::Files{(root_ / "mail").string(), SCHEDMAIL, limit_ms_},
                                           std::make_shared<const Settings>(settings_), [this] { return now_; });
     EXPECT_TRUE(made->open());
     return made;
@@ -142,6 +142,7 @@ class MailTest : public testing::Test {
   FILE *server_ = nullptr;
   Settings settings_;
   int64_t now_ = noon;
+  unsigned limit_ms_ = 180'000;
 };
 
 TEST_F(MailTest, report_reaches_every_address_of_the_schedule) {
@@ -204,7 +205,7 @@ TEST_F(MailTest, refused_for_now_waits_survives_a_restart_and_is_given_up_after_
 }
 
 TEST_F(MailTest, server_that_drops_or_lies_costs_a_try_and_no_message) {
-  for (const char *behaviour : {"drop", "lie"}) {
+  for (const char *behaviour : {"drop", "lie", "lose", "agree"}) {
     fs::remove_all(root_ / "mail");
     fs::remove_all(root_ / "server");
     if (server_ != nullptr) pclose(std::exchange(server_, nullptr));
@@ -215,6 +216,25 @@ TEST_F(MailTest, server_that_drops_or_lies_costs_a_try_and_no_message) {
     run(*mail, messages);
     EXPECT_EQ(mail->waiting(), messages) << behaviour;
   }
+}
+
+TEST_F(MailTest, server_that_stalls_is_given_up_and_tried_again_later) {
+  serve("stall");
+  limit_ms_ = 200;
+  const auto mail = courier();
+  mail->send(nightly());
+  run(*mail, 2);
+  EXPECT_EQ(mail->waiting(), 2u);
+  EXPECT_EQ(attempts(), 2u);
+}
+
+TEST_F(MailTest, server_that_is_not_there_costs_a_try_and_no_message) {
+  configure(1);
+  const auto mail = courier();
+  mail->send(nightly());
+  run(*mail, 2);
+  EXPECT_EQ(mail->waiting(), 2u);
+  EXPECT_EQ(attempts(), 2u);
 }
 
 TEST_F(MailTest, encryption_is_taken_where_offered_and_an_unknown_server_refused_where_it_is_required) {
