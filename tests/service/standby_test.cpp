@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "control/operations.h"
 #include "control/statuses.h"
 #include "host/files/paths.h"
 #include "host/status.h"

@@ -137,6 +137,8 @@ World::World(service::Runner::Options chosen) : options(std::move(chosen)) {
 }
 
 World::World(std::string existing_directory, time_t now) : directory(std::move(existing_directory)) {
+  options.processes.starter = SCHEDD_STARTER_BUILT;
+  options.processes.pam = false;
   setenv("TZ", "UTC", 1);
   set_clock(now);
   start();
