@@ -65,6 +65,12 @@ bool Run::find_owner(std::string *refusal) {
   return false;
 }
 
+// A job may have taken hours: nobody becomes a user who was deleted meanwhile.
+void Run::find_owner_again() {
+  std::string refusal;
+  if (refusal_.empty() && !find_owner(&refusal)) refuse_user(refusal);
+}
+
 bool Run::needs_authentication() const {
   return !host::user_is_local(schedule_.owner);
 }
@@ -179,6 +185,7 @@ RunStep Run::step_of_job() const {
 void Run::job_ended(JobProcess::Result result) {
   process_.reset();
   kill_timer_.stop();
+  if (job_after(last_job_) >= 0) find_owner_again();
   RunStep step = step_of_job();
   step.outcome.reason = ending_.reason == Reason::ended ? result.reason : ending_.reason;
   step.outcome.wait_status = result.wait_status;

@@ -60,6 +60,7 @@ class Run {
   enum class Then { go_on, wait };
 
   bool find_owner(std::string *refusal);
+  void find_owner_again();
   bool needs_authentication() const;
   void authenticate();
   void authenticated(uint32_t status);
