@@ -188,7 +188,8 @@ bool changes_something(Operation operation) {
   const bool of_configuration = operation == Operation::put_configuration ||
                                 operation == Operation::apply_configuration ||
                                 operation == Operation::confirm_configuration;
-  return of_runs || of_configuration || operation == Operation::security_store || operation == Operation::security_remove;
+  return of_runs || of_configuration || operation == Operation::security_store ||
+         operation == Operation::security_remove;
 }
 
 host::Answer zone_in_use() {

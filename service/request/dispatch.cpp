@@ -163,6 +163,17 @@ bool needs_account(const Context &context, const host::Incoming &incoming) {
          changes_something(static_cast<control::Operation>(record_of<uint32_t>(incoming.body)));
 }
 
+void note_change(Context &context, const host::Incoming &incoming) {
+  context.last_change = {wall_clock(), incoming.caller.user_name, "process " + std::to_string(incoming.caller.pid),
+                         "commands"};
+}
+
+host::Answer carry_out(Context &context, const host::Incoming &incoming) {
+  host::Answer result = answer({context, incoming.caller}, incoming);
+  if (incoming.service == SCH_SERVICE_CONFIG && result.status == 0) note_change(context, incoming);
+  return result;
+}
+
 // There may be a password in it.
 void wipe(host::Bytes *body) {
   explicit_bzero(body->data(), body->size());
@@ -175,7 +186,7 @@ host::Answer answer_if_account_is_usable(Context &context, const host::Incoming 
   host::Incoming kept = incoming;
   kept.body = *body;
   return context.accounts->if_usable(incoming.caller.user_name, Accounts::Clock::now(), [&context, body, kept] {
-    host::Answer result = answer({context, kept.caller}, kept);
+    host::Answer result = carry_out(context, kept);
     context.scheduler.check_soon();
     return result;
   });
@@ -188,20 +199,14 @@ void report_refusal(const host::Caller &caller, uint32_t status) {
   report.add(caller.pid, "user " + caller.user_name, status);
 }
 
-void note_change(Context &context, const host::Incoming &incoming) {
-  context.last_change = {wall_clock(), incoming.caller.user_name, "process " + std::to_string(incoming.caller.pid),
-                         "commands"};
-}
-
 }  // namespace
 
 host::Answer dispatch(Context &context, const host::Incoming &incoming) {
-  host::Answer result = needs_account(context, incoming) ? answer_if_account_is_usable(context, incoming)
-                                                         : answer({context, incoming.caller}, incoming);
+  host::Answer result =
+      needs_account(context, incoming) ? answer_if_account_is_usable(context, incoming) : carry_out(context, incoming);
   if (result.status == host::err_not_permitted || result.status == control::err_not_owner ||
       result.status == control::err_not_allowed)
     report_refusal(incoming.caller, result.status);
-  if (incoming.service == SCH_SERVICE_CONFIG && result.status == 0) note_change(context, incoming);
   return result;
 }
 

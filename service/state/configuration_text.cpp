@@ -47,14 +47,6 @@ std::string disabling_lines(const char *uri) {
 
 }  // namespace
 
-std::string running_configuration_text() {
-  std::string text = host::configuration_text(host::ConfigType::running);
-  for_each_schedule([&](const sch_schedule_entry &entry) {
-    if (!is_enabled(*entry.rec)) text += disabling_line(*entry.key);
-  });
-  return text;
-}
-
 std::string startup_configuration_text() {
   return host::configuration_text(host::ConfigType::startup) + disabling_lines(startup_store);
 }

@@ -7,7 +7,6 @@
 
 namespace service {
 
-std::string running_configuration_text();
 std::string startup_configuration_text();
 std::string stored_configuration_text();  // of the running store as it lies on disk, whatever is in use
 

@@ -125,10 +125,9 @@ class GroupTree {
 
  private:
   static void make_files(const std::string &group) {
-    for (const char *file : {"cgroup.procs", "cgroup.subtree_control", "memory.oom.group", "memory.events"})
+    for (const char *file : {"cgroup.procs", "cgroup.subtree_control", "memory.oom.group", "memory.events",
+                             "memory.max", "memory.swap.max", "pids.max", "cpu.max"})
       std::ofstream(group + "/" + file);
-    for (const char *file : {"memory.max", "memory.swap.max", "pids.max", "cpu.max"})
-      std::ofstream(group + "/" + file) << "max";
   }
   std::string run() const {
     for (const auto &entry : std::filesystem::directory_iterator(path()))
@@ -181,7 +180,7 @@ TEST(ControlGroups, a_run_without_limits_is_given_none) {
   const host::Result<service::RunGroup> group = groups->make(service::Limits(), false);
   ASSERT_TRUE(group);
   for (const char *file : {"memory.max", "memory.swap.max", "pids.max", "cpu.max"})
-    EXPECT_EQ(tree.of_run(file), "max") << file;
+    EXPECT_EQ(tree.of_run(file), "") << file;
 }
 
 TEST(ControlGroups, without_controllers_a_run_is_made_and_the_limits_are_left_to_the_processes) {
@@ -196,7 +195,7 @@ TEST(ControlGroups, without_controllers_a_run_is_made_and_the_limits_are_left_to
   limits.cpu_percent = 50;
   const host::Result<service::RunGroup> group = groups->make(limits, false);
   ASSERT_TRUE(group);
-  EXPECT_EQ(tree.of_run("memory.max"), "max");
+  EXPECT_EQ(tree.of_run("memory.max"), "");
 }
 
 TEST(ControlGroups, a_limit_that_cannot_be_set_starts_no_job) {
