@@ -143,9 +143,9 @@ void Service::run_until_signalled() {
   const host::FileDescriptor signals = take_signals();
   const host::Watch signalled = host::Watch::readable(signals.get(), [&] { take_signal(signals); });
   say_whom_it_serves(user_.name, standby_ ? ", in standby" : "");
+  give_back_start();
   notify_supervisor(standby_ ? "READY=1\nSTATUS=in standby" : "READY=1");
   const Watchdog watchdog;
-  give_back_start();
   loop_.run();
   notify_stopping(static_cast<unsigned>(settings_->stop_grace_s) + stop_margin_s);
 }
