@@ -51,7 +51,7 @@ enum class Operation : uint32_t {
   configuration_history = 63,  // reply: text
   confirm_configuration = 64,
   erase_startup = 65,
-  raw_output = 46,  // payload: u64, a run's number, or 0 for the whole log; reply: outputs byte for byte
+  raw_output = 53,  // payload: u64, a run's number, or 0 for the whole log; reply: outputs byte for byte
 };
 
 // What has a name.

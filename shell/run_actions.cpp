@@ -63,8 +63,9 @@ int show_outcomes(const Session &session, const std::string &subject, const cont
 // Into a file alone: what a job printed may do anything to a terminal.
 int save_raw(const Match &match, uint64_t run) {
   host::Bytes output;
-  const int status = request(subject_of(match), control::Operation::raw_output, payload_of(run), &output);
-  if (status != 0) return status;
+  if (const int status = request(subject_of(match), control::Operation::raw_output, payload_of(run), &output);
+      status != 0)
+    return status;
   return write_own_file(*match.value("output"), [&](FILE *file) {
     return std::fwrite(output.data(), 1, output.size(), file) == output.size() ? 0 : failure_status;
   });

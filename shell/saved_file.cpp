@@ -30,7 +30,7 @@ bool is_ones_own_file(int descriptor) {
 
 int write_own_file(const std::string &path, const std::function<int(FILE *)> &write) {
   const int descriptor =
-      open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR);
+      open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, S_IRUSR | S_IWUSR);
   if (descriptor < 0) return failed(path, "cannot be written");
   if (!is_ones_own_file(descriptor)) {
     close(descriptor);

@@ -55,7 +55,9 @@ bool is_whole(const RunStep &step) {  // of a run that never came to a job
 
 // As the log has it, with what it says of what is lost.
 std::string logged_output(const JobLog &log, const std::string &schedule, const Outcome &outcome) {
-  LogReader reader = log.read({std::nullopt, schedule});
+  LogFilter filter;
+  filter.schedule = schedule;
+  LogReader reader = log.read(std::move(filter));
   while (const std::optional<LogRecord> record = reader.next())
     if (record->outcome == outcome.sequence) return record->output;
   return {};

@@ -164,6 +164,7 @@ constexpr Row rows[] = {
     row(Operation::kill_run, For::everybody, kill_run),
     row(Operation::enable_schedule, For::everybody, set_schedule_enabled<true>),
     row(Operation::disable_schedule, For::everybody, set_schedule_enabled<false>),
+    {Operation::raw_output, For::everybody, sizeof(uint64_t), sizeof(uint64_t), raw_output},
     {Operation::find, For::everybody, sizeof(control::ObjectKind), any_length, find_named},
     {Operation::names, For::everybody, sizeof(control::ObjectKind), any_length, list_names},
     row(Operation::log_uri, For::everybody, bare<log_uri>),
@@ -178,7 +179,6 @@ constexpr Row rows[] = {
     row(Operation::configuration_history, For::everybody, show_configuration_history),
     row(Operation::confirm_configuration, For::everybody, confirm_configuration),
     row(Operation::erase_startup, For::administrator, erase_startup),
-    {Operation::raw_output, For::everybody, sizeof(uint64_t), sizeof(uint64_t), raw_output},
 };
 
 }  // namespace
@@ -187,7 +187,7 @@ bool changes_something(Operation operation) {
   const bool of_runs = operation >= Operation::run_schedule && operation <= Operation::disable_schedule;
   const bool of_configuration = operation == Operation::put_configuration ||
                                 operation == Operation::apply_configuration ||
-                                operation == Operation::confirm_configuration;
+                                operation == Operation::confirm_configuration || operation == Operation::rename;
   return of_runs || of_configuration || operation == Operation::security_store ||
          operation == Operation::security_remove;
 }

@@ -323,8 +323,8 @@ TEST_F(Commands, save_raw_output_to_a_private_file_and_print_nothing) {
   const auto bytes = std::as_bytes(std::span(text));
   recorder::control_reply.assign(bytes.begin(), bytes.end());
   Session session(script_options());
-  EXPECT_EQ(calls_of(session, {"show scheduler history run 17 raw save " + path}), Calls{"control 46 17"});
-  EXPECT_EQ(calls_of(session, {"show scheduler logfile raw save " + path}), Calls{"control 46 0"});
+  EXPECT_EQ(calls_of(session, {"show scheduler history run 17 raw save " + path}), Calls{"control 53 17"});
+  EXPECT_EQ(calls_of(session, {"show scheduler logfile raw save " + path}), Calls{"control 53 0"});
   EXPECT_EQ(out, "");
   EXPECT_EQ(err, "");
   struct stat status {};
