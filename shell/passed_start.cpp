@@ -98,10 +98,11 @@ StartCheck check_periodic(const Session &session, const Match &match, const Star
   return check;
 }
 
-// A person reads that it has passed and types another; a saved configuration still has the rest to be read.
+// It cannot be moved on: whoever types it learns from the handler that it has passed. A saved configuration, where the
+// line stands under its block, still has the rest to be read.
 StartCheck check_once(const Session &session, const Match &match, const Start &start) {
   if (line_of(start.once) == line_in_use(session)) return {match, true, std::nullopt};
-  if (session.options().interactive) return {match, false, std::nullopt};
+  if (session.options().interactive || !session.line().starts_with("  ")) return {match, false, std::nullopt};
   return {match, true,
           "schedule " + session.schedule() + ": its time " + *match.value("start") +
               " has passed, so it gets none and does not run"};

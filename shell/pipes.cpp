@@ -12,7 +12,7 @@ namespace shell {
 
 namespace {
 
-constexpr std::string_view job_start = "scheduler job name ", job_end = "end-job";
+constexpr std::string_view block_start = "scheduler ", job_start = "scheduler job name ", job_end = "end-job";
 
 struct FilterWord {
   const char *word;
@@ -113,13 +113,13 @@ Lines lines_of(const std::string &text) {
   return lines;
 }
 
-// A block ends with an empty line or before the next one that begins at the margin with its own first word; a job's
-// ends with its own mark, whatever its commands look like.
+// A block ends with an empty line or before the next one; a job's ends with its own mark, whatever its commands look
+// like.
 Lines sections(const Lines &lines, const Pattern &pattern) {
   Lines kept;
   bool in_job = false, in_block = false, wanted = false;
   for (const std::string &line : lines) {
-    if (!in_job && !in_block) wanted = pattern.matches(line);
+    if (!in_job && (!in_block || line.starts_with(block_start))) wanted = pattern.matches(line);
     if (wanted) kept.push_back(line);
     if (in_job) {
       in_job = line != job_end;

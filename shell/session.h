@@ -50,6 +50,7 @@ class Session {
   void enter(Mode mode, std::string schedule = {});
   void leave() { over_ = true; }
   const std::string &schedule() const { return schedule_; }  // of the schedule mode
+  const std::string &line() const { return line_; }  // as it was typed
   void note(const std::string &text) const;                  // what the operator should know, though nothing failed
   void set_paging(bool on) { options_.pages = on; }
   void enable_scheduler_tree() { scheduler_tree_ = true; }

@@ -131,13 +131,15 @@ TEST(parse, never_takes_an_abbreviation_for_another_command) {
         for (size_t i = 0; i < form.terms.size(); i++) {
           const Term &term = form.terms[i];
           const bool is_path = term.parameter != nullptr && term.parameter->kind == Kind::path;
-          const std::string whole = term.word != nullptr ? term.word->text : is_path ? "./5" : "5";
+          const bool is_width = term.parameter != nullptr && term.parameter->name == std::string_view("columns");
+          const std::string whole = term.word != nullptr ? term.word->text : is_path ? "./5" : is_width ? "50" : "5";
           line += (i == shortened ? word.substr(0, length) : whole) + " ";
         }
         const Parsed parsed = parse(line, {{form.command->mode}, true});
         if (parsed.match) {
           EXPECT_STREQ(parsed.match->command->syntax, form.command->syntax) << line;
         } else if (parsed.problem.cause != Problem::Cause::ambiguous) {
+          ASSERT_GT(form.terms.size(), 3u) << line << describe(parsed.problem);
           EXPECT_STREQ(form.terms[3].word->text, "email") << line;
           EXPECT_TRUE(form.command->negates()) << line;
         }

@@ -33,7 +33,7 @@ struct Case {
 const Case cases[] = {
     {"| include time", "  time daily 23:30\n"},
     {"| include \"^exit|daily\"", "exit 3\n  time daily 23:30\n"},
-    {"| inc \"job name\" | exclude ^s", "scheduler job name a\n job name a\n"},
+    {"| inc \"job name\" | exclude ^s", " job name a\n"},
     {"| exclude .", "\n\n\n\n"},
     {"| begin other", "scheduler schedule name other\n\n"},
     {"| begin nothing", ""},

@@ -83,6 +83,7 @@ const std::map<std::string, std::string> values = {
 // What cannot succeed here, and why the shell says so: it was understood all the same.
 const std::map<std::string, int> refused = {
     {"scheduler kill run <run>", 255},                               // it has ended
+    {"scheduler take-over", 255},                                    // it is active
     {"scheduler aaa-authentication", 255},                           // nobody can be asked
     {"scheduler aaa-authentication password", 255},                  //
     {"scheduler aaa-authentication username <user>", 255},           //
