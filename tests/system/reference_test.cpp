@@ -121,7 +121,7 @@ class Reference : public testing::Test {
     std::string line = form;
     for (const auto &[name, value] : values)
       line = std::regex_replace(line, std::regex("<" + name + ">"), value);
-    return std::regex_replace(line, std::regex("<file>"), directory_.path() + "/dumped");
+    return std::regex_replace(line, std::regex("<(file|output)>"), directory_.path() + "/dumped");
   }
 
   std::string script_of(const Line &line, const std::string &form) const {

@@ -44,7 +44,9 @@ void Ledger::add_schedule(const std::string &name, std::set<std::string> jobs, t
 }
 
 void Ledger::add(const SeenRun &run, Complaints *complaints) {
-  Expected &expected = schedules_.at(run.schedule);
+  const auto known = schedules_.find(run.schedule);
+  if (known == schedules_.end()) return;  // one without jobs, that is changed alone
+  Expected &expected = known->second;
   if (run.number <= expected.newest) complaints->push_back("an older run came up later: " + text_of(run));
   expected.newest = std::max(expected.newest, run.number);
   runs_[run.number] = run;
