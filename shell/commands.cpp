@@ -2,6 +2,7 @@
 // The words, parameters and commands of the shell, with what each command calls.
 #include "shell/actions.h"
 #include "shell/grammar.h"
+#include "shell/library_call.h"
 
 namespace shell {
 
@@ -128,7 +129,7 @@ constexpr Parameter parameter_table[] = {
 
 constexpr Command library(Mode mode, const char *syntax, const char *help, int (*handler)(const sch_cli_cmd_ctx *),
                           uint32_t subcommand = 0) {
-  return {mode, syntax, help, handler, nullptr, subcommand};
+  return {mode, syntax, help, handler, call_library, subcommand};
 }
 
 constexpr Command own(Mode mode, const char *syntax, const char *help, int (*action)(Session &, const Match &)) {
@@ -276,6 +277,10 @@ const Command command_table[] = {
 };
 
 }  // namespace
+
+bool Command::begins_job() const {
+  return action == begin_job;
+}
 
 std::span<const Command> commands() {
   return command_table;

@@ -54,11 +54,12 @@ struct Command {
   Mode mode;
   const char *syntax;
   const char *help;
-  int (*handler)(const sch_cli_cmd_ctx *);  // the library's, called with the parameters in order; or null and
-  int (*action)(Session &, const Match &);  // the shell's own
+  int (*handler)(const sch_cli_cmd_ctx *);  // the library's, called with the parameters in order; null: the shell's own
+  int (*action)(Session &, const Match &);
   uint32_t subcommand;
 
   bool negates() const;
+  bool begins_job() const;         // lines of its text follow
   bool in_scheduler_tree() const;  // goes when the scheduler's parse tree is deregistered
 };
 

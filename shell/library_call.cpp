@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/library_call.h"
-#include "control/statuses.h"
 
 #include <cstdio>
 #include <cstring>
 #include <sstream>
 
+#include "control/statuses.h"
 #include "host/status.h"
 #include "platform/security.h"
 #include "shell/held_stream.h"
@@ -17,7 +17,6 @@ namespace shell {
 namespace {
 
 constexpr uint32_t read_operation = 1;  // of cmi_security_user_config()
-constexpr int password_accepted = 8;    // the password handler's own word for success
 constexpr std::string_view file_exists = "Error: File exists.\n";
 
 // Show output is long, and its messages say enough.
@@ -108,11 +107,14 @@ void tell_time(const std::string &schedule) {
 }  // namespace
 
 int call_library(Session &session, const Match &match) {
-  if (is_stored_already(session, match)) return password_accepted;
+  if (is_stored_already(session, match)) return 0;
   const StartCheck start = check_start(session, match);
   if (start.note) session.note(*start.note);
   const int status = start.nothing_to_do ? 0 : call(session, start.match);
   if (status == 0 && session.options().interactive && sets_time(*match.command)) tell_time(session.schedule());
+  if (match.command->handler == sch_cli_aaa_auth_passwd) return password_status(status);
+  if (match.command->handler == sch_enable_scheduler && status == 0 && !match.command->negates())
+    session.enable_scheduler_tree();
   return status;
 }
 

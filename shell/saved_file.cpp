@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "shell/session.h"
+#include "shell/exit_status.h"
 
 namespace shell {
 

@@ -5,10 +5,8 @@
 #include <cstdio>
 
 #include "host/feature.h"
-#include "shell/actions.h"
 #include "shell/complain.h"
 #include "shell/held_stream.h"
-#include "shell/library_call.h"
 #include "shell/pager.h"
 #include "shell/pointer.h"
 #include "shell/saved_file.h"
@@ -19,8 +17,7 @@ namespace shell {
 
 namespace {
 
-constexpr int password_accepted = 8;  // the password handler's own word for success
-constexpr size_t line_limit = 8192;   // longer than any command; a job's lines are bounded by its text's limit
+constexpr size_t line_limit = 8192;  // longer than any command; a job's lines are bounded by its text's limit
 
 // An exit status has eight bits; a status that does not fit is a failure all the same.
 int exit_status(int status) {
@@ -44,10 +41,6 @@ bool has_long_output(const Command &command) {
 }
 
 }  // namespace
-
-int password_status(int status) {
-  return status == password_accepted ? 0 : status;
-}
 
 Session::Session(Options options) : options_(std::move(options)) {
   host::set_parse_tree_hook([this](uint32_t handle, const std::string &tree) {
@@ -171,7 +164,7 @@ int Session::refuse(const Problem &problem, std::string_view line, std::string_v
 // The lines of a job that cannot be are no commands.
 int Session::refuse_value(const Match &match, const Problem &problem, std::string_view line, std::string_view origin) {
   complain_of(problem, line, origin);
-  if (match.command->action == begin_job && !options_.interactive) take_body(match.arguments.front().value, true);
+  if (match.command->begins_job() && !options_.interactive) take_body(match.arguments.front().value, true);
   return usage_status;
 }
 
@@ -186,15 +179,7 @@ int Session::run(const Match &match, std::string_view origin) {
   if (options_.before_command) options_.before_command();
   const bool paged = options_.interactive && options_.pages && has_long_output(*match.command);
   const std::optional<Pager> pager = paged ? Pager::start() : std::nullopt;
-  return match.command->handler == nullptr ? match.command->action(*this, match) : run_handler(match);
-}
-
-int Session::run_handler(const Match &match) {
-  const int status = call_library(*this, match);
-  if (match.command->handler == sch_cli_aaa_auth_passwd) return password_status(status);
-  if (match.command->handler == sch_enable_scheduler && status == 0 && !match.command->negates())
-    enable_scheduler_tree();
-  return status;
+  return match.command->action(*this, match);
 }
 
 Context Session::context(const Command &command) const {

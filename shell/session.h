@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "shell/context.h"
+#include "shell/exit_status.h"
 #include "shell/job_body.h"
 #include "shell/parse.h"
 #include "shell/pipes.h"
@@ -50,7 +51,7 @@ class Session {
   void enter(Mode mode, std::string schedule = {});
   void leave() { over_ = true; }
   const std::string &schedule() const { return schedule_; }  // of the schedule mode
-  const std::string &line() const { return line_; }  // as it was typed
+  const std::string &line() const { return line_; }          // as it was typed
   void note(const std::string &text) const;                  // what the operator should know, though nothing failed
   void set_paging(bool on) { options_.pages = on; }
   void enable_scheduler_tree() { scheduler_tree_ = true; }
@@ -70,7 +71,6 @@ class Session {
   int refuse(const Problem &problem, std::string_view line, std::string_view origin) const;
   int refuse_value(const Match &match, const Problem &problem, std::string_view line, std::string_view origin);
   int run(const Match &match, std::string_view origin);
-  int run_handler(const Match &match);
   int define(const JobBody &body, std::string_view origin);
   int outcome(int status, std::string_view origin) const;  // says which line's command failed, where that helps
   int record(int status);
@@ -86,10 +86,5 @@ class Session {
   bool over_ = false;
   int status_ = 0;
 };
-
-int password_status(int status);  // of the password handler, as every other's: 0 is success
-
-inline constexpr int usage_status = 2;      // the line is no command
-inline constexpr int failure_status = 255;  // as the library's handlers have it
 
 }  // namespace shell

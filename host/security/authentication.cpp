@@ -191,7 +191,8 @@ Result<void> Authentication::result() {
   const bool no_answer = count < 0 && errno == EAGAIN;
   end_child();
   const char *what = of_account_ ? "account" : "authentication";
-  if (no_answer) return refused_because(user_, what, "took too long; see the servers of its PAM modules", err_timed_out);
+  if (no_answer)
+    return refused_because(user_, what, "took too long; see the servers of its PAM modules", err_timed_out);
   if (count == sizeof word && word == accepted) return {};
   return refused_because(user_, what, count == 0 ? "broke off" : "was refused",
                          of_account_ ? err_account_refused : SCH_STATUS_AUTHENTICATION_FAILED);

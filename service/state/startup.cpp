@@ -15,7 +15,7 @@
 #include "host/store/store.h"
 #include "host/sysmgr.h"
 #include "platform/sysmgr.h"
-#include "service/request/jobs.h"
+#include "service/state/job_text.h"
 #include "service/request/logging_level.h"
 #include "service/run/clock.h"
 #include "service/run/due.h"
