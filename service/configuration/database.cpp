@@ -11,9 +11,9 @@
 #include "platform/memory.h"
 #include "service/configuration/in_use.h"
 #include "service/configuration/time_line.h"
-#include "service/state/job_text.h"
 #include "service/run/due.h"
 #include "service/state/address_table.h"
+#include "service/state/job_text.h"
 #include "service/state/schedule_state.h"
 #include "service/state/tables.h"
 

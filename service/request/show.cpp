@@ -9,10 +9,10 @@
 #include "host/text_field.h"
 #include "service/calendar/service_zone.h"
 #include "service/request/answer.h"
-#include "service/state/job_text.h"
 #include "service/request/shell_time.h"
 #include "service/run/outcome.h"
 #include "service/state/address_table.h"
+#include "service/state/job_text.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
 

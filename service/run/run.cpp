@@ -10,8 +10,8 @@
 #include "platform/errors.h"
 #include "service/calendar/service_zone.h"
 #include "service/limits.h"
-#include "service/state/job_text.h"
 #include "service/run/clock.h"
+#include "service/state/job_text.h"
 #include "service/state/tables.h"
 
 namespace service {

@@ -11,8 +11,8 @@
 #include <fstream>
 
 #include "service/request/control.h"
-#include "service/state/job_text.h"
 #include "service/run/history.h"
+#include "service/state/job_text.h"
 #include "service/state/tables.h"
 #include "tests/service/world.h"
 

@@ -21,9 +21,9 @@
 #include "service/configuration/apply.h"
 #include "service/request/control.h"
 #include "service/request/dispatch.h"
-#include "service/state/job_text.h"
 #include "service/run/run_record.h"
 #include "service/settings_in_use.h"
+#include "service/state/job_text.h"
 #include "service/state/startup.h"
 #include "service/state/tables.h"
 
