@@ -80,7 +80,7 @@ int write_to_file(const Match &match, const host::Result<std::string> &text) {
 int ask(Operation operation) {
   const host::Result<host::Bytes> reply = control::ask_service(operation);
   if (!reply) return failed(reply.error());
-  std::fwrite(reply->data(), 1, reply->size(), stdout);
+  if (!reply->empty()) std::fwrite(reply->data(), 1, reply->size(), stdout);
   return 0;
 }
 

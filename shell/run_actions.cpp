@@ -67,7 +67,8 @@ int save_raw(const Match &match, uint64_t run) {
       status != 0)
     return status;
   return write_own_file(*match.value("output"), [&](FILE *file) {
-    return std::fwrite(output.data(), 1, output.size(), file) == output.size() ? 0 : failure_status;
+    const bool whole = output.empty() || std::fwrite(output.data(), output.size(), 1, file) == 1;
+    return whole ? 0 : failure_status;
   });
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/joblog/keyed_hash.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -48,7 +49,7 @@ uint64_t keyed_hash(std::span<const uint8_t, hash_key_size> key, std::span<const
   for (size_t i = 0; i < words; i++)
     state.take(little_endian(bytes.data() + i * 8));
   std::byte last[8] = {};
-  std::memcpy(last, bytes.data() + words * 8, bytes.size() % 8);
+  std::ranges::copy(bytes.subspan(words * 8), last);
   last[7] = static_cast<std::byte>(bytes.size());
   state.take(little_endian(last));
   state.c ^= 0xff;
