@@ -68,7 +68,7 @@ host::Answer Active::answer(const host::Incoming &incoming) {
   return result;
 }
 
-void Active::use(std::shared_ptr<const Settings> settings) {
+void Active::use(const std::shared_ptr<const Settings> &settings) {
   service::use(context_, settings);
   zone_watch_.configure(settings->zone);
 }

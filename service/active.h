@@ -33,7 +33,7 @@ class Active {
   host::Result<void> start();  // from now on by the clock
 
   host::Answer answer(const host::Incoming &incoming);
-  void use(std::shared_ptr<const Settings> settings);
+  void use(const std::shared_ptr<const Settings> &settings);
   void stop() { runner_.stop_all(); }
 
  private:

@@ -7,8 +7,7 @@ namespace service {
 // Before the first large block.
 void keep_freed_memory_small();
 
-// What the start alone needed: freed memory, and the pages of its code, which the kernel maps again where they are
-// used.
+// The freed memory that the start alone needed.
 void give_back_start();
 
 }  // namespace service

@@ -13,7 +13,7 @@
 namespace service {
 
 class Accounts;
-class ConfigurationDesk;
+struct ConfigurationDesk;
 class Courier;
 class JobLog;
 class Runner;

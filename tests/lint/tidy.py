@@ -20,8 +20,17 @@ def check(file, build):
     return result.returncode, result.stdout
 
 
+def with_clangs_options(build):
+    """A database of the same commands, without what only the other compiler knows."""
+    text = (build / "compile_commands.json").read_text()
+    folder = build / "tidy"
+    folder.mkdir(exist_ok=True)
+    (folder / "compile_commands.json").write_text(text.replace(" -fno-gnu-unique", ""))
+    return folder
+
+
 def main():
-    build = pathlib.Path(sys.argv[1])
+    build = with_clangs_options(pathlib.Path(sys.argv[1]))
     root = pathlib.Path.cwd()
     commands = json.loads((build / "compile_commands.json").read_text())
     files = sorted({c["file"] for c in commands if pathlib.Path(c["file"]).relative_to(root).parts[0] in FOLDERS})
