@@ -96,6 +96,7 @@ control::Parsed take(const Raw &raw, Arguments *arguments) {
 control::Parsed parse_arguments(int argc, char **argv, Arguments *arguments) {
   std::vector<std::string> apart = with_values_apart(argc, argv);
   std::vector<char *> pointers;
+  pointers.reserve(apart.size() + 1);
   for (std::string &argument : apart)
     pointers.push_back(argument.data());
   pointers.push_back(nullptr);
