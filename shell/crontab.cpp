@@ -118,7 +118,7 @@ class Table {
     if (name == "CRON_TZ") return note("CRON_TZ=" + value + " is left out: schedules are due by the service's zone");
     if (name == "MAILTO") return take_mail(value);
     if (name == "SHELL") note("SHELL=" + value + ": jobs run by the service's interpreter; the line is kept for them");
-    std::erase_if(settings_, [&](const Setting &known) { return known.first == name; });
+    std::erase_if(settings_, [&](const Setting &known) { return known.first == setting.first; });
     settings_.push_back(setting);
   }
 

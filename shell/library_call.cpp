@@ -89,7 +89,7 @@ bool is_stored_already(const Session &session, const Match &match) {
   sch_security_user_rec record = {};
   record.kind = 2;
   (user != nullptr ? *user : session.options().identity.user).copy(record.user_name, sizeof record.user_name - 1);
-  const uint32_t status = cmi_security_user_config(session.options().identity.handle, read_operation, &record);
+  const int status = cmi_security_user_config(session.options().identity.handle, read_operation, &record);
   return status == 0 && std::string_view(record.password, strnlen(record.password, sizeof record.password)) == *sealed;
 }
 
