@@ -17,15 +17,15 @@ namespace {
 
 thread_local event_base *loop_of_thread = nullptr;
 
-// The library would write to the standard error output, which a service has nobody to read.
+// By default libevent writes to standard error, which nobody reads in a service.
 void report(int, const char *message) {
   const int saved = errno;
   tarn_syslog(LOG_WARNING, "event loop: %s", message);
   errno = saved;
 }
 
-// Which of the kernel's interfaces is used must not depend on the environment that a service is started in; nobody
-// else's thread touches a loop, so that it needs no locks.
+// Environment variables must not choose the kernel interface (libevent has such). One thread alone uses a loop, so it
+// needs no locks.
 event_base *new_base() {
   event_set_log_callback(report);
   const std::unique_ptr<event_config, decltype(&event_config_free)> config(event_config_new(), event_config_free);

@@ -8,9 +8,9 @@ struct event_base;
 
 namespace host {
 
-// The loop of the thread that makes it, which alone may run and destroy it. A process
-// that was forked off must not use its parent's loop, as both would share one list of descriptors in the kernel. Throws
-// std::bad_alloc when there is no memory or no descriptor for it.
+// The loop of the thread that creates it, which alone may run and destroy it. A forked process must not use its
+// parent's loop, as both would share one list of descriptors in the kernel. Throws std::bad_alloc when there is no
+// memory or no descriptor for it.
 class Loop {
  public:
   Loop();
@@ -20,10 +20,10 @@ class Loop {
 
   void run();  // until quit(), also when there is nothing to wait for
   void quit();
-  void turn();                  // waits until something is ready, and serves it
-  void turn_without_waiting();  // serves what is ready, if anything is
+  void turn();                  // waits until something is ready, then calls back
+  void turn_without_waiting();  // calls back for what is ready now
 
-  static event_base *of_thread();  // there must be one
+  static event_base *of_thread();  // the calling thread must have a loop
 
  private:
   struct Free {

@@ -30,7 +30,7 @@ struct Watch::Source : std::enable_shared_from_this<Source> {
   bool once = false;
 };
 
-// The one guard between the loop, which is C, and all that hangs on it.
+// No exception may unwind through libevent, which is C: this is the one place that catches them.
 void Watch::Source::call(int, short, void *source) {
   const std::shared_ptr<Source> kept = static_cast<Source *>(source)->shared_from_this();
   if (kept->once) kept->free();
@@ -79,7 +79,7 @@ Watch Watch::after_ms(unsigned milliseconds, Callback callback) {
   return Watch(std::move(source));
 }
 
-// A callback under way keeps its own hold of the source.
+// A callback that is running holds a reference of its own to the source.
 void Watch::stop() {
   if (!source_) return;
   source_->free();

@@ -8,9 +8,9 @@
 
 namespace host {
 
-// Calls back from the loop's turn until it is stopped or destroyed. The callback may stop or destroy its own watch and
-// the object that the watch is part of. An exception ends there: the system log tells it, and the loop goes on. To be
-// stopped before its descriptor is closed, and before the loop ends.
+// Calls back from the loop until it is stopped or destroyed. The callback may stop or destroy its own watch and the
+// object that the watch is part of. An exception that it throws is logged, and the loop goes on. Stop the watch before
+// its descriptor is closed and before the loop is destroyed.
 class Watch {
  public:
   using Callback = std::function<void()>;
@@ -20,13 +20,13 @@ class Watch {
   Watch &operator=(Watch &&other) noexcept;
   ~Watch() { stop(); }
 
-  // These throw std::bad_alloc when the loop or the kernel cannot take one more. Each callback but that of after_ms
-  // comes again for as long as the descriptor is ready.
-  static Watch readable(int descriptor, Callback callback);  // also at the end of what it reads, and on an error
+  // Each throws std::bad_alloc when the loop or the kernel cannot take one more. Except for after_ms, the callback is
+  // called again for as long as the descriptor is ready.
+  static Watch readable(int descriptor, Callback callback);  // also at end of file, and on an error
   static Watch writable(int descriptor, Callback callback);  // also on an error
-  static Watch hung_up(int descriptor,
-                       Callback callback);  // the other end sends no more; what it sent may still be unread
-  static Watch after_ms(unsigned milliseconds, Callback callback);  // once; then it is not active any more
+  // The other end sends no more; what it has sent may still be unread.
+  static Watch hung_up(int descriptor, Callback callback);
+  static Watch after_ms(unsigned milliseconds, Callback callback);  // once; then the watch is inactive
 
   void stop();
   bool active() const;
