@@ -29,7 +29,7 @@ Result<void> make_one(const std::string &path) {
     if (errno == EEXIST) return {};
     return failed(path, "cannot make the directory");
   }
-  // The umask may have taken bits of the owner.
+  // The umask may have removed the owner's permissions.
   if (chmod(path.c_str(), 0700) != 0) return failed(path, "cannot set the directory's mode");
   if (!sync_directory(parent_directory(path))) return failed(path, "cannot make the directory durable");
   return {};

@@ -15,7 +15,7 @@ Result<void> check_private_directory(const std::string &path);
 // The same, but makes a missing directory and its missing parents, each 0700 whatever the umask, and durable.
 Result<void> make_private_directory(const std::string &path);
 
-// Entries made, renamed and removed in `path` so far survive a crash. False: errno.
+// Afterwards the entries that were created, renamed and removed in `path` survive a crash. False: errno says why not.
 bool sync_directory(const std::string &path);
 
 std::string parent_directory(const std::string &path);

@@ -8,7 +8,7 @@ namespace host {
 
 struct Paths {
   std::string state;         // stores, key file, job log, boot marker: 0700
-  std::string run;           // socket, lock: may be removed at any time, not only by a boot
+  std::string run;           // socket, lock; others may remove it at any time, not only a boot
   std::string socket;        // run + "/schedd.sock"
   bool system_wide = false;  // serves every user; otherwise its owner alone
 };
@@ -26,7 +26,7 @@ Paths client_paths(const char *system_socket = "/run/schedcli/schedd.sock");
 const Paths &paths();         // client_paths() at first use
 void use_paths(Paths paths);  // replaces it; before any other call into the host
 
-// The first directory on the way to `path` that is closed to users other than its owner; empty: there is none.
+// The first directory above `path` that only its owner can enter; empty: there is none.
 std::string closed_to_others(const std::string &path);
 
 }  // namespace host

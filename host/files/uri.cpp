@@ -40,7 +40,7 @@ const Schema *schema_of(std::string_view text) {
   return found == std::end(schemas) ? nullptr : found;
 }
 
-// Letters, digits and the few signs that no program takes for something else.
+// Letters, digits and those signs that have no special meaning to shells and other programs.
 bool is_name_character(char c) {
   constexpr std::string_view signs = "._-+@%,/";
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
@@ -73,7 +73,8 @@ FileDescriptor open_root(const std::string &root) {
   return FileDescriptor(open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
-// A link that leads out is refused here already, for a clear message; open_file_below_root decides when it is opened.
+// Refuses a symbolic link out of the root early, for a clear message. It may change later: what counts is the check in
+// open_file_below_root.
 bool leads_out(const std::string &root, const std::string &name) {
   const FileDescriptor directory = open_root(root);
   if (!directory) return false;

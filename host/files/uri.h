@@ -18,8 +18,8 @@ struct FileUri {
   std::string name;    // below the scheme's root; never empty, never absolute, no "." or ".." in it
 };
 
-// "flash:NAME" is a file that stays, "volatile:NAME" one that a boot may take away; NAME may have directories, and one
-// slash before it. err_bad_value when the text names no file there.
+// "flash:NAME" is a permanent file, "volatile:NAME" one that a boot may remove. NAME may have directories and one
+// leading slash. err_bad_value for any other text.
 Result<FileUri> parse_file_uri(std::string_view text);
 
 std::string file_uri_text(const FileUri &uri);
@@ -28,8 +28,8 @@ std::string file_uri_text(const FileUri &uri);
 // would not fit a record.
 std::string file_uri_path(const FileUri &uri);
 
-// Opens a path that file_uri_path gave, at any later time, and never anything outside the root of its scheme, whatever
-// links have come to be below it. -1: errno.
+// Opens a path that file_uri_path returned earlier, but nothing outside the root of its scheme, even if symbolic links
+// were put below it since. -1: errno says why.
 int open_file_below_root(const std::string &path, int flags, mode_t mode);
 
 }  // namespace host

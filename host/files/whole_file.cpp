@@ -23,7 +23,7 @@ Error fail(const std::string &draft, const std::string &path, int number) {
 
 }  // namespace
 
-// The draft's name is fixed: one process writes the files, and what a crash left behind is replaced.
+// The draft has a fixed name, so that one left by a crash is replaced. Only one process writes these files.
 Result<FileDescriptor> create_whole_file(const std::string &path, uint32_t size, std::span<const std::byte> head) {
   const std::string draft = path + ".new";
   unlink(draft.c_str());
@@ -31,7 +31,7 @@ Result<FileDescriptor> create_whole_file(const std::string &path, uint32_t size,
   if (!file) return fail(draft, path, errno);
   const int no_room = size == 0 ? 0 : posix_fallocate(file.get(), 0, size);
   if (no_room != 0) return fail(draft, path, no_room);
-  // The umask may have taken bits of the owner.
+  // The umask may have removed the owner's permissions.
   if (fchmod(file.get(), 0600) != 0 || !write_at(file.get(), head, 0) || fsync(file.get()) != 0 ||
       !rename_file(draft, path))
     return fail(draft, path, errno);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Files that are on disk whole or not at all, and transfers that are complete or fail.
+// Files that are replaced atomically, and reads and writes that are complete or fail.
 #pragma once
 
 #include <cstddef>
@@ -12,14 +12,14 @@
 
 namespace host {
 
-// A file of `size` bytes with its space reserved, that only its owner may use: it begins with `head`, the rest is zero.
-// Replaces one of that name. Durable on success; after a failure or a crash the old file stands.
+// Creates a file of `size` bytes, with its space reserved and for its owner alone: `head`, then zeros. Replaces a file
+// of that name. Durable on success; after a failure or a crash the old file is unchanged.
 Result<FileDescriptor> create_whole_file(const std::string &path, uint32_t size, std::span<const std::byte> head);
 
-// The same for a file that is all `content`.
+// The same for a file that consists of `content`.
 Result<void> write_whole_file(const std::string &path, std::span<const char> content);
 
-// Renames durably. False: errno says why.
+// Renames and syncs the directory. False: errno says why.
 bool rename_file(const std::string &from, const std::string &to);
 
 bool write_at(int file, std::span<const std::byte> bytes, uint64_t offset);
