@@ -32,7 +32,7 @@ constexpr unsigned char refused = 2;
 constexpr int outcome_in_child = 3;
 
 int running = 0;
-const char *services = nullptr;  // null: the system's
+const char *services = nullptr;  // directory of PAM's service files; null: the system's
 
 void release_answers(pam_response *answers, int count) {
   for (int i = 0; i < count; i++) {
@@ -77,7 +77,7 @@ bool find(void *library, const char *name, Function *function) {
   return *function != nullptr;
 }
 
-// By the child alone: the service never maps it. Modules look for its symbols.
+// In the child alone: the service never loads PAM. RTLD_GLOBAL because modules look for PAM's symbols.
 bool load(Pam *pam) {
   void *library = ::dlopen("libpam.so.0", RTLD_NOW | RTLD_GLOBAL);
   return library != nullptr && find(library, "pam_start_confdir", &pam->start) &&
@@ -85,7 +85,7 @@ bool load(Pam *pam) {
          find(library, "pam_end", &pam->end);
 }
 
-// Without a password, the account alone.
+// Without a password only the account is checked.
 bool pam_accepts(const std::string &user, const ClearText *password) {
   const pam_conv conversation = {converse, password != nullptr ? const_cast<char *>(password->c_str()) : nullptr};
   Pam pam;
@@ -93,7 +93,7 @@ bool pam_accepts(const std::string &user, const ClearText *password) {
   if (!load(&pam)) return false;
   int result = pam.start(pam_service, user.c_str(), &conversation, services, &handle);
   if (result != PAM_SUCCESS) return false;
-  // An expired password counts as refused: nobody is there to change it.
+  // An expired password is refused: a scheduled job has nobody who could change it.
   constexpr int flags = PAM_SILENT | PAM_DISALLOW_NULL_AUTHTOK;
   if (password != nullptr) result = pam.authenticate(handle, flags);
   if (result == PAM_SUCCESS) result = pam.account(handle, flags);
@@ -109,7 +109,7 @@ void forget_signals() {
   ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// The service's stores, sockets and locks are not the modules' business; nor is its terminal.
+// PAM modules must not inherit the service's stores, sockets and locks, nor its terminal.
 void leave_only(int outcome) {
   ::closelog();
   if (outcome != outcome_in_child) ::dup3(outcome, outcome_in_child, O_CLOEXEC);
@@ -160,7 +160,7 @@ Result<std::shared_ptr<Authentication>> Authentication::begin(const std::string 
   FileDescriptor outcome(ends[0]), into(ends[1]);
   const pid_t child = ::fork();
   if (child < 0) return failed();
-  ::setpgid(child, child);  // in both, so that neither depends on who comes first
+  ::setpgid(child, child);  // in parent and child, so that neither depends on which of them runs first
   if (child == 0) be_child(into.get(), user, password);
   return std::shared_ptr<Authentication>(new Authentication(user, password == nullptr, std::move(outcome), child));
 }
@@ -179,7 +179,7 @@ Authentication::~Authentication() {
 
 void Authentication::end_child() {
   if (child_ <= 0) return;
-  ::kill(-child_, SIGKILL);  // modules run programs of their own
+  ::kill(-child_, SIGKILL);  // the group: modules may have started programs
   while (::waitpid(child_, nullptr, 0) < 0 && errno == EINTR) {
   }
   child_ = 0;

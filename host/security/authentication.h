@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// One question to PAM in a child process: its modules may wait for servers that do not answer, and leave behind what
-// they like.
+// One authentication by PAM in a child process: its modules may wait for servers that do not answer, leak memory and
+// descriptors, or change the process.
 #pragma once
 
 #include <sys/types.h>
@@ -19,20 +19,20 @@ namespace host {
 inline constexpr int authentication_deadline_ms = 10000;  // then the child is killed; below a client's reply timeout
 inline constexpr int authentications_at_once = 8;         // err_busy beyond
 
-void use_pam_services(const char *directory);  // instead of the system's, for tests; kept, not copied
+void use_pam_services(const char *directory);  // PAM's service files, instead of the system's; the pointer is kept
 
 class Authentication : public PendingAnswer {
  public:
   static Result<std::shared_ptr<Authentication>> start(const std::string &user, const ClearText &password);
-  // Without a password: whether the account may be used at all, or is expired or refused (err_account_refused).
+  // Checks the account alone: err_account_refused when it is expired or may not be used.
   static Result<std::shared_ptr<Authentication>> of_account(const std::string &user);
   ~Authentication() override;
   Authentication(const Authentication &) = delete;
   Authentication &operator=(const Authentication &) = delete;
 
-  Result<void> result();     // once `descriptor` is readable or its time is over
-  Answer answer() override;  // the result as a status
-  Result<void> wait();       // until then
+  Result<void> result();     // to be called when `descriptor` is readable or the deadline has passed
+  Answer answer() override;  // result() as a status
+  Result<void> wait();       // waits until then, and returns result()
 
  private:
   static Result<std::shared_ptr<Authentication>> begin(const std::string &user, const ClearText *password);

@@ -27,7 +27,8 @@ class SecurityKey {
   std::array<unsigned char, security_key_size> bytes_ = {};
 };
 
-// Makes a new key when there is none. Not while passwords are stored: a lost key is to be restored, not replaced.
+// Creates a key when there is none. An error while passwords are stored: a lost key is to be restored from a backup, as
+// a new one would not open them.
 Result<void> provide_security_key(bool passwords_stored);
 
 std::string security_key_path();

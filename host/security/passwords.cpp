@@ -15,7 +15,7 @@ namespace host {
 
 namespace {
 
-constexpr std::size_t file_limit = 4 * 1024 * 1024;  // 25,000 users; above it is some other file
+constexpr std::size_t file_limit = 4 * 1024 * 1024;  // 25,000 users; a larger file is not ours
 
 bool take_line(const std::string &line, SealedPasswords *passwords) {
   const std::size_t blank = line.find(' ');
@@ -25,7 +25,7 @@ bool take_line(const std::string &line, SealedPasswords *passwords) {
 }
 
 bool parse(const std::string &content, SealedPasswords *passwords) {
-  if (!content.empty() && content.back() != '\n') return false;  // the end is missing
+  if (!content.empty() && content.back() != '\n') return false;  // truncated
   std::istringstream lines(content);
   for (std::string line; std::getline(lines, line);)
     if (!take_line(line, passwords)) return false;

@@ -11,7 +11,7 @@ namespace host {
 
 using SealedPasswords = std::map<std::string, std::string>;
 
-Result<SealedPasswords> read_passwords();  // err_io or err_store_unusable; no file is no passwords
+Result<SealedPasswords> read_passwords();  // err_io or err_store_unusable; without a file there are no passwords
 Result<void> write_passwords(const SealedPasswords &passwords);  // durable, or nothing changed
 
 std::string passwords_path();

@@ -72,7 +72,8 @@ uint32_t authenticate(const std::string &user, const std::string &sealed) {
 using namespace host;
 
 int check_if_user_remote(uint32_t, const char *user_name) {
-  return guarded([&] { return user_is_local(user_name) ? 0 : 1; }, [] { return 1; });  // the stricter of the two
+  // Without memory the stricter answer: a remote user needs a stored password.
+  return guarded([&] { return user_is_local(user_name) ? 0 : 1; }, [] { return 1; });
 }
 
 int cmi_security_user_config(uint32_t, uint32_t operation, struct sch_security_user_rec *record) {
@@ -80,7 +81,7 @@ int cmi_security_user_config(uint32_t, uint32_t operation, struct sch_security_u
   return static_cast<int>(guarded([&] { return configure(operation, record); }, no_memory));
 }
 
-// The "clear" text is the sealed one itself: only the service opens it (host/security/security.h).
+// Returns the sealed text itself as the "clear" one: only the service can open it (host/security/security.h).
 int security_conf_decrypt(const char *text, uint32_t length_with_nul, uint32_t form, uint32_t, uint32_t, char **clear,
                           uint32_t *clear_length) {
   *clear = nullptr;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The answering side of the requests that host/security/platform.cpp sends.
+// The service's answers to the requests that host/security/platform.cpp sends.
 #include <cstring>
 
 #include "host/security/record.h"

@@ -25,7 +25,7 @@ static_assert(sodium_base64_ENCODED_LEN(box_size, base64) ==
 
 using Box = std::array<unsigned char, box_size>;
 
-// Authenticated with the box: it cannot be opened for another user or another purpose.
+// Additional authenticated data: a sealed password cannot be opened for another user or another purpose.
 std::string purpose_of(const std::string &user) {
   return "schedcli scheduler password of " + user;
 }
@@ -87,7 +87,7 @@ Result<void> open_password(const std::string &user, const std::string &sealed, C
     return error_of(err_bad_value);
   std::size_t size = 0;
   if (library->unpad(&size, clear->bytes.data(), padded_size, padded_size) != 0) return error_of(err_bad_value);
-  clear->bytes[size] = 0;  // where the padding begins with a mark
+  clear->bytes[size] = 0;  // ends the text where the padding begins
   return {};
 }
 

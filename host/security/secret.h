@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Clear passwords while they are needed, and no longer.
+// Clear passwords in memory, wiped as soon as they are not needed.
 #pragma once
 
 #include <sys/prctl.h>
@@ -11,10 +11,10 @@
 
 namespace host {
 
-// Sealed texts all have one length, so that a stored one does not tell its password's; this is what fits in.
+// Sealed texts all have the same length, so as not to reveal the password's. This is the longest password that fits.
 inline constexpr std::size_t password_limit = 53;
 
-class ClearText {  // wiped when it goes
+class ClearText {  // wiped by the destructor
  public:
   ClearText() = default;
   ClearText(const ClearText &) = delete;
@@ -26,7 +26,7 @@ class ClearText {  // wiped when it goes
   std::array<unsigned char, password_limit + 1> bytes = {};
 };
 
-// No core file and no tracer sees this process's memory meanwhile.
+// While one lives, this process writes no core file and cannot be traced.
 class NoCore {
  public:
   NoCore() : before_(::prctl(PR_GET_DUMPABLE)) { ::prctl(PR_SET_DUMPABLE, 0); }

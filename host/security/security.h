@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Users, sealed scheduler passwords and authentication, as the service uses them directly; platform/security.h sits on
+// Users, sealed scheduler passwords and authentication, as the service uses them. platform/security.h is built on
 // these.
 #pragma once
 
@@ -20,20 +20,21 @@ namespace host {
 // process they ask the service, so that a clear password crosses the socket once, when it is set, and never comes back:
 // what security_conf_decrypt hands out is the sealed text itself, and aaa_scheduler_authenticate sends that to the
 // service, which opens it and runs PAM under the service name "schedcli".
-Result<void> security_become_service();  // makes the key at first use
+Result<void> security_become_service();  // creates the key when there is none
 bool security_is_service();
 
-// What is wrong with the files is told in the system log as well: whoever asked may not be the one to mend it.
-Result<sch_security_user_rec> security_read(const std::string &user);  // form 7; SCH_STATUS_NO_PASSWORD
+// Problems with the files are also reported to the system log: the caller may not be the one who can mend them.
+Result<sch_security_user_rec> security_read(const std::string &user);  // form 7; SCH_STATUS_NO_PASSWORD when none
 Result<void> security_store(const sch_security_user_rec &record);  // form 0 is sealed; form 7 must open for this user
 Result<void> security_remove(const std::string &user);             // SCH_STATUS_NO_PASSWORD when there is none
 
-// Success is acceptance; SCH_STATUS_AUTHENTICATION_FAILED, or err_timed_out after 10 seconds. Waits for PAM, which may
-// ask a server; security_authenticate_later does not: the server's clients are served meanwhile.
+// Success: the password was accepted; otherwise SCH_STATUS_AUTHENTICATION_FAILED, or err_timed_out after 10 seconds.
+// security_authenticate waits for PAM, which may ask a server. security_authenticate_later returns at once with a
+// pending answer, so that other clients are served meanwhile.
 Result<void> security_authenticate(const std::string &user, const std::string &sealed);
 Answer security_authenticate_later(const std::string &user, const std::string &sealed);
 
-// Answers a request HostOperation::security_*, where its caller may use the record of that user.
+// Answers one of the requests HostOperation::security_*. `may_use` says whether the caller may use a user's record.
 using MayUse = std::function<bool(const std::string &user)>;
 Answer answer_security_request(uint32_t operation, std::span<const std::byte> payload, const MayUse &may_use);
 

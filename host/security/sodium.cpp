@@ -37,7 +37,7 @@ std::optional<Sodium> load() {
 
 const Sodium *sodium() {
   static std::optional<Sodium> loaded;
-  if (!loaded) loaded = load();  // again after a failure: it may be installed meanwhile
+  if (!loaded) loaded = load();  // tried again after a failure: it may have been installed since
   return loaded ? &*loaded : nullptr;
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// libsodium, loaded when the first password is sealed or opened: a service without remote users never maps it.
+// libsodium, loaded when the first password is sealed or opened: a service without remote users needs no memory for it.
 #pragma once
 
 #include <sodium.h>

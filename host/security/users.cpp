@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t longest_name = 31;             // what a 32-byte field holds with its terminator
 constexpr std::size_t first_buffer = 1024;           // of a look-up; grown while the name service asks for more
-constexpr std::size_t largest_buffer = 1024 * 1024;  // an answer above it is no user's
+constexpr std::size_t largest_buffer = 1024 * 1024;  // no user's record is that large
 
 const char *local_file = "/etc/passwd";
 
@@ -40,7 +40,8 @@ class LocalUsers {
     return path_ == local_file && ::stat(local_file, &now) == 0 && same(now, read_);
   }
 
-  // A write within the clock's tick of the last one would not show: then the names are read again the next time.
+  // Two writes within one tick of the file system's clock have the same time stamp. So when the file was written just
+  // now, the names are read again the next time.
   bool read() {
     path_.clear();
     names_.clear();
@@ -94,8 +95,8 @@ bool is_number(std::string name) {
   return std::all_of(name.begin(), name.end(), [&](char c) { return is_digit_of(c, hexadecimal); });
 }
 
-// Blanks, control characters and the separators of the password file and of paths are in no user's name.
-bool is_foreign(char c) {
+// No user name has blanks, control characters, or the separators of the password file and of paths.
+bool is_not_in_names(char c) {
   return static_cast<unsigned char>(c) <= ' ' || c == 0x7f || c == ':' || c == '/';
 }
 
@@ -103,7 +104,7 @@ bool is_foreign(char c) {
 
 bool is_user_name(const std::string &name) {
   if (name.empty() || name.size() > longest_name || is_number(name)) return false;
-  return name[0] != '+' && name[0] != '-' && std::none_of(name.begin(), name.end(), is_foreign);
+  return name[0] != '+' && name[0] != '-' && std::none_of(name.begin(), name.end(), is_not_in_names);
 }
 
 void use_local_users_file(const char *path) {
@@ -125,7 +126,7 @@ std::optional<User> user_by_uid(uid_t uid) {
   });
 }
 
-// Asked at each run: the names are kept until the file is another one or was written to.
+// Called at each run, so the names are cached until the file is replaced or written.
 bool user_is_local(const std::string &name) {
   static LocalUsers users;
   return is_user_name(name) && users.has(name);

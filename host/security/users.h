@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The users of this machine and of its name service, and what is a user's name at all.
+// The users of this machine and of its name service, and which texts are user names.
 #pragma once
 
 #include <sys/types.h>
@@ -15,8 +15,7 @@ struct User {
   std::string name, home, shell;
 };
 
-// Look-ups by the system's name service. A name that is a number in any notation, empty, or longer than 31 bytes is no
-// user.
+// Look-ups by the system's name service. No user is found for a text that is_user_name() refuses.
 std::optional<User> user_by_name(const std::string &name);
 std::optional<User> user_by_uid(uid_t uid);
 bool user_is_local(const std::string &name);  // has a line in the local password file
