@@ -16,7 +16,7 @@
 namespace host {
 namespace {
 
-// The notes of a batch are its changes one behind the other: the sizes, the key, the value.
+// A batch notes its changes one after the other, each as this head, the key and the value.
 struct NoteHead {
   std::size_t key_size;
   std::optional<std::size_t> value_size;
@@ -63,7 +63,7 @@ int apply_notes(MDB_txn *transaction, std::span<std::byte> notes) {
     const MDB_val key = take(&notes, head.key_size);
     const MDB_val value = take(&notes, head.value_size.value_or(0));
     const int code = apply(transaction, {key, head.value_size ? &value : nullptr});
-    // Another process may have come first; the key is gone, as the batch wants it.
+    // Another process may have deleted the key first: what the batch wants is done.
     if (code != 0 && code != MDB_NOTFOUND) return code;
   }
   return 0;
@@ -71,13 +71,13 @@ int apply_notes(MDB_txn *transaction, std::span<std::byte> notes) {
 
 int begin_write(Store &store) {
   pause_walks(store);
-  // A process killed while it read would keep old pages from being used again.
+  // Frees the reader slots of processes that were killed while reading: these would keep old pages from being reused.
   int dead = 0;
   mdb_reader_check(store.environment.get(), &dead);
   return begin_transaction(store, 0, &store.batch.transaction);
 }
 
-// In a larger map, with all changes so far.
+// Aborts the transaction, grows the map, and repeats all changes so far in a new transaction.
 int begin_anew(Store &store) {
   int code = MDB_MAP_FULL;
   while (code == MDB_MAP_FULL) {
@@ -103,12 +103,12 @@ int commit_write(Store &store) {
   return code;
 }
 
-// A file that was removed, or replaced with all of its directory, still takes every write, and nobody finds them again.
+// An open file that was removed, or replaced (even with its directory), accepts writes that nobody will ever read.
 bool is_where_it_was(const Store &store) {
   struct stat opened {
   }, named{};
   const int file = store.data_file();
-  if (file < 0 || fstat(file, &opened) != 0) return true;  // not open: the commit says so
+  if (file < 0 || fstat(file, &opened) != 0) return true;  // not open: the commit reports that
   return stat(store.path.c_str(), &named) == 0 && named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
 }
 
@@ -129,7 +129,7 @@ Result<void> change_batch(Store &store, const RecordChange &change) {
   if (code == MDB_MAP_FULL) code = begin_anew(store);
   if (code == 0) return {};
   batch.changes.resize(noted);
-  if (code != MDB_NOTFOUND) batch.failure.code = err_no_memory;  // what stands if there is no memory for the text
+  if (code != MDB_NOTFOUND) batch.failure.code = err_no_memory;  // replaced below, unless that runs out of memory
   Result<void> result = store_result(code, store.path, store.data_file());
   if (code != MDB_NOTFOUND) batch.failure = result.error();
   return result;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The one way in which an open store is changed.
+// Changing an open store. Every change goes through a batch.
 #pragma once
 
 #include <lmdb.h>
@@ -12,15 +12,15 @@ namespace host {
 
 struct RecordChange {
   MDB_val key;
-  const MDB_val *value;  // null: the key goes
+  const MDB_val *value;  // null: the record is deleted
 };
 
-// A batch that needs a larger map than the store has begins anew in one, up to the bound.
+// A batch that needs a larger map is repeated in one, up to the store's limit.
 Result<void> begin_batch(Store &store);  // none may be open; walks go on from their last key afterwards
 // After PSS_ERR_NO_KEY (there is no such record) the batch goes on. After any other failure it cannot be committed, and
-// each further change gives the same failure.
+// each further change returns the same failure.
 Result<void> change_batch(Store &store, const RecordChange &change);
-Result<void> commit_batch(Store &store);  // durably, unless it has failed or changed nothing
+Result<void> commit_batch(Store &store);  // durable on success; writes nothing if nothing was changed
 void abort_batch(Store &store);
 
 }  // namespace host

@@ -43,14 +43,15 @@ int make_private_file(const std::string &path, int flags) {
   return fchmod(file.get(), 0600) == 0 ? 0 : errno;
 }
 
-// Other processes see that this one uses the file; LMDB does not close it on exec.
+// Takes a shared lock, by which other processes see that this one uses the file, and sets close-on-exec, which LMDB
+// does not.
 int mark_data_file(const Store &store) {
   const int file = store.data_file();
   if (fcntl(file, F_SETFD, FD_CLOEXEC) != 0) return errno;
   return !store.shared || flock(file, LOCK_SH) == 0 ? 0 : errno;
 }
 
-// LMDB makes the map large enough for what the file holds.
+// LMDB enlarges the map if the file already holds more than `map`.
 int open_lmdb(const std::string &path, unsigned flags, std::size_t map, Environment *environment) {
   MDB_env *made = nullptr;
   if (const int code = mdb_env_create(&made); code != 0) return code;
@@ -85,7 +86,7 @@ int prepare_transactions(Store &store) {
 }
 
 int open_steps(Store &store) {
-  // LMDB would make its lock file with the umask's mode.
+  // LMDB would create its lock file with a mode that depends on the umask.
   if (const int code = make_private_file(lock_path(store.path), 0); code != 0) return code;
   if (const int code = open_lmdb(store.path, 0, std::min(first_map, bound()), &store.environment); code != 0)
     return code;
@@ -96,7 +97,7 @@ int open_steps(Store &store) {
 int set_map_size(Store &store, std::size_t bytes) {
   pause_walks(store);
   const int code = mdb_env_set_mapsize(store.environment.get(), bytes);
-  if (code != 0) close_environment(store);  // there is no map any more
+  if (code != 0) close_environment(store);  // LMDB has unmapped the file already
   return code;
 }
 
@@ -116,7 +117,7 @@ int fill_new(const Environment &environment, const StoreDescription &description
 
 }  // namespace
 
-// Not inline: where the compiler sees the bound of the size, it copies with an instruction that is slow to begin.
+// Not inline: if the compiler knows the size's bound, it copies with an instruction that is slower than memcpy() here.
 RecordKey::RecordKey(const pss_buf &key) : size_(key.length + 1) {
   bytes_[0] = record_prefix;
   memcpy(bytes_.data() + 1, key.data, key.length);
@@ -176,7 +177,7 @@ int grow_map(Store &store) {
   MDB_stat stat{};
   mdb_env_info(store.environment.get(), &info);
   mdb_env_stat(store.environment.get(), &stat);
-  // A store above a lowered bound can still be emptied.
+  // The limit may have been lowered below what the store holds: it can still be emptied.
   const std::size_t most = std::max(bound(), live_pages(stat) * stat.ms_psize * live_share);
   if (info.me_mapsize >= most) return MDB_MAP_FULL;
   return set_map_size(store, info.me_mapsize > most / 2 ? most : info.me_mapsize * 2);
@@ -190,7 +191,7 @@ void reread_description(Store &store) {
 
 int put_within_bound(MDB_txn *transaction, MDB_val *key, MDB_val *value, unsigned flags) {
   if (const int code = mdb_put(transaction, store_table, key, value, flags); code != 0) return code;
-  if (*static_cast<std::byte *>(key->mv_data) == description_prefix) return 0;  // it is in every store already
+  if (*static_cast<std::byte *>(key->mv_data) == description_prefix) return 0;  // every store has room for it
   MDB_stat stat{};
   if (const int code = mdb_stat(transaction, store_table, &stat); code != 0) return code;
   return live_pages(stat) <= bound() / live_share / stat.ms_psize ? 0 : MDB_MAP_FULL;
@@ -202,7 +203,7 @@ Result<void> make_store_file(const std::string &path, const StoreDescription &de
   if (code != 0) return store_result(code, path);
   int file = -1;
   Environment environment;
-  // What a load puts in is not known before, and cannot be read twice.
+  // The size of a load's input is unknown and it cannot be read twice, so the map is as large as it may become.
   code = open_lmdb(path, MDB_NOLOCK, fill != nullptr ? bound() : std::min(first_map, bound()), &environment);
   if (code == 0) code = mdb_env_get_fd(environment.get(), &file);
   if (code == 0 && fcntl(file, F_SETFD, FD_CLOEXEC) != 0) code = errno;

@@ -38,7 +38,7 @@ using ReaderInUse = std::unique_ptr<MDB_txn, ResetTransaction>;
 inline constexpr MDB_dbi store_table = 1;       // LMDB's main table
 inline constexpr MDB_dbi free_pages_table = 0;  // LMDB's list of free pages
 
-// A caller's key behind its prefix, as LMDB takes it.
+// A caller's key with the prefix of records, as LMDB takes it.
 class RecordKey {
  public:
   explicit RecordKey(const pss_buf &key);
@@ -51,11 +51,11 @@ class RecordKey {
 
 MDB_val description_key();
 
-// One transaction that writes, of one call or of many.
+// One write transaction, of a single call or of several.
 struct Batch {
   bool open = false;
   Transaction transaction;         // null: none is open, or the map was full and could not grow
-  std::vector<std::byte> changes;  // what it did so far, for the case that it has to begin anew
+  std::vector<std::byte> changes;  // so far, to be repeated in a larger map
   Error failure;                   // why it cannot be committed any more; code 0: it can
 };
 
@@ -64,16 +64,16 @@ struct Store {
 
   std::string path;
   Environment environment;  // null: a failure closed it; the next call opens it again
-  Error closed_by;          // why it could not
+  Error closed_by;          // why it could not be opened again
   StoreDescription description{};
   Transaction reader;  // of single reads; reset between them
-  Transaction walker;  // of walks; renewed while `walk` is not 0
+  Transaction walker;  // of walks; active while `walk` is not 0
   Cursor walk_cursor;
-  uint32_t walk = 0;  // the walk whose place walk_cursor is at; 0: walker is reset
+  uint32_t walk = 0;  // serial of the walk that walk_cursor is positioned for; 0: none, and walker is reset
   Batch batch;
   unsigned handles = 0;
-  bool shared = true;              // counts as a user of the file for other processes
-  std::vector<std::byte> fetched;  // what pss2_fetch gave last
+  bool shared = true;              // holds the lock that tells other processes of this user of the file
+  std::vector<std::byte> fetched;  // the last result of pss2_fetch
   pss_buf fetched_value{};
 
   int data_file() const;  // -1: not open
@@ -82,11 +82,11 @@ struct Store {
 Result<void> open_environment(Store &store);  // checks the file first
 void close_environment(Store &store);         // forgets a batch's transaction
 
-// Both give 0 or LMDB's code, and a failure may leave the environment closed. No transaction may be under way.
-int adopt_larger_map(Store &store);  // one that another process has made
-int grow_map(Store &store);          // MDB_MAP_FULL: it is as large as it may be
+// Both return 0 or LMDB's code, and a failure may leave the environment closed. No transaction may be under way.
+int adopt_larger_map(Store &store);  // after another process has enlarged the map
+int grow_map(Store &store);          // MDB_MAP_FULL: it has reached its limit
 
-// Begins a transaction by `attempt`: again, as often as another process has made the map larger meanwhile.
+// Begins a transaction by `attempt`, again as often as another process has enlarged the map meanwhile.
 template <typename Attempt>
 int begin_in_whole_map(Store &store, Attempt attempt) {
   int code = attempt();
@@ -98,7 +98,8 @@ int begin_in_whole_map(Store &store, Attempt attempt) {
 int begin_transaction(Store &store, unsigned flags, Transaction *transaction);
 int renew_reader(Store &store, MDB_txn *transaction);
 
-// Hands the value to `take`, which copies it: it lies in LMDB's map, and is gone afterwards. Sees the store's batch.
+// Passes the value to `take`, which must copy it: it is in LMDB's map and valid during the call alone. Reads through an
+// open batch.
 template <typename Take>
 int read_value(Store &store, MDB_val key, Take take) {
   MDB_txn *transaction = store.batch.transaction.get();
@@ -115,16 +116,17 @@ int read_value(Store &store, MDB_val key, Take take) {
 }
 
 void pause_walks(Store &store);
-// As mdb_put; MDB_MAP_FULL when the records would take more than their share of the bound: abort the transaction then.
+// As mdb_put. MDB_MAP_FULL when the records would exceed their share of the limit: then the transaction must be
+// aborted.
 int put_within_bound(MDB_txn *transaction, MDB_val *key, MDB_val *value, unsigned flags);
 
-void reread_description(Store &store);  // after a batch that came to nothing
+void reread_description(Store &store);  // after a batch was aborted, which may have changed it
 
-// What a compacted copy would not take: free pages, their list, and the file's unused end.
+// The bytes by which a compacted copy would be smaller: free pages, their list, and the file's unused end.
 int free_space(Store &store, uint32_t *bytes);
 
-// Makes a new file at `path`, which must not exist, holding `description` and what `fill` puts into it, and syncs it.
-// The file is this process's alone until it gets its name.
+// Creates a store at `path`, which must not exist, from `description` and what `fill` puts into it, and syncs it.
+// Without locks: no other process knows the file before it is renamed.
 Result<void> make_store_file(const std::string &path, const StoreDescription &description,
                              int (*fill)(MDB_txn *, void *), void *argument);
 

@@ -61,7 +61,7 @@ std::string &last_error() {
   return text;
 }
 
-// A write that a full disk or the process's file size limit cuts is reported by LMDB as an input/output error.
+// When a full disk or the process's file size limit makes a write incomplete, LMDB reports an input/output error.
 bool no_room_left(int data_file) {
   struct stat file {};
   struct statvfs disk {};

@@ -21,14 +21,14 @@ namespace {
 
 using Word = std::size_t;  // page numbers and counts in the file have the word size of the machine that made it
 
-// The file format of LMDB 0.9, as far as a check needs it.
+// The file format of LMDB 0.9, as far as the check needs it.
 constexpr uint32_t format_magic = 0xbeefc0de;
 constexpr uint32_t format_version = 1;
 constexpr Word no_page = ~Word{0};
 constexpr uint32_t smallest_page = 512;
 constexpr uint32_t largest_page = 65536;
 constexpr unsigned deepest_tree = 32;
-// A page has exactly one of these: LMDB would write into a page of the map that is marked dirty.
+// A page must have exactly one of these flags. With the dirty flag LMDB would write into the page where it is mapped.
 enum PageFlag : uint16_t { branch_page = 1, leaf_page = 2, overflow_page = 4, meta_page = 8 };
 enum NodeFlag : uint16_t { big_value = 1 };
 enum TableFlag : uint16_t { integer_keys = 8, one_file = 0x4000 };
@@ -62,7 +62,7 @@ T load(const std::byte *from) {
   return value;
 }
 
-// The file in memory, and what has been seen of it.
+// The file in memory, and which of its pages have been found in use.
 class Check {
  public:
   Check(const std::byte *data, std::size_t size) : data_(data), size_(size) {}
@@ -94,7 +94,8 @@ class Check {
       }
       if (at == 0 || meta.transaction > meta_.transaction) meta_ = meta;
     }
-    // The free list's flags hold those of the environment too: by MDB_FIXEDMAP the file would say where it is mapped.
+    // The free list's flags also hold those of the environment. With MDB_FIXEDMAP the file would choose the address at
+    // which it is mapped.
     if ((meta_.free_pages.flags & ~one_file) != integer_keys) return "was not made by this program";
     const bool fits = meta_.last_page >= 1 && meta_.last_page < meta_.map_size / page_size_;
     return fits ? "" : "is damaged: its last page is " + std::to_string(meta_.last_page);
@@ -130,7 +131,7 @@ class Check {
 
   static std::string damaged(Word page) { return "is damaged: page " + std::to_string(page) + " is not sound"; }
 
-  // Takes `count` pages from `page` on as used; a page can be used once only.
+  // Marks `count` pages from `page` on as used; a page that is used twice is damage.
   std::string take(Word page, Word count) {
     if (page > meta_.last_page || count == 0 || count > meta_.last_page + 1 - page) return damaged(page);
     if (page + count > pages_) return cut(page + count - 1);
@@ -165,7 +166,7 @@ class Check {
       const std::size_t size = is_leaf ? leaf_size(node) : sizeof(Node) + node.key_size;
       const std::size_t even_size = (size + 1) / 2 * 2;
       if (at + size > page_size_ || even_size > room) return damaged(number);
-      room -= even_size;  // nodes do not overlap: LMDB moves them by their sizes
+      room -= even_size;  // overlapping nodes need more than there is; LMDB would move them by their sizes
       if (auto fault = is_leaf ? leaf_node(number, at, node, is_free_list) : branch_node(node, depth, is_free_list);
           !fault.empty()) {
         return fault;
@@ -213,7 +214,7 @@ class Check {
     return count == 1 ? "" : take(first + 1, count - 1);
   }
 
-  // A transaction's freed pages: how many, then each. None of them may be in use.
+  // The pages that one transaction has freed: their number, then each. None of them may be in use.
   std::string free_entry(Word number, std::size_t key_size, const std::byte *value, std::size_t length) {
     if (key_size != sizeof(Word) || length < sizeof(Word)) return damaged(number);
     const auto count = load<Word>(value);

@@ -19,12 +19,12 @@ constexpr Alias aliases[] = {
     {"running:", "running-"},
     {"startup:", "startup-"},
     {"debug:", "debug-"},
-    {"startup-debug:", "debug-"},  // the configuration manager's word for the same base
+    {"startup-debug:", "debug-"},  // the configuration manager's name for the same base
 };
 
 constexpr std::size_t uri_limit = 63;  // the library keeps URIs in 64 bytes
 
-// Letters, digits and underscores only: no way out of the directory, and no second name for a file.
+// Letters, digits and underscores only, so that a name cannot lead out of the directory and a file has only one name.
 bool is_store_name(std::string_view name) {
   return !name.empty() && std::ranges::all_of(name, [](char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';

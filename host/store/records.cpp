@@ -12,7 +12,7 @@
 namespace host {
 namespace {
 
-// However a call ends, only a commit leaves anything of its batch.
+// Aborts the batch at the end of its scope, unless it was committed.
 struct EndOfBatch {
   Store &store;
   ~EndOfBatch() {
@@ -20,7 +20,7 @@ struct EndOfBatch {
   }
 };
 
-// Makes changes within the store's batch, or durable at once.
+// Makes changes within the batch that the caller has open, or in one of their own, durable at once.
 template <typename Changes>
 Result<void> change_store(Store &store, Changes make) {
   if (store.batch.open) return make();
@@ -61,7 +61,7 @@ Result<void> store_begin(pss_handle handle) {
   return begin_batch(*store);
 }
 
-// A batch also ends when a failure has closed its store.
+// Also called when a failure has closed the store: the batch has to end in any case.
 Result<void> store_commit(pss_handle handle) {
   Store *store = known_store(handle);
   if (store == nullptr) return bad_handle(handle);

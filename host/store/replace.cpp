@@ -24,7 +24,7 @@ bool exists(const std::string &path) {
   return lstat(path.c_str(), &found) == 0;
 }
 
-// Nobody but this process has the store open, and nobody can open it: the gate is held.
+// Makes sure that no other process has the store open. None can open it meanwhile, as the gate is held.
 Result<void> claim(const std::string &path) {
   const Store *store = open_store(path);
   if (store != nullptr && store->batch.open) return store_error(err_store_busy, path, "a batch is open");
@@ -38,7 +38,7 @@ Result<void> claim(const std::string &path) {
   return {};
 }
 
-// LMDB's lock file belongs to the old data file; readers that other processes have on that one keep both.
+// The lock file belongs to the old data file and goes with it. Processes that still read the old file keep both open.
 Result<void> swap_files(const std::string &path, const std::string &fresh) {
   if (unlink(lock_path(path).c_str()) != 0 && errno != ENOENT) return store_result(errno, path);
   if (rename(fresh.c_str(), path.c_str()) != 0) return store_result(errno, path);
@@ -54,7 +54,7 @@ Result<void> replace_claimed(const std::string &path, const std::string &fresh) 
   return swapped ? reopened : swapped;
 }
 
-// A compacted copy of what is committed, synced.
+// Writes a compacted copy of what is committed, and syncs it.
 Result<void> copy_store(Store &store, const std::string &fresh) {
   const FileDescriptor file(open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!file) return store_result(errno, fresh);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Whole store files: one gets its name only when it is complete and on disk.
+// Replacing whole store files: a new file gets its name only when it is complete and on disk.
 #pragma once
 
 #include <cstdint>
@@ -9,13 +9,12 @@
 
 namespace host {
 
-// All of these want the directory's gate held for replacing.
+// For all of these the directory's gate must be held for replacing.
 
-// Where the next file of `path` is built; a left-over of a crash is removed.
+// The path at which a new file for `path` is built. Removes what a crash has left there.
 Result<std::string> fresh_path(const std::string &path);
-// Gives the synced file `fresh` the name `path`, instead of the store that has it, if any. That store must be sound,
-// and no other process may have it open; handles of this process go on with the new file. On failure `fresh` is
-// removed.
+// Renames the synced file `fresh` to `path`, in place of the store there, if any. That store must not be damaged, and
+// no other process may have it open; handles of this process go on with the new file. On failure `fresh` is removed.
 Result<void> replace_store(const std::string &path, const std::string &fresh);
 Result<void> remove_store(const std::string &path);
 

@@ -9,7 +9,7 @@
 namespace host {
 namespace {
 
-// The pages of the list and those in it: each of its entries starts with their number.
+// Counts the pages of LMDB's free list itself and those in it: each of its entries begins with a number of pages.
 int count_free_pages(MDB_txn *transaction, std::size_t *pages) {
   MDB_stat list{};
   if (const int code = mdb_stat(transaction, free_pages_table, &list); code != 0) return code;

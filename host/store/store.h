@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the store offers beyond platform/pss.h: the batch of one request, dump and load, its bounds.
+// What the store offers beyond platform/pss.h: batches, dump and load, the size limit.
 #pragma once
 
 #include <cstdint>
@@ -11,26 +11,26 @@
 
 namespace host {
 
-// A batch collects every change made through `store` into one durable transaction. Reads through the store see it,
-// until it fails. Until store_commit nothing of it is on disk; store_abort forgets it. Batches do not nest
-// (err_store_busy).
+// A batch collects every change that is made through `store` into one durable transaction. Reads through the store see
+// its changes, until it fails. Nothing of it is on disk before store_commit. Batches do not nest (err_store_busy).
 Result<void> store_begin(pss_handle store);
 Result<void> store_commit(pss_handle store);  // after an error nothing of the batch is kept
 void store_abort(pss_handle store);           // harmless without a batch
 
-// The most a store's file may grow to. Records may take a third of it: the rest is what transactions need, so that a
-// full store can still be changed and emptied.
+// The largest size of a store's file. Records may use a third of it; transactions need the rest, so that a full store
+// can still be changed and emptied.
 void store_set_bound(uint64_t bytes);
 
-// "running:scheduler_runtime" and the like to a file under the state directory; empty when it is no URI of a store.
+// The file under the state directory of a URI such as "running:scheduler_runtime"; empty for what is no store's URI.
 std::string store_path(const char *uri);
 bool store_exists(const char *uri);
-// The last failure of a call of platform/pss.h in words, with the path and what to do: those calls give a status alone.
+// The text of the last failure of a platform/pss.h call, with the path and what to do: those calls return a status
+// alone.
 std::string store_last_error();
 
 // Records as text, one a line, the same on every machine.
 Result<void> store_dump(const char *uri, FILE *out);
-Result<void> store_load(const char *uri,
-                        FILE *in);  // replaces the store's records as one transaction, or changes nothing
+// Replaces all of the store's records, or changes nothing.
+Result<void> store_load(const char *uri, FILE *in);
 
 }  // namespace host

@@ -11,8 +11,8 @@
 
 namespace host {
 
-// Held while a store is opened (many at once) or while its file is made, replaced or removed (alone), by any process:
-// nobody opens a new file with the old one's lock file.
+// A lock between processes, shared for opening a store and exclusive for creating, replacing or removing its file: so
+// that nobody opens a new data file with the old one's lock file.
 class DirectoryGate {
  public:
   enum class For { opening, replacing };
@@ -23,16 +23,16 @@ class DirectoryGate {
   FileDescriptor directory_;
 };
 
-Store *known_store(pss_handle handle);  // null: not a handle. A failure may have closed the store
-// Opens the store again that a failure has closed. Null: that failed again, or this is not a handle.
+Store *known_store(pss_handle handle);  // null: not a handle. Its environment may have been closed by a failure
+// Opens the environment again if a failure has closed it. Null: that failed, or this is not a handle.
 Store *store_of(pss_handle handle);
-Store *open_store(const std::string &path);  // null: not open in this process
-pss_handle new_handle(Store *store);         // 0: too many
-bool close_handle(pss_handle handle);        // closes the store with its last handle
-void forget_store(const std::string &path);  // closes it; its handles are none from now on
+Store *open_store(const std::string &path);                                 // null: not open in this process
+pss_handle new_handle(Store *store);                                        // 0: too many
+bool close_handle(pss_handle handle);                                       // the last handle of a store closes it
+void forget_store(const std::string &path);                                 // closes it and makes its handles invalid
 Result<pss_handle> open_path(const std::string &path, bool shared = true);  // the gate is held
 
-// Why store_of gave null.
+// Why store_of returned null.
 Error bad_handle(pss_handle handle);
 
 void forget_walks(pss_handle handle);  // while its store is open

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A store as text: a line that names the limits, a line for each record in order, and a line that counts them, so that
-// a cut dump is seen. A byte that is not plain text is a backslash and two hexadecimal digits.
+// A store as text: a line with the limits, a line for each record in order, and a line with their number, by which a
+// truncated dump is noticed. A byte that is not plain text is written as a backslash and two hexadecimal digits.
 #include <lmdb.h>
 
 #include <array>
@@ -62,7 +62,7 @@ bool unescape(std::string_view text, std::vector<std::byte> *bytes) {
   return true;
 }
 
-// All of it from one state of the store, whoever writes meanwhile.
+// One read transaction for all records, so that writers do not change the dump midway.
 int write_records(Store &store, FILE *out) {
   Transaction transaction;
   if (const int code = begin_transaction(store, MDB_RDONLY, &transaction); code != 0) return code;
@@ -91,7 +91,7 @@ int write_records(Store &store, FILE *out) {
   return code == MDB_NOTFOUND ? 0 : code;
 }
 
-// Reads the lines of a dump; remembers where it is and what is wrong there.
+// Reads the lines of a dump; keeps the line number and what is wrong there.
 class DumpReader {
  public:
   explicit DumpReader(FILE *in) : in_(in) {}
@@ -113,7 +113,7 @@ class DumpReader {
     return true;
   }
 
-  // Puts every record; the last line must count them.
+  // Stores every record; the last line must have their number.
   int put_records(MDB_txn *transaction) {
     unsigned long long records = 0;
     while (next_line()) {
@@ -201,7 +201,7 @@ Error not_a_store(const char *uri) {
   return store_error(err_store_uri, uri != nullptr ? uri : "(no URI)", "is not a URI of a store");
 }
 
-// Not shared: a dump reads one state of the store and is in nobody's way.
+// Without the lock of a store's users: a dump only reads, and must not keep the service from replacing the file.
 Result<pss_handle> open_alone(const std::string &path) {
   const DirectoryGate gate(path, DirectoryGate::For::opening);
   if (!gate.held()) return store_result(errno, path).error();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Ordered walks. A caller may leave one unfinished without a word, and may write between two steps; so a walk is a
-// place in a bounded table that remembers its last key, and the store's one LMDB cursor is only a short cut to it.
+// Ordered walks. A caller may abandon one without telling, and may write between two steps. So a walk is an entry in a
+// bounded table, which holds its last key; the store has a single LMDB cursor, which only spares the walk that moved
+// last a look-up of its key.
 #include <lmdb.h>
 
 #include <algorithm>
@@ -16,22 +17,22 @@
 namespace host {
 namespace {
 
-// Walks under way at once; a further one takes the place of the one that has not moved for longest.
+// Walks at the same time. A further one replaces the least recently moved, as it may have been abandoned.
 constexpr std::size_t walk_limit = 32;
 
 // What a cursor's words hold.
 enum CursorWord : std::size_t { serial_word, place_word };
-constexpr uint32_t ended = 0xffffffff;  // as the place: the walk has come to its end
+constexpr uint32_t ended = 0xffffffff;  // instead of a place in the table: the walk has reached the end
 
 struct Walk {
   pss_handle handle = 0;  // 0: free
   Store *store = nullptr;
   uint32_t serial = 0;
   uint64_t moved = 0;
-  std::vector<std::byte> record;  // the last key behind its prefix and, aligned, the value that follows it in the file
-  std::vector<std::byte> value;   // of a record whose value lies elsewhere, or was changed since
-  pss_buf key_given{}, value_given{};     // the last key, and the value that was given last
-  const void *value_elsewhere = nullptr;  // null: it is in `record`; valid while the store's cursor is at this place
+  std::vector<std::byte> record;  // the last key with its prefix, then, aligned, its value if the page has it behind it
+  std::vector<std::byte> value;   // a value that is on overflow pages, or was changed since
+  pss_buf key_given{}, value_given{};     // what the caller was given last
+  const void *value_elsewhere = nullptr;  // on overflow pages, while the cursor is here; null: the value is in `record`
 
   MDB_val last_key() const { return {key_given.length + 1, static_cast<std::byte *>(key_given.data) - 1}; }
 };
@@ -49,12 +50,13 @@ uint64_t next_move() {
   return ++moves;
 }
 
-// Never in a batch that can still be committed, whose begin takes the cursor away, nor without an environment.
+// Whether the store's cursor is positioned for this walk. Never during a batch, whose begin closes the cursor, nor
+// while the environment is closed.
 bool is_at_its_place(const Walk &walk) {
   return walk.store->walk == walk.serial;
 }
 
-// The walks of a handle go when it is closed, so that a walk's own store is always there.
+// Closing a handle removes its walks, so a walk's store is always open.
 Walk *walk_of(pss_handle handle, const pss_cursor &cursor) {
   const uint32_t place = cursor.platform[place_word];
   if (place >= walk_limit) return nullptr;
@@ -67,8 +69,8 @@ Walk *walk_of(pss_handle handle, const pss_cursor &cursor) {
   buffer->resize(size);
 }
 
-// Takes a copy of a key and of what lies behind it; gives the copy of the latter. Callers take values for records: they
-// are aligned as memory is.
+// Copies a key and the `behind` bytes that follow it, and returns the copy of these. They are aligned, as callers cast
+// values to records.
 std::byte *keep(Walk &walk, const MDB_val &key, std::size_t behind) {
   constexpr std::size_t alignment = alignof(std::max_align_t);
   const std::size_t aligned_key = (key.mv_size + alignment - 1) & ~(alignment - 1);
@@ -98,7 +100,7 @@ void end_walk(Walk &walk) {
   walk.moved = 0;
 }
 
-// The first key behind `last`, or the first of all when it is a bare prefix.
+// Moves to the first key after `last`; if that is a bare prefix, to the first record.
 int seek_behind(MDB_cursor *cursor, const MDB_val &last, MDB_val *key, MDB_val *value) {
   *key = last;
   const int code = mdb_cursor_get(cursor, key, value, MDB_SET_RANGE);
@@ -106,7 +108,8 @@ int seek_behind(MDB_cursor *cursor, const MDB_val &last, MDB_val *key, MDB_val *
   return mdb_cursor_get(cursor, key, value, MDB_NEXT);
 }
 
-// Within a batch the walk sees the batch; its cursor lives for one step, as the batch may end before the next.
+// Within a batch the walk sees the batch's changes. Its cursor is of this step alone, as the batch may end before the
+// next.
 int step_in_batch(const Walk &walk, MDB_val *key, MDB_val *value) {
   MDB_cursor *made = nullptr;
   if (const int code = mdb_cursor_open(walk.store->batch.transaction.get(), store_table, &made); code != 0) return code;
@@ -114,7 +117,7 @@ int step_in_batch(const Walk &walk, MDB_val *key, MDB_val *value) {
   return seek_behind(made, walk.last_key(), key, value);
 }
 
-// The cursor is elsewhere: another walk or a write came between.
+// When another walk or a write has moved the store's cursor.
 [[gnu::noinline]] int step_from_last_key(const Walk &walk, MDB_val *key, MDB_val *value) {
   Store &store = *walk.store;
   if (store.batch.transaction) return step_in_batch(walk, key, value);
@@ -156,19 +159,19 @@ Error no_walk(const Store &store) {
 }
 
 [[gnu::noinline]] const pss_buf *give_value(Walk &walk, const void *data, std::size_t size) {
-  if (walk.value.size() <= size) walk.value.resize(size + 1);  // never no memory at all
+  if (walk.value.size() <= size) walk.value.resize(size + 1);  // so that data() is never null
   memcpy(walk.value.data(), data, size);
   walk.value_given = {walk.value.data(), static_cast<uint32_t>(size)};
   return &walk.value_given;
 }
 
-// The walk's record as it is now: it may have been changed or deleted since the walk came to it.
+// Reads the walk's record again: it may have been changed or deleted since the walk came to it.
 int look_up(Walk &walk, const pss_buf **result) {
   return read_value(*walk.store, walk.last_key(),
                     [&](const MDB_val &value) { *result = give_value(walk, value.mv_data, value.mv_size); });
 }
 
-// Apart from the usual step, which is as short as a step of LMDB's own.
+// Out of line, so that the usual step stays as quick as LMDB's own.
 [[gnu::noinline]] const pss_buf *begin(pss_handle handle, uint32_t where, pss_cursor *cursor) {
   Store *store = store_of(handle);
   if (store == nullptr) return fail(cursor, bad_handle(handle));
