@@ -31,7 +31,7 @@ std::optional<SocketAddress> socket_address(const std::string &path) {
 
 void size_socket_buffer(int socket) {
   const int bytes = 2 * static_cast<int>(frame_limit);
-  // Where the kernel refuses it the default stays, which is enough on an ordinary one.
+  // If the kernel refuses, the default remains, which is enough on an ordinary system.
   (void)::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes);
 }
 

@@ -12,7 +12,7 @@
 
 namespace host {
 
-// A path that a socket address cannot hold goes by way of its open directory; `directory` keeps that open.
+// A path that is too long for a socket address is named by /proc/self/fd and its directory, which is kept open.
 struct SocketAddress {
   sockaddr_un name = {};
   FileDescriptor directory;
@@ -24,7 +24,7 @@ struct SocketAddress {
 // Empty on failure, with errno set.
 std::optional<SocketAddress> socket_address(const std::string &path);
 
-// Both ends must take a whole frame at once, whatever the system's default buffer is.
+// Both ends must accept a whole frame at once, whatever the system's default buffer size is.
 void size_socket_buffer(int socket);
 
 }  // namespace host

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Who asks: the kernel's word about the peer, and whom a root peer speaks for.
+// Who the caller is: the peer as the kernel reports it, or another user for whom a root peer acts.
 #pragma once
 
 #include <sys/socket.h>
@@ -19,7 +19,7 @@ struct Peer {
 
   bool is_root() const { return credentials.uid == 0; }
   std::string text() const { return "uid " + std::to_string(credentials.uid); }
-  bool is_limited() const;  // to a share of connections and streams; root and the service's own user are not
+  bool is_limited() const;  // in connections and streams; root and the service's own user are not
 };
 
 bool peer_of(int socket, Peer *peer);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// platform/cmi.h: one connection for requests that wait for their reply, and one for the stream of the request last
-// sent, so that a stream left unread holds up nobody and ends when the next one begins.
+// platform/cmi.h. One connection is for requests with one reply, another for the stream of the last request, so that an
+// unread stream does not block other requests; the next stream ends it.
 #include "platform/cmi.h"
 
 #include <cstdlib>
@@ -33,7 +33,7 @@ Stream &stream() {
   return current;
 }
 
-// The identity fields of the shell's context are full when they lack their terminator.
+// A name in the shell's context may fill its field, without a terminator.
 void copy_name(char (&field)[frame_name_size], const char *name) {
   if (name != nullptr) std::memcpy(field, name, ::strnlen(name, sizeof field));
 }
@@ -54,7 +54,7 @@ std::span<const std::byte> bytes_of(const void *data, uint32_t length) {
   return {static_cast<const std::byte *>(data), length};
 }
 
-// An empty body is the null reply.
+// A frame without a body is a null reply.
 uint32_t copy_reply(std::span<const std::byte> body, void **reply, uint32_t *length) {
   if (body.empty()) return 0;
   *reply = std::malloc(body.size());
@@ -64,7 +64,7 @@ uint32_t copy_reply(std::span<const std::byte> body, void **reply, uint32_t *len
   return 0;
 }
 
-// The service's own refusal of a request is a failure of it as any other.
+// Turns a reply with an error status into that error.
 Result<Frame> unless_refused(Result<Frame> frame) {
   if (!frame || frame->header.status == 0) return frame;
   return error_of(frame->header.status);
@@ -76,7 +76,7 @@ Result<Frame> exchange(const FrameHeader &header, std::span<const std::byte> bod
   return unless_refused(connection.receive(header.service, header.token, deadline));
 }
 
-// The pieces of the reply, one after the other.
+// Receives the reply, joining its pieces.
 Result<Bytes> exchange_joining(std::span<const std::byte> body) {
   const Deadline deadline = Deadline::of_reply();
   const FrameHeader header = request_header(service_control, 0, body.size(), nullptr, nullptr);
@@ -84,7 +84,7 @@ Result<Bytes> exchange_joining(std::span<const std::byte> body) {
   Result<Frame> frame = exchange(header, body, deadline);
   while (frame && frame->header.kind == FrameKind::reply) {
     if (whole.size() + frame->body.size() > control_reply_limit) {
-      request_connection().close();  // the pieces that still come are nobody's
+      request_connection().close();  // further pieces must not be taken for the next reply
       return error_of(err_too_large);
     }
     whole.insert(whole.end(), frame->body.begin(), frame->body.end());
@@ -164,6 +164,6 @@ int cmi_parse_response(const mts_message *message, void **reply, uint32_t *lengt
   if (!parse_frame(bytes_of(message->data, message->length), &frame)) return static_cast<int>(err_bad_reply);
   if (frame.header.status != 0) return static_cast<int>(frame.header.status);
   const uint32_t status = copy_reply(frame.body, reply, length);
-  // Whoever asks for a message reads its fields, so an empty one is an error.
+  // Callers read the message's fields without looking at its length, so an empty one is an error.
   return static_cast<int>(status == 0 && *reply == nullptr ? err_bad_reply : status);
 }

@@ -33,7 +33,7 @@ int forks_so_far() {
   return registered == 0 ? forks : ::getpid();
 }
 
-// The time of the kernel's last tick, a few milliseconds old: exact enough for a deadline, and a tenth of the cost.
+// The coarse clock is a few milliseconds behind: exact enough for a deadline, at a tenth of the cost.
 int64_t monotonic_ms() {
   timespec now = {};
   ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
@@ -91,7 +91,7 @@ bool limit_wait(int socket, int option, int milliseconds) {
   return ::setsockopt(socket, SOL_SOCKET, option, &limit, sizeof limit) == 0;
 }
 
-// Where the listener's queue is full, connect waits for as long as a send may.
+// While the listener's queue is full, connect waits for as long as the socket's send timeout says.
 int connect_within(int socket, const SocketAddress &address, Deadline deadline) {
   for (;;) {
     if (!limit_wait(socket, SO_SNDTIMEO, deadline.remaining_ms())) return errno;
@@ -100,7 +100,7 @@ int connect_within(int socket, const SocketAddress &address, Deadline deadline) 
   }
 }
 
-// A socket somebody else put in the service's place would be told what it must not know.
+// Another user could have put a socket in the service's place, to receive passwords.
 bool served_by_somebody_trusted(int socket) {
   ucred server = {};
   socklen_t size = sizeof server;
@@ -182,12 +182,12 @@ Result<Frame> Connection::receive(uint32_t service, uint32_t token, Deadline dea
     if (header.kind == FrameKind::refusal) return give_up(error_of(header.status != 0 ? header.status : err_bad_reply));
     if (header.kind == FrameKind::request) return give_up(error_of(err_bad_reply));
     if (header.token == token) return header.service == service ? frame : give_up(error_of(err_bad_reply));
-    // A flood of answers to other requests is no reason to stay.
+    // Checked here too: answers to other requests may come faster than any receive times out.
     if (deadline.remaining_ms() == 0) return give_up(error_of(err_timed_out));
   }
 }
 
-// The limit is mostly that of the request before: then no call is needed.
+// The timeout is mostly the same as for the previous request: then no system call is needed.
 bool Connection::limit_receive(Deadline deadline) {
   const int remaining = deadline.remaining_ms();
   if (remaining == receive_limit_ms_) return true;
@@ -203,7 +203,7 @@ Result<void> Connection::receive_packet(Deadline deadline) {
       if (deadline.remaining_ms() == 0) return error_of(err_timed_out);
       continue;
     }
-    // A reset is reported once, before what was sent ahead of it: that may be a refusal.
+    // The kernel reports a reset before the data that was received ahead of it, which may be a refusal: so read again.
     if (size < 0 && errno == ECONNRESET && !std::exchange(reset, true)) continue;
     if (size < 0 && errno != ECONNRESET) return error_of(err_io);
     if (size <= 0) return error_of(err_cut_off);

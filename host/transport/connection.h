@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A client's connection to the service: kept between requests, made anew when the service was restarted.
+// A client's connection to the service: kept between requests, and opened again when the service was restarted.
 #pragma once
 
 #include <cstdint>
@@ -23,11 +23,11 @@ class Deadline {
 
 class Connection {
  public:
-  // Connects when there is no connection. Sends once more, over a new one, only when the kept one turns out to be dead
-  // and so has taken nothing: a request that the service may have seen is never sent twice.
+  // Connects if there is no connection. If a kept connection turns out to be dead, and so has taken nothing, the
+  // request is sent over a new one. A request that the service may have seen is never sent twice.
   Result<void> send(const FrameHeader &header, std::span<const std::byte> body, Deadline deadline);
 
-  bool usable() const;  // connected, by this process, to the service of its paths
+  bool usable() const;  // connected by this process (not before a fork) to the socket of its paths
   // On a usable connection: the next frame with this token; others are answers that nobody waits for any more. Valid
   // until the next receive.
   Result<Frame> receive(uint32_t service, uint32_t token, Deadline deadline);
@@ -46,10 +46,10 @@ class Connection {
 
   FileDescriptor socket_;
   std::string path_;
-  int forks_ = 0;              // a forked child must not talk on its parent's connection
+  int forks_ = 0;              // when it connected: a forked child must not use its parent's connection
   int receive_limit_ms_ = -1;  // none set yet
   Bytes buffer_;
-  std::span<const std::byte> frame_, rest_;  // in the buffer; the rest has not been looked at
+  std::span<const std::byte> frame_, rest_;  // in the buffer: the last frame, and what was received behind it
 };
 
 uint32_t next_token();  // never 0

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// One message on the socket: a fixed header and its body, whole in one SEQPACKET packet, in the host's byte order. A
-// packet from the server may hold several, one behind the other: those of a stream of small pieces.
+// One message on the socket: a fixed header and its body, in the host's byte order. A SEQPACKET packet holds whole
+// frames: one, or from the server several in a row, where a stream has small pieces.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,7 @@ enum class FrameKind : uint16_t {
   request = 1,
   reply = 2,
   stream_end = 3,  // after the last piece of a stream
-  refusal = 4,     // of the connection, not of a request: busy, not permitted, or not a frame; the server hangs up
+  refusal = 4,     // of the connection: busy, not permitted, or a malformed frame; then the server closes it
 };
 
 inline constexpr uint32_t frame_flag_more = 1;  // a piece of a stream; further pieces or its stream_end follow
@@ -46,16 +46,16 @@ struct Frame {
   std::span<const std::byte> body;  // of the parsed packet
 };
 
-// The packet's first frame, and what is behind it. False when there is none: too short, foreign, of another version, or
-// longer than the packet.
+// The packet's first frame, and what is behind it. False when it is too short, has another magic or version, or
+// announces more than the packet has.
 bool parse_first_frame(std::span<const std::byte> packet, Frame *frame, std::span<const std::byte> *rest);
 
-// The same of a packet that is to hold no other.
+// The same for a packet that must hold exactly one frame.
 bool parse_frame(std::span<const std::byte> packet, Frame *frame);
 
 enum class SendResult { sent, blocked, failed };
 
-// Each sends one packet without waiting; `failed` leaves errno. Nothing is sent in part.
+// Each sends one packet without blocking, whole or not at all; after `failed` errno says why.
 SendResult send_packet(int socket, std::span<const std::byte> packet);
 SendResult send_frame(int socket, const FrameHeader &header, std::span<const std::byte> body);
 

@@ -31,7 +31,7 @@ bool remove_left_over_socket(const std::string &path) {
   return false;
 }
 
-// Nobody may connect between bind and chmod.
+// The umask keeps everybody from connecting between bind and chmod.
 int bind_privately(int socket, const SocketAddress &address) {
   const mode_t mask = ::umask(0777);
   const int result = ::bind(socket, address.get(), SocketAddress::size());
@@ -41,7 +41,7 @@ int bind_privately(int socket, const SocketAddress &address) {
   return result;
 }
 
-// Others may use the socket only if they can get through the directories above it.
+// Other users can connect only if they may enter the directories above the socket.
 bool open_the_way_to(const std::string &path) {
   const std::string directory = parent_directory(path);
   struct stat info = {};

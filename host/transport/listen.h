@@ -9,7 +9,8 @@
 
 namespace host {
 
-// Open to every user, or else to the service's own user and root alone. What is no socket at `path` is left.
+// For every user, or only for the service's own user and root. A file at `path` that is not a socket is left alone, and
+// is an error.
 Result<FileDescriptor> listen_on(const std::string &path, bool every_user);
 
 }  // namespace host

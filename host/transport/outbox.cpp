@@ -8,7 +8,7 @@ namespace host {
 
 namespace {
 
-// Hands out `whole` in pieces that each fit in a frame.
+// Splits `whole` into pieces that each fit in a frame.
 std::function<std::optional<Bytes>()> pieces_of(Bytes whole) {
   auto rest = std::make_shared<Bytes>(std::move(whole));
   return [rest, offset = std::size_t{0}]() mutable -> std::optional<Bytes> {
@@ -68,7 +68,7 @@ void Outbox::append(const Bytes &body) {
   packet_.insert(packet_.end(), body.begin(), body.end());
 }
 
-// Behind the last piece comes the stream's end.
+// After the last piece comes the frame that ends the stream.
 void Outbox::take_piece() {
   std::optional<Bytes> piece = next_();
   if (!piece) {
@@ -80,7 +80,7 @@ void Outbox::take_piece() {
   has_piece_ = true;
 }
 
-// False: there is nothing to send any more. What is being sent already is not added to.
+// Fills the packet, unless one is still being sent. False: nothing is left to send.
 bool Outbox::fill() {
   if (!packet_.empty()) return true;
   while (has_piece_ || next_) {

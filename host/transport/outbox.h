@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The frames of one answer, made a packet at a time as the client takes them: small pieces of a stream go together.
+// The frames of one answer, built one packet at a time as the client receives them. Small pieces of a stream share a
+// packet.
 #pragma once
 
 #include <cstdint>
@@ -26,8 +27,8 @@ class Outbox {
   void take_piece();
 
   FrameHeader header_;
-  Bytes packet_;  // of frames that are to be sent
-  Bytes piece_;   // that did not fit behind them
+  Bytes packet_;  // the frames that are sent next
+  Bytes piece_;   // did not fit into the packet
   bool has_piece_ = false;
   std::function<std::optional<Bytes>()> next_;
 };

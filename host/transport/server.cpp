@@ -19,16 +19,16 @@ namespace host {
 
 namespace {
 
-constexpr int accepts_at_once = 64;        // then those who are connected have their turn
-constexpr unsigned accept_pause_ms = 200;  // after a failed accept: no descriptor is free before somebody leaves
-constexpr rlim_t other_descriptors = 128;  // stores, log, children and their pipes
+constexpr int accepts_at_once = 64;        // in one turn of the loop, so that connected clients are not kept waiting
+constexpr unsigned accept_pause_ms = 200;  // after a failed accept: until a client leaves there is no descriptor
+constexpr rlim_t other_descriptors = 128;  // for stores, log, children and their pipes
 
 void raise_open_files_limit() {
   rlimit limit = {};
   const rlim_t wanted = client_limit + other_descriptors;
   if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= wanted) return;
   limit.rlim_cur = std::min(wanted, limit.rlim_max);
-  // Where this is refused, accept runs out of descriptors earlier, which it copes with.
+  // If this is refused, accept() runs out of descriptors earlier, which is handled.
   (void)::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
@@ -100,7 +100,7 @@ void Server::State::accept_clients() {
   }
 }
 
-// The listener stays readable while accept fails for want of descriptors: watching on would spin.
+// The listener stays readable while accept() fails for want of descriptors, so watching it would busy-loop.
 void Server::State::pause_accepting() {
   accept_.stop();
   accept_again_ = Watch::after_ms(accept_pause_ms, [this] { await_clients(); });

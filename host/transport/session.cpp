@@ -13,7 +13,7 @@ namespace host {
 
 namespace {
 
-constexpr int packets_at_once = 2;  // of one stream, a millisecond of work, before the next client
+constexpr int packets_at_once = 2;  // of one stream in a turn of the loop: about a millisecond, then other clients
 
 Answer only_status(uint32_t status) {
   Answer answer;
@@ -21,7 +21,7 @@ Answer only_status(uint32_t status) {
   return answer;
 }
 
-// The client is told what went wrong; the session goes on.
+// Without memory the client gets an error, and the session goes on.
 Answer ask(const Handler &handler, const Incoming &incoming) {
   return guarded([&] { return handler(incoming); }, [] { return only_status(err_no_memory); });
 }
@@ -37,7 +37,7 @@ Session::Session(SessionSetting &setting, FileDescriptor socket, const Peer &pee
   await_request();
 }
 
-// A session that broke off in the middle of an event would be waited for by its client for ever.
+// After an exception the session is ended: otherwise its client would wait for an answer for ever.
 template <typename Event>
 Watch::Callback Session::ending_if_it_fails(Event event) {
   return [this, event] {
@@ -56,17 +56,17 @@ void Session::await_request() {
 
 void Session::read_request() {
   iovec part = {setting_.packet.data(), setting_.packet.size()};
-  msghdr message = {};  // without room for control data the kernel takes in no descriptor
+  msghdr message = {};  // no room for control data: the kernel discards descriptors that a client passes
   message.msg_iov = &part;
   message.msg_iovlen = 1;
   const ssize_t size = ::recvmsg(socket(), &message, MSG_DONTWAIT);
   if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
-  if (size <= 0) return end();  // it has gone; an empty packet cannot be told from that
+  if (size <= 0) return end();  // closed; an empty packet looks the same
   if ((message.msg_flags & MSG_CTRUNC) != 0) return refuse(err_bad_request);
   take_packet(static_cast<std::size_t>(size));
 }
 
-// Nothing of the session may be touched after a frame was answered: the answer may have ended it.
+// After a frame was answered no member may be used: the answer may have destroyed the session.
 void Session::take_packet(std::size_t size) {
   if (size > frame_limit) return refuse(err_too_large);
   auto &packet = setting_.packet;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// One connected client as the server keeps it: who it is, and the one answer under way to it.
+// A connected client on the server's side: who it is, and the answer that is under way to it.
 #pragma once
 
 #include <array>
@@ -18,21 +18,21 @@
 
 namespace host {
 
-// What the sessions of a server have in common.
+// What all sessions of a server share.
 struct SessionSetting {
   Handler handler;
   int deadline_ms = 0;
-  RefusalReport refusals = RefusalReport(1);  // of those whose frames or names are wrong: there may be many
+  RefusalReport refusals = RefusalReport(1);  // of malformed frames and wrong names
   UserCounts connections, streams;
-  // One packet of whatever length a client sends; one more byte than the limit tells a longer one.
+  // The packet that is being read. One byte more than the limit, to notice a packet that is too long.
   std::array<std::byte, frame_limit + 1> packet;
 };
 
-// Reads one request, answers it, then reads the next: a request is only read when the answer before it was taken.
-// The loop asks every other client between two requests of one.
+// Reads a request only when the client has received the answer to the one before. Between two requests of a client the
+// loop serves all others.
 class Session {
  public:
-  using Ended = std::function<void(Session &)>;  // destroys the session
+  using Ended = std::function<void(Session &)>;  // must destroy the session
 
   Session(SessionSetting &setting, FileDescriptor socket, const Peer &peer, Ended ended);
   Session(const Session &) = delete;
@@ -63,9 +63,9 @@ class Session {
   UserCounts::Held connection_, stream_;
   Ended ended_;
   Outbox outbox_;
-  FrameHeader asked_;                       // what `pending_` will answer
+  FrameHeader asked_;                       // the request that `pending_` will answer
   std::shared_ptr<PendingAnswer> pending_;  // declared before answer_, which watches its descriptor and has to go first
-  bool hang_up_ = false;                    // once the outbox is empty
+  bool hang_up_ = false;                    // close when the outbox is empty
   Watch request_, room_, gone_, answer_, deadline_;
 };
 

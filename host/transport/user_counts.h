@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How many of a thing each user has, so that nobody takes all of them.
+// Counts how many connections or streams each user has, so that none can take all of them.
 #pragma once
 
 #include <sys/types.h>
@@ -11,7 +11,7 @@ namespace host {
 
 class UserCounts {
  public:
-  // One of the user's, until destroyed; before the counts themselves are.
+  // Counts as one of the user's until it is destroyed, which must be before the counts are.
   class Held {
    public:
     Held() = default;  // none
@@ -48,7 +48,7 @@ class UserCounts {
     if (--found->second == 0) counts_.erase(found);
   }
 
-  std::unordered_map<uid_t, int> counts_;  // none of 0
+  std::unordered_map<uid_t, int> counts_;  // never 0
 };
 
 }  // namespace host
