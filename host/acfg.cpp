@@ -27,10 +27,10 @@ struct Collected {
 
 struct Request {
   host::ConfigType type;
-  bool of_running_store = false;  // in the place of the startup store
+  bool of_running_store = false;  // reads the running store where the library asks for the startup store
 };
 
-// The library asks for the names of the startup stores alone.
+// The library names the startup stores only, so the running ones are put in their place here.
 struct SameStore {
   const char *startup, *running;
 };
@@ -54,7 +54,8 @@ Element *find_element(Collected &all, uint32_t number) {
   return nullptr;
 }
 
-// The others go around the longest text, which holds the jobs: it is as large as all of them and moves once.
+// The other elements are inserted around the longest one, which holds the jobs: so the one large text is moved only
+// once.
 std::string arranged(Collected &all) {
   auto &elements = all.elements;
   std::stable_sort(elements.begin(), elements.end(),

@@ -15,11 +15,11 @@ enum class ConfigType { running = 1, startup = 2 };
 // text overwrites them).
 std::string configuration_text(ConfigType type);
 
-// Of the running store as it lies on disk, whatever is in use; empty where there is none.
+// The text of the running store as it is on disk, whatever memory holds; empty where there is none.
 std::string stored_running_text();
 
-// A restore of another store goes into the process's live globals. While it lives, this keeps them aside and shows the
-// restore the defaults: a record that the store lacks must not appear with the live value.
+// The library restores any store into the process's live globals. An object of this class saves them, sets the defaults
+// (a setting that the other store lacks must not appear with the live value), and restores them at its end.
 class LiveGlobals {
  public:
   LiveGlobals();

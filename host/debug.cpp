@@ -53,7 +53,7 @@ class History {
   size_t next_ = 0;  // how many were added
 };
 
-// Asked twice for each trace: without a lock.
+// Lock-free, as it is asked twice for each trace.
 class Switches {
  public:
   bool operator[](size_t level) const { return level < std::size(on_) && on_[level].load(std::memory_order_relaxed); }
@@ -79,7 +79,7 @@ Debug &debug() {
   return instance;
 }
 
-// One event stays one line, whatever an operator's text in it contains.
+// Escapes newlines, so that an operator's text in an event cannot pass for further events.
 std::string one_line(std::string line) {
   while (!line.empty() && line.back() == '\n')
     line.pop_back();
@@ -134,7 +134,7 @@ extern "C" int sdwrap_hist_event_subtype_check(uint32_t, uint32_t subtype) {
   return debug().history_off[subtype] ? 1 : 0;
 }
 
-// No level is traced there: the programs' --debug has the library write to standard error itself.
+// buginf() is not used for traces: with --debug the library writes them to standard error itself.
 extern "C" int sdwrap_chk_int(int, int, int, int) {
   return 0;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The debug history and the table of memory, for the programs' show and debug commands, and where traces go.
+// The debug history, the memory statistics and where traces go, for the programs' show and debug commands.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 namespace host {
 
 inline constexpr int debug_levels = 256;             // levels 0 to 255 have switches
-inline constexpr size_t history_event_limit = 2048;  // the oldest event makes room for the newest
+inline constexpr size_t history_event_limit = 2048;  // then the newest event replaces the oldest
 inline constexpr size_t history_text_limit = 511;    // the library's traces carry no more
 
 std::string history_text();               // oldest first, one event a line

@@ -12,7 +12,7 @@ namespace {
 
 using host::ErrorText;
 
-// Each tells what is wrong and, where an operator can do something, what.
+// Each says what is wrong and, where an operator can do something about it, what to do.
 constexpr ErrorText error_texts[] = {
     {0, "success"},
 

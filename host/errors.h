@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What statuses say to a person: platform/errors.h has the one call that everybody asks.
+// The texts of statuses. They are looked up by syserr2str() of platform/errors.h.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ struct ErrorText {
   const char *text;
 };
 
-// The texts of a program's own codes, beside those of schedcli.h and host/status.h. Kept, not copied.
+// Adds the texts of a program's own codes to those of schedcli.h and host/status.h. The span is kept, not copied.
 void use_error_texts(std::span<const ErrorText> texts);
 
 Error error_of(uint32_t code);  // with its text

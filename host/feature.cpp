@@ -28,7 +28,7 @@ void set_parse_tree_hook(ParseTreeHook hook) {
 
 extern "C" {
 
-// The names are for messages of a feature manager that trusts its callers; this one asks the kernel who calls.
+// The user and peer names are ignored: the service learns from the kernel who the caller is.
 uint32_t fm_cmi_set_feature_wait(uint32_t, const char *feature, const char *, const char *, uint32_t operation) {
   if (feature == nullptr || feature != host::only_feature) return host::err_feature_unknown;
   const auto known = static_cast<host::HostOperation>(operation);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the shell does when a feature's commands are taken away from it.
+// How the shell learns that a feature's commands are to be removed.
 #pragma once
 
 #include <cstdint>

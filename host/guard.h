@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// The one guard where C++ is called by what knows no exceptions (the library, a C library's callbacks), or has to go on
-// whatever happens.
+// Keeps exceptions for want of memory from leaving a callback of C code, or from ending code that has to go on.
 #pragma once
 
 #include <new>
 
 namespace host {
 
-// Does `operation`; where memory ends in it, `without_memory` instead. Other exceptions are mistakes in the program,
-// and go on.
+// The result of `operation`, or of `without_memory` if the operation runs out of memory. Other exceptions are
+// programming errors and pass through.
 template <typename Operation, typename Otherwise>
 auto guarded(Operation operation, Otherwise without_memory) -> decltype(operation()) {
   try {

@@ -27,7 +27,7 @@ struct Account {
   uint64_t live_blocks = 0, live_bytes = 0, peak_bytes = 0, allocations = 0, failures = 0;
 };
 
-// In front of each block. The mark tells a live block from one that was freed and from a pointer that is not ours.
+// Precedes each block. The mark tells a live block from a freed one and from a pointer that this tracker never gave.
 struct alignas(std::max_align_t) Header {
   Account *account;
   uint32_t size, mark;
@@ -50,7 +50,7 @@ constexpr TypeName type_names[] = {
 
 struct Tracker {
   std::mutex mutex;
-  std::map<std::pair<uint32_t, uint32_t>, Account> accounts;  // by owner and type; none goes away
+  std::map<std::pair<uint32_t, uint32_t>, Account> accounts;  // by owner and type; never erased, blocks point to them
   uint64_t misuses = 0;
 };
 
@@ -59,13 +59,13 @@ Tracker &tracker() {
   return instance;
 }
 
-// Of no other block: what was copied with its header is not ours.
+// Depends on the address, so that a copy of a block with its header is not taken for a block.
 uint32_t mark_of(const Header *header) {
   return live_mark ^ static_cast<uint32_t>(reinterpret_cast<uintptr_t>(header) / sizeof(Header));
 }
 
-// The pointer may be anybody's and its memory freed: the read is meant, and so is the write just before the memory
-// goes, which the compiler would leave out.
+// Callers may pass a freed or foreign pointer, which is what this finds out: so reading freed memory is meant. So is
+// the write just before the memory is freed, which the compiler would otherwise leave out.
 #define READS_FREED_MEMORY __attribute__((no_sanitize("address", "thread"), noinline))
 READS_FREED_MEMORY bool is_live(const Header *header) {
   const bool aligned = reinterpret_cast<uintptr_t>(header) % alignof(Header) == 0;
@@ -109,7 +109,7 @@ void count_failure(Tracker &all, uint32_t owner, uint32_t type) {
   if (Account *account = account_of(all, owner, type)) account->failures++;  // otherwise the statistics lose one count
 }
 
-// Outside the lock: the sender of the message may allocate.
+// Not under the lock: sending the message may allocate tracked memory.
 void report_misuse(Tracker &all, const char *what, const void *memory) {
   {
     const std::lock_guard lock(all.mutex);

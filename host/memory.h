@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the memory tracker knows beside platform/memory.h.
+// What the memory tracker offers beyond platform/memory.h.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 
 namespace host {
 
-uint32_t tracked_size(const void *block);  // as it was asked for; the block must be a live one
-size_t tracked_bytes();                    // of all live blocks
+uint32_t tracked_size(const void *block);  // as requested; the block must be allocated
+size_t tracked_bytes();                    // of all allocated blocks
 
 }  // namespace host

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lines in the system log about who was refused, so many a minute at most: whoever tries again and again must not fill
-// the log.
+// Lines in the system log about refused callers, rate-limited: a caller who tries again and again must not fill the
+// log.
 #pragma once
 
 #include <sys/types.h>
@@ -14,14 +14,14 @@ class RefusalReport {
  public:
   explicit RefusalReport(unsigned lines_a_minute) : lines_a_minute_(lines_a_minute) {}
 
-  // `who`: "user alice", "uid 1000". A line that comes tells how many did not since the one before it.
+  // `who`: "user alice", "uid 1000". Each line also says how many were suppressed since the previous one.
   void add(pid_t process, const std::string &who, uint32_t status);
 
  private:
   bool has_room();
 
   unsigned lines_a_minute_;
-  int64_t began_ = 0;  // the minute that is counted, in seconds of the monotonic clock; 0: none yet
+  int64_t began_ = 0;  // start of the current minute, in seconds of the monotonic clock; 0: none yet
   unsigned lines_ = 0;
   unsigned unreported_ = 0;
 };

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How host and service report failure: a value, or an error with its status code and what it says to a person.
+// How host, service and shell report failure: a value, or an error with its status code and its text.
 #pragma once
 
 #include <cassert>
@@ -24,13 +24,13 @@ class [[nodiscard]] Result {
   bool ok() const { return held_.index() == 0; }
   explicit operator bool() const { return ok(); }
 
-  // Of a success.
+  // Only after success.
   Value &operator*() { return *value(); }
   const Value &operator*() const { return *const_cast<Result *>(this)->value(); }
   Value *operator->() { return value(); }
   const Value *operator->() const { return const_cast<Result *>(this)->value(); }
 
-  // Of a failure.
+  // Only after failure.
   const Error &error() const {
     assert(!ok());
     return *std::get_if<1>(&held_);
@@ -46,7 +46,7 @@ class [[nodiscard]] Result {
   std::variant<Value, Error> held_;
 };
 
-// Success has no value.
+// For operations without a value.
 template <>
 class [[nodiscard]] Result<void> {
  public:

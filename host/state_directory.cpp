@@ -26,7 +26,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// 1: the boot's id lay in the run directory, and nothing named the version. 2: it lies here, and so does the version.
+// Version 1 kept the boot's id in the run directory and had no version file. Version 2 keeps both in this directory.
 constexpr int state_version = 2;
 constexpr std::size_t version_size = 16;
 
@@ -51,7 +51,7 @@ std::string first_line(const std::string &path) {
   return line;
 }
 
-// The socket of a system-wide service is for every user, who must get to it.
+// Every user must be able to reach the socket of a system-wide service.
 Result<void> make_run_directory() {
   const std::string &path = paths().run;
   if (Result<void> made = make_private_directory(path); !made) return made;
@@ -64,7 +64,7 @@ bool write_process_id(int file) {
   return ftruncate(file, 0) == 0 && pwrite(file, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size());
 }
 
-// Kept until the process ends; the kernel gives it back whatever happens.
+// The lock is held until the process ends; the kernel releases it even after a crash.
 Result<FileDescriptor> take_lock(const std::string &path, const char *advice) {
   FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!file) return failure(path, std::string(strerror(errno)) + "; check the directory's permissions");
@@ -89,7 +89,7 @@ std::string version_file() {
   return paths().state + "/version";
 }
 
-// What the first version made before anything else.
+// The first version created these stores before anything else.
 bool holds_state() {
   return store_exists("running:scheduler_runtime") || store_exists("startup:scheduler_startup");
 }
@@ -125,7 +125,7 @@ bool copy_state(const fs::path &to) {
   return !error && directory && syncfs(directory.get()) == 0;
 }
 
-// A copy of that name is whole: it gets it only when all of it is on disk.
+// The copy gets its final name only when all of it is on disk, so a directory of that name is complete.
 Result<void> keep_old_state() {
   const std::string kept = paths().state + "/before-version-" + std::to_string(state_version), fresh = kept + ".new";
   std::error_code ignored;
@@ -140,7 +140,7 @@ Result<void> keep_old_state() {
   return {};
 }
 
-// A restart into the newer version within one boot stays a restart.
+// Without the marker, the first start of the new version would count as a boot.
 Result<void> take_over_boot_marker() {
   const std::string id = first_line(paths().run + "/boot"), marker = paths().state + "/boot";
   if (id.empty() || access(marker.c_str(), F_OK) == 0) return {};

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the one service holds while it runs: its state directory and its run directory.
+// The state directory and the run directory, which the service locks while it runs.
 #pragma once
 
 #include <string>
@@ -9,11 +9,11 @@
 namespace host {
 
 // Makes the directories (0700; the run directory of a system-wide service 0755, as its socket is for every user), takes
-// the lock of the one service on each, and brings a state directory of an older version to this one: once, with a copy
-// of all that was there beside it. Harmless when it is called again. The locks end with the process.
+// an exclusive lock on each, and migrates a state directory of an older version, after a copy of all that was in it.
+// May be called again. The locks are held until the process ends.
 Result<void> take_state_directory();
 
-// What the version before this one kept is put here by the migration; empty: there was none in this process.
+// Where this process's migration has put the copy of the older version's state; empty: it migrated nothing.
 std::string old_state_kept_in();
 
 }  // namespace host

@@ -12,7 +12,7 @@
 namespace {
 
 struct Log {
-  std::string program;  // openlog keeps the pointer
+  std::string program;  // kept here, as openlog() keeps the pointer
   bool foreground = false;
 };
 

@@ -44,8 +44,8 @@ std::string boot_id() {
   return given != nullptr && *given != '\0' ? given : first_line("/proc/sys/kernel/random/boot_id");
 }
 
-// Not in the run directory: a supervisor removes that at a restart, and the end of a session does, and neither is a
-// boot.
+// Not in the run directory, which is also removed without a boot: by a supervisor at a restart, and when a user's
+// session ends.
 std::string boot_marker() {
   return paths().state + "/boot";
 }

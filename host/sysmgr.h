@@ -6,21 +6,20 @@
 
 namespace host {
 
-// What a boot begins with. From startup: only once a startup configuration has been saved, so that nothing acknowledged
-// is lost before.
+// The configuration that a boot begins with. `startup` applies only once a startup configuration has been saved: until
+// then the running one is kept, as it is all there is.
 enum class BootFrom { running, startup };
 
-// Before sch_pss_init: takes the directories (take_state_directory) and finds out whether this is the first start since
+// Before sch_pss_init: locks the directories (take_state_directory) and finds out whether this is the first start since
 // the boot.
 Result<void> sysmgr_prepare(BootFrom boot_from);
 
-// Where the start is one from startup: a left-over running configuration would bring records back that the startup
-// configuration does not have. Nothing is lost by a crash after this: until sysmgr_mark_started the next start is a
-// boot again. What is no store is somebody's and stays.
+// Removes the running stores before a boot from the startup configuration, which would otherwise be merged into them. A
+// crash afterwards loses nothing: until sysmgr_mark_started the next start is a boot again. A file that is not a store
+// is not touched.
 Result<void> sysmgr_drop_running_configuration();
 
-// After start-up is complete and stored: a later start before the next boot is a restart. A crash before it starts over
-// as a boot.
+// To be called when start-up is complete and stored: from then on a start is a restart, until the next boot.
 Result<void> sysmgr_mark_started();
 
 bool sysmgr_first_start_since_boot();

@@ -13,7 +13,7 @@ std::string_view text_in(const char (&field)[size]) {
   return {field, ::strnlen(field, size)};
 }
 
-// Into a field that was zero; what does not fit with a NUL behind it is cut.
+// The field must be zero-filled. A text that does not fit with a NUL behind it is cut.
 template <std::size_t size>
 void put_text(std::string_view text, char (&field)[size]) {
   text.copy(field, size - 1);

@@ -21,7 +21,7 @@ uint8_t byte_at(std::string_view text, size_t offset) {
   return static_cast<uint8_t>(text[offset]);
 }
 
-// Strictly: the shortest form alone, and no half of a surrogate pair, so that nothing has a second way in.
+// Strict UTF-8: no overlong forms and no surrogates, by which a refused character could be written in another way.
 Character character_at(std::string_view text, size_t offset) {
   struct Form {
     uint8_t mask, lead;
@@ -70,7 +70,7 @@ std::string shown(std::string_view text, size_t offset, const Character &charact
   return written;
 }
 
-// Most text is of these alone.
+// Most texts consist of these characters: the quick path.
 bool is_plain(char c) {
   return (c >= ' ' && c < 0x7f) || c == '\n' || c == '\t';
 }
@@ -79,7 +79,7 @@ constexpr uint64_t in_each_byte(uint8_t value) {
   return value * uint64_t{0x0101010101010101};
 }
 
-// Eight at once, each from the blank to '~'. A tab or a line end says no, too.
+// Whether all of eight bytes are from blank to '~'. Tab and newline are not, and take the slow path.
 bool are_printable(const char *eight) {
   uint64_t word;
   std::memcpy(&word, eight, sizeof word);

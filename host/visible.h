@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Text from somebody else on its way to a terminal: none of it may move the cursor, change colours or titles, answer
-// for the user or hide what stands beside it.
+// Makes text of others safe for a terminal: it must not move the cursor, change colours or titles, make the terminal
+// send input, or hide other text.
 #pragma once
 
 #include <cstddef>
@@ -10,9 +10,9 @@
 
 namespace host {
 
-// The text with everything made visible that a terminal would obey or not show: control characters as ^[ and ^?, bytes
-// that are no UTF-8 as <9B>, and as <U+202E> the upper control characters, those that change the direction of writing
-// and those without a width. Tab and line end stay.
+// Escapes everything that a terminal would interpret or not display: control characters as ^[ and ^?, bytes that are
+// not UTF-8 as <9B>, and as <U+202E> the C1 control characters, direction changes and characters without a width. Tab
+// and newline are kept.
 std::string visible(std::string_view text);
 
 struct ControlCharacter {
@@ -20,8 +20,8 @@ struct ControlCharacter {
   std::string shown;  // as visible() has it
 };
 
-// The first character other than tab and line end that a terminal would obey or hide. Bytes that are merely of another
-// character set than UTF-8 are none.
+// The first character, except tab and newline, that a terminal would interpret or not display. Bytes above 0x9f that
+// are not UTF-8 are allowed: they may be letters of another character set.
 std::optional<ControlCharacter> find_control(std::string_view text);
 
 }  // namespace host
