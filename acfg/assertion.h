@@ -3,7 +3,7 @@
 
 namespace acfg {
 
-// Leaves place and backtrace of a broken assumption in the assertion log; the caller goes on.
+// Writes the place and a backtrace of a failed assertion into the assertion log; the caller goes on.
 void record_assertion(const char *file, const char *function, int line);
 
 }  // namespace acfg

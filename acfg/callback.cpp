@@ -25,7 +25,8 @@ pss_handle open_startup_store(void *request) {
   return 0;
 }
 
-// Without the debug store only the logging level is lost; whatever handle a failed open gave is used, as ever.
+// Without the debug store only the logging level is lost. A handle that comes with an error is used all the same, as
+// meant.
 pss_handle open_debug_store(void *request) {
   const char *uri = acfg_uri_complete(acfg_startup_debug_cfg_uri_prefix_get(request), "", "scheduler_debug_startup");
   if (uri == nullptr) {

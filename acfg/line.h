@@ -18,7 +18,7 @@ enum class Indent : uint32_t { none = 0, under_block = 1 };
 // Formats the line into the cleared cfg_line and appends it to the element.
 [[gnu::format(printf, 4, 5)]] void add_line(acfg_hdl *handle, uint32_t element, Indent indent, const char *format, ...);
 
-// Appends what stands in cfg_line.
+// Appends the line that the caller has built in cfg_line.
 void add_cfg_line(acfg_hdl *handle, uint32_t element, Indent indent);
 
 }  // namespace acfg

@@ -18,7 +18,7 @@ struct remembered {
   list_end end;
 };
 
-// Lists of neighbouring slots of a job table hash to different places. Two lists on one place cost a walk, no more.
+// More places than job slots, so that neighbouring slots' lists rarely share one. Sharing only costs a walk to the end.
 constexpr size_t places = 4 * SCH_MAX_JOBS;
 remembered ends[places];
 int open_sessions = 0;

@@ -10,7 +10,8 @@ guint sch_append(GList **list, void *data);
 }
 
 // Appends are constant time while one of these lives: each list's tail is remembered. Nothing else may change a list
-// meanwhile, and nothing may be removed from one. Outside, the heads are anybody's to change, hence each append walks.
+// meanwhile, and nothing may be removed from one. Without a session each append walks, as callers may change the lists
+// between two calls.
 class append_session {
  public:
   append_session();

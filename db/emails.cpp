@@ -101,7 +101,7 @@ int sch_add_schedule_email_entry_from_pss(GList **list, const sch_schedule_email
   return 0;
 }
 
-// The entry and its list element are meant to stay allocated.
+// Neither the entry nor its list element is freed, on purpose: the public header leaves that to the caller.
 int sch_remove_schedule_email_entry(GList **list, const char *schedule) {
   GList *node = first_beginning_with(*list, schedule);
   if (node == nullptr) return 0;
@@ -110,7 +110,7 @@ int sch_remove_schedule_email_entry(GList **list, const char *schedule) {
   return 0;
 }
 
-// The last address goes whatever it is, as meant, and the entry stays allocated.
+// An entry with one address is removed whatever that address is, and not freed. Both are meant.
 int sch_remove_schedule_email_addr(GList **list, const char *schedule, const char *address) {
   GList *node = first_beginning_with(*list, schedule);
   if (node == nullptr) return 0;

@@ -4,5 +4,5 @@
 
 #include <cstdint>
 
-// Copies size bytes, zero behind what a short fragment holds.
+// Copies size bytes; those that a short fragment lacks are zero.
 void copy_fragment(char *destination, const void *fragment, uint32_t size);

@@ -15,7 +15,7 @@ void *record_of(const pss_buf *stored, uint32_t size, uint32_t mem_type, const c
   return record;
 }
 
-// The bytes that the job's header announces for the fragment at this position; without a header, as many as may be.
+// The bytes that the job's header announces for the fragment at this position; without a header, a full fragment's.
 uint32_t announced(const sch_job_hdr *hdr, guint place) {
   if (hdr == nullptr) return SCH_FRAGMENT_SIZE;
   const uint64_t before = uint64_t{place} * SCH_FRAGMENT_SIZE;
@@ -23,8 +23,8 @@ uint32_t announced(const sch_job_hdr *hdr, guint place) {
   return static_cast<uint32_t>(std::min<uint64_t>(hdr->length - before, SCH_FRAGMENT_SIZE));
 }
 
-// A later header may announce more text than the one before it, by which the fragments were taken in: of them no more
-// bytes are known to exist than the earlier header announced.
+// The fragments were allocated by the length that the earlier header announced. A later header may announce more, which
+// must not be read from them.
 void bound_fragments(const sch_job_entry &slot, const sch_job_hdr *before) {
   guint place = 0;
   for (const GList *node = slot.fragments; node != nullptr; node = node->next, ++place) {
@@ -33,7 +33,7 @@ void bound_fragments(const sch_job_entry &slot, const sch_job_hdr *before) {
   }
 }
 
-// The result of an add operation is not handed on: what it refused, it has freed.
+// The add function's result is ignored: it has freed what it refused, and a refused record is no failure here.
 int add_schedule(sch_config_db *config, sch_config_key *key, const pss_buf *value) {
   void *rec = record_of(value, sizeof(sch_schedule_rec), SCH_MEMORY_SCHEDULE, "add schedule entry");
   if (rec == nullptr) return -1;
@@ -64,7 +64,8 @@ int add_job_data(sch_config_db *config, sch_config_key *key, const pss_buf *valu
 
 }  // namespace
 
-// The key is meant to stay allocated when its type is another or memory runs out after it.
+// The copy of the key is not freed, on purpose, when its type is unknown or memory runs out later: the public header
+// says so.
 int sch_add_config_entry(sch_config_db *config, const pss_buf *key, const pss_buf *value) {
   void *copy = record_of(key, sizeof(sch_config_key), SCH_MEMORY_KEY, "add config entry");
   if (copy == nullptr) return -1;

@@ -9,8 +9,9 @@ int slot_named(const sch_config_db *config, const char *name);
 
 void note_slot_named(const sch_config_db *config, const sch_job_entry *slot);  // after a slot has got its key
 
-// Look-ups of this table are constant time while one of these lives. Nothing but the add operations may change the
-// table meanwhile. Outside, the slots are anybody's to change, hence each look-up walks. Not nested.
+// Look-ups of this table are constant time while one of these lives. Nothing but the add functions may change the table
+// meanwhile. Without a session each look-up walks, as callers may change the slots between two calls. Sessions do not
+// nest.
 class job_name_session {
  public:
   explicit job_name_session(const sch_config_db *config);

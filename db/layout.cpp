@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Records that travel or are stored have the same layout on every machine; those of pointers consist of whole words.
+// Records that travel or are stored have the same layout on every machine. Those with pointers consist of machine
+// words.
 #include "schedcli.h"
 
 namespace {

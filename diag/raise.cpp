@@ -47,7 +47,7 @@ shape shape_of(const char *format) {
   return shape::unknown;
 }
 
-// The sender is variadic and is given the arguments themselves, so each combination of conversions is a call of its
+// tarn_syslog() is variadic and formats the arguments itself, so each combination of conversions needs a call of its
 // own.
 void send(const sch_syslog_msg *msg, va_list arguments) {
   const shape own = shape_of(msg->format);

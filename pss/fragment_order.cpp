@@ -19,7 +19,7 @@ bool is_next(uint32_t candidate, uint32_t number, uint32_t best) {
   return candidate > number && (best == 0 || candidate < best);
 }
 
-// Every job's fragment of this number. Returns the next number that there is, or 0.
+// Adds the fragment of this number to every job that has one. Returns the next number that any job has, or 0.
 uint32_t add_fragments(sch_config_db *config, pss_handle store, uint32_t number) {
   uint32_t next = 0;
   StoreWalk walk(store);

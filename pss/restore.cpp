@@ -11,7 +11,8 @@
 
 namespace {
 
-// A full field of the e-mail settings deliberately shows with the fields behind it, up to the end of the record.
+// A field of the e-mail settings that is full to its last byte is traced together with the fields behind it, up to the
+// end of the record: on purpose.
 class RunOnText {
  public:
   explicit RunOnText(const char *field) {

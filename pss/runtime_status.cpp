@@ -8,7 +8,7 @@
 
 namespace {
 
-// Deletes deliberately name this type and not the one under which a status is saved.
+// Deliberately not the type under which a status is saved: the public header promises that the record stays.
 constexpr uint32_t deleted_key_type = 4;
 
 sch_runtime_key stored_key(uint32_t type, const sch_runtime_job_status &status) {

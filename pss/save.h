@@ -4,9 +4,9 @@
 
 #include "schedcli.h"
 
+// Both texts are formats for the error, the key's name and the fragment number, of which they may leave out the last.
 struct SaveRule {
-  const char
-      *failure;  // both texts are given the error, the name and the fragment number and show the first of them or none
+  const char *failure;
   const char *success;  // null: a success is not traced
   bool logs_error;
 };

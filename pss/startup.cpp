@@ -40,7 +40,7 @@ bool create_and_open(const RunningStore &store) {
   return error == 0;
 }
 
-// The standby's way: a store is created only when it cannot be opened.
+// For a standby: a store is created only when it cannot be opened.
 uint32_t open_or_create(const RunningStore &store) {
   const FieldText uri(store.uri);
   const uint32_t error = open_store(store, uri.text);

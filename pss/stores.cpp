@@ -81,7 +81,7 @@ int sch_pss_create(const char *uri, uint32_t, uint32_t max_value_size, uint16_t 
     SCH_TRACE_SERVICE(trace_store, "uri %s  ret code %x", uri, error);
     return create_failed;
   }
-  // The handle stays open: the store is opened again by name.
+  // The handle is left open, as the public header says: callers open the store again by its name.
   return limit_new_store(store, uri, max_value_size, max_key_size);
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Completes what the operator left out of a one-shot time, and carries relative times over.
+// Completes what the operator left out of a one-shot time, and turns relative times into absolute ones.
 #include <cstdint>
 
 #include "schedcli.h"

@@ -33,8 +33,8 @@ int past_unless(bool ahead) {
 
 }  // namespace
 
-// Every year divisible by four counts as a leap year, and December and months outside the year take any day: the
-// callers hand in the month behind December and let mktime carry.
+// Every year divisible by four counts as a leap year, and December and months out of range take any day. Both are
+// meant: callers pass month 12 for next January and leave the carry to mktime.
 int normalize_day_of_month(int year, int month, int day) {
   if (day <= shortest_month) return day;
   switch (month) {
