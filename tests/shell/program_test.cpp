@@ -69,6 +69,16 @@ TEST_F(Program, refuses_what_it_does_not_understand_with_status_2) {
   }
 }
 
+TEST_F(Program, takes_a_long_option_by_a_prefix_that_no_other_has) {
+  EXPECT_EQ(run("--vers"), 0);
+  EXPECT_EQ(output.rfind("schedsh ", 0), 0u) << output;
+  EXPECT_EQ(run("--stop --com 'show scheduler job' -c nonsense"), 1);
+  EXPECT_EQ(output, not_running);
+  EXPECT_EQ(run("-c --vers"), 2) << "a command, although it looks like an option";
+  EXPECT_EQ(run("--st /nowhere"), 2);
+  EXPECT_EQ(output, "schedsh: Unknown option --st; see schedsh --help\n");
+}
+
 TEST_F(Program, takes_a_command_behind_its_letter_and_one_that_looks_like_an_option) {
   EXPECT_EQ(run("'-cshow scheduler job'"), 1);
   EXPECT_EQ(output, not_running);
