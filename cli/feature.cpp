@@ -2,8 +2,10 @@
 // Turning the scheduler on and off.
 #include "platform/feature.h"
 
-#include "cli/frame.h"
+#include "cli/exit_status.h"
+#include "cli/report.h"
 #include "db/text_field.h"
+#include "schedcli.h"
 
 namespace {
 

@@ -5,10 +5,13 @@
 #include <cstring>
 #include <utility>
 
-#include "cli/frame.h"
+#include "cli/exit_status.h"
 #include "cli/job_text.h"
 #include "cli/named_object.h"
 #include "cli/parameters.h"
+#include "cli/permission.h"
+#include "cli/report.h"
+#include "cli/request.h"
 #include "db/text_field.h"
 #include "diag/trace.h"
 
@@ -48,8 +51,8 @@ int sch_cli_create_delete_job(const sch_cli_cmd_ctx *ctx) {
   return create_or_delete(ctx, job_object);
 }
 
-// Leaves cli_debug as the command before set it, skips nothing and does not check the user: meant, as in
-// sch_cli_define_job.
+// Unlike the other handlers it leaves cli_debug as it is, ignores `skip` and does not check the user; so does
+// sch_cli_define_job. Both are meant.
 int sch_cli_semicolon_delimiter_define_job(const sch_cli_cmd_ctx *ctx) {
   const char *name = text_parameter(ctx, 1);
   if (name == nullptr) {

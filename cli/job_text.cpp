@@ -6,6 +6,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "cli/report.h"
+
 namespace {
 
 constexpr size_t growth = 1024;

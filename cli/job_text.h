@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "cli/frame.h"
+#include "cli/free_ptr.h"
 
 // The lines of a job given on one command line, each ended by a newline.
 struct JobText {

@@ -5,8 +5,10 @@
 #include <cstdio>
 #include <utility>
 
-#include "cli/frame.h"
+#include "cli/exit_status.h"
 #include "cli/parameters.h"
+#include "cli/report.h"
+#include "cli/request.h"
 #include "db/text_field.h"
 #include "diag/trace.h"
 #include "platform/uri.h"

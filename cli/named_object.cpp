@@ -3,13 +3,15 @@
 
 #include <utility>
 
-#include "cli/frame.h"
+#include "cli/exit_status.h"
 #include "cli/parameters.h"
+#include "cli/permission.h"
+#include "cli/request.h"
 #include "db/text_field.h"
 #include "diag/trace.h"
 
 int create_or_delete(const sch_cli_cmd_ctx *ctx, const NamedObject &object) {
-  if (ctx->skip != 0) return exit_success;  // before the debug flag is taken over, on purpose
+  if (ctx->skip != 0) return exit_success;  // without taking over the debug flag, on purpose
   cli_debug = ctx->debug;
   const char *given = text_parameter(ctx, 1);
   const char *name = given != nullptr ? given : "";  // no name is refused as an empty one is

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Creating and deleting what has a name: jobs and schedules take the same road to the service.
+// Creating and deleting jobs and schedules, which differ by their opcodes, traces and failure reports alone.
 #pragma once
 
 #include <cstdint>

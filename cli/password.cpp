@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Storing and removing a user's scheduler password.
-#include "cli/frame.h"
 #include "cli/parameters.h"
+#include "cli/report.h"
 #include "cli/security_user.h"
 
 namespace {
@@ -38,7 +38,7 @@ bool take_parameters(const sch_cli_cmd_ctx *ctx, SecurityUser *user) {
   return true;
 }
 
-// A password that is stored is tried at once, so that one that is refused shows now and not at the job's run.
+// A stored password is tried at once, so that the operator learns of a wrong one now and not when the job runs.
 int store(uint32_t shell_handle, SecurityUser *user) {
   const int result = user->apply(shell_handle, PasswordOperation::store);
   if (result != 0) return result;

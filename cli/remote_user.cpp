@@ -15,7 +15,7 @@ bool empty(const char *text) {
   return text == nullptr || *text == '\0';
 }
 
-// The clear text as the decryption hands it out; wiped and freed when it goes.
+// The clear text that security_conf_decrypt() allocates; wiped and freed at the end.
 struct ClearText {
   char *text = nullptr;
   uint32_t length = 0;

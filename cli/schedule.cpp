@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Creating and deleting schedules.
-#include "cli/frame.h"
+#include "cli/exit_status.h"
 #include "cli/named_object.h"
+#include "cli/report.h"
+#include "schedcli_requests.h"
 
 namespace {
 

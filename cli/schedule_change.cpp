@@ -3,8 +3,11 @@
 #include <cstdio>
 #include <utility>
 
-#include "cli/frame.h"
+#include "cli/exit_status.h"
 #include "cli/parameters.h"
+#include "cli/permission.h"
+#include "cli/report.h"
+#include "cli/request.h"
 #include "cli/schedule_time.h"
 #include "db/text_field.h"
 #include "diag/trace.h"

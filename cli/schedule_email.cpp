@@ -2,8 +2,11 @@
 // The addresses that receive a schedule's output.
 #include <utility>
 
-#include "cli/frame.h"
+#include "cli/exit_status.h"
 #include "cli/parameters.h"
+#include "cli/permission.h"
+#include "cli/report.h"
+#include "cli/request.h"
 #include "db/text_field.h"
 #include "diag/trace.h"
 
@@ -22,7 +25,7 @@ int sch_cli_modify_schedule_emailaddr(const sch_cli_cmd_ctx *ctx) {
   SCH_TRACE_CLI("to_emailid <%s>", address);
   copy_text(payload->address, address);
   const uint32_t status = exchange(std::move(record), ctx);
-  // "could add" lacks its "not" on purpose.
+  // The message lacks its "not" on purpose: scripts may look for it as it is.
   if (status != 0)
     report_status(ctx->negate != 0 ? "Error: could not delete email-id" : "Error: could add email-id", status);
   return static_cast<int>(status);

@@ -3,8 +3,9 @@
 
 #include <cstdio>
 
-#include "cli/frame.h"
+#include "cli/exit_status.h"
 #include "cli/parameters.h"
+#include "cli/report.h"
 #include "diag/trace.h"
 
 namespace {

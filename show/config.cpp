@@ -3,6 +3,7 @@
 // text; both are meant.
 #include <cstdio>
 
+#include "cli/exit_status.h"
 #include "show/line.h"
 #include "show/paging.h"
 #include "show/status.h"

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "cli/exit_status.h"
 #include "show/request.h"
 
 namespace {

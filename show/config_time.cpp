@@ -8,7 +8,7 @@
 
 namespace {
 
-// Only so much of each piece is copied into a caller's buffer; callers of the function know it so.
+// Only so much of each piece goes into a caller's buffer, as the public header says: callers rely on it.
 constexpr size_t piece_limit_in_buffer = 4;
 
 class Pieces {

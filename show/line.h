@@ -16,7 +16,7 @@ void print_underline(int label_width, const char *name, size_t name_size);
 // `length` bytes as they are; nothing when it is below 1.
 void print_bytes(const char *bytes, int32_t length);
 
-// ctime's text, which ends in a line end.
+// As ctime() formats it, with the newline at its end.
 void print_time(time_t when);
 
 }  // namespace show

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "cli/frame.h"
+#include "cli/free_ptr.h"
 #include "diag/trace.h"
 #include "show/log_stream.h"
 

@@ -7,7 +7,8 @@
 
 namespace show {
 
-// The length word before a message is parsed: a value that no message has as its length.
+// What the length holds before a message is parsed. No message is that long: a parser that left the length alone is
+// noticed.
 inline constexpr uint32_t log_length_preset = UINT32_MAX;
 
 // The next message of the answer; a failure is printed here.

@@ -2,6 +2,10 @@
 // The job log arrives as a stream: one request, a message for each entry, further messages for long output.
 #include <cstdio>
 
+#include "cli/exit_status.h"
+#include "cli/free_ptr.h"
+#include "cli/report.h"
+#include "cli/request.h"
 #include "db/text_field.h"
 #include "diag/trace.h"
 #include "platform/debug.h"

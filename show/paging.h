@@ -2,6 +2,9 @@
 // Jobs and schedules are asked for one at a time: a cursor is carried from each reply into the next request.
 #pragma once
 
+#include "cli/exit_status.h"
+#include "cli/free_ptr.h"
+#include "cli/report.h"
 #include "diag/trace.h"
 #include "show/request.h"
 

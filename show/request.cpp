@@ -5,6 +5,8 @@
 #include <cstring>
 
 #include "cli/parameters.h"
+#include "cli/report.h"
+#include "cli/request.h"
 #include "db/text_field.h"
 #include "diag/trace.h"
 #include "platform/errors.h"

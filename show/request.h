@@ -2,7 +2,7 @@
 // Requests to the show service and the one way they are sent.
 #pragma once
 
-#include "cli/frame.h"
+#include "cli/free_ptr.h"
 #include "schedcli_requests.h"
 #include "show/reply.h"
 

@@ -24,7 +24,7 @@ namespace {
 
 using namespace cli_test;
 
-class Frame : public CliTest {
+class HandlersRequest : public CliTest {
  protected:
   void TearDown() override {
     regcomp_fails = false;
@@ -33,7 +33,7 @@ class Frame : public CliTest {
 };
 
 // A platform may keep the pointers as long as the shell keeps the context.
-TEST_F(Frame, a_terminated_name_is_handed_on_where_it_stands_and_a_full_one_copied) {
+TEST_F(HandlersRequest, a_terminated_name_is_handed_on_where_it_stands_and_a_full_one_copied) {
   char field[4] = {'a', 'b', '\0', 'x'};
   const FieldText ended(field);
   EXPECT_EQ(ended.text, field);
@@ -46,7 +46,7 @@ TEST_F(Frame, a_terminated_name_is_handed_on_where_it_stands_and_a_full_one_copi
   EXPECT_STREQ(full.text, "abcd");
 }
 
-TEST_F(Frame, names_follow_the_rule) {
+TEST_F(HandlersRequest, names_follow_the_rule) {
   const struct {
     const char *name;
     bool allowed;
@@ -66,20 +66,20 @@ TEST_F(Frame, names_follow_the_rule) {
   }
 }
 
-TEST_F(Frame, the_rule_is_a_basic_expression) {
+TEST_F(HandlersRequest, the_rule_is_a_basic_expression) {
   regcomp_flags = -1;
   Context context({"a"});
   EXPECT_EQ(run(sch_cli_create_delete_job, context).result, 0);
   EXPECT_EQ(regcomp_flags, 0);
 }
 
-TEST_F(Frame, a_rule_that_does_not_compile_allows_no_name) {
+TEST_F(HandlersRequest, a_rule_that_does_not_compile_allows_no_name) {
   regcomp_fails = true;
   Context context({"a"});
   EXPECT_TRUE(refused(run(sch_cli_create_delete_job, context), 255, name_rule_message));
 }
 
-TEST_F(Frame, the_first_failed_user_check_ends_the_command) {
+TEST_F(HandlersRequest, the_first_failed_user_check_ends_the_command) {
   fake.remote_users = {"admin"};
   for (const Command &row : checked_commands) {
     fake.calls.clear();
@@ -88,7 +88,7 @@ TEST_F(Frame, the_first_failed_user_check_ends_the_command) {
   }
 }
 
-TEST_F(Frame, the_second_answer_of_the_user_check_counts_too) {
+TEST_F(HandlersRequest, the_second_answer_of_the_user_check_counts_too) {
   for (const Command &row : checked_commands) {
     fake.user_check = {2, false, 0};
     EXPECT_TRUE(refused(run(row), 255, status_line("Error", 0x40bd0010))) << row.title;
@@ -96,7 +96,7 @@ TEST_F(Frame, the_second_answer_of_the_user_check_counts_too) {
   }
 }
 
-TEST_F(Frame, a_refused_user_costs_no_memory) {
+TEST_F(HandlersRequest, a_refused_user_costs_no_memory) {
   fake.remote_users = {"admin"};
   fake.libc_alloc = {1, true, 0};
   for (const Command &row : checked_commands) {
@@ -105,7 +105,7 @@ TEST_F(Frame, a_refused_user_costs_no_memory) {
   EXPECT_EQ(fake.libc_alloc.calls, 0);
 }
 
-TEST_F(Frame, a_missing_user_name_is_refused) {
+TEST_F(HandlersRequest, a_missing_user_name_is_refused) {
   for (const Command &row : checked_commands) {
     Context context(row.params);
     context->subcommand = row.subcommand;
@@ -114,7 +114,7 @@ TEST_F(Frame, a_missing_user_name_is_refused) {
   }
 }
 
-TEST_F(Frame, a_remote_user_with_a_password_passes) {
+TEST_F(HandlersRequest, a_remote_user_with_a_password_passes) {
   fake.remote_users = {"admin"};
   fake.passwords["admin"] = {};
   for (const Command &row : checked_commands) {
@@ -122,7 +122,7 @@ TEST_F(Frame, a_remote_user_with_a_password_passes) {
   }
 }
 
-TEST_F(Frame, reply_and_request_are_freed_whatever_the_status) {
+TEST_F(HandlersRequest, reply_and_request_are_freed_whatever_the_status) {
   for (uint32_t status : {0u, 0x40be0001u, 0x40bd0002u}) {
     for (const Command &row : checked_commands) {
       fake.replies = {Reply::with("answer", status)};
@@ -133,7 +133,7 @@ TEST_F(Frame, reply_and_request_are_freed_whatever_the_status) {
   }
 }
 
-TEST_F(Frame, handlers_take_cli_debug_over_except_two) {
+TEST_F(HandlersRequest, handlers_take_cli_debug_over_except_two) {
   const std::pair<Handler, bool> rows[] = {{sch_cli_create_delete_job, true},
                                            {sch_cli_create_delete_schedule, true},
                                            {sch_cli_modify_schedule, true},
@@ -156,7 +156,7 @@ TEST_F(Frame, handlers_take_cli_debug_over_except_two) {
   }
 }
 
-TEST_F(Frame, skipping_comes_before_cli_debug) {
+TEST_F(HandlersRequest, skipping_comes_before_cli_debug) {
   for (Handler handler : {sch_cli_create_delete_job, sch_cli_create_delete_schedule, sch_enable_scheduler}) {
     Context context({"_"});
     context->skip = context->feature_skip = 1;
@@ -168,7 +168,7 @@ TEST_F(Frame, skipping_comes_before_cli_debug) {
   EXPECT_THAT(fake.history, IsEmpty());
 }
 
-TEST_F(Frame, only_create_and_delete_skip) {
+TEST_F(HandlersRequest, only_create_and_delete_skip) {
   const auto calls_of = [](const Command &command, uint8_t skip, uint8_t feature_skip) {
     fake.calls.clear();
     Context context(command.params);
@@ -185,7 +185,7 @@ TEST_F(Frame, only_create_and_delete_skip) {
   EXPECT_EQ(calls_of({"", sch_enable_scheduler}, 1, 0), 1u);
 }
 
-TEST_F(Frame, a_trace_goes_to_standard_error_history_and_buginf_in_this_order) {
+TEST_F(HandlersRequest, a_trace_goes_to_standard_error_history_and_buginf_in_this_order) {
   fake.record_traces = true;
   Context context;
   context->debug = 1;
@@ -200,7 +200,7 @@ TEST_F(Frame, a_trace_goes_to_standard_error_history_and_buginf_in_this_order) {
   EXPECT_EQ(fake.history[0].subtype, 103u);
 }
 
-TEST_F(Frame, each_sink_of_a_trace_has_its_own_gate) {
+TEST_F(HandlersRequest, each_sink_of_a_trace_has_its_own_gate) {
   fake.history_allowed = fake.buginf_allowed = false;
   debug_level = 200;
   Context context;
@@ -209,7 +209,7 @@ TEST_F(Frame, each_sink_of_a_trace_has_its_own_gate) {
   EXPECT_THAT(fake.buginf, IsEmpty());
 }
 
-TEST_F(Frame, no_trace_reaches_a_sink_that_refuses_it) {
+TEST_F(HandlersRequest, no_trace_reaches_a_sink_that_refuses_it) {
   const Command commands[] = {
       {"", sch_cli_create_delete_job, 0, {"backup"}},
       {"", sch_cli_create_delete_job, 0, {"backup"}, 1},
