@@ -42,13 +42,13 @@ struct Search {
   const Zone &zone;
   WallTime taken;
 
-  // A day before what the clock shows: the end of a leap may lie on the day behind.
+  // Starts a day early: a due time on the day before may fall into a gap of the wall clock that ends on this day.
   sys_days first_day() const {
     const sys_days yesterday = day_of(zone.wall_at(after)) - days(1);
     return taken == nothing_taken ? yesterday : std::max(yesterday, day_of(taken));
   }
 
-  // `day` comes next after a day that is not due.
+  // The first due time on `day` or a later one; `next` gives the day to try after a day.
   template <typename Next>
   std::optional<uint32_t> from(sys_days day, Next next) const {
     for (;; day = next(day)) {
@@ -101,8 +101,8 @@ std::optional<uint32_t> only_once(const Search &search) {
   return wall > search.taken && moment > search.after ? in_range(moment) : std::nullopt;
 }
 
-// last_run is the service's own word: unsigned, like all its times; after a step of the clock it may lie before the
-// start. The start is what the library makes of it.
+// last_run is written by the service, so it is read as unsigned, like all of the service's times; after a step of the
+// clock it may be before start_time. start_time is written by the library, as a signed number.
 std::optional<uint32_t> next_slot(const sch_tminfo &time, int64_t after) {
   const int64_t period = period_of(time), last_run = static_cast<uint32_t>(time.last_run);
   if (period <= 0) return std::nullopt;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // When a schedule is due. Daily, weekly, monthly and one-shot times are times of the wall clock: one that the clock
-// leaps over is due at the end of the leap, one that it shows twice is due the first time. A day of the month that a
-// month has not is its last day. A periodic schedule counts elapsed time from its start.
+// skips (summer time begins) is due at the end of the gap, one that comes twice (summer time ends) the first time. A
+// day that a month does not have is its last day. A periodic schedule counts elapsed time from its start.
 #pragma once
 
 #include <cstdint>
@@ -16,9 +16,9 @@ namespace service {
 
 inline constexpr WallTime nothing_taken = {std::numeric_limits<int64_t>::min()};
 
-// The next due time strictly after `after`, of those that 32 unsigned bits of seconds hold. Times of the wall clock up
-// to `taken` are not due again, whatever the clock or the zone has become; a periodic schedule keeps that in last_run,
-// the slot from which it counts on.
+// The next due time strictly after `after` that fits in 32 unsigned bits. Times of the wall clock up to `taken` are not
+// due again, even if the clock was set back or the zone has changed; for a periodic schedule last_run, the slot that
+// was taken last, has that effect.
 std::optional<uint32_t> next_due(const sch_tminfo &time, time_t after, const Zone &zone,
                                  WallTime taken = nothing_taken);
 

@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 constexpr char database[] = "zoneinfo/";
 
-// As the C library and GLib have it.
+// Where the C library and GLib look, too.
 fs::path zone_folder() {
   const char *set = std::getenv("TZDIR");
   return set == nullptr || set[0] == '\0' ? "/usr/share/zoneinfo" : set;
@@ -38,7 +38,7 @@ bool is_zone_name(const std::string &name) {
   return !name.empty() && name[0] != '/' && std::all_of(name.begin(), name.end(), plain);
 }
 
-// /etc/timezone may be older than the file: it names the zone only when that zone's file is the same.
+// /etc/timezone may be out of date: its name counts only if that zone's file has the same content as /etc/localtime.
 std::string name_of_copy(const fs::path &localtime, const fs::path &timezone) {
   std::string name = contents(timezone);
   name.erase(std::find(name.begin(), name.end(), '\n'), name.end());
@@ -79,7 +79,7 @@ std::string machine_zone(const std::string &etc) {
 
 std::vector<std::string> files_of_zone(const std::string &identifier) {
   const std::string name = identifier.substr(identifier.starts_with(':') ? 1 : 0);
-  const fs::path file = zone_folder() / name;  // an absolute name stands for itself
+  const fs::path file = zone_folder() / name;  // if the name is absolute, operator/ gives it alone
   std::error_code ignored;
   std::vector<std::string> files;
   if (!name.empty() && fs::is_regular_file(file, ignored)) add_with_targets(file, &files);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The zone that the machine is set to: /etc/localtime, a link into the zone files or a copy of one of them, whose name
-// then stands in /etc/timezone.
+// The zone that the machine is set to: /etc/localtime is a link to a zone file, or a copy of one whose name is in
+// /etc/timezone.
 #pragma once
 
 #include <string>
@@ -8,11 +8,11 @@
 
 namespace service {
 
-// What TZ would say: the name of the zone; the path of a nameless file, behind a colon; UTC when there is none.
-// `etc` is /etc but for tests.
+// As a value for TZ: the zone's name; for a file without a name a colon and its path; UTC if there is no zone.
 std::string machine_zone(const std::string &etc = "/etc");
 
-// The files that a zone is read from, links on the way included, and where its name stands. Empty: a rule.
+// The files that determine a zone: the zone file and the links to it, for the machine's zone also /etc/timezone. None
+// for a rule.
 std::vector<std::string> files_of_zone(const std::string &identifier);
 std::vector<std::string> files_of_machine_zone(const std::string &etc = "/etc");
 

@@ -12,7 +12,7 @@ namespace service {
 namespace {
 
 struct Choice {
-  std::string identifier;  // empty: the machine's, whatever that is at the time
+  std::string identifier;  // empty: follows the machine's zone
   const char *asked_by;
 };
 
@@ -21,14 +21,14 @@ std::string given_tz() {
   return given == nullptr ? std::string() : given;
 }
 
-// TZ as it was before the process set its own.
+// The process's TZ before live_in() changed it.
 const std::string &tz_at_start() {
   static const std::string at_start = given_tz();
   return at_start;
 }
 
 Choice choose(const std::string &configured) {
-  const std::string &tz = tz_at_start();  // asked for first of all: living in a zone changes it
+  const std::string &tz = tz_at_start();  // first of all, as live_in() changes the variable
   if (!configured.empty()) return {configured, "the configuration"};
   if (!tz.empty()) return {tz, "the environment variable TZ"};
   return {{}, "the machine's /etc/localtime"};
@@ -45,7 +45,7 @@ Current &current() {
   return current;
 }
 
-// The C library reads a zone's file again only when TZ has said something else meanwhile.
+// The C library rereads a zone's file only when TZ changes: so TZ is set to something else first.
 void live_in(const Zone &zone) {
   setenv("TZ", "UTC0", 1);
   tzset();
@@ -74,7 +74,7 @@ const Zone &service_zone() {
 
 host::Result<void> set_service_zone(const std::string &configured) {
   Choice choice = choose(configured);
-  std::string identity = identity_of(files_of(choice));  // before it is read: a change in between is seen later
+  std::string identity = identity_of(files_of(choice));  // before reading, so that a change in between is noticed later
   host::Result<Zone> zone = load(choice);
   if (!zone) return host::Error{zone.code(), zone.error().text + " (asked for by " + choice.asked_by + ")"};
   adopt(std::move(*zone), std::move(choice), std::move(identity));

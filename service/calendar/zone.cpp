@@ -18,11 +18,11 @@ namespace {
 
 constexpr int64_t day = 86400;
 
-// What is stored as 32 bits lies between, and a day more for the wall clocks on both sides.
+// The range of stored times, 32 unsigned bits, and two days on each side for the difference of wall clocks.
 constexpr int64_t first_moment = -2 * day;
 constexpr int64_t last_moment = std::numeric_limits<uint32_t>::max() + 2 * day;
 
-constexpr int64_t farthest_offset = 26 * 3600;  // the largest that zones' rules can give, and some
+constexpr int64_t farthest_offset = 26 * 3600;  // more than any zone or POSIX rule has
 
 struct ReleaseZone {
   void operator()(GTimeZone *zone) const { g_time_zone_unref(zone); }
@@ -33,7 +33,7 @@ int interval_at(GTimeZone *zone, int64_t moment) {
   return g_time_zone_find_interval(zone, G_TIME_TYPE_UNIVERSAL, moment);
 }
 
-// The first moment behind `moment` that lies in another interval. GLib tells of intervals only by moments in them.
+// The first moment after `moment` at which another interval begins, found by bisection: GLib has no function for it.
 int64_t next_interval(GTimeZone *zone, int64_t moment) {
   constexpr int64_t stride = 90 * day;
   const int interval = interval_at(zone, moment);
@@ -94,7 +94,7 @@ int32_t Zone::offset_at(time_t moment) const {
 
 time_t Zone::moment_of(WallTime wall) const {
   for (auto span = span_at(wall.seconds - farthest_offset);; ++span) {
-    const int64_t moment = std::max(wall.seconds - span->offset, span->from);  // before its beginning: leapt over
+    const int64_t moment = std::max(wall.seconds - span->offset, span->from);  // in a gap: its end
     const auto next = span + 1;
     if (next == spans_.end() || moment < next->from) return static_cast<time_t>(moment);
   }

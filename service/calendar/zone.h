@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A time zone as a table of offsets, and the two ways between a moment and what a clock on the wall shows.
+// A time zone as a table of offsets, and the conversions between a moment and what a wall clock shows.
 #pragma once
 
 #include <compare>
@@ -12,14 +12,14 @@
 
 namespace service {
 
-// What a clock on the wall shows, without a zone: as seconds since it showed 1970-01-01 00:00.
+// What a wall clock shows, as the seconds since it showed 1970-01-01 00:00. It has no zone.
 struct WallTime {
   int64_t seconds = 0;
-  // The check takes the comparison's own zero for a pointer.
+  // clang-tidy takes the literal zero in the generated comparison for a null pointer.
   auto operator<=>(const WallTime &) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
-// A copy of what GLib reads, not GLib's own: that one is shared by name, and would outlive a change of the zone's file.
+// Copies what GLib reads: GLib caches its own zones by name, even after the zone's file has changed.
 class Zone {
  public:
   Zone() = default;  // UTC
@@ -33,13 +33,13 @@ class Zone {
   int32_t offset_at(time_t moment) const;  // seconds to add to a moment, positive in the east
   WallTime wall_at(time_t moment) const { return {int64_t{moment} + offset_at(moment)}; }
 
-  // When the wall clock shows this for the first time. A time that it leaps over: the end of the leap.
+  // The first moment at which the wall clock shows this; for a time that it skips, the end of the gap.
   time_t moment_of(WallTime wall) const;
 
   bool same_offsets(const Zone &other) const { return spans_ == other.spans_; }
 
  private:
-  struct Span {  // of one offset: from this moment on, until the next span begins
+  struct Span {  // has one offset, from `from` until the next span begins
     int64_t from;
     int32_t offset;
     bool operator==(const Span &) const = default;

@@ -11,7 +11,8 @@
 namespace service {
 namespace {
 
-// RFC 9636: a header and a block with times of 4 bytes; from version 2 on both again with 8, and a rule as a line.
+// RFC 9636: a header and a block with times of 4 bytes; from version 2 on another header and block with times of 8
+// bytes, and a line with a rule.
 struct Header {
   char magic[4], version, reserved[15];
   uint32_t ut_flags, standard_flags, leap_seconds, times, types, characters;

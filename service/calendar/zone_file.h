@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Whether a zone's file can be given to GLib, which trusts the counts in it: one that is cut in the middle, as it may
-// be while somebody writes it, would end the process.
+// Whether a zone's file can be given to GLib, which trusts the counts in it: a truncated file, which somebody may just
+// be writing, would abort the process.
 #pragma once
 
 #include <string>

@@ -25,7 +25,7 @@ void drain(int notices) {
 void ZoneWatch::start(std::function<void()> changed) {
   changed_ = std::move(changed);
   notices_ = host::FileDescriptor(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-  if (!notices_) {  // the user has no inotify instance left
+  if (!notices_) {  // the user's inotify instances are used up
     look_every_minute();
     return;
   }
@@ -47,7 +47,7 @@ void ZoneWatch::configure(const std::string &zone) {
   if (!before.same_offsets(service_zone()) || before.identifier() != service_zone().identifier()) changed_();
 }
 
-// Directories, for a file that is replaced is another one.
+// Watches the directories: a watch of a file would stay with the old file when that is replaced.
 void ZoneWatch::watch_directories() {
   constexpr uint32_t events = IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE | IN_CLOSE_WRITE | IN_ONLYDIR;
   for (const std::string &file : files_of_service_zone())

@@ -9,12 +9,12 @@
 
 namespace service {
 
-// Follows the files that the service's zone is read from: linked elsewhere, replaced or written over.
+// Reads the service's zone again when its files are relinked, replaced or overwritten.
 class ZoneWatch {
  public:
-  // `changed` is called when the service's zone has become another.
+  // `changed` is called after the zone has changed.
   void start(std::function<void()> changed);
-  void configure(const std::string &zone);  // as set_service_zone: one that cannot be read changes nothing
+  void configure(const std::string &zone);  // as set_service_zone; one that cannot be read is logged, changing nothing
 
  private:
   void watch_directories();
