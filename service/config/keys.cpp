@@ -70,7 +70,7 @@ std::vector<std::string> split(const std::string &text) {
   const std::unique_ptr<char *, decltype(&g_strfreev)> parts(g_strsplit(text.c_str(), ";", -1), g_strfreev);
   for (char **part = parts.get(); *part != nullptr; part++)
     names.emplace_back(g_strstrip(*part));
-  if (names.size() > 1 && names.back().empty()) names.pop_back();  // a list may end in its separator
+  if (names.size() > 1 && names.back().empty()) names.pop_back();  // a list may end with a separator
   return names;
 }
 

@@ -9,7 +9,7 @@
 namespace service {
 namespace {
 
-constexpr size_t problems_said = 20;  // the rest is told by schedd --check
+constexpr size_t problems_said = 20;  // schedd --check prints all of them
 
 void say_what_waits_for_a_start(Settings before, Settings after) {
   const std::vector<Key> old_keys = keys_of(before), new_keys = keys_of(after);

@@ -7,8 +7,8 @@
 
 namespace service {
 
-// Puts the settings that were read in the place of those in use, or leaves these when anything is wrong. Either is said
-// in the system log, and which keys wait for the next start. False: nothing was changed.
+// Replaces the settings in use by those that were read, unless these have problems. Logs the problems, or which keys
+// take effect only at the next start. False: nothing was changed.
 bool reload(SettingsRead read, std::shared_ptr<const Settings> *in_use);
 
 }  // namespace service

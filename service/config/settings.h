@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the administrator may set: one record, read whole from the configuration file and replaced whole at a reload.
-// The file's keys are in keys.h; the defaults stand here and nowhere else.
+// The administrator's settings: one record, read from the configuration file and replaced as a whole at a reload. The
+// file's keys are in keys.h; the defaults are here alone.
 #pragma once
 
 #include <string>
@@ -17,13 +17,13 @@ enum class StartAs { active, standby };
 enum class MissedPolicy { skip, run_once };
 enum class MailPolicy { always, failure, never };
 
-// How the jobs of some users run. The group [class default] is everybody's; a group [class NAME] begins with its values
-// and is for the members of the groups that it names.
+// How jobs run, for a class of users. [class default] applies to everybody; [class NAME] applies to the members of the
+// groups that it names, and what it does not set is as in [class default].
 struct ClassSettings {
   std::string name = "default";
   std::vector<std::string> groups;
   int time_limit_s = job_time_limit_s;
-  int grace_s = job_grace_ms / 1000;  // between the polite signal and the final one
+  int grace_s = job_grace_ms / 1000;  // between SIGTERM and SIGKILL
   int memory_mib = 0;                 // of a run; 0: no limit
   int tasks = 0;                      // processes and threads of a run; 0: no limit
   int cpu_percent = 0;                // of one processor; 0: no limit
@@ -42,7 +42,7 @@ struct Settings {
   int store_limit_mib = 128;
 
   int max_schedules = schedules_limit;
-  int max_schedules_per_user = schedules_per_user_limit;  // the administrator is bound by none of the shares of a user
+  int max_schedules_per_user = schedules_per_user_limit;  // limits per user do not apply to the administrator
   int max_jobs_per_user = 64;                             // a quarter of the table
   int job_text_bytes = job_text_limit;
   int log_size_kib = log_size_max / 1024;  // the largest that an operator may set
@@ -50,9 +50,9 @@ struct Settings {
   int max_parallel = run_limit;
   int max_parallel_per_user = 16;
   MissedPolicy missed = MissedPolicy::skip;
-  int missed_window_s = 24 * 3600;  // what is found later than this is not run any more
+  int missed_window_s = 24 * 3600;  // a due time missed longer ago than this is not made up for
   int late_grace_s = late_limit_s;
-  int stop_grace_s = 5;  // one deadline for all runs when the service ends
+  int stop_grace_s = 5;  // for all runs together when the service ends
 
   std::vector<ClassSettings> classes = {ClassSettings()};  // the default first, then in the order of the file
 
@@ -62,10 +62,10 @@ struct Settings {
   bool mail_require_tls = false;
   std::string mail_credentials;  // a file; empty: none
   int mail_retry_window_s = 24 * 3600;
-  int mail_queue = 1000;  // messages that wait
+  int mail_queue = 1000;  // the most messages that may wait
 };
 
-// The class of a user who is in the groups of these names: the first in the file that names one of them.
+// The class of a member of these groups: the first one in the file that names one of them, otherwise the default.
 const ClassSettings &class_for(const Settings &settings, const std::vector<std::string> &groups);
 
 Limits limits_of(const ClassSettings &settings);

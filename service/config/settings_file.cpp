@@ -59,7 +59,7 @@ class Reader {
     read_.problems.push_back(file_ + (line > 0 ? ":" + std::to_string(line) : "") + ": " + what);
   }
 
-  // GKeyFile knows no line numbers, and takes the last of two values in silence.
+  // GKeyFile reports no line numbers, and silently takes the last of two values of a key.
   void scan(const std::string &text) {
     if (text.find('\0') != std::string::npos) return problem(0, "holds a NUL byte; it must be a text");
     std::istringstream lines(text);
@@ -201,7 +201,7 @@ std::string why_not_trusted(const struct stat &found) {
   return found.st_size > file_limit ? "is larger than 1 MiB" : "";
 }
 
-// A service started for another user may have a home directory in its environment that is not its own.
+// The environment may name the home directory of another user, where this one may not look: then there is no file.
 bool is_out_of_sight(int error) {
   return error == ENOENT || error == ENOTDIR || error == EACCES;
 }

@@ -16,8 +16,8 @@ struct SettingsRead {
 
 SettingsRead parse_settings(const std::string &text, const std::string &file);
 
-// `must_exist`: the file was named; otherwise one that is not there means the defaults. A file that others may change
-// is refused: it says what runs, and as whom.
+// `must_exist` when the file was named by an option; otherwise a missing file means the defaults. A file that others
+// may change is refused, as it decides what runs and as whom.
 SettingsRead read_settings(const std::string &file, bool must_exist);
 
 // /etc/schedcli/schedd.conf for root, otherwise the user's own under $XDG_CONFIG_HOME or ~/.config.
