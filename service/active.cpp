@@ -16,7 +16,7 @@
 namespace service {
 namespace {
 
-// The service goes on without what it could not do.
+// Failures that the service can live with are logged.
 void tell(const host::Result<void> &done) {
   if (!done) sch_syslog_raise(&syslog_msg_SCH_ERR, done.error().text.c_str());
 }
@@ -37,7 +37,7 @@ Active::Active(std::shared_ptr<const Settings> settings, const host::User &user,
                std::move(settings),
                started,
                &courier_},
-      desk_(context_) {
+      pending_configuration_(context_) {
   recorder_.on_stored([this](const RunStep &step) { reports_.take(step); });
   recorder_.on_report([this](const RunStep &step) { return reports_.owes(step); });
 }
@@ -48,11 +48,11 @@ host::Result<void> Active::settle() {
   tell(runner_.processes().end_left_overs());
   if (runner_.processes().uses_pam()) context_.accounts = &accounts_;
   settle_configuration();
-  tell(courier_.open());  // before anything is mailed anew
+  tell(courier_.open());  // finds what is queued already, before new mail is queued
   reports_.recover(recorder_);
   scheduler_.recover();
-  context_.desk = &desk_;
-  desk_.confirmation.start();
+  context_.pending_configuration = &pending_configuration_;
+  pending_configuration_.confirmation.start();
   return host::sysmgr_mark_started();
 }
 

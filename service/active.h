@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// All that works while the service is active, over the stores that open_stores has opened: runs, their log and mail,
-// and the answers to requests.
+// Everything that works only while the service is active: runs, their log and mail, and the answers to requests. The
+// stores are open by then (open_stores).
 #pragma once
 
 #include <ctime>
@@ -10,7 +10,7 @@
 #include "host/security/security.h"
 #include "host/transport/transport.h"
 #include "service/calendar/zone_watch.h"
-#include "service/configuration/desk.h"
+#include "service/configuration/pending.h"
 #include "service/joblog/joblog.h"
 #include "service/mail/courier.h"
 #include "service/mail/run_reports.h"
@@ -28,9 +28,9 @@ class Active {
   Active(const Active &) = delete;
   Active &operator=(const Active &) = delete;
 
-  // What an earlier process left is settled, and then nothing runs yet.
+  // Cleans up after an earlier process: interrupted runs, unsent mail, a change of configuration. Starts nothing yet.
   host::Result<void> settle();
-  host::Result<void> start();  // from now on by the clock
+  host::Result<void> start();  // from now on schedules run when they are due
 
   host::Answer answer(const host::Incoming &incoming);
   void use(const std::shared_ptr<const Settings> &settings);
@@ -45,7 +45,7 @@ class Active {
   RunReports reports_;
   Accounts accounts_;
   Context context_;
-  ConfigurationDesk desk_;
+  PendingConfiguration pending_configuration_;
   ZoneWatch zone_watch_;
 };
 

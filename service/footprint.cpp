@@ -5,8 +5,8 @@
 
 namespace service {
 
-// Left to itself, the allocator takes the first large block that is freed for a sign that blocks of that size are
-// usual, and keeps all of them from then on: megabytes that the start alone needed.
+// By default glibc raises its mmap threshold when a large block is freed, and from then on keeps freed blocks of that
+// size in the heap: megabytes that only the start needs.
 void keep_freed_memory_small() {
   constexpr int large_block = 128 * 1024;
   mallopt(M_MMAP_THRESHOLD, large_block);

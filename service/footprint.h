@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// The memory of a service that mostly waits.
+// Keeps the resident memory small, as the service waits most of the time.
 #pragma once
 
 namespace service {
 
-// Before the first large block.
+// To be called before the first large allocation.
 void keep_freed_memory_small();
 
-// The freed memory that the start alone needed.
+// Returns to the system the memory that only the start needed.
 void give_back_start();
 
 }  // namespace service

@@ -52,7 +52,7 @@ sch_email_transport transport_of(const GlobalSettings &settings) {
   return conf;
 }
 
-// The log with its new settings beside the present one, thrown away unless it is adopted.
+// A new log with the wanted settings, built beside the present one and removed unless it is adopted.
 class LogChange {
  public:
   explicit LogChange(JobLog &log) : log_(log) {}
@@ -112,7 +112,7 @@ void change_transport(ConfigChange &change, const GlobalSettings &now, const Glo
   change.require(sch_save_email_smtpserver_conf_to_pss(pss_running, &email_transport_conf));
 }
 
-// What was due while the feature was disabled is not made up for.
+// Due times that passed while the feature was disabled are neither run nor recorded as missed.
 void change_feature(ConfigChange &change, const GlobalSettings &wanted, time_t now) {
   const bool enabled = wanted.feature.value_or(scheduler_enabled != 0);
   if (enabled == (scheduler_enabled != 0)) return;
@@ -135,7 +135,7 @@ bool change_logging_level(int32_t level) {
   return true;
 }
 
-// What belongs to the jobs and schedules that went must not be found by later ones of their places and names.
+// Statuses of jobs and schedules that were removed must not be taken over by later ones with the same slot or name.
 void settle_statuses(Context &context, const std::vector<Database::MovedJob> &moved) {
   std::vector<uint32_t> from, to;
   for (const Database::MovedJob &job : moved) {

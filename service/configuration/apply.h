@@ -9,17 +9,17 @@
 namespace service {
 
 struct Applied {
-  bool keeps_order = true;  // false: a run is under way, and what is new comes last
-  std::string warning;      // what could not be made durable with the rest; empty: all was
+  bool keeps_order = true;  // false: runs under way forbid it, so new jobs and schedules come last
+  std::string warning;      // a part that could not be made durable; empty: none
   HistoryDraft history;
 };
 
-// Makes the target the configuration in use, as one durable change: after an error, or a crash, it is all as before.
-// `before_commit` may still refuse.
+// Makes the target the configuration in use, as one durable change: after an error or a crash nothing has changed.
+// `before_commit` may still refuse the change.
 host::Result<Applied> apply_configuration(Context &context, const Configuration &target, const Origin &origin,
                                           const std::function<host::Result<void>(const HistoryDraft &)> &before_commit);
 
-// At the start, when the stores are open: what a crash in the middle left behind.
+// At the service's start, when the stores are open: completes or discards what a crash during a change has left.
 void settle_configuration();
 
 }  // namespace service

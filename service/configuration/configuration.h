@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A configuration as a value: what its text says, and whose each part is.
+// A configuration as a value: what its text says, and who owns each part.
 #pragma once
 
 #include <cstdint>
@@ -11,9 +11,9 @@
 
 namespace service {
 
-// Of the user at that time; tag 0: not known.
+// The name is the one that the user had when the job or schedule was defined.
 struct OwnerName {
-  uint32_t tag = 0;  // uid + 1
+  uint32_t tag = 0;  // uid + 1; 0: unknown
   std::string name;
   bool operator==(const OwnerName &) const = default;
 };
@@ -21,12 +21,12 @@ struct OwnerName {
 struct JobBlock {
   std::string name, text;
   OwnerName owner;
-  size_t line = 0;  // where it stands in the text that it was read from
+  size_t line = 0;  // of the text that it was read from
 };
 
 struct ScheduleBlock {
   std::string name;
-  std::string time;  // "daily 23:30", as the configuration's text has it behind "time "; empty: none
+  std::string time;  // "daily 23:30", as after "time " in the text; empty: none
   std::vector<std::string> jobs, addresses;
   bool enabled = true;
   OwnerName owner;
@@ -41,11 +41,11 @@ struct MailServer {
 
 inline constexpr int32_t usual_logging_level = 5;
 
-// What is not of one user. An absent feature line leaves the feature as it is.
+// The settings that belong to no single user. Without a feature line the feature stays as it is.
 struct GlobalSettings {
   std::optional<bool> feature;
   int32_t log_kilobytes = SCH_LOG_SIZE_DEFAULT / SCH_LOG_SIZE_UNIT;
-  std::string log_uri;  // empty: nobody chose it
+  std::string log_uri;  // empty: the default file
   std::string mail_from, mail_reply_to;
   MailServer mail_server;
   int32_t logging_level = usual_logging_level;
@@ -54,7 +54,7 @@ struct GlobalSettings {
 
 struct Configuration {
   GlobalSettings settings;
-  std::vector<JobBlock> jobs;            // in the order in which runs take them
+  std::vector<JobBlock> jobs;            // in the order in which a schedule runs them
   std::vector<ScheduleBlock> schedules;  // in the order in which they are shown
 };
 

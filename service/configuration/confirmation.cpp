@@ -19,13 +19,13 @@
 namespace service {
 namespace {
 
-constexpr time_t look_again_s = 20;  // the wall clock may be set meanwhile; a failed attempt is made again
+constexpr time_t look_again_s = 20;  // not one long wait: the wall clock may be set, and an attempt may fail
 
 std::string path() {
   return configuration_directory() + "/awaits-confirmation";
 }
 
-// What was in use is in use again, whatever the limits have become.
+// The earlier configuration is restored even if it exceeds limits that were lowered since.
 Settings without_limits() {
   Settings settings;
   settings.max_jobs_per_user = settings.max_schedules = settings.max_schedules_per_user = settings.job_text_bytes =

@@ -12,24 +12,24 @@
 
 namespace service {
 
-// A configuration that takes itself back unless it is confirmed in time. What it would go back to, and when, is on
-// disk, so that it does after a restart too.
+// Rolls a changed configuration back unless the change is confirmed in time. The earlier configuration and the deadline
+// are on disk, so that this also happens after a restart.
 class Confirmation {
  public:
   struct Awaited {
-    uint32_t entry = 0;  // of the history: the configuration to go back to
+    uint32_t entry = 0;  // number, in the history, of the configuration to go back to
     time_t deadline = 0;
-    uint32_t owner_tag = 0;  // whose part goes back; 0: all of it
+    uint32_t owner_tag = 0;  // only this owner's part is rolled back; 0: all of it
     std::string who;
   };
 
   explicit Confirmation(Context &context) : context_(context) {}
 
-  void start();  // at the service's start: what was awaited is awaited still, or taken back when its time has come
+  void start();  // at the service's start: goes on waiting, or rolls back if the deadline has passed
   host::Result<void> await(const Awaited &awaited);
-  void forget();  // confirmed, or what was to be confirmed did not come about
+  void forget();  // after the confirmation, or when the change failed
   std::optional<Awaited> awaited() const;
-  void look(time_t now);  // takes it back when its time has come
+  void look(time_t now);  // rolls back if the deadline has passed
 
  private:
   void take_back(const Awaited &awaited);

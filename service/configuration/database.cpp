@@ -42,7 +42,8 @@ bool a_run_is_under_way() {
 
 constexpr int64_t none = -1;
 
-// Ids in the order of the blocks that leave each known one where it is; empty: there are none.
+// Ascending ids for all blocks, of which the known ones keep theirs and the new ones get ids between them. Empty if
+// that is not possible.
 std::vector<uint32_t> ids_in_gaps(const std::vector<int64_t> &known) {
   std::vector<uint32_t> ids;
   int64_t last = none, waiting = 0;
@@ -140,7 +141,7 @@ Database::Records::~Records() {
   g_list_free_full(addresses, mtrack_free);
 }
 
-// Runs take the jobs in the order of their ids.
+// A schedule runs its jobs by ascending id, so the ids are to follow the order of the blocks.
 void Database::place_jobs(const std::vector<JobBlock> &blocks) {
   std::vector<int64_t> known;
   for (const JobBlock &block : blocks) {
@@ -161,7 +162,8 @@ void Database::place_jobs(const std::vector<JobBlock> &blocks) {
   }
 }
 
-// A number is never given twice: in front of a schedule that stays there is none for a new one.
+// The numbers are to follow the order of the blocks. As numbers are never reused, all from the first new or moved block
+// on get new ones.
 void Database::number_schedules(const std::vector<ScheduleBlock> &blocks) {
   const bool fixed = a_run_is_under_way();
   uint32_t last = 0;
@@ -194,15 +196,15 @@ void Database::build_job(const JobBlock &block, uint32_t id) {
 void Database::build_schedule(const ScheduleBlock &block, uint32_t number) {
   const sch_schedule_entry *known = find_schedule(block.name);
   sch_schedule_rec rec = known == nullptr ? new_record(block) : *known->rec;
-  const bool other_time = time_line(rec.time) != block.time;
-  const bool other_rest = is_enabled(rec) != block.enabled;
+  const bool time_changed = time_line(rec.time) != block.time;
+  const bool enabled_changed = is_enabled(rec) != block.enabled;
   rec.service_head[0] = number;
   std::fill(std::begin(rec.jobs), std::end(rec.jobs), 0);
   for (uint32_t id = 0; id < SCH_MAX_JOBS; id++)
     if (records_.jobs[id].key != nullptr &&
         std::ranges::find(block.jobs, name_of(*records_.jobs[id].key)) != block.jobs.end())
       rec.jobs[id / 32] |= 1u << (id % 32);
-  if (other_time) {
+  if (time_changed) {
     const host::Result<sch_tminfo> time = read_time_line(block.time);
     rec.time = time ? *time : sch_tminfo{};
     taken_wall(rec) = 0;
@@ -212,7 +214,7 @@ void Database::build_schedule(const ScheduleBlock &block, uint32_t number) {
   records_.schedules = g_list_prepend(records_.schedules, entry);
   entry->key = new_key(SCH_CONFIG_SCHEDULE, block.name);
   entry->rec = allocated(SCH_MEMORY_SCHEDULE, rec, "add schedule entry");
-  if (other_time || other_rest) to_arm_.push_back(entry);
+  if (time_changed || enabled_changed) to_arm_.push_back(entry);
   if (!block.addresses.empty()) build_addresses(block);
 }
 
@@ -254,7 +256,7 @@ void Database::arm_changed(time_t now) {
       set_next_due(*entry, 0);
 }
 
-// From now on these are the old ones.
+// records_ holds the former database by now: what differs from it is saved.
 void Database::save_jobs(ConfigChange &change) {
   std::map<std::string, const sch_job_entry *> before;
   for (const sch_job_entry &slot : records_.jobs)

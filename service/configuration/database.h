@@ -12,22 +12,22 @@
 
 namespace service {
 
-// The jobs, schedules and addresses of another configuration, built beside those in use. What stays the same keeps its
-// state. Whatever it holds at its end is freed: the new ones, or, when they have taken their places, the old.
+// The jobs, schedules and addresses of a new configuration, built beside those in use. Unchanged ones keep their state.
+// The destructor frees what it holds: the new records or, after take_place(), the old ones.
 class Database {
  public:
   struct MovedJob {
     uint32_t from, to;
   };
 
-  explicit Database(const Configuration &target);  // bad_alloc: nothing has changed
+  explicit Database(const Configuration &target);  // may throw std::bad_alloc
   Database(const Database &) = delete;
   Database &operator=(const Database &) = delete;
 
-  // As a part of `change`: these take the places of those in use, due times are set, and the differences are saved.
+  // As a part of `change`: swaps these records with those in use, computes due times, and saves what differs.
   void take_place(ConfigChange &change, time_t now);
 
-  // False: a run is under way, and what it uses cannot be given another place; what is new comes last.
+  // False: runs under way use ids and numbers, which therefore cannot change, so new jobs and schedules come last.
   bool keeps_order() const { return keeps_order_; }
   const std::vector<MovedJob> &moved_jobs() const { return moved_; }
 
@@ -55,7 +55,7 @@ class Database {
   Records records_;
   std::vector<uint32_t> job_ids_, numbers_;  // of the target's blocks
   uint32_t next_number_ = 0;
-  std::vector<sch_schedule_entry *> to_arm_;  // whose time is another, or who are enabled or disabled
+  std::vector<sch_schedule_entry *> to_arm_;  // whose time has changed, or which were enabled or disabled
   std::vector<MovedJob> moved_;
   bool keeps_order_ = true;
 };

@@ -29,7 +29,7 @@ std::string path_of(uint32_t number, std::string_view end) {
   return configuration_directory() + "/" + std::to_string(number) + std::string(end);
 }
 
-// One line of a comment, whatever was sent.
+// For one line of a comment, whatever the client has sent.
 std::string on_one_line(const std::string &text) {
   std::string line = host::visible(text.substr(0, longest_word_of_origin));
   std::ranges::replace(line, '\n', ' ');
@@ -39,7 +39,7 @@ std::string on_one_line(const std::string &text) {
 std::string file_text(const Configuration &configuration, const Origin &origin) {
   return "! at: " + std::to_string(origin.at) + "\n! by: " + on_one_line(origin.who) +
          "\n! from: " + on_one_line(origin.whence) + "\n! with: " + on_one_line(origin.what) + "\n" +
-         text_of(configuration, Owners::told);
+         text_of(configuration, Owners::in_comments);
 }
 
 std::vector<uint32_t> numbers_with(std::string_view wanted_end) {
@@ -85,19 +85,19 @@ std::optional<HistoryEntry> entry_of(uint32_t number) {
 std::optional<Configuration> read_file(const std::string &path) {
   const std::optional<std::string> text = contents(path);
   if (!text) return std::nullopt;
-  ConfigurationRead read = read_configuration(*text, Owners::told);
+  ConfigurationRead read = read_configuration(*text, Owners::in_comments);
   if (!read.problems.empty()) return std::nullopt;
   return std::move(read.configuration);
 }
 
-// Without the owners' names: a user may have been given another.
+// Compares without the owners' names, as a user may have been renamed.
 bool is_same(const Configuration &left, const Configuration &right) {
   return text_of(left) == text_of(right);
 }
 
 host::Result<void> write(uint32_t number, std::string_view end, const Configuration &configuration,
                          const Origin &origin) {
-  // Whatever keeps the service from it, it is not the caller's rights.
+  // err_io, not the code: the caller's permissions are not what is wrong.
   if (const host::Result<void> made = host::make_private_directory(configuration_directory()); !made)
     return host::Error{host::err_io, made.error().text};
   return host::write_whole_file(path_of(number, end), file_text(configuration, origin));
@@ -150,7 +150,7 @@ host::Result<HistoryDraft> draft_history(const Configuration &before, const Orig
 }
 
 void adopt_draft(const HistoryDraft &draft) {
-  // When this fails, the configuration is kept as one of unknown origin before the next change.
+  // If this fails, the next change adds this configuration to the history, but without its origin.
   (void)host::rename_file(path_of(draft.after, draft_end), path_of(draft.after, file_end));
   forget_oldest();
 }

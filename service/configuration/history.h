@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The last configurations with who made them, when and from where: a file for each in the state directory.
+// The last configurations, with who made them, when and from where: one file each in the state directory.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 namespace service {
 
-inline constexpr size_t kept_configurations = 20;  // what was good last month is in somebody's archive
+inline constexpr size_t kept_configurations = 20;  // to undo recent changes; older ones belong in an archive
 
 struct Origin {
   time_t at = 0;
@@ -25,25 +25,25 @@ struct HistoryEntry {
   Origin origin;
 };
 
-// Oldest first. A file that does not read is left out.
+// Oldest first. A file that cannot be read is left out.
 std::vector<HistoryEntry> configuration_history();
 host::Result<Configuration> configuration_of_entry(uint32_t number);  // err_no_such_configuration
 
-// Before a change is committed: `before` is kept, unless it is the newest that is kept already, and a draft of what
-// comes. An error, a full disk above all, leaves what was kept and must keep the change from being made.
+// To be called before a change is committed: adds `before`, unless the newest entry is the same, and a draft of
+// `after`. On an error (such as a full disk) the history is unchanged, and the change must not be made.
 struct HistoryDraft {
   uint32_t before = 0, after = 0;  // numbers
 };
 host::Result<HistoryDraft> draft_history(const Configuration &before, const Origin &last_change,
                                          const Configuration &after, const Origin &origin);
-void adopt_draft(const HistoryDraft &draft);  // the change is made; the oldest go
+void adopt_draft(const HistoryDraft &draft);  // after the commit; also removes the oldest entries
 void discard_draft(const HistoryDraft &draft);
 
-// At the start: a draft that a crash left is what is in use now, or it came to nothing. The draft that was adopted: of
-// what is kept in another store than the rest, it says what was wanted.
+// At the service's start, for a draft that a crash has left: adopts it if it is the configuration in use, otherwise
+// discards it. Returns the adopted one, by which settings in other stores are completed.
 std::optional<Configuration> settle_history(const Configuration &in_use);
 
-// The configuration in use as one of the history, for one that saves it.
+// Adds the configuration in use to the history. Its number there.
 host::Result<uint32_t> keep_in_history(const Configuration &in_use, const Origin &origin);
 
 std::string configuration_directory();

@@ -23,7 +23,7 @@ std::string text_in(const char (&field)[size]) {
   return {field, strnlen(field, size)};
 }
 
-// A look-up of a name may ask another machine: once for each user.
+// Caches user names, as a look-up may ask another machine.
 class UserNames {
  public:
   OwnerName of(uint32_t tag) {
@@ -79,7 +79,7 @@ ScheduleBlock block_of(const sch_config_db &config, const sch_schedule_entry &en
   return block;
 }
 
-// A store gives them by their names.
+// Sorts by number: a store has them in the order of their names.
 std::vector<const sch_schedule_entry *> in_order(const GList *list) {
   std::vector<const sch_schedule_entry *> entries;
   for (; list != nullptr; list = list->next)

@@ -11,9 +11,9 @@ namespace service {
 Configuration configuration_in_use();
 host::Result<Configuration> startup_configuration();  // err_no_startup where none has been saved
 
-// What this user sees and may change: their own jobs and schedules, and no settings. Without a tag: all of it.
+// The part that this user may see and change: their own jobs and schedules, and no settings. Without a tag all of it.
 Configuration part_of(const Configuration &whole, std::optional<uint32_t> owner_tag);
 
-std::string fragments_text(const sch_job_entry &slot);  // as far as a damaged store has it
+std::string fragments_text(const sch_job_entry &slot);  // of a damaged store perhaps less than the header announces
 
 }  // namespace service

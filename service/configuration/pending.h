@@ -6,9 +6,10 @@
 
 namespace service {
 
-// What the service keeps of configurations on their way.
-struct ConfigurationDesk {
-  explicit ConfigurationDesk(Context &context) : confirmation(context) {}
+// The state of requests about configurations that spans several requests: texts being sent, and a change that waits for
+// its confirmation.
+struct PendingConfiguration {
+  explicit PendingConfiguration(Context &context) : confirmation(context) {}
   Uploads uploads;
   Confirmation confirmation;
 };

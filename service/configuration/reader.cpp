@@ -85,11 +85,11 @@ class Reader {
     number_ = line;
   }
 
-  // False: it is not the schedule's any more.
+  // False: the line does not belong to the schedule's block.
   bool take_schedule_line(std::string_view line) {
     if (line.empty()) return false;
     line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-    if (line.empty()) return true;  // the blanks of a schedule without a time
+    if (line.empty()) return true;  // a schedule without a time has a line of two blanks
     if (skip("job name ", &line)) return take_assigned(line);
     if (skip("time ", &line)) return take_time(line);
     if (skip("email-addr ", &line)) return take_address(line);
@@ -135,7 +135,7 @@ class Reader {
 
   void take_comment(std::string_view rest) {
     uid_t uid = 0;
-    if (owners_ == Owners::left_out || !skip("! owner: ", &rest)) return;
+    if (owners_ == Owners::omitted || !skip("! owner: ", &rest)) return;
     const std::string_view number = take_word(&rest), name = take_word(&rest);
     require(read_number<uid_t>(number, 0, UINT32_MAX - 2, &uid), "owner", number);
     owner_ = {uid + 1, std::string(name)};
@@ -216,7 +216,7 @@ class Reader {
   Owners owners_;
   ConfigurationRead result_;
   size_t number_ = 0;
-  JobBlock *job_ = nullptr;  // whose text is being taken; the last one
+  JobBlock *job_ = nullptr;  // the last job, while the lines of its text are read
   ScheduleBlock *schedule_ = nullptr;
   OwnerName owner_;
   std::set<std::string, std::less<>> job_names_, schedule_names_;

@@ -89,7 +89,7 @@ class Builder {
     return present;
   }
 
-  // What is theirs takes the places that theirs had; the rest of it comes last.
+  // The operator's blocks take the places of those that the operator had; if there are more, the rest comes last.
   template <typename Block>
   std::vector<Block> among_others(const std::vector<Block> &present, std::vector<Block> wanted) const {
     std::vector<Block> all;
@@ -110,7 +110,7 @@ class Builder {
         std::ranges::count_if(blocks, [&](const Block &block) { return block.owner.tag == who_.owner.tag; }));
   }
 
-  // More than the limit may be there already; it must not become more still.
+  // A limit may have been lowered below what there is: then the number must not grow.
   template <typename Block>
   bool exceeds(const std::vector<Block> &now, const std::vector<Block> &before, int limit) const {
     const size_t count = count_of(now);
@@ -142,7 +142,7 @@ class Builder {
         check_assigned(schedule, name, jobs);
   }
 
-  // The schedule's owner is the one the job runs as.
+  // A job runs as the schedule's owner, so it must be the same owner's.
   void check_assigned(const ScheduleBlock &schedule, const std::string &name, const ByName<JobBlock> &jobs) {
     const std::string what = "schedule " + schedule.name + ", job " + name;
     const auto job = jobs.find(name);
@@ -150,7 +150,7 @@ class Builder {
     if (job->second->owner.tag != schedule.owner.tag) object(schedule.line, what, control::err_not_owner);
   }
 
-  // Runs take them in the order of the jobs, and so they are shown.
+  // Runs take assigned jobs in the order of the job table, so the text shows them in that order.
   void put_assigned_in_order() {
     std::map<std::string_view, size_t> places;
     for (size_t i = 0; i < target_.whole.jobs.size(); i++)

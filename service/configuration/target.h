@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// From what somebody wants to what the whole service is to have: with what belongs to others, and whose the new is.
+// Completes the configuration that an operator wants to one of the whole service: with what belongs to others, and with
+// the owners of what is new.
 #pragma once
 
 #include <vector>
@@ -10,13 +11,13 @@
 namespace service {
 
 enum class Scope {
-  replace,  // what is not in the wanted configuration goes
-  overlay,  // it stays; a block that is takes the place of the one of its name
+  replace,  // what the wanted configuration does not have is removed
+  overlay,  // what it does not have stays; each of its blocks replaces the one of that name
 };
 
 struct Operator {
   OwnerName owner;             // of what they define
-  bool administrator = false;  // otherwise they see and change what is theirs
+  bool administrator = false;  // otherwise they may see and change only what is theirs
 };
 
 struct Target {
@@ -24,8 +25,8 @@ struct Target {
   std::vector<LineProblem> problems;  // empty: it may be applied
 };
 
-// What stays keeps its owner. What is new is the operator's, unless the wanted configuration tells an owner, which only
-// one that the service kept does.
+// Existing jobs and schedules keep their owners. New ones are the operator's, unless `wanted` names an owner, as only
+// configurations from the service's own history do.
 Target target_of(const Configuration &current, const Configuration &wanted, Scope scope, const Operator &who,
                  const Settings &limits);
 

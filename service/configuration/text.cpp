@@ -17,7 +17,7 @@ std::string settings_text(const GlobalSettings &settings) {
   return text;
 }
 
-// With the usual port the library writes two blanks before the server.
+// The layout of the library's text: two blanks before the server if the port is the default.
 std::string server_text(const MailServer &server) {
   if (server.host.empty()) return {};
   const bool usual = server.port == SCH_SMTP_PORT_DEFAULT;
@@ -28,7 +28,7 @@ std::string server_text(const MailServer &server) {
 }
 
 std::string owner_text(const OwnerName &owner, Owners owners) {
-  if (owners == Owners::left_out || owner.tag == 0) return {};
+  if (owners == Owners::omitted || owner.tag == 0) return {};
   return "! owner: " + std::to_string(owner.tag - 1) + " " + owner.name + "\n";
 }
 
@@ -36,7 +36,7 @@ void append(const JobBlock &job, Owners owners, std::string *text) {
   *text += owner_text(job.owner, owners) + "scheduler job name " + job.name + "\n" + job.text + "end-job\n\n";
 }
 
-// A schedule without a time has the two blanks of its line all the same.
+// The layout of the library's text: a schedule without a time has a line of two blanks.
 void append(const ScheduleBlock &schedule, Owners owners, std::string *text) {
   *text += owner_text(schedule.owner, owners) + "scheduler schedule name " + schedule.name + "\n";
   for (const std::string &job : schedule.jobs)
@@ -68,7 +68,7 @@ std::string text_of(const Configuration &configuration, Owners owners) {
 
 std::string text_of_blocks(const Configuration &configuration) {
   std::string text;
-  append_blocks(configuration, Owners::left_out, &text);
+  append_blocks(configuration, Owners::omitted, &text);
   return text;
 }
 

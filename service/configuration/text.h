@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The configuration's text in the layout of the library's own generation, with lines in the same form for what that
-// leaves out: the feature's true state, the log file's name, the mail server's VRF, schedules that rest.
+// The configuration's text in the layout that the library generates, with further lines for what the library leaves
+// out: the feature's real state, the log file's name, the mail server's VRF, disabled schedules.
 #pragma once
 
 #include <string>
@@ -11,13 +11,13 @@
 
 namespace service {
 
-enum class Owners { left_out, told };  // told: in a comment before each job and schedule
+enum class Owners { omitted, in_comments };  // in_comments: a comment before each job and schedule names its owner
 
-std::string text_of(const Configuration &configuration, Owners owners = Owners::left_out);
-std::string text_of_blocks(const Configuration &configuration);  // what has an owner, without the settings
+std::string text_of(const Configuration &configuration, Owners owners = Owners::omitted);
+std::string text_of_blocks(const Configuration &configuration);  // the jobs and schedules with owners, no settings
 
 struct LineProblem {
-  size_t line = 0;  // from 1; 0: no line is to blame
+  size_t line = 0;  // from 1; 0: not about a line
   std::string text;
 };
 
@@ -26,10 +26,10 @@ struct ConfigurationRead {
   std::vector<LineProblem> problems;  // empty: the configuration is whole
 };
 
-// Takes what text_of gives, and nothing else: every name, text and value is checked. Owners are believed where they are
-// `told`; otherwise a comment is a comment.
-// Settings that it does not name are those of `base`.
-ConfigurationRead read_configuration(std::string_view text, Owners owners = Owners::left_out,
+// Parses what text_of writes, and nothing else: every name, text and value is checked. Owners are read from the
+// comments only with `in_comments`, for the service's own files. Settings that the text does not have are those of
+// `base`.
+ConfigurationRead read_configuration(std::string_view text, Owners owners = Owners::omitted,
                                      const GlobalSettings &base = {});
 
 }  // namespace service

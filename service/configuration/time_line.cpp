@@ -35,7 +35,7 @@ std::optional<std::vector<int>> numbers_of(std::string_view text) {
   }
 }
 
-// Words as (first, rest of the line).
+// Removes the first word from *rest and returns it.
 std::string_view take_word(std::string_view *rest) {
   const std::string_view word = rest->substr(0, rest->find(' '));
   rest->remove_prefix(std::min(word.size() + 1, rest->size()));
@@ -78,7 +78,7 @@ void set_once(const std::vector<int> &start, sch_tminfo *time) {
   time->minute = start[4];
 }
 
-// The library adds in 32 bits.
+// The library computes with 32 bits, so start and period must fit together.
 bool set_periodic(time_t start, const std::vector<int> &period, sch_tminfo *time) {
   const int64_t seconds = int64_t{period[0]} * 86400 + int64_t{period[1]} * 3600 + int64_t{period[2]} * 60;
   if (seconds < shortest_period_s || start < 1 || start + seconds > std::numeric_limits<int32_t>::max()) return false;

@@ -9,11 +9,11 @@
 
 namespace service {
 
-// A schedule's time as the configuration's text has it behind "time ": by the wall clock of the service's zone. Empty:
-// there is none.
+// A schedule's time as it follows "time " in the configuration's text, by the wall clock of the service's zone. Empty
+// if it has none.
 std::string time_line(const sch_tminfo &time);
 
-// The time that such a line means. One that has passed is none the less a time.
+// Parses such a line. A time that has passed is accepted.
 host::Result<sch_tminfo> read_time_line(std::string_view line);
 
 }  // namespace service

@@ -13,14 +13,14 @@
 
 namespace service {
 
-// Texts that come in more than one request, until they are taken. Each is one user's.
+// Texts that clients send in several requests. Each belongs to one user.
 class Uploads {
  public:
   static constexpr size_t bytes_limit = 32 << 20;  // of all together: two full job tables
   static constexpr size_t count_limit = 16;
-  static constexpr time_t idle_s = 60;  // whoever pauses longer has gone
+  static constexpr time_t idle_s = 60;  // after a longer pause the client is assumed to be gone
 
-  // id 0: a new one. The id of the text so far.
+  // Adds a piece to the text of this id; id 0 begins a new one. Returns the text's id.
   host::Result<uint32_t> add(uint32_t id, uid_t uid, std::string_view piece, time_t now);
   host::Result<std::string> take(uint32_t id, uid_t uid);
 

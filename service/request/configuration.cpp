@@ -11,8 +11,8 @@
 #include "host/visible.h"
 #include "platform/errors.h"
 #include "service/configuration/apply.h"
-#include "service/configuration/desk.h"
 #include "service/configuration/in_use.h"
+#include "service/configuration/pending.h"
 #include "service/configuration/target.h"
 #include "service/request/answer.h"
 #include "service/request/payload.h"
@@ -87,21 +87,22 @@ host::Result<ConfigurationRead> wanted_by(const Call &call, const ConfigurationO
     default:
       break;
   }
-  const host::Result<std::string> text = call.context.desk->uploads.take(order.number, call.caller.uid);
+  const host::Result<std::string> text =
+      call.context.pending_configuration->uploads.take(order.number, call.caller.uid);
   if (!text) return text.error();
   const bool on_top = order.overlay != 0 && !part_of_caller(call);
-  return read_configuration(*text, Owners::left_out, on_top ? configuration_in_use().settings : GlobalSettings());
+  return read_configuration(*text, Owners::omitted, on_top ? configuration_in_use().settings : GlobalSettings());
 }
 
 uint32_t may_apply(const Call &call, const ConfigurationOrder &order) {
   const Context &context = call.context;
-  if (context.desk == nullptr) return host::err_unknown_opcode;
+  if (context.pending_configuration == nullptr) return host::err_unknown_opcode;
   if (!context.authority.administrator(call.caller) && scheduler_enabled == 0) return control::err_disabled;
   const uint32_t status = context.authority.may_configure(call.caller, context.settings->allow_groups,
                                                           context.runner.processes().user_groups());
   if (status != 0) return status;
   if (order.confirm_minutes > control::confirm_minutes_limit) return host::err_bad_value;
-  return order.check == 0 && context.desk->confirmation.awaited() ? control::err_unconfirmed : 0;
+  return order.check == 0 && context.pending_configuration->confirmation.awaited() ? control::err_unconfirmed : 0;
 }
 
 Origin origin_of(const Call &call, std::string_view sent) {
@@ -113,7 +114,7 @@ Origin origin_of(const Call &call, std::string_view sent) {
 
 host::Result<Applied> apply(const Call &call, const ConfigurationOrder &order, const Configuration &target,
                             const Origin &origin) {
-  Confirmation &confirmation = call.context.desk->confirmation;
+  Confirmation &confirmation = call.context.pending_configuration->confirmation;
   const auto await = [&](const HistoryDraft &draft) -> host::Result<void> {
     if (order.confirm_minutes == 0) return {};
     return confirmation.await({draft.before, origin.at + time_t{order.confirm_minutes} * 60,
@@ -161,10 +162,10 @@ Outcome outcome_of(const Call &call, const ConfigurationOrder &order, const Conf
 }  // namespace
 
 host::Answer put_configuration(const Call &call, Payload payload) {
-  if (call.context.desk == nullptr) return with_status(host::err_unknown_opcode);
+  if (call.context.pending_configuration == nullptr) return with_status(host::err_unknown_opcode);
   const auto id = record_of<uint32_t>(payload);
-  const host::Result<uint32_t> added =
-      call.context.desk->uploads.add(id, call.caller.uid, text_of(payload.subspan(sizeof id)), wall_clock());
+  const host::Result<uint32_t> added = call.context.pending_configuration->uploads.add(
+      id, call.caller.uid, text_of(payload.subspan(sizeof id)), wall_clock());
   if (!added) return with_status(added.code());
   host::Bytes reply;
   append_record(&reply, *added);
@@ -201,8 +202,8 @@ host::Answer show_configuration_history(const Call &, Payload) {
 }
 
 host::Answer confirm_configuration(const Call &call, Payload) {
-  if (call.context.desk == nullptr) return with_status(host::err_unknown_opcode);
-  Confirmation &confirmation = call.context.desk->confirmation;
+  if (call.context.pending_configuration == nullptr) return with_status(host::err_unknown_opcode);
+  Confirmation &confirmation = call.context.pending_configuration->confirmation;
   const std::optional<Confirmation::Awaited> awaited = confirmation.awaited();
   if (!awaited) return with_status(control::err_nothing_to_confirm);
   const std::optional<uint32_t> part = part_of_caller(call);

@@ -13,7 +13,7 @@
 namespace service {
 
 class Accounts;
-struct ConfigurationDesk;
+struct PendingConfiguration;
 class Courier;
 class JobLog;
 class Runner;
@@ -28,10 +28,10 @@ struct Context {
   bool stale_statuses = false;  // the status store still holds records of what was deleted
   std::shared_ptr<const Settings> settings = std::make_shared<const Settings>();  // another one after a reload
   time_t started = 0;
-  Courier *courier = nullptr;         // null: no mail is sent
-  Origin last_change = {};            // of the configuration, by a request or as a whole
-  ConfigurationDesk *desk = nullptr;  // null: nobody replaces the configuration
-  Accounts *accounts = nullptr;       // null: every account may be used
+  Courier *courier = nullptr;                             // null: no mail is sent
+  Origin last_change = {};                                // of the configuration, by a request or as a whole
+  PendingConfiguration *pending_configuration = nullptr;  // null: nobody replaces the configuration
+  Accounts *accounts = nullptr;                           // null: every account may be used
 };
 
 struct Call {

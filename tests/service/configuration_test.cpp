@@ -269,16 +269,16 @@ class Confirming : public testing::Test {
 TEST_F(Confirming, in_time_keeps_it) {
   ASSERT_EQ(replace_for(5, two_jobs).status, 0u);
   ASSERT_EQ(ask(world, control::Operation::confirm_configuration).status, 0u);
-  world.parts->desk.confirmation.look(noon + 600);
+  world.parts->pending_configuration.confirmation.look(noon + 600);
   EXPECT_EQ(running(world), two_jobs);
   EXPECT_EQ(ask(world, control::Operation::confirm_configuration).status, control::err_nothing_to_confirm);
 }
 
 TEST_F(Confirming, too_late_takes_it_back) {
   ASSERT_EQ(replace_for(5, two_jobs).status, 0u);
-  world.parts->desk.confirmation.look(noon + 299);
+  world.parts->pending_configuration.confirmation.look(noon + 299);
   EXPECT_EQ(running(world), two_jobs);
-  world.parts->desk.confirmation.look(noon + 300);
+  world.parts->pending_configuration.confirmation.look(noon + 300);
   EXPECT_EQ(running(world), "feature scheduler\n");
 }
 

@@ -122,8 +122,8 @@ World::Parts::Parts(const service::Runner::Options &options)
       runner(recorder, options),
       scheduler(recorder, runner, *options.settings),
       context{service::Authority(true, {0, "root"}), log, runner, scheduler, false, options.settings},
-      desk(context) {
-  context.desk = &desk;
+      pending_configuration(context) {
+  context.pending_configuration = &pending_configuration;
 }
 
 World::World(service::Runner::Options chosen) : options(std::move(chosen)) {
@@ -164,7 +164,7 @@ uint32_t World::try_start(std::string *error) {
   }
   service::settle_configuration();
   parts->scheduler.recover();
-  parts->desk.confirmation.start();
+  parts->pending_configuration.confirmation.start();
   parts->scheduler.check();
   return host::sysmgr_mark_started() ? 0 : 1;
 }

@@ -10,7 +10,7 @@
 
 #include "host/loop/loop.h"
 #include "schedcli_requests.h"
-#include "service/configuration/desk.h"
+#include "service/configuration/pending.h"
 #include "service/joblog/joblog.h"
 #include "service/request/context.h"
 #include "service/run/runner.h"
@@ -64,7 +64,7 @@ struct World {
     service::Runner runner;
     service::Scheduler scheduler;
     service::Context context;
-    service::ConfigurationDesk desk;
+    service::PendingConfiguration pending_configuration;
   };
   std::unique_ptr<Parts> parts;
 };
