@@ -18,13 +18,13 @@
 namespace service {
 namespace {
 
-// Which of a log's files the settings mean: each new one has the next number. It is stored with the settings, in a word
-// that the library carries unchanged.
+// Tells which file belongs to the settings: each new file has the next generation. It is stored with the settings, in a
+// word that the library does not use.
 uint32_t &generation_of(sch_log_file_rec &settings) {
   return settings.spare;
 }
 
-// One flush for what comes in together; what a crash of the machine takes meanwhile is completed from the store.
+// One sync for several outcomes. What a crash loses until then is completed from the store.
 constexpr unsigned sync_delay_ms = 300;
 
 std::string draft_path(const std::string &path) {
@@ -43,7 +43,7 @@ void report_errno() {
   report(log_path(sch_log_file) + ": " + std::strerror(errno));
 }
 
-// Seen by the administrator alone: it belongs to no user.
+// A record without an owner, so only the administrator sees it.
 LogRecord own_line(const std::string &text, uint32_t now) {
   LogRecord record;
   record.job = record.schedule = record.user = "-";
@@ -74,7 +74,7 @@ host::Result<void> JobLog::put_aside(const std::string &path, const std::string 
   return host::Error{host::err_io, path + ": cannot be put aside: " + std::strerror(errno)};
 }
 
-// A crash between storing new settings and putting the file in place leaves the file of these settings beside.
+// After a crash between storing new settings and renaming their file, that file still has its draft's name.
 host::Result<void> JobLog::find_or_make() {
   const std::string path = log_path(sch_log_file), draft = draft_path(path);
   const auto found = LogVolume::open(path);
@@ -95,13 +95,13 @@ host::Result<void> JobLog::find_or_make() {
   return {};
 }
 
-// Into the present version and the configured size.
+// Rewrites the log in the current version and the configured size, if it has another.
 host::Result<void> JobLog::renew() {
   const RingFile::Head head = volume_->file().head();
   const bool old = head.version != RingFile::current_version;
   if (!old && head.size == usable_size(sch_log_file.size)) return {};
   const auto draft = prepare(sch_log_file, Keep::records);
-  if (!draft && !old) return {};  // it serves as it is
+  if (!draft && !old) return {};  // the file is usable as it is
   if (!draft)
     return host::Error{draft.code(), "the job log cannot be brought into its new form: " + draft.error().text};
   adopt(*draft);
@@ -133,7 +133,7 @@ bool JobLog::lacks_some() const {
   return volume_->index().first_outcome_not_held(shown_after()) <= newest_outcome();
 }
 
-// Nothing else tells the service that its file is gone: writing goes on into what nobody will see.
+// Writes to a removed file succeed, so nothing else tells the service that nobody can read them.
 void JobLog::begin_anew(const char *why, uint32_t now) {
   const std::string path = log_path(sch_log_file);
   const std::string line = std::string("the log's file was ") + why + "; this one was begun anew";

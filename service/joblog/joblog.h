@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The job log: what every run left, in a circular file of the configured size and place. sch_log_file is its
-// configuration; where it stood is noted there only when the settings are stored, since nobody but a trace reads it.
+// The job log: the outcomes and outputs of runs, in a circular file of the configured size and path. sch_log_file holds
+// its settings. The read and write offsets there are updated only when the settings are stored, as only a trace shows
+// them.
 #pragma once
 
 #include <cstdint>
@@ -24,19 +25,19 @@ class JobLog {
   JobLog(const JobLog &) = delete;
   JobLog &operator=(const JobLog &) = delete;
 
-  // Opens the file that sch_log_file names, or makes it, and completes it with the outcomes that a crash kept out of
-  // it. A file that is damaged is put aside, never overwritten; one of an earlier version is taken over.
+  // Opens the file that sch_log_file names, or creates it, and adds the outcomes that it lacks because of a crash. A
+  // damaged file is renamed, never overwritten; one of an earlier version is converted.
   host::Result<void> open(OutcomeSource outcomes = {});
 
-  // On disk a moment later, or after sync(): the outcome itself is durable already. A failure is reported to the system
-  // log; the caller's outcome stands without it. A file that is no longer in its place is begun anew.
+  // On disk a moment later, or after sync(); the outcome itself is durable in the store already, so a failure is only
+  // reported to the system log. If the file was removed or replaced, a new one is begun.
   void append(const LogRecord &record);
   void append_unsynced(const LogRecord &record) { append(record); }
   void sync();
 
   enum class Keep { records, nothing };
-  // For a request that changes the settings: the new file, made beside the present one. It takes its place once the
-  // settings are stored.
+  // For a request that changes the settings: a new file beside the present one, which it replaces once the settings are
+  // stored.
   struct Draft {
     std::shared_ptr<LogVolume> volume;
     std::string path;
@@ -44,14 +45,14 @@ class JobLog {
   };
   host::Result<Draft> prepare(const sch_log_file_rec &wanted, Keep keep) const;
   void discard(const Draft &draft) const;
-  void adopt(const Draft &draft);  // the settings are stored
+  void adopt(const Draft &draft);  // once the settings are stored
 
   LogReader read(LogFilter filter, GoneOutcomes gone = {}) const {
     return {volume_, std::move(filter), std::move(gone)};
   }
 
-  // The outcomes that are to be shown: those after `shown_after`, up to the newest. `lacks` tells of one of them
-  // whether the file has no record of it.
+  // The log shows the outcomes after `shown_after` (earlier ones were cleared). lacks() is true if the file has no
+  // record of such an outcome.
   uint64_t shown_after() const { return volume_->file().head().cleared_at; }
   bool lacks(uint64_t outcome) const { return !volume_->index().holds_outcome(outcome); }
   bool lacks_some() const;
@@ -70,7 +71,7 @@ class JobLog {
   host::Watch sync_later_;
 };
 
-// Where these settings put the file.
+// The path of the file that these settings name.
 std::string log_path(const sch_log_file_rec &settings);
 
 }  // namespace service

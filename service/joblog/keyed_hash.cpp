@@ -8,7 +8,7 @@
 namespace service {
 namespace {
 
-// What is stored is the same on every machine.
+// Hashes are stored, so they must not depend on the machine's byte order.
 uint64_t little_endian(const void *bytes) {
   uint64_t word;
   std::memcpy(&word, bytes, sizeof word);

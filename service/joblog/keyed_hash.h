@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// SipHash-2-4: 64 bits under a key of 128, which nobody without the key can foretell. Of a few lines, so that the log
-// needs no library.
+// SipHash-2-4: a hash of 64 bits under a key of 128 bits, not predictable without the key. It is so short that the
+// service needs no cryptographic library for it.
 #pragma once
 
 #include <cstddef>

@@ -65,7 +65,8 @@ void LogIndex::pop_front() {
   first_++;
 }
 
-// The owner's records are linked; only where `from` follows none of them is it looked for.
+// An owner's records are linked, so mostly this follows a link. Only if the record before `from` is not the owner's
+// does it search.
 LogIndex::Position LogIndex::next_of_owner(uint32_t owner_tag, Position from) const {
   const auto owned = owners_.find(owner_tag);
   if (owned == owners_.end() || from > owned->second.last) return end();

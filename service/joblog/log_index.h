@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the log holds, in memory: whose each record is and which outcome, so that a reader finds its own without looking
-// at the others'. 48 bytes for each record, its place in the file included.
+// An index of the log in memory: the owner and outcome of each record, so that a reader finds its own records without
+// reading the others. It takes 48 bytes a record, its place in the file included.
 #pragma once
 
 #include <cstdint>
@@ -16,15 +16,15 @@
 
 namespace service {
 
-// Of whom and of what a reader wants the records. What is empty or 0 leaves them all.
+// Which records a reader wants. An empty or zero field does not restrict them.
 struct LogFilter {
-  std::optional<uint32_t> owner_tag;  // nothing: everybody's
-  std::string name = {};              // of a schedule or a job
+  std::optional<uint32_t> owner_tag;
+  std::string name = {};  // of either a schedule or a job
   std::string schedule = {}, job = {};
   int64_t since = 0;  // completed then or later
   bool failed_only = false;
-  std::set<uint64_t> outcomes = {};  // these alone
-  size_t last = 0;                   // the newest of the others
+  std::set<uint64_t> outcomes = {};  // sequence numbers
+  size_t last = 0;                   // the newest so many of those that match
 
   bool narrows() const {
     return !name.empty() || !schedule.empty() || !job.empty() || since != 0 || failed_only || !outcomes.empty();
@@ -40,7 +40,7 @@ struct LogFilter {
 
 class LogIndex {
  public:
-  // A number for each record, ascending from 1, never used again as long as the index lives.
+  // The number of a record, ascending from 1 and never reused by this index.
   using Position = uint64_t;
 
   explicit LogIndex(uint64_t newest_outcome) : newest_outcome_(newest_outcome) {}
@@ -52,18 +52,18 @@ class LogIndex {
   Position first() const { return first_; }
   Position end() const { return first_ + entries_.size(); }
 
-  // The first wanted record at `from` or later; end(): none. `from` is end() of an earlier moment, a position that was
-  // found, or the one after that.
+  // The first matching record at `from` or later; end() if there is none. `from` must be first(), an earlier end(), a
+  // position that was found, or the one after that.
   Position find(const LogFilter &filter, Position from) const;
   size_t count(const LogFilter &filter, Position from, Position until) const;
 
-  uint64_t outcome(Position position) const;  // 0: the record is no outcome's
+  uint64_t outcome(Position position) const;  // sequence number; 0: the record is not an outcome
   bool holds_outcome(uint64_t outcome) const;
   uint64_t first_outcome_not_held(uint64_t after) const;
-  uint64_t newest_outcome() const { return newest_outcome_; }  // also of records that are gone by now
+  uint64_t newest_outcome() const { return newest_outcome_; }  // even if its record was overwritten since
 
  private:
-  // Names that records bear, each once, with a number.
+  // The names in the records, each stored once, by number.
   class Names {
    public:
     static constexpr uint32_t none = 0;
@@ -76,12 +76,12 @@ class LogIndex {
       std::string name;
       uint32_t uses = 0;
     };
-    std::deque<Named> named_;  // by number - 1; a deque, so that the views below stay
+    std::deque<Named> named_;  // by number - 1; a deque, so that the views below stay valid
     std::unordered_map<std::string_view, uint32_t> numbers_;
     std::vector<uint32_t> free_;
   };
 
-  // The outcome is the newest up to this record: ascending, so that a binary search finds one.
+  // newest_outcome is the newest up to this record, so it ascends over the entries and can be searched by bisection.
   struct Entry {
     uint64_t newest_outcome : 62, is_outcome : 1, failed : 1;
     uint32_t owner_tag, schedule, job;
@@ -90,11 +90,11 @@ class LogIndex {
   };
   static_assert(sizeof(Entry) == 32);
 
-  // A filter's names as numbers.
+  // A filter with its names replaced by their numbers.
   struct Wanted {
     const LogFilter &filter;
     uint32_t name, schedule, job;
-    bool is_known;  // false: a name that no record bears
+    bool is_known;  // false: no record has one of the names
   };
   Wanted wanted(const LogFilter &filter) const;
   static bool takes(const Wanted &wanted, const Entry &entry);

@@ -34,7 +34,7 @@ void LogReader::pass_over() {
     position_ = index().find(filter_, position_ + 1);
 }
 
-// A line of the log itself has no place in the sequence: it stays where it is among the records.
+// The log's own lines are not outcomes and have no sequence number: they are given where they stand among the records.
 bool LogReader::gone_is_next() const {
   if (gone_given_ == gone_.keys.size()) return false;
   if (position_ >= until_) return true;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the log shows to one reader, one outcome at a time: the records of the file and, of outcomes whose record is
-// gone, what the store still says, both in the order in which they happened.
+// Reads the log for one client, one outcome at a time in the order of time: the records of the file, and for outcomes
+// whose record was overwritten what the store still has of them.
 #pragma once
 
 #include <memory>
@@ -16,7 +16,8 @@ class LogReader {
  public:
   LogReader(std::shared_ptr<const LogVolume> volume, LogFilter filter, GoneOutcomes gone);
 
-  // Of the moment when the reader was made; next() gives as many, also when records are overwritten meanwhile.
+  // The number of outcomes when the reader was created. next() returns as many, even if records are overwritten
+  // meanwhile.
   size_t count() const { return count_; }
   std::optional<LogRecord> next();
 

@@ -15,7 +15,7 @@ struct HeadVersion1 {
 };
 static_assert(sizeof(HeadVersion1) == 116);
 
-// The texts follow: job, schedule, user, output. The output takes what is left.
+// Followed by the texts: job, schedule, user, and the output, which has the rest of the body.
 struct HeadVersion2 {
   uint64_t run, outcome, newest_outcome, output_total;
   uint32_t owner_tag, wait_status, completion;
@@ -42,7 +42,7 @@ std::string output_that_fits(const LogRecord &record, size_t room) {
   return record.output.substr(0, room - note.size()) + note;
 }
 
-// Takes texts from the front of what follows a head.
+// Splits the bytes that follow a head into its texts.
 class Texts {
  public:
   explicit Texts(std::span<const std::byte> bytes)
@@ -84,7 +84,7 @@ std::optional<LogRecordHead> decode_version_1(std::span<const std::byte> body) {
   return head;
 }
 
-// The fields that are numbers, and the same in memory: `copy` says which way they go.
+// All number fields, once for reading and writing: `copy` is the direction.
 template <typename Stored, typename Memory, typename Copy>
 void each_number(Stored &stored, Memory &record, Copy copy) {
   copy(stored.run, record.run);

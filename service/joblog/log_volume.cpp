@@ -10,7 +10,7 @@ LogVolume::LogVolume(std::shared_ptr<RingFile> file) : file_(std::move(file)), i
   for (const RingFile::Place &place : file_->places()) {
     const auto body = window.body(*file_, place);
     const std::optional<LogRecordHead> head = body ? decode(*body, file_->head().version) : std::nullopt;
-    index_.push_back(head.value_or(LogRecordHead{}));  // each place has its entry, also one that cannot be read
+    index_.push_back(head.value_or(LogRecordHead{}));  // unreadable records too: the index has an entry for each place
   }
 }
 

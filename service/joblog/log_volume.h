@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The log's file together with its index. Readers hold it as it is now, also when another one takes its place.
+// The log's file together with its index. Readers share it, and keep it when another one replaces it.
 #pragma once
 
 #include <memory>
@@ -16,7 +16,7 @@ class LogVolume {
   static host::Result<std::shared_ptr<LogVolume>> create(const std::string &path, const RingFile::Head &head);
   static host::Result<std::shared_ptr<LogVolume>> open(const std::string &path);
 
-  // False, with errno: not added; the oldest records may be gone for it.
+  // False, with errno: not added, though the oldest records may have been removed for it.
   bool append(const LogRecord &record);
   void take_newest_of(const LogVolume &other);  // the newest records that fit, in their order
   bool sync() { return file_->sync(); }

@@ -9,8 +9,7 @@
 
 namespace service {
 
-// The outcomes that stand in the store: the log is completed from them after a crash. Without them (empty functions)
-// the log stands for itself.
+// Access to the outcomes in the store, from which the log is completed after a crash. With empty functions it is not.
 struct OutcomeSource {
   // Sequence of the newest outcome; 0: there is none.
   std::function<uint64_t()> newest;
@@ -18,14 +17,14 @@ struct OutcomeSource {
   std::function<void(uint64_t after, const std::function<void(const LogRecord &)> &visit)> walk_after;
 };
 
-// Outcomes that the log's file does not hold any more and that the store still knows, to be shown between its records.
+// Outcomes that the log's file no longer has but the store does, to be shown between the file's records.
 struct GoneOutcomes {
   struct Key {
     uint64_t sequence, run;
     uint64_t schedule;  // serial
   };
   std::vector<Key> keys;                        // ascending
-  std::function<LogRecord(const Key &)> fetch;  // says so when the store, too, has forgotten it
+  std::function<LogRecord(const Key &)> fetch;  // if the store no longer has it either, the record says so
 };
 
 }  // namespace service

@@ -8,8 +8,8 @@
 
 namespace service {
 
-// Reads records in their order, many small ones with one call to the system and never more of the file than a record or
-// a window at once.
+// Reads records in their order: many small ones with one system call, and never more of the file than one record or one
+// window.
 class RecordWindow {
  public:
   // The body, valid until the next call; nullopt: overwritten since. `file` is the same in each call.
@@ -17,7 +17,7 @@ class RecordWindow {
 
   size_t bytes_read() const { return bytes_read_; }
 
-  // 1,024 calls read the largest log; little enough for each of many readers to have one.
+  // 1,024 calls read the largest log; small enough for many readers to have one each.
   static constexpr size_t size = 16 * 1024;
 
  private:

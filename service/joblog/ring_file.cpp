@@ -22,7 +22,7 @@ struct RingFile::FileHeader {
   uint32_t generation = 0;
   uint32_t spare = 0;
   Key key = {};
-  uint64_t checksum = 0;  // over all before it, and in version 2 over all behind it
+  uint64_t checksum = 0;  // over the fields before it, in version 2 also those behind it
   uint64_t begun_at = 0;
   uint64_t cleared_at = 0;
 };
@@ -31,9 +31,9 @@ struct RingFile::RecordHeader {
   uint32_t magic = record_magic;
   uint32_t length = 0;  // of the body
   uint64_t sequence = 0;
-  uint64_t oldest = 0;  // sequence of the oldest record that counted when this one was written
+  uint64_t oldest = 0;  // sequence of the oldest record that was valid when this one was written
   uint64_t body_checksum = 0;
-  uint64_t checksum = 0;  // over all before it and the record's place in the file
+  uint64_t checksum = 0;  // over the fields before it and the record's offset in the file
 
   static constexpr uint32_t record_magic = 0x43455253;
 };
@@ -46,7 +46,7 @@ uint32_t aligned(size_t length) {
   return static_cast<uint32_t>((length + alignment - 1) / alignment * alignment);
 }
 
-// What a record takes in the file.
+// The bytes that a record occupies in the file.
 uint32_t extent(size_t body_length) {
   return aligned(RingFile::record_header_size + body_length);
 }
@@ -119,16 +119,15 @@ uint64_t RingFile::checksum_of(const RecordHeader &header, uint32_t offset) cons
   return keyed_hash(key_.bytes, bytes_of(covered));
 }
 
-// Looks for records from the front of the file on, through a window that moves along: a large log is not held in memory
-// whole.
+// Searches the file for records from its beginning, reading it window by window, as a log may be large.
 class RingFile::Scan {
  public:
   explicit Scan(const RingFile &ring) : ring_(ring) {}
 
-  // Whether there is something at the offset, be it a record or not.
+  // Whether the file has data at the offset, be it a record or not.
   bool reaches(uint32_t offset) { return !bytes(offset, alignment).empty(); }
 
-  // The header's own checksum comes first: a body full of false headers costs no more than looking at them.
+  // The header's own checksum is checked first, so that a job's output that looks like headers costs no more than this.
   std::optional<RecordHeader> record_at(uint32_t offset) {
     const std::span<const std::byte> start = bytes(offset, sizeof(RecordHeader));
     if (start.empty()) return std::nullopt;
@@ -144,7 +143,7 @@ class RingFile::Scan {
  private:
   static constexpr size_t window_size = 64 * 1024;
 
-  // Empty: they reach beyond the end.
+  // Empty if they reach beyond the end.
   std::span<const std::byte> bytes(uint32_t offset, size_t length) {
     if (offset + length > ring_.head_.size) return {};
     if (offset < at_ || offset + length > at_ + filled_) {
@@ -178,7 +177,8 @@ void RingFile::recover() {
       write_offset_ = offset;
     }
   }
-  // A wrap leaves records of the round before behind the end: they are older than those that have been overwritten.
+  // Behind the newest record there may be records of the previous round that are no longer valid: each record says
+  // which was the oldest valid one when it was written.
   std::erase_if(places_, [oldest](const Place &place) { return place.sequence < oldest; });
   std::sort(places_.begin(), places_.end(), [](auto &left, auto &right) { return left.sequence < right.sequence; });
   next_sequence_ = newest + 1;
@@ -198,8 +198,8 @@ bool RingFile::overlaps(const Place &place, uint32_t offset, uint32_t length) co
   return place.offset < offset + length && place.offset + extent(place.length) > offset;
 }
 
-// Where a record of this length goes; forgets what it will overwrite, and at a wrap what is left behind the end. The
-// oldest records lie right behind the newest, so that those in the way are always the first.
+// The offset for a record of this length. Forgets the records that it overwrites, and at a wrap those behind the write
+// offset. The oldest records follow the newest in the file, so these are always the first of places_.
 uint32_t RingFile::make_room(uint32_t length) {
   const bool wraps = write_offset_ + length > head_.size;
   const uint32_t offset = wraps ? static_cast<uint32_t>(header_size) : write_offset_;
@@ -209,8 +209,8 @@ uint32_t RingFile::make_room(uint32_t length) {
   return offset;
 }
 
-// After a failure nobody knows what is in that place. The next record goes there again, under a sequence number that
-// was not used before.
+// After a failed write the bytes there are unknown. The next record is written to the same place, with a new sequence
+// number.
 bool RingFile::append(std::span<const std::byte> body) {
   if (body.size() > largest_body()) {
     errno = EFBIG;

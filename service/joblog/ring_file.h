@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A circular file of records that survives a crash at any byte. Each record carries checksums under a key that is drawn
-// for the file and known to nobody else, so that nothing that is written into a record can pass for one.
+// A circular file of records that survives a crash at any byte. Records have checksums under a random key of the file
+// that nobody else knows, so that no job's output can pass for a record.
 #pragma once
 
 #include <cstddef>
@@ -26,32 +26,32 @@ class RingFile {
   };
   using Body = std::vector<std::byte>;
 
-  // What is said once of the whole file.
+  // The file's header.
   struct Head {
     uint32_t size = 0;
     uint32_t generation = 0;
-    uint64_t begun_at = 0;    // sequence of the newest outcome when the file was begun: it waits for those after it
-    uint64_t cleared_at = 0;  // sequence of the newest outcome that is not to be shown any more
+    uint64_t begun_at = 0;    // sequence of the newest outcome when the file was created: it is to hold those after it
+    uint64_t cleared_at = 0;  // sequence of the newest outcome that was cleared and is not shown any more
     uint32_t version = current_version;  // of the records' bodies
   };
   static constexpr uint32_t current_version = 2;
 
-  // Makes the file, whole and on disk, in place of a file of that name.
+  // Creates the file, synced, replacing a file of that name.
   static host::Result<std::shared_ptr<RingFile>> create(const std::string &path, const Head &head);
-  // Fails when it is absent, or no such file. Takes files of earlier versions, too.
+  // Fails if it is absent or not such a file. Accepts earlier versions.
   static host::Result<std::shared_ptr<RingFile>> open(const std::string &path);
 
-  // True: the record is added, and on disk after the next sync(). The oldest records make room. False, with errno:
-  // nothing was added; what it would have overwritten is lost.
+  // Adds a record, which is on disk after the next sync(), in place of the oldest ones. False, with errno: nothing was
+  // added, but the records that it would have overwritten are lost.
   bool append(std::span<const std::byte> body);
   bool sync();
 
-  // Why what is written no longer reaches the file of that path: it was removed, cut or replaced. Null: it does.
+  // Why writes no longer reach the file of that path: it was removed, truncated or replaced. Null if they do.
   const char *loss(const std::string &path) const;
 
   const std::deque<Place> &places() const { return places_; }  // oldest first
   std::optional<Body> read(const Place &place) const;          // nullopt: overwritten since
-  // The body in `record`, the bytes from the place's offset on; nullopt when they are not the record of that place.
+  // The body of the record of that place, from `record`, the bytes at its offset; nullopt if they are another record's.
   std::optional<std::span<const std::byte>> body_of(const Place &place, std::span<const std::byte> record) const;
   size_t read_bytes(std::span<std::byte> into, uint32_t offset) const;  // fewer at the end
 
