@@ -69,7 +69,7 @@ bool read_credentials(const std::string &path, std::string *user, std::string *p
   return !user->empty();
 }
 
-// What schedmail reads: in memory, so that no pipe has to be fed.
+// schedmail's standard input, as a file in memory: a pipe would have to be fed while the helper runs.
 host::Result<host::FileDescriptor> request_for(const QueuedMail &mail, const Settings &settings) {
   const sch_smtp_server_rec &smtp = email_transport_conf.smtp;
   std::string user, password;
@@ -179,7 +179,7 @@ void Courier::send(const MailReport &report) {
   const MailSettings mail = {text_of(conf.from), text_of(conf.reply_to), machine_name()};
   for (const sch_email_slot &slot : addresses_of(report.schedule)->slots)
     if (slot.in_use != 0) queue_for(report, mail, text_of(slot.address));
-  // Before anything is sent: what has left the queue is known by this number alone.
+  // Marked before anything is sent: a sent message leaves the queue, and then only this number tells that it was there.
   if (report.number != 0)
     if (const host::Result<void> marked = queue_.mark_taken(report.number); !marked)
       tarn_syslog(LOG_WARNING, "mail: %s", marked.error().text.c_str());
@@ -197,13 +197,13 @@ void Courier::queue_for(const MailReport &report, const MailSettings &mail, cons
   if (!added) warn(queued, "not sent: " + added.error().text);
 }
 
-// Starts what is due, or waits for what is due next.
+// Starts the next try that is due, or waits for it.
 void Courier::look() {
   timer_.stop();
   if (attempt_ || email_transport_conf.smtp.server[0] == 0) return;
   if (const std::optional<MailQueue::Number> due = queue_.due(now_())) return start(*due);
   if (const std::optional<int64_t> next = queue_.next_try()) {
-    // A clock that is set may make it wait too long, but never longer than the longest pause.
+    // If the clock is set back the try comes late, but never by more than the longest pause.
     const int64_t wait_s = std::clamp<int64_t>(*next - now_(), 1, longest_pause_s);
     timer_ = host::Watch::after_ms(static_cast<unsigned>(wait_s * 1000), [this] { look(); });
   }
@@ -253,8 +253,7 @@ void Courier::settle(const QueuedMail &mail, int status, const std::string &word
     queue_.remove(ended->number);
   else if (const host::Result<void> kept = queue_.put_back(ended->number, again); !kept)
     warn(mail, kept.error().text);
-  timer_ =
-      host::Watch::after_ms(0, [this] { look(); });  // not from here: a full queue would nest as deep as it is long
+  timer_ = host::Watch::after_ms(0, [this] { look(); });  // not called from here, to not recurse once for each message
 }
 
 std::string find_schedmail() {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Mails what runs left to the addresses of their schedules: queued on disk first, then handed to the mail server by one
-// helper process at a time, again and again with growing pauses, until the server takes it, refuses it for good, or the
-// message has grown too old.
+// Mails reports of runs to the addresses of their schedules. Each message is queued on disk, then sent by a helper
+// process, one at a time, and retried with growing pauses until the server accepts it, refuses it permanently, or it is
+// too old.
 #pragma once
 
 #include <functional>
@@ -24,24 +24,25 @@ class Courier {
   using Clock = std::function<int64_t()>;  // seconds since the epoch
 
   struct Files {
-    std::string queue;            // a directory
-    std::string schedmail;        // the program
-    unsigned limit_ms = 180'000;  // of one try: schedmail limits itself, this is for one that hangs
+    std::string queue;      // a directory
+    std::string schedmail;  // the program
+    unsigned limit_ms =
+        180'000;  // for one try; schedmail has a shorter limit of its own, so this one means that it hangs
   };
   Courier(Files files, std::shared_ptr<const Settings> settings, Clock now);
-  ~Courier();  // ends the helper; its message stays queued
+  ~Courier();  // kills the helper; its message stays queued
   Courier(const Courier &) = delete;
   Courier &operator=(const Courier &) = delete;
 
   host::Result<void> open();
   void use(std::shared_ptr<const Settings> settings) { settings_ = std::move(settings); }
 
-  // Whether a report of this run would be sent to anybody; asked before outputs are kept for it.
+  // Whether a report of a run of this schedule would be sent to anybody; otherwise its outputs need not be kept.
   bool wants(const std::string &schedule) const;
-  void send(const MailReport &report);  // queues it for each address that has it not yet
+  void send(const MailReport &report);  // queues it for each address that has not got it yet
 
-  // The newest report that was queued for all its addresses. `newest` is the newest that there is: in a queue of other
-  // origin a larger number means nothing.
+  // The newest report that was queued for all its addresses. `newest` is the newest report of this service: a larger
+  // number in the queue is of another state directory and is ignored.
   uint32_t last_sent(uint32_t newest) const { return queue_.last_taken() <= newest ? queue_.last_taken() : 0; }
 
   size_t waiting() const { return queue_.size(); }
@@ -63,7 +64,7 @@ class Courier {
   host::Watch timer_;
 };
 
-// Where schedmail is: beside the program, or in the libexec directory of its installation. Empty: nowhere.
+// The path of schedmail: beside this program, or in the libexec directory of its installation. Empty if not found.
 std::string find_schedmail();
 
 }  // namespace service

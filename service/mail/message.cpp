@@ -10,11 +10,11 @@
 namespace service {
 namespace {
 
-// Every part is base64, which has no '=' followed by '_': no output can end its part.
+// All parts are base64, in which "=_" cannot occur: no output can contain the boundary.
 constexpr char boundary[] = "=_schedcli_part";
 constexpr size_t line_bytes = 57;  // 76 characters of base64
 
-// Texts of headers come from names, settings and the machine's name: what is none of theirs is made harmless.
+// For texts in headers: replaces every character that could end the header or begin another one.
 std::string in_header(std::string_view text) {
   std::string plain(text);
   std::replace_if(

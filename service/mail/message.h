@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a run left, as a mail message.
+// The report of a run as a mail message.
 #pragma once
 
 #include <cstdint>
@@ -19,9 +19,9 @@ struct MailPart {
 struct MailReport {
   std::string schedule, owner;
   uint64_t run = 0;
-  uint32_t number = 0;  // under which it is owed; 0: none
+  uint32_t number = 0;  // of the owed report (service/run/owed_reports.h); 0: none
   bool failed = false;
-  std::string due;  // in the service's zone, as text; empty: somebody asked for the run
+  std::string due;  // in the service's zone, as text; empty: an operator started the run
   std::vector<MailPart> parts;
 };
 
@@ -30,7 +30,7 @@ struct MailSettings {
   std::string host;  // this machine's name
 };
 
-// What SMTP takes without quoting, and nothing that could end a header or an address.
+// Whether SMTP accepts the address without quoting; then nothing in it can end a header or a command.
 bool is_mail_address(std::string_view text);
 
 // The whole message with CRLF lines: headers, a summary, and one part for each job's output. `now` dates it.

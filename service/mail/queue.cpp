@@ -28,7 +28,7 @@ host::Error failed(const std::string &what, const std::string &why) {
   return {host::err_io, what + ": " + why};
 }
 
-// Lines "name value" up to an empty one, then the message.
+// The format of a file: lines "name value", an empty line, the message.
 std::string encode(const QueuedMail &mail) {
   std::ostringstream text;
   text << first_line << "\nschedule " << mail.schedule << "\nrun " << mail.run << "\nreport " << mail.report
@@ -137,7 +137,7 @@ host::Result<QueuedMail> MailQueue::read(Number number) const {
 }
 
 host::Result<void> MailQueue::put_back(Number number, const QueuedMail &mail) {
-  waiting_[number] = mail.next_try;  // also where the disk refuses: it is not tried again at once
+  waiting_[number] = mail.next_try;  // even if the write fails, so that it is not retried at once
   return host::write_whole_file(path_of(number), encode(mail));
 }
 

@@ -18,7 +18,7 @@ namespace service {
 struct QueuedMail {
   std::string schedule;  // for the system log
   uint64_t run = 0;
-  uint32_t report = 0;  // under which number it was owed; 0: none
+  uint32_t report = 0;  // number of the owed report; 0: none
   std::string from, to;
   int64_t queued = 0;  // seconds since the epoch
   uint32_t attempts = 0;
@@ -30,23 +30,23 @@ class MailQueue {
  public:
   explicit MailQueue(std::string directory) : directory_(std::move(directory)) {}
 
-  // Finds what an earlier process left; what it did not finish writing goes.
+  // Reads what an earlier process has queued; removes files that it did not finish writing.
   host::Result<void> open();
 
-  // On disk when it returns. Refused when `limit` messages wait.
+  // Durable on success. Refused when `limit` messages are queued.
   host::Result<void> add(const QueuedMail &mail, size_t limit);
 
-  // The newest report that is here, or was, for every address. On disk when mark_taken returns.
+  // The newest report that was queued for all its addresses. mark_taken is durable on success.
   uint32_t last_taken() const { return last_taken_; }
   host::Result<void> mark_taken(uint32_t report);
-  // Left by an earlier process, of a report that it had not yet marked as taken.
+  // Whether an earlier process had queued this report for this address, but had not marked it as taken.
   bool has_begun(uint32_t report, const std::string &to) const { return begun_.contains({report, to}); }
 
   size_t size() const { return waiting_.size(); }
   std::optional<int64_t> next_try() const;  // the earliest
 
   using Number = uint64_t;
-  // The one whose time has come first.
+  // The one whose next try was due first; nullopt if none is due.
   std::optional<Number> due(int64_t now) const;
   host::Result<QueuedMail> read(Number number) const;
   host::Result<void> put_back(Number number, const QueuedMail &mail);  // for its next try
@@ -57,7 +57,7 @@ class MailQueue {
   uint32_t read_last_taken() const;
 
   std::string directory_;
-  std::map<Number, int64_t> waiting_;  // the next try of each
+  std::map<Number, int64_t> waiting_;  // when each is to be tried next
   Number last_ = 0;
   uint32_t last_taken_ = 0;
   std::set<std::pair<uint32_t, std::string>> begun_;

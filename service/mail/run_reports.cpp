@@ -14,7 +14,7 @@
 namespace service {
 namespace {
 
-// A message of all outputs that mail servers take as a rule; the job log has the rest.
+// Of all outputs in one message, so that mail servers accept its size; the job log has the rest.
 constexpr size_t outputs_limit = 1024 * 1024;
 
 bool is_success(const Outcome &outcome) {
@@ -49,11 +49,11 @@ void add(const RunStep &step, MailReport *report) {
   report->parts.push_back({step.outcome.job, words_for(step.outcome), step.output.substr(0, room_for_output(*report))});
 }
 
-bool is_whole(const RunStep &step) {  // of a run that never came to a job
+bool is_whole(const RunStep &step) {  // the outcome of a run that started no job
   return step.has_outcome && step.outcome.job.empty();
 }
 
-// As the log has it, with what it says of what is lost.
+// The output as the log shows it, with its remarks about what is missing.
 std::string logged_output(const JobLog &log, const std::string &schedule, const Outcome &outcome) {
   LogFilter filter;
   filter.schedule = schedule;
@@ -94,7 +94,7 @@ void RunReports::take(const RunStep &step) {
     under_way_.emplace(step.outcome.run, std::move(taken));
     return;
   }
-  // What the run left before the crash is in the history alone.
+  // Outcomes of the run from before the crash are only in the history.
   const sch_schedule_entry *entry = schedule_by_serial(step.schedule);
   if (step.outcome.reason == Reason::interrupted && entry != nullptr)
     taken = report_from_history(*entry, step.outcome.run);

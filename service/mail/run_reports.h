@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// From the recorded steps of runs to one report for each run, mailed when the run is over.
+// Collects the stored steps of each run, and mails one report when the run is over.
 #pragma once
 
 #include <cstdint>
@@ -13,13 +13,13 @@ namespace service {
 
 class RunReports {
  public:
-  // `log`: where the output of a run is found that ended before a restart; null: nowhere.
+  // `log` has the outputs of runs that ended before a restart; null if there is none.
   explicit RunReports(Courier &courier, const JobLog *log = nullptr) : courier_(courier), log_(log) {}
 
-  bool owes(const RunStep &step) const;  // it ends what somebody is to have a report of
-  void take(const RunStep &step);        // stored, in the order in which it happened
+  bool owes(const RunStep &step) const;  // whether this step ends a run of which a report is to be mailed
+  void take(const RunStep &step);        // for each step once it is stored, in their order
 
-  // At the start, before anything else is taken: what an earlier process stored and did not come to send.
+  // At the service's start, before any take(): sends the reports that an earlier process had stored but not queued.
   void recover(Recorder &recorder);
 
  private:
@@ -27,7 +27,7 @@ class RunReports {
 
   Courier &courier_;
   const JobLog *log_;
-  std::map<uint64_t, MailReport> under_way_;  // by the number of the run; of those that somebody wants
+  std::map<uint64_t, MailReport> under_way_;  // by run number; only of runs whose report is to be mailed
 };
 
 }  // namespace service

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// schedmail: hands one message to a mail server and ends. A process of its own, so that the service is neither as large
-// as the mail library nor held up by a server. Standard input: lines "name value" up to an empty one, then the message.
-// Standard output: one line that says what the server said. Exit status: Sent below.
+// schedmail sends one message to a mail server. It is a process of its own, so that the service does not load the mail
+// library and never waits for a server. Standard input: lines "name value", an empty line, the message. Standard
+// output: a line with the server's answer. Exit status: service/mail/sent.h.
 #include <curl/curl.h>
 #include <grp.h>
 #include <net/if.h>
@@ -39,7 +39,7 @@ size_t give_message(char *buffer, size_t size, size_t count, void *argument) {
   return length;
 }
 
-// What the mail library parses of a server's answers, it parses without rights.
+// Drops root's rights before the mail library parses a server's answers.
 bool become_nobody() {
   if (geteuid() != 0) return true;
   const passwd *nobody = getpwnam("nobody");
@@ -81,7 +81,7 @@ void set_connection(CURL *curl, Fields &fields) {
   curl_easy_setopt(curl, CURLOPT_TIMEOUT, whole_limit_s);
   const bool required = fields["tls"] == "require";
   curl_easy_setopt(curl, CURLOPT_USE_SSL, static_cast<long>(required ? CURLUSESSL_ALL : CURLUSESSL_TRY));
-  // Where encryption is only taken when offered, whoever sits between could as well not offer it.
+  // Without [mail] require-tls certificates are not verified: an attacker in between could as well not offer TLS.
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, required ? 1L : 0L);
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, required ? 2L : 0L);
   if (!fields["authority"].empty()) curl_easy_setopt(curl, CURLOPT_CAINFO, fields["authority"].c_str());

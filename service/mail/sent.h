@@ -3,7 +3,7 @@
 
 namespace service {
 
-// How an attempt to send ended: the exit status of schedmail.
+// How an attempt to send ended: the exit status of schedmail. The numbers are those of sysexits.h.
 enum class Sent { sent = 0, later = 75, refused = 69 };
 
 }  // namespace service
