@@ -8,7 +8,7 @@
 
 namespace service {
 
-// Made from nothing: no variable of the service's reaches a job.
+// A job's whole environment: none of the service's variables is inherited.
 std::vector<std::string> job_environment(const Task &task);
 
 }  // namespace service

@@ -9,12 +9,12 @@
 namespace service {
 namespace {
 
-// Directories on the network change without a file's changing here.
+// Groups from a network directory can change without a change of the local files.
 constexpr std::chrono::minutes believed_for(10);
-constexpr size_t users_max = 1024;          // then all are forgotten
+constexpr size_t users_max = 1024;          // then the cache is emptied
 constexpr size_t record_max = 1024 * 1024;  // of a group with its members
 
-// The count that is asked for grows only while the first list was too short.
+// The list grows until getgrouplist() says that it is long enough.
 bool look_up(const host::User &user, std::vector<gid_t> *groups) {
   int count = 64;
   for (int attempt = 0; attempt < 3; attempt++) {

@@ -17,7 +17,7 @@
 namespace service {
 namespace {
 
-constexpr int not_begun = 1;  // the exit status of a process that has reported why
+constexpr int not_begun = 1;  // the exit status of a process that could not start the job and has reported why
 
 [[noreturn]] void give_up(const Job &job, Stage stage) {
   report_failure(job.channel, stage, errno);
@@ -36,7 +36,7 @@ bool limit(int resource, rlim_t most) {
   return setrlimit(static_cast<__rlimit_resource>(resource), &both) == 0;
 }
 
-// The service raises its own for its clients; programs that use select() break with more.
+// The service raises its own limit for its clients; programs that use select() break with more than the usual one.
 bool reset_file_limit() {
   constexpr rlim_t usual = 1024;
   rlimit files = {};
@@ -73,7 +73,8 @@ void become_owner(const Job &job) {
   give_up(job, Stage::irrevocable);
 }
 
-// After the change of identity, which would have cleared it. A run whose service or keeper has gone is over.
+// Has the kernel kill this process when its parent (service or keeper) ends. Set after the change of identity, which
+// clears it; the parent may have ended before.
 void end_with(const Job &job, pid_t parent) {
   if (prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == parent) return;
   errno = ESRCH;
@@ -120,7 +121,7 @@ void become_job(const Job &job, pid_t parent) {
 pid_t fork_job(const Job &job, bool sibling) {
   clone_args how = {};
   how.flags = sibling ? CLONE_PARENT : 0;
-  how.exit_signal = sibling ? 0 : SIGCHLD;  // a sibling takes over its caller's
+  how.exit_signal = sibling ? 0 : SIGCHLD;  // CLONE_PARENT demands 0: the child gets its caller's
   if (job.group >= 0) {
     how.flags |= CLONE_INTO_CGROUP;
     how.cgroup = static_cast<__u64>(job.group);

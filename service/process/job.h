@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The starter's side of a launch: the new process on its way to the job's first instruction.
+// The starter's side of a launch: what a new process does up to the job's first instruction.
 #pragma once
 
 #include <array>
@@ -23,13 +23,14 @@ struct Job {
 void report(int channel, const Report &what);
 void report_failure(int channel, Stage stage, int error);
 
-// Never returns: the job runs, or the channel says why not. It ends with its parent.
+// Never returns: executes the job, or reports by the channel why that failed. The process is killed when its parent
+// ends.
 [[noreturn]] void become_job(const Job &job, pid_t parent);
 
-// Never returns: starts the job, and ends all that it started when the job has ended or the service has gone.
+// Never returns: starts the job, and when the job or the service has ended kills everything that the job started.
 [[noreturn]] void keep_job(Job &job, pid_t service);
 
-// As fork(), into the job's control group where it has one. sibling: a child of the caller's parent.
+// As fork(), into the job's control group if it has one. sibling: the new process is a child of the caller's parent.
 pid_t fork_job(const Job &job, bool sibling);
 
 }  // namespace service

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The keeper of one run. Whatever the job starts, and however it leaves its session, becomes the keeper's child when
-// its own parent ends: so the keeper can end all of it. As it keeps the service's identity, no job of another user can
-// end the keeper. It outlives a service that was killed, by as long as that takes.
+// The keeper of one job: a child subreaper. Everything that the job starts, even in another session, becomes the
+// keeper's child when its own parent ends, so that the keeper can kill all of it. The keeper has the service's
+// identity, so a job of another user cannot kill it. When the service is killed the keeper first kills the job, then
+// ends.
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
@@ -22,7 +23,7 @@
 namespace service {
 namespace {
 
-constexpr size_t descendants_max = 4096;  // that one polite signal reaches; the final one knows no bound
+constexpr size_t descendants_max = 4096;  // that one SIGTERM reaches; SIGKILL is repeated until none is left
 
 struct Children {
   pid_t pids[descendants_max];
@@ -30,8 +31,8 @@ struct Children {
 };
 Children family;
 
-// Those of one process, by the list that the kernel keeps of each. One that ends meanwhile may hide another until the
-// next look.
+// Adds the children of one process, from /proc. If a child ends while the list is read, another may be missing in it
+// until the next reading.
 void add_children(pid_t parent) {
   char path[64] = "/proc/", *end = std::to_chars(path + 6, path + 20, parent).ptr;
   std::memcpy(end, "/task/", 6);
@@ -69,7 +70,8 @@ void signal_descendants(int number) {
     kill(family.pids[i], number);
 }
 
-// A child's children come to the keeper only when it has ended: hence again and again, until there is none.
+// Grandchildren become the keeper's children only when their parent has ended: so this is repeated until no child is
+// left.
 uint32_t end_children() {
   uint32_t ended = 0;
   while (true) {
@@ -81,7 +83,7 @@ uint32_t end_children() {
   }
 }
 
-// True: the job has ended. Others that ended and were nobody's are forgotten.
+// Collects the children that have ended. True: the job is among them.
 bool collect(pid_t job, int *wait_status) {
   int status = 0;
   for (pid_t gone; (gone = waitpid(-1, &status, WNOHANG | __WALL)) > 0;)
@@ -92,7 +94,7 @@ bool collect(pid_t job, int *wait_status) {
   return false;
 }
 
-// False: the service has gone.
+// Carries out an order of the service. False: the service has ended.
 bool obey(int channel) {
   KeeperOrder order = {};
   const ssize_t size = recv(channel, &order, sizeof order, MSG_DONTWAIT);
@@ -102,7 +104,7 @@ bool obey(int channel) {
   return true;
 }
 
-// The wait status of the job; of one that its keeper ends, as the service has gone, SIGKILL.
+// Waits for the job's end and returns its wait status; SIGKILL if the service has ended before it.
 int wait_for_end(int channel, int signals, pid_t job) {
   int wait_status = SIGKILL;
   while (true) {
@@ -116,7 +118,7 @@ int wait_for_end(int channel, int signals, pid_t job) {
 }
 
 int watch_children() {
-  // No other is blocked: PAM's modules may want an alarm.
+  // No other signal is blocked, as PAM's modules may use SIGALRM.
   sigset_t held;
   sigemptyset(&held);
   for (const int number : {SIGCHLD, SIGTERM, SIGINT, SIGHUP, SIGPIPE})
@@ -134,7 +136,8 @@ void leave_streams() {
     dup2(nowhere, standard);
 }
 
-// The starter's channel must not be held open by anybody else, nor the job's output: its end is the job's.
+// The keeper must not hold the starter's channel open, nor the job's output, whose end tells the service that the job
+// has closed it.
 void leave_only(int channel, int signals) {
   close(starter_channel);
   const int low = channel < signals ? channel : signals, high = channel < signals ? signals : channel;
@@ -174,7 +177,7 @@ void keep_job(Job &job, pid_t service) {
   const bool leave = job.launch->leave_daemons != 0;
   if (!leave) end.killed = end_children();
   session.close();
-  if (!leave) end_children();  // the session's modules may have started some of their own
+  if (!leave) end_children();  // PAM's session modules may have started programs
   end.kind = Report::Kind::ended;
   report(channel, end);
   _exit(0);

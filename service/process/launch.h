@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// What service, starter and keeper say to each other, by value: all of them are one build on one machine.
+// The messages between service, starter and keeper. They are plain structures, as all three are of one build.
 //
-// The service sends the starter a Launch with the strings behind it, and the descriptors that the new process needs.
-// The starter answers with a Launched. What happens after that comes through the run's own channel, as Reports.
+// The service sends the starter a Launch with groups and strings behind it, and the descriptors that the new process
+// needs. The starter answers with a Launched. Afterwards the new process sends Reports through the run's own channel.
 //
-// A Launch of a spare has nothing behind it and one descriptor: where the process that is made now is told later, by
-// such a message, what to become.
+// A Launch with `spare` set makes a process in advance. It has nothing behind it and one descriptor, by which the new
+// process is sent its real Launch later.
 #pragma once
 
 #include <sys/types.h>
@@ -29,13 +29,13 @@ struct Launch {
   uid_t uid;
   gid_t gid;
   int32_t nice;
-  uint32_t spare;           // 1: what it becomes is told later
+  uint32_t spare;           // 1: made in advance, without a job yet
   uint32_t in_group;        // 1: a control group's directory is among the descriptors
   uint32_t pam;             // 1: account and session by PAM, in the keeper
   uint32_t leave_daemons;   // 1: the keeper ends when the job has
   uint32_t group_count;     // gid_t each, behind this record
-  uint32_t variable_count;  // then strings, each with its null: user, home, PAM's directory, interpreter, text's file,
-                            // environment
+  uint32_t variable_count;  // of the environment. NUL-terminated strings follow the groups: user, home, PAM's
+                            // directory, interpreter, script, and the variables
 };
 
 enum LaunchDescriptor { launch_output, launch_channel, launch_group };
@@ -45,18 +45,18 @@ struct Launched {
   int32_t error;  // errno
 };
 
-// Where a start failed.
+// The step at which a start failed.
 enum class Stage : uint32_t {
-  process,  // there is no further process
+  process,  // fork failed
   descriptors,
   limits,
-  identity,     // it cannot become its owner
-  irrevocable,  // it could become root again
-  orphaned,     // the service has gone meanwhile
-  directory,    // not even /
+  identity,     // cannot take on the owner's identity
+  irrevocable,  // could become root again
+  orphaned,     // its parent has ended
+  directory,    // neither the home directory nor / can be entered
   interpreter,
-  account,  // PAM refuses the account; the text says why
-  session,  // PAM opens no session
+  account,  // PAM refused the account; Report::text says why
+  session,  // PAM could not open a session
 };
 
 struct Report {
@@ -64,14 +64,14 @@ struct Report {
   Kind kind;
   Stage stage;
   int32_t error;        // errno of `failed`
-  int32_t wait_status;  // of `ended`: the job's own
-  uint32_t killed;      // of `ended`: processes that it had left behind
+  int32_t wait_status;  // of `ended`: the job's
+  uint32_t killed;      // of `ended`: number of processes that the job had left behind and that were killed
   char text[200];       // of `failed`: what PAM says
 };
 
-// The other way, from the service to a keeper.
+// From the service to a keeper.
 struct KeeperOrder {
-  int32_t signal;  // to everything that the run started
+  int32_t signal;  // to be sent to everything that the job has started
 };
 
 }  // namespace service

@@ -33,7 +33,7 @@ bool load(void *library, const char *name, Function *function) {
 }
 
 bool load_pam() {
-  void *library = dlopen("libpam.so.0", RTLD_NOW | RTLD_GLOBAL);  // modules look for its symbols
+  void *library = dlopen("libpam.so.0", RTLD_NOW | RTLD_GLOBAL);  // global, as modules look for its symbols
   return library != nullptr && load(library, "pam_start_confdir", &pam.start) &&
          load(library, "pam_set_item", &pam.set_item) && load(library, "pam_acct_mgmt", &pam.account) &&
          load(library, "pam_setcred", &pam.credentials) && load(library, "pam_open_session", &pam.open) &&
@@ -41,7 +41,7 @@ bool load_pam() {
          load(library, "pam_strerror", &pam.error_text) && load(library, "pam_end", &pam.end);
 }
 
-// Nobody is there to answer: what the modules say is kept, a question is a refusal.
+// Messages of the modules are kept for the report. A question is an error, as nobody can answer it.
 int converse(int count, const pam_message **messages, pam_response **answers, void *kept) {
   char *text = static_cast<Report *>(kept)->text;
   for (int i = 0; i < count; i++) {
@@ -59,7 +59,7 @@ bool has_variable(const Job &job, const char *variable) {
   return false;
 }
 
-Report failure;  // and what the modules say on the way
+Report failure;  // collects the modules' messages
 
 bool fail(int channel, Stage stage, const char *text) {
   failure.kind = Report::Kind::failed;
@@ -79,7 +79,7 @@ bool PamSession::open(const Job &job) {
   pam_handle_t *handle = nullptr;
   int result = pam.start(pam_service, job.user, &conversation, directory, &handle);
   if (result != PAM_SUCCESS) return fail(job.channel, Stage::account, "PAM cannot be used");
-  pam.set_item(handle, PAM_TTY, pam_service);  // modules that want a terminal take it for a name
+  pam.set_item(handle, PAM_TTY, pam_service);  // some modules fail without a terminal's name
   Stage stage = Stage::account;
   result = pam.account(handle, 0);
   if (result == PAM_SUCCESS) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Account and session of a job's owner by PAM, in the keeper of its run: its modules may wait for servers, set limits
-// for the process that calls them, and want the same process for the session's end. The library is loaded by the
-// keepers that need it.
+// PAM's account check and session for a job's owner. They take place in the job's keeper: modules may wait for servers,
+// set limits of the calling process, and need the same process to close the session. Only keepers that need it load the
+// library.
 #pragma once
 
 #include "service/process/job.h"
@@ -15,8 +15,8 @@ class PamSession {
   PamSession(const PamSession &) = delete;
   PamSession &operator=(const PamSession &) = delete;
 
-  bool open(const Job &job);       // false: the channel says why
-  void add_environment(Job *job);  // what the modules set beside the job's own
+  bool open(const Job &job);       // false: failed, and reported by the channel
+  void add_environment(Job *job);  // adds the variables that the modules have set
   void close();
 
  private:

@@ -22,7 +22,7 @@ namespace service {
 namespace {
 
 constexpr int lock_rounds = 2000;
-constexpr useconds_t lock_round_us = 5000;  // 10 s in all; keepers of a killed service need milliseconds
+constexpr useconds_t lock_round_us = 5000;  // up to 10 s in all; keepers of a killed service need milliseconds to end
 
 host::Error failure(const std::string &what) {
   return {host::err_io, "cannot start the job: " + what + ": " + std::strerror(errno)};
@@ -47,7 +47,7 @@ void kill_and_collect(pid_t pid) {
 
 Processes::Processes(Options options) : options_(std::move(options)), starter_(options_.starter) {}
 
-// Once, when the first of them is needed: the host's paths are known by then.
+// Called at first use rather than by the constructor, as the host's paths are known only then.
 host::Result<void> Processes::settle() {
   if (settled_) return {};
   directory_ = options_.directory.empty() ? host::paths().run : options_.directory;
@@ -67,8 +67,7 @@ host::Result<void> Processes::settle() {
   return {};
 }
 
-// Without a file of its own PAM would take that of "other", which refuses everybody: then a job runs as cron's do on a
-// machine without PAM.
+// If PAM has no service file of ours it uses "other", which mostly refuses everybody. Then jobs run without PAM.
 bool Processes::finds_pam() const {
   if (!options_.pam || !host::paths().system_wide) return false;
   const std::vector<std::string> directories = options_.pam_directory.empty()
@@ -80,7 +79,7 @@ bool Processes::finds_pam() const {
   return false;
 }
 
-// Keepers hold the lock of the service that they were started by, as long as something of their run lives.
+// Waits for the keepers of an earlier service: each holds that service's lock until everything of its job has ended.
 bool Processes::outlast_keepers() {
   bool alone = false;
   for (int round = 0; round < lock_rounds && !(alone = flock(lock_.get(), LOCK_EX | LOCK_NB) == 0); round++)

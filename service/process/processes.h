@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What all runs share: from where their processes come, and how what they start is kept together.
+// What all runs share: the starter of their processes, and control groups or keepers, which track what jobs start.
 #pragma once
 
 #include <sys/types.h>
@@ -18,13 +18,13 @@
 
 namespace service {
 
-// One process that the service waits for, and what is kept of its run until it ends.
+// A started job, with everything that it needs until its end.
 struct Started {
-  pid_t pid = -1;  // the job's, or its keeper's
-  bool kept = false;
+  pid_t pid = -1;                // the keeper's if there is one, otherwise the job's
+  bool kept = false;             // has a keeper
   unsigned pam_deadline_ms = 0;  // 0: without PAM
-  host::FileDescriptor pidfd;    // readable when it has ended
-  host::FileDescriptor output;   // what the job writes to either stream; does not block
+  host::FileDescriptor pidfd;    // readable when the process has ended
+  host::FileDescriptor output;   // the job's standard output and error; non-blocking
   host::FileDescriptor channel;  // reports of the start and of the keeper, orders to the keeper
   RunGroup group;
   Script script;
@@ -35,22 +35,22 @@ class Processes {
   struct Options {
     std::string starter = {};          // the program; empty: see Starter
     std::string directory = {};        // for its files; empty: the run directory of the host's paths
-    bool groups = true;                // control groups where one is delegated
+    bool groups = true;                // use control groups if one was delegated to the service
     std::string group_directory = {};  // a group to use instead of a delegated one
-    bool pam = true;                 // account and session for a job of another user, where PAM has its service's file
-    std::string pam_directory = {};  // of such files; empty: the system's
-    unsigned pam_deadline_ms = 10000;  // its modules may ask servers that do not answer
+    bool pam = true;                   // account check and session for other users' jobs, if PAM has our service file
+    std::string pam_directory = {};    // of PAM's service files; empty: the system's
+    unsigned pam_deadline_ms = 10000;  // for modules that ask servers which do not answer
   };
 
   explicit Processes(Options options);
 
-  // Before anything runs: what an earlier service left behind is ended and waited for, with a bound. An error says what
-  // could not be ended; the service can go on.
+  // Before anything runs: kills the processes that an earlier service has left, and waits for their end for a bounded
+  // time. After an error, which says what still runs, the service can go on.
   host::Result<void> end_left_overs();
 
   host::Result<Started> start(const Task &task);
 
-  bool uses_pam() const { return pam_; }  // known when what was left over has ended
+  bool uses_pam() const { return pam_; }  // valid after end_left_overs()
   bool uses_groups() const { return groups_.has_value(); }
   Groups &user_groups() { return user_groups_; }
 

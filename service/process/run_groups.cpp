@@ -18,11 +18,11 @@
 namespace service {
 namespace {
 
-constexpr char own_leaf[] = "service";  // a group with controllers for others must hold no process itself
+constexpr char own_leaf[] = "service";  // a group that enables controllers for its children must have no processes
 constexpr char run_prefix[] = "run-";
-constexpr char daemons_prefix[] = "daemons-";  // of runs whose daemons are left alone
+constexpr char daemons_prefix[] = "daemons-";  // for groups of runs whose daemons may go on after the job's end
 constexpr int left_over_rounds = 2000;
-constexpr useconds_t left_over_round_us = 5000;  // 10 s in all: a process that waits for a disk may need them
+constexpr useconds_t left_over_round_us = 5000;  // up to 10 s in all: a process that waits for a disk ends late
 
 struct CloseDirectory {
   void operator()(DIR *directory) const { closedir(directory); }
@@ -58,7 +58,7 @@ std::vector<std::string> groups_below(const std::string &path) {
   return groups;
 }
 
-// A job with the right to it may have made groups of its own in its group.
+// A job of root may have created groups below its own.
 bool remove_tree(const std::string &path) {
   for (const std::string &group : groups_below(path))
     remove_tree(group);
@@ -90,7 +90,7 @@ std::string without_escapes(const std::string &field) {
   return text;
 }
 
-// Everybody in the group, this process at the least, goes into a leaf of it.
+// Moves all processes of the group, at least this one, into a leaf below it.
 bool settle_in_leaf(const std::string &group) {
   const std::string leaf = group + "/" + own_leaf;
   if (mkdir(leaf.c_str(), 0755) != 0 && errno != EEXIST) return false;
@@ -158,7 +158,7 @@ std::optional<RunGroups> RunGroups::delegated() {
   std::string path = mount->mounted_at + "/" + own->substr(mount->root.size());
   while (path.ends_with('/'))
     path.pop_back();
-  if (name_of_group(path) == own_leaf) path.resize(path.find_last_of('/'));  // executed again by itself
+  if (name_of_group(path) == own_leaf) path.resize(path.find_last_of('/'));  // an earlier start has moved it already
   if (!is_delegated(path) || !settle_in_leaf(path)) return std::nullopt;
   RunGroups groups(path);
   groups.enable_controllers();
@@ -174,7 +174,7 @@ host::Result<RunGroups> RunGroups::below(const std::string &directory) {
   return groups;
 }
 
-// One at a time: a machine may lack any of them.
+// One at a time, as a machine may lack any of them.
 void RunGroups::enable_controllers() {
   const auto enable = [this](const char *name) {
     return write_text(directory_ + "/cgroup.subtree_control", std::string("+") + name);
@@ -193,8 +193,8 @@ host::Result<RunGroup> RunGroups::make(const Limits &limits, bool leave_daemons)
   bool limited = group.directory() >= 0;
   if (memory_ && limits.memory_bytes != 0) {
     limited = limited && write_text(path + "/memory.max", std::to_string(limits.memory_bytes));
-    write_text(path + "/memory.swap.max", "0");   // none of these two exists everywhere
-    write_text(path + "/memory.oom.group", "1");  // half a job is worse than none
+    write_text(path + "/memory.swap.max", "0");   // this file and the next do not exist on every kernel
+    write_text(path + "/memory.oom.group", "1");  // kill the whole run, as one without some of its processes may hang
   }
   if (tasks_ && limits.tasks != 0) limited = limited && write_text(path + "/pids.max", std::to_string(limits.tasks));
   constexpr unsigned period_us = 100000;
@@ -210,7 +210,7 @@ bool RunGroups::end_left_overs() {
     bool clear = true;
     for (const std::string &path : groups_below(directory_)) {
       const std::string name = name_of_group(path);
-      if (name.starts_with(daemons_prefix)) rmdir(path.c_str());  // succeeds when they have ended
+      if (name.starts_with(daemons_prefix)) rmdir(path.c_str());  // succeeds once the daemons have ended
       if (!name.starts_with(run_prefix) || remove_tree(path)) continue;
       RunGroup left(path, host::FileDescriptor());
       left.kill();

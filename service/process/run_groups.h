@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A control group (version 2) for each run, below a group that was delegated to the service: the kernel keeps count of
-// what a run started, whatever it does to leave, and ends all of it by one word.
+// A control group (version 2) for each run, below a group that was delegated to the service. No process that the run
+// starts can leave it, and all of them can be killed at once.
 #pragma once
 
 #include <sys/types.h>
@@ -34,10 +34,10 @@ class RunGroup {
   explicit operator bool() const { return !path_.empty(); }
   int directory() const { return directory_.get(); }  // for CLONE_INTO_CGROUP
   std::vector<pid_t> processes() const;
-  bool signal(int number) const;  // false: it has nobody, or cannot be read
+  bool signal(int number) const;  // false: it has no processes, or they cannot be read
   void kill() const;
-  bool remove();               // false: somebody is still in it
-  bool out_of_memory() const;  // the kernel ended somebody in it for that
+  bool remove();               // false: a process is still in it
+  bool out_of_memory() const;  // whether the kernel has killed a process in it for want of memory
 
  private:
   std::string path_;
@@ -46,13 +46,14 @@ class RunGroup {
 
 class RunGroups {
  public:
-  // The group that a supervisor delegated to this process; none: there is none, or it is not to be used.
+  // Below the group that a supervisor has delegated to this process; nullopt if there is none or it is not usable.
   static std::optional<RunGroups> delegated();
-  // `directory` is a group that this process may use as it likes. Made where it is missing.
+  // Below `directory`, a group that belongs to this process. Created if it is missing.
   static host::Result<RunGroups> below(const std::string &directory);
 
   host::Result<RunGroup> make(const Limits &limits, bool leave_daemons);
-  // What runs of an earlier service left; waits for their end, with a bound. False: somebody is still there.
+  // Kills the processes that runs of an earlier service have left, and waits for their end for a bounded time. False:
+  // some are still there.
   bool end_left_overs();
   bool limits_memory() const { return memory_; }
   bool limits_tasks() const { return tasks_; }
@@ -66,11 +67,11 @@ class RunGroups {
   bool memory_ = false, tasks_ = false, cpu_ = false;
 };
 
-// The calls below are for tests.
+// Parsers for files of /proc/self, declared for their tests.
 struct GroupMount {
   std::string mounted_at, root;
 };
 std::optional<GroupMount> group_mount(const std::string &mountinfo);
-std::optional<std::string> own_group(const std::string &cgroup);  // of /proc/self/cgroup
+std::optional<std::string> own_group(const std::string &cgroup);
 
 }  // namespace service

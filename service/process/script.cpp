@@ -53,7 +53,7 @@ host::Result<void> clear_scripts(const std::string &directory, bool for_every_us
   if (status.st_uid != geteuid()) return host::Error{host::err_io, directory + ": belongs to another user; remove it"};
   if (fchmod(dirfd(entries.get()), mode) != 0) return failure(directory);  // whatever the umask
   while (const dirent *entry = readdir(entries.get()))
-    unlinkat(dirfd(entries.get()), entry->d_name, 0);  // . and .. refuse: harmless
+    unlinkat(dirfd(entries.get()), entry->d_name, 0);  // fails for "." and "..", which is harmless
   return {};
 }
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // A job's text as a file for its interpreter.
 //
-// It has a name of its own, in a directory where only the service makes names, and stays until the job has ended: an
-// open descriptor (and /dev/fd) would stay open in everything that the job starts, the interpreter's command line would
-// show the text to every user, and a file that goes as soon as it has been opened breaks a job that starts itself
-// again. It is its owner's and nobody else can read it.
+// The file is in a directory where only the service creates files, belongs to the job's owner, is readable by nobody
+// else, and stays until the job has ended. Not by an inherited descriptor (/dev/fd), which would stay open in
+// everything that the job starts; not on the interpreter's command line, which every user can read; and not removed
+// once it is open, for a job that executes itself again.
 #pragma once
 
 #include <string>
@@ -35,7 +35,7 @@ class Script {
   std::string path_;
 };
 
-// Made where it is missing; what a service that was killed left in it goes.
+// Creates the directory if it is missing, and removes files that a killed service has left in it.
 host::Result<void> clear_scripts(const std::string &directory, bool for_every_user);
 
 }  // namespace service

@@ -20,9 +20,9 @@
 namespace service {
 namespace {
 
-constexpr timeval answer_deadline = {5,
-                                     0};  // a fork takes less than a millisecond; beyond, the machine is out of order
-constexpr int out_of_the_way = 10;        // above every descriptor that the starter gives a meaning
+// A fork takes less than a millisecond: after five seconds something is wrong.
+constexpr timeval answer_deadline = {5, 0};
+constexpr int out_of_the_way = 10;  // above all descriptors that have a fixed meaning in the starter
 
 std::string find_program() {
   char self[PATH_MAX];
@@ -113,7 +113,7 @@ host::Result<pid_t> Starter::exchange(std::span<const char> message, std::span<c
   return host::Error{host::err_io, std::string("cannot start the job: its process: ") + std::strerror(answer.error)};
 }
 
-// One in a control group is made in it.
+// A spare cannot be used for a run with a control group: processes are created in their group.
 std::optional<pid_t> Starter::launch_spare(std::span<const char> message, std::span<const int> descriptors) {
   if (spare_.pid <= 0 || descriptors.size() != 2) return std::nullopt;
   if (send_message(spare_.channel.get(), message, descriptors) < 0) {
@@ -124,7 +124,7 @@ std::optional<pid_t> Starter::launch_spare(std::span<const char> message, std::s
   return std::exchange(spare_.pid, -1);
 }
 
-// Without one, a launch takes a little longer.
+// Failure is harmless: without a spare a launch takes a little longer.
 void Starter::make_spare() {
   if (spare_.pid > 0 || pid_ <= 0) return;
   int ends[2];

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The service's end of schedd-starter, from which every job's process comes.
+// The service's side of schedd-starter, the process that creates all jobs' processes.
 #pragma once
 
 #include <sys/types.h>
@@ -17,18 +17,18 @@ namespace service {
 
 class Starter {
  public:
-  // program: empty: schedd-starter beside this program, else where it is installed.
+  // If `program` is empty: schedd-starter beside this program, otherwise where it is installed.
   explicit Starter(std::string program) : program_(std::move(program)) {}
   ~Starter() { end(); }
   Starter(const Starter &) = delete;
   Starter &operator=(const Starter &) = delete;
 
-  // Where it does not run yet. It and every keeper hold the lock's descriptor until they end.
+  // Starts it unless it runs. It and every keeper hold the lock's descriptor until they end.
   host::Result<void> begin(int lock);
   host::Result<pid_t> launch(std::span<const char> message, std::span<const int> descriptors);
 
  private:
-  // A process that has been made before it is needed: a due time waits for no fork.
+  // A process that was created in advance, so that a due run does not wait for a fork.
   struct Spare {
     host::FileDescriptor channel;
     pid_t pid = -1;

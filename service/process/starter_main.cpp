@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// schedd-starter: a small process from which the service has its jobs' processes made.
+// schedd-starter: a small process that creates the jobs' processes for the service.
 //
-// The service could fork them itself, but a fork copies its page tables, which grow with its tables; and a vfork stops
-// it until the child has become another program: a child that waits for a home directory on a server, or that its
-// owner's other processes stop just after the change of identity, would hold up everybody. This process is small, so
-// that its fork costs about as much as a vfork, and no child of it has anything of the service's.
+// If the service forked, the kernel would copy its page tables, which grow with its data. With vfork the service would
+// stand still until the child has executed the interpreter: a child that waits for a home directory on a server, or
+// that is stopped by another process of its owner just after the change of identity, would block all clients and runs.
+// A fork of this small process costs about as much as a vfork, and its children inherit nothing of the service's.
 //
-// It links the C library alone. It ends when the service does.
+// It links only the C library, and ends when the service does.
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -45,7 +45,7 @@ ssize_t receive() {
   return size;
 }
 
-// The next string of the message; null: it has no end.
+// The next string of the message; null if it is not terminated.
 char *take_string(char **position, const char *end) {
   char *start = *position;
   auto *null = static_cast<char *>(std::memchr(start, 0, static_cast<size_t>(end - start)));
@@ -87,7 +87,8 @@ bool read_launch(Job *job, size_t size) {
   become_job(job, service);
 }
 
-// The spare's channel takes the place of the starter's: that one's end must not be held open by anybody else.
+// Waits in a spare process for the real launch. Its channel replaces the starter's, which only the starter may hold
+// open.
 [[noreturn]] void wait_for_launch(pid_t service) {
   if (dup3(descriptors[0], starter_channel, O_CLOEXEC) < 0) _exit(1);
   close(descriptors[0]);
@@ -117,14 +118,14 @@ Launched launch(size_t size, pid_t service) {
   become(job, service);
 }
 
-// What the service ignores was inherited; what a terminal or a supervisor sends to all at once is the service's to
-// judge: the end of its channel is the starter's end.
+// Resets the dispositions that were inherited from the service. Signals that a terminal or a supervisor sends to the
+// whole process group are left to the service: the starter ends when its channel does.
 void settle_signals() {
-  // Not by sigaction(), which keeps two of them for the C library: posix_spawn() leaves those ignored.
+  // By the system call, as sigaction() refuses the two signals that the C library reserves for itself.
   constexpr int signals = 64;
   constexpr long kernel_action[8] = {};  // SIG_DFL, and room for what any processor has there
   for (int number = 1; number <= signals; number++)
-    syscall(SYS_rt_sigaction, number, kernel_action, nullptr, signals / 8);  // two refuse: harmless
+    syscall(SYS_rt_sigaction, number, kernel_action, nullptr, signals / 8);  // fails for SIGKILL and SIGSTOP: harmless
   sigset_t all;
   sigfillset(&all);
   sigprocmask(SIG_SETMASK, &all, nullptr);
