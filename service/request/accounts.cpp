@@ -9,11 +9,11 @@
 namespace service {
 namespace {
 
-constexpr size_t users_max = 1024;  // beyond, all are asked for again
+constexpr size_t users_max = 1024;  // then the cache is emptied
 
 }  // namespace
 
-// Those who wait share the descriptor: at its end it is readable for all of them.
+// One for each waiting request. They share the authentication's descriptor, which becomes readable for all of them.
 class Accounts::Later : public host::PendingAnswer {
  public:
   Later(Accounts &accounts, std::string user, std::shared_ptr<Question> question, Then then)
@@ -40,7 +40,7 @@ std::optional<uint32_t> Accounts::known(const std::string &user, Clock::time_poi
   return found->second.status;
 }
 
-// What took too long is asked for again.
+// A timeout is not cached: the next request asks again.
 uint32_t Accounts::take(const std::string &user, Question &question) {
   if (question.status) return *question.status;
   const uint32_t status = question.asked->result().code();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Whether the account of who asks may be used: by PAM, in a short-lived process while others are served, and not again
-// for a short time. A refused or expired account configures nothing and runs nothing.
+// Whether a caller's account may be used, as PAM says: a refused or expired account may configure nothing and start no
+// run. PAM is asked in a short-lived process while other clients are served, and its answer is cached for a short time.
 #pragma once
 
 #include <chrono>
@@ -21,15 +21,15 @@ class Accounts {
   using Clock = std::chrono::steady_clock;
   using Then = std::function<host::Answer()>;
 
-  // The answer of `then`, now or later, when the account may be used; otherwise what is wrong with it.
+  // The answer of `then`, perhaps pending, if the account may be used; otherwise the status that says why not.
   host::Answer if_usable(const std::string &user, Clock::time_point now, const Then &then);
 
-  // Long enough for a configuration to be typed or replayed, short enough that nobody waits for a lock to bite.
+  // Long enough for typing or replaying a configuration, short enough that locking an account has its effect soon.
   static constexpr std::chrono::seconds accepted_for{30};
-  static constexpr std::chrono::seconds refused_for{5};  // whose account was unlocked tries again
+  static constexpr std::chrono::seconds refused_for{5};  // short, for a user whose account was just unlocked
 
  private:
-  // One question for all requests of the user that come meanwhile.
+  // One question to PAM for all requests of a user that arrive before its answer.
   struct Question {
     std::shared_ptr<host::Authentication> asked;
     std::optional<uint32_t> status;

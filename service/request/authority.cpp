@@ -21,7 +21,7 @@ bool Authority::may_use_password_of(const host::Caller &caller, const std::strin
   return caller.peer_uid == 0 || caller.user_name == user;
 }
 
-// Groups that cannot be told allow nothing.
+// If a user's groups cannot be looked up, nothing is allowed.
 bool Authority::is_allowed(const host::Caller &caller, const std::vector<std::string> &allowed, Groups &groups) const {
   if (allowed.empty() || administrator(caller)) return true;
   const std::optional<host::User> user = host::user_by_name(caller.user_name);

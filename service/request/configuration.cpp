@@ -53,7 +53,7 @@ host::Answer answer_part(const Call &call, const host::Result<Configuration> &co
 struct Outcome {
   uint32_t status = 0;
   uint32_t flags = 0;
-  std::string problems;  // a line each: the number of the text's line, a blank, what is wrong
+  std::string problems;  // one a line: the number of the text's line, a blank, what is wrong
   std::string before, after;
 };
 
@@ -73,7 +73,7 @@ std::string lines_of(const std::vector<LineProblem> &problems) {
   return lines;
 }
 
-// What is wanted, as far as it is the caller's to want.
+// The wanted configuration, reduced to what the caller may change.
 host::Result<ConfigurationRead> wanted_by(const Call &call, const ConfigurationOrder &order) {
   const auto kept = [&](const host::Result<Configuration> &whole) -> host::Result<ConfigurationRead> {
     if (!whole) return whole.error();

@@ -19,17 +19,17 @@ class JobLog;
 class Runner;
 class Scheduler;
 
-// What a request handler works on beside the library's database.
+// What request handlers work on, besides the library's database.
 struct Context {
   Authority authority;
   JobLog &log;
   Runner &runner;
   Scheduler &scheduler;
-  bool stale_statuses = false;  // the status store still holds records of what was deleted
-  std::shared_ptr<const Settings> settings = std::make_shared<const Settings>();  // another one after a reload
+  bool stale_statuses = false;  // records of deleted jobs or schedules could not be removed from the status store
+  std::shared_ptr<const Settings> settings = std::make_shared<const Settings>();  // replaced at a reload
   time_t started = 0;
   Courier *courier = nullptr;                             // null: no mail is sent
-  Origin last_change = {};                                // of the configuration, by a request or as a whole
+  Origin last_change = {};                                // who last changed the configuration
   PendingConfiguration *pending_configuration = nullptr;  // null: nobody replaces the configuration
   Accounts *accounts = nullptr;                           // null: every account may be used
 };

@@ -43,7 +43,7 @@ host::Answer text_reply(const std::string &text) {
   return with_reply(std::move(reply));
 }
 
-// What was due while the feature was disabled is not made up for.
+// Due times that passed while the feature was disabled are neither run nor recorded as missed.
 void arm_all(ConfigChange &change, time_t now) {
   for_each_schedule([&](sch_schedule_entry &entry) {
     if (state_of(*entry.rec).next_due == 0) return;
@@ -78,7 +78,7 @@ host::Answer get_logging_level() {
   return with_reply(std::move(reply));
 }
 
-// What is stored serves to configure, and only then.
+// Storing a password counts as configuring.
 bool may_store_password(const Call &call) {
   return call.context.authority.is_allowed(call.caller, call.context.settings->allow_groups,
                                            call.context.runner.processes().user_groups());
@@ -125,7 +125,7 @@ host::Answer set_schedule_enabled(const Call &call, Payload payload) {
   return set_schedule_enabled(call, payload, enable);
 }
 
-enum class For { everybody, administrator };  // everybody: what is theirs
+enum class For { everybody, administrator };  // everybody: the answer is restricted to what the caller may see
 
 struct Row {
   Operation operation;
@@ -136,7 +136,7 @@ struct Row {
 
 constexpr size_t any_length = std::numeric_limits<size_t>::max();
 
-// Whose payload is looked at by whoever answers.
+// For operations that check their payload themselves.
 constexpr Row row(Operation operation, For whom, host::Answer (*answer)(const Call &, Payload)) {
   return {operation, whom, 0, any_length, answer};
 }
@@ -202,7 +202,7 @@ host::Answer zone_in_use() {
 host::Answer control(const Call &call, control::Operation operation, Payload payload) {
   const Row *row = std::ranges::find(rows, operation, &Row::operation);
   const bool known = row != std::end(rows);
-  // Who may not ask does not learn what there is.
+  // The same answer for unknown operations: callers who are not the administrator do not learn which ones there are.
   if ((!known || row->whom == For::administrator) && !call.context.authority.administrator(call.caller))
     return with_status(host::err_not_permitted);
   if (!known) return with_status(host::err_unknown_opcode);

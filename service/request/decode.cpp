@@ -35,7 +35,7 @@ uint32_t take_name(const char (&field)[SCH_NAME_SIZE], std::string *name) {
   return is_name(*name) ? 0 : control::err_bad_name;
 }
 
-// A line of its own that ends the job's block when the configuration's text is replayed.
+// Whether a line of the text would end the job's block when the configuration's text is replayed.
 bool holds_end_of_job(std::string_view text) {
   while (!text.empty()) {
     std::string_view line = text.substr(0, text.find('\n'));
@@ -46,7 +46,7 @@ bool holds_end_of_job(std::string_view text) {
   return false;
 }
 
-// The library multiplies and adds in 32 bits.
+// The library computes periods with 32 bits.
 uint32_t verify_period(const sch_tminfo &time) {
   constexpr int64_t shortest = 60;
   if (time.day_of_week < 0 || time.hour < 0 || time.minute < 0) return SCH_STATUS_TIME_OUT_OF_RANGE;
@@ -57,7 +57,7 @@ uint32_t verify_period(const sch_tminfo &time) {
 
 uint32_t verify_time(uint32_t type, sch_tminfo *time) {
   if (time->type != type) return host::err_bad_value;
-  // What has passed is for the service's own calendar to say: the library reads a time as the zone's standard time.
+  // Not SCH_ERR_TIME_IN_PAST: the library takes the time for standard time. The service's calendar decides that later.
   const int error = sch_verify_tminfo(time);
   if (error != 0 && error != SCH_ERR_TIME_IN_PAST) return static_cast<uint32_t>(-error);
   time->last_run = 0;
@@ -65,7 +65,7 @@ uint32_t verify_time(uint32_t type, sch_tminfo *time) {
   return type == SCH_SCHEDULE_PERIODIC ? verify_period(*time) : 0;
 }
 
-// It becomes part of configuration lines and of the conversation with the mail server.
+// Such texts become part of configuration lines and of SMTP commands.
 bool is_plain_word(const std::string &text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < 0x7f; });
 }
@@ -99,7 +99,7 @@ uint32_t decode_job_text(const sch_job_request &record, std::string_view text, J
   if (text.size() > job_text_limit) return control::err_text_too_long;
   request->text = text;
   if (text.find('\0') != text.npos || holds_end_of_job(text)) return host::err_bad_value;
-  // It is shown byte for byte, on the terminals of others too.
+  // Job texts are shown unchanged, also on other users' terminals.
   return host::find_control(text) ? control::err_control_character : 0;
 }
 
@@ -170,7 +170,7 @@ uint32_t decode_address(const sch_schedule_email_request &record, AddressRequest
 }
 
 uint32_t decode_show(const sch_show_request &record, ShowRequest *request) {
-  request->name = host::text_in(record.name);  // one that fills its field names nothing
+  request->name = host::text_in(record.name);  // may fill its field: then nothing has that name
   request->cursor = record.cursor;
   return 0;
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The edge: a request's record as typed values. Its size has been checked; every text, range and announced length is
-// checked here, completely. What gets through holds names by the rule, terminated printable addresses, and records that
-// may be stored.
+// Decodes a request's record into typed values. The record's size has been checked already; every text, range and
+// announced length is checked here. Afterwards names are valid, addresses terminated and printable, and records may be
+// stored.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@ using Payload = std::span<const std::byte>;
 
 struct JobRequest {
   std::string name;
-  std::string_view text;  // the request's
+  std::string_view text;  // points into the request
 };
 
 struct ScheduleRequest {
@@ -52,8 +52,8 @@ struct ShowRequest {
   int32_t cursor = SCH_CURSOR_FIRST;
 };
 
-// Each returns a status; the result is filled when it is 0. `text` is what follows the record; a decoder that does not
-// take it has no use for more than the record.
+// Each returns a status and fills the result if it is 0. `text` is what follows the record; the dispatcher refuses more
+// than the record for decoders without it.
 uint32_t decode_job(const sch_job_request &record, JobRequest *request);  // create and delete
 uint32_t decode_job_text(const sch_job_request &record, std::string_view text, JobRequest *request);
 uint32_t decode_schedule(const sch_named_request &record, ScheduleRequest *request);

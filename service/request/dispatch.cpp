@@ -25,7 +25,7 @@
 namespace service {
 namespace {
 
-enum class For { everybody, user, administrator };  // user: one who can be served later, when the schedule is due
+enum class For { everybody, user, administrator };  // user: the caller may configure (Authority::may_configure)
 
 struct Row {
   uint32_t service, opcode;
@@ -62,7 +62,8 @@ host::Answer handle_bare(const Call &call, Payload) {
 
 constexpr size_t any_length = std::numeric_limits<size_t>::max();
 
-// A row, from what its decoder takes apart (a record, or a record with a text behind it) and what its operation does.
+// A row from a decoder (of a record, or of a record and the text behind it) and an operation, whose types determine the
+// payload's size and the form of the answer.
 template <auto decode, auto operation, typename Record, typename Request>
 constexpr Row row_of(uint32_t (*)(const Record &, Request *), uint32_t service, uint32_t opcode, For whom) {
   return {service, opcode, sizeof(Record), sizeof(Record), whom, handle<decode, operation, Record, Request>};
@@ -79,7 +80,7 @@ constexpr Row row(uint32_t service, uint32_t opcode, For whom) {
   return row_of<decode, operation>(decode, service, opcode, whom);
 }
 
-// An operation that needs nothing of its payload, of `size` bytes.
+// A row of an operation without parameters; its payload has `size` bytes, which are not read.
 template <auto operation>
 constexpr Row bare_row(uint32_t service, uint32_t opcode, For whom, size_t size = 0) {
   return {service, opcode, size, size, whom, handle_bare<operation>};
@@ -88,7 +89,7 @@ constexpr Row bare_row(uint32_t service, uint32_t opcode, For whom, size_t size 
 constexpr uint32_t config = SCH_SERVICE_CONFIG, show = SCH_SERVICE_SHOW;
 constexpr size_t transport_size = sizeof(sch_email_transport);
 
-// The most frequent first.
+// The most frequent first, as the table is searched in order.
 constexpr Row rows[] = {
     row<decode_show, show_schedule>(show, SCH_OP_SHOW_SCHEDULE, For::everybody),
     row<decode_show, show_job>(show, SCH_OP_SHOW_JOB, For::everybody),
@@ -155,7 +156,7 @@ host::Answer answer(const Call &call, const host::Incoming &incoming) {
   }
 }
 
-// What configures, or has something run or end, needs an account that may be used; to see one's own does not.
+// Requests that change the configuration, or start or end runs, need a usable account; showing does not.
 bool needs_account(const Context &context, const host::Incoming &incoming) {
   if (context.accounts == nullptr || context.authority.administrator(incoming.caller)) return false;
   if (incoming.service != host::service_control) return incoming.service == SCH_SERVICE_CONFIG;
@@ -174,13 +175,13 @@ host::Answer carry_out(Context &context, const host::Incoming &incoming) {
   return result;
 }
 
-// There may be a password in it.
+// The body may contain a password.
 void wipe(host::Bytes *body) {
   explicit_bzero(body->data(), body->size());
   delete body;
 }
 
-// The request has gone from the transport's buffer when it is answered later.
+// The body is copied: when the answer is pending, the transport's buffer will be used for other requests.
 host::Answer answer_if_account_is_usable(Context &context, const host::Incoming &incoming) {
   const std::shared_ptr<host::Bytes> body(new host::Bytes(incoming.body.begin(), incoming.body.end()), wipe);
   host::Incoming kept = incoming;
@@ -192,7 +193,7 @@ host::Answer answer_if_account_is_usable(Context &context, const host::Incoming 
   });
 }
 
-// An administrator wants to know who tries what is not theirs.
+// Attempts to use what belongs to others are reported to the administrator.
 void report_refusal(const host::Caller &caller, uint32_t status) {
   constexpr unsigned lines_a_minute = 20;
   static host::RefusalReport report(lines_a_minute);

@@ -72,8 +72,8 @@ uint32_t add_address(const AddressRequest &request) {
   return change.commit();
 }
 
-// Not by the library's removal, whose matches reach further: it takes beginnings of names and addresses, and the last
-// address of a schedule whatever it is.
+// Not by the library's function, which removes too much: it matches prefixes of names and addresses, and removes a
+// schedule's last address whatever it is.
 uint32_t remove_address(const AddressRequest &request) {
   sch_schedule_email_entry *entry = find_addresses(request.schedule);
   sch_email_slot *slot = find_slot(entry, request.address);

@@ -19,7 +19,7 @@ uint32_t modify_address(const Call &call, const AddressRequest &request);
 
 host::Answer show_email_config(const Call &call);
 
-// As a part of `change`: all addresses of a schedule that goes away.
+// As a part of `change`, for a schedule that is deleted.
 void delete_addresses(ConfigChange &change, const std::string &schedule);
 
 }  // namespace service

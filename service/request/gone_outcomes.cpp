@@ -22,7 +22,7 @@ LogRecord as_record(const sch_schedule_entry &entry, const Outcome &outcome) {
   return record;
 }
 
-// Of a schedule that was deleted since, or of a run that the history has given up meanwhile.
+// The schedule was deleted, or the run dropped from the history, while the log was being read.
 LogRecord forgotten() {
   LogRecord record;
   record.job = record.schedule = record.user = no_job;

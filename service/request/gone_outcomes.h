@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Outcomes whose record in the job log has made room for newer ones, as the history still has them.
+// Outcomes whose record in the job log was overwritten by newer ones, as far as the history still has them.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 namespace service {
 
-// Those after `log.shown_after()` that the log lacks and the filter wants. The newest `gone_limit` at most.
+// Those after `log.shown_after()` that the log lacks and that match the filter; the newest `gone_limit` at most.
 inline constexpr size_t gone_limit = 16384;
 GoneOutcomes gone_outcomes(const JobLog &log, const LogFilter &filter);
 

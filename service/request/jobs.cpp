@@ -58,7 +58,7 @@ uint32_t define_job(const Call &call, const JobRequest &request) {
   if (!make_fragments(request.text, &fragments)) return host::err_no_memory;
 
   ConfigChange change;
-  sch_delete_job_entry_from_pss(pss_running, slot);  // a shorter text leaves no old fragment behind
+  sch_delete_job_entry_from_pss(pss_running, slot);  // the old text may have had more fragments
   GList *before = slot->fragments;
   change.undo([slot, before, fragments, length = slot->hdr->length] {
     slot->fragments = before;

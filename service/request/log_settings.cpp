@@ -16,8 +16,8 @@
 namespace service {
 namespace {
 
-// The file beside, the settings in the store, the file in place: a crash in between is sorted out when the log is
-// opened.
+// In this order: the new file under a draft's name, the settings in the store, the file under its name. After a crash
+// in between, JobLog::open() completes it.
 uint32_t replace_log(JobLog &log, const sch_log_file_rec &wanted, JobLog::Keep keep) {
   const host::Result<JobLog::Draft> draft = log.prepare(wanted, keep);
   if (!draft) {
@@ -34,7 +34,7 @@ uint32_t replace_log(JobLog &log, const sch_log_file_rec &wanted, JobLog::Keep k
   return status;
 }
 
-// The client has mapped the URI to the path; here it is mapped again, so that no path gets in by itself.
+// The client has sent the URI and the path that it maps to. It is mapped again here, so that no other path is accepted.
 bool is_usable_name(const LogRequest &request) {
   if (request.uri == SCH_LOG_URI_DEFAULT) return request.name == SCH_LOG_NAME_DEFAULT;
   const host::Result<host::FileUri> uri = host::parse_file_uri(request.uri);

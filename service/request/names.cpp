@@ -19,7 +19,7 @@ namespace {
 using control::ObjectKind;
 using Names = std::set<std::string>;
 
-// The first ones: who asks has to type more when there are many.
+// Collects names up to the limit of a reply; if there are more, the operator has to type more characters.
 class Found {
  public:
   explicit Found(std::string_view beginning) : beginning_(beginning) {}
@@ -54,7 +54,7 @@ void add_schedules(const Call &call, Found *found) {
     found->add(name_of(*entry->key));
 }
 
-// Those who have something here; whoever is no administrator sees nobody else.
+// The owners of jobs and schedules; callers who are not the administrator get only their own name.
 void add_users(const Call &call, Found *found) {
   found->add(call.caller.user_name);
   for (const sch_schedule_entry *entry : own_schedules(call)) {
@@ -63,7 +63,7 @@ void add_users(const Call &call, Found *found) {
   }
 }
 
-// Of a job that somebody may delete: what else is changed by it.
+// The schedules of a job, for a shell that warns before the job is deleted.
 host::Answer find_job_and_users(const Call &call, const std::string &name) {
   sch_job_entry *slot = nullptr;
   if (const uint32_t status = find_own_job(call, name, &slot); status != 0) return with_status(status);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Which names there are, for shells that complete them or look before they act.
+// Existing names, for shells that complete them or check them before a change.
 #pragma once
 
 #include "service/request/context.h"

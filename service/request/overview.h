@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Every schedule in one line, and what one's time means.
+// A line for each schedule, and an explanation of a schedule's time.
 #pragma once
 
 #include "service/request/context.h"

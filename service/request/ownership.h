@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Jobs and schedules by name, for those who may change them. 0 when it exists and the caller may use it.
+// Jobs and schedules by name, for callers who may change them. Status 0: it exists and the caller may use it.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 
 namespace service {
 
-// As for every change to a job or schedule: the feature is enabled, and the caller may configure.
+// What every change of a job or schedule needs: the feature is enabled, and the caller may configure.
 uint32_t may_change(const Call &call);
 
 uint32_t find_own_job(const Call &call, const std::string &name, sch_job_entry **slot);

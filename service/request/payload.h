@@ -10,7 +10,7 @@
 
 namespace service {
 
-// The record at the payload's beginning, of which the caller knows that it is there.
+// The record at the payload's beginning. The caller has checked the payload's size.
 template <typename Record>
 Record record_of(Payload payload) {
   static_assert(std::is_trivially_copyable_v<Record>);

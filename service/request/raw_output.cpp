@@ -21,7 +21,7 @@ std::string line_before(const LogRecord &record) {
          time_text(record.completion) + " =====\n";
 }
 
-// Made piece by piece, as the client takes it.
+// Produces the reply piece by piece, as the client receives it.
 class RawStream {
  public:
   RawStream(LogReader reader, uint64_t run) : reader_(std::move(reader)), run_(run) { read_on(); }
@@ -37,7 +37,7 @@ class RawStream {
   }
 
  private:
-  // To the next record that has something to give; one without output is found all the same.
+  // Goes to the next record that has text; false at the end. A record without output also counts as found.
   bool read_on() {
     text_.clear();
     sent_ = 0;

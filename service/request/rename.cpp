@@ -19,8 +19,8 @@ struct NewName {
   std::string from, to;
 };
 
-// The run-time store and that of the configuration commit one after the other: first the copies, then the name, then
-// the old ones go. What a crash leaves over is an orphan of one name or the other.
+// Two stores cannot be changed in one commit. So the statuses are copied to the new name first, then the configuration
+// is renamed, then the old statuses are removed. A crash in between leaves orphans, which the next start removes.
 uint32_t rename(const Call &call, sch_job_entry &slot, const NewName &names) {
   if (const uint32_t error = copy_statuses_of_job(slot, names.to); error != 0) return control::err_not_stored;
   ConfigChange change;
@@ -52,7 +52,7 @@ uint32_t rename(const Call &call, sch_schedule_entry &entry, const NewName &name
   sch_delete_schedule_entry_from_pss(pss_running, &entry);
   change.undo([&entry, &names] { rename_schedule(entry, names.from); });
   rename_schedule(entry, names.to);
-  change.require(sch_save_schedule_entry_to_pss(pss_running, &entry));  // of the same edition as its run state
+  change.require(sch_save_schedule_entry_to_pss(pss_running, &entry));  // keeps its edition, as the run state does
   rename_with_addresses(change, names);
   const uint32_t status = change.commit();
   if (status == 0)

@@ -5,7 +5,7 @@
 
 namespace service {
 
-// A job or schedule under another name: whatever belongs to it stays its own. What has been logged keeps the old name.
+// Renames a job or schedule, with its statuses, history and addresses. Records in the job log keep the old name.
 host::Answer rename_named(const Call &call, Payload payload);
 
 }  // namespace service

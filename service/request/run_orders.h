@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What an operator orders: a run now, its end, a schedule that is due no longer or again. The schedule's owner may, and
-// the administrator.
+// Operators' orders: start a run, end one, disable or enable a schedule. For the schedule's owner and the
+// administrator.
 #pragma once
 
 #include "service/request/context.h"

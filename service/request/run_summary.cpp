@@ -12,7 +12,8 @@ namespace {
 
 constexpr char none[] = "-";
 
-// What the service decided says more than a job's own ending, and the later decision more than the earlier.
+// The outcome that describes the run: the last one that the service has decided (killed, timed out, ...), otherwise the
+// first failed job's, otherwise the last one.
 const Outcome &decisive(const std::vector<Outcome> &outcomes) {
   const auto decided = std::ranges::find_if(outcomes.rbegin(), outcomes.rend(),
                                             [](const Outcome &outcome) { return outcome.reason != Reason::ended; });

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// One run in a few words, from the history or from what is under way.
+// A run in one line of a table, from the history or from the runs under way.
 #pragma once
 
 #include <cstdint>
@@ -17,9 +17,9 @@ struct RunSummary {
   std::string asked_by;
   int64_t begin_ms = 0;  // of the first job; 0: none began
   int64_t end_ms = 0;    // 0: it is under way
-  std::string outcome;   // one word; of a run with several the one that ended it
+  std::string outcome;   // one word; for several jobs that of the decisive one
   size_t jobs = 0, failed = 0;
-  uint32_t missed = 0;  // due times that it stands for
+  uint32_t missed = 0;  // number of missed due times that it stands for
 };
 
 std::string word_for(const Outcome &outcome);  // "success", "failed" or the reason's
@@ -29,7 +29,7 @@ RunSummary summary_of(const Runner::UnderWay &run);
 
 bool failed(const RunSummary &run);  // it ended, and not with success
 
-// Cells for people; every text in them is safe for a terminal.
+// Cells of the table, safe for a terminal.
 std::string due_cell(const RunSummary &run);
 std::string start_cell(const RunSummary &run);
 std::string duration_cell(const RunSummary &run);

@@ -49,7 +49,7 @@ uint32_t set_time(sch_schedule_entry &entry, const ModifyRequest &request) {
 uint32_t assign(sch_schedule_entry &entry, const sch_job_entry &slot) {
   const uint32_t id = slot.hdr->job_id;
   if (has_job(*entry.rec, id)) return control::err_already_assigned;
-  // The schedule's owner is the one the job runs as: nobody makes another's job run, or runs as another.
+  // Jobs run as the schedule's owner. So both must have the same owner, or one user would run code as another.
   if (owner_of(slot) != owner_of(entry)) return control::err_not_owner;
   ConfigChange change;
   change.modify(entry);

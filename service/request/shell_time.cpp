@@ -9,7 +9,7 @@
 namespace service {
 namespace {
 
-// Of a time that comes twice the first is meant, unless only the second lies ahead.
+// A wall clock time that comes twice means the first, unless that has passed and the second has not.
 time_t meant(time_t sent, const Zone &zone, time_t now) {
   const WallTime typed = {int64_t{sent} + zone.offset_at(now)};
   const time_t first = zone.moment_of(typed);

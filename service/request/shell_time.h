@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The library's handlers are exact in a zone that never changes its clocks. So a shell lives in a fixed zone, with the
-// offset that is in force at the service now, and moments are translated where they come in and go out: what a shell
-// reads or prints in its fixed zone is what the service's wall clock shows at that moment.
+// The library's handlers compute times correctly only in a zone without summer time. So a shell uses a zone with a
+// fixed offset, the one that the service's zone has now, and the service translates the times of requests and replies:
+// what the shell reads or prints in its fixed zone is what the service's wall clock shows at that moment.
 #pragma once
 
 #include <cstdint>
@@ -12,11 +12,11 @@
 
 namespace service {
 
-// Of a one-shot or periodic time as a shell sends it: start_time becomes the moment that was meant. 0, or the library's
-// own status for what has passed by the service's wall clock or lies beyond what can be stored.
+// Translates a one-shot or periodic time from a shell: start_time becomes the moment that the operator meant. Returns
+// 0, or the library's status for a time that has passed by the service's wall clock or that cannot be stored.
 uint32_t take_in_time(sch_tminfo *time, const Zone &zone, time_t now);
 
-// As a shell is to print it. 0 (never) stays 0.
+// Translates a moment for a shell. 0 (never) stays 0.
 int32_t time_for_shell(uint32_t moment, const Zone &zone, time_t now);
 
 }  // namespace service

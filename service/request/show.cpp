@@ -44,7 +44,7 @@ const sch_schedule_entry *next_schedule(const Call &call, const ShowRequest &req
   return entry != nullptr && authority.may_use(call.caller, owner_of(*entry)) ? entry : nullptr;
 }
 
-// A job that has not run yet under a schedule that has: the reply knows no other way to say that it did not succeed.
+// For a job that has not run although its schedule has, a failure: the reply's only way to say that it did not succeed.
 uint32_t last_wait_status(const sch_job_entry &slot, const char *schedule) {
   const sch_runtime_job_status *status = find_status(slot, schedule);
   return status == nullptr ? exit_status(Reason::not_yet_run) : status->words[0];
@@ -82,7 +82,7 @@ host::Answer show_job(const Call &call, const ShowRequest &request) {
   host::put_text(name_of(*slot->key), fixed.name);
   fixed.job_id = static_cast<int32_t>(slot->hdr->job_id);
   host::Bytes reply;
-  reply.reserve(sizeof fixed + std::min(slot->hdr->length, host::frame_limit));  // more cannot be sent
+  reply.reserve(sizeof fixed + std::min(slot->hdr->length, host::frame_limit));  // the length may be of a damaged store
   append_record(&reply, fixed);
   for_each_piece(*slot, [&](std::string_view piece) { append_text(&reply, piece); });
   fixed.length = static_cast<int32_t>(reply.size() - sizeof fixed);

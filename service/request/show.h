@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Answers of the show service. Everybody sees what is theirs, the administrator everything.
+// Answers of the show service. Users see their own jobs and schedules, the administrator all.
 #pragma once
 
 #include "host/transport/transport.h"
@@ -11,10 +11,10 @@ namespace service {
 host::Answer show_job(const Call &call, const ShowRequest &request);
 host::Answer show_schedule(const Call &call, const ShowRequest &request);
 
-// A stream of outcomes, oldest first; with a name, those of the schedule or job of that name.
-// What jobs printed is made safe for a terminal (shown_output.h).
+// A stream of outcomes, oldest first; with a name, those of the schedule or job of that name. Output is made safe for a
+// terminal (shown_output.h).
 host::Answer show_log(const Call &call, const ShowRequest &request);
-// By control::LogQuery.
+// The same, for a payload of control::LogQuery.
 host::Answer show_chosen_log(const Call &call, Payload payload);
 
 }  // namespace service

@@ -23,7 +23,7 @@
 namespace service {
 namespace {
 
-// Makes the messages of the stream one by one, as the client takes them.
+// Produces the messages of the stream one by one, as the client receives them.
 class LogStream {
  public:
   explicit LogStream(LogReader reader) : reader_(std::move(reader)) {}
@@ -89,7 +89,7 @@ host::Answer stream(const Call &call, LogFilter filter) {
   return answer;
 }
 
-// Of a run the outcomes that it has so far.
+// The sequence numbers of a run's outcomes so far.
 std::optional<std::set<uint64_t>> outcomes_of_run(const Call &call, uint64_t number) {
   for (const sch_schedule_entry *entry : own_schedules(call)) {
     if (newest_run(*entry) < number) continue;

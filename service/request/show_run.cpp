@@ -21,8 +21,8 @@ namespace {
 struct Found {
   const sch_schedule_entry *entry;
   RunSummary summary;
-  std::vector<Outcome> outcomes;  // of a run under way those of the jobs that have ended
-  std::string job;                // under way
+  std::vector<Outcome> outcomes;  // of the jobs that have ended
+  std::string job;                // the job that is running; empty: none
 };
 
 std::optional<Found> find_under_way(const Call &call, uint64_t number) {
@@ -45,7 +45,7 @@ std::optional<Found> find_ended(const Call &call, uint64_t number) {
   return std::nullopt;
 }
 
-// In a cell: nothing in it may begin a line.
+// For a cell of a table: no newlines, and safe for a terminal.
 std::string in_one_line(const std::string &text) {
   std::string line = host::visible(text);
   std::ranges::replace_if(

@@ -24,11 +24,10 @@ using Schedules = std::vector<const sch_schedule_entry *>;
 
 constexpr uint32_t usual_lines = 20;
 
-// Of a search for failures, which may find none: it reads some thousand pages of the store, and the service has other
-// work.
+// Runs that a search for failures looks at: it may find none, and must not keep the service from its other work.
 constexpr size_t search_limit = 20000;
 
-// When it was due; a run that somebody asked for began at once.
+// When it was due; for a run that an operator started, when it began.
 int64_t moment_of(const RunSummary &run) {
   return run.due != 0 ? run.due : run.begin_ms / 1000;
 }
@@ -79,7 +78,7 @@ bool concerns(const HistoryRun &run, const std::string &job) {
   return std::ranges::any_of(run.outcomes, [&](const Outcome &outcome) { return outcome.job == job; });
 }
 
-// Which have lines in the history too when a job of theirs has ended.
+// Adds the runs under way and returns their numbers: if one of their jobs has ended, they are in the history too.
 std::set<uint64_t> add_under_way(const Call &call, const std::string &schedule, const std::string &job, Newest *found) {
   std::set<uint64_t> numbers;
   for (const Runner::UnderWay &run : call.context.runner.list()) {
@@ -92,7 +91,7 @@ std::set<uint64_t> add_under_way(const Call &call, const std::string &schedule, 
   return numbers;
 }
 
-// False: it was given up before all was read.
+// False: the search limit was reached before all was read.
 bool add_ended(const Schedules &schedules, const control::HistoryQuery &query, size_t count,
                const std::set<uint64_t> &under_way, Newest *found) {
   size_t searched = 0;

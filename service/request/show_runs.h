@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Looking back: runs under way and in the history.
+// Shows runs, those under way and those in the history.
 #pragma once
 
 #include "service/request/context.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Looking ahead.
+// Shows when schedules are due.
 #pragma once
 
 #include "service/request/context.h"

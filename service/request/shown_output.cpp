@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view mark = "| ";
 
-// Nobody counts whether a rule has its 78 characters.
+// A line of fewer hyphens than the log's 78 would deceive a reader just as well.
 constexpr size_t shortest_rule = 20;
 
 bool is_rule(std::string_view line) {
@@ -18,7 +18,7 @@ bool is_rule(std::string_view line) {
   return length >= shortest_rule && line.find_first_not_of(" \t", length) == line.npos;
 }
 
-// The words of the library's display, whatever blanks stand around them.
+// Whether the line begins with the words of the library's display, after any blanks.
 bool imitates_record(std::string_view line) {
   line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
   for (const std::string_view word : {"Job Name", "Schedule Name", "Completion time"})

@@ -6,9 +6,8 @@
 
 namespace service {
 
-// What a job printed, for a terminal: everything that the terminal would obey is made visible (host/visible.h), and a
-// line that looks like one of those with which the log shows a record begins with "| ", so that no output can pass for
-// a record of another job.
+// A job's output, made safe for a terminal (host/visible.h). Lines that look like those with which the log begins or
+// ends a record are prefixed by "| ", so that no output can pass for another job's record.
 std::string shown_output(std::string_view output);
 
 }  // namespace service

@@ -25,7 +25,7 @@ std::string shown_moment(time_t moment) {
   return {text, std::strftime(text, sizeof text, "%a %Y-%m-%d %H:%M:%S %z", &fields)};
 }
 
-// A clock that was set back meanwhile makes no negative one.
+// Not negative, even if the clock was set back meanwhile.
 std::string shown_duration(int64_t milliseconds) {
   milliseconds = std::max<int64_t>(milliseconds, 0);
   if (milliseconds >= minute * 1000) return shown_wait(milliseconds / 1000);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Moments and spans as the screens of runs print them.
+// Moments and durations as the tables of runs print them.
 #pragma once
 
 #include <cstdint>

@@ -38,7 +38,7 @@ std::string user_name(uint32_t tag) {
   return user ? user->name : "user number " + std::to_string(tag - 1);
 }
 
-// Also of users whose schedules have gone meanwhile.
+// Includes users whose schedules were deleted while their runs go on.
 std::map<uint32_t, Share> shares_of_runs(const Runner &runner) {
   std::map<uint32_t, Share> shares;
   for (const Runner::UnderWay &run : runner.list())
@@ -106,7 +106,7 @@ void add_stores(Lines *lines) {
   add_store(lines, "startup store", sch_pss_startup_uri);
 }
 
-// What belongs to nobody alone.
+// The lines that belong to no single user.
 void add_whole(Lines *lines, const Context &context) {
   lines->add("state directory", host::paths().state);
   lines->add("schedules", schedule_count());

@@ -7,7 +7,7 @@
 
 namespace service {
 
-// How the service does, as "key: value" lines. An administrator sees every user's share, anyone else their own.
+// The service's status, as "key: value" lines. The administrator sees every user's share, other users only their own.
 std::string status_text(const Call &call);
 std::string standby_status_text(const Settings &settings, time_t started, bool administrator);
 

@@ -6,7 +6,7 @@
 
 namespace service {
 
-// Lines of cells in columns, each as wide as its widest cell, two blanks between; the last one is as long as it is.
+// Text in columns, each as wide as its widest cell and separated by two blanks. The last column is not padded.
 class TextTable {
  public:
   using Row = std::vector<std::string>;
