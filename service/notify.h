@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the process that supervises this one is told, if it asked for it by its environment.
+// Messages to the process that supervises this one (such as systemd), if it has set NOTIFY_SOCKET.
 #pragma once
 
 #include <string>
@@ -9,12 +9,12 @@
 namespace service {
 
 void notify_supervisor(const std::string &state);  // "READY=1", "STOPPING=1"
-// It ends, and may take so long: a supervisor that would lose patience, or miss the signs of life, waits.
+// The service is stopping, which may take so long. Extends the supervisor's time limit, also of its watchdog.
 void notify_stopping(unsigned longest_s);
-void notify_reloading();  // "READY=1" says later that it is over
+void notify_reloading();  // to be followed by "READY=1" when it is done
 
-// A sign of life at half the interval that the supervisor waits for one, from the main loop: a loop that hangs gives
-// none.
+// Sends the supervisor's watchdog its keep-alive at half of the interval that it demands, from the event loop: so that
+// a hanging loop is noticed.
 class Watchdog {
  public:
   Watchdog() { tick(); }
@@ -26,7 +26,7 @@ class Watchdog {
   host::Watch next_;
 };
 
-// Milliseconds between two signs; 0: none is asked for.
+// Milliseconds between two keep-alives; 0: the supervisor has no watchdog.
 unsigned watchdog_period_ms();
 
 }  // namespace service

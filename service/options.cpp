@@ -23,7 +23,7 @@ constexpr control::Program program = {
     "Exit status: 0 ended by SIGTERM or SIGINT, 1 failed, 2 wrong usage or wrong settings,\n"
     "3 the state directory cannot be used, or another service uses it.\n"};
 
-// GOption's own types; each text is freed with the record.
+// The values in the types that GOption fills; the texts are freed with the record.
 struct Raw {
   char *config = nullptr, *state_dir = nullptr, *interpreter = nullptr, *store_limit = nullptr, *debug = nullptr;
   gboolean check = FALSE, standby = FALSE, foreground = FALSE;

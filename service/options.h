@@ -16,12 +16,12 @@ struct Options {
   bool check = false;       // say whether the settings are right, and end
   bool foreground = false;  // the system log's messages also on standard error
   int debug_level = 0;
-  std::vector<std::pair<std::string, std::string>> settings;  // keys with values that outdo the file's
+  std::vector<std::pair<std::string, std::string>> settings;  // keys with values that override the file's
 };
 
 control::Parsed parse_options(int argc, char **argv, Options *options);
 
-// The file that the options name, with their own settings over it.
+// Reads the file that the options name; settings that were given as options override it.
 SettingsRead read_settings(const Options &options);
 
 }  // namespace service

@@ -25,10 +25,10 @@
 namespace service {
 namespace {
 
-// Beyond the grace of the runs: to kill what did not end in it, and to store how all of them ended.
+// In addition to the runs' grace: time to kill what did not end in it, and to store the outcomes.
 constexpr unsigned stop_margin_s = 30;
 
-// A socket under a private directory is nobody else's, whatever its own mode is.
+// The socket may be open to every user, but those who cannot enter a directory above it cannot connect.
 std::string whom_it_serves(const std::string &user) {
   if (!host::paths().system_wide) return "serves " + user + " alone";
   const std::string closed = host::closed_to_others(host::paths().socket);
@@ -42,7 +42,7 @@ void say_whom_it_serves(const std::string &user, const char *mode) {
                host::paths().state.c_str(), host::paths().socket.c_str());
 }
 
-// Blocked here for the whole process; a job's process sets its own back.
+// The signals are blocked for the whole process, to be read from a descriptor; a job's process unblocks them.
 host::FileDescriptor take_signals() {
   sigset_t wanted;
   sigemptyset(&wanted);
@@ -50,7 +50,7 @@ host::FileDescriptor take_signals() {
     sigaddset(&wanted, number);
   sigprocmask(SIG_BLOCK, &wanted, nullptr);
   signal(SIGPIPE, SIG_IGN);
-  signal(SIGXFSZ, SIG_IGN);  // the write that goes too far fails, and says so
+  signal(SIGXFSZ, SIG_IGN);  // a write beyond the file size limit fails with EFBIG instead
   return host::FileDescriptor(signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
@@ -100,8 +100,8 @@ host::Answer Service::answer_take_over(const host::Incoming &incoming) {
   return with_status(failure_ ? host::err_io : 0);
 }
 
-// Not as a boot: whatever the settings say of that, the stores hold what the one that was active has left. A service
-// that fails at it ends, and its supervisor has it stand by again.
+// Starts from the running stores whatever `boot-from` says, as they hold what the active service has left. If that
+// fails the service ends, and its supervisor restarts it in standby.
 void Service::take_over() {
   tarn_syslog(LOG_NOTICE, "takes over from standby");
   standby_.reset();

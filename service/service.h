@@ -50,7 +50,7 @@ class Service {
   std::shared_ptr<const Settings> settings_;
   host::User user_;
   time_t started_;
-  std::unique_ptr<Standby> standby_;  // one of the two is there
+  std::unique_ptr<Standby> standby_;  // exactly one of the two is not null
   std::unique_ptr<Active> active_;
   std::optional<Failure> failure_;  // of a take-over
   std::unique_ptr<host::Server> server_;

@@ -12,7 +12,7 @@ void use(Context &context, std::shared_ptr<const Settings> settings) {
   context.runner.use(context.settings);
   context.scheduler.use(*context.settings);
   if (context.courier != nullptr) context.courier->use(context.settings);
-  context.scheduler.check_soon();  // runs that wait may have a place now
+  context.scheduler.check_soon();  // waiting runs may be allowed to begin by the new limits
 }
 
 }  // namespace service

@@ -7,7 +7,7 @@
 
 namespace service {
 
-// After a reload: hands the settings to everybody whom they concern.
+// After a reload: passes the new settings to every part of the service that uses them.
 void use(Context &context, std::shared_ptr<const Settings> settings);
 
 }  // namespace service

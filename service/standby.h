@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The service beside an active one on another machine: it holds its state directory and keeps its stores, as somebody
-// replaces them there, and runs nothing. What was due meanwhile is for whoever is active; a take-over goes on with the
-// stores as they are, as a restart does.
+// The service in standby, beside an active one on another machine. It holds its state directory, whose stores something
+// else keeps up to date, and runs nothing. A take-over goes on like a restart, with the stores as they are then.
 #pragma once
 
 #include <ctime>
@@ -22,9 +21,9 @@ class Standby {
   Standby(const Standby &) = delete;
   Standby &operator=(const Standby &) = delete;
 
-  host::Result<void> open();  // takes the directories and opens the stores, or makes them; restores nothing
+  host::Result<void> open();  // locks the directories and opens or creates the stores; restores nothing
 
-  // How the service does, and its zone; everything else has to wait. `settings` in use.
+  // Answers requests for the status and the zone, and refuses all others.
   host::Answer answer(const host::Incoming &incoming, const Settings &settings) const;
   bool may_end_it(const host::Caller &caller) const { return authority_.administrator(caller); }
 
