@@ -15,7 +15,8 @@
 namespace service {
 namespace {
 
-constexpr time_t far_away = std::numeric_limits<int32_t>::max() * time_t{4};  // an unset timer would not tell of steps
+// For "no due time": the timer must be set all the same, as only a set timer is cancelled by a step of the clock.
+constexpr time_t far_away = std::numeric_limits<int32_t>::max() * time_t{4};
 
 int64_t in_ms(const timespec &time) {
   return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000;
@@ -46,7 +47,7 @@ void Alarm::set(time_t moment) {
   set_for_ = moment;
   itimerspec when = {};
   when.it_value.tv_sec = moment == 0 ? far_away : moment;
-  // Where the clock was set just before, this call says so, and the descriptor does not any more.
+  // If the clock was set just before, this call fails with ECANCELED, and the descriptor does not report it again.
   constexpr int flags = TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET;
   if (timerfd_settime(timer_.get(), flags, &when, nullptr) != 0 && errno == ECANCELED)
     set_meanwhile_ = host::Watch::after_ms(0, [this] { ring(); });
@@ -55,15 +56,15 @@ void Alarm::set(time_t moment) {
 void Alarm::on_readable() {
   uint64_t times = 0;
   const ssize_t got = read(timer_.get(), &times, sizeof times);
-  if (got < 0 && errno != ECANCELED) return;  // it was set again meanwhile
+  if (got < 0 && errno != ECANCELED) return;  // EAGAIN: the timer was set anew before this callback
   ring();
 }
 
-// Both clocks are slewed alike: their offset changes by steps alone.
+// Adjustments of the speed affect both clocks alike, so the offset between them changes by steps only.
 void Alarm::ring() {
   set_meanwhile_.stop();
   const int64_t before = std::exchange(offset_ms_, clock_offset_ms());
-  set_for_ = -1;  // it has rung, or was cancelled: to be set in any case
+  set_for_ = -1;  // the timer has expired or was cancelled: the next set() must not be skipped
   ring_(static_cast<time_t>(std::llround(static_cast<double>(offset_ms_ - before) / 1000)));
 }
 

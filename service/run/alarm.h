@@ -11,10 +11,10 @@
 
 namespace service {
 
-// Rings at a time of the wall clock, and when the wall clock is set.
+// A timer on the wall clock, which also calls back when the wall clock is set.
 class Alarm {
  public:
-  // `step`: by how many seconds the clock was set since the last ring or step; 0: by less than half of one.
+  // `step`: the seconds by which the clock was set since the last call, rounded; 0 if it was not.
   using Ring = std::function<void(time_t step)>;
 
   host::Result<void> open(Ring ring);
@@ -28,7 +28,7 @@ class Alarm {
   host::Watch watch_, set_meanwhile_;
   Ring ring_;
   time_t set_for_ = 0;
-  int64_t offset_ms_ = 0;  // of the wall clock from the clock that nobody sets, which counts a sleeping machine's time
+  int64_t offset_ms_ = 0;  // of the wall clock from CLOCK_BOOTTIME, which is never set and counts suspended time
 };
 
 }  // namespace service

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The one place where the running of schedules reads the wall clock. What rings, ends or asks reads it here and hands
-// it on. time() is behind it by up to a tick of the kernel's, so that a timer can ring before time() has come there.
+// The wall clock. Only event handlers (timers, ends of processes, requests) read it, and pass the time on as an
+// argument. Not by time(), which lags by up to a tick of the kernel: a timer could expire before time() has reached its
+// second.
 #pragma once
 
 #include <cstdint>

@@ -20,12 +20,12 @@ uint32_t next_after(const sch_schedule_rec &rec, time_t moment) {
   return next_due(rec.time, moment, service_zone(), taken_of(rec)).value_or(0);
 }
 
-// A start that was typed for this very second has not passed.
+// A start time that is the current second has not passed.
 bool may_be_now(const sch_tminfo &time) {
   return time.type == SCH_SCHEDULE_ONESHOT || time.type == SCH_SCHEDULE_PERIODIC;
 }
 
-// The latest slot up to now: slots follow the one that was used last by whole periods.
+// Sets last_run to the latest slot up to now. Slots are whole periods after the last one.
 void take_slot(sch_tminfo &time, int64_t slot, int64_t now) {
   const int64_t period = period_of(time);
   if (period <= 0) return;
@@ -84,7 +84,7 @@ void arm_anew(sch_schedule_entry &entry, time_t now) {
 bool arm_in_zone(sch_schedule_entry &entry, time_t now) {
   const uint32_t due = state_of(*entry.rec).next_due;
   if (due == 0 || due <= now || counts_elapsed_time(entry.rec->time)) return false;
-  // A one-shot time that has passed by the new zone is late or missed, not forgotten.
+  // A one-shot time that has passed in the new zone stays due, and is then late or missed, rather than being dropped.
   const uint32_t next = next_after(*entry.rec, entry.rec->time.type == SCH_SCHEDULE_ONESHOT ? 0 : now);
   if (next != due) set_next_due(entry, next);
   return next != due;
@@ -94,7 +94,7 @@ void arm_after_step(sch_schedule_entry &entry, time_t step, time_t now) {
   sch_tminfo &time = entry.rec->time;
   const uint32_t due = state_of(*entry.rec).next_due;
   if (due == 0 || !counts_elapsed_time(time)) return;
-  if (time.last_run == 0) {  // it has not begun: its start stays where it is
+  if (time.last_run == 0) {  // no slot was taken yet: the start time applies as it is
     arm(entry, now);
     return;
   }

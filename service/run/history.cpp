@@ -12,10 +12,10 @@
 namespace service {
 namespace {
 
-// More than the largest log holds, little enough for memory.
+// Outcomes that a walk returns at most: more than the largest log holds, and they fit in memory.
 constexpr size_t walk_limit = 50000;
 
-// The newest first, until `visit` says that it is enough.
+// Newest page first, until `visit` returns false.
 template <typename Visit>
 void for_each_page(const sch_schedule_entry &entry, Visit visit) {
   const std::optional<RunState> state = read_run_state(entry);
@@ -24,8 +24,8 @@ void for_each_page(const sch_schedule_entry &entry, Visit visit) {
     if (const std::optional<HistoryPage> page = HistoryPage::read(entry, number - 1); page && !visit(*page)) return;
 }
 
-// Runs of one schedule follow each other, so that one at most is cut by the end of a page. Where the page before is
-// gone, what is left of that run would tell less than its outcome was.
+// If the page before the oldest one was removed, the oldest run may have lost outcomes with it: it is left out. As runs
+// of one schedule never overlap, this can be only one run.
 void leave_out_remainder(const HistoryPage &oldest, std::map<uint64_t, std::vector<Outcome>> *runs) {
   const std::vector<Outcome> outcomes = oldest.outcomes();
   uint64_t last = 0;
@@ -43,7 +43,7 @@ bool later(const Found &left, const Found &right) {
   return left.second.sequence > right.second.sequence;
 }
 
-// The newest alone are kept: `found` is a heap with the oldest on top.
+// Keeps only the newest ones: `found` is a heap with the oldest on top.
 void keep_newest(std::vector<Found> *found, Found another) {
   found->push_back(std::move(another));
   std::push_heap(found->begin(), found->end(), later);
@@ -54,7 +54,7 @@ void keep_newest(std::vector<Found> *found, Found another) {
 
 }  // namespace
 
-// Runs of one schedule follow each other, so that an older run's outcome says that all of a younger one's were read.
+// Runs of one schedule never overlap, so the first outcome of an older run means that a newer one is complete.
 std::vector<HistoryRun> read_history(const sch_schedule_entry &entry, size_t limit) {
   std::map<uint64_t, std::vector<Outcome>> runs;
   std::optional<HistoryPage> oldest;

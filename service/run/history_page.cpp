@@ -25,7 +25,7 @@ struct Stored {
 };
 static_assert(sizeof(Stored) == 80);
 
-// The fields that are numbers, each with its place in the record: `copy` says which way they go.
+// All number fields, once for reading and writing: `copy` is the direction.
 template <typename Record, typename Memory, typename Copy>
 void each_number(Record &stored, Memory &outcome, Copy copy) {
   copy(stored.run, outcome.run);
@@ -56,7 +56,7 @@ Outcome outcome_of(const Stored &stored) {
   return outcome;
 }
 
-// Names are at most 31 bytes long; a remark may be longer.
+// Cuts the text to `limit`. Names always fit; only a remark may be too long.
 uint8_t add_text(std::string *body, const std::string &text, size_t limit) {
   const size_t size = std::min(text.size(), limit);
   body->append(text, 0, size);
@@ -74,7 +74,7 @@ std::string encode(const Outcome &outcome) {
   return std::string(reinterpret_cast<const char *>(&stored), sizeof stored) + texts;
 }
 
-// Takes one outcome from the front. False: what is left is not one.
+// Decodes one outcome and removes it from the front of *body. False: the rest is malformed.
 bool decode(std::string_view *body, Outcome *outcome) {
   Stored stored;
   if (body->size() < sizeof stored) return false;

@@ -17,12 +17,12 @@
 namespace service {
 namespace {
 
-constexpr unsigned group_round_ms = 2;  // the kernel ends a killed group in about as long
-constexpr int group_rounds = 2500;      // 5 s: a process that waits for a disk may need them
-constexpr int stop_rounds = 500;        // 1 s, when the service ends; the next one would end what is left
+constexpr unsigned group_round_ms = 2;  // between two looks; the kernel ends a killed group in about that time
+constexpr int group_rounds = 2500;      // 5 s in all: a process that waits for a disk ends late
+constexpr int stop_rounds = 500;        // 1 s in all when the service ends: the next one kills what is left
 constexpr useconds_t stop_round_us = 2000;
-constexpr int keeper_end_ms = 5000;          // the same, of a keeper that was told to end its run
-constexpr unsigned keeper_grace_ms = 10000;  // a keeper that has not ended its run by then is given up
+constexpr int keeper_end_ms = 5000;          // when the service ends: for a keeper that was told to kill its job
+constexpr unsigned keeper_grace_ms = 10000;  // otherwise; then the keeper is killed itself
 
 }  // namespace
 
@@ -61,7 +61,8 @@ void JobProcess::keep(const char *bytes, size_t size) {
   result_.output.append(bytes, std::min(size, room));
 }
 
-// Bounded, yet more than a pipe holds: a job that prints without end must not keep the service from its other work.
+// Reads a bounded amount, as a job that prints without end must not keep the service from its other work; but more than
+// a pipe holds.
 void JobProcess::take_output() {
   char buffer[16384];
   for (int round = 0; round < 8; round++) {
@@ -70,7 +71,7 @@ void JobProcess::take_output() {
       keep(buffer, static_cast<size_t>(size));
       continue;
     }
-    if (size == 0) output_.stop();  // every writer has gone
+    if (size == 0) output_.stop();  // end of file: no process has the pipe open for writing
     if (size < 0 && errno == EINTR) continue;
     return;
   }
@@ -87,7 +88,7 @@ void JobProcess::take_reports() {
     wait_status_ = report.wait_status;
     result_.killed += report.killed;
   }
-  if (size == 0) reports_.stop();  // the job runs, or its keeper has gone
+  if (size == 0) reports_.stop();  // closed: the job was executed, or its keeper has ended
 }
 
 void JobProcess::out_of_time() {
@@ -105,10 +106,10 @@ void JobProcess::out_of_time() {
     return;
   }
   timer_.stop();
-  kill(started_.pid, SIGKILL);  // a keeper that waits for what cannot be ended
+  kill(started_.pid, SIGKILL);  // its keeper waits for a process that cannot be killed
 }
 
-// The keeper leads a group, in which the modules' own programs are.
+// Kills the keeper's process group, in which programs of PAM's modules are too.
 void JobProcess::pam_out_of_time() {
   pam_timer_.stop();
   failure_ = Report{Report::Kind::failed, Stage::account, ETIMEDOUT, 0, 0, "PAM timed out"};
@@ -118,13 +119,13 @@ void JobProcess::pam_out_of_time() {
 
 void JobProcess::signal_all(int number) const {
   if (started_.pid <= 0) return;
-  // Once each: a job that is asked twice may take the second time for impatience.
+  // Every process gets the signal only once: some programs quit without cleaning up at the second one.
   if (started_.group && started_.group.signal(number)) return;
   if (started_.kept) {
     const KeeperOrder order = {number};
     send(started_.channel.get(), &order, sizeof order, MSG_NOSIGNAL | MSG_DONTWAIT);
   } else if (kill(-started_.pid, number) != 0) {
-    kill(started_.pid, number);  // it has not come to lead its group yet
+    kill(started_.pid, number);  // it has not created its process group yet
   }
 }
 
@@ -138,7 +139,7 @@ bool JobProcess::wait_ms(int milliseconds) const {
   return poll(&ended, 1, milliseconds) == 1;
 }
 
-// A job that prints on its way out would wait for ever for somebody to read it.
+// Also reads output: a job that prints while it ends would otherwise block when its pipe is full.
 void JobProcess::wait_for(std::vector<JobProcess *> processes, int milliseconds) {
   using namespace std::chrono;
   const auto deadline = steady_clock::now() + std::chrono::milliseconds(milliseconds);
@@ -166,7 +167,7 @@ void JobProcess::end_all(const std::vector<JobProcess *> &processes, int grace_m
   wait_for(processes, keeper_end_ms);
 }
 
-// The job's group goes before its leader is collected: until then its number cannot belong to anybody else.
+// Kills the job's process group before waiting for its leader, as until then the group's number cannot be reused.
 void JobProcess::collect() {
   if (!started_.kept && !leave_daemons_) kill(-started_.pid, SIGKILL);
   int status = 0;
@@ -190,7 +191,7 @@ void JobProcess::ended() {
   empty_group();
 }
 
-// Looks again until the last process has gone: then the run is over.
+// Waits, looking again and again, until the control group has no process left: then the job is over.
 void JobProcess::empty_group() {
   emptying_.stop();
   const bool empty = started_.group.remove();
@@ -226,7 +227,7 @@ void JobProcess::judge() {
 }
 
 void JobProcess::finish() {
-  take_output();  // what is still in the pipe; a daemon that is left alone may keep it open for ever
+  take_output();  // only what is in the pipe now: a daemon that may go on can keep it open for ever
   output_.stop();
   judge();
   const Done done = std::move(done_);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// One job under way: its output, its time, its end, and the end of all that it started.
+// One job under way: collects its output, limits its time, and kills what it has started when it ends.
 #pragma once
 
 #include <cstdint>
@@ -19,28 +19,28 @@ namespace service {
 class JobProcess {
  public:
   struct Result {
-    uint32_t wait_status = 0;  // as recorded
+    uint32_t wait_status = 0;  // see recorded_status()
     std::string output;
     uint64_t output_total = 0;  // bytes that the job printed
-    std::string remark;         // the service's, when it has to say more than the status does
+    std::string remark;         // an explanation where the status does not say all; else empty
     Reason reason = Reason::ended;
-    uint32_t killed = 0;  // processes that the job had left behind
+    uint32_t killed = 0;  // number of processes that the job had left behind and that were killed
   };
-  using Done = std::function<void(Result)>;  // once; may destroy the process
+  using Done = std::function<void(Result)>;  // called once; may destroy the object
 
-  // What goes wrong after the process was made comes as a result: it waits for directories and programs that may be far
-  // away, the service must not.
+  // Errors after the process was created are reported as a Result: the process may have to wait for remote directories,
+  // and the service must not wait for it.
   static host::Result<std::unique_ptr<JobProcess>> start(Processes &processes, const Task &task, Done done);
-  ~JobProcess();  // ends the run, and waits for its process
+  ~JobProcess();  // kills the job, and waits for its process
   JobProcess(const JobProcess &) = delete;
   JobProcess &operator=(const JobProcess &) = delete;
 
-  void signal_all(int number) const;     // to everything that the run started
+  void signal_all(int number) const;     // to everything that the job has started
   bool wait_ms(int milliseconds) const;  // true: it has ended
-  Result end();                          // now, as stopped by the service; `done` is not called
+  Result end();                          // kills it now; reason `stopped`; `done` is not called
 
-  // Asks all to end, takes their output meanwhile, and kills what has not ended when the one grace is over. Each is
-  // still to be ended by end().
+  // Sends SIGTERM to all, reads their output meanwhile, and kills what has not ended after the common grace. The caller
+  // then calls end() for each.
   static void end_all(const std::vector<JobProcess *> &processes, int grace_ms);
 
   unsigned grace_ms() const { return limits_.grace_ms; }
@@ -70,7 +70,7 @@ class JobProcess {
   Result result_;
   std::optional<Report> failure_;
   int wait_status_ = 0;     // of the job
-  bool job_ended_ = false;  // and it is known how
+  bool job_ended_ = false;  // and wait_status_ is valid
   bool timed_out_ = false, final_ = false;
   int rounds_ = 0;
   host::Watch output_, exit_, timer_, reports_, emptying_, pam_timer_;

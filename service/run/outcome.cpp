@@ -13,7 +13,7 @@ struct Row {
   uint32_t exit_code;
 };
 
-// By the value of the reason.
+// Indexed by the reason's value.
 constexpr Row rows[] = {
     {"ended", 0},         {"not-yet-run", 110}, {"no-jobs", 111}, {"missed", 112},
     {"skipped", 113},     {"interrupted", 114}, {"stopped", 115}, {"user", 116},

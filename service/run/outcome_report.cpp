@@ -53,7 +53,7 @@ int priority(const OutcomeReport &report) {
   return report.outcome == "success" ? LOG_INFO : LOG_WARNING;
 }
 
-// A value with a newline has its length before it, so that it can hold anything.
+// The journal's native protocol: a value with a newline is preceded by its length and may then contain anything.
 void append_native(std::string *datagram, const char *name, const std::string &value) {
   if (value.find('\n') == std::string::npos) {
     *datagram += std::string(name) + '=' + value + '\n';
@@ -83,7 +83,7 @@ std::string native_form(const OutcomeReport &report) {
   return datagram;
 }
 
-// A journal that does not take it at once does not hold up the service.
+// Does not block: if the journal's socket is full the report is dropped.
 bool send_to_journal(const std::string &datagram) {
   const std::string &path = journal_socket();
   sockaddr_un address = {};
@@ -95,7 +95,7 @@ bool send_to_journal(const std::string &datagram) {
                           reinterpret_cast<const sockaddr *>(&address), sizeof address) >= 0;
 }
 
-// There the line would stand twice.
+// If so, the outcome is not sent to the system log as well, or the journal would have it twice.
 bool system_log_is_the_journal() {
   std::error_code error;
   const std::filesystem::path log = std::filesystem::canonical("/dev/log", error);

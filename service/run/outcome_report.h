@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Each outcome is a line of the system log, for whoever watches over many machines.
+// Reports each outcome as a line of the system log, for monitoring many machines.
 #pragma once
 
 #include <cstdint>
@@ -22,15 +22,15 @@ struct OutcomeReport {
   std::string remark;  // for people; may be empty
 };
 
-// "schedule=nightly job=backup run=17 outcome=failed status=3 ...": a value that is not a plain word is quoted, and no
-// value can imitate a field or begin a line.
+// "schedule=nightly job=backup run=17 outcome=failed status=3 ...". Values that are not plain words are quoted, so that
+// no value can imitate a field or begin a line.
 std::string outcome_line(const OutcomeReport &report);
 
-// To the journal natively where there is one, and to the system log, unless that is the journal too. What fails is not
-// reported: there is nobody left to report it to.
+// Sends it to the journal with its fields if there is a journal, and to the system log unless that is the journal.
+// Failures are ignored, as there is nowhere to report them.
 void report_outcome(const OutcomeReport &report);
 
-// Where the journal takes datagrams, instead of the usual place.
+// The journal's socket, instead of the usual one.
 void set_journal_socket(std::string path);
 
 }  // namespace service

@@ -21,7 +21,7 @@ struct Record {
 static_assert(sizeof(Record) == 24);
 
 constexpr uint32_t version = 1;
-constexpr uint32_t numbers_in_keys = 1u << 24;  // few are owed at once; a key has no room for more beside the job table
+constexpr uint32_t numbers_in_keys = 1u << 24;  // keys have no room for more, so numbers wrap; few are owed at once
 
 sch_runtime_key key_of(uint32_t number, const char *schedule) {
   return run_key(owed_report_key, number % numbers_in_keys, schedule);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Reports of runs that somebody is to get by mail. Each is noted in the transaction that stores its run's end, under a
-// number that ascends, and taken out by a later one when the mail queue has it: what a crash comes between is found at
-// the next start, and the queue remembers the last number that it took.
+// Reports of runs that are to be mailed. Each is noted in the transaction that stores the run's end, under an ascending
+// number, and the note is removed by a later transaction once the mail queue has the report. After a crash in between
+// the next start finds the note, and the queue knows the last number that it has taken.
 #pragma once
 
 #include <cstdint>
@@ -17,9 +17,9 @@ struct OwedReport {
   const sch_schedule_entry *entry = nullptr;
 };
 
-std::vector<OwedReport> read_owed_reports();  // ascending; of schedules that are there
+std::vector<OwedReport> read_owed_reports();  // ascending; only of existing schedules
 
-// Within a batch; a status.
+// To be called within a batch. Both return a status.
 uint32_t store_owed_report(const OwedReport &report);
 uint32_t delete_owed_report(uint32_t number, const char *schedule);
 

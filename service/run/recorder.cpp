@@ -98,7 +98,7 @@ void Recorder::record(RunStep step, Recorded recorded) {
   if (!timer_.active()) arm_timer();
 }
 
-// Twice as long after each failure.
+// The pause doubles with each failure.
 void Recorder::arm_timer() {
   const unsigned doublings = std::min(failures_, 16u);
   const unsigned wait = failures_ == 0 ? outcome_wait_ms : std::min(retry_ms << doublings, longest_retry_ms);
@@ -144,7 +144,7 @@ host::Result<void> Recorder::store(const Fill &fill) {
   return host::guarded(stored, []() -> host::Result<void> { return host::error_of(host::err_no_memory); });
 }
 
-// What is stored has happened: no lack of memory may keep the runs from going on.
+// The steps are stored by now, so running out of memory here must not keep the runs from going on.
 void Recorder::tell(const std::vector<Waiting> &stored) {
   for (const Waiting &done : stored)
     host::guarded([&] { take_effect(done.step); },

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What has happened, made durable: outcomes that come in together are one commit, and only then the job log and the
-// system log are told and the run goes on. A commit that failed is tried again until it is through.
+// Makes the steps of runs durable. Outcomes that arrive together share one commit; only after it they are reported to
+// the job log and the system log, and their runs go on. A failed commit is retried until it succeeds.
 #pragma once
 
 #include <cstdint>
@@ -22,31 +22,31 @@ class Recorder {
 
   explicit Recorder(JobLog &log) : log_(log) {}
 
-  void load();  // at the start: the numbers go on from where they stood
+  void load();  // at the service's start: reads the counters, so that numbers go on
 
-  // Durable within a few milliseconds, with what else comes in until then. `recorded` is called afterwards.
+  // Stores the step within a few milliseconds, together with others that arrive until then, and then calls `recorded`.
   void record(RunStep step, Recorded recorded = {});
 
-  // One durable step, now: `fill`, these steps and all that wait. A failure has changed nothing; `steps` and what
-  // `fill` does are the caller's to repeat, when `on_recovery` tells.
+  // Stores these steps, those that wait and what `fill` adds, in one commit and at once. After a failure nothing has
+  // changed: the caller repeats the call when `on_recovery` calls back.
   host::Result<void> commit(std::vector<RunStep> steps, const Fill &fill);
 
-  // True: the last commit failed, and it is not yet time to try again. Nothing new is begun until then.
+  // The last commit failed and is not yet to be retried; until then nothing new may begin.
   bool failing() const { return failures_ != 0 && timer_.active(); }
   void on_recovery(std::function<void()> ask) { ask_again_ = std::move(ask); }
 
-  // Told of every step once it is stored, after the logs.
+  // Called with every step once it is stored, after the logs have it.
   using Told = std::function<void(const RunStep &)>;
   void on_stored(Told told) { told_ = std::move(told); }
 
-  // Whether somebody is to get a report for what this step ends: then it is noted with the step, under step.report,
-  // until the step has been told and a later commit takes the note out.
+  // Says whether a report of the run that this step ends is to be mailed. Then the report is noted with the step, as
+  // number step.report; after `told` has been called, a later commit removes the note.
   using OwesReport = std::function<bool(const RunStep &)>;
   void on_report(OwesReport owes) { owes_report_ = std::move(owes); }
-  // One that an earlier process had noted has been seen to.
+  // For a report that an earlier process had noted and that is queued by now.
   void settle_report(uint32_t number, const std::string &schedule) { settled_.push_back({number, schedule}); }
 
-  void flush();  // the service ends: what waits, once more
+  void flush();  // when the service ends: tries once to store what waits
   size_t waiting() const { return queue_.size(); }
   time_t last_seen() const { return static_cast<time_t>(counters_.last_seen); }  // before this start, or at a commit
 
@@ -76,7 +76,7 @@ class Recorder {
   std::function<void()> ask_again_;
   Told told_;
   OwesReport owes_report_;
-  std::vector<Settled> settled_;  // noted still, until the next commit
+  std::vector<Settled> settled_;  // whose notes the next commit removes
   host::Watch timer_;
 };
 

@@ -56,7 +56,7 @@ void Run::begin(int64_t now_ms) {
   next_job();
 }
 
-// The name must still be the user's who configured the schedule: a number may have been given to somebody else since.
+// Name and uid must both still belong to the user who configured the schedule, as a uid may be given to another user.
 bool Run::find_owner(std::string *refusal) {
   owner_ = options_.change_user ? host::user_by_name(schedule_.owner) : host::user_by_uid(schedule_.owner_tag - 1);
   if (owner_ && schedule_.owner_tag == owner_tag(owner_->uid)) return true;
@@ -65,7 +65,7 @@ bool Run::find_owner(std::string *refusal) {
   return false;
 }
 
-// A job may have taken hours: nobody becomes a user who was deleted meanwhile.
+// Checked again before each job: the one before may have taken hours, and the user may have been deleted meanwhile.
 void Run::find_owner_again() {
   std::string refusal;
   if (refusal_.empty() && !find_owner(&refusal)) refuse_user(refusal);
@@ -109,7 +109,7 @@ int Run::job_after(int id) const {
   return id;
 }
 
-// Jobs that cannot run are recorded on the way to the next one that can.
+// Starts the next job; those that cannot run are recorded and passed over.
 void Run::next_job() {
   int id = job_after(last_job_);
   if (id < 0) return end_without_outcome();
@@ -150,7 +150,7 @@ std::string Run::refusal_of(const sch_job_entry &slot) const {
   return owner_of(slot) == schedule_.owner_tag ? "" : "the job belongs to another user than the schedule";
 }
 
-// Without classes nobody's groups are asked for. A user whose groups cannot be told is in none.
+// Looks up groups only if there are classes. A user whose groups cannot be looked up counts as in none.
 const ClassSettings &Run::class_of_owner() const {
   const Settings &settings = *options_.settings;
   if (settings.classes.size() == 1) return settings.classes.front();
@@ -190,7 +190,7 @@ void Run::job_ended(JobProcess::Result result) {
   step.outcome.reason = ending_.reason == Reason::ended ? result.reason : ending_.reason;
   step.outcome.wait_status = result.wait_status;
   if (step.outcome.reason != Reason::ended && result.wait_status == 0)
-    step.outcome.wait_status = exit_status(step.outcome.reason);  // it did not end for that reason alone
+    step.outcome.wait_status = exit_status(step.outcome.reason);  // even if the job had exited with success
   step.outcome.remark = ending_.reason == Reason::ended ? result.remark : ending_.remark;
   step.outcome.output_bytes = result.output_total;
   step.outcome.killed = result.killed;
@@ -210,7 +210,7 @@ void Run::record_unstarted(const sch_job_entry &slot, Reason reason, const std::
   record(std::move(step), Then::wait);
 }
 
-// The next job waits for the outcome of the one before to be stored; the run's end is stored with its last outcome.
+// With Then::go_on the next job starts when this outcome is stored. The run's end is stored with its last outcome.
 void Run::record(RunStep step, Then then) {
   step.ends_run = job_after(last_job_) < 0;
   over_ = step.ends_run;
@@ -220,7 +220,7 @@ void Run::record(RunStep step, Then then) {
   ends_.processes();
 }
 
-// The jobs that were to come are not the schedule's any more.
+// For a run whose remaining jobs were deassigned or deleted meanwhile: it ends without a further outcome.
 void Run::end_without_outcome() {
   RunStep step = schedule_;
   step.has_outcome = false;

@@ -15,35 +15,35 @@
 
 namespace service {
 
-// A run whose intent is stored: it happens once, or is found to be interrupted.
+// A run whose intent is stored: if the service crashes before its end, the next start records it as interrupted.
 struct RunTicket {
   uint64_t number = 0;
   uintptr_t schedule = 0;  // serial
-  uint32_t due = 0;        // 0: it was asked for
+  uint32_t due = 0;        // 0: an operator started it
   int64_t begin_ms = 0;    // when it was found due
   std::string asked_by;
 };
 
 struct RunOptions {
-  std::shared_ptr<const Settings> settings;  // another one after a reload, for the jobs that start then
-  bool change_user;                          // to the schedule's owner; otherwise jobs run as the service's own user
+  std::shared_ptr<const Settings> settings;  // replaced at a reload, for jobs that start later
+  bool change_user;                          // run jobs as the schedule's owner, otherwise as the service's user
 };
 
-// One run of one schedule. The configuration may change under it: what counts for the next job is the schedule as it is
-// then, and a job or schedule that was deleted gets no more than its line in the log.
+// One run of one schedule. The configuration may change meanwhile: each next job is taken from the schedule as it is
+// then. Of a deleted job or schedule the outcome is only logged.
 class Run {
  public:
   struct Ends {
-    std::function<void()> processes;  // once: none runs any more, though the last outcome is not stored yet
-    std::function<void()> all;        // once, the last thing that the run does: may destroy it
+    std::function<void()> processes;  // called once when no process runs any more; the last outcome may not be stored
+    std::function<void()> all;        // called once, as the run's last action; may destroy the run
   };
 
-  // `schedule`: whose run it is, for it may be deleted before its turn.
+  // `schedule`: the schedule's names and owner, kept for reports as it may be deleted before its turn.
   Run(const RunOptions &options, Processes &processes, Recorder &recorder, RunStep schedule, RunTicket ticket,
       Ends ends);
 
   void begin(int64_t now_ms);
-  void kill(const std::string &asked_by);  // politely first; no further job starts
+  void kill(const std::string &asked_by);  // SIGTERM, SIGKILL after the grace; no further job starts
 
   JobProcess *process() const { return process_.get(); }  // under way; null: none
   void stop();                                            // the service ends
@@ -54,7 +54,7 @@ class Run {
 
  private:
   struct Ending {
-    Reason reason = Reason::ended;  // another one: what is left of the run does not begin, and this is why
+    Reason reason = Reason::ended;  // any other: why the remaining jobs do not start
     std::string remark;
   };
   enum class Then { go_on, wait };
@@ -88,7 +88,7 @@ class Run {
   std::optional<host::User> owner_;
   std::string refusal_;  // why no job of this run may run
   Ending ending_;
-  bool over_ = false;  // its last step is on its way to the disk
+  bool over_ = false;  // its last step was given to the recorder
   int last_job_ = -1;
   std::string job_name_;
   uintptr_t job_ = 0;

@@ -19,7 +19,7 @@ uint32_t delete_page(const sch_schedule_entry &entry, uint32_t number) {
   return error == PSS_ERR_NO_KEY ? 0 : error;
 }
 
-// The oldest go, as long as those behind them hold enough runs.
+// Drops the oldest pages as long as the others hold enough runs.
 uint32_t drop_old_pages(const sch_schedule_entry &entry, RunState *state) {
   size_t runs = 0;
   uint32_t keep = state->end_page;

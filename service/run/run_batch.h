@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// One durable step of runs: whatever of their states, outcomes and job statuses belongs together, in one transaction of
-// the run-time store. Memory is the caller's, to be changed when commit() has succeeded.
+// One transaction of the run-time store, with run states, outcomes and job statuses that belong together. It does not
+// change the database in memory: the caller does, when commit() has succeeded.
 #pragma once
 
 #include <cstdint>
@@ -19,21 +19,22 @@ namespace service {
 class RunBatch {
  public:
   explicit RunBatch(RunCounters &counters);
-  ~RunBatch();  // without a commit: forgets everything, the numbers that it gave included
+  ~RunBatch();  // without a commit: aborts, and takes back the numbers that it gave
   RunBatch(const RunBatch &) = delete;
   RunBatch &operator=(const RunBatch &) = delete;
 
-  // What of it is not changed stays as it is stored.
+  // Stores the schedule's state; the run under way and the history's pages stay as they are stored.
   void save(const sch_schedule_entry &entry, const ScheduleState &state);
   void save(const sch_schedule_entry &entry) { save(entry, state_of(*entry.rec)); }
-  void taken(const sch_schedule_entry &entry, uint32_t due);  // run, missed or skipped: never again
+  void taken(const sch_schedule_entry &entry,
+             uint32_t due);  // the due time was run, missed or skipped: not taken again
   uint64_t begin_run(const sch_schedule_entry &entry, uint32_t due, int64_t now_ms, const std::string &asked_by);
   void end_run(const sch_schedule_entry &entry);
 
-  // Gives it its sequence number, and a run number where it is a run of its own: missed, skipped, without jobs. Both
-  // are taken back when nothing is stored.
+  // Adds an outcome and gives it its sequence number, and a run number if it is the outcome of a whole run (missed,
+  // skipped, without jobs). Both are taken back if the batch is not committed.
   void add(const sch_schedule_entry &entry, Outcome &outcome);
-  // A report of this run by mail is owed from now on; its number.
+  // Notes that a report of this run is to be mailed. Returns the note's number.
   uint32_t owe_report(const sch_schedule_entry &entry, uint64_t run);
   void settle_report(uint32_t number, const std::string &schedule);
   void set_status(const sch_job_entry &slot, const sch_runtime_job_status &status);
@@ -52,10 +53,10 @@ class RunBatch {
   bool open_ = false;
   uint32_t failure_ = 0;
   std::map<const sch_schedule_entry *, RunState> states_;
-  std::vector<Outcome *> numbered_;  // here
+  std::vector<Outcome *> numbered_;  // outcomes that got their numbers from this batch
 };
 
-// When the store is full, history gives way to what runs need: the older half of each schedule's goes. A status.
+// For a full store: drops the older half of each schedule's history, so that runs can go on. Returns a status.
 uint32_t halve_histories();
 
 }  // namespace service

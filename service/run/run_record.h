@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How an outcome reads in the job log.
+// Converts outcomes to records of the job log.
 #pragma once
 
 #include <string>
@@ -9,12 +9,12 @@
 
 namespace service {
 
-// What is logged in place of a job's name where no job is meant; no job can have it.
+// Logged instead of a job's name for the outcome of a whole run. Not a valid name, so no job can have it.
 inline constexpr char no_job[] = "-";
 
 LogRecord log_record(const RunStep &step);
 
-// For the log to be completed from, after a crash.
+// The outcomes in the store, from which the log is completed after a crash.
 OutcomeSource stored_outcomes();
 
 // "Sat Nov 21 10:00:00 2026", as the show commands print times.

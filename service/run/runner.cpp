@@ -11,7 +11,7 @@
 namespace service {
 namespace {
 
-constexpr uint32_t administrator = 1;  // the tag of user 0
+constexpr uint32_t administrator = 1;  // owner tag of root, uid + 1
 
 Runner::UnderWay under_way(const RunStep &schedule, const RunTicket &ticket, const std::string &job, bool waits) {
   return {ticket, schedule.schedule_name, schedule.owner, job, schedule.owner_tag, waits};
@@ -42,7 +42,7 @@ void Runner::add(const sch_schedule_entry &entry, RunTicket ticket) {
   turn_.wait(owner, std::move(waiting));
 }
 
-// A run may end in its own beginning and come back here: then the loop that began it goes on.
+// A run may end while it is being started, and its end calls this function again: then the outer call goes on.
 void Runner::start_waiting() {
   if (starting_) return;
   starting_ = true;
@@ -104,7 +104,7 @@ void Runner::end_unstarted(Waiting waiting, Reason reason, const std::string &re
 }
 
 void Runner::stop_all() {
-  starting_ = true;  // nothing begins any more
+  starting_ = true;  // start_waiting() does nothing from now on
   std::vector<JobProcess *> processes;
   for (const auto &[number, run] : runs_)
     if (JobProcess *process = run->process(); process != nullptr) processes.push_back(process);
@@ -114,7 +114,7 @@ void Runner::stop_all() {
   for (Waiting &waiting : turn_.clear())
     end_unstarted(std::move(waiting), Reason::stopped, "stopped: the scheduler service ended");
   recorder_.flush();
-  runs_.clear();  // what is not stored is found to be interrupted at the next start
+  runs_.clear();  // runs whose end could not be stored are recorded as interrupted by the next start
 }
 
 std::vector<Runner::UnderWay> Runner::list() const {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Schedules under way: their jobs in ascending id, one after the other, each as the schedule's owner. Runs that find no
-// place wait for their owner's turn.
+// The runs under way. A run's jobs are executed one after the other by ascending id, as the schedule's owner. Runs
+// beyond the limits wait until it is their owner's turn.
 #pragma once
 
 #include <cstdint>
@@ -33,17 +33,17 @@ class Runner {
   Runner(Recorder &recorder, const Options &options);
   ~Runner();
 
-  // A run whose intent is stored begins when its turn comes: start_waiting() sees to it.
+  // Adds a run whose intent is stored. start_waiting() starts those whose turn it is.
   void add(const sch_schedule_entry &entry, RunTicket ticket);
   void start_waiting();
 
   host::Result<void> kill(uint64_t number, const std::string &asked_by);  // err_no_such_run
-  void stop_all();  // the service ends: every run is ended and recorded
+  void stop_all();  // when the service ends: ends and records every run
 
-  // For those who show them.
+  // For show commands.
   struct UnderWay {
     RunTicket ticket;
-    std::string schedule, owner, job;  // no job: it waits, or is between two
+    std::string schedule, owner, job;  // job: empty if the run waits or is between two jobs
     uint32_t owner_tag;
     bool waits;
   };
@@ -53,7 +53,7 @@ class Runner {
   size_t waiting() const { return turn_.waiting(); }
 
   Processes &processes() { return processes_; }
-  void use(std::shared_ptr<const Settings> settings);  // from now on: whose turn it is, and the jobs that start
+  void use(std::shared_ptr<const Settings> settings);  // for waiting runs and for jobs that start from now on
 
  private:
   void start(Waiting waiting);
@@ -66,7 +66,7 @@ class Runner {
   Processes processes_;
   Turn<Waiting> turn_;
   std::map<uint64_t, std::unique_ptr<Run>> runs_;  // by number
-  size_t unrecorded_ = 0;                          // of them: no process any more, but the last outcome is not stored
+  size_t unrecorded_ = 0;                          // of these, without processes but with an outcome not stored yet
   bool starting_ = false;
 };
 

@@ -23,8 +23,7 @@ bool has_outcome(const std::optional<HistoryRun> &run, uint32_t job_id) {
   return run && std::ranges::any_of(run->outcomes, [&](const Outcome &outcome) { return outcome.job_id == job_id; });
 }
 
-// The jobs of the run that was under way of which it is not known how they ended. A state directory of an older version
-// knows one job alone.
+// The jobs of the interrupted run that have no outcome. A state directory of an older version knows only one of them.
 std::vector<uint32_t> jobs_without_outcome(const sch_schedule_entry &entry, const std::optional<RunState> &stored) {
   std::vector<uint32_t> ids;
   const auto add = [&](uint32_t id) {
@@ -88,7 +87,7 @@ void Scheduler::check_after_ms(unsigned milliseconds) {
   });
 }
 
-// What lacks memory now is looked for again: no due time is taken in vain.
+// If memory runs out, the due times are not taken, and are looked for again a little later.
 void Scheduler::check() {
   const auto look = [this] {
     take_due();
@@ -112,7 +111,7 @@ void Scheduler::take_due() {
   if (take.store(recorder_)) take.begin(runner_);
 }
 
-// While the store refuses, its recovery is what is waited for.
+// While commits fail no alarm is set, as the recorder calls back when they succeed again.
 void Scheduler::set_alarm() {
   alarm_.set(scheduler_enabled == 0 || recorder_.failing() ? 0 : earliest_due());
 }
@@ -122,8 +121,8 @@ void Scheduler::clock_set(time_t step) {
   check();
 }
 
-// After a small step back, periodic schedules go on in their period. A large one says that the clock had been wrong:
-// what was taken by it had not been due.
+// After a small step back periodic schedules go on by elapsed time. A large one means that the clock had been wrong, so
+// what was taken by it does not count.
 void Scheduler::meet_step(ClockStep kind, time_t step) {
   const time_t now = wall_clock();
   if (kind == ClockStep::small_back)
@@ -138,7 +137,7 @@ void Scheduler::zone_changed() {
   check();
 }
 
-// What cannot be stored now is stored with each schedule's next run.
+// A failed commit is ignored: each schedule's state is stored again with its next run.
 template <typename Arm>
 void Scheduler::arm_all(Arm arm_one, Taken taken) {
   std::vector<sch_schedule_entry *> changed;
@@ -164,7 +163,7 @@ void Scheduler::recover() {
     if (state_of(*entry.rec).running_since != 0) record_interrupted(entry, now_ms);
   });
   const time_t last_seen = recorder_.last_seen();
-  if (recorder_.waiting() != 0) (void)recorder_.commit({}, {});  // else it is tried again
+  if (recorder_.waiting() != 0) (void)recorder_.commit({}, {});  // if it fails the recorder retries
   meet_step(judge_downtime(static_cast<uint32_t>(last_seen), now), now - last_seen);
 }
 

@@ -15,20 +15,20 @@
 
 namespace service {
 
-// Takes due times, each exactly once: into a run, or into an outcome that says why there is none.
+// Takes each due time exactly once: as a run, or as an outcome that says why there is none.
 class Scheduler {
  public:
   Scheduler(Recorder &recorder, Runner &runner, const Settings &settings);
 
-  void recover();               // at the start, before anything runs: runs that were interrupted, a clock set back
-  host::Result<void> start();   // from now on by the clock
-  void check();                 // what is due now; and the next time to look
-  void check_soon();            // the same when what is being done now, an answer above all, is done
+  void recover();               // at the service's start: records interrupted runs, handles a clock that was set back
+  host::Result<void> start();   // from now on schedules run when they are due
+  void check();                 // takes what is due now, and sets the alarm for the next due time
+  void check_soon();            // the same from the event loop, after the current request was answered
   void clock_set(time_t step);  // the wall clock was set by so many seconds
-  void zone_changed();          // the service's zone has become another: no due time is taken twice
-  void use(const Settings &settings);  // from now on: what becomes of late due times
+  void zone_changed();          // computes due times in the new zone; none is taken twice
+  void use(const Settings &settings);  // the new rules for late and missed due times
 
-  // On somebody's word. A run that was asked for has no due time and leaves the schedule's as they are.
+  // Orders of operators. A run that an operator starts has no due time and does not change the schedule's.
   host::Result<uint64_t> run_now(sch_schedule_entry &entry, const std::string &asked_by);  // its number
   host::Result<void> kill_run(uint64_t number, const std::string &asked_by) { return runner_.kill(number, asked_by); }
   host::Result<void> set_enabled(sch_schedule_entry &entry, bool enabled);

@@ -20,7 +20,7 @@ bool has_jobs(const sch_schedule_rec &rec) {
   return std::any_of(std::begin(rec.jobs), std::end(rec.jobs), [](uint32_t word) { return word != 0; });
 }
 
-// Of a periodic schedule; 0: it has none.
+// The period of a periodic schedule; 0 for others.
 uint32_t period_of_slots(const sch_schedule_entry &entry) {
   return entry.rec->time.type == SCH_SCHEDULE_PERIODIC ? static_cast<uint32_t>(period_of(entry.rec->time)) : 0;
 }
@@ -47,13 +47,13 @@ void Take::take(sch_schedule_entry &entry) {
     latest = due;
     arm_next(entry, due);
     take_one(entry, due);
-    if (next_due(entry) <= due) set_next_due(entry, 0);  // otherwise it would be due again at once, for ever
+    if (next_due(entry) <= due) set_next_due(entry, 0);  // must advance, or this loop would not end
   }
   taken_.push_back({&entry, latest});
 }
 
-// Times of the wall clock are walked one by one, of which a month of a daily schedule has few; periodic ones are
-// counted.
+// Times of the wall clock are counted one by one, as there are few (a daily schedule has 31 in a month); those of a
+// periodic schedule, which may be many, are computed.
 Take::Missed Take::take_missed(sch_schedule_entry &entry) const {
   Missed missed;
   const uint32_t period = period_of_slots(entry);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The due times that are taken together: what becomes of each is decided here, made durable in one step, and only then
-// begun or told.
+// The due times that are taken together: decides for each whether it runs or is missed or skipped, stores all of that
+// in one commit, and only then starts the runs.
 #pragma once
 
 #include <cstdint>
@@ -17,19 +17,19 @@ namespace service {
 
 struct LatePolicy {
   time_t late_grace_s = late_limit_s;  // noticed later than this, a due time is missed
-  bool run_once = false;               // then the last missed one runs after all,
-  time_t window_s = missed_window_s;   // unless it is longer ago than this
+  bool run_once = false;               // then the last missed due time is run after all,
+  time_t window_s = missed_window_s;   // unless it was longer ago than this
 };
 
 class Take {
  public:
   Take(const LatePolicy &policy, int64_t now_ms) : policy_(policy), now_ms_(now_ms), now_(now_ms / 1000) {}
 
-  void take(sch_schedule_entry &entry);  // all its due times up to now; memory is armed for the next
+  void take(sch_schedule_entry &entry);  // all its due times up to now; sets the next due time in memory
 
-  // False: nothing has happened, the due times are still to be taken.
+  // False: nothing was stored, memory is as before, and the due times are still to be taken.
   bool store(Recorder &recorder);
-  void begin(Runner &runner);  // what was stored
+  void begin(Runner &runner);  // the runs that were stored
 
  private:
   struct Beginning {

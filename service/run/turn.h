@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Whose turn it is: runs that wait begin by their owners in turn, and nobody's share is somebody else's.
+// Fair queueing of waiting runs: owners take turns, each within a share of its own.
 #pragma once
 
 #include <cstdint>
@@ -17,8 +17,8 @@ class Turn {
  public:
   struct Limits {
     size_t in_all = run_limit;
-    size_t for_each_owner = run_limit_per_owner;  // but for the administrator
-    size_t for_others = run_places_for_others;    // of those in all: only for owners of whom nothing runs
+    size_t for_each_owner = run_limit_per_owner;  // except the administrator
+    size_t for_others = run_places_for_others;    // of in_all: reserved for owners without a run under way
   };
 
   Turn(Limits limits, uint32_t administrator) : limits_(limits), administrator_(administrator) {}
@@ -32,7 +32,7 @@ class Turn {
     waiting_++;
   }
 
-  // The next that may begin, which then holds a place until it is given back.
+  // The next run that may begin. It occupies a place until give_back().
   std::optional<Ticket> next() {
     for (size_t tried = owners_.size(); tried > 0; tried--) {
       const uint32_t owner = owners_.front();
@@ -60,7 +60,7 @@ class Turn {
     if (found->second.running == 0 && found->second.waiting.empty()) shares_.erase(found);
   }
 
-  // All that wait, without their places.
+  // Removes all waiting runs and returns them.
   std::vector<Ticket> clear() {
     std::vector<Ticket> all;
     for (auto &[owner, share] : shares_)
@@ -75,7 +75,7 @@ class Turn {
     return all;
   }
 
-  // Takes out the first ticket that `wanted` says yes to.
+  // Removes the first waiting run for which `wanted` is true.
   template <typename Wanted>
   std::optional<Ticket> take(Wanted wanted) {
     for (auto share = shares_.begin(); share != shares_.end(); ++share)
@@ -117,7 +117,7 @@ class Turn {
   Limits limits_;
   uint32_t administrator_;
   std::map<uint32_t, Share> shares_;
-  std::deque<uint32_t> owners_;  // with waiting runs, the one whose turn it is first
+  std::deque<uint32_t> owners_;  // owners with waiting runs, the next one first
   size_t running_ = 0, waiting_ = 0;
 };
 
