@@ -42,7 +42,7 @@ sch_schedule_email_entry *find_addresses(const std::string &schedule) {
   return element == nullptr ? nullptr : &entry_of(*element);
 }
 
-// The library appends to a list of its own, which goes in front of the others: nobody walks to their end.
+// The library would walk to the end of the whole list: so it appends to an empty one, which is then put in front.
 sch_schedule_email_entry *add_addresses(const std::string &schedule, const std::string &first) {
   addresses.reserve_one();
   GList *added = nullptr;

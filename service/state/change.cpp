@@ -10,7 +10,7 @@
 namespace service {
 
 ConfigChange::ConfigChange() {
-  undo_.reserve(8);  // a step is noted after it was taken: noting it must not fail
+  undo_.reserve(8);  // undo steps are noted after the change, when noting them must not run out of memory
   afterwards_.reserve(8);
   const host::Result<void> begun = host::store_begin(pss_running);
   open_ = begun.ok();

@@ -11,12 +11,12 @@
 
 namespace service {
 
-// One request as one durable change: what is saved in pss_running while it lives reaches the disk as a whole with
-// commit(), and memory goes back to what it was when it does not.
+// Makes the changes of one request atomic: what is saved in pss_running during its lifetime is written by commit(), all
+// of it or nothing. Without a commit the changes in memory are undone.
 class ConfigChange {
  public:
   ConfigChange();
-  ~ConfigChange();  // without a commit: undoes memory, newest step first, and forgets the batch
+  ~ConfigChange();  // without a commit: calls the undo steps, newest first, and aborts the batch
   ConfigChange(const ConfigChange &) = delete;
   ConfigChange &operator=(const ConfigChange &) = delete;
 
@@ -26,7 +26,7 @@ class ConfigChange {
   void require(int saved) { failed_ = failed_ || saved != 0; }  // result of a save function of the library
   void save(sch_schedule_entry &entry);
   void save(sch_job_entry &slot);
-  void modify(sch_schedule_entry &entry);  // keeps the record as it is now for undoing
+  void modify(sch_schedule_entry &entry);  // to be called before changing the record: notes how to undo that
 
   uint32_t commit();  // 0, or control::err_not_stored or host::err_store_gone: nothing has changed
 

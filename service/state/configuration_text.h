@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The library's configuration text says nothing of disabled schedules, which are the service's own. Here each has a
-// line behind it, as the command that disables it, so that a replay gives the same configuration.
+// Configuration text from the library with what it lacks: disabled schedules, which only the service knows. Each gets a
+// line with the command that disables it, so that replaying the text gives the same configuration.
 #pragma once
 
 #include <string>
@@ -8,6 +8,6 @@
 namespace service {
 
 std::string startup_configuration_text();
-std::string stored_configuration_text();  // of the running store as it lies on disk, whatever is in use
+std::string stored_configuration_text();  // of the running store on disk, whatever memory holds
 
 }  // namespace service

@@ -21,7 +21,7 @@ bool before(const sch_schedule_entry &left, const sch_schedule_entry &right) {
 
 }  // namespace
 
-// By a quarter: doubling would leave half of it unused.
+// Grows by a quarter, as doubling could leave half of the memory unused.
 void DueHeap::reserve(size_t count) {
   if (count > entries_.capacity()) entries_.reserve(count + count / 4);
 }
@@ -49,7 +49,7 @@ std::vector<sch_schedule_entry *> DueHeap::until(uint32_t moment) const {
   while (!places.empty()) {
     const size_t place = places.back();
     places.pop_back();
-    if (place >= entries_.size() || due(*entries_[place]) > moment) continue;  // and so is all that is below it
+    if (place >= entries_.size() || due(*entries_[place]) > moment) continue;  // then all below it are later too
     found.push_back(entries_[place]);
     places.insert(places.end(), {2 * place + 1, 2 * place + 2});
   }

@@ -7,12 +7,12 @@
 
 namespace service {
 
-// Schedules by their due time, the earliest on top; of those due together the one of the lowest number. Each entry
-// knows its place, so that a changed due time costs no search. Schedules without a due time are not in.
+// A heap of the schedules that have a due time: the earliest on top, then the lowest number. Each entry knows its
+// place, so that a changed due time needs no search.
 class DueHeap {
  public:
   void reserve(size_t count);              // the one call that may run out of memory
-  void update(sch_schedule_entry &entry);  // after its due time changed; in, out or to another place
+  void update(sch_schedule_entry &entry);  // after its due time changed: inserts, moves or removes it
   void remove(sch_schedule_entry &entry);  // if it is in
 
   sch_schedule_entry *top() const { return entries_.empty() ? nullptr : entries_.front(); }
@@ -26,7 +26,7 @@ class DueHeap {
   void put(size_t place, sch_schedule_entry &entry);
   void settle(size_t place, sch_schedule_entry &entry);
 
-  std::vector<sch_schedule_entry *> entries_;  // the two below place n are at 2n + 1 and 2n + 2
+  std::vector<sch_schedule_entry *> entries_;  // the children of place n are at 2n + 1 and 2n + 2
 };
 
 }  // namespace service

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What each of a schedule entry's six service words is for: the places of the schedule in the tables, so that a table
-// needs no memory of its own for it and leaves it without a search. Zero: in none.
+// The use of a schedule entry's six service words: links and places of the tables that the schedule is in, so that
+// these allocate nothing for it and remove it without a search. Zero: not in the table.
 #pragma once
 
 #include "schedcli.h"

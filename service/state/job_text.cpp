@@ -11,7 +11,7 @@ namespace service {
 
 namespace {
 
-// Each fragment holds what the header says of it, and there is none beyond.
+// Whether the fragments have exactly the length that the header says.
 bool is_whole(const sch_job_entry &slot) {
   size_t left = slot.hdr->length;
   for (const GList *node = slot.fragments; node != nullptr; node = node->next) {

@@ -10,15 +10,15 @@
 
 namespace service {
 
-// The text cut into fragments; false when memory ran out.
+// Cuts the text into fragments. False when memory is exhausted.
 bool make_fragments(std::string_view text, GList **fragments);
 void free_fragments(GList *fragments);
 
-// Makes the fragments exactly what the header says: a damaged store may have given less. False when memory ran out.
+// Makes the fragments as long as the header says, filling what a damaged store lacks. False when memory is exhausted.
 bool make_text_whole(sch_job_entry &slot);
 
-// The text of a job that is whole, fragment by fragment: sch_concat_fragments traces each, which costs a show request
-// more than the rest of it.
+// Visits a job's text fragment by fragment. Quicker than sch_concat_fragments(), which traces each fragment; the text
+// must be whole (make_text_whole).
 template <typename Visit>
 void for_each_piece(const sch_job_entry &slot, Visit visit) {
   size_t left = slot.hdr != nullptr ? slot.hdr->length : 0;

@@ -44,7 +44,7 @@ void note_owner(const pss_buf &stored_key, const pss_buf &value, Owners *owners)
   }
 }
 
-// The text of a configuration does not say whose a job is.
+// From the store, as a configuration's text does not name the owners.
 Owners stored_owners() {
   Owners owners;
   uint32_t error = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A boot from the startup configuration leaves out what was only in the running one. It is kept, not lost.
+// A boot from the startup configuration drops what only the running one has. This writes that to a file first.
 #pragma once
 
 #include <ctime>
@@ -17,9 +17,9 @@ struct ConfigurationBlock {
 };
 std::vector<ConfigurationBlock> blocks_of(const std::string &configuration);
 
-// Writes what the stored running configuration has and the startup configuration has not, or has otherwise, as commands
-// into a file of the state directory, each with its owner, and lists it in the system log. Before the running
-// configuration is dropped; an error says why it must not be.
+// Writes the blocks of the stored running configuration that the startup configuration lacks or has otherwise, as
+// commands with their owners, into a file of the state directory, and lists them in the system log. To be called before
+// the running configuration is dropped, which must not happen after an error.
 host::Result<void> keep_what_a_boot_leaves_out(time_t now);
 
 }  // namespace service

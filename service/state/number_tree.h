@@ -15,7 +15,7 @@ class NumberTree {
  public:
   bool empty() const { return root_ == 0; }
 
-  sch_schedule_entry *after(int64_t number) const {  // the first with a higher one
+  sch_schedule_entry *after(int64_t number) const {  // the one with the next higher number; null: none
     sch_schedule_entry *found = nullptr;
     for (sch_schedule_entry *at = entry(root_); at != nullptr;) {
       const bool higher = int64_t{schedule_number(*at->rec)} > number;
@@ -61,7 +61,7 @@ class NumberTree {
     return &at.service[schedule_number(*wanted.rec) < schedule_number(*at.rec) ? left : right];
   }
 
-  // The tree's lower and higher numbers become the entry's subtrees.
+  // Splits the tree into lower and higher numbers, as the two subtrees of `around`.
   static void split(uintptr_t tree, sch_schedule_entry &around) {
     uintptr_t *lower = &around.service[left], *higher = &around.service[right];
     while (tree != 0) {

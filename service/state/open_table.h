@@ -8,12 +8,12 @@
 
 namespace service {
 
-// A hash table of pointers by open addressing, at most three quarters full: 11 to 16 bytes for each item, and no
-// allocation for each as a node would be. What an item is found by stands in the item:
+// A hash table of pointers with open addressing, at most three quarters full: 11 to 16 bytes an item, without an
+// allocation for each. The key is a part of the item:
 //
 //   struct By { using Key = …; static Key key(const Item &); static uint64_t hash(Key); };
 //
-// An item must keep its key while it is in.
+// An item's key must not change while it is in the table.
 template <typename Item, typename By>
 class OpenTable {
  public:
@@ -29,7 +29,7 @@ class OpenTable {
     return places_[place];
   }
 
-  // The one call that may run out of memory; an insert() after it does not.
+  // The only function that may throw std::bad_alloc: the next insert() then does not.
   void reserve_one() {
     if ((count_ + 1) * 4 <= places_.size() * 3) return;
     std::vector<Item *> before(places_.size() + places_.size() / 2 + 4);
@@ -52,7 +52,7 @@ class OpenTable {
   }
 
   template <typename Visit>
-  void for_each(Visit visit) const {  // a visit must not change the table
+  void for_each(Visit visit) const {  // `visit` must not change the table
     for (Item *item : places_)
       if (item != nullptr) visit(*item);
   }
@@ -70,7 +70,7 @@ class OpenTable {
     places_[place] = &item;
   }
 
-  // Items behind the gap move up, each as far as its home allows: a search must not meet a gap on its way.
+  // Moves later items into the gap where their home place allows it, as a search stops at the first gap.
   void close(size_t gap) {
     for (size_t place = after(gap); places_[place] != nullptr; place = after(place)) {
       const size_t wanted = home(By::key(*places_[place]));
@@ -86,7 +86,7 @@ class OpenTable {
   size_t count_ = 0;
 };
 
-// Of the result the table uses the upper half.
+// The table uses the upper half of the result.
 inline uint64_t hash_of(uint64_t value) {
   value ^= value >> 32;
   value *= 0x9e3779b97f4a7c15u;

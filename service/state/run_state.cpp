@@ -23,7 +23,7 @@ bool fetch(sch_runtime_key key, Record *record) {
   return record->version == version;
 }
 
-// The run that was under way when a crash came was begun, and so counts.
+// A run that was under way at a crash was begun, so it counts as an execution.
 void count_interrupted(RunState *stored) {
   if (stored->running == 0 || stored->execution_count != stored->executions_before) return;
   stored->execution_count++;
@@ -41,8 +41,8 @@ void take_over(sch_schedule_entry &entry, const RunState &stored) {
   set_state(entry, state);
 }
 
-// Whether the record was configured after the last run or a boot has brought an older one back: what has run stays
-// known.
+// The record is of another edition: configured after the last run, or an older one from the startup configuration.
+// Either way executions that are known from one of the two stay known.
 void take_maximum(sch_schedule_entry &entry, const RunState &stored, time_t now) {
   ScheduleState state = state_of(*entry.rec);
   state.last_execution = std::max(state.last_execution, stored.last_execution);
@@ -88,7 +88,7 @@ bool lay_run_state_over(sch_schedule_entry &entry, time_t now) {
     if (!read_run_state(entry)) return true;
   }
   ScheduleState state = state_of(*entry.rec);
-  never_started(state);  // the record may be of a moment at which a run was under way
+  never_started(state);  // the record may have been stored while a run was under way
   std::optional<RunState> stored = read_run_state(entry);
   if (stored) count_interrupted(&*stored);
   if (stored && stored->running != 0) begun(state, static_cast<time_t>(stored->running_since_ms / 1000));

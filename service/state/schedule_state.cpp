@@ -8,7 +8,7 @@
 namespace service {
 namespace {
 
-constexpr uint32_t disabled_bit = 0x80000000;  // of the record's word; the rest is its edition
+constexpr uint32_t disabled_bit = 0x80000000;  // of the record's service_word; the other bits are its edition
 
 uint32_t any_number() {
   uint32_t number = 0;
@@ -46,7 +46,8 @@ void never_started(ScheduleState &state) {
   state.running_since = state.running_job = 0;
 }
 
-// Whether its turn had come is not known any more. A version before had counted the run when it began.
+// It is not known whether the run had its turn, so it counts as executed, unless it was counted already (by the version
+// that counted runs when they were begun).
 void interrupted(ScheduleState &state, time_t now) {
   if (state.last_execution < state.running_since) started(state, state.running_since);
   finished(state, now);

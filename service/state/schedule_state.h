@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the service keeps in the schedule and job records, in the fields that are its own. The run state is stored apart
-// from the record (run_state.h): runs change it all the time, and the record is the configuration's.
+// What the service keeps in those fields of the schedule and job records that the library leaves to it. The state of
+// runs is also stored apart from the record (run_state.h), as every run changes it.
 #pragma once
 
 #include <sys/types.h>
@@ -16,7 +16,7 @@
 
 namespace service {
 
-// Times are unsigned seconds since the epoch: 0 is none, and the range ends in 2106.
+// Times are unsigned seconds since the epoch, up to 2106; 0 is none.
 struct ScheduleState {
   char owner[32];
   uint32_t owner_tag;  // uid + 1; 0: no owner
@@ -35,21 +35,21 @@ inline ScheduleState state_of(const sch_schedule_rec &rec) {
   return state;
 }
 
-// A run changes the state by these alone. A run is begun when its intent is stored, and finished when its last outcome
-// is.
+// The transitions by which runs change the state. A run is begun when its intent is stored, and finished when its last
+// outcome is stored.
 void begun(ScheduleState &state, time_t now);
 void started(ScheduleState &state, time_t now);  // its turn has come
 void job_started(ScheduleState &state, uint32_t job_id);
 void job_ended(ScheduleState &state);
 void finished(ScheduleState &state, time_t now);
-void never_started(ScheduleState &state);            // the run came to its end before its turn
+void never_started(ScheduleState &state);            // the run was ended before its turn came
 void interrupted(ScheduleState &state, time_t now);  // by a crash
 
 inline uint32_t owner_tag(uid_t uid) {
   return uid + 1;
 }
 
-// Whose it is. A job keeps it in the word of its header that the library carries unchanged.
+// The owner's tag. A job has it in the word of its header that the library leaves to the service.
 inline uint32_t owner_of(const sch_schedule_entry &entry) {
   return state_of(*entry.rec).owner_tag;
 }
@@ -60,13 +60,13 @@ inline uint32_t owner_of(const sch_job_entry &slot) {
   return owner_of(*slot.hdr);
 }
 
-// The number that the show command pages by: ascending in order of creation, and in one process never used again.
+// The cursor of the show command: ascending in the order of creation, and never reused by the same process.
 inline uint32_t schedule_number(const sch_schedule_rec &rec) {
   return rec.service_head[0];
 }
 
-// What the wall clock showed, or was to show, at the latest due time that was taken, as WallTime has it; 0: none yet.
-// By the wall clock, so that the same hour of a day is not taken twice in two zones. A periodic schedule has last_run.
+// The wall clock time (see WallTime) of the latest due time that was taken; 0: none yet. Kept as wall clock time so
+// that a change of the zone does not run the same time of a day twice. Periodic schedules use last_run instead.
 inline uint32_t &taken_wall(sch_schedule_rec &rec) {
   return rec.time_spare;
 }
@@ -74,8 +74,8 @@ inline uint32_t taken_wall(const sch_schedule_rec &rec) {
   return rec.time_spare;
 }
 
-// Tells the schedule from a later one of its name in what is stored beside the record. 0: a record of a version that
-// had none.
+// Distinguishes the schedule from a later one of the same name, in what is stored apart from the record. 0: the record
+// is of an old version.
 inline uint32_t &creation(sch_schedule_rec &rec) {
   return rec.service_head[1];
 }
@@ -83,13 +83,14 @@ inline uint32_t creation(const sch_schedule_rec &rec) {
   return rec.service_head[1];
 }
 uint32_t new_creation();
-uint32_t creation_of_old(const sch_schedule_entry &entry);  // for such a one: the same whenever it is found again
+uint32_t creation_of_old(const sch_schedule_entry &entry);  // for such a record: always the same value
 
-// Drawn anew whenever the record is stored, so that stored run state is known to be older or newer than it.
+// A random number, new whenever the record is stored, by which a run state tells whether it belongs to that very
+// record.
 uint32_t edition(const sch_schedule_rec &rec);
 void renew_edition(sch_schedule_rec &rec);
 
-// A disabled schedule keeps everything and is not due: its due times pass without a record.
+// A disabled schedule is never due; due times that pass meanwhile are not recorded as missed.
 bool is_enabled(const sch_schedule_rec &rec);
 void set_enabled(sch_schedule_rec &rec, bool enabled);
 
@@ -104,7 +105,8 @@ void for_each_assigned(const sch_schedule_rec &rec, Visit visit) {  // job ids, 
       visit(word * 32 + static_cast<uint32_t>(std::countr_zero(bits)));
 }
 
-// Tells this job or schedule from a later one in the same place; a run remembers it. Only for this process.
+// Distinguishes a job or schedule from a later one in the same slot, for runs that outlive it. Valid in this process
+// only.
 uintptr_t next_serial();
 inline uintptr_t &serial(sch_job_entry &slot) {
   return slot.reserved;
@@ -118,7 +120,7 @@ std::string name_of(const sch_config_key &key);
 template <typename Visit>
 void for_each_schedule(Visit visit) {
   for (GList *node = sch_schedule_list; node != nullptr;) {
-    GList *next = node->next;  // a visit may remove its own element
+    GList *next = node->next;  // `visit` may remove the element
     visit(*static_cast<sch_schedule_entry *>(node->data));
     node = next;
   }

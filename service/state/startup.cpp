@@ -59,8 +59,8 @@ uint32_t latest_completion(const std::string &schedule) {
   return latest;
 }
 
-// The saved configuration holds the run state of the moment when it was saved; what has run since is told by the
-// statuses alone. A due time that a run came after was not missed.
+// For a boot from startup, whose records have the run state of the time when they were saved: later runs are known only
+// from the job statuses. A due time before such a run was not missed.
 void forget_used_times(sch_schedule_entry &entry, time_t now) {
   ScheduleState state = state_of(*entry.rec);
   const uint32_t completion = latest_completion(name_of(*entry.key));
@@ -76,7 +76,7 @@ gint by_number(gconstpointer left, gconstpointer right) {
   return first < second ? -1 : first > second;
 }
 
-using Mended = std::vector<sch_schedule_entry *>;  // those whose records have to be stored again
+using Mended = std::vector<sch_schedule_entry *>;  // schedules whose records must be stored again
 
 template <typename Mend>
 void mend(sch_schedule_entry &entry, Mended *mended, Mend change) {
@@ -91,9 +91,9 @@ void drop_unknown_jobs(sch_schedule_rec &rec) {
   });
 }
 
-// A store that something else has written may hold anything. The numbers are made to ascend, each once, as the show
-// command pages by them. Jobs that do not exist are deassigned: a later one in that slot would be assigned from the
-// start.
+// A store may have been written by another program. Numbers are made unique and ascending, as the show command uses
+// them as cursors. Jobs that do not exist are deassigned, or a later job in that slot would be assigned without
+// anybody's wish.
 void repair_schedules(Mended *mended) {
   sch_schedule_list = g_list_sort(sch_schedule_list, by_number);
   uint32_t last = 0;
@@ -125,8 +125,8 @@ void follow_zone(Mended *mended) {
   for_each_schedule([&](sch_schedule_entry &entry) { mend(entry, mended, follow); });
 }
 
-// A restore traces each record several times: of many, the history would keep but the last, and has no room for what
-// comes before and after.
+// Switches the debug history off during the restore, whose traces (several for each record) would displace everything
+// else.
 class WithoutRecordsInHistory {
  public:
   WithoutRecordsInHistory() { host::history_enable(level_of_records, false); }
@@ -136,7 +136,7 @@ class WithoutRecordsInHistory {
   static constexpr int level_of_records = 103;
 };
 
-// The library's save after a boot leaves these out: they would be gone at the next restart.
+// After a boot from startup the library saves jobs and schedules only: these would be lost at the next restart.
 void save_what_is_left_out(ConfigChange &change) {
   const sch_config_key enable = {SCH_CONFIG_ENABLE, 0, {}};
   change.require(sch_save_condition_entry_to_pss(pss_running, &enable, scheduler_enabled));
@@ -149,8 +149,8 @@ void save_what_is_left_out(ConfigChange &change) {
   for_each_job([&](sch_job_entry &slot, uint32_t) { change.save(slot); });
 }
 
-// A boot from startup saves each record that it restores. All of them are one commit: as many as there are would take
-// minutes on a slow disk, and a crash among them starts over as a boot in any case.
+// A boot from startup saves each record that it restores. This puts all of them into one commit, as a commit for each
+// would take minutes on a slow disk. A crash in between is followed by another boot in any case.
 class OneCommit {
  public:
   explicit OneCommit(const char *uri) {

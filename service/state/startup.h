@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// From the state directory to a database that is whole, in memory and in the stores.
+// Opens the state directory and builds a consistent database from it, in memory and in the stores.
 #pragma once
 
 #include <ctime>
@@ -9,11 +9,11 @@
 
 namespace service {
 
-// Opens the stores and fills the database. Afterwards the process holds the state directory's lock.
+// Opens the stores and restores the database. Afterwards the process holds the state directory's lock.
 host::Result<void> open_stores(const Settings &settings, time_t now);
 
-// Afterwards: what a restart must find again is stored, and nothing inherits what is not its own. Fails
-// when the store refuses.
+// To be called next: repairs the database, stores what has changed, and removes statuses and histories of jobs and
+// schedules that do not exist. An error of the store.
 host::Result<void> settle_stores();
 
 }  // namespace service

@@ -43,8 +43,7 @@ GList *find_status_element(uint32_t job_id, std::string_view schedule) {
   return statuses.find({job_id, schedule});
 }
 
-// The library walks to the end of the list that it is given: that is an empty one here, and what it makes of it is put
-// in front of the others.
+// The library would walk to the end of the job's list: so it appends to an empty one, which is then put in front.
 bool put_status(sch_job_entry &slot, const sch_runtime_job_status &status) {
   const auto [id, schedule] = ByJobAndSchedule::Key{status.job_id, host::text_in(status.schedule_name)};
   if (GList *known = find_status_element(id, schedule); known != nullptr) {

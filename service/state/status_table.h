@@ -10,7 +10,7 @@ namespace service {
 
 void rebuild_status_table();  // after the lists were filled or emptied by the library
 
-// Null when there is none. The element is the one of the job's list.
+// The element of the job's list; null when there is none.
 GList *find_status_element(uint32_t job_id, std::string_view schedule);
 
 bool put_status(sch_job_entry &slot, const sch_runtime_job_status &status);  // false, or bad_alloc: nothing has changed

@@ -27,8 +27,8 @@ sch_runtime_key stored_key(const sch_runtime_job_status &status) {
   return key;
 }
 
-// Whose job the statuses of a slot belong to. The number is beyond the job table: the library's restore takes such a
-// record for a status without a job and drops it.
+// Type of the records that say which job, and whose, the statuses of a slot belong to. Their number is beyond the job
+// table, so that the library's restore ignores them.
 constexpr uint32_t identity_type = 254;
 
 sch_runtime_key identity_key(const sch_job_entry &slot, const std::string &name) {
@@ -52,12 +52,12 @@ bool has_identity(const sch_job_entry &slot) {
 uint32_t save_identity(const sch_job_entry &slot) {
   if (has_identity(slot)) return 0;
   sch_runtime_key key = identity_key(slot);
-  uint32_t words[2] = {owner_of(slot), 0};  // the owner, for those who look into the store
+  uint32_t words[2] = {owner_of(slot), 0};  // the owner, for people who inspect the store
   const pss_buf name = {&key, sizeof key}, value = {words, sizeof words};
   return pss_store(pss_running_db, 1, &name, &value);
 }
 
-// The library's delete names another key type than its save, by design: the record itself is removed here.
+// Not by the library's delete function, which by contract uses another key type than its save and removes nothing.
 uint32_t delete_stored(sch_runtime_key key) {
   const pss_buf name = {&key, sizeof key};
   const uint32_t error = pss_delete(pss_running_db, &name);
@@ -70,7 +70,7 @@ bool report(const char *purpose, uint32_t error) {
   return false;
 }
 
-// Given up however its scope is left, unless it was committed.
+// Makes the changes in a batch of pss_running_db, which is aborted if they fail or throw. Returns a status.
 template <typename Changes>
 uint32_t in_batch(Changes make) {
   struct EndOfBatch {
@@ -93,7 +93,8 @@ bool delete_stored(const Keys &keys) {
   return report("Delete status", error);
 }
 
-// A run state or a page of the history: whose it is, its second word says.
+// Whether a run state or a page of the history belongs to an existing schedule: its second word is the schedule's
+// creation.
 bool is_of_live_schedule(const std::string &name, const pss_buf *value) {
   const sch_schedule_entry *entry = find_schedule(name);
   uint32_t words[2] = {};
@@ -104,7 +105,7 @@ bool is_of_live_schedule(const std::string &name, const pss_buf *value) {
 
 using Names = std::set<std::string>;
 
-// `namesakes`: schedules of whose name another one ran before.
+// `namesakes`: names of schedules for which the store has records of an earlier schedule of that name.
 bool is_live(sch_runtime_key key, const pss_buf *value, const Names &namesakes) {
   sch_ntoh_runtime_key(&key);
   const std::string name(host::text_in(key.name));
@@ -118,7 +119,8 @@ bool is_live(sch_runtime_key key, const pss_buf *value, const Names &namesakes) 
          has_identity(sch_job_list[id]);
 }
 
-// Run states come before the statuses in the store's order: a namesake is known by then.
+// The keys of records whose job or schedule does not exist. Run states come before statuses in the store's order, so
+// `namesakes` is complete before it is used.
 Keys orphans(Names *namesakes) {
   Keys keys;
   pss_cursor cursor = {};
@@ -240,7 +242,7 @@ uint32_t copy_statuses_of_job(const sch_job_entry &slot, const std::string &name
 
 void drop_old_statuses_of_schedule(Context &context, const sch_schedule_entry &entry, const std::string &old_name) {
   Keys keys;
-  add_run_keys(entry, &keys);  // the same under both names
+  add_run_keys(entry, &keys);  // run state and history
   for (sch_runtime_key &key : keys)
     key = renamed(key, old_name);
   for_each_job([&](sch_job_entry &slot, uint32_t id) {
@@ -259,7 +261,7 @@ void drop_old_statuses_of_job(Context &context, const sch_job_entry &slot, const
   context.stale_statuses = !delete_stored(Keys{identity_key(slot, old_name)}) || context.stale_statuses;
 }
 
-// First all go and then all come: one's new slot is another's old one.
+// Removes all old records before storing new ones, as a job's new slot may be another's old one.
 bool carry_statuses(const std::vector<uint32_t> &from, const std::vector<uint32_t> &to) {
   if (to.empty()) return true;
   Keys gone;

@@ -56,7 +56,7 @@ struct Tables {
   uint32_t next_number = 1;
 };
 
-Tables tables;  // of the library's lists, of which a process has one as well
+Tables tables;  // global like the library's lists
 
 void write_state(sch_schedule_rec &rec, const ScheduleState &state) {
   std::memcpy(rec.service_tail, &state, sizeof state);
@@ -122,8 +122,7 @@ void reserve_for_job(uint32_t owner) {
   tables.owners.try_emplace(owner);
 }
 
-// The library appends behind the last element of the list that it is given: this is a list of one element, whose end it
-// finds at once.
+// The library walks to the end of the list that it is given: so it gets the list from its last element on.
 sch_schedule_entry *append(Tracked<sch_config_key> key, Tracked<sch_schedule_rec> rec, GList **element) {
   const sch_schedule_entry *last = tables.numbers.last();
   // NOLINTNEXTLINE(performance-no-int-to-ptr): the words of an entry are the public header's

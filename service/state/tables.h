@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Look-ups beside the library's lists of schedules and jobs: by name, number, due time, owner and job. Everything that
-// they find by is changed through here and nowhere else. What may run out of memory does so before it changes anything.
+// Indexes of the library's lists of schedules and jobs: by name, number, due time, owner and job. These keys must be
+// changed by the functions here only. A function that runs out of memory has changed nothing.
 #pragma once
 
 #include <string>
@@ -12,18 +12,17 @@
 
 namespace service {
 
-// After the lists were filled or emptied by the library: the numbers must ascend, and no job that does not exist may be
-// assigned.
+// After the library has filled or emptied the lists. Numbers must ascend, and assigned jobs must exist.
 void rebuild_tables();
 
-// Schedules. Each null when there is none.
+// Schedules. Functions that find one return null when there is none.
 sch_schedule_entry *find_schedule(std::string_view name);
 sch_schedule_entry *schedule_by_serial(uintptr_t serial);
 sch_schedule_entry *schedule_after(int64_t number);                      // the next one by number
 sch_schedule_entry *schedule_after(int64_t number, uint32_t owner_tag);  // the same among this owner's
 
 uint32_t next_schedule_number();
-void skip_schedule_numbers(uint32_t next);  // those below are taken, though nobody has them any more
+void skip_schedule_numbers(uint32_t next);  // numbers below `next` were used and are not given again
 
 size_t schedule_count();
 size_t schedule_count(uint32_t owner_tag);
