@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/service.h"
+#include "service/clock.h"
 
 #include <signal.h>
 #include <sys/signalfd.h>
@@ -62,7 +63,7 @@ bool is_take_over(const host::Incoming &incoming) {
 }  // namespace
 
 Service::Service(const Options &options, std::shared_ptr<const Settings> settings, host::User user)
-    : options_(options), settings_(std::move(settings)), user_(std::move(user)), started_(time(nullptr)) {}
+    : options_(options), settings_(std::move(settings)), user_(std::move(user)), started_(wall_clock()) {}
 
 std::optional<Failure> Service::stand_by() {
   standby_ = std::make_unique<Standby>(user_, started_);
@@ -71,7 +72,7 @@ std::optional<Failure> Service::stand_by() {
 }
 
 std::optional<Failure> Service::open_active(const Settings &settings) {
-  if (const auto opened = open_stores(settings, time(nullptr)); !opened)
+  if (const auto opened = open_stores(settings, wall_clock()); !opened)
     return Failure{state_unusable, opened.error().text};
   active_ = std::make_unique<Active>(settings_, user_, started_);
   const host::Result<void> settled = active_->settle();

@@ -11,10 +11,10 @@
 #include "host/files/private_file.h"
 #include "host/files/whole_file.h"
 #include "host/security/security.h"
+#include "service/clock.h"
 #include "service/configuration/apply.h"
 #include "service/configuration/in_use.h"
 #include "service/configuration/target.h"
-#include "service/run/clock.h"
 
 namespace service {
 namespace {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/joblog/joblog.h"
+#include "service/clock.h"
 
 #include <unistd.h>
 
@@ -69,8 +70,9 @@ uint64_t JobLog::newest_outcome() const {
 }
 
 host::Result<void> JobLog::put_aside(const std::string &path, const std::string &why) const {
-  report(why + "; it was put aside as " + path + ".damaged-" + std::to_string(time(nullptr)));
-  if (host::rename_file(path, path + ".damaged-" + std::to_string(time(nullptr)))) return {};
+  const std::string aside = path + ".damaged-" + std::to_string(wall_clock());
+  report(why + "; it was put aside as " + aside);
+  if (host::rename_file(path, aside)) return {};
   return host::Error{host::err_io, path + ": cannot be put aside: " + std::strerror(errno)};
 }
 

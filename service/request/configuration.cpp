@@ -10,6 +10,7 @@
 #include "host/store/store.h"
 #include "host/visible.h"
 #include "platform/errors.h"
+#include "service/clock.h"
 #include "service/configuration/apply.h"
 #include "service/configuration/in_use.h"
 #include "service/configuration/pending.h"
@@ -18,7 +19,6 @@
 #include "service/request/payload.h"
 #include "service/request/shown_time.h"
 #include "service/request/text_table.h"
-#include "service/run/clock.h"
 #include "service/run/runner.h"
 #include "service/state/schedule_state.h"
 

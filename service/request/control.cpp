@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/control.h"
+#include "service/clock.h"
 
 #include <syslog.h>
 
@@ -60,7 +61,7 @@ uint32_t set_feature(bool enable) {
   change.undo([before = scheduler_enabled] { scheduler_enabled = before; });
   scheduler_enabled = enable ? 1 : 0;
   change.require(sch_save_condition_entry_to_pss(pss_running, &key, scheduler_enabled));
-  if (enable) arm_all(change, time(nullptr));
+  if (enable) arm_all(change, wall_clock());
   return change.commit();
 }
 
@@ -194,7 +195,7 @@ bool changes_something(Operation operation) {
 
 host::Answer zone_in_use() {
   host::Bytes reply;
-  append_record(&reply, service_zone().offset_at(time(nullptr)));
+  append_record(&reply, service_zone().offset_at(wall_clock()));
   append_text(&reply, service_zone().identifier());
   return with_reply(std::move(reply));
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/decode.h"
+#include "service/clock.h"
 
 #include <arpa/inet.h>
 
@@ -61,7 +62,7 @@ uint32_t verify_time(uint32_t type, sch_tminfo *time) {
   const int error = sch_verify_tminfo(time);
   if (error != 0 && error != SCH_ERR_TIME_IN_PAST) return static_cast<uint32_t>(-error);
   time->last_run = 0;
-  if (const uint32_t status = take_in_time(time, service_zone(), std::time(nullptr)); status != 0) return status;
+  if (const uint32_t status = take_in_time(time, service_zone(), wall_clock()); status != 0) return status;
   return type == SCH_SCHEDULE_PERIODIC ? verify_period(*time) : 0;
 }
 

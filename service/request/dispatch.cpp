@@ -9,6 +9,7 @@
 #include "control/statuses.h"
 #include "host/refusal_report.h"
 #include "host/status.h"
+#include "service/clock.h"
 #include "service/request/accounts.h"
 #include "service/request/answer.h"
 #include "service/request/control.h"
@@ -18,7 +19,6 @@
 #include "service/request/payload.h"
 #include "service/request/schedules.h"
 #include "service/request/show.h"
-#include "service/run/clock.h"
 #include "service/run/runner.h"
 #include "service/run/scheduler.h"
 

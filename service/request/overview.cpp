@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/overview.h"
+#include "service/clock.h"
 
 #include <cstdio>
 #include <ctime>
@@ -93,7 +94,7 @@ std::string how_often(const sch_tminfo &time) {
 }
 
 host::Answer show_overview(const Call &call) {
-  const time_t now = time(nullptr);
+  const time_t now = wall_clock();
   const UnderWay under_way = runs_under_way(call);
   TextTable table({"schedule", "next due", "in", "last outcome", "enabled", "how often"});
   for (const sch_schedule_entry *entry : own_schedules(call))
@@ -106,7 +107,7 @@ host::Answer explain_time(const Call &call, Payload payload) {
   sch_schedule_entry *entry = nullptr;
   const std::string name(text_of(payload));
   if (const uint32_t status = find_own_schedule(call, name, &entry); status != 0) return with_status(status);
-  return answer_text(how_often(entry->rec->time) + "; " + next_due_of(*entry, time(nullptr)) + "\n");
+  return answer_text(how_often(entry->rec->time) + "; " + next_due_of(*entry, wall_clock()) + "\n");
 }
 
 }  // namespace service

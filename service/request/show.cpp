@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/show.h"
+#include "service/clock.h"
 
 #include <algorithm>
 #include <cstring>
@@ -63,7 +64,7 @@ sch_show_schedule_reply describe(const sch_schedule_entry &entry) {
   reply.number = static_cast<int32_t>(schedule_number(*entry.rec));
   host::put_text(name_of(*entry.key), reply.name);
   reply.time = entry.rec->time;
-  const auto for_shell = [now = time(nullptr)](uint32_t moment) { return time_for_shell(moment, service_zone(), now); };
+  const auto for_shell = [now = wall_clock()](uint32_t moment) { return time_for_shell(moment, service_zone(), now); };
   reply.time.start_time = for_shell(static_cast<uint32_t>(entry.rec->time.start_time));
   reply.last_completion = for_shell(state.last_completion);
   reply.last_execution = for_shell(state.last_execution);

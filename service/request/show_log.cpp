@@ -8,6 +8,7 @@
 #include "host/status.h"
 #include "host/text_field.h"
 #include "service/calendar/service_zone.h"
+#include "service/clock.h"
 #include "service/joblog/joblog.h"
 #include "service/limits.h"
 #include "service/request/answer.h"
@@ -67,7 +68,7 @@ class LogStream {
     host::put_text(record_.schedule, entry.schedule);
     host::put_text(record_.user, entry.user);
     entry.wait_status = record_.wait_status;
-    entry.completion = time_for_shell(record_.completion, service_zone(), time(nullptr));
+    entry.completion = time_for_shell(record_.completion, service_zone(), wall_clock());
     entry.total_length = static_cast<int32_t>(record_.output.size());
     entry.piece_length = static_cast<uint32_t>(piece_length);
     return entry;

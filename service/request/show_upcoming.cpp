@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/show_upcoming.h"
+#include "service/clock.h"
 
 #include <algorithm>
 #include <ctime>
@@ -72,7 +73,7 @@ std::string note_of_feature() {
 }
 
 std::string text_of_all(const Call &call, size_t count) {
-  const time_t now = time(nullptr);
+  const time_t now = wall_clock();
   TextTable table({"due", "in", "schedule", "jobs", "owner"});
   for (const Upcoming &one : soonest(call, count))
     table.add(row_of(one, now));
@@ -86,7 +87,7 @@ std::string job_names(const sch_schedule_rec &rec) {
 }
 
 std::string text_of_one(const sch_schedule_entry &entry, size_t count) {
-  const time_t now = time(nullptr);
+  const time_t now = wall_clock();
   std::string text = "schedule: " + name_of(*entry.key) + "\nowner: " + owner_name(entry) +
                      "\nenabled: " + (is_enabled(*entry.rec) ? "yes" : "no") + "\njobs: " + job_names(*entry.rec) +
                      "\n";

@@ -9,8 +9,8 @@
 #include "platform/bitset.h"
 #include "platform/errors.h"
 #include "service/calendar/service_zone.h"
+#include "service/clock.h"
 #include "service/limits.h"
-#include "service/run/clock.h"
 #include "service/state/job_text.h"
 #include "service/state/tables.h"
 

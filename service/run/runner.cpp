@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "control/statuses.h"
+#include "service/clock.h"
 #include "service/limits.h"
-#include "service/run/clock.h"
 
 namespace service {
 namespace {

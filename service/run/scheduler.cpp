@@ -9,7 +9,7 @@
 #include "host/text_field.h"
 #include "platform/errors.h"
 #include "service/calendar/clock_step.h"
-#include "service/run/clock.h"
+#include "service/clock.h"
 #include "service/run/due.h"
 #include "service/run/history.h"
 #include "service/run/run_record.h"

@@ -15,8 +15,8 @@
 #include "host/store/store.h"
 #include "host/sysmgr.h"
 #include "platform/sysmgr.h"
+#include "service/clock.h"
 #include "service/request/logging_level.h"
-#include "service/run/clock.h"
 #include "service/run/due.h"
 #include "service/state/change.h"
 #include "service/state/job_text.h"
@@ -121,7 +121,7 @@ host::Result<void> repair(Mended *mended) {
 
 // The zone may have changed while the service was down.
 void follow_zone(Mended *mended) {
-  const auto follow = [now = time(nullptr)](sch_schedule_entry &entry) { arm_in_zone(entry, now); };
+  const auto follow = [now = wall_clock()](sch_schedule_entry &entry) { arm_in_zone(entry, now); };
   for_each_schedule([&](sch_schedule_entry &entry) { mend(entry, mended, follow); });
 }
 

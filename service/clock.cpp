@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "service/run/clock.h"
+#include "service/clock.h"
 
 namespace service {
 
