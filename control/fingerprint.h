@@ -6,7 +6,7 @@
 
 namespace control {
 
-// Tells one text from another for those who both hold one and do not try to deceive: 64-bit FNV-1a, never 0.
+// Shows whether a text has changed. Not against deliberate collisions: 64-bit FNV-1a, never 0.
 constexpr uint64_t fingerprint(std::string_view text) {
   uint64_t hash = 14695981039346656037u;
   for (const char letter : text)

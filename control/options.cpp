@@ -19,7 +19,7 @@ using Text = std::unique_ptr<char, decltype(&g_free)>;
 Context make_context(const Program &program, const std::vector<GOptionEntry> &entries) {
   g_set_prgname(program.name);
   Context context(g_option_context_new(program.parameters), g_option_context_free);
-  g_option_context_set_help_enabled(context.get(), FALSE);  // it would end the process
+  g_option_context_set_help_enabled(context.get(), FALSE);  // GLib's own --help would end the process
   g_option_context_add_main_entries(context.get(), entries.data(), nullptr);
   g_option_context_set_summary(context.get(), program.summary);
   g_option_context_set_description(context.get(), program.description);

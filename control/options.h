@@ -9,18 +9,18 @@
 
 namespace control {
 
-enum class Parsed { run, done, wrong };  // done: what was asked for was printed
+enum class Parsed { run, done, wrong };  // done: --help or --version was printed
 
 struct Program {
   const char *name;
-  const char *parameters;  // beside the options; null: none
+  const char *parameters;  // for the usage line, e.g. "[FILE]"; null: none
   const char *summary, *description;
 };
 
-// Adds --version and --help to the entries, prints what they ask for, and tells what is wrong. The program's own bytes
-// (file names, commands) are to be of the type FILENAME, which takes them as they are in any locale.
+// Parses the arguments by these entries and by --version and --help, which it carries out; reports errors. Entries for
+// file names and commands must have the type FILENAME, as GLib converts strings from the locale's character set.
 Parsed parse_options(const Program &program, std::vector<GOptionEntry> entries, int *argc, char **argv);
 
-Parsed complain(const Program &program, const std::string &what);  // and tells where help is
+Parsed complain(const Program &program, const std::string &what);  // reports an error and refers to --help
 
 }  // namespace control

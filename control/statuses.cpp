@@ -7,7 +7,7 @@ namespace control {
 
 namespace {
 
-// Each tells what is wrong and, where an operator can do something, what.
+// Each says what is wrong and, where an operator can do something about it, what to do.
 constexpr host::ErrorText error_texts[] = {
     {err_no_such_job, "no such job"},
     {err_no_such_schedule, "no such schedule"},

@@ -20,7 +20,7 @@ inline constexpr uint32_t err_disabled = 0x40bd002a;    // the feature is disabl
 inline constexpr uint32_t err_too_many_addresses = 0x40bd002b;
 inline constexpr uint32_t err_no_such_address = 0x40bd002c;
 inline constexpr uint32_t err_no_startup = 0x40bd002e;         // no startup configuration has been saved
-inline constexpr uint32_t err_control_character = 0x40bd002f;  // in a text that somebody will read on a terminal
+inline constexpr uint32_t err_control_character = 0x40bd002f;  // in a text that is shown on terminals
 inline constexpr uint32_t err_too_many_own_schedules = 0x40bd0030;
 inline constexpr uint32_t err_too_many_own_jobs = 0x40bd0031;
 inline constexpr uint32_t err_log_too_large = 0x40bd0032;
@@ -28,7 +28,7 @@ inline constexpr uint32_t err_no_such_run = 0x40bd0040;  // not under way
 inline constexpr uint32_t err_run_under_way = 0x40bd0041;
 inline constexpr uint32_t err_no_jobs = 0x40bd0042;  // no job is assigned to the schedule
 inline constexpr uint32_t err_no_history_of_run = 0x40bd0043;
-inline constexpr uint32_t err_no_output_of_run = 0x40bd0044;  // any more, in the log
+inline constexpr uint32_t err_no_output_of_run = 0x40bd0044;  // the log does not have it any more
 inline constexpr uint32_t err_not_allowed = 0x40bd0050;       // to configure: in no group of allow-groups
 inline constexpr uint32_t err_standby = 0x40bd0052;           // the service runs nothing
 inline constexpr uint32_t err_active = 0x40bd0053;            // there is nothing to take over
@@ -39,7 +39,7 @@ inline constexpr uint32_t err_unconfirmed = 0x40bd0062;
 inline constexpr uint32_t err_nothing_to_confirm = 0x40bd0063;
 inline constexpr uint32_t err_no_such_configuration = 0x40bd0064;  // in the history
 
-// So that syserr2str has a text for each of them. At the start of a program.
+// Makes syserr2str() know the texts of these statuses. To be called at the start of a program.
 void use_error_texts();
 
 }  // namespace control
