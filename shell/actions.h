@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The commands that the shell carries out itself. Each returns 0, or a status of which it has told the operator.
+// The commands that the shell carries out itself. Each returns 0, or a status that it has reported to the operator.
 #pragma once
 
 #include "control/operations.h"
@@ -31,7 +31,7 @@ int show_jobs(Session &session, const Match &match);
 int show_schedules(Session &session, const Match &match);
 int ask_password(Session &session, const Match &match);
 
-// What the service answers to a request without parameters, in words.
+// Shows the service's answer to an operation without parameters whose reply is text.
 int show_answer(const Match &match, control::Operation operation);
 template <control::Operation operation>
 int show_text(Session &, const Match &match) {

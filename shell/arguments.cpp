@@ -15,7 +15,7 @@ constexpr control::Program program = {
     "Configures and shows the command scheduler: on a terminal, from a file or a pipe, or with -c.",
     "The exit status is that of the last command that failed, 0 when all succeeded.\n"};
 
-// GOption's own types; each text is freed with the record.
+// The values in the types that GOption fills; the texts are freed with the record.
 struct Raw {
   char *state_dir = nullptr;
   char **commands = nullptr, **files = nullptr;
@@ -44,14 +44,14 @@ std::vector<GOptionEntry> entries_for(Raw *raw) {
   };
 }
 
-// Where the text begins that "-cTEXT" or "-ecTEXT" has in it; 0: it is no such argument.
+// The offset of the command in an argument of the form "-cCOMMAND" or "-ecCOMMAND"; 0 for any other argument.
 size_t attached_command(std::string_view argument) {
   if (!argument.starts_with('-')) return 0;
   const size_t letter = argument.find_first_not_of('e', 1);
   return letter != argument.npos && argument[letter] == 'c' ? letter + 1 : 0;
 }
 
-// GOption takes an option's value from the next argument alone.
+// Splits such arguments in two, as GOption takes a short option's value only from the next argument.
 std::vector<std::string> with_values_apart(int argc, char **argv) {
   std::vector<std::string> apart;
   bool options_over = false;
@@ -64,12 +64,12 @@ std::vector<std::string> with_values_apart(int argc, char **argv) {
     if (command < argument.size())
       apart.push_back(argument.substr(command));
     else if (i + 1 < argc)
-      apart.emplace_back(argv[++i]);  // a command, whatever it looks like
+      apart.emplace_back(argv[++i]);  // is a command even if it looks like an option
   }
   return apart;
 }
 
-// Everybody can read the list of processes.
+// Overwrites a password in the arguments, as every user can read them in the list of processes.
 void hide(std::string_view secret, int argc, char **argv) {
   for (int i = 1; i < argc; i++)
     if (const std::string_view argument = argv[i]; argument.ends_with(secret))

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What schedsh is told when it is started.
+// The command line arguments of schedsh.
 #pragma once
 
 #include <optional>
@@ -16,7 +16,7 @@ struct Arguments {
   bool stop_at_failure = false, debug = false, manual = false;
 };
 
-// Whatever is a secret in a command is overwritten in the process's own arguments, where everybody could read it.
+// Commands with passwords are overwritten in argv, which every user could read in the list of processes.
 control::Parsed parse_arguments(int argc, char **argv, Arguments *arguments);
 
 }  // namespace shell

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The words, parameters and commands of the shell, with what each command calls.
+// The shell's grammar: its words, parameters and commands, and what each command calls.
 #include "shell/actions.h"
 #include "shell/grammar.h"
 #include "shell/library_call.h"

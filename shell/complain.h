@@ -7,7 +7,7 @@
 
 namespace shell {
 
-// `origin`: where the line stands, e.g. "file:3"; empty: nothing goes before the message.
+// `origin` precedes the message: the place of the line, e.g. "file:3"; may be empty.
 inline void complain(std::string_view origin, const std::string &message) {
   const std::string before = origin.empty() ? std::string() : std::string(origin) + ": ";
   std::fprintf(stderr, "%s%s\n", before.c_str(), message.c_str());

@@ -21,7 +21,7 @@ void add(Choice choice, std::vector<Choice> *all) {
   if (!known) all->push_back(std::move(choice));
 }
 
-// The command's own help where the word leads to one command alone, otherwise the word's.
+// The help of the command if the word leads to only one command, otherwise the word's.
 std::string help_of(const Term &term, const Walk &walk) {
   if (term.parameter != nullptr) return term.parameter->help;
   Walk after = walk;
@@ -69,7 +69,7 @@ std::vector<Choice> choices(std::string_view typed_line, const Scope &scope, con
 
 std::string completion(std::string_view line, const Scope &scope, const NameSource &names) {
   std::vector<Choice> all = choices(line, scope, names);
-  // Where there are names, what stands for them decides nothing.
+  // Where existing names complete a parameter, its placeholder is not offered as well.
   const auto is_named = [&](const Choice &choice) {
     return std::any_of(all.begin(), all.end(), [&](const Choice &name) { return name.help == choice.text; });
   };
@@ -85,7 +85,7 @@ std::string completion(std::string_view line, const Scope &scope, const NameSour
     common.erase(here, common.end());
   }
   const std::vector<Token> tokens = split_words(line);
-  // Behind a quote the rest of a word would be no part of it.
+  // A quoted word cannot be completed: what is appended would not be part of it.
   if (!ends_in_blank(line) && !tokens.empty() && line[tokens.back().offset] == '"') return {};
   const size_t typed = ends_in_blank(line) || tokens.empty() ? 0 : tokens.back().text.size();
   if (common.size() < typed) return {};

@@ -24,7 +24,7 @@ std::string place(const std::string &origin, size_t line) {
   return line == 0 ? origin : origin + ":" + std::to_string(line);
 }
 
-// A line of the text that travels as the one that the operator wrote.
+// Translates a line number of the text that was sent into one of the text that the operator wrote.
 size_t own_line(const ConfigurationText *text, size_t line) {
   if (text == nullptr || line == 0 || line > text->lines.size()) return 0;
   return text->lines[line - 1];
@@ -34,7 +34,7 @@ void show(const std::string &diff) {
   std::fwrite(diff.data(), 1, diff.size(), stdout);
 }
 
-// Whoever gives the command again has seen what has become of it meanwhile.
+// Shows the difference and remembers the present configuration as read, so that repeating the command succeeds.
 int tell_what_changed(Session &session, const ConfigurationOutcome &outcome) {
   complain({}, "Error: " + std::string(syserr2str(outcome.status)) + "; this has changed since:");
   const std::string diff = configuration_diff(session.configuration_read().value_or(""), outcome.before);
@@ -76,7 +76,7 @@ int change_configuration(Session &session, const WantedChange &change) {
 int change_to_text(Session &session, const ConfigurationText &text, const std::string &origin, WantedChange change) {
   for (const TextProblem &problem : text.problems)
     complain(place(origin, problem.line), problem.text);
-  // What is wrong with the rest is told too, but nothing is changed.
+  // The text has problems already: it is sent only to have the service report its problems too.
   if (!text.problems.empty()) change.mode = ChangeMode::diff;
   const host::Result<uint32_t> sent = send_configuration(text.text);
   if (!sent) return failed(sent.error());

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A configuration that is changed as a whole: what differs is shown, problems are told by their lines.
+// Changes the configuration as a whole: shows the difference, and reports problems with their line numbers.
 #pragma once
 
 #include <string>
@@ -11,7 +11,11 @@ namespace shell {
 
 class Session;
 
-enum class ChangeMode { apply, check, diff };  // check: status 2 where something differs; diff: it is shown alone
+enum class ChangeMode {
+  apply,
+  check,
+  diff
+};  // check: a dry run, status 2 if it would change something; diff: shows it
 
 inline constexpr int differs_status = 2;
 
@@ -24,7 +28,7 @@ struct WantedChange {
 
 int change_configuration(Session &session, const WantedChange &change);
 
-// The same with a text. `origin` goes before the number of a line in messages.
+// The same, to a text that the operator wrote. `origin` precedes line numbers in messages.
 int change_to_text(Session &session, const ConfigurationText &text, const std::string &origin, WantedChange change);
 
 }  // namespace shell

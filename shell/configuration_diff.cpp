@@ -12,7 +12,7 @@ namespace {
 using Lines = std::vector<std::string_view>;
 
 struct Block {
-  std::string_view name;  // its first line
+  std::string_view name;  // the block's first line
   Lines lines;
 };
 
@@ -55,7 +55,7 @@ std::string marked(char mark, const Lines &lines) {
   return text;
 }
 
-// The table of the longest common subsequence has this many cells at most; longer blocks are shown whole.
+// Bounds the table for the longest common subsequence; blocks that need more are shown as removed and added whole.
 constexpr size_t cells_limit = 4'000'000;
 
 std::string lines_diff(const Lines &before, const Lines &after) {

@@ -6,8 +6,8 @@
 
 namespace shell {
 
-// What makes the second of two configurations from the first, block by block: what goes with "-", what comes with "+",
-// and of a block that is changed its other lines with a blank. Empty: they are the same.
+// The difference of two configurations, block by block: removed lines begin with "-", added ones with "+", the
+// unchanged lines of a changed block with a blank. Empty if they are equal.
 std::string configuration_diff(std::string_view before, std::string_view after);
 
 }  // namespace shell

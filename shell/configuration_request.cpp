@@ -19,7 +19,7 @@ namespace {
 
 using control::Operation;
 
-constexpr size_t piece_size = 48 * 1024;  // within a frame
+constexpr size_t piece_size = 48 * 1024;  // fits in a frame
 
 template <typename Record>
 host::Bytes with_text(const Record &record, std::string_view text) {
@@ -35,7 +35,7 @@ host::Result<std::string> text_from(Operation operation, std::span<const std::by
   return std::string(reinterpret_cast<const char *>(reply->data()), reply->size());
 }
 
-// As far as the operator's own session tells; the service adds the process.
+// From where the operator works, as the environment says; the service adds the process id.
 std::string whereabouts() {
   std::string text;
   if (const char *terminal = isatty(STDERR_FILENO) != 0 ? ttyname(STDERR_FILENO) : nullptr)

@@ -23,8 +23,8 @@ struct Statement {
 
 struct Job {
   std::string name, text;
-  size_t line = 0;       // where it begins
-  size_t text_line = 0;  // where its text does
+  size_t line = 0;       // its first line
+  size_t text_line = 0;  // the first line of its text
 };
 
 struct Schedule {
@@ -51,7 +51,7 @@ std::string lines_of(std::string_view commands) {
   return text;
 }
 
-// In the order in which the system writes them.
+// The settings before the jobs, in the order in which the service writes them.
 constexpr std::string_view settings_before[] = {"feature scheduler",
                                                 "scheduler logfile size",
                                                 "scheduler logfile name",
@@ -112,7 +112,7 @@ class Reader {
     if (subject == "configure terminal" || subject == "end" || subject == "exit") return true;
     if (subject == "scheduler job name") return begin_job(match);
     if (subject == "scheduler schedule name") return begin_schedule(*match.value("schedule"));
-    if (subject == "scheduler aaa-authentication") return true;  // a password is its user's, and stays
+    if (subject == "scheduler aaa-authentication") return true;  // passwords are not part of a configuration
     return take_setting(subject, match);
   }
 
@@ -195,7 +195,7 @@ class Reader {
     write_setting(setting_behind);
   }
 
-  // The blank lines and the second blank are the layout's.
+  // Blank lines and double blanks as in the service's layout.
   void write_setting(std::string_view subject) {
     const auto found = settings_.find(subject);
     if (found == settings_.end()) return;
@@ -222,7 +222,7 @@ class Reader {
     if (schedule.time)
       add("  time " + schedule.time->text, schedule.time->line);
     else
-      before_line_ = "  ";  // of a time that there is not
+      before_line_ = "  ";  // the layout of a schedule without a time
     for (const Statement &address : schedule.addresses)
       add("email-addr " + address.text, address.line);
     if (schedule.rest) add("scheduler disable schedule " + schedule.name, schedule.rest->line);
@@ -235,7 +235,7 @@ class Reader {
   std::map<std::string, Statement, std::less<>> settings_;
   std::vector<Job> jobs_;
   std::deque<Schedule> schedules_;  // `schedule_` points into it
-  Schedule *schedule_ = nullptr;    // whose mode it is
+  Schedule *schedule_ = nullptr;    // whose block is being read
   std::optional<JobBody> body_;
 };
 

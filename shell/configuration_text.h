@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A whole configuration as an operator writes it, brought into the one layout in which it travels.
+// Converts a whole configuration, as an operator writes it, into the layout in which it is sent.
 #pragma once
 
 #include <cstddef>
@@ -10,18 +10,18 @@
 namespace shell {
 
 struct TextProblem {
-  size_t line;  // from 1; 0: no line is to blame
+  size_t line;  // from 1; 0: not about a line
   std::string text;
 };
 
 struct ConfigurationText {
   std::string text;           // in the layout of `show running-config`
-  std::vector<size_t> lines;  // where each of its lines comes from
+  std::vector<size_t> lines;  // for each line of `text` the operator's line that it comes from
   std::vector<TextProblem> problems;
 };
 
-// Takes every form of the commands, abbreviations and both layouts in which the system writes a configuration. Nothing
-// is carried out.
+// Accepts every form of the commands, abbreviations, and both layouts in which the system shows a configuration.
+// Carries nothing out.
 ConfigurationText read_configuration_text(std::string_view input);
 
 }  // namespace shell

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The command context of the library's handlers, built from a command and its arguments.
+// Builds the command context of the library's handlers from a command and its arguments.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@
 namespace shell {
 
 struct Identity {
-  std::string user;  // of the real user id; empty: it has no name, and the handlers refuse it
+  std::string user;  // of the real user id; empty if that has no name: the handlers refuse it
   std::string peer = "schedsh";
   uint32_t handle = 0;
 };
@@ -26,7 +26,7 @@ inline constexpr uint32_t host_is_ipv4 = 0x40000002;
 inline constexpr uint32_t host_is_ipv6 = 0x40000004;
 inline constexpr uint32_t host_is_name = 8;
 
-inline constexpr uint32_t value_is_file = 0x40200001;  // a kind of its own: the value is a host::FileUri
+inline constexpr uint32_t value_is_file = 0x40200001;  // a kind of the shell's own: the value is a host::FileUri
 
 uint32_t host_kind(const std::string &host);
 
@@ -39,7 +39,7 @@ class Context {
   Context(const Context &) = delete;
   Context &operator=(const Context &) = delete;
 
-  bool add(const Parameter &parameter, const std::string &text);  // false: no such value, told to the operator
+  bool add(const Parameter &parameter, const std::string &text);  // false: invalid, and reported to the operator
   void add_text(const std::string &text, uint32_t id = 0);
   const sch_cli_cmd_ctx *get();
 

@@ -31,7 +31,7 @@ std::string_view take_word(std::string_view *rest) {
 
 using Setting = std::pair<std::string, std::string>;
 
-// NAME = VALUE, with or without quotes around either.
+// Parses NAME = VALUE; either may be quoted.
 std::optional<Setting> setting_in(std::string_view line) {
   const size_t equals = line.find('=');
   if (equals == line.npos) return std::nullopt;
@@ -46,7 +46,7 @@ std::optional<Setting> setting_in(std::string_view line) {
   return Setting(name, unquoted(trimmed(line.substr(equals + 1))));
 }
 
-// The value stands in the table as it is, without any expansion.
+// A shell command that exports the setting. cron expands nothing in the value, so it is quoted.
 std::string exported(const Setting &setting) {
   std::string value;
   for (const char c : setting.second)
@@ -54,7 +54,8 @@ std::string exported(const Setting &setting) {
   return "export " + setting.first + "='" + value + "'\n";
 }
 
-// An unescaped '%' ends the command; what follows is its input, each further one a line's end.
+// In a crontab the first unescaped '%' ends the command; what follows is its standard input, in which further '%' are
+// newlines.
 std::string command_lines(std::string_view command) {
   std::string lines, input;
   std::string *part = &lines;
@@ -74,7 +75,7 @@ std::string command_lines(std::string_view command) {
 }
 
 std::string stem_of(const std::string &file) {
-  constexpr size_t room = 12;  // a name has 31 characters, and a line's number and a schedule's follow
+  constexpr size_t room = 12;  // of a name's 31 characters, the rest for the numbers of line and schedule
   std::string stem;
   for (const char c : file.substr(file.rfind('/') + 1)) {
     const bool fits = std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '-';

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Tables of the cron daemon as jobs and schedules.
+// Converts tables of the cron daemon into jobs and schedules.
 #pragma once
 
 #include <cstddef>
@@ -16,17 +16,17 @@ struct CrontabRemark {
 
 struct CrontabImport {
   std::string configuration;            // in the layout of `show running-config`
-  std::vector<CrontabRemark> left_out;  // what cannot be expressed, why, and the nearest that can
+  std::vector<CrontabRemark> left_out;  // lines that cannot be expressed, why, and what would be closest
   std::vector<CrontabRemark> notes;
 };
 
 struct CrontabSource {
-  std::string file;        // for the places of remarks, and the names of jobs and schedules
-  bool has_users = false;  // a table of the system names a user in each line
-  std::string user;        // who imports: their jobs run as theirs
+  std::string file;        // for remarks, and for the names of jobs and schedules
+  bool has_users = false;  // system tables name a user in each line
+  std::string user;        // the operator who imports, as whom the jobs will run
 };
 
-// Adds what the table's text says.
+// Converts a table's text and adds the result.
 void add_crontab(const CrontabSource &source, std::string_view text, CrontabImport *import);
 
 }  // namespace shell

@@ -14,7 +14,7 @@ namespace shell {
 
 namespace {
 
-// Some lines could not be expressed; the rest is configured.
+// The status if some lines could not be expressed; the others are configured.
 constexpr int partly_status = 1;
 
 constexpr const char *tables_of_users = "/var/spool/cron/crontabs/";
@@ -49,7 +49,8 @@ host::Result<void> add_file(const std::string &path, const CrontabSource &source
   return {};
 }
 
-// Those that the daemon reads: a file of a package manager has a dot in its name.
+// Whether the cron daemon would read this file of /etc/cron.d: it ignores names with a dot, such as package managers'
+// backups.
 bool is_table_of_package(const std::string &name) {
   return !name.empty() && std::ranges::all_of(name, [](char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '-';

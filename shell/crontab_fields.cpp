@@ -16,7 +16,7 @@ namespace {
 struct FieldKind {
   const char *name;
   int first, last;
-  const char *names;  // three letters each, from the first value on; null: numbers alone
+  const char *names;  // of three letters each, for the values from the first on; null: only numbers
 };
 
 constexpr FieldKind minute_kind = {"minute", 0, 59, nullptr};
@@ -25,7 +25,7 @@ constexpr FieldKind day_kind = {"day of the month", 1, 31, nullptr};
 constexpr FieldKind month_kind = {"month", 1, 12, "janfebmaraprmayjunjulaugsepoctnovdec"};
 constexpr FieldKind weekday_kind = {"day of the week", 0, 7, "sunmontuewedthufrisat"};
 
-// More would bury the operator's own schedules.
+// A line that needs more schedules is left out, as they would crowd the operator's listing.
 constexpr size_t schedules_of_a_line = 24;
 
 host::Error wrong(const FieldKind &kind, const std::string &text) {
@@ -43,7 +43,7 @@ std::optional<int> value_of(const FieldKind &kind, const std::string &text) {
   return std::nullopt;
 }
 
-// "*", "5", "1-5", each with "/2" behind it.
+// Parses "*", "5" or "1-5", each optionally with a step such as "/2".
 bool add_range(const FieldKind &kind, const std::string &text, std::set<int> *values) {
   const size_t slash = text.find('/');
   std::string range = text.substr(0, slash);
@@ -93,7 +93,7 @@ host::Error left_out(const std::string &why, const std::string &nearest) {
   return {host::err_bad_value, why + "; nearest: " + nearest};
 }
 
-// The distance between the minutes, the last and the next hour's first too; 0: it is not always the same.
+// The distance between successive minutes, including that from the last to the next hour's first; 0 if they differ.
 int step_of(const std::vector<int> &minutes) {
   const int step = minutes.size() > 1 ? minutes[1] - minutes[0] : 60;
   for (size_t i = 0; i < minutes.size(); i++) {
@@ -104,7 +104,7 @@ int step_of(const std::vector<int> &minutes) {
 }
 
 std::string period(int first_minute, int minutes) {
-  // Whole hours behind a start in any season: the clocks change by whole hours.
+  // Any start in the past serves; in almost all zones its season does not matter, as clocks change by whole hours.
   return formatted("start 2026:01:01:00:%02d repeat %d:%d:%d", first_minute, 0, minutes / 60, minutes % 60);
 }
 

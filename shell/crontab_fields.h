@@ -10,7 +10,7 @@
 
 namespace shell {
 
-// One of the five fields: the values that it allows, ascending; `any`: all of them, written as "*".
+// One of the five fields: its allowed values, ascending. `any`: it was written as "*", which cron treats specially.
 struct CrontabField {
   bool any = false;
   std::vector<int> values;
@@ -20,12 +20,12 @@ struct CrontabTime {
   CrontabField minute, hour, day, month, weekday;  // weekday 0..6 from Sunday
 };
 
-// The five fields, or a name such as @daily. The error says which field is wrong.
+// Parse the five fields, and a name such as @daily. The error says which field is wrong.
 host::Result<CrontabTime> read_crontab_time(const std::vector<std::string> &fields);
 host::Result<CrontabTime> read_crontab_name(const std::string &name);
 
-// The times of schedules that together are due when the table's line is: as the configuration's text has them behind
-// "time ". The error says why there are none, and what comes nearest.
+// The times of the schedules that together are due whenever the table's line is, as they follow "time " in a
+// configuration. The error says why there are none, and what would be closest.
 host::Result<std::vector<std::string>> schedule_times(const CrontabTime &time);
 
 }  // namespace shell

@@ -13,7 +13,7 @@ namespace shell {
 
 namespace {
 
-// Narrower, nothing can be read; larger, it is a mistake.
+// A narrower screen cannot be read, and a larger number is a mistake.
 constexpr long narrowest_screen = 20, screen_limit = 512;
 
 template <typename Entry, typename Name>
@@ -30,7 +30,7 @@ Term to_term(std::string_view piece) {
   return {nullptr, look_up(parameters(), &Parameter::name, piece.substr(1, piece.size() - 2))};
 }
 
-// Adds the terms of `piece` to each form from `first` on; of an optional piece each form is kept without it as well.
+// Appends the terms to each form from `first` on; if they are optional, also keeps each form without them.
 void extend(std::vector<Form> *all, size_t first, const std::vector<Term> &terms, bool optional) {
   const size_t last = all->size();
   for (size_t i = first; i < last; i++) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The shell's commands: one table that parsing, completion, help, the manual and the tests read.
+// The shell's commands: one table for parsing, completion, help, the manual and the tests.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +24,7 @@ enum class Kind {
   vrf,
   user,
   rest,       // the rest of the line, blanks included
-  kilobytes,  // the numbers, with their ranges
+  kilobytes,  // the first of the number kinds; see range_of
   port,
   level,
   count,  // of lines to show
@@ -34,7 +34,7 @@ enum class Kind {
   moment,  // of the past
   host,
   file_uri,
-  path,  // written so that it is no abbreviation of a word: with a slash, a dot or a colon, or "-"
+  path,  // has a slash, dot or colon or is "-", so that it cannot be an abbreviated word
 };
 
 struct Word {
@@ -45,7 +45,7 @@ struct Word {
 struct Parameter {
   const char *name;
   Kind kind;
-  uint32_t id;  // the handler's identifier, 0 where it goes by position
+  uint32_t id;  // the handler's identifier; 0: the handler goes by the position
   const char *help;
 };
 
@@ -60,19 +60,19 @@ struct Command {
 
   bool negates() const;
   bool begins_job() const;         // lines of its text follow
-  bool in_scheduler_tree() const;  // goes when the scheduler's parse tree is deregistered
+  bool in_scheduler_tree() const;  // not available while the scheduler's parse tree is deregistered
 };
 
 std::span<const Command> commands();
 std::span<const Word> words();
 std::span<const Parameter> parameters();
 
-struct Term {  // exactly one of both
+struct Term {  // exactly one of the two is not null
   const Word *word;
   const Parameter *parameter;
 };
 
-struct Form {  // one way to write a command: its optional groups taken or left out
+struct Form {  // one way to write a command: each optional group is included or not
   const Command *command;
   std::vector<Term> terms;
 };
@@ -84,7 +84,7 @@ struct Range {
   bool has_bound() const { return last != std::numeric_limits<long>::max(); }
 };
 
-Range range_of(Kind kind);  // of the numbers
+Range range_of(Kind kind);  // of the number kinds
 bool takes(const Parameter &parameter, std::string_view text);
 
 }  // namespace shell

@@ -6,16 +6,16 @@
 
 namespace shell {
 
-// While it lives, what is written to standard output or standard error is kept instead of shown. The library's handlers
-// write by themselves; this lets the shell say of what a message is, or show a part of what they say.
+// Captures what is written to standard output or standard error during its lifetime. The library's handlers print by
+// themselves; by this the shell can complete their messages or show only a part.
 class HeldStream {
  public:
-  explicit HeldStream(FILE *stream);  // where the system has no room for it, it is shown as it comes
+  explicit HeldStream(FILE *stream);  // if it cannot create the buffer's file, output is shown directly
   ~HeldStream();
   HeldStream(const HeldStream &) = delete;
   HeldStream &operator=(const HeldStream &) = delete;
 
-  std::string take();  // ends the holding
+  std::string take();  // ends the capture and returns the text
 
  private:
   void restore();

@@ -27,7 +27,7 @@ int show_by_name(Session &session, const Match &match, ObjectKind kind, int (*ha
   Context values = session.context(*match.command);
   if (!match.arguments.empty()) {
     const Argument &name = match.arguments.front();
-    // The handler shows nothing where there is nothing.
+    // The handler prints nothing for a name that does not exist.
     if (const host::Result<Names> found = find_named(kind, name.value); !found)
       return failed(std::string(name.parameter->name) + " " + name.value, found.error());
     values.add_text(name.value);
@@ -44,7 +44,7 @@ int show_schedules(Session &session, const Match &match) {
   return show_by_name(session, match, ObjectKind::schedule, sch_cli_show_schedules);
 }
 
-// A person reads at once that the job cannot be theirs; a script reads it at the block's end.
+// A person is told at once that the job belongs to somebody else; a script is told at the block's end.
 int begin_job(Session &session, const Match &match) {
   const std::string &name = match.arguments.front().value;
   if (session.options().interactive) {

@@ -16,7 +16,7 @@ std::string_view trimmed(std::string_view line) {
 
 }  // namespace
 
-// Nothing else would say where it is: the service's answer is a status alone.
+// Checked here to name the place, as the service's answer is only a status.
 std::string JobBody::objection_to(std::string_view line) const {
   const std::optional<host::ControlCharacter> found = host::find_control(line);
   if (!found) return {};
@@ -36,7 +36,7 @@ std::optional<std::string> JobBody::take_back() {
 
 JobBody::Close JobBody::add(std::string_view line) {
   if (trimmed(line) == "end-job") return Close::end_job;
-  if (line.ends_with('\r')) line.remove_suffix(1);  // of a file with the other line ends
+  if (line.ends_with('\r')) line.remove_suffix(1);  // the file has CRLF line ends
   if (line == "end") return Close::end;
   lines_++;
   if (!refused_ && problem_.empty()) taken_.push_back({std::string(line), text_.size()});

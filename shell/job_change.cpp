@@ -16,7 +16,7 @@ int change_job(const Session &session, const std::string &name, bool remove) {
   return sch_cli_create_delete_job(values.get());
 }
 
-// One that is there is to be changed.
+// A job that exists already is no failure here, as its text is replaced next.
 int create_job(const Session &session, const std::string &name, bool *created) {
   HeldStream held(stderr);
   const int status = change_job(session, name, false);

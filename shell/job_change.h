@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A job's text as a whole: the job is created where there is none, and a text that it has is replaced in one change.
+// Replaces a job's whole text in one change; creates the job if it does not exist.
 #pragma once
 
 #include <string>
@@ -9,14 +9,14 @@ namespace shell {
 
 class Session;
 
-// A failure leaves things as they were.
+// After a failure nothing has changed.
 int put_job(const Session &session, const std::string &name, const std::string &text);
 int put_job_in_one_line(const Session &session, const std::string &name, const std::string &commands);
 
 int remove_job(const Session &session, const std::string &name);
 
-// One line's commands as lines. ';' separates them outside of quotes; quotes around the whole are taken off, all others
-// stay for whoever runs the command.
+// Splits the commands of one line at ';' outside of quotes. Quotes around all of them are removed; others are left to
+// the interpreter.
 std::string lines_of_commands(std::string_view commands);
 
 }  // namespace shell

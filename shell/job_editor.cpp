@@ -28,9 +28,9 @@ namespace shell {
 
 namespace {
 
-constexpr const char *usual_editor = "editor";  // whichever the machine's administrator chose
+constexpr const char *usual_editor = "editor";  // Debian's link to the administrator's choice
 
-// A status; err_no_such_job where there is none.
+// Returns a status, err_no_such_job if the job does not exist.
 uint32_t read_text(const Identity &identity, const std::string &job, std::string *text) {
   struct {
     sch_request_header header = {SCH_OP_SHOW_JOB, sizeof(sch_show_request)};
@@ -59,7 +59,7 @@ std::string chosen_editor() {
   return usual_editor;
 }
 
-// A private file; it goes away unless it is kept.
+// A private file for the editor, removed by the destructor unless it is to be kept.
 class Draft {
  public:
   explicit Draft(const std::string &text) {
@@ -93,7 +93,7 @@ class Draft {
   std::string path_;
 };
 
-// $EDITOR may have arguments, so that a shell takes it apart.
+// By a shell, as $EDITOR may contain arguments.
 [[noreturn]] void become_editor(const std::string &path) {
   sigset_t none;
   sigemptyset(&none);
@@ -115,7 +115,7 @@ bool run_editor(const std::string &path) {
   return child > 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-// The lines as the job would have them; what is wrong with them otherwise.
+// Converts the edited text into a job's text. Returns what is wrong with it; empty: nothing.
 std::string job_text(const std::string &edited, std::string *text) {
   JobBody body("", false);
   std::istringstream lines(edited);

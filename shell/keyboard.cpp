@@ -32,7 +32,7 @@ bool read_byte(char *byte) {
   return read(STDIN_FILENO, byte, 1) == 1;
 }
 
-// Standard input's echo off while it lives.
+// Switches off the echo of standard input during its lifetime.
 class Silence {
  public:
   Silence() : changed_(tcgetattr(STDIN_FILENO, &before_) == 0) {
@@ -81,18 +81,18 @@ bool read_character(wchar_t *character) {
   while (read_byte(&byte)) {
     const size_t taken = std::mbrtowc(character, &byte, 1, &state);
     if (taken <= 1) return true;
-    if (taken == static_cast<size_t>(-1)) state = {};  // no character of this locale
+    if (taken == static_cast<size_t>(-1)) state = {};  // invalid in this locale: skipped
   }
   return false;
 }
 
 std::optional<std::string> ask_without_echo(const char *prompt) {
-  const Interrupts interrupts;  // before the echo goes off: an interrupt must not leave it so
+  const Interrupts interrupts;  // first, so that an interrupt cannot leave the echo off
   const Silence silence;
   std::fputs(prompt, stderr);
   std::string secret;
   char byte = 0;
-  while (read_byte(&byte)) {  // what stdio buffers would stay in memory
+  while (read_byte(&byte)) {  // not by stdio, in whose buffer the password would stay
     if (byte == '\n') return secret;
     secret.push_back(byte);
   }

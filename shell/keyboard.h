@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Standard input, key by key, where control-C gives up what is being typed and ends nothing else.
+// Reads standard input key by key. Control-C discards what is being typed, and does not end the program.
 #pragma once
 
 #include <signal.h>
@@ -9,8 +9,8 @@
 
 namespace shell {
 
-// While it lives, an interrupt is let in only while a key is awaited, so that none is lost between the question and the
-// answer.
+// During its lifetime SIGINT is blocked except while waiting for a key, so that none is lost between asking for
+// interrupts and waiting.
 class Interrupts {
  public:
   Interrupts();
@@ -18,7 +18,7 @@ class Interrupts {
   Interrupts(const Interrupts &) = delete;
   Interrupts &operator=(const Interrupts &) = delete;
 
-  static bool take();  // whether there was one since the last time
+  static bool take();  // whether there was an interrupt since the last call
 
  private:
   sigset_t mask_;
@@ -27,6 +27,6 @@ class Interrupts {
 
 bool read_character(wchar_t *character);  // false: interrupted, or the input has ended
 
-std::optional<std::string> ask_without_echo(const char *prompt);  // nullopt: given up
+std::optional<std::string> ask_without_echo(const char *prompt);  // nullopt: interrupted
 
 }  // namespace shell

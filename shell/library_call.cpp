@@ -19,7 +19,7 @@ namespace {
 constexpr uint32_t read_operation = 1;  // of cmi_security_user_config()
 constexpr std::string_view file_exists = "Error: File exists.\n";
 
-// Show output is long, and its messages say enough.
+// Not for show commands, whose output is long and whose messages need no completion.
 bool has_messages_to_mend(const Command &command) {
   return !std::string_view(command.syntax).starts_with("show ") && command.handler != sch_cli_aaa_auth_passwd;
 }
@@ -30,7 +30,7 @@ bool is_log_in_use(const Match &match) {
   return uri != nullptr && in_use && text_of(*in_use) == *uri;
 }
 
-// What is asked for is there already. Of the feature the handler itself takes it for success, with a message.
+// Whether the wanted state exists already. For the feature the handler returns success itself, after a message.
 bool is_there_already(const Match &match, int status, const std::string &messages) {
   const Command &command = *match.command;
   if (command.handler == sch_enable_scheduler) return status == 0;
@@ -50,7 +50,7 @@ std::string without_errors(const std::string &messages) {
   return kept;
 }
 
-// "Error: : not permitted" says nothing of what it is about.
+// Inserts the subject into messages such as "Error: : not permitted".
 std::string with_subject(std::string messages, const std::string &subject) {
   constexpr std::string_view nameless = "Error: : ";
   for (size_t at = 0; (at = messages.find(nameless, at)) != std::string::npos; at += nameless.size())
@@ -63,7 +63,7 @@ int mend(const Match &match, int status, std::string messages) {
     status = 0;
     messages = without_errors(messages);
   } else if (match.command->handler == sch_cli_logfile_rename && messages.find(file_exists) != std::string::npos) {
-    // A success by the handler's own rule; here a script has to learn that nothing was done.
+    // The handler returns success although nothing was done: a script must notice that.
     status = failure_status;
     messages = "Error: " + words_of(match) + ": there is a file of this name; remove it or take another name\n";
   }
@@ -81,7 +81,7 @@ int call(const Session &session, const Match &match) {
   return mend(match, status, held.take());
 }
 
-// Storing it again would ask the remote user's servers again.
+// Then it need not be stored again, which would ask the authentication servers.
 bool is_stored_already(const Session &session, const Match &match) {
   const std::string *sealed = match.value("sealed");
   if (match.command->handler != sch_cli_aaa_auth_passwd || sealed == nullptr) return false;
@@ -97,7 +97,7 @@ bool sets_time(const Command &command) {
   return command.handler == sch_cli_modify_schedule && command.subcommand < SCH_MODIFY_JOB;
 }
 
-// "daily 7" at one o'clock is 01:07: what a time was taken for is told to whoever can still change it.
+// Tells a person how the time was understood: "daily 7", typed at one o'clock, means 01:07.
 void tell_time(const std::string &schedule) {
   const host::Result<host::Bytes> text =
       control::ask_service(control::Operation::explain_time, std::as_bytes(std::span(schedule)));

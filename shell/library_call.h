@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A command that one of the library's handlers carries out, with what the shell adds to it: of what a message is, that
-// it is no failure to ask for what is there already, and a start that has passed.
+// Carries out a command by one of the library's handlers. The shell completes messages with their subject, accepts a
+// state that exists already, and moves on a start time that has passed.
 #pragma once
 
 #include "shell/session.h"

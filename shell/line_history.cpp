@@ -31,7 +31,7 @@ std::vector<std::string> lines_of(const std::string &text) {
   std::vector<std::string> lines;
   for (size_t begin = 0; begin < text.size();) {
     const size_t end = text.find('\n', begin);
-    if (end == std::string::npos) break;  // cut
+    if (end == std::string::npos) break;  // incomplete
     lines.push_back(text.substr(begin, end - begin));
     begin = end + 1;
   }
@@ -40,7 +40,7 @@ std::vector<std::string> lines_of(const std::string &text) {
 
 }  // namespace
 
-// Nobody else's, and no device: what is typed goes to no other place.
+// Refuses other users' files and devices, to which typed lines must not be written.
 int LineHistory::open_file(int flags) const {
   if (path_.empty()) return -1;
   const int file = open(path_.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR);

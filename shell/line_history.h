@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The lines that were typed in earlier sessions, in a private file of the operator's.
+// The lines of earlier sessions, in a private file of the operator.
 #pragma once
 
 #include <cstddef>
@@ -14,8 +14,8 @@ class LineHistory {
  public:
   explicit LineHistory(std::string path) : path_(std::move(path)) {}  // empty: nothing is kept
 
-  std::vector<std::string> read() const;    // the newest, oldest first; makes the file shorter when it has grown
-  void add(const std::string &line) const;  // where it cannot be written, the session goes on without it
+  std::vector<std::string> read() const;    // the newest lines, in their order; also shortens a file that has grown
+  void add(const std::string &line) const;  // failures are ignored
 
  private:
   int open_file(int flags) const;
@@ -23,7 +23,7 @@ class LineHistory {
   std::string path_;
 };
 
-// $SCHEDSH_HISTORY, or below $XDG_STATE_HOME or ~/.local/state; empty: there is no place.
+// $SCHEDSH_HISTORY, or a file below $XDG_STATE_HOME or ~/.local/state; empty if none of them is set.
 std::string history_path();
 
 }  // namespace shell

@@ -60,7 +60,7 @@ int run(const Arguments &arguments) {
   return session.status();
 }
 
-// A password that was typed must not come to lie in a core file.
+// A core file could contain a password that was typed.
 void forbid_core() {
   const rlimit none{0, 0};
   setrlimit(RLIMIT_CORE, &none);

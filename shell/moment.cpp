@@ -25,7 +25,7 @@ time_t unit_of(char letter) {
 }
 
 std::optional<int64_t> ago(const std::string &text, time_t now) {
-  if (text.size() < 2 || text.size() > 8) return std::nullopt;  // nobody means more than that
+  if (text.size() < 2 || text.size() > 8) return std::nullopt;  // longer numbers are mistakes
   int64_t count = 0;
   const char *last = text.data() + text.size() - 1;
   const auto [end, error] = std::from_chars(text.data(), last, count);
@@ -34,7 +34,7 @@ std::optional<int64_t> ago(const std::string &text, time_t now) {
   return now - count * unit;
 }
 
-// What mktime() would carry into another day is no date.
+// Refuses dates such as 31 February, which mktime() would turn into another day.
 std::optional<int64_t> local(tm fields) {
   const tm given = fields;
   fields.tm_isdst = -1;

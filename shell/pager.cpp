@@ -23,7 +23,7 @@ constexpr const char *less_path = "/usr/bin/less";
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
-  setenv("LESSSECURE", "1", 1);  // an operator's shell must not lead to another one
+  setenv("LESSSECURE", "1", 1);  // less must not let an operator start a shell
   execl(less_path, "less", "-FRX", static_cast<char *>(nullptr));
   _exit(127);
 }
@@ -51,7 +51,7 @@ Pager::Pager(Pager &&other) noexcept : child_(other.child_), terminal_(std::exch
 Pager::~Pager() {
   if (terminal_ < 0) return;
   std::fflush(stdout);
-  clearerr(stdout);  // less may have been left before it had read everything
+  clearerr(stdout);  // writing fails if less was left before it had read everything
   dup2(terminal_, STDOUT_FILENO);
   close(terminal_);
   while (waitpid(child_, nullptr, 0) < 0 && errno == EINTR) {

@@ -7,7 +7,7 @@
 
 namespace shell {
 
-// While it lives, standard output goes through less, which shows what fits on the screen at once and pages the rest.
+// Pipes standard output through less during its lifetime.
 class Pager {
  public:
   static std::optional<Pager> start();  // nullopt: standard output is no terminal, or there is no less
@@ -18,7 +18,7 @@ class Pager {
   Pager(pid_t child, int terminal) : child_(child), terminal_(terminal) {}
 
   pid_t child_;
-  int terminal_;  // the standard output to return to; -1: moved from
+  int terminal_;  // the original standard output; -1: moved from
 };
 
 }  // namespace shell

@@ -69,7 +69,7 @@ std::string joined(const std::vector<std::string> &parts) {
   return text;
 }
 
-// Nobody reads more of a word that is much too long.
+// For messages about a word that is much too long.
 std::string shortened(const std::string &word) {
   constexpr size_t shown_limit = 60;
   return word.size() <= shown_limit ? word : word.substr(0, shown_limit) + "...";

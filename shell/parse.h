@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A line against the grammar: the command it means, or where and why it means none.
+// Matches a line against the grammar: finds the command that it means, or where and why it is none.
 #pragma once
 
 #include <cstddef>
@@ -29,13 +29,13 @@ struct Match {
 
 struct Problem {
   enum class Cause { unknown, ambiguous, incomplete, bad_value, too_long, refused } cause = Cause::unknown;
-  size_t offset = 0;                  // of the word that stops, or the line's length
+  size_t offset = 0;                  // of the word that does not match, or the line's length
   std::string word;                   // empty when the line is incomplete
   std::vector<std::string> expected;  // in the grammar's order
-  std::string reason;                 // why the word is refused, to follow it
+  std::string reason;                 // why the word is refused; follows the word in the message
 };
 
-// The first of its values that cannot be, where there is one.
+// The problem of the first invalid value, if any.
 std::optional<Problem> objection_in(const Match &match);
 
 // The command without its values: "show running-config", "scheduler logfile size".
@@ -43,18 +43,18 @@ std::string words_of(const Match &match);
 
 std::string describe(const Problem &problem);  // one line, with the position counted from 1
 
-// What the session's state lets a line mean: the modes in the order in which they are asked.
+// Which commands a line may be, by the session's state.
 struct Scope {
-  std::vector<Mode> modes;
-  bool scheduler_tree = true;  // false: its commands are gone, but for the one that brings them back
+  std::vector<Mode> modes;     // tried in this order
+  bool scheduler_tree = true;  // false: the feature's commands are not available, except for the one that enables it
 };
 
 struct Parsed {
   std::optional<Match> match;
-  Problem problem;  // where there is no match: the one that lies farthest to the right
+  Problem problem;  // without a match: the rightmost of the modes' problems
 };
 
-// Words may be abbreviated as long as one word of a mode is meant.
+// Words may be abbreviated as long as they are unambiguous in their mode.
 Parsed parse(std::string_view line, const Scope &scope);
 
 struct Choice {
@@ -63,16 +63,16 @@ struct Choice {
   bool is_word;
 };
 
-// Names that there are for a parameter, as far as one is typed.
+// Returns the existing names for a parameter that begin with what is typed.
 using NameSource = std::function<std::vector<std::string>(const Parameter &parameter, const std::string &typed)>;
 
-// What may stand at the end of `line`: its last word as far as it is typed, or the next one after a blank.
+// The possible completions of the line's last word or, after a blank, the possible next words.
 std::vector<Choice> choices(std::string_view line, const Scope &scope, const NameSource &names = {});
 
-// What completes the last word as far as all choices agree; adds a blank when there is only one. Empty: nothing.
+// The characters that complete the last word as far as all choices agree, with a blank if there is only one choice.
 std::string completion(std::string_view line, const Scope &scope, const NameSource &names = {});
 
-// "do show ..." is "show ..." of the first mode: the line with blanks in the place of "do", or as it is.
+// "do show ..." means the exec mode's "show ...": replaces a leading "do" by blanks, which keeps columns valid.
 std::string without_do(std::string_view line);
 
 }  // namespace shell

@@ -16,9 +16,9 @@ namespace shell {
 namespace {
 
 constexpr int32_t shortest_period_s = 60;
-constexpr time_t margin_s = 5;  // so that what is moved on is still ahead when it arrives
+constexpr time_t margin_s = 5;  // so that the new start is still in the future when the service gets it
 
-// What a saved configuration has: "yyyy:mmm:dd:HH:MM".
+// Whether the start has the full form of saved configurations, "yyyy:mmm:dd:HH:MM".
 bool is_written_out(const std::string &start) {
   return !start.starts_with('+') && std::count(start.begin(), start.end(), ':') == 4;
 }
@@ -29,7 +29,7 @@ std::string line_of(const sch_tminfo &time) {
   return line;
 }
 
-// As the service has it; empty: there is none, or it cannot be asked.
+// The schedule's time line as the service shows it; empty if it has none or the service does not answer.
 std::string line_in_use(const Session &session) {
   struct {
     sch_request_header header = {SCH_OP_SHOW_SCHEDULE, sizeof(sch_show_request)};
@@ -88,7 +88,7 @@ StartCheck check_periodic(const Session &session, const Match &match, const Star
   const std::optional<sch_tminfo> time = periodic(*match.value("period"), start.moment);
   int32_t period_s = 0;
   if (time) sch_compute_delta(&*time, &period_s);
-  if (period_s < shortest_period_s) return check;  // the handler says why
+  if (period_s < shortest_period_s) return check;  // invalid: the handler reports it
   if (line_of(*time) == line_in_use(session)) return {match, true, std::nullopt};
   std::string &text = check.match.arguments.front().value;
   const std::string later = written_out(moved_on(start.moment, period_s, now));
@@ -98,8 +98,8 @@ StartCheck check_periodic(const Session &session, const Match &match, const Star
   return check;
 }
 
-// It cannot be moved on: whoever types it learns from the handler that it has passed. A saved configuration, where the
-// line stands under its block, still has the rest to be read.
+// A one-shot start cannot be moved on. If it was typed, the handler reports that it has passed. In a saved
+// configuration, which has the line in the schedule's block, it is noted and skipped, so that the rest is read.
 StartCheck check_once(const Session &session, const Match &match, const Start &start) {
   if (line_of(start.once) == line_in_use(session)) return {match, true, std::nullopt};
   if (session.options().interactive || !session.line().starts_with("  ")) return {match, false, std::nullopt};

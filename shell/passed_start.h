@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A start that has passed when a saved configuration is read again.
+// Start times that have passed by the time when a saved configuration is replayed.
 #pragma once
 
 #include <ctime>
@@ -14,15 +14,15 @@ namespace shell {
 class Session;
 
 struct StartCheck {
-  Match match;                 // with the start moved on, where it has passed
-  bool nothing_to_do = false;  // the schedule has this time already, or it can have none
+  Match match;                 // with the start moved on if it has passed
+  bool nothing_to_do = false;  // the schedule has this time already, or the time is skipped
   std::optional<std::string> note;
 };
 
-// Anything but a schedule's start that was written out with its year, and has passed, comes back as it is.
+// Changes only start times that are written with their year and have passed; any other command is returned unchanged.
 StartCheck check_start(const Session &session, const Match &match);
 
-// The first start after now that lies whole periods behind `start`.
+// The first moment after now that is a whole number of periods after `start`.
 time_t moved_on(time_t start, int32_t period_s, time_t now);
 
 }  // namespace shell

@@ -65,7 +65,7 @@ Problem problem_at(size_t offset, std::string word, Problem::Cause cause) {
   return problem;
 }
 
-// "include up", without its '|', which stands at `offset` - 1.
+// Parses one filter, such as "include up". Its '|' is at `offset` - 1 of the line.
 std::optional<Problem> take_filter(std::string_view text, size_t offset, std::vector<Filter> *filters) {
   const std::vector<Token> tokens = split_words(text);
   if (tokens.empty()) return problem_at(offset + text.size(), "", Problem::Cause::incomplete);
@@ -113,8 +113,8 @@ Lines lines_of(const std::string &text) {
   return lines;
 }
 
-// A block ends with an empty line or before the next one; a job's ends with its own mark, whatever its commands look
-// like.
+// The blocks whose first line matches. A block ends at an empty line or before the next block; a job's block at
+// "end-job", whatever its lines look like.
 Lines sections(const Lines &lines, const Pattern &pattern) {
   Lines kept;
   bool in_job = false, in_block = false, wanted = false;

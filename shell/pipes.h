@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What stands behind a show command: "| include up | count".
+// Filters behind a show command: "| include up | count".
 #pragma once
 
 #include <optional>
@@ -14,7 +14,7 @@ namespace shell {
 struct Filter {
   enum class Kind { include, exclude, begin, section, count, no_more, save };
   Kind kind;
-  std::string argument;  // a pattern, as grep -E has it, or a file
+  std::string argument;  // an extended regular expression, or a file
 };
 
 struct Piped {
@@ -23,15 +23,15 @@ struct Piped {
   std::optional<Problem> problem;
 };
 
-// Where the filters of a show command begin, or npos: '|' means nothing in other commands and within quotes.
+// The offset of the first filter of a show command, or npos. In other commands and within quotes '|' has no meaning.
 size_t find_pipe(std::string_view line);
 
 Piped split_pipes(std::string_view line);
 
-// What may stand at the end of a line with a pipe.
+// The possible completions at the end of a line with a filter.
 std::vector<Choice> filter_choices(std::string_view line);
 
-// The lines that are left. Saving and paging are not this function's.
+// Applies the filters to a text, except for `save` and `no_more`, which are the caller's.
 std::string filtered(const std::string &text, const std::vector<Filter> &filters);
 
 }  // namespace shell

@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t usual_width = 80, narrowest = 20, indentation = 2;
 
-// Columns on the screen; a byte that is no character takes one.
+// Columns on the screen; an invalid byte counts as one.
 size_t columns_of(std::string_view text) {
   size_t columns = 0;
   mbstate_t state{};

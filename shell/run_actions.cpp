@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Commands about runs: looking back and ahead, and acting on them.
+// Commands about runs: show, start and kill them.
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -17,7 +17,7 @@ namespace shell {
 
 namespace {
 
-// The grammar lets nothing but a number in its range through. 0: left out.
+// The parameter's value, which the grammar has checked; 0 if it was not given.
 uint64_t number_of(const Match &match, std::string_view parameter) {
   uint64_t number = 0;
   if (const std::string *text = match.value(parameter))
@@ -30,14 +30,14 @@ std::string schedule_of(const Match &match) {
   return name == nullptr ? std::string() : *name;
 }
 
-// As the operator named it, or else the command.
+// What an error message is about: the schedule, job or run that was named, otherwise the command.
 std::string subject_of(const Match &match) {
   if (const std::string *schedule = match.value("schedule")) return "schedule " + *schedule;
   if (const std::string *run = match.value("run")) return "run " + *run;
   return words_of(match);
 }
 
-// The zone is the service's by now.
+// The process is in the service's zone by now (zone.h).
 int64_t since_of(const Match &match) {
   const std::string *text = match.value("moment");
   return text == nullptr ? 0 : moment_of(*text, time(nullptr)).value_or(0);
@@ -48,7 +48,7 @@ void fill(char (&field)[size], const std::string *text) {
   if (text != nullptr) text->copy(field, size - 1);
 }
 
-// By the library's own display; to be given to the service of the host's operations.
+// Shows outcomes by the library's own display of the job log's stream.
 int show_outcomes(const Session &session, const std::string &subject, const control::LogQuery &query) {
   const Identity &identity = session.options().identity;
   const host::Bytes body = payload_of(control::Operation::show_log, bytes_of(query));
@@ -60,7 +60,7 @@ int show_outcomes(const Session &session, const std::string &subject, const cont
   return display_log_entries(identity.handle, &sent) == 0 ? 0 : failure_status;
 }
 
-// Into a file alone: what a job printed may do anything to a terminal.
+// Only into a file, as unfiltered output could send control sequences to a terminal.
 int save_raw(const Match &match, uint64_t run) {
   host::Bytes output;
   if (const int status = request(subject_of(match), control::Operation::raw_output, payload_of(run), &output);
@@ -97,7 +97,7 @@ int show_run(Session &session, const Match &match) {
 }
 
 int show_log(Session &session, const Match &match) {
-  if (match.form->terms.size() == 3) {  // all of it
+  if (match.form->terms.size() == 3) {  // without any filter
     Context values = session.context(*match.command);
     return sch_cli_show_logfile(values.get());
   }

@@ -19,7 +19,7 @@ int failed(const std::string &file, const char *what) {
   return failure_status;
 }
 
-// Whoever writes as root into a directory of others must not write over what they linked there.
+// Root may write into another user's directory, where a hard link could lead to any file.
 bool is_ones_own_file(int descriptor) {
   struct stat status {};
   return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&

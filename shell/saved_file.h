@@ -7,7 +7,8 @@
 
 namespace shell {
 
-// A private file of one's own, made or emptied, and on disk when it is done. A status; what failed is told.
+// Creates or truncates a private file of the caller's own, has `write` fill it, and syncs it. Returns a status, which
+// is reported.
 int write_own_file(const std::string &path, const std::function<int(FILE *)> &write);
 
 }  // namespace shell

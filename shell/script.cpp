@@ -5,7 +5,7 @@ namespace shell {
 
 namespace {
 
-// One byte more than a job's whole text may have: what is cut there is refused by whoever takes the line.
+// The bytes of a line that are kept: one more than a job's whole text may have, so that a line that was cut is refused.
 constexpr size_t kept_limit = job_text_limit + 1;
 
 bool read_line(FILE *input, std::string *line) {

@@ -8,8 +8,8 @@
 
 namespace shell {
 
-// Feeds a file's or pipe's lines to the session until it is over, or fails where `stop_at_failure`. `name` begins the
-// messages, with the line's number.
+// Feeds the lines of a file or pipe to the session, until it is over or, with `stop_at_failure`, a command fails.
+// `name` and the line's number precede messages.
 void run_script(Session &session, FILE *input, const std::string &name, bool stop_at_failure);
 
 }  // namespace shell

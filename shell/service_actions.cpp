@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Commands that ask the service itself rather than one of the library's handlers.
+// Commands that use the service's own operations rather than one of the library's handlers.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

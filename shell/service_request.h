@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Requests to the service itself rather than by one of the library's handlers.
+// Requests for the service's own operations (control/operations.h).
 #pragma once
 
 #include <cstring>
@@ -30,7 +30,7 @@ inline std::string text_of(const host::Bytes &reply) {
   return {reinterpret_cast<const char *>(reply.data()), reply.size()};
 }
 
-// A failure is told to the operator, with what it is about; returns its status.
+// Reports a failure to the operator, with its subject, and returns its status.
 int failed(const std::string &subject, const host::Error &error);
 int request(const std::string &subject, control::Operation operation, std::span<const std::byte> payload = {},
             host::Bytes *reply = nullptr);
@@ -38,13 +38,13 @@ int show_text(const std::string &subject, control::Operation operation, std::spa
 
 using Names = std::vector<std::string>;
 
-// An error: it is not there, or not the operator's to use. Of a job, the schedules that use it.
+// For a job the schedules that use it. An error if the object does not exist or the operator may not use it.
 host::Result<Names> find_named(control::ObjectKind kind, const std::string &name);
 
-// Of what begins so; none when the service cannot be asked.
+// The names with this prefix; none if the service does not answer.
 Names names_of(control::ObjectKind kind, const std::string &beginning);
 
-// For completion: those of the parameter's kind, with one request; none where it has none.
+// For completion: the names for a parameter, by one request; none for a parameter that is no name.
 Names existing_names(const Parameter &parameter, const std::string &typed);
 
 }  // namespace shell

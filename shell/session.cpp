@@ -17,9 +17,9 @@ namespace shell {
 
 namespace {
 
-constexpr size_t line_limit = 8192;  // longer than any command; a job's lines are bounded by its text's limit
+constexpr size_t line_limit = 8192;  // of a command; a job's lines are limited by the job's text
 
-// An exit status has eight bits; a status that does not fit is a failure all the same.
+// An exit status has eight bits: a larger status becomes the general failure.
 int exit_status(int status) {
   return status >= 0 && status <= failure_status ? status : failure_status;
 }
@@ -120,7 +120,7 @@ int Session::feed_meant(const Piped &piped, std::string_view line, std::string_v
                  origin);
 }
 
-// What the command says is held back, so that it is saved and paged as it is shown.
+// The command's output is captured first, as filters, saving and paging apply to the whole of it.
 int Session::run_piped(const Match &match, const std::vector<Filter> &filters, std::string_view origin) {
   HeldStream held(stdout);
   const int status = run(match, origin);
@@ -161,7 +161,7 @@ int Session::refuse(const Problem &problem, std::string_view line, std::string_v
   return usage_status;
 }
 
-// The lines of a job that cannot be are no commands.
+// If the command would have begun a job, the job's lines are skipped, so that they are not taken for commands.
 int Session::refuse_value(const Match &match, const Problem &problem, std::string_view line, std::string_view origin) {
   complain_of(problem, line, origin);
   if (match.command->begins_job() && !options_.interactive) take_body(match.arguments.front().value, true);

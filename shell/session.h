@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// One operator's session: modes, the job whose body is being taken, and what became of the commands.
+// One operator's session: its mode, the job whose lines are being read, and the status of its commands.
 #pragma once
 
 #include <functional>
@@ -19,11 +19,11 @@ struct Options {
   Identity identity;
   bool interactive = false;  // a person at a terminal: no configuration command before `configure terminal`
   bool debug = false;
-  bool pages = true;              // long output, a screen at a time
-  bool input_is_stdin = false;    // commands come from standard input, so nothing else can
-  bool reports_failures = false;  // says which line's command failed
-  std::function<std::optional<std::string>(const char *prompt)> ask_secret;  // empty: there is nobody to ask
-  std::function<void()> before_command;                                      // one that is carried out; empty: nothing
+  bool pages = true;              // shows long output a screen at a time
+  bool input_is_stdin = false;    // commands come from standard input, so no file can be read from it
+  bool reports_failures = false;  // names the line of a command that failed
+  std::function<std::optional<std::string>(const char *prompt)> ask_secret;  // empty: nobody can be asked
+  std::function<void()> before_command;                                      // called before each command; may be empty
 };
 
 class Session {
@@ -33,13 +33,13 @@ class Session {
   Session(const Session &) = delete;
   Session &operator=(const Session &) = delete;
 
-  // One line of input. `origin` goes before the shell's own messages ("file:3"; empty: nothing).
+  // Processes one line of input. `origin` precedes the shell's own messages ("file:3"; may be empty).
   int feed(std::string_view line, std::string_view origin = {});
-  int finish(std::string_view origin = {});  // the input has ended
-  void interrupt();                          // gives up the job whose body is being taken
-  std::optional<std::string> take_back();    // the last line of that body, for another to be typed
+  int finish(std::string_view origin = {});  // at the end of the input
+  void interrupt();                          // discards the job whose lines are being read
+  std::optional<std::string> take_back();    // removes and returns the last of these lines, to be typed again
 
-  bool over() const { return over_; }     // `exit` of the first mode
+  bool over() const { return over_; }     // after `exit` in the exec mode
   int status() const { return status_; }  // of the last command that failed, 0..255; 0: all succeeded
   bool takes_body() const { return body_.has_value(); }
   std::string prompt() const;
@@ -52,13 +52,13 @@ class Session {
   void leave() { over_ = true; }
   const std::string &schedule() const { return schedule_; }  // of the schedule mode
   const std::string &line() const { return line_; }          // as it was typed
-  void note(const std::string &text) const;                  // what the operator should know, though nothing failed
+  void note(const std::string &text) const;                  // tells the operator something that is no failure
   void set_paging(bool on) { options_.pages = on; }
   void enable_scheduler_tree() { scheduler_tree_ = true; }
   void set_debug(bool on) { options_.debug = on; }
   Context context(const Command &command) const;  // a schedule's commands have its name as their first parameter
   void take_body(std::string name, bool refused);
-  // As the operator has last seen it whole: what they change is this.
+  // The configuration as the operator last saw it, so that a change based on an older one is refused.
   void note_configuration(std::string text) { configuration_read_ = std::move(text); }
   const std::optional<std::string> &configuration_read() const { return configuration_read_; }
 
@@ -72,7 +72,7 @@ class Session {
   int refuse_value(const Match &match, const Problem &problem, std::string_view line, std::string_view origin);
   int run(const Match &match, std::string_view origin);
   int define(const JobBody &body, std::string_view origin);
-  int outcome(int status, std::string_view origin) const;  // says which line's command failed, where that helps
+  int outcome(int status, std::string_view origin) const;  // reports a failed command's line, see reports_failures
   int record(int status);
 
   Options options_;
@@ -80,8 +80,8 @@ class Session {
   std::string schedule_;
   bool scheduler_tree_ = true;  // false from disabling the feature until it is enabled again
   std::optional<JobBody> body_;
-  std::string origin_, line_;  // of the command that is carried out
-  size_t prompt_width_ = 0;    // where it was typed
+  std::string origin_, line_;  // of the current command
+  size_t prompt_width_ = 0;    // of the prompt at which it was typed
   std::optional<std::string> configuration_read_;
   bool over_ = false;
   int status_ = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The session while a job is being defined: its lines are taken, and nothing is sent before the block's end.
+// The session while a job is being defined: its lines are collected, and sent at the block's end.
 #include <utility>
 
 #include "shell/complain.h"
@@ -16,7 +16,7 @@ int Session::feed_body(std::string_view line, std::string_view origin) {
   const bool was_sound = body_->problem().empty();
   const JobBody::Close close = body_->add(line);
   if (close == JobBody::Close::open) {
-    // A person can still take the line back.
+    // Reported at once to a person, who can still correct the line.
     if (options_.interactive && was_sound && !body_->problem().empty())
       complain(origin, "Error: " + body_->problem() + "; the up key takes the line back");
     return 0;

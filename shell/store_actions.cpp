@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stores as text. The files are opened here, beside the service; only their owner or root can do that.
+// Stores as text. The shell opens the store files itself, without the service, so only their owner or root can do this.
 #include <sys/stat.h>
 #include <unistd.h>
 

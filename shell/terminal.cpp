@@ -27,10 +27,10 @@ struct HistoryCloser {
 
 struct Terminal {
   Session &session;
-  std::string prompt;  // the editor keeps the pointer
+  std::string prompt;  // kept here, as the editor keeps the pointer
   std::unique_ptr<EditLine, EditLineCloser> editor;
   std::unique_ptr<History, HistoryCloser> history;
-  LineHistory kept;  // over sessions
+  LineHistory kept;  // the history of all sessions
 };
 
 Terminal &terminal_of(EditLine *editor) {
@@ -81,7 +81,7 @@ unsigned char on_question(EditLine *editor, int) {
   return CC_REDISPLAY;
 }
 
-// On an empty line of a job: the line before, to be typed anew.
+// On an empty line of a job: puts the previous line back for editing.
 unsigned char on_take_back(EditLine *editor, int) {
   if (!before_cursor(editor).empty()) return CC_REFRESH_BEEP;
   const std::optional<std::string> line = terminal_of(editor).session.take_back();
@@ -89,7 +89,7 @@ unsigned char on_take_back(EditLine *editor, int) {
   return line->empty() ? CC_REFRESH : insert(editor, *line);
 }
 
-// A job's lines are no commands: what was typed before them is no use there.
+// Within a job the up key edits the previous line of the job; elsewhere it recalls the history of commands.
 void bind_up_key(EditLine *editor, bool in_body) {
   for (const char *key : {"\033[A", "\033OA", "^P"})
     el_set(editor, EL_BIND, key, in_body ? "take-back" : "ed-prev-history", nullptr);
@@ -148,7 +148,7 @@ bool is_secret(std::string_view line) {
     return !token.text.empty() && word.starts_with(token.text);
   };
   for (size_t i = 0; i < tokens.size(); i++) {
-    if (tokens[i].text.starts_with("aaa") || tokens[i].text.starts_with("pass")) return true;  // misspelt, too
+    if (tokens[i].text.starts_with("aaa") || tokens[i].text.starts_with("pass")) return true;  // even if misspelt
     if (i > 0 && abbreviates(tokens[i - 1], "scheduler") && abbreviates(tokens[i], "aaa-authentication")) return true;
   }
   return false;
@@ -156,7 +156,7 @@ bool is_secret(std::string_view line) {
 
 void run_terminal(Session &session) {
   std::setlocale(LC_CTYPE, "");
-  signal(SIGPIPE, SIG_IGN);  // a pager may be left early
+  signal(SIGPIPE, SIG_IGN);  // the pager may be left before it has read everything
   const Interrupts interrupts;
   Terminal terminal{session, {}, {}, {}, LineHistory(history_path())};
   set_up(&terminal);

@@ -7,9 +7,9 @@
 
 namespace shell {
 
-// Editing, history, completion and '?' on the terminal, until the session is over or the input ends.
+// Reads commands from the terminal, with editing, history, completion and '?', until the session or the input ends.
 void run_terminal(Session &session);
 
-bool is_secret(std::string_view line);  // may carry a password and must not enter the history
+bool is_secret(std::string_view line);  // may contain a password, and must not enter the history
 
 }  // namespace shell

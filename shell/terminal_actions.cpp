@@ -22,7 +22,7 @@ unsigned short number_of(const Match &match) {
   return static_cast<unsigned short>(std::strtoul(match.arguments.front().value.c_str(), nullptr, 10));
 }
 
-// Pager, editor and whatever else asks the terminal read it there.
+// Sets the terminal's own size, from which the pager, the editor and other programs read it.
 int change_size(const Match &match, unsigned short winsize::*field, unsigned short value) {
   winsize size{};
   const bool changed = ioctl(STDIN_FILENO, TIOCGWINSZ, &size) == 0;
@@ -44,7 +44,7 @@ int show_version(Session &, const Match &match) {
   return status;
 }
 
-// The shell lives in the service's zone, on the service's machine.
+// This process's clock and zone are the service's: it runs on the same machine and follows the zone (zone.h).
 int show_clock(Session &, const Match &match) {
   host::Bytes reply;
   const int status = request(words_of(match), control::Operation::get_zone, {}, &reply);

@@ -46,7 +46,7 @@ std::string recurring(uint32_t type, const std::string &text, std::string *probl
   time.type = type;
   if (time.hour == not_given) time.hour = now.tm_hour;
   if (type == SCH_SCHEDULE_WEEKLY && time.day_of_week == not_given) time.day_of_week = now.tm_wday + 1;
-  if (type == SCH_SCHEDULE_MONTHLY) {  // the parser has put the day there
+  if (type == SCH_SCHEDULE_MONTHLY) {  // the parser puts the day into day_of_week
     time.day_of_month = time.day_of_week == not_given ? now.tm_mday : time.day_of_week;
     time.day_of_week = 0;
   }

@@ -7,8 +7,8 @@
 
 namespace shell {
 
-// A schedule's time as the configuration's text has it behind "time ", with what was left out completed; one that has
-// passed too. `subject`: the command's words, "time daily". A problem says why the text is no time.
+// Completes a time as an operator writes it, and returns it as it follows "time " in a configuration. A time that has
+// passed is accepted. `subject`: the command's words, such as "time daily". *problem says why the text is not a time.
 std::string time_text(const std::string &subject, const Match &match, std::string *problem);
 
 }  // namespace shell

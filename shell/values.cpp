@@ -13,13 +13,13 @@ namespace shell {
 
 namespace {
 
-// What the records of the requests hold, without the NUL.
+// The length of the fields in the requests' records, without the NUL.
 constexpr size_t name_limit = SCH_NAME_SIZE - 1;
 constexpr size_t address_limit = SCH_ADDRESS_SIZE - 1;
 constexpr size_t vrf_limit = sizeof(sch_smtp_server_rec::vrf) - 1;
 constexpr size_t user_limit = sizeof(sch_security_user_rec::user_name) - 1;
 
-// Of the domain name system.
+// Limits of the domain name system.
 constexpr size_t host_limit = 253, label_limit = 63;
 
 constexpr size_t limit_of(Kind kind) {
@@ -52,7 +52,7 @@ bool is_plain_word(std::string_view text) {
   return !text.empty() && std::ranges::all_of(text, [](char c) { return c > ' ' && c < 0x7f; });
 }
 
-// Underscores are no part of a host's name by the book, and machines have them all the same.
+// Underscores are allowed: the standards forbid them in host names, but some machines have them.
 bool is_label(std::string_view text) {
   return !text.empty() && text.size() <= label_limit && text.front() != '-' && text.back() != '-' &&
          std::ranges::all_of(text, [](char c) { return is_alphanumeric(c) || c == '_' || c == '-'; });
@@ -62,7 +62,7 @@ bool is_host(std::string_view text) {
   if (host_kind(std::string(text)) != host_is_name) return true;
   const bool numeric = text.find_first_not_of("0123456789.") == std::string_view::npos;
   if (text.ends_with('.')) text.remove_suffix(1);
-  if (numeric || text.empty()) return false;  // an IPv4 address that is none
+  if (numeric || text.empty()) return false;  // only digits and dots, but not a valid IPv4 address
   while (true) {
     const size_t dot = text.find('.');
     if (!is_label(text.substr(0, dot))) return false;

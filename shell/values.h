@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a value must be like before anything is sent: too long, it would be cut on its way and mean another object.
+// Checks values before anything is sent: a name that is too long would be cut in the request and mean another object.
 #pragma once
 
 #include <string>
@@ -9,8 +9,8 @@
 
 namespace shell {
 
-// Why the command cannot have this value, to follow the value itself; empty: it can. What is to be removed is looked at
-// for its length alone: it may come from a time with other rules.
+// Why the command cannot have this value, as text that follows the value; empty if it can. In commands that remove
+// something only the length is checked, as the object may have been created when the rules were others.
 std::string objection_to(const Command &command, const Parameter &parameter, std::string_view value);
 
 }  // namespace shell

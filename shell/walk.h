@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The forms of one mode that the words so far leave possible.
+// Follows a line word by word: the forms of one mode that match so far.
 #pragma once
 
 #include <string>
@@ -19,17 +19,17 @@ class Walk {
 
   Walk(Mode mode, bool scheduler_tree);
 
-  // A word written out wins over the abbreviation of another; beside a parameter only a word written out counts. After
-  // anything but `taken` the walk is over.
+  // A complete word wins over the abbreviation of another. Where a parameter is possible, words must be complete. After
+  // any result but `taken` the walk is over.
   Step step(std::string_view text);
 
   std::vector<Term> next() const;  // what may follow, in the grammar's order, without repetition
-  const Form *complete() const;    // the form that ends here, or null; the one with more words before one with fewer
+  const Form *complete() const;    // the form that ends here, or null; of several the one with more words
 
  private:
-  struct Reading {  // a word against what may come
+  struct Reading {  // how one word matches
     std::vector<const Form *> exact, abbreviated;
-    std::vector<const Word *> meant;  // by the abbreviation
+    std::vector<const Word *> meant;  // the words that it abbreviates
     bool has_parameter = false;
   };
   Reading read(std::string_view text) const;

@@ -16,7 +16,7 @@ namespace shell {
 
 namespace {
 
-// Twice what a full table of the largest jobs needs.
+// Twice the size of a configuration with a full table of the largest jobs.
 constexpr size_t input_limit = 32 << 20;
 
 host::Error failed(const std::string &path, const std::string &what) {
@@ -54,7 +54,7 @@ host::Result<std::string> read_whole(const std::string &path) {
   if (path == "-") return read_all(STDIN_FILENO, "standard input");
   struct stat status {};
   const bool is_pipe = stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
-  // A pipe is waited for, as it would be empty before its writer comes; a device may be one that must not be.
+  // Opening a FIFO must block until its writer opens it, while opening a device must not block.
   const host::FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | (is_pipe ? 0 : O_NONBLOCK)));
   return file ? read_all(file.get(), path) : failed(path, std::strerror(errno));
 }

@@ -7,10 +7,10 @@
 
 namespace shell {
 
-// All of a file, or of standard input for "-". A directory, a device and what does not end are refused.
+// Reads a whole file, or standard input for "-". Refuses directories, devices, and input beyond a limit.
 host::Result<std::string> read_whole(const std::string &path);
 
-// Replaces the file whole, or leaves it. What is no plain file is left alone, and a link is not followed.
+// Replaces a file atomically. Refuses anything but a regular file, and does not follow a symbolic link.
 host::Result<void> write_whole(const std::string &path, const std::string &content);
 
 }  // namespace shell

@@ -13,7 +13,7 @@
 namespace shell {
 namespace {
 
-// The TZ that the shell was started with, for as long as there is no service to ask.
+// The TZ that the shell was started with, used while the service does not answer.
 struct OwnZone {
   std::optional<std::string> tz;
   OwnZone() {
@@ -47,7 +47,7 @@ void live_in(int32_t offset_s) {
 
 }  // namespace
 
-// POSIX counts the offset to the west, the name says it as people do.
+// In TZ the offset counts to the west, so its sign differs from that in the zone's name.
 std::string fixed_zone(int32_t offset_s) {
   const bool east = offset_s >= 0;
   const int minutes = std::abs(offset_s) / 60, hours = minutes / 60;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The zone that the shell lives in: one that never changes its clocks, with the offset that is in force at the service
-// now. The library's handlers are exact there, and the service translates what comes from it and goes to it.
+// The shell's time zone: one without summer time, with the present offset of the service's zone. There the library's
+// handlers compute times correctly; the service translates times in requests and replies.
 #pragma once
 
 #include <cstdint>
@@ -8,11 +8,11 @@
 
 namespace shell {
 
-// As TZ has it: "<+0530>-5:30:00".
+// As a value for TZ: "<+0530>-5:30:00".
 std::string fixed_zone(int32_t offset_s);
 
-// Before a command is carried out: asks the service for its offset, and lives in it from then on. Asked at most once a
-// second, so that a long script is not slowed down. Without an answer: this machine's present offset.
+// To be called before each command: asks the service for its offset and sets the process's zone, at most once a second
+// so that a long script is not slowed down. Without an answer it takes the present offset of the machine's zone.
 void follow_service_zone();
 
 }  // namespace shell
