@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /*
- * What operators change: in the database, then in the store, then it is answered. A store that refuses leaves the two
- * apart here; a product undoes the change, or writes all records of a request as one.
+ * Operators' changes: first in the database, then in the store, then the answer is sent. If the store fails, the two
+ * differ here; a product undoes the change, or writes all records of a request in one transaction.
  */
 #include <string.h>
 
@@ -32,7 +32,7 @@ answer create_job(const char *user, const void *payload) {
   return stored(sch_save_job_entry_to_pss(pss_running, &sch_job_list[id]));
 }
 
-/* In the store, too, the old text goes first: it may have had more fragments. */
+/* Removes the old text, also from the store: it may have had more fragments than the new one. */
 static void drop_text(sch_job_entry *job) {
   sch_delete_job_entry_from_pss(pss_running, job);
   g_list_foreach(job->fragments, free_fragment, NULL);
@@ -57,7 +57,7 @@ answer define_job(const char *user, const void *payload) {
   return stored(sch_save_job_entry_to_pss(pss_running, job));
 }
 
-/* The id will be another job's: nothing that names it may stay. */
+/* The id will be reused by another job, so nothing that refers to it may stay. */
 answer delete_job(const char *user, const void *payload) {
   sch_job_entry *job = find_job(((const sch_job_request *)payload)->head.name);
   GList *node;
@@ -112,7 +112,8 @@ static uint32_t assign_job(sch_schedule_entry *schedule, const sch_modify_reques
   return 0;
 }
 
-/* Verified again: it may have become past on the road, and others than the handlers may send. */
+/* Verified again: the time may have passed since the handler checked it, and other clients than the handlers may send.
+ */
 static uint32_t set_time(sch_schedule_entry *schedule, const sch_modify_request *request) {
   const int result = sch_verify_tminfo(&request->time);
   if (request->time.type != request->subcommand) return SWITCH_BAD_REQUEST;

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /*
- * What is due, and what became of it. The moment is an argument: here the operator puts the clock forward, in a product
- * an event loop wakes up at next_due().
+ * Runs what is due and keeps the outcomes. The time is an argument: here the operator puts the clock forward, in a
+ * product an event loop wakes up at next_due().
  */
 #include <string.h>
 

@@ -18,7 +18,7 @@ answer answer_status(uint32_t status) {
   return bare;
 }
 
-/* Whoever sends a name may send anything: it must end within its field. */
+/* A client may send anything as a name: it must end within its field. */
 int is_name(const char *name) {
   return memchr(name, '\0', SCH_NAME_SIZE) != NULL && g_ascii_isalnum(name[0]) &&
          name[strspn(name, NAME_CHARACTERS)] == '\0';
@@ -48,7 +48,7 @@ uint32_t service_enable(int enabled) {
   return 0;
 }
 
-/* What has come from the startup store has not run since the boot, and its enable flag is not in the running one. */
+/* Schedules from the startup store have not run since the boot, and the enable flag is not in the running store. */
 static void begin_after_boot(void) {
   GList *node;
   for (node = sch_schedule_list; node != NULL; node = node->next) {

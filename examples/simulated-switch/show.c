@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* What operators ask: one job or schedule for each request, by name or the next one behind the cursor. */
+/* Operators' questions: each is answered by one job or schedule, the named one or the next one after the cursor. */
 #include <stdlib.h>
 #include <string.h>
 

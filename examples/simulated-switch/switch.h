@@ -21,11 +21,12 @@
 /* switch.c: the machine that is simulated. Executes one line of a job, returns its exit code. */
 int switch_execute(const char *line, GString *output);
 
-/* store.c: what was not saved goes with the power; until switch_is_up(), a start of the service is one after a boot. */
+/* store.c. Without power everything that was not saved is lost. Until switch_is_up() a start of the service counts as
+ * one after a boot. */
 void switch_power_on(void);
 void switch_is_up(void);
 
-/* service.c. A record of an answer is of malloc() and the receiver's; null: none. */
+/* service.c. The record of an answer is allocated by malloc() and freed by the receiver; null: none. */
 typedef struct answer {
   uint32_t status;
   void *record;
@@ -71,7 +72,7 @@ enum { SCHEDULE_NUMBER, SCHEDULE_DUE };
 /* Gives a number that rises along the list and is never given twice. */
 void give_number(sch_schedule_entry *schedule);
 
-/* run.c: what is due, and what became of it. */
+/* run.c: runs what is due and keeps the outcomes. */
 void arm(sch_schedule_entry *schedule);
 time_t next_due(void);
 void run_due(time_t now);

@@ -66,7 +66,7 @@ int bitset_next_bit(const uint32_t *set, int bits, int after) {
   return -1;
 }
 
-/* Enabling the feature starts the service in a product; here it opens and closes its door. */
+/* In a product enabling the feature starts the service; here the service only begins to accept requests. */
 uint32_t fm_cmi_set_feature_wait(uint32_t shell_handle, const char *feature, const char *user_name,
                                  const char *peer_name, uint32_t operation) {
   return service_enable(operation == 3);
