@@ -73,7 +73,8 @@ Watch Watch::hung_up(int descriptor, Callback callback) {
 
 Watch Watch::after_ms(unsigned milliseconds, Callback callback) {
   auto source = std::make_shared<Source>(std::move(callback));
-  const timeval after = {milliseconds / 1000, static_cast<suseconds_t>(milliseconds % 1000) * 1000};
+  const timeval after = {static_cast<time_t>(milliseconds / 1000),
+                         static_cast<suseconds_t>(milliseconds % 1000) * 1000};
   source->once = true;
   source->add(-1, 0, &after);
   return Watch(std::move(source));
