@@ -52,16 +52,15 @@ std::string lines_of(std::string_view commands) {
 }
 
 // The settings before the jobs, in the order in which the service writes them.
-constexpr std::string_view settings_before[] = {"feature scheduler",
-                                                "scheduler logfile size",
-                                                "scheduler logfile name",
-                                                "scheduler transport email from",
-                                                "scheduler transport email reply-to",
+constexpr std::string_view settings_before[] = {"scheduler logfile size", "scheduler logfile name",
+                                                "scheduler transport email from", "scheduler transport email reply-to",
                                                 "scheduler transport email smtp-server"};
 constexpr std::string_view setting_behind = "logging level scheduler";
+constexpr const char *feature_setting = "feature scheduler";
 
 bool is_setting(std::string_view subject) {
-  return subject == setting_behind || std::ranges::find(settings_before, subject) != std::end(settings_before);
+  return subject == feature_setting || subject == setting_behind ||
+         std::ranges::find(settings_before, subject) != std::end(settings_before);
 }
 
 class Reader {
@@ -112,13 +111,22 @@ class Reader {
     if (subject == "configure terminal" || subject == "end" || subject == "exit") return true;
     if (subject == "scheduler job name") return begin_job(match);
     if (subject == "scheduler schedule name") return begin_schedule(*match.value("schedule"));
-    if (subject == "scheduler aaa-authentication") return true;  // passwords are not part of a configuration
+    if (subject == "scheduler aaa-authentication") return take_password(match);
     return take_setting(subject, match);
+  }
+
+  bool take_password(const Match &match) {
+    const std::string *user = match.value("user"), *sealed = match.value("sealed");
+    if (user == nullptr || sealed == nullptr)
+      object("a text has passwords with their users and sealed: username NAME password 7 TEXT");
+    else
+      passwords_[*user] = {"username " + *user + " password 7 " + *sealed, number_};
+    return true;
   }
 
   bool take_setting(const std::string &subject, const Match &match) {
     if (subject == "no feature scheduler") {
-      settings_["feature scheduler"] = {subject, number_};
+      settings_[feature_setting] = {subject, number_};
       return true;
     }
     if (!is_setting(subject)) return false;
@@ -185,9 +193,21 @@ class Reader {
     result_.lines.push_back(origin);
   }
 
+  // A disabled feature takes no commands, so that it is disabled behind all that is configured.
   void write() {
+    const auto feature = settings_.extract(feature_setting);
+    const bool disables = !feature.empty() && feature.mapped().text != feature_setting;
+    const bool bare = settings_.empty() && passwords_.empty() && jobs_.empty() && schedules_.empty();
+    if (!feature.empty() && !(disables && bare)) add(std::string(feature_setting), feature.mapped().line);
+    write_rest();
+    if (disables) add(feature.mapped().text, feature.mapped().line);
+  }
+
+  void write_rest() {
     for (const std::string_view subject : settings_before)
       write_setting(subject);
+    for (const auto &[user, password] : passwords_)
+      add("scheduler aaa-authentication " + password.text, password.line);
     for (const Job &job : jobs_)
       write(job);
     for (const Schedule &schedule : schedules_)
@@ -233,6 +253,7 @@ class Reader {
   std::string before_line_;
   size_t number_ = 0;
   std::map<std::string, Statement, std::less<>> settings_;
+  std::map<std::string, Statement> passwords_;  // by their users
   std::vector<Job> jobs_;
   std::deque<Schedule> schedules_;  // `schedule_` points into it
   Schedule *schedule_ = nullptr;    // whose block is being read

@@ -12,6 +12,7 @@
 #include "service/clock.h"
 #include "service/configuration/database.h"
 #include "service/configuration/in_use.h"
+#include "service/configuration/stored_passwords.h"
 #include "service/joblog/joblog.h"
 #include "service/request/logging_level.h"
 #include "service/run/due.h"
@@ -188,6 +189,7 @@ host::Result<Applied> apply_configuration(
 void settle_configuration() {
   const std::optional<Configuration> wanted = settle_history(configuration_in_use());
   if (wanted) (void)change_logging_level(wanted->settings.logging_level);
+  settle_passwords();
 }
 
 }  // namespace service

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/security/passwords.h"
 #include "schedcli.h"
 
 namespace service {
@@ -33,6 +34,12 @@ struct ScheduleBlock {
   size_t line = 0;
 };
 
+// As a text names it. What a text does not name stays.
+struct PasswordLine {
+  std::string user, sealed;
+  size_t line = 0;
+};
+
 struct MailServer {
   std::string host, vrf;
   uint32_t port = SCH_SMTP_PORT_DEFAULT;
@@ -56,6 +63,7 @@ struct Configuration {
   GlobalSettings settings;
   std::vector<JobBlock> jobs;            // in the order in which a schedule runs them
   std::vector<ScheduleBlock> schedules;  // in the order in which they are shown
+  host::SealedPasswords passwords;       // as they are shown; kept beside the configuration
 };
 
 }  // namespace service

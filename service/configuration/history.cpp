@@ -120,6 +120,10 @@ std::string configuration_directory() {
   return host::paths().state + "/configurations";
 }
 
+bool is_kept(uint32_t number) {
+  return access(path_of(number, file_end).c_str(), F_OK) == 0;
+}
+
 std::vector<HistoryEntry> configuration_history() {
   std::vector<HistoryEntry> entries;
   for (const uint32_t number : numbers_with(file_end))

@@ -46,6 +46,9 @@ std::optional<Configuration> settle_history(const Configuration &in_use);
 // Adds the configuration in use to the history. Its number there.
 host::Result<uint32_t> keep_in_history(const Configuration &in_use, const Origin &origin);
 
+// Whether entry `number` is there.
+bool is_kept(uint32_t number);
+
 std::string configuration_directory();
 
 }  // namespace service

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <set>
 #include <utility>
 
 #include "host/files/uri.h"
+#include "host/security/seal.h"
+#include "host/security/users.h"
 #include "host/visible.h"
 #include "schedcli_requests.h"
 #include "service/configuration/text.h"
@@ -177,7 +180,20 @@ class Reader {
       require(read_number<int32_t>(rest, 0, 7, &settings.logging_level), "logging level", rest);
       return true;
     }
+    if (skip("scheduler aaa-authentication username ", &rest)) return take_password(rest);
     return skip("scheduler transport email ", &rest) && take_transport(rest);
+  }
+
+  bool take_password(std::string_view rest) {
+    PasswordLine password = {std::string(take_word(&rest)), "", number_};
+    if (!skip(" password 7 ", &rest)) return false;
+    password.sealed = rest;
+    require(host::is_user_name(password.user), "user's name", password.user);
+    require(password.sealed.size() == host::sealed_length && is_plain_word(rest, SIZE_MAX), "sealed password", rest);
+    const auto is_same = [&](const PasswordLine &other) { return other.user == password.user; };
+    if (std::ranges::any_of(result_.passwords, is_same)) object(password.user + " has two passwords");
+    result_.passwords.push_back(std::move(password));
+    return true;
   }
 
   bool take_log_uri(std::string_view uri) {

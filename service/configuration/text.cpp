@@ -8,7 +8,6 @@ namespace {
 
 std::string settings_text(const GlobalSettings &settings) {
   std::string text;
-  if (settings.feature) text += *settings.feature ? "feature scheduler\n" : "no feature scheduler\n";
   if (settings.log_kilobytes != SCH_LOG_SIZE_DEFAULT / SCH_LOG_SIZE_UNIT)
     text += "scheduler logfile size " + std::to_string(settings.log_kilobytes) + "\n\n";
   if (!settings.log_uri.empty()) text += "scheduler logfile name " + settings.log_uri + "\n\n";
@@ -25,6 +24,13 @@ std::string server_text(const MailServer &server) {
   if (!usual) text += " port " + std::to_string(server.port);
   if (!server.vrf.empty() && server.vrf != SCH_SMTP_VRF_DEFAULT) text += " vrf " + server.vrf;
   return text + "\n";
+}
+
+std::string passwords_text(const host::SealedPasswords &passwords) {
+  std::string text;
+  for (const auto &[user, sealed] : passwords)
+    text += "scheduler aaa-authentication username " + user + " password 7 " + sealed + "\n";
+  return text;
 }
 
 std::string owner_text(const OwnerName &owner, Owners owners) {
@@ -55,15 +61,23 @@ void append_blocks(const Configuration &configuration, Owners owners, std::strin
     append(schedule, owners, text);
 }
 
+// A disabled feature takes no commands: what is configured goes between, so that the text replays line by line.
+std::string with_feature(const std::optional<bool> &feature, const std::string &text) {
+  if (!feature) return text;
+  if (*feature) return "feature scheduler\n" + text;
+  return (text.empty() ? "" : "feature scheduler\n" + text) + "no feature scheduler\n";
+}
+
 }  // namespace
 
 std::string text_of(const Configuration &configuration, Owners owners) {
   const GlobalSettings &settings = configuration.settings;
-  std::string text = settings_text(settings) + server_text(settings.mail_server);
+  std::string text =
+      settings_text(settings) + server_text(settings.mail_server) + passwords_text(configuration.passwords);
   append_blocks(configuration, owners, &text);
   if (settings.logging_level != usual_logging_level)
     text += "logging level scheduler " + std::to_string(settings.logging_level) + "\n";
-  return text;
+  return with_feature(settings.feature, text);
 }
 
 std::string text_of_blocks(const Configuration &configuration) {

@@ -23,6 +23,7 @@ struct LineProblem {
 
 struct ConfigurationRead {
   Configuration configuration;
+  std::vector<PasswordLine> passwords;
   std::vector<LineProblem> problems;  // empty: the configuration is whole
 };
 

@@ -14,6 +14,7 @@
 #include "service/configuration/apply.h"
 #include "service/configuration/in_use.h"
 #include "service/configuration/pending.h"
+#include "service/configuration/stored_passwords.h"
 #include "service/configuration/target.h"
 #include "service/request/answer.h"
 #include "service/request/payload.h"
@@ -45,9 +46,26 @@ host::Answer answer_text(const std::string &text) {
   return with_reply(std::move(reply));
 }
 
+MayUsePassword passwords_of_caller(const Call &call) {
+  return [&call](const std::string &user) { return call.context.authority.may_use_password_of(call.caller, user); };
+}
+
+std::string text_with(Configuration configuration, const host::SealedPasswords &passwords) {
+  configuration.passwords = passwords;
+  return text_of(configuration);
+}
+
 host::Answer answer_part(const Call &call, const host::Result<Configuration> &configuration) {
   if (!configuration) return with_status(configuration.code());
   return answer_text(text_of(part_of(*configuration, part_of_caller(call))));
+}
+
+// Of what is or will be in use; the kept ones have no passwords.
+host::Answer answer_part_with_passwords(const Call &call, const host::Result<Configuration> &configuration) {
+  if (!configuration) return with_status(configuration.code());
+  const host::Result<host::SealedPasswords> passwords = stored_passwords(passwords_of_caller(call));
+  if (!passwords) return with_status(passwords.code());
+  return answer_text(text_with(part_of(*configuration, part_of_caller(call)), *passwords));
 }
 
 struct Outcome {
@@ -77,7 +95,7 @@ std::string lines_of(const std::vector<LineProblem> &problems) {
 host::Result<ConfigurationRead> wanted_by(const Call &call, const ConfigurationOrder &order) {
   const auto kept = [&](const host::Result<Configuration> &whole) -> host::Result<ConfigurationRead> {
     if (!whole) return whole.error();
-    return ConfigurationRead{part_of(*whole, part_of_caller(call)), {}};
+    return ConfigurationRead{part_of(*whole, part_of_caller(call)), {}, {}};
   };
   switch (static_cast<ConfigurationSource>(order.source)) {
     case ConfigurationSource::entry:
@@ -113,25 +131,35 @@ Origin origin_of(const Call &call, std::string_view sent) {
 }
 
 host::Result<Applied> apply(const Call &call, const ConfigurationOrder &order, const Configuration &target,
-                            const Origin &origin) {
+                            const std::vector<PasswordLine> &passwords, const Origin &origin) {
   Confirmation &confirmation = call.context.pending_configuration->confirmation;
+  uint32_t entry = 0;
   const auto await = [&](const HistoryDraft &draft) -> host::Result<void> {
+    entry = draft.after;
+    if (host::Result<void> noted = note_passwords(entry, passwords); !noted) return noted;
     if (order.confirm_minutes == 0) return {};
     return confirmation.await({draft.before, origin.at + time_t{order.confirm_minutes} * 60,
                                part_of_caller(call).value_or(0), call.caller.user_name});
   };
   host::Result<Applied> applied = apply_configuration(call.context, target, origin, await);
   if (!applied && order.confirm_minutes != 0) confirmation.forget();
+  if (applied && !store_passwords(passwords)) {
+    applied->warning = "the passwords could not be stored; the next start of the service tries again";
+    return applied;
+  }
+  if (!passwords.empty()) forget_passwords(entry);
   return applied;
 }
 
 Outcome outcome_of(const Call &call, const ConfigurationOrder &order, const ConfigurationRead &wanted,
-                   const Origin &origin) {
+                   const host::SealedPasswords &stored, const Origin &origin) {
   Outcome outcome;
   const std::optional<uint32_t> part = part_of_caller(call);
   const Configuration current = configuration_in_use();
-  outcome.before = outcome.after = text_of(part_of(current, part));
+  outcome.before = outcome.after = text_with(part_of(current, part), stored);
   std::vector<LineProblem> problems = wanted.problems;
+  const std::vector<LineProblem> of_passwords = objections_to(wanted.passwords, stored, passwords_of_caller(call));
+  problems.insert(problems.end(), of_passwords.begin(), of_passwords.end());
   const Target target = target_of(current, wanted.configuration, order.overlay != 0 ? Scope::overlay : Scope::replace,
                                   operator_of(call), *call.context.settings);
   problems.insert(problems.end(), target.problems.begin(), target.problems.end());
@@ -141,19 +169,25 @@ Outcome outcome_of(const Call &call, const ConfigurationOrder &order, const Conf
     outcome.status = control::err_bad_configuration;
     return outcome;
   }
-  outcome.after = text_of(part_of(target.whole, part));
+  const host::SealedPasswords passwords = with_wanted(stored, wanted.passwords);
+  outcome.after = text_with(part_of(target.whole, part), passwords);
   if (outcome.after == outcome.before || order.check != 0) return outcome;
   if (order.base != 0 && order.base != control::fingerprint(outcome.before)) {
     outcome.status = control::err_changed_since;
     return outcome;
   }
-  const host::Result<Applied> applied = apply(call, order, target.whole, origin);
+  if (text_of(target.whole) == text_of(current)) {  // of which passwords are no part
+    const host::Result<void> stored_now = store_passwords(wanted.passwords);
+    outcome.status = stored_now.code();
+    return outcome;
+  }
+  const host::Result<Applied> applied = apply(call, order, target.whole, wanted.passwords, origin);
   outcome.status = applied.code();
   if (!applied) {
     outcome.problems = "0 " + applied.error().text + "\n";
     return outcome;
   }
-  outcome.after = text_of(part_of(configuration_in_use(), part));
+  outcome.after = text_with(part_of(configuration_in_use(), part), passwords);
   if (!applied->keeps_order) outcome.flags |= control::order_not_taken_over;
   if (!applied->warning.empty()) outcome.problems = "0 " + applied->warning + "\n";
   return outcome;
@@ -177,7 +211,10 @@ host::Answer apply_configuration(const Call &call, Payload payload) {
   if (const uint32_t status = may_apply(call, order); status != 0) return with_status(status);
   const host::Result<ConfigurationRead> wanted = wanted_by(call, order);
   if (!wanted) return with_status(wanted.code());
-  return answer_outcome(outcome_of(call, order, *wanted, origin_of(call, text_of(payload.subspan(sizeof order)))));
+  const host::Result<host::SealedPasswords> stored = stored_passwords(passwords_of_caller(call));
+  if (!stored) return with_status(stored.code());
+  const Origin origin = origin_of(call, text_of(payload.subspan(sizeof order)));
+  return answer_outcome(outcome_of(call, order, *wanted, *stored, origin));
 }
 
 host::Answer show_configuration(const Call &call, Payload payload) {
@@ -185,10 +222,10 @@ host::Answer show_configuration(const Call &call, Payload payload) {
 }
 
 host::Answer running_text(const Call &call, Payload) {
-  return answer_part(call, configuration_in_use());
+  return answer_part_with_passwords(call, configuration_in_use());
 }
 host::Answer startup_text(const Call &call, Payload) {
-  return answer_part(call, startup_configuration());
+  return answer_part_with_passwords(call, startup_configuration());
 }
 
 host::Answer show_configuration_history(const Call &, Payload) {

@@ -2,6 +2,9 @@
 // Whole configurations, as a shell asks for them.
 #pragma once
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstring>
 #include <string>
 
@@ -62,6 +65,18 @@ inline ConfigurationAnswer order(World &world, const control::ConfigurationOrder
   const size_t before = sizeof fixed + fixed.problems_length, after = before + fixed.before_length;
   return {fixed.status, fixed.flags, reply.substr(sizeof fixed, fixed.problems_length),
           reply.substr(before, fixed.before_length), reply.substr(after)};
+}
+
+// In a process of its own.
+template <typename Work>
+bool survives(Work work) {
+  const pid_t child = fork();
+  if (child == 0) {
+    work();
+    _exit(0);
+  }
+  int status = 0;
+  return waitpid(child, &status, 0) == child && status == 0;
 }
 
 inline uint32_t put(World &world, const std::string &text, const host::Caller &caller = root()) {

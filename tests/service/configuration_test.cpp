@@ -43,18 +43,6 @@ std::string outcomes(World &world, const std::string &schedule) {
   return text;
 }
 
-// In a process of its own.
-template <typename Work>
-bool survives(Work work) {
-  const pid_t child = fork();
-  if (child == 0) {
-    work();
-    _exit(0);
-  }
-  int status = 0;
-  return waitpid(child, &status, 0) == child && status == 0;
-}
-
 TEST(Replacement, refuses_a_text_with_every_wrong_line_and_changes_nothing) {
   World world;
   ASSERT_EQ(replace(world, two_jobs).status, 0u);

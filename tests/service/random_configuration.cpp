@@ -13,7 +13,8 @@ class Maker {
   explicit Maker(std::mt19937 &random) : random_(random) {}
 
   std::string make() {
-    std::string text = chance(10) ? "no feature scheduler\n" : "feature scheduler\n";
+    const bool disabled = chance(10);
+    std::string text;
     if (chance(3)) text += "scheduler logfile size " + std::to_string(1 + below(15)) + "\n\n";
     if (chance(8)) text += "scheduler logfile name flash:log" + std::to_string(below(3)) + "\n\n";
     if (chance(3)) text += "scheduler transport email from " + address() + "\n";
@@ -25,7 +26,8 @@ class Maker {
     for (const std::string &schedule : names(below(9)))
       text += schedule_text(schedule, jobs);
     if (chance(4)) text += "logging level scheduler " + std::to_string(below(5)) + "\n";
-    return text;
+    if (!disabled) return "feature scheduler\n" + text;
+    return (text.empty() ? "" : "feature scheduler\n" + text) + "no feature scheduler\n";
   }
 
  private:

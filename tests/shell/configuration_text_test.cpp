@@ -60,6 +60,29 @@ TEST(ConfigurationText, takes_abbreviations_both_layouts_and_other_line_ends) {
   EXPECT_EQ(read.lines, (std::vector<size_t>{3, 4, 5, 4, 4, 9, 9, 9, 9, 9, 10, 12, 17, 11, 13, 15, 10}));
 }
 
+// Disabled, the scheduler would take none of the lines behind.
+TEST(ConfigurationText, disables_the_feature_behind_all_that_is_configured) {
+  EXPECT_EQ(read_configuration_text("no feature scheduler\nlogging level scheduler 6\n").text,
+            "feature scheduler\nlogging level scheduler 6\nno feature scheduler\n");
+  EXPECT_EQ(read_configuration_text("feature scheduler\nno feature scheduler\n").text, "no feature scheduler\n");
+  EXPECT_EQ(read_configuration_text("no feature scheduler\nfeature scheduler\n").text, "feature scheduler\n");
+}
+
+TEST(ConfigurationText, takes_passwords_with_their_users_and_sealed_alone) {
+  const ConfigurationText read = read_configuration_text(
+      "scheduler job name x commands id\n"
+      "sched aaa user zoe password 7 SEALED\n"
+      "scheduler aaa-authentication username zoe password 0 clear\n"
+      "scheduler aaa-authentication password 7 SEALED\n"
+      "scheduler aaa-authentication username amy password 7 OTHER\n");
+  EXPECT_EQ(read.text,
+            "scheduler aaa-authentication username amy password 7 OTHER\n"
+            "scheduler aaa-authentication username zoe password 7 SEALED\n"
+            "scheduler job name x\nid\nend-job\n\n");
+  const std::string problem = "a text has passwords with their users and sealed: username NAME password 7 TEXT\n";
+  EXPECT_EQ(problems_of(read), "3: " + problem + "4: " + problem);
+}
+
 TEST(ConfigurationText, tells_every_wrong_line) {
   const ConfigurationText read = read_configuration_text(
       "what\n"
