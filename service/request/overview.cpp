@@ -67,6 +67,16 @@ host::Answer answer_text(const std::string &text) {
   return with_reply(std::move(reply));
 }
 
+// What a relative or passed start was taken for cannot be seen in the next due time alone.
+std::string beginning_of(const sch_tminfo &time) {
+  if (time.type == SCH_SCHEDULE_PERIODIC) return " from " + shown_moment(time.start_time);
+  if (time.type != SCH_SCHEDULE_ONESHOT) return {};
+  char text[64];
+  std::snprintf(text, sizeof text, " on %d-%02d-%02d at %02d:%02d", time.year + 1900, time.month + 1, time.day_of_month,
+                time.hour, time.minute);
+  return text;
+}
+
 std::string next_due_of(const sch_schedule_entry &entry, time_t now) {
   if (entry.rec->time.type == SCH_SCHEDULE_NONE) return "never due";
   if (!is_enabled(*entry.rec)) return "disabled, so not due";
@@ -107,7 +117,8 @@ host::Answer explain_time(const Call &call, Payload payload) {
   sch_schedule_entry *entry = nullptr;
   const std::string name(text_of(payload));
   if (const uint32_t status = find_own_schedule(call, name, &entry); status != 0) return with_status(status);
-  return answer_text(how_often(entry->rec->time) + "; " + next_due_of(*entry, wall_clock()) + "\n");
+  return answer_text(how_often(entry->rec->time) + beginning_of(entry->rec->time) + "; " +
+                     next_due_of(*entry, wall_clock()) + "\n");
 }
 
 }  // namespace service

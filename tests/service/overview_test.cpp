@@ -93,6 +93,15 @@ TEST_F(Overview, explains_a_time_with_its_next_due_one) {
   ASSERT_EQ(create_schedule(world, "bare", {}, {}), 0u);
   EXPECT_EQ(explained("s"), "daily 12:30; next due Sat 2026-11-21 12:30:00 +0000, in 30m 00s\n");
   EXPECT_EQ(explained("bare"), "no time; never due\n");
+  ASSERT_EQ(create_schedule(world, "often", {}, every(90, noon + 5 * minute)), 0u);
+  EXPECT_THAT(explained("often"),
+              ::testing::StartsWith("every 0d 00h 90m from Sat 2026-11-21 12:05:00 +0000; next due "));
+  sch_tminfo once = time_of(SCH_SCHEDULE_ONESHOT, 21, 12, 7);
+  once.year = 126;
+  once.month = 10;
+  once.day_of_month = 21;
+  ASSERT_EQ(create_schedule(world, "once", {}, once), 0u);
+  EXPECT_THAT(explained("once"), ::testing::StartsWith("once on 2026-11-21 at 12:07; next due "));
   ASSERT_EQ(ask(world, control::Operation::disable_schedule, bytes("s")).status, 0u);
   EXPECT_EQ(explained("s"), "daily 12:30; disabled, so not due\n");
   EXPECT_EQ(ask(world, control::Operation::explain_time, bytes("none")).status, control::err_no_such_schedule);
