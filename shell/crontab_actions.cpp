@@ -26,7 +26,13 @@ int failed(const host::Error &error) {
   return static_cast<int>(error.code);
 }
 
-int import_into(Session &session, const CrontabImport &import, const std::string &command) {
+bool is_wanted(const Session &session) {
+  const auto &agrees = session.options().agrees;
+  return !agrees || agrees("Configure this? [y/N] ");
+}
+
+// It is all shown before anything is changed.
+int import_into(Session &session, const Match &match, const CrontabImport &import, const std::string &command) {
   for (const CrontabRemark &remark : import.notes)
     complain(remark.place, "note: " + remark.text);
   for (const CrontabRemark &remark : import.left_out)
@@ -38,6 +44,11 @@ int import_into(Session &session, const CrontabImport &import, const std::string
   change.command = command;
   change.order.overlay = 1;
   change.shows_difference = false;
+  if (match.has("check")) change.mode = ChangeMode::check;
+  if (change.mode == ChangeMode::apply && !text.text.empty() && !is_wanted(session)) {
+    complain({}, "nothing was changed");
+    return failure_status;
+  }
   const int status = change_to_text(session, text, command, std::move(change));
   return status == 0 && !import.left_out.empty() ? partly_status : status;
 }
@@ -78,7 +89,7 @@ int import_crontab_file(Session &session, const Match &match) {
   CrontabImport import;
   const std::string name = path == "-" ? "input" : path;
   const host::Result<void> added = add_file(path, {name, false, session.options().identity.user}, &import);
-  return added ? import_into(session, import, "import crontab " + path) : failed(added.error());
+  return added ? import_into(session, match, import, "import crontab " + path) : failed(added.error());
 }
 
 int import_crontab_of_user(Session &session, const Match &match) {
@@ -90,15 +101,15 @@ int import_crontab_of_user(Session &session, const Match &match) {
   if (!added)
     return failed(
         {added.code(), added.error().text + "; 'crontab -l | schedsh -c \"import crontab -\"' needs no rights"});
-  return import_into(session, import, "import crontab user " + user);
+  return import_into(session, match, import, "import crontab user " + user);
 }
 
-int import_crontab_of_system(Session &session, const Match &) {
+int import_crontab_of_system(Session &session, const Match &match) {
   CrontabImport import;
   for (const std::string &path : system_tables())
     if (const host::Result<void> added = add_file(path, {path, true, session.options().identity.user}, &import); !added)
       return failed(added.error());
-  return import_into(session, import, "import crontab system");
+  return import_into(session, match, import, "import crontab system");
 }
 
 }  // namespace shell

@@ -86,6 +86,21 @@ bool read_character(wchar_t *character) {
   return false;
 }
 
+bool agrees(const char *question) {
+  const Interrupts interrupts;
+  std::fputs(question, stdout);
+  std::fflush(stdout);
+  std::string answer;
+  char byte = 0;
+  while (read_byte(&byte)) {
+    if (byte == '\n') return answer == "y" || answer == "yes";
+    answer.push_back(byte);
+  }
+  Interrupts::take();
+  std::fputc('\n', stdout);
+  return false;
+}
+
 std::optional<std::string> ask_without_echo(const char *prompt) {
   const Interrupts interrupts;  // first, so that an interrupt cannot leave the echo off
   const Silence silence;

@@ -48,6 +48,7 @@ int run(const Arguments &arguments) {
   if (isatty(STDIN_FILENO) != 0) options.ask_secret = shell::ask_without_echo;
   options.input_is_stdin = arguments.commands.empty() && !arguments.file;
   options.interactive = options.input_is_stdin && isatty(STDIN_FILENO) != 0;
+  if (options.interactive) options.agrees = shell::agrees;
   options.reports_failures = arguments.commands.empty() && !options.interactive;
   shell::Session session(options);
   if (!arguments.commands.empty()) return run_commands(session, arguments);

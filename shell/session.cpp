@@ -79,6 +79,11 @@ int Session::feed(std::string_view line, std::string_view origin) {
   return record(feed_command(line, origin));
 }
 
+int Session::give_up(std::string_view origin, const std::string &why) {
+  complain(origin, why);
+  return record(usage_status);
+}
+
 int Session::record(int status) {
   std::fflush(stdout);
   if (status == 0) return 0;

@@ -111,6 +111,16 @@ TEST_F(Program, takes_an_empty_input_as_success) {
   EXPECT_EQ(run("", "</dev/null"), 0);
 }
 
+TEST_F(Program, refuses_what_is_no_file_of_commands_and_lines_without_end) {
+  EXPECT_EQ(run(directory), 2);
+  EXPECT_EQ(output, directory + ": Is a directory\n");
+  EXPECT_EQ(run("/dev/zero"), 2);
+  EXPECT_EQ(output, "/dev/zero: is a device, no file\n");
+  EXPECT_EQ(run("", "timeout 60 yes | tr -d '\\n' |"), 2);
+  EXPECT_EQ(output, "standard input: a line does not end\n");
+  EXPECT_EQ(run("/dev/null"), 0);
+}
+
 TEST_F(Program, stops_at_the_first_failure_with_e_alone) {
   EXPECT_EQ(run("-c 'show scheduler job' -c undebug"), 1);
   EXPECT_EQ(run("-c 'show scheduler job' -c nonsense"), 2);

@@ -27,6 +27,7 @@ int person() {
   options.identity = {"operator", "schedsh", 4711};
   options.interactive = true;
   options.ask_secret = ask_without_echo;
+  options.agrees = agrees;
   Session session(options);
   run_terminal(session);
   for (const std::string &call : recorder::calls)
@@ -65,6 +66,30 @@ TEST_F(Terminal, shows_the_mode_in_the_prompt_and_calls_what_is_typed) {
             "called: create_delete_schedule \"nightly\"\r\ncalled: modify_schedule /3 \"nightly\" \"23:30\"\r\ncalled: "
             "control 51 \"nightly\"\r\n");
   EXPECT_EQ(status, 0);
+}
+
+// 60 sends a text, 61 applies it.
+TEST_F(Terminal, shows_what_a_crontab_becomes_and_configures_it_when_that_is_wanted) {
+  const std::string table = testing::TempDir() + "/table.cron";
+  std::ofstream(table) << "30 2 * * * backup\n";
+  terminal.type("import crontab " + table + "\r");
+  ASSERT_TRUE(terminal.sees("  time daily 02:30"));
+  ASSERT_TRUE(terminal.sees("Configure this? [y/N] "));
+  terminal.type("n\r");
+  ASSERT_TRUE(terminal.sees("nothing was changed"));
+  ASSERT_TRUE(terminal.asks("schedsh> "));
+  terminal.type("import crontab " + table + "\r");
+  ASSERT_TRUE(terminal.sees("Configure this? [y/N] "));
+  terminal.type(control_c);
+  ASSERT_TRUE(terminal.sees("nothing was changed"));
+  ASSERT_TRUE(terminal.asks("schedsh> "));
+  terminal.type("import crontab " + table + "\r");
+  ASSERT_TRUE(terminal.sees("Configure this? [y/N] "));
+  terminal.type("y\r");
+  ASSERT_TRUE(terminal.asks("schedsh> "));
+  const std::string calls = called();
+  EXPECT_NE(calls.find("control 60"), std::string::npos) << calls;
+  EXPECT_EQ(calls.find("control 60"), calls.rfind("control 60")) << calls;
 }
 
 TEST_F(Terminal, completes_a_word_with_the_tabulator) {
