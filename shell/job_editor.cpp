@@ -20,6 +20,7 @@
 #include "platform/cmi.h"
 #include "schedcli_requests.h"
 #include "shell/actions.h"
+#include "shell/configuration_diff.h"
 #include "shell/job_change.h"
 #include "shell/service_request.h"
 #include "shell/session.h"
@@ -125,6 +126,10 @@ std::string job_text(const std::string &edited, std::string *text) {
   return body.problem();
 }
 
+std::string block_of(const std::string &job, const std::string &text) {
+  return "scheduler job name " + job + "\n" + text + "end-job\n\n";
+}
+
 int store(const Session &session, const std::string &job, const std::string &before, Draft *draft) {
   std::string text, now;
   if (const std::string problem = job_text(draft->text(), &text); !problem.empty()) {
@@ -134,6 +139,7 @@ int store(const Session &session, const std::string &job, const std::string &bef
   if (text == before) return 0;
   if (read_text(session.options().identity, job, &now) != 0 || now != before) {
     draft->keep("the job was changed by somebody else meanwhile");
+    std::fputs(configuration_diff(block_of(job, before), block_of(job, now)).c_str(), stderr);
     return failure_status;
   }
   const int status = put_job(session, job, text);

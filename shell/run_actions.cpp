@@ -4,10 +4,12 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <optional>
 
 #include "host/errors.h"
 #include "platform/cmi.h"
 #include "shell/actions.h"
+#include "shell/held_stream.h"
 #include "shell/moment.h"
 #include "shell/saved_file.h"
 #include "shell/service_request.h"
@@ -77,13 +79,42 @@ int order(const Match &match, control::Operation operation, host::Bytes *reply =
   return request(subject_of(match), operation, std::as_bytes(std::span(schedule)), reply);
 }
 
+struct Missing {
+  std::string subject;
+  host::Error why;
+};
+
+// The first that is named and is not there. History and log may still have outcomes of it: only where they show
+// nothing, that is why.
+std::optional<Missing> missing_in(const Match &match) {
+  constexpr struct {
+    const char *word;
+    control::ObjectKind kind;
+  } filters[] = {{"schedule", control::ObjectKind::schedule}, {"job", control::ObjectKind::job}};
+  for (const auto &filter : filters) {
+    const std::string *name = match.value(filter.word);
+    if (name == nullptr) continue;
+    if (const host::Result<Names> found = find_named(filter.kind, *name); !found)
+      return Missing{std::string(filter.word) + " " + *name, found.error()};
+  }
+  return std::nullopt;
+}
+
+int shown_or_missing(const std::string &shown, const std::optional<Missing> &missing) {
+  std::fwrite(shown.data(), 1, shown.size(), stdout);
+  return shown.empty() && missing ? failed(missing->subject, missing->why) : 0;
+}
+
 }  // namespace
 
 int show_runs(Session &, const Match &match) {
   control::HistoryQuery query = {0, static_cast<uint32_t>(number_of(match, "count")), match.has("failed") ? 1u : 0u};
   query.since = since_of(match);
   fill(query.job, match.value("job"));
-  return show_text(subject_of(match), control::Operation::show_history, payload_of(query, schedule_of(match)));
+  host::Bytes runs;
+  const int status =
+      request(subject_of(match), control::Operation::show_history, payload_of(query, schedule_of(match)), &runs);
+  return status != 0 ? status : shown_or_missing(text_of(runs), runs.empty() ? missing_in(match) : std::nullopt);
 }
 
 int show_run(Session &session, const Match &match) {
@@ -107,7 +138,11 @@ int show_log(Session &session, const Match &match) {
   query.since = since_of(match);
   fill(query.schedule, match.value("schedule"));
   fill(query.job, match.value("job"));
-  return show_outcomes(session, words_of(match), query);
+  const std::optional<Missing> missing = missing_in(match);
+  if (!missing) return show_outcomes(session, words_of(match), query);
+  HeldStream held(stdout);
+  const int status = show_outcomes(session, words_of(match), query);
+  return status != 0 ? status : shown_or_missing(held.take(), missing);
 }
 
 int show_overview(Session &, const Match &match) {

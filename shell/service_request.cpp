@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <sstream>
 
+#include "host/store/store.h"
+
 namespace shell {
 
 namespace {
@@ -14,6 +16,15 @@ Names lines_of(const host::Bytes &reply) {
   for (std::string line; std::getline(text, line);)
     lines.push_back(line);
   return lines;
+}
+
+Names stores(const std::string &typed) {
+  Names found;
+  for (const char *uri :
+       {"debug:scheduler_debug_startup", "running:scheduler_debug_runtime", "running:scheduler_runtime",
+        "running:scheduler_runtime_database", "startup:scheduler_startup"})
+    if (std::string_view(uri).starts_with(typed) && host::store_exists(uri)) found.emplace_back(uri);
+  return found;
 }
 
 }  // namespace
@@ -53,6 +64,7 @@ Names existing_names(const Parameter &parameter, const std::string &typed) {
   const std::string_view name = parameter.name;
   if (name == "job") return names_of(control::ObjectKind::job, typed);
   if (name == "schedule") return names_of(control::ObjectKind::schedule, typed);
+  if (name == "store") return stores(typed);
   return name == "user" ? names_of(control::ObjectKind::user, typed) : Names();
 }
 

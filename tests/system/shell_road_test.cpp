@@ -84,6 +84,19 @@ TEST_F(ShellReplay, of_everything_that_can_be_configured_says_nothing_and_change
   EXPECT_EQ(text(), before);
 }
 
+TEST_F(ShellReplay, of_a_disabled_feature_keeps_its_jobs_and_leaves_it_disabled) {
+  ASSERT_EQ(give(everything + std::string("no feature scheduler\n"), &status_), "");
+  const std::string before = text();
+  EXPECT_TRUE(before.starts_with("feature scheduler\nscheduler logfile size 64\n")) << before;
+  EXPECT_TRUE(before.ends_with("\nno feature scheduler\n")) << before;
+  EXPECT_EQ(give(before + before, &status_), "");
+  EXPECT_EQ(text(), before);
+  start_empty();
+  EXPECT_EQ(give(before, &status_), "");
+  EXPECT_EQ(status_, 0);
+  EXPECT_EQ(text(), before);
+}
+
 TEST_F(ShellReplay, over_an_empty_service_makes_the_same_configuration) {
   ASSERT_EQ(give(everything, &status_), "");
   const std::string before = text();
@@ -187,6 +200,12 @@ TEST_F(ShellNames, of_nothing_are_told) {
   EXPECT_EQ(status_, 255);
   EXPECT_EQ(shell("show scheduler schedule name x", &status_), "Error: schedule x: no such schedule\n");
   EXPECT_EQ(status_, 255);
+  for (const char *screen : {"show scheduler history job x", "show scheduler logfile job x"}) {
+    EXPECT_EQ(shell(screen, &status_), "Error: job x: no such job\n") << screen;
+    EXPECT_EQ(status_, 255) << screen;
+  }
+  EXPECT_EQ(shell("show scheduler logfile failed", &status_), "");
+  EXPECT_EQ(status_, 0);
 }
 
 class ShellJobs : public ShellReplay {};
@@ -220,6 +239,17 @@ TEST_F(ShellJobs, are_changed_in_the_operators_editor) {
   const std::string said = shell("edit scheduler job name x", &status_);
   EXPECT_NE(said.find("your text is kept in "), std::string::npos) << said;
   std::filesystem::remove(said.substr(said.rfind(' ') + 1, said.size() - said.rfind(' ') - 2));
+  // The editor is away for as long as it takes somebody else to change the job.
+  setenv("VISUAL",
+         ("f() { " SCHEDSH_MOVED_CLOCK_PATH " --state-dir " + state_ +
+          " -c 'scheduler job name x commands one;four'; echo five >>$1; }; f")
+             .c_str(),
+         1);
+  const std::string late = shell("edit scheduler job name x", &status_);
+  EXPECT_EQ(status_, 255);
+  EXPECT_TRUE(late.starts_with("Error: the job was changed by somebody else meanwhile; your text is kept in ")) << late;
+  EXPECT_TRUE(late.ends_with(" scheduler job name x\n one\n-three\n+four\n end-job\n")) << late;
+  std::filesystem::remove(late.substr(late.find(" in ") + 4, late.find('\n') - late.find(" in ") - 4));
   EXPECT_EQ(shell("edit scheduler job name nothing", &status_), "Error: job nothing: no such job\n");
   unsetenv("VISUAL");
 }
