@@ -114,7 +114,8 @@ int show_runs(Session &, const Match &match) {
   host::Bytes runs;
   const int status =
       request(subject_of(match), control::Operation::show_history, payload_of(query, schedule_of(match)), &runs);
-  return status != 0 ? status : shown_or_missing(text_of(runs), runs.empty() ? missing_in(match) : std::nullopt);
+  const bool none_with_job = runs.empty() && match.value("job") != nullptr;  // a schedule's absence is an error already
+  return status != 0 ? status : shown_or_missing(text_of(runs), none_with_job ? missing_in(match) : std::nullopt);
 }
 
 int show_run(Session &session, const Match &match) {

@@ -34,10 +34,7 @@ const Case exec_cases[] = {
     {"show scheduler history schedule nightly", "control 40 0 0 0 \"nightly\""},
     {"show scheduler history schedule nightly last 5 failed", "control 40 0 5 1 \"nightly\""},
     {"show scheduler history failed", "control 40 0 0 1"},
-    {"show scheduler history job backup since 2026-11-21T12:00", "control 40 0 0 0 since 1795262400 job backup"},
     {"show scheduler", "control 50"},
-    {"show scheduler logfile schedule nightly job backup last 3 failed since 2026-11-21T12:00",
-     "log 52 run 0 last 3 failed since 1795262400 \"nightly\" \"backup\""},
     {"show scheduler logfile last 1", "log 52 run 0 last 1 \"\" \"\""},
     {"show scheduler upcoming name nightly 3", "control 41 3 \"nightly\""},
     {"show scheduler upcoming", "control 41 0"},
@@ -100,6 +97,18 @@ class Commands : public SessionTest {
  protected:
   Commands() { setenv("TZ", "UTC", 1); }
 };
+
+// Of what shows nothing, and of a log that goes by as it comes, it is asked whether the names are there.
+TEST_F(Commands, of_history_and_log_ask_for_the_names_that_they_filter_by) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"show scheduler history job backup since 2026-11-21T12:00"}),
+            (Calls{"control 40 0 0 0 since 1795262400 job backup", "control 46 1 \"backup\""}));
+  EXPECT_EQ(
+      calls_of(session, {"show scheduler logfile schedule nightly job backup last 3 failed since 2026-11-21T12:00"}),
+      (Calls{"control 46 2 \"nightly\"", "control 46 1 \"backup\"",
+             "log 52 run 0 last 3 failed since 1795262400 \"nightly\" \"backup\""}));
+  EXPECT_EQ(session.status(), 0);
+}
 
 TEST_F(Commands, of_the_first_mode_reach_their_handlers) {
   for (const Case &line : exec_cases) {

@@ -37,7 +37,7 @@ class Clock:
 
 
 class Site:
-    def __init__(self, directory, schedd, schedsh):
+    def __init__(self, directory, schedsh):
         self.directory = directory
         self.clock = Clock(directory / 'clock')
         programs = directory / 'bin'
@@ -47,7 +47,7 @@ class Site:
         self.program(programs / 'interpreter', f'PATH={programs}:$PATH exec /bin/sh "$@"')
         self.program(programs / 'schedsh', f'exec {schedsh} --state-dir {directory}/state "$@"')
         self.environment = dict(os.environ, TZ='Europe/Berlin', SCHEDCLI_TEST_CLOCK=str(directory / 'clock'), LC_ALL='C.UTF-8',
-                                PATH=f'{programs}:{os.environ["PATH"]}', SCHEDD=str(schedd), STATE=str(directory / 'state'))
+                                PATH=f'{programs}:{os.environ["PATH"]}')
         self.work = directory / 'work'
         self.work.mkdir()
 
@@ -125,11 +125,12 @@ def main():
     parser.add_argument('--write', action='store_true')
     parser.add_argument('guide', type=pathlib.Path)
     arguments = parser.parse_args()
+    schedd, schedsh = (pathlib.Path(program).resolve(strict=True) for program in (arguments.schedd, arguments.schedsh))
     guide = arguments.guide.read_text()
     with tempfile.TemporaryDirectory() as directory:
-        site = Site(pathlib.Path(directory), arguments.schedd, arguments.schedsh)
+        site = Site(pathlib.Path(directory), schedsh)
         site.clock.set('2027-01-15 12:00')
-        site.start(arguments.schedd)
+        site.start(schedd)
         try:
             now = played(site, guide)
         finally:
