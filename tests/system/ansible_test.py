@@ -59,12 +59,13 @@ def main():
     parser.add_argument('--schedsh', required=True)
     parser.add_argument('guide', type=pathlib.Path)
     arguments = parser.parse_args()
+    schedd, schedsh = (str(pathlib.Path(program).resolve(strict=True)) for program in (arguments.schedd, arguments.schedsh))
     if shutil.which('ansible-playbook') is None:
         print('there is no ansible-playbook here')
         sys.exit(77)
     with tempfile.TemporaryDirectory() as directory:
-        site = Site(pathlib.Path(directory), arguments.schedsh, arguments.guide)
-        service = subprocess.Popen([arguments.schedd, '--state-dir', f'{directory}/state'], stderr=subprocess.DEVNULL)
+        site = Site(pathlib.Path(directory), schedsh, arguments.guide)
+        service = subprocess.Popen([schedd, '--state-dir', f'{directory}/state'], stderr=subprocess.DEVNULL)
         try:
             while site.shell('show clock').returncode != 0:
                 if service.poll() is not None:
