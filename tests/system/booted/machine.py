@@ -55,7 +55,14 @@ class Machine:
         if self.init is not None and self.container.poll() is None:
             os.kill(self.init, signal.SIGKILL)
         self.container.terminate()
-        self.container.wait()
+        self.leave()
+
+    def leave(self):
+        """What the container's supervisor made in the outer machine's control groups goes with it."""
+        self.container.wait(PATIENCE_S)
+        subprocess.run(["unshare", "--mount", "--propagation", "private", "sh", "-ec", "mount -t cgroup2 cgroup2 /sys/fs/cgroup; "
+                        'find "/sys/fs/cgroup/schedcli-booted-$0" -depth -type d -exec rmdir {} +', str(self.container.pid)],
+                       check=True)
 
     def child_of_container(self):
         if self.container.poll() is not None:
@@ -80,7 +87,7 @@ class Machine:
     def reboot(self):
         """The container ends with it, and is begun again on the same disk."""
         self.run("systemctl", "reboot", check=False)
-        self.container.wait(PATIENCE_S)
+        self.leave()
         self.__enter__()
 
     def run(self, *command, check=True, user=None, stdin=None):
