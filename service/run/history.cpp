@@ -21,20 +21,19 @@ void for_each_page(const sch_schedule_entry &entry, Visit visit) {
   const std::optional<RunState> state = read_run_state(entry);
   if (!state) return;
   for (uint32_t number = state->end_page; number != state->first_page; number--)
-    if (const std::optional<HistoryPage> page = HistoryPage::read(entry, number - 1); page && !visit(*page)) return;
+    if (const std::optional<HistoryPage> page = HistoryPage::read(entry, number - 1); page && !visit(*page, number - 1))
+      return;
 }
 
-// If the page before the oldest one was removed, the oldest run may have lost outcomes with it: it is left out. As runs
-// of one schedule never overlap, this can be only one run.
-void leave_out_remainder(const HistoryPage &oldest, std::map<uint64_t, std::vector<Outcome>> *runs) {
-  const std::vector<Outcome> outcomes = oldest.outcomes();
-  uint64_t last = 0;
-  uint32_t begun = 0;
-  for (const Outcome &outcome : outcomes) {
-    begun += outcome.run > last ? 1 : 0;
-    last = std::max(last, outcome.run);
-  }
-  if (begun > oldest.new_runs()) runs->erase(outcomes.front().run);
+// The highest run number in the pages before this one. Where those were removed, the highest that it can have been: a
+// complete run may be left out then, but drop_old_pages does not count it among the runs that are kept.
+uint64_t last_run_before(const sch_schedule_entry &entry, uint32_t number, const HistoryPage &page) {
+  if (number == 0) return 0;
+  if (const std::optional<HistoryPage> before = HistoryPage::read(entry, number - 1)) return before->last_run();
+  std::vector<uint64_t> highest;
+  for (const Outcome &outcome : page.outcomes())
+    if (highest.empty() || outcome.run > highest.back()) highest.push_back(outcome.run);
+  return page.new_runs() == 0 ? page.last_run() : highest.at(highest.size() - page.new_runs()) - 1;
 }
 
 using Found = std::pair<const sch_schedule_entry *, Outcome>;
@@ -54,17 +53,18 @@ void keep_newest(std::vector<Found> *found, Found another) {
 
 }  // namespace
 
-// Runs of one schedule never overlap, so the first outcome of an older run means that a newer one is complete.
+// A run whose number is not above all those in the pages before may have begun there: what is left of it would tell
+// less than its outcome was. Two runs of one schedule never overlap, so that this is one at most, and the oldest.
 std::vector<HistoryRun> read_history(const sch_schedule_entry &entry, size_t limit) {
   std::map<uint64_t, std::vector<Outcome>> runs;
-  std::optional<HistoryPage> oldest;
-  for_each_page(entry, [&](const HistoryPage &page) {
+  uint64_t perhaps_cut = 0;
+  for_each_page(entry, [&](const HistoryPage &page, uint32_t number) {
     for (Outcome &outcome : page.outcomes())
       runs[outcome.run].push_back(std::move(outcome));
-    oldest = page;
+    perhaps_cut = last_run_before(entry, number, page);
     return runs.size() <= limit;
   });
-  if (oldest) leave_out_remainder(*oldest, &runs);
+  runs.erase(runs.begin(), runs.upper_bound(perhaps_cut));
   std::vector<HistoryRun> newest_first;
   for (auto run = runs.rbegin(); run != runs.rend() && newest_first.size() < limit; ++run) {
     std::ranges::sort(run->second, {}, &Outcome::sequence);
@@ -75,7 +75,7 @@ std::vector<HistoryRun> read_history(const sch_schedule_entry &entry, size_t lim
 
 std::optional<HistoryRun> find_in_history(const sch_schedule_entry &entry, uint64_t run) {
   HistoryRun found = {run, {}};
-  for_each_page(entry, [&](const HistoryPage &page) {
+  for_each_page(entry, [&](const HistoryPage &page, uint32_t) {
     if (page.first_run() <= run)
       for (Outcome &outcome : page.outcomes())
         if (outcome.run == run) found.outcomes.push_back(std::move(outcome));
@@ -88,7 +88,7 @@ std::optional<HistoryRun> find_in_history(const sch_schedule_entry &entry, uint6
 
 uint64_t newest_run(const sch_schedule_entry &entry) {
   uint64_t newest = 0;
-  for_each_page(entry, [&](const HistoryPage &page) {
+  for_each_page(entry, [&](const HistoryPage &page, uint32_t) {
     newest = page.last_run();
     return false;
   });
@@ -99,7 +99,7 @@ void walk_outcomes_after(uint64_t sequence, const VisitOutcome &visit) {
   if (read_run_counters().outcomes <= sequence) return;
   std::vector<Found> found;
   for_each_schedule([&](const sch_schedule_entry &entry) {
-    for_each_page(entry, [&](const HistoryPage &page) {
+    for_each_page(entry, [&](const HistoryPage &page, uint32_t) {
       if (page.last_sequence() <= sequence) return false;
       for (Outcome &outcome : page.outcomes())
         if (outcome.sequence > sequence) keep_newest(&found, {&entry, std::move(outcome)});

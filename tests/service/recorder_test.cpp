@@ -131,6 +131,47 @@ TEST_F(Recorded, a_run_of_which_the_history_has_lost_the_beginning_is_not_shown_
   }
 }
 
+// A due time that comes during a run has a higher number and is told first, so that in a page the run's second outcome
+// may follow it while the first one's page is gone.
+TEST_F(Recorded, a_run_whose_beginning_is_lost_is_not_shown_behind_a_due_time_that_was_skipped_meanwhile) {
+  ASSERT_EQ(create_job(world, "fails", "exit 3\n"), 0u);
+  ASSERT_EQ(create_job(world, "waits", "while [ -e " + world.directory.path() + "/wait ]; do sleep 0.002; done\n"), 0u);
+  configure("s", {"fails", "waits"}, every(1, noon + minute));
+  const std::string wait = world.directory.path() + "/wait";
+  for (time_t run = 1; run <= 120; run += 2) {
+    std::ofstream(wait).put('x');
+    set_clock(noon + run * minute);
+    world.parts->scheduler.check();
+    while (service::read_history(*service::find_schedule("s"), 1).empty() ||
+           !service::find_in_history(*service::find_schedule("s"), world.parts->runner.list().at(0).ticket.number))
+      world.loop.turn();
+    set_clock(noon + (run + 1) * minute);
+    world.parts->scheduler.check();
+    unlink(wait.c_str());
+    world.settle();
+    for (const HistoryRun &shown : service::read_history(*service::find_schedule("s"), 1000)) {
+      const bool skipped = shown.outcomes[0].reason == Reason::skipped;
+      ASSERT_THAT(shown.outcomes, SizeIs(skipped ? 1 : 2)) << "run " << shown.number << " after " << run;
+    }
+  }
+  EXPECT_THAT(history("s"), SizeIs(service::history_runs));
+}
+
+// None ever was before the first page.
+TEST_F(Recorded, the_first_run_of_all_is_shown_behind_a_due_time_that_was_skipped_meanwhile) {
+  ASSERT_EQ(create_job(world, "waits", "while [ -e " + world.directory.path() + "/wait ]; do sleep 0.002; done\n"), 0u);
+  configure("s", {"waits"}, every(1, noon + minute));
+  const std::string wait = world.directory.path() + "/wait";
+  std::ofstream(wait).put('x');
+  for (const time_t run : {1, 2}) {
+    set_clock(noon + run * minute);
+    world.parts->scheduler.check();
+  }
+  unlink(wait.c_str());
+  world.settle();
+  EXPECT_THAT(history("s"), SizeIs(2));
+}
+
 TEST_F(Recorded, outcomes_after_a_sequence_number_come_in_its_order_from_all_schedules) {
   configure("a", {"job"}, daily(12, 30));
   configure("b", {"job"}, daily(12, 30));
