@@ -47,10 +47,13 @@ bool Client::send(uint32_t service, uint32_t message_class, std::string_view bod
          ::send(socket_.get(), packet.data(), packet.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(packet.size());
 }
 
-// False: the service has gone.
+// False: the service has gone. Where it has left requests unread, the socket says so once, before the answers that it
+// had sent.
 bool Client::receive_packet() {
   packet_.resize(host::frame_limit);
-  const ssize_t size = socket_ ? recv(socket_.get(), packet_.data(), packet_.size(), 0) : 0;
+  const auto receive = [&] { return recv(socket_.get(), packet_.data(), packet_.size(), 0); };
+  ssize_t size = socket_ ? receive() : 0;
+  if (size < 0 && errno == ECONNRESET) size = receive();
   if (size < 0 && errno == EAGAIN) throw std::runtime_error("the service lives and does not answer");
   packet_.resize(static_cast<size_t>(std::max<ssize_t>(size, 0)));
   rest_ = std::as_bytes(std::span(packet_));
