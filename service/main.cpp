@@ -11,6 +11,7 @@
 #include "host/store/store.h"
 #include "schedcli.h"
 #include "service/footprint.h"
+#include "service/memory_reserve.h"
 #include "service/options.h"
 #include "service/service.h"
 
@@ -72,5 +73,6 @@ int run(int argc, char **argv) {
 
 int main(int argc, char **argv) {
   service::keep_freed_memory_small();
+  service::keep_memory_reserve();
   return service::run(argc, argv);
 }

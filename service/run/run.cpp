@@ -4,6 +4,7 @@
 #include <csignal>
 #include <utility>
 
+#include "host/guard.h"
 #include "host/status.h"
 #include "host/text_field.h"
 #include "platform/bitset.h"
@@ -129,7 +130,11 @@ bool Run::start_job(const sch_job_entry &slot) {
     return false;
   }
   job_begin_ms_ = wall_clock_ms();
-  host::Result<std::unique_ptr<JobProcess>> process = start_process(slot);
+  host::Result<std::unique_ptr<JobProcess>> process =
+      host::guarded([&] { return start_process(slot); },
+                    []() -> host::Result<std::unique_ptr<JobProcess>> {
+                      return host::Error{host::err_no_memory, "there is no memory to start it"};
+                    });
   if (!process) {
     record_unstarted(slot, Reason::not_started, process.error().text);
     return false;

@@ -7,6 +7,7 @@
 #include "control/statuses.h"
 #include "service/clock.h"
 #include "service/limits.h"
+#include "service/memory_reserve.h"
 
 namespace service {
 namespace {
@@ -21,6 +22,18 @@ Turn<Runner::Waiting>::Limits limits_of_turn(const Settings &settings) {
   const auto in_all = static_cast<size_t>(settings.max_parallel);
   return {in_all, static_cast<size_t>(settings.max_parallel_per_user), std::min(run_places_for_others, in_all / 4)};
 }
+
+// True as long as this lives, also when memory ends meanwhile.
+class Held {
+ public:
+  explicit Held(bool *flag) : flag_(flag) { *flag_ = true; }
+  ~Held() { *flag_ = false; }
+  Held(const Held &) = delete;
+  Held &operator=(const Held &) = delete;
+
+ private:
+  bool *flag_;
+};
 
 }  // namespace
 
@@ -45,13 +58,17 @@ void Runner::add(const sch_schedule_entry &entry, RunTicket ticket) {
 // A run may end while it is being started, and its end calls this function again: then the outer call goes on.
 void Runner::start_waiting() {
   if (starting_) return;
-  starting_ = true;
-  while (unrecorded_ < unrecorded_limit) {
+  const Held held(&starting_);
+  while (unrecorded_ < unrecorded_limit && turn_.waiting() != 0) {
+    if (memory_is_short()) return start_later();
     std::optional<Waiting> next = turn_.next();
     if (!next) break;
     start(std::move(*next));
   }
-  starting_ = false;
+}
+
+void Runner::start_later() {
+  again_ = host::Watch::after_ms(retry_ms, [this] { start_waiting(); });
 }
 
 void Runner::start(Waiting waiting) {
@@ -105,6 +122,7 @@ void Runner::end_unstarted(Waiting waiting, Reason reason, const std::string &re
 
 void Runner::stop_all() {
   starting_ = true;  // start_waiting() does nothing from now on
+  again_.stop();
   std::vector<JobProcess *> processes;
   for (const auto &[number, run] : runs_)
     if (JobProcess *process = run->process(); process != nullptr) processes.push_back(process);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "host/loop/watch.h"
 #include "host/result.h"
 #include "service/process/processes.h"
 #include "service/run/recorder.h"
@@ -33,7 +34,7 @@ class Runner {
   Runner(Recorder &recorder, const Options &options);
   ~Runner();
 
-  // Adds a run whose intent is stored. start_waiting() starts those whose turn it is.
+  // Adds a run whose intent is stored. start_waiting() starts those whose turn it is, or none while memory is short.
   void add(const sch_schedule_entry &entry, RunTicket ticket);
   void start_waiting();
 
@@ -57,6 +58,7 @@ class Runner {
 
  private:
   void start(Waiting waiting);
+  void start_later();
   void processes_ended(uint32_t owner_tag);
   void ended(uint64_t number);
   void end_unstarted(Waiting waiting, Reason reason, const std::string &remark);
@@ -68,6 +70,7 @@ class Runner {
   std::map<uint64_t, std::unique_ptr<Run>> runs_;  // by number
   size_t unrecorded_ = 0;                          // of these, without processes but with an outcome not stored yet
   bool starting_ = false;
+  host::Watch again_;
 };
 
 }  // namespace service

@@ -10,6 +10,7 @@
 #include "platform/errors.h"
 #include "service/calendar/clock_step.h"
 #include "service/clock.h"
+#include "service/memory_reserve.h"
 #include "service/run/due.h"
 #include "service/run/history.h"
 #include "service/run/run_record.h"
@@ -87,8 +88,10 @@ void Scheduler::check_after_ms(unsigned milliseconds) {
   });
 }
 
-// If memory runs out, the due times are not taken, and are looked for again a little later.
+// If memory runs out, the due times are not taken, and are looked for again a little later. While memory is short, what
+// there is belongs to the runs under way.
 void Scheduler::check() {
+  if (memory_is_short()) return check_after_ms(retry_ms);
   const auto look = [this] {
     take_due();
     runner_.start_waiting();

@@ -236,9 +236,7 @@ std::optional<uint32_t> World::control(control::Operation operation, const std::
 bool World::settle() {
   answers();
   for (unsigned round = 0; client_ && round < rounds_; round++) {
-    const auto all = see_history(*client_, "");
-    if (!all) return false;
-    bool quiet = std::ranges::none_of(*all, is_under_way);
+    bool quiet = true;
     for (const char *schedule : {"A", "B"}) {
       const auto runs = see_history(*client_, schedule);
       if (!runs) return false;
@@ -248,7 +246,9 @@ bool World::settle() {
                           return run.due + (std::max<time_t>(run.missed, 1) - 1) * 60 == minute;
                         }));
     }
-    if (quiet) return true;
+    const auto all = see_history(*client_, "");  // last: what is due is taken together
+    if (!all) return false;
+    if (quiet && std::ranges::none_of(*all, is_under_way)) return true;
     usleep(std::min(1000u << std::min(round, 10u), longest_pause_us));
   }
   return false;

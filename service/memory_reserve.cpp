@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/memory_reserve.h"
+
+#include <sys/mman.h>
+
+#include <cstddef>
+#include <new>
+
+namespace service {
+namespace {
+
+// Address space alone, which costs nothing until it is given: some outputs of runs, and a request or two.
+constexpr size_t reserve_bytes = size_t{4} << 20;
+
+void *reserve = nullptr;  // null: there is none, or it was given away
+bool is_kept = false;
+
+bool take() {
+  void *const memory = mmap(nullptr, reserve_bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (memory == MAP_FAILED) return false;
+  reserve = memory;
+  return true;
+}
+
+// Whoever lacked memory tries again after it.
+void give() {
+  if (reserve == nullptr) throw std::bad_alloc();
+  munmap(reserve, reserve_bytes);
+  reserve = nullptr;
+}
+
+}  // namespace
+
+void keep_memory_reserve() {
+  is_kept = true;
+  if (take()) std::set_new_handler(give);
+}
+
+bool memory_is_short() {
+  return is_kept && reserve == nullptr && !take();
+}
+
+}  // namespace service

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+// Each step at which a service writes, syncs or makes a file fails: once, or from then on until the disk is well again.
+// Each due time has exactly one outcome then, with the service that met the fault and with the next one, which finds
+// the configuration on the disk as it was in memory.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "tests/system/oracle/stories.h"
+
+namespace oracle {
+namespace {
+
+struct Fault {
+  const char *name;
+  Action action;
+  uint64_t count;
+};
+constexpr uint64_t until_mended = 1'000'000;
+
+std::string configuration(World &world) {
+  const std::optional<Reply> reply = world.client()->control(control::Operation::running_text, "");
+  return reply && reply->status == 0 ? reply->text() : "the service does not show its configuration";
+}
+
+bool every_step() {
+  return std::getenv("SCHEDCLI_LONG_TESTS") != nullptr;
+}
+
+class FaultOracle : public testing::TestWithParam<std::tuple<Story, Fault>> {};
+
+TEST_P(FaultOracle, every_step_that_fails_leaves_one_outcome_for_each_job_of_each_due_time) {
+  const auto &[story, fault] = GetParam();
+  World world;
+  bool struck = true;
+  uint64_t step = 0;
+  while (struck) {
+    step += every_step() ? 1 : std::max<uint64_t>(step, 1);  // of the first ones most, as there most happens
+    world.have_patience(fault.count == 1);
+    world.arm(fault.action, step, fault.count);
+    story.happen(world);
+    struck = world.struck();
+    world.disarm();
+    world.have_patience(true);
+    Complaints complaints = world.judge();
+    ASSERT_TRUE(complaints.empty()) << "with step " << step << " failed:\n" << text_of(complaints);
+    const std::string before = configuration(world);
+    complaints = world.judge_anew();
+    ASSERT_TRUE(complaints.empty()) << "after step " << step << " failed and a restart:\n" << text_of(complaints);
+    ASSERT_EQ(configuration(world), before) << "after step " << step << " failed and a restart";
+  }
+  EXPECT_GT(step, 3u);
+  RecordProperty("steps", static_cast<int>(step));
+}
+
+std::vector<Story> stories_of_a_living_service() {
+  std::vector<Story> found;
+  for (const Story &story : stories())
+    if (!story.of_start && std::string(story.name) != "stop") found.push_back(story);
+  return found;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , FaultOracle,
+    testing::Combine(testing::ValuesIn(stories_of_a_living_service()),
+                     testing::Values(Fault{"broken_disk", Action::fail_io, 1}, Fault{"cut_write", Action::fail_cut, 1},
+                                     Fault{"full_disk", Action::fail_full, until_mended})),
+    [](const auto &each) { return std::string(std::get<0>(each.param).name) + "_" + std::get<1>(each.param).name; });
+
+}  // namespace
+}  // namespace oracle
