@@ -38,6 +38,23 @@ void schedules_change(World &world) {
   world.settle();
 }
 
+void names_and_addresses_change(World &world) {
+  world.config(SCH_OP_CREATE_SCHEDULE, named("other"));
+  sch_schedule_email_request address = {};
+  address.operation = SCH_EMAIL_ADD;
+  std::string("other").copy(address.schedule, sizeof address.schedule - 1);
+  std::string("root@localhost").copy(address.address, sizeof address.address - 1);
+  world.config(SCH_OP_SCHEDULE_EMAIL, bytes_of(address));
+  world.to_next_minute();
+  const std::string names = std::string("other") + '\0' + "another";
+  world.control(control::Operation::rename, bytes_of(control::ObjectKind::schedule) + names);
+  for (const char *name : {"other", "another"}) {
+    world.control(control::Operation::disable_schedule, name);
+    world.config(SCH_OP_DELETE_SCHEDULE, named(name, true));
+  }
+  world.settle();
+}
+
 void log_changes(World &world) {
   sch_log_file_request request = {};
   request.size = 64 * SCH_LOG_SIZE_UNIT;
@@ -73,6 +90,7 @@ const std::vector<Story> &stories() {
       {"asked_for_while_due", asked_for_while_due},
       {"jobs_change", jobs_change},
       {"schedules_change", schedules_change},
+      {"names_and_addresses_change", names_and_addresses_change},
       {"log_changes", log_changes},
       {"configuration_is_saved", configuration_is_saved},
       {"start", starts, true},
