@@ -18,7 +18,7 @@ constexpr host::ErrorText error_texts[] = {
     {err_already_assigned, "the job is assigned to the schedule already"},
     {err_not_assigned, "the job is not assigned to the schedule"},
     {err_too_many_schedules,
-     "the limit of schedules of all users (10000 unless configured) is reached; delete one, or ask the administrator "
+     "the limit of schedules of all users (10000 unless configured) is reached; delete one, or ask the administrator  "
      "to "
      "raise 'schedules'"},
     {err_too_many_own_schedules,
@@ -37,19 +37,18 @@ constexpr host::ErrorText error_texts[] = {
      "this user is in no group that may configure the scheduler; ask the administrator, who sets 'allow-groups'"},
     {err_no_jobs, "no job is assigned to the schedule"},
     {err_no_history_of_run, "no such run in the history of the schedules that you may see"},
-    {err_no_output_of_run, "the job log has no output of such a run of yours, or has it no more"},
+    {err_no_output_of_run, "the job log has no output of such a run of yours, or no longer has it"},
     {err_standby,
      "the scheduler service is in standby and runs nothing; ask the active one, or have this one take over by "
-     "'scheduler "
-     "take-over'"},
+     "'scheduler take-over'"},
     {err_active, "the scheduler service is active already"},
     {err_control_character,
-     "the text has a control character other than tab and line end, or one that hides or turns what stands beside it"},
+     "the text has a control character other than tab and newline, or one that hides text or changes its direction"},
     {err_log_too_large, "the log may not be larger than the 16384 KB that 'log-size' allows unless configured"},
     {err_bad_configuration, "the configuration cannot be used, so nothing was changed"},
     {err_changed_since, "the configuration has changed since it was read, so nothing was changed now"},
     {err_unconfirmed,
-     "a configuration waits for its confirmation; give 'configure confirm', or wait until it is taken back"},
+     "a configuration waits for its confirmation; give 'configure confirm', or wait until it is rolled back"},
     {err_nothing_to_confirm, "no configuration waits for a confirmation"},
     {err_no_such_configuration, "no such configuration is kept; see 'show configuration history'"},
     {err_no_startup, "no startup configuration has been saved"},

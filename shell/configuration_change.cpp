@@ -54,7 +54,7 @@ int tell(Session &session, const WantedChange &change, const std::string &origin
     return static_cast<int>(outcome.status);
   }
   if (outcome.order_not_taken_over)
-    complain({}, "note: a run is under way, so that what is new comes behind the rest; give it again later");
+    complain({}, "note: a run is under way, so new jobs and schedules come last; give the command again later");
   session.note_configuration(change.mode == ChangeMode::apply ? outcome.after : outcome.before);
   if (change.shows_difference) show(configuration_diff(outcome.before, outcome.after));
   return change.mode == ChangeMode::check && outcome.before != outcome.after ? differs_status : 0;

@@ -34,7 +34,7 @@ int write_own_file(const std::string &path, const std::function<int(FILE *)> &wr
   if (descriptor < 0) return failed(path, "cannot be written");
   if (!is_ones_own_file(descriptor)) {
     close(descriptor);
-    std::fprintf(stderr, "Error: %s: is there and no plain file of your own; name another\n", path.c_str());
+    std::fprintf(stderr, "Error: %s: exists and is not a regular file of your own; name another\n", path.c_str());
     return failure_status;
   }
   FILE *file = ftruncate(descriptor, 0) == 0 ? fdopen(descriptor, "w") : nullptr;

@@ -125,18 +125,18 @@ void append_keys(std::string *file, const std::vector<Key> &keys) {
 std::vector<Key> keys_of(Settings &s) {
   return {
       {"service", "zone", TextField{&s.zone, "a time zone's name, such as Europe/Berlin", is_zone},
-       "The zone of all wall-clock times; empty: that of TZ, else the machine's."},
+       "The zone of all wall-clock times; empty: the one of TZ, otherwise the machine's."},
       {"service", "interpreter", TextField{&s.interpreter, "the whole path of a program", is_program},
-       "What runs the jobs' text."},
+       "The program that interprets the jobs' texts."},
       {"service", "start-as", choice(&s.start_as, {"active", "standby"}),
        "Whether the service runs what is due, or keeps its stores and runs nothing until it is told to take over.",
        true},
       {"service", "boot-from", choice(&s.boot_from, {"running", "startup"}),
-       "What a boot begins with: the configuration that was in use, or, as on a switch, the one saved by 'copy "
+       "The configuration that a boot begins with: the one that was in use, or, as on a switch, the one saved by 'copy "
        "running-config startup-config'.",
        true},
       {"service", "store-limit", NumberField{&s.store_limit_mib, 1, 1024, "MiB"},
-       "The most that each store's file may take.", true},
+       "The largest size of each store's file.", true},
 
       {"limits", "schedules", NumberField{&s.max_schedules, 1, 100000, ""}, "Schedules of all users together."},
       {"limits", "schedules-per-user", NumberField{&s.max_schedules_per_user, 1, 100000, ""}, "Schedules of one user."},
@@ -150,13 +150,13 @@ std::vector<Key> keys_of(Settings &s) {
       {"runs", "parallel-per-user", NumberField{&s.max_parallel_per_user, 1, 1000, ""},
        "Schedules of one user that run at once; others wait, and users take turns."},
       {"runs", "missed", choice(&s.missed, {"skip", "run-once"}),
-       "What becomes of due times that passed while the service was down: nothing, or one run for all of them."},
+       "What happens to due times that passed while the service was down: nothing, or one run for all of them."},
       {"runs", "missed-window", NumberField{&s.missed_window_s, 0, 31 * day_s, "seconds"},
-       "A due time further back is not run any more."},
+       "A due time that was missed longer ago is not run any more."},
       {"runs", "late-grace", NumberField{&s.late_grace_s, 1, 3600, "seconds"},
-       "A due time that is found within this is not missed."},
+       "A due time that is late by no more than this is not missed."},
       {"runs", "stop-grace", NumberField{&s.stop_grace_s, 0, 600, "seconds"},
-       "What all runs together have to end in when the service ends."},
+       "The time that all runs together have to end when the service ends."},
 
       {"access", "allow-groups", NamesField{&s.allow_groups},
        "Only members of these groups, and the administrator, may configure; empty: everybody may."},
@@ -168,28 +168,29 @@ std::vector<Key> keys_of(Settings &s) {
        "A file that only the service's user may read, with 'user' and 'password' for the mail server."},
       {"mail", "retry-window", NumberField{&s.mail_retry_window_s, 60, 31 * day_s, "seconds"},
        "How long the service tries to send a message."},
-      {"mail", "queue", NumberField{&s.mail_queue, 1, 100000, "messages"}, "The most that wait to be sent."},
+      {"mail", "queue", NumberField{&s.mail_queue, 1, 100000, "messages"},
+       "The most messages that may wait to be sent."},
   };
 }
 
 std::vector<Key> class_keys_of(ClassSettings &c) {
   return {
-      {default_class, "groups", NamesField{&c.groups}, "Whose members belong to the class; of the default nobody's."},
+      {default_class, "groups", NamesField{&c.groups},
+       "The groups whose members belong to the class; not for the default class."},
       {default_class, "time-limit", NumberField{&c.time_limit_s, 1, 7 * day_s, "seconds"},
-       "A job that takes longer is ended."},
-      {default_class, "grace", NumberField{&c.grace_s, 0, 600, "seconds"},
-       "What a job that is ended has before it is killed."},
+       "A job that takes longer gets SIGTERM."},
+      {default_class, "grace", NumberField{&c.grace_s, 0, 600, "seconds"}, "The time between SIGTERM and SIGKILL."},
       {default_class, "memory", NumberField{&c.memory_mib, least_memory_bytes >> 20, 1 << 24, "MiB", true},
-       "Of a run; 0: no limit."},
+       "Memory of a run; 0: no limit."},
       {default_class, "tasks", NumberField{&c.tasks, 1, 1 << 22, "", true},
        "Processes and threads of a run; 0: no limit."},
       {default_class, "cpu", NumberField{&c.cpu_percent, 1, 100000, "percent of one processor", true},
-       "Of a run, where the kernel's control groups can be used; 0: no limit."},
+       "Processor time of a run, if control groups can be used; 0: no limit."},
       {default_class, "output", NumberField{&c.output_kib, 1, 8 * 1024, "KiB"},
-       "What is kept of a job's output; the rest is counted."},
+       "The output that is kept of a job; the rest is only counted."},
       {default_class, "nice", NumberField{&c.nice, -20, 19, ""}, "The jobs' nice value."},
       {default_class, "leave-daemons", FlagField{&c.leave_daemons},
-       "Leave what a run started and did not wait for alive when it ends."},
+       "Do not kill processes that still run when their job has ended."},
   };
 }
 
@@ -208,12 +209,11 @@ std::optional<std::string> set_value(const Key &key, const std::string &text) {
 
 std::string default_file() {
   std::string file =
-      "# Settings of schedd. 'schedd --check' tells what is wrong in this file; SIGHUP has the service read it again.\n"
-      "# What is commented out shows the default.\n";
+      "# Settings of schedd. 'schedd --check' reports errors in this file; after SIGHUP the service reads it again.\n"
+      "# Values that are commented out are the defaults.\n";
   Settings settings;
   append_keys(&file, keys_of(settings));
-  file +=
-      "\n# A further group [class NAME] begins with the values of this one, and holds for the members of its groups.";
+  file += "\n# A further group [class NAME] is for the members of its groups; what it does not set is as in this one.";
   append_keys(&file, class_keys_of(settings.classes.front()));
   return file;
 }
