@@ -18,9 +18,8 @@ constexpr host::ErrorText error_texts[] = {
     {err_already_assigned, "the job is assigned to the schedule already"},
     {err_not_assigned, "the job is not assigned to the schedule"},
     {err_too_many_schedules,
-     "the limit of schedules of all users (10000 unless configured) is reached; delete one, or ask the administrator  "
-     "to "
-     "raise 'schedules'"},
+     "the limit of schedules of all users (10000 unless configured) is reached; delete one, or ask the administrator "
+     "to raise 'schedules'"},
     {err_too_many_own_schedules,
      "the limit of schedules of one user (1000 unless configured) is reached; delete one, or ask the administrator to "
      "raise 'schedules-per-user'"},

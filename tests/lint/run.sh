@@ -17,6 +17,7 @@ check 'words of the service' python3 tests/lint/words.py
 check 'the check of words' python3 tests/lint/words_test.py
 check 'no circles' python3 tests/lint/circles.py "$build"
 check 'the circle check' python3 tests/lint/circles_test.py
+check 'files that documents name' python3 tests/lint/documents.py
 check 'the header as the manual' python3 tests/library/check_header.py --header include/schedcli.h --platform platform \
   --map schedcli.map --library "$build/libschedcli.so"
 check "other builds than the presets'" python3 tests/lint/builds.py "$build/../other-builds"
