@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "tests/acfg/configuration.h"
+#include "tests/time/time_row.h"
 
 using namespace platform_test;
 
@@ -12,14 +13,7 @@ using ScheduleTypeTest = PlatformTest;
 
 constexpr int32_t start = leap_day;
 
-struct Row {
-  const char *scenario;
-  uint32_t type;
-  int32_t hour, day_of_week, day_of_month, minute, month, year, start_time;
-  const char *text;
-};
-
-const Row rows[] = {
+const TimeRow rows[] = {
     {"one-shot", 1, 10, 0, 29, 0, 1, 128, 0, "  time start 2028:02:29:10:00\n"},
     {"one-shot, one digit each", 1, 1, 0, 2, 3, 0, -1899, 0, "  time start 1:01:02:01:03\n"},
     {"one-shot, sums wrap", 1, 0, 0, 0, 0, INT32_MAX, INT32_MAX, 0, "  time start -2147481749:-2147483648:00:00:00\n"},
@@ -46,12 +40,8 @@ const Row rows[] = {
     {"a type out of range", 0xffffffff, 1, 1, 1, 1, 1, 1, 1, "untouched"},
 };
 
-sch_tminfo record(const Row &row) {
-  return {row.type, row.hour, row.day_of_week, row.day_of_month, row.minute, row.month, row.year, row.start_time, 0};
-}
-
 TEST_F(ScheduleTypeTest, time_lines) {
-  for (const Row &row : rows) {
+  for (const TimeRow &row : rows) {
     const sch_tminfo time = record(row);
     char buffer[128] = "untouched";
     sch_acfg_print_schedule_type(&time, buffer, sizeof buffer);
@@ -61,7 +51,7 @@ TEST_F(ScheduleTypeTest, time_lines) {
 }
 
 TEST_F(ScheduleTypeTest, the_line_is_cut_at_the_size) {
-  for (const Row &row : rows) {
+  for (const TimeRow &row : rows) {
     const sch_tminfo time = record(row);
     char buffer[16] = "0123456789abcde";
     sch_acfg_print_schedule_type(&time, buffer, 0);

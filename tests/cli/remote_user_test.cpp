@@ -129,7 +129,7 @@ std::string wiped_password(const std::string &wiped) {
   return wiped.size() == sizeof(sch_security_user_rec) ? wiped.c_str() + offsetof(sch_security_user_rec, password) : "";
 }
 
-TEST_F(RemoteUser, clear_text_and_records_are_wiped_on_every_road) {
+TEST_F(RemoteUser, clear_text_and_records_are_wiped_on_every_path) {
   make_remote("sealed");
   for (bool accepts : {true, false}) {
     fake.aaa_words[1] = accepts ? 1 : 0;

@@ -23,15 +23,6 @@ struct ConfigurationAnswer {
   std::string problems, before, after;
 };
 
-template <typename Record>
-Bytes bytes_with(const Record &record, std::string_view text = {}) {
-  Bytes payload(sizeof record);
-  std::memcpy(payload.data(), &record, sizeof record);
-  const Bytes behind = bytes(text);
-  payload.insert(payload.end(), behind.begin(), behind.end());
-  return payload;
-}
-
 inline std::string text_in(const host::Answer &answer) {
   if (!answer.reply) return {};
   return {reinterpret_cast<const char *>(answer.reply->data()), answer.reply->size()};
@@ -57,7 +48,7 @@ inline ConfigurationAnswer order(World &world, const control::ConfigurationOrder
   using namespace std::string_literals;
   control::use_error_texts();
   const host::Answer answer =
-      ask(world, control::Operation::apply_configuration, bytes_with(order, "a test\0configure replace"s), caller);
+      ask(world, control::Operation::apply_configuration, query(order, "a test\0configure replace"s), caller);
   if (answer.status != 0) return {answer.status, 0, "", "", ""};
   const std::string reply = text_in(answer);
   control::ConfigurationReply fixed = {};
@@ -80,7 +71,7 @@ bool survives(Work work) {
 }
 
 inline uint32_t put(World &world, const std::string &text, const host::Caller &caller = root()) {
-  const host::Answer answer = ask(world, control::Operation::put_configuration, bytes_with(uint32_t{0}, text), caller);
+  const host::Answer answer = ask(world, control::Operation::put_configuration, query(uint32_t{0}, text), caller);
   uint32_t id = 0;
   if (answer.reply) std::memcpy(&id, answer.reply->data(), sizeof id);
   return id;

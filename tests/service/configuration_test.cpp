@@ -191,7 +191,7 @@ TEST(History, keeps_twenty_with_who_made_them) {
   EXPECT_THAT(table, HasSubstr("26 "));
   EXPECT_THAT(table, HasSubstr("root"));
   EXPECT_THAT(table, HasSubstr("a test"));
-  EXPECT_EQ(ask(world, control::Operation::configuration_entry, bytes_with(uint32_t{6})).status,
+  EXPECT_EQ(ask(world, control::Operation::configuration_entry, query(uint32_t{6})).status,
             control::err_no_such_configuration);
 }
 
@@ -209,7 +209,7 @@ TEST(History, keeps_what_commands_made_before_it_is_replaced) {
   ASSERT_EQ(replace(world, two_jobs).status, 0u);
   ASSERT_EQ(create_job(world, "by-hand", "x\n"), 0u);
   ASSERT_EQ(replace(world, two_jobs).status, 0u);
-  EXPECT_THAT(text_in(ask(world, control::Operation::configuration_entry, bytes_with(uint32_t{3}))),
+  EXPECT_THAT(text_in(ask(world, control::Operation::configuration_entry, query(uint32_t{3}))),
               HasSubstr("scheduler job name by-hand\n"));
 }
 

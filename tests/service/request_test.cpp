@@ -98,9 +98,7 @@ TEST(Requests, a_new_job_in_a_used_slot_inherits_no_history) {
   World world;
   ASSERT_EQ(create_job(world, "a", "exit 3\n"), 0u);
   ASSERT_EQ(create_schedule(world, "s", {"a"}, daily(12, 1)), 0u);
-  set_clock(noon + 60);
-  world.parts->scheduler.check();
-  world.run_to_the_end();
+  due_now(world, noon + 60);
   ASSERT_NE(sch_job_list[0].status_list, nullptr);
   ASSERT_EQ(job(world, SCH_OP_DELETE_JOB, "a"), 0u);
   ASSERT_EQ(create_job(world, "b", ""), 0u);
@@ -114,9 +112,7 @@ TEST(Requests, a_new_schedule_of_an_old_name_inherits_no_history) {
   World world;
   ASSERT_EQ(create_job(world, "a", "exit 3\n"), 0u);
   ASSERT_EQ(create_schedule(world, "s", {"a"}, daily(12, 1)), 0u);
-  set_clock(noon + 60);
-  world.parts->scheduler.check();
-  world.run_to_the_end();
+  due_now(world, noon + 60);
   ASSERT_EQ(world.send(root(), config, SCH_OP_DELETE_SCHEDULE, schedule_payload("s")).status, 0u);
   ASSERT_EQ(create_schedule(world, "s", {"a"}, daily(12, 1)), 0u);
   EXPECT_EQ(sch_job_list[0].status_list, nullptr);

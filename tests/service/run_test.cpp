@@ -16,12 +16,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
 
-void due_now(World &world, time_t now) {
-  set_clock(now);
-  world.parts->scheduler.check();
-  world.run_to_the_end();
-}
-
 TEST(Run, jobs_run_in_ascending_id_each_with_its_outcome) {
   World world;
   for (const char *name : {"first", "second", "third"})

@@ -110,4 +110,11 @@ int stored_records(pss_handle store);
 // Everything that a restart must find again, as text: to compare.
 std::string configuration();
 
+// Sets the clock, takes what is due, and waits for the end of the runs.
+inline void due_now(World &world, time_t now) {
+  set_clock(now);
+  world.parts->scheduler.check();
+  world.run_to_the_end();
+}
+
 }  // namespace service_test

@@ -2,6 +2,7 @@
 #include <climits>
 
 #include "tests/show/replies.h"
+#include "tests/time/time_row.h"
 
 using namespace platform_test;
 using namespace show_test;
@@ -12,18 +13,7 @@ using ConfigTimeTest = PlatformTest;
 
 constexpr int32_t start = leap_day;
 
-struct Row {
-  const char *scenario;
-  uint32_t type;
-  int32_t hour, day_of_week, day_of_month, minute, month, year, start_time;
-  const char *text;
-};
-
-sch_tminfo record(const Row &row) {
-  return {row.type, row.hour, row.day_of_week, row.day_of_month, row.minute, row.month, row.year, row.start_time, 0};
-}
-
-const Row rows[] = {
+const TimeRow rows[] = {
     {"one-shot", 1, 10, 0, 29, 0, 1, 128, 0, "time start 2028:02:29:10:00\n"},
     {"one-shot, one digit each", 1, 1, 0, 2, 3, 0, -1899, 0, "time start 1:01:02:01:03\n"},
     {"one-shot, sums wrap", 1, 0, 0, 0, 0, INT32_MAX, INT32_MAX, 0, "time start -2147481749:-2147483648:00:00:00\n"},
@@ -56,7 +46,7 @@ const Row rows[] = {
 };
 
 TEST_F(ConfigTimeTest, time_lines_on_standard_output) {
-  for (const Row &row : rows) {
+  for (const TimeRow &row : rows) {
     const sch_tminfo time = record(row);
     EXPECT_EQ(printed([&] { print_config_schedule_type(&time, nullptr); }), row.text) << row.scenario;
   }

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# demo.sh BUILD: one job's whole road. Exits non-zero when any of what it shows did not happen.
+# demo.sh BUILD: one job from its definition to its outcome. Exits non-zero when any of what it shows did not happen.
 set -euo pipefail
 build=$1
 here=$(dirname "$0")

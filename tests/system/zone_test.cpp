@@ -18,13 +18,13 @@ namespace {
 constexpr time_t winter_noon = 1800010800;  // 2027-01-15 12:00:00 +01:00
 constexpr time_t summer_noon = 1814436000;  // 2027-07-01 12:00:00 +02:00
 
-class ZoneRoad : public testing::Test {
+class ZoneEndToEnd : public testing::Test {
  protected:
-  ZoneRoad() {
+  ZoneEndToEnd() {
     setenv("SCHEDCLI_TEST_CLOCK", (directory_.path() + "/clock").c_str(), 1);
     clock_.set(winter_noon);
   }
-  ~ZoneRoad() override { unsetenv("TZ"); }
+  ~ZoneEndToEnd() override { unsetenv("TZ"); }
 
   void start_in(const std::string &zone) {
     service_.environment("TZ=" + zone);
@@ -71,20 +71,20 @@ class ZoneRoad : public testing::Test {
   ServiceProcess service_{state_, {}, SCHEDD_MOVED_CLOCK_PATH};
 };
 
-TEST_F(ZoneRoad, one_shot_typed_in_winter_for_summer) {
+TEST_F(ZoneEndToEnd, one_shot_typed_in_winter_for_summer) {
   start_in("Europe/Berlin");
   expect_shown_by_both("time start 2027:7:1:12:00", "Run once on Thu Jul  1 12:00:00 2027\n");
   clock_.set(summer_noon - 3600);
   expect_shown_by_both("time start 2027:7:1:12:00", "Run once on Thu Jul  1 12:00:00 2027\n");
 }
 
-TEST_F(ZoneRoad, relative_times_count_from_the_services_clock) {
+TEST_F(ZoneEndToEnd, relative_times_count_from_the_services_clock) {
   clock_.set(summer_noon);
   start_in("Europe/Berlin");
   expect_shown_by_both("time start +0:2:30", "Run once on Thu Jul  1 14:30:00 2027\n");
 }
 
-TEST_F(ZoneRoad, start_typed_in_winter_for_summer_is_shown_the_same_all_year) {
+TEST_F(ZoneEndToEnd, start_typed_in_winter_for_summer_is_shown_the_same_all_year) {
   start_in("Europe/Berlin");
   expect_shown_by_both("time start 2027:7:1:12:00 repeat 1:0:0", "Start Time          : Thu Jul  1 12:00:00 2027\n");
   const std::string text = shell("Europe/Berlin", {"show running-config"});
@@ -96,7 +96,7 @@ TEST_F(ZoneRoad, start_typed_in_winter_for_summer_is_shown_the_same_all_year) {
   EXPECT_EQ(shell("Europe/Berlin", {"show running-config"}), text);
 }
 
-TEST_F(ZoneRoad, a_configuration_replays_to_the_same_times_in_another_season_and_zone) {
+TEST_F(ZoneEndToEnd, a_configuration_replays_to_the_same_times_in_another_season_and_zone) {
   start_in("Europe/Berlin");
   ASSERT_EQ(set_time("Europe/Berlin", "a", "time start 2027:7:1:12:00 repeat 1:0:0"), "");
   ASSERT_EQ(set_time("Europe/Berlin", "b", "time start 2027:12:24:18:00"), "");
@@ -115,7 +115,7 @@ TEST_F(ZoneRoad, a_configuration_replays_to_the_same_times_in_another_season_and
   }
 }
 
-TEST_F(ZoneRoad, what_has_passed_in_summer_is_refused) {
+TEST_F(ZoneEndToEnd, what_has_passed_in_summer_is_refused) {
   clock_.set(summer_noon);
   start_in("Europe/Berlin");
   for (const char *zone : {"Asia/Tokyo", "Europe/Berlin"}) {
@@ -129,7 +129,7 @@ TEST_F(ZoneRoad, what_has_passed_in_summer_is_refused) {
   }
 }
 
-TEST_F(ZoneRoad, the_last_run_and_the_log_show_the_wall_clock_of_that_moment) {
+TEST_F(ZoneEndToEnd, the_last_run_and_the_log_show_the_wall_clock_of_that_moment) {
   start_in("Europe/Berlin");
   ASSERT_EQ(shell("Asia/Tokyo", {"configure terminal", "scheduler job name zone", "echo zone $TZ", "end-job",
                                  "scheduler schedule name s", "job name zone", "time daily 12:30"}),
@@ -150,14 +150,14 @@ TEST_F(ZoneRoad, the_last_run_and_the_log_show_the_wall_clock_of_that_moment) {
   }
 }
 
-TEST_F(ZoneRoad, a_zone_that_does_not_exist_ends_the_start_with_its_name) {
+TEST_F(ZoneEndToEnd, a_zone_that_does_not_exist_ends_the_start_with_its_name) {
   service_.environment("TZ=Europe/Atlantis");
   EXPECT_FALSE(service_.start());
   EXPECT_NE(service_.errors().find("Europe/Atlantis"), std::string::npos) << service_.errors();
   EXPECT_NE(service_.errors().find("TZ"), std::string::npos);
 }
 
-TEST_F(ZoneRoad, a_zone_file_that_is_replaced_is_followed_while_the_service_runs) {
+TEST_F(ZoneEndToEnd, a_zone_file_that_is_replaced_is_followed_while_the_service_runs) {
   namespace fs = std::filesystem;
   const fs::path file = fs::path(directory_.path()) / "localtime", next = file.string() + ".new";
   fs::copy_file("/usr/share/zoneinfo/Europe/Berlin", file);
@@ -173,7 +173,7 @@ TEST_F(ZoneRoad, a_zone_file_that_is_replaced_is_followed_while_the_service_runs
   EXPECT_NE(text.find("Start Time          : Thu Jul  1 19:00:00 2027\n"), std::string::npos) << text;
 }
 
-TEST_F(ZoneRoad, without_a_service_the_shell_keeps_to_its_own_zone) {
+TEST_F(ZoneEndToEnd, without_a_service_the_shell_keeps_to_its_own_zone) {
   EXPECT_NE(set_time("Europe/Berlin", "s", "time daily 12:00"), "");
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// One job's whole road on the real programs: configured by the shell, run by the service when it is due, read in the
-// job log, still there after a restart. The service's clock is moved to the due minute.
+// One job from its definition to its outcome on the real programs: configured by the shell, run by the service when it
+// is due, read in the job log, still there after a restart. The service's clock is moved to the due minute.
 #include <gtest/gtest.h>
 #include <chrono>
 #include <ctime>
@@ -36,9 +36,9 @@ size_t count(const std::string &text, const std::string &what) {
   return found;
 }
 
-class Road : public testing::Test {
+class EndToEnd : public testing::Test {
  protected:
-  Road() {
+  EndToEnd() {
     service_.environment("SCHEDCLI_TEST_CLOCK=" + directory_.path() + "/clock");
     EXPECT_TRUE(service_.start()) << service_.errors();
   }
@@ -63,7 +63,7 @@ class Road : public testing::Test {
   ServiceProcess service_{state_, {}, SCHEDD_MOVED_CLOCK_PATH};
 };
 
-TEST_F(Road, configured_jobs_run_when_due_and_everything_is_there_after_a_restart) {
+TEST_F(EndToEnd, configured_jobs_run_when_due_and_everything_is_there_after_a_restart) {
   // Two minutes, so that the configuration cannot come too late however slow the machine is at it.
   const time_t due = time(nullptr) / 60 * 60 + 120;
   int status = -1;
@@ -91,7 +91,7 @@ TEST_F(Road, configured_jobs_run_when_due_and_everything_is_there_after_a_restar
   EXPECT_EQ(shell("show scheduler logfile"), log);
 }
 
-TEST_F(Road, a_due_time_that_the_service_did_not_live_to_see_is_recorded_as_missed) {
+TEST_F(EndToEnd, a_due_time_that_the_service_did_not_live_to_see_is_recorded_as_missed) {
   const time_t due = time(nullptr) / 60 * 60 + 120;
   int status = -1;
   const std::string said = run_shell(state_, {}, &status, configuration(due, 2));
