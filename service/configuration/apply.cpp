@@ -14,8 +14,8 @@
 #include "service/configuration/in_use.h"
 #include "service/configuration/stored_passwords.h"
 #include "service/joblog/joblog.h"
+#include "service/request/feature.h"
 #include "service/request/logging_level.h"
-#include "service/run/due.h"
 #include "service/run/scheduler.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
@@ -113,22 +113,6 @@ void change_transport(ConfigChange &change, const GlobalSettings &now, const Glo
   change.require(sch_save_email_smtpserver_conf_to_pss(pss_running, &email_transport_conf));
 }
 
-// Due times that passed while the feature was disabled are neither run nor recorded as missed.
-void change_feature(ConfigChange &change, const GlobalSettings &wanted, time_t now) {
-  const bool enabled = wanted.feature.value_or(scheduler_enabled != 0);
-  if (enabled == (scheduler_enabled != 0)) return;
-  const sch_config_key key = {SCH_CONFIG_ENABLE, 0, {}};
-  change.undo([before = scheduler_enabled] { scheduler_enabled = before; });
-  scheduler_enabled = enabled ? 1 : 0;
-  change.require(sch_save_condition_entry_to_pss(pss_running, &key, scheduler_enabled));
-  if (!enabled) return;
-  for_each_schedule([&](sch_schedule_entry &entry) {
-    if (state_of(*entry.rec).next_due == 0) return;
-    arm(entry, now);
-    change.save(entry);
-  });
-}
-
 bool change_logging_level(int32_t level) {
   if (logging_level(debug_pss_running) == level) return true;
   if (store_logging_level(debug_pss_running, level) != 0) return false;
@@ -161,7 +145,7 @@ host::Result<Applied> apply_configuration(
   const time_t moment = wall_clock();
   change_transport(change, now, wanted);
   database.take_place(change, moment);
-  change_feature(change, wanted, moment);
+  if (wanted.feature && *wanted.feature != (scheduler_enabled != 0)) change_feature(change, *wanted.feature, moment);
   log.save(change);
   Configuration after = configuration_in_use();
   after.settings.log_kilobytes = wanted.log_kilobytes;

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/control.h"
-#include "service/clock.h"
 
 #include <syslog.h>
 
@@ -15,8 +14,10 @@
 #include "host/security/security.h"
 #include "host/status.h"
 #include "service/calendar/service_zone.h"
+#include "service/clock.h"
 #include "service/request/answer.h"
 #include "service/request/configuration.h"
+#include "service/request/feature.h"
 #include "service/request/logging_level.h"
 #include "service/request/names.h"
 #include "service/request/overview.h"
@@ -28,7 +29,6 @@
 #include "service/request/show_runs.h"
 #include "service/request/show_upcoming.h"
 #include "service/request/status.h"
-#include "service/run/due.h"
 #include "service/run/runner.h"
 #include "service/state/change.h"
 #include "service/state/schedule_state.h"
@@ -44,24 +44,10 @@ host::Answer text_reply(const std::string &text) {
   return with_reply(std::move(reply));
 }
 
-// Due times that passed while the feature was disabled are neither run nor recorded as missed.
-void arm_all(ConfigChange &change, time_t now) {
-  for_each_schedule([&](sch_schedule_entry &entry) {
-    if (state_of(*entry.rec).next_due == 0) return;
-    change.modify(entry);
-    arm(entry, now);
-    change.save(entry);
-  });
-}
-
 uint32_t set_feature(bool enable) {
   if ((scheduler_enabled != 0) == enable) return enable ? host::err_feature_enabled : host::err_feature_disabled;
-  const sch_config_key key = {SCH_CONFIG_ENABLE, 0, {}};
   ConfigChange change;
-  change.undo([before = scheduler_enabled] { scheduler_enabled = before; });
-  scheduler_enabled = enable ? 1 : 0;
-  change.require(sch_save_condition_entry_to_pss(pss_running, &key, scheduler_enabled));
-  if (enable) arm_all(change, wall_clock());
+  change_feature(change, enable, wall_clock());
   return change.commit();
 }
 
