@@ -14,9 +14,9 @@ constexpr size_t users_max = 1024;  // then the cache is emptied
 }  // namespace
 
 // One for each waiting request. They share the authentication's descriptor, which becomes readable for all of them.
-class Accounts::Later : public host::PendingAnswer {
+class Accounts::WaitingRequest : public host::PendingAnswer {
  public:
-  Later(Accounts &accounts, std::string user, std::shared_ptr<Question> question, Then then)
+  WaitingRequest(Accounts &accounts, std::string user, std::shared_ptr<Question> question, Then then)
       : accounts_(accounts), user_(std::move(user)), question_(std::move(question)), then_(std::move(then)) {
     descriptor = question_->asked->descriptor;
     deadline_ms = question_->asked->deadline_ms;
@@ -65,7 +65,7 @@ host::Answer Accounts::if_usable(const std::string &user, Clock::time_point now,
     open_[user] = question;
   }
   host::Answer answer;
-  answer.pending = std::make_shared<Later>(*this, user, std::move(question), then);
+  answer.pending = std::make_shared<WaitingRequest>(*this, user, std::move(question), then);
   return answer;
 }
 

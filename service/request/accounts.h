@@ -38,7 +38,7 @@ class Accounts {
     uint32_t status;
     Clock::time_point until;
   };
-  class Later;
+  class WaitingRequest;
 
   std::optional<uint32_t> known(const std::string &user, Clock::time_point now);
   uint32_t take(const std::string &user, Question &question);
