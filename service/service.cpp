@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/service.h"
-#include "service/clock.h"
 
 #include <signal.h>
 #include <sys/signalfd.h>
@@ -16,6 +15,7 @@
 #include "platform/syslog.h"
 #include "schedcli.h"
 #include "service/calendar/service_zone.h"
+#include "service/clock.h"
 #include "service/config/reload.h"
 #include "service/footprint.h"
 #include "service/notify.h"

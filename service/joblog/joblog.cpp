@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/joblog/joblog.h"
-#include "service/clock.h"
 
 #include <unistd.h>
 
@@ -14,6 +13,7 @@
 #include "host/files/whole_file.h"
 #include "host/status.h"
 #include "host/text_field.h"
+#include "service/clock.h"
 #include "service/limits.h"
 
 namespace service {

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/decode.h"
-#include "service/clock.h"
 
 #include <arpa/inet.h>
 
@@ -14,6 +13,7 @@
 #include "host/text_field.h"
 #include "host/visible.h"
 #include "service/calendar/service_zone.h"
+#include "service/clock.h"
 #include "service/limits.h"
 #include "service/request/shell_time.h"
 

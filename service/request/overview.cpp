@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/overview.h"
-#include "service/clock.h"
 
 #include <cstdio>
 #include <ctime>
 #include <map>
 
+#include "service/clock.h"
 #include "service/request/answer.h"
 #include "service/request/ownership.h"
 #include "service/request/payload.h"
@@ -54,7 +54,7 @@ std::string last_cell(const sch_schedule_entry &entry, const UnderWay &under_way
 }
 
 TextTable::Row row_of(const sch_schedule_entry &entry, const UnderWay &under_way, time_t now) {
-  const uint32_t due = state_of(*entry.rec).next_due;
+  const uint32_t due = next_due(entry);
   const bool is_due = due != 0 && is_enabled(*entry.rec);
   return {
       name_of(*entry.key),         is_due ? shown_moment(due) : "-",      is_due ? shown_wait(int64_t{due} - now) : "-",
@@ -80,7 +80,7 @@ std::string beginning_of(const sch_tminfo &time) {
 std::string next_due_of(const sch_schedule_entry &entry, time_t now) {
   if (entry.rec->time.type == SCH_SCHEDULE_NONE) return "never due";
   if (!is_enabled(*entry.rec)) return "disabled, so not due";
-  const uint32_t due = state_of(*entry.rec).next_due;
+  const uint32_t due = next_due(entry);
   return due == 0 ? "not due any more" : "next due " + shown_moment(due) + ", in " + shown_wait(int64_t{due} - now);
 }
 

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/show.h"
-#include "service/clock.h"
 
 #include <algorithm>
 #include <cstring>
@@ -9,6 +8,7 @@
 
 #include "host/text_field.h"
 #include "service/calendar/service_zone.h"
+#include "service/clock.h"
 #include "service/request/answer.h"
 #include "service/request/shell_time.h"
 #include "service/run/outcome.h"

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/request/show_upcoming.h"
-#include "service/clock.h"
 
 #include <algorithm>
 #include <ctime>
@@ -10,6 +9,7 @@
 #include "host/status.h"
 #include "host/text_field.h"
 #include "host/visible.h"
+#include "service/clock.h"
 #include "service/request/answer.h"
 #include "service/request/ownership.h"
 #include "service/request/payload.h"
@@ -38,7 +38,7 @@ bool sooner(const Upcoming &left, const Upcoming &right) {
 std::vector<Upcoming> soonest(const Call &call, size_t count) {
   std::vector<Upcoming> all;
   for (const sch_schedule_entry *entry : own_schedules(call)) {
-    const uint32_t due = state_of(*entry->rec).next_due;
+    const uint32_t due = next_due(*entry);
     if (due != 0 || !is_enabled(*entry->rec)) all.push_back({entry, due});
   }
   const size_t kept = std::min(count, all.size());

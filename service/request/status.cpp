@@ -61,7 +61,7 @@ void add_share(Lines *lines, uint32_t tag, const Share &share) {
 
 std::string due_text(const sch_schedule_entry *entry) {
   if (entry == nullptr) return "none";
-  return time_text(state_of(*entry->rec).next_due) + ", schedule " + name_of(*entry->key);
+  return time_text(next_due(*entry)) + ", schedule " + name_of(*entry->key);
 }
 
 const sch_schedule_entry *first_due() {
@@ -74,7 +74,7 @@ const sch_schedule_entry *first_due(uint32_t tag) {
   const sch_schedule_entry *first = nullptr;
   for (const sch_schedule_entry *entry = schedule_after(-1, tag); entry != nullptr;
        entry = schedule_after(schedule_number(*entry->rec), tag)) {
-    const uint32_t due = state_of(*entry->rec).next_due;
+    const uint32_t due = next_due(*entry);
     if (due != 0 && (first == nullptr || due < state_of(*first->rec).next_due)) first = entry;
   }
   return first;

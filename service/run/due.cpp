@@ -65,7 +65,7 @@ bool arm(sch_schedule_entry &entry, time_t now) {
 }
 
 void arm_next(sch_schedule_entry &entry, time_t now) {
-  set_next_due(entry, taken_and_next(*entry.rec, state_of(*entry.rec).next_due, now));
+  set_next_due(entry, taken_and_next(*entry.rec, next_due(entry), now));
 }
 
 std::vector<uint32_t> coming_dues(const sch_schedule_entry &entry, size_t count) {
@@ -78,11 +78,11 @@ std::vector<uint32_t> coming_dues(const sch_schedule_entry &entry, size_t count)
 
 void arm_anew(sch_schedule_entry &entry, time_t now) {
   forget_what_lies_ahead(*entry.rec, now);
-  if (state_of(*entry.rec).next_due != 0) arm(entry, now);
+  if (next_due(entry) != 0) arm(entry, now);
 }
 
 bool arm_in_zone(sch_schedule_entry &entry, time_t now) {
-  const uint32_t due = state_of(*entry.rec).next_due;
+  const uint32_t due = next_due(entry);
   if (due == 0 || due <= now || counts_elapsed_time(entry.rec->time)) return false;
   // A one-shot time that has passed in the new zone stays due, and is then late or missed, rather than being dropped.
   const uint32_t next = next_after(*entry.rec, entry.rec->time.type == SCH_SCHEDULE_ONESHOT ? 0 : now);
@@ -92,7 +92,7 @@ bool arm_in_zone(sch_schedule_entry &entry, time_t now) {
 
 void arm_after_step(sch_schedule_entry &entry, time_t step, time_t now) {
   sch_tminfo &time = entry.rec->time;
-  const uint32_t due = state_of(*entry.rec).next_due;
+  const uint32_t due = next_due(entry);
   if (due == 0 || !counts_elapsed_time(time)) return;
   if (time.last_run == 0) {  // no slot was taken yet: the start time applies as it is
     arm(entry, now);

@@ -49,10 +49,10 @@ void end(ScheduleState *state, const RunStep &step) {
 void take_effect(const RunStep &step) {
   sch_schedule_entry *entry = schedule_by_serial(step.schedule);
   if (entry == nullptr) return;
-  ScheduleState state = state_of(*entry->rec);
-  if (step.job != 0) job_ended(state);
-  if (step.ends_run) end(&state, step);
-  set_state(*entry, state);
+  change_state(*entry, [&](ScheduleState &state) {
+    if (step.job != 0) job_ended(state);
+    if (step.ends_run) end(&state, step);
+  });
   if (sch_job_entry *slot = job_of(step); slot != nullptr) remember_status(*slot, status_of(step));
 }
 

@@ -45,12 +45,9 @@ void Run::begin(int64_t now_ms) {
     step.outcome.remark = "skipped: the schedule was deleted before its turn came";
     return record(std::move(step), Then::wait);
   }
-  ScheduleState state = state_of(*schedule->rec);
-  started(state, static_cast<time_t>(now_ms / 1000));
-  set_state(*schedule, state);
-  std::string refusal;
-  if (!find_owner(&refusal)) {
-    refuse_user(refusal);
+  change_state(*schedule, [now_ms](ScheduleState &state) { started(state, static_cast<time_t>(now_ms / 1000)); });
+  if (const host::Result<void> found = find_owner(); !found) {
+    refuse_user(found.error().text);
     return next_job();
   }
   if (needs_authentication()) return authenticate();
@@ -58,18 +55,18 @@ void Run::begin(int64_t now_ms) {
 }
 
 // Name and uid must both still belong to the user who configured the schedule, as a uid may be given to another user.
-bool Run::find_owner(std::string *refusal) {
+host::Result<void> Run::find_owner() {
   owner_ = options_.change_user ? host::user_by_name(schedule_.owner) : host::user_by_uid(schedule_.owner_tag - 1);
-  if (owner_ && schedule_.owner_tag == owner_tag(owner_->uid)) return true;
-  *refusal = owner_ ? "user " + schedule_.owner + " is not the one who configured the schedule"
-                    : "there is no user " + schedule_.owner;
-  return false;
+  if (owner_ && schedule_.owner_tag == owner_tag(owner_->uid)) return {};
+  return host::Error{SCH_STATUS_AUTHENTICATION_FAILED,
+                     owner_ ? "user " + schedule_.owner + " is not the one who configured the schedule"
+                            : "there is no user " + schedule_.owner};
 }
 
 // Checked again before each job: the one before may have taken hours, and the user may have been deleted meanwhile.
 void Run::find_owner_again() {
-  std::string refusal;
-  if (refusal_.empty() && !find_owner(&refusal)) refuse_user(refusal);
+  if (!refusal_.empty()) return;
+  if (const host::Result<void> found = find_owner(); !found) refuse_user(found.error().text);
 }
 
 bool Run::needs_authentication() const {
@@ -142,11 +139,8 @@ bool Run::start_job(const sch_job_entry &slot) {
   process_ = std::move(*process);
   job_ = slot.reserved;
   job_name_ = name_of(*slot.key);
-  if (sch_schedule_entry *schedule = entry(); schedule != nullptr) {
-    ScheduleState state = state_of(*schedule->rec);
-    job_started(state, slot.hdr->job_id);
-    set_state(*schedule, state);
-  }
+  if (sch_schedule_entry *schedule = entry(); schedule != nullptr)
+    change_state(*schedule, [&](ScheduleState &state) { job_started(state, slot.hdr->job_id); });
   return true;
 }
 

@@ -59,7 +59,7 @@ class Run {
   };
   enum class Then { go_on, wait };
 
-  bool find_owner(std::string *refusal);
+  host::Result<void> find_owner();
   void find_owner_again();
   bool needs_authentication() const;
   void authenticate();

@@ -145,9 +145,9 @@ template <typename Arm>
 void Scheduler::arm_all(Arm arm_one, Taken taken) {
   std::vector<sch_schedule_entry *> changed;
   for_each_schedule([&](sch_schedule_entry &entry) {
-    const uint32_t before = state_of(*entry.rec).next_due;
+    const uint32_t before = next_due(entry);
     arm_one(entry);
-    if (state_of(*entry.rec).next_due != before) changed.push_back(&entry);
+    if (next_due(entry) != before) changed.push_back(&entry);
   });
   if (changed.empty()) return;
   (void)recorder_.commit({}, [&](RunBatch &batch) {
@@ -199,9 +199,7 @@ host::Result<uint64_t> Scheduler::run_now(sch_schedule_entry &entry, const std::
     ticket.number = batch.begin_run(entry, 0, now_ms, asked_by);
   });
   if (!stored) return host::Error{control::err_not_stored, stored.error().text};
-  ScheduleState state = state_of(*entry.rec);
-  begun(state, static_cast<time_t>(now_ms / 1000));
-  set_state(entry, state);
+  change_state(entry, [now_ms](ScheduleState &state) { begun(state, static_cast<time_t>(now_ms / 1000)); });
   const uint64_t number = ticket.number;
   runner_.add(entry, std::move(ticket));
   check_soon();

@@ -12,10 +12,6 @@
 namespace service {
 namespace {
 
-uint32_t next_due(const sch_schedule_entry &entry) {
-  return state_of(*entry.rec).next_due;
-}
-
 bool has_jobs(const sch_schedule_rec &rec) {
   return std::any_of(std::begin(rec.jobs), std::end(rec.jobs), [](uint32_t word) { return word != 0; });
 }
@@ -117,9 +113,7 @@ bool Take::store(Recorder &recorder) {
 
 void Take::begin(Runner &runner) {
   for (const Beginning &beginning : beginnings_) {
-    ScheduleState state = state_of(*beginning.entry->rec);
-    begun(state, now_);
-    set_state(*beginning.entry, state);
+    change_state(*beginning.entry, [this](ScheduleState &state) { begun(state, now_); });
     runner.add(*beginning.entry, {beginning.number, serial(*beginning.entry), beginning.due, now_ms_, ""});
   }
 }

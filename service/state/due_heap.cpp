@@ -11,7 +11,7 @@ namespace service {
 namespace {
 
 uint32_t due(const sch_schedule_entry &entry) {
-  return state_of(*entry.rec).next_due;
+  return next_due(entry);
 }
 
 bool before(const sch_schedule_entry &left, const sch_schedule_entry &right) {

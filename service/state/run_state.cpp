@@ -31,25 +31,23 @@ void count_interrupted(RunState *stored) {
 }
 
 void take_over(sch_schedule_entry &entry, const RunState &stored) {
-  ScheduleState state = state_of(*entry.rec);
-  state.next_due = stored.next_due;
-  state.last_execution = stored.last_execution;
-  state.last_completion = stored.last_completion;
-  state.execution_count = stored.execution_count;
   entry.rec->time.last_run = stored.last_slot;
   taken_wall(*entry.rec) = stored.taken_wall;
-  set_state(entry, state);
+  change_state(entry, [&](ScheduleState &state) {
+    state.next_due = stored.next_due;
+    state.last_execution = stored.last_execution;
+    state.last_completion = stored.last_completion;
+    state.execution_count = stored.execution_count;
+  });
 }
 
 // The record is of another edition: configured after the last run, or an older one from the startup configuration.
 // Either way executions that are known from one of the two stay known.
 void take_maximum(sch_schedule_entry &entry, const RunState &stored, time_t now) {
-  ScheduleState state = state_of(*entry.rec);
-  state.last_execution = std::max(state.last_execution, stored.last_execution);
-  state.last_completion = std::max(state.last_completion, stored.last_completion);
-  state.execution_count = std::max(state.execution_count, stored.execution_count);
-  set_state(entry, state);
-  if (state.next_due != 0 && state.next_due <= stored.last_taken) arm_next(entry, now);
+  change_state(entry, [&](ScheduleState &state) {
+    add_known_runs(state, {stored.last_execution, stored.last_completion, stored.execution_count});
+  });
+  if (next_due(entry) != 0 && next_due(entry) <= stored.last_taken) arm_next(entry, now);
 }
 
 }  // namespace

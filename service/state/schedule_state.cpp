@@ -3,6 +3,8 @@
 
 #include <sys/random.h>
 
+#include <algorithm>
+
 #include "host/text_field.h"
 
 namespace service {
@@ -51,6 +53,12 @@ void never_started(ScheduleState &state) {
 void interrupted(ScheduleState &state, time_t now) {
   if (state.last_execution < state.running_since) started(state, state.running_since);
   finished(state, now);
+}
+
+void add_known_runs(ScheduleState &state, const KnownRuns &runs) {
+  state.last_execution = std::max(state.last_execution, runs.execution);
+  state.last_completion = std::max(state.last_completion, runs.completion);
+  state.execution_count = std::max(state.execution_count, runs.count);
 }
 
 uint32_t new_creation() {

@@ -45,6 +45,12 @@ void finished(ScheduleState &state, time_t now);
 void never_started(ScheduleState &state);            // the run was ended before its turn came
 void interrupted(ScheduleState &state, time_t now);  // by a crash
 
+// Runs that another record knows of: the last one, and how many there were.
+struct KnownRuns {
+  uint32_t execution, completion, count;
+};
+void add_known_runs(ScheduleState &state, const KnownRuns &runs);
+
 inline uint32_t owner_tag(uid_t uid) {
   return uid + 1;
 }
@@ -52,6 +58,9 @@ inline uint32_t owner_tag(uid_t uid) {
 // The owner's tag. A job has it in the word of its header that the library leaves to the service.
 inline uint32_t owner_of(const sch_schedule_entry &entry) {
   return state_of(*entry.rec).owner_tag;
+}
+inline uint32_t next_due(const sch_schedule_entry &entry) {  // 0: none
+  return state_of(*entry.rec).next_due;
 }
 inline uint32_t &owner_of(sch_job_hdr &job) {
   return job.carried;

@@ -62,12 +62,9 @@ uint32_t latest_completion(const std::string &schedule) {
 // For a boot from startup, whose records have the run state of the time when they were saved: later runs are known only
 // from the job statuses. A due time before such a run was not missed.
 void forget_used_times(sch_schedule_entry &entry, time_t now) {
-  ScheduleState state = state_of(*entry.rec);
   const uint32_t completion = latest_completion(name_of(*entry.key));
-  state.last_completion = std::max(state.last_completion, completion);
-  state.last_execution = std::max(state.last_execution, completion);
-  set_state(entry, state);
-  if (state.next_due != 0 && completion >= state.next_due) arm_next(entry, now);
+  change_state(entry, [completion](ScheduleState &state) { add_known_runs(state, {completion, completion, 0}); });
+  if (next_due(entry) != 0 && completion >= next_due(entry)) arm_next(entry, now);
 }
 
 gint by_number(gconstpointer left, gconstpointer right) {

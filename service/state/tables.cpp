@@ -224,9 +224,7 @@ void set_state(sch_schedule_entry &entry, const ScheduleState &state) {
 }
 
 void set_next_due(sch_schedule_entry &entry, uint32_t due) {
-  ScheduleState state = state_of(*entry.rec);
-  state.next_due = due;
-  set_state(entry, state);
+  change_state(entry, [due](ScheduleState &state) { state.next_due = due; });
 }
 
 void set_record(sch_schedule_entry &entry, const sch_schedule_rec &rec) {

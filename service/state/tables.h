@@ -31,6 +31,15 @@ sch_schedule_entry *add_schedule(std::string_view name, const ScheduleState &sta
 void remove_schedule(sch_schedule_entry &entry);
 void rename_schedule(sch_schedule_entry &entry, std::string_view name);
 void set_state(sch_schedule_entry &entry, const ScheduleState &state);
+
+// Changes the schedule's state by `change`, mostly one of the transitions of schedule_state.h.
+template <typename Change>
+void change_state(sch_schedule_entry &entry, Change change) {
+  ScheduleState state = state_of(*entry.rec);
+  change(state);
+  set_state(entry, state);
+}
+
 void set_next_due(sch_schedule_entry &entry, uint32_t due);               // 0: none
 void set_record(sch_schedule_entry &entry, const sch_schedule_rec &rec);  // all but its number
 void assign_job(sch_schedule_entry &entry, uint32_t job_id);
