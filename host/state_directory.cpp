@@ -32,7 +32,6 @@ constexpr std::size_t version_size = 16;
 
 struct Held {
   FileDescriptor state, run;
-  std::string old_state;
 };
 
 Held &held() {
@@ -126,7 +125,7 @@ bool copy_state(const fs::path &to) {
 }
 
 // The copy gets its final name only when all of it is on disk, so a directory of that name is complete.
-Result<void> keep_old_state() {
+Result<std::string> keep_old_state() {
   const std::string kept = paths().state + "/before-version-" + std::to_string(state_version), fresh = kept + ".new";
   std::error_code ignored;
   if (!fs::exists(kept, ignored) && (!copy_state(fresh) || rename(fresh.c_str(), kept.c_str()) != 0)) {
@@ -136,8 +135,7 @@ Result<void> keep_old_state() {
     return error;
   }
   if (!sync_directory(paths().state)) return failure(paths().state, strerror(errno));
-  held().old_state = kept;
-  return {};
+  return kept;
 }
 
 // Without the marker, the first start of the new version would count as a boot.
@@ -148,10 +146,11 @@ Result<void> take_over_boot_marker() {
 }
 
 Result<void> migrate(int from) {
-  if (Result<void> kept = keep_old_state(); !kept) return kept;
+  const Result<std::string> kept = keep_old_state();
+  if (!kept) return kept.error();
   if (Result<void> taken = take_over_boot_marker(); !taken) return taken;
   tarn_syslog(LOG_NOTICE, "state directory %s: migrated from version %d to %d; the old state is kept in %s",
-              paths().state.c_str(), from, state_version, held().old_state.c_str());
+              paths().state.c_str(), from, state_version, kept->c_str());
   return write_version();
 }
 
@@ -175,10 +174,6 @@ Result<void> take_state_directory() {
   if (Result<void> taken = take(&held().state, state_lock, "name another state directory"); !taken) return taken;
   if (Result<void> taken = take(&held().run, run_lock, "name another run directory"); !taken) return taken;
   return settle_version();
-}
-
-std::string old_state_kept_in() {
-  return held().old_state;
 }
 
 }  // namespace host

@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "host/files/directory.h"
 #include "host/files/file_descriptor.h"
 #include "host/files/paths.h"
 #include "host/status.h"
@@ -61,24 +60,14 @@ Error refused(std::string_view text, const char *reason) {
   return {err_bad_value, std::string(text) + ": " + reason};
 }
 
-int open_below(int root, const char *name, int flags, mode_t mode) {
-  struct open_how how {};
-  how.flags = static_cast<uint64_t>(flags | O_CLOEXEC);
-  how.mode = (flags & O_CREAT) != 0 ? mode : 0;
-  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-  return static_cast<int>(syscall(SYS_openat2, root, name, &how, sizeof how));
-}
-
-FileDescriptor open_root(const std::string &root) {
-  return FileDescriptor(open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-}
-
-// Refuses a symbolic link out of the root early, for a clear message. It may change later: what counts is the check in
-// open_file_below_root.
+// The roots are below private directories, so that only the service's own user can put links there.
 bool leads_out(const std::string &root, const std::string &name) {
-  const FileDescriptor directory = open_root(root);
+  const FileDescriptor directory(open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (!directory) return false;
-  const FileDescriptor file(open_below(directory.get(), name.c_str(), O_PATH, 0));
+  struct open_how how {};
+  how.flags = O_PATH | O_CLOEXEC;
+  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+  const FileDescriptor file(static_cast<int>(syscall(SYS_openat2, directory.get(), name.c_str(), &how, sizeof how)));
   return !file && (errno == ELOOP || errno == EXDEV);
 }
 
@@ -116,18 +105,6 @@ std::string file_uri_text(const FileUri &uri) {
 std::string file_uri_path(const FileUri &uri) {
   const auto parsed = parse_file_uri(file_uri_text(uri));
   return parsed ? root_of(*schema_of(uri.scheme)) + "/" + parsed->name : "";
-}
-
-int open_file_below_root(const std::string &path, int flags, mode_t mode) {
-  for (const Schema &schema : schemas) {
-    const std::string root = root_of(schema);
-    if (!path.starts_with(root + "/")) continue;
-    if ((flags & O_CREAT) != 0 && !make_private_directory(root)) return -1;
-    const FileDescriptor directory = open_root(root);
-    return directory ? open_below(directory.get(), path.c_str() + root.size() + 1, flags, mode) : -1;
-  }
-  errno = EXDEV;
-  return -1;
 }
 
 }  // namespace host

@@ -2,8 +2,6 @@
 // Files that an operator names by a URI. platform/uri.h takes pointers to FileUri.
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
 #include <string_view>
 
@@ -27,9 +25,5 @@ std::string file_uri_text(const FileUri &uri);
 // The path of the file on this host, whether it exists or not. Empty when a symbolic link leads elsewhere or the path
 // would not fit a record.
 std::string file_uri_path(const FileUri &uri);
-
-// Opens a path that file_uri_path returned earlier, but nothing outside the root of its scheme, even if symbolic links
-// were put below it since. -1: errno says why.
-int open_file_below_root(const std::string &path, int flags, mode_t mode);
 
 }  // namespace host

@@ -80,10 +80,4 @@ std::string text_of(const Configuration &configuration, Owners owners) {
   return with_feature(settings.feature, text);
 }
 
-std::string text_of_blocks(const Configuration &configuration) {
-  std::string text;
-  append_blocks(configuration, Owners::omitted, &text);
-  return text;
-}
-
 }  // namespace service

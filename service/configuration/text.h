@@ -14,7 +14,6 @@ namespace service {
 enum class Owners { omitted, in_comments };  // in_comments: a comment before each job and schedule names its owner
 
 std::string text_of(const Configuration &configuration, Owners owners = Owners::omitted);
-std::string text_of_blocks(const Configuration &configuration);  // the jobs and schedules with owners, no settings
 
 struct LineProblem {
   size_t line = 0;  // from 1; 0: not about a line

@@ -51,7 +51,6 @@ class Processes {
   host::Result<Started> start(const Task &task);
 
   bool uses_pam() const { return pam_; }  // valid after end_left_overs()
-  bool uses_groups() const { return groups_.has_value(); }
   Groups &user_groups() { return user_groups_; }
 
  private:

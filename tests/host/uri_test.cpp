@@ -97,30 +97,6 @@ TEST_F(UriTest, link_does_not_lead_out) {
   }
 }
 
-TEST_F(UriTest, link_made_after_the_check_does_not_lead_out_either) {
-  const std::string path = path_of("flash:inner/file");
-  std::filesystem::create_directory(directory + "/outside");
-  write_file(directory + "/outside/file", "secret");
-  std::filesystem::create_directories(directory + "/flash");
-  std::filesystem::create_directory_symlink(directory + "/outside", directory + "/flash/inner");
-  const host::FileDescriptor file(host::open_file_below_root(path, O_RDONLY, 0));
-  EXPECT_FALSE(file);
-  EXPECT_EQ(errno, ELOOP);
-}
-
-TEST_F(UriTest, file_is_made_private_and_only_below_a_root) {
-  const host::FileDescriptor made(host::open_file_below_root(path_of("flash:log"), O_RDWR | O_CREAT, 0600));
-  EXPECT_TRUE(made);
-  EXPECT_EQ(std::filesystem::status(directory + "/flash").permissions(), std::filesystem::perms::owner_all);
-  EXPECT_EQ(fcntl(made.get(), F_GETFD), FD_CLOEXEC);
-  for (const std::string &path : {directory + "/file", directory + "/flash", directory + "/flash/../file",
-                                  directory + "/flashy/file", std::string("/etc/hostname"), std::string()}) {
-    const host::FileDescriptor file(host::open_file_below_root(path, O_RDWR | O_CREAT, 0600));
-    EXPECT_FALSE(file) << path;
-  }
-  EXPECT_FALSE(std::filesystem::exists(directory + "/file"));
-}
-
 TEST_F(UriTest, buffer_that_is_too_small_is_left_empty) {
   const host::FileUri uri{"flash:", "log"};
   std::array<char, 16> text;

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""The figures that tell whether the house stays small: lines of each file and function: median, 95th percentile, longest ten.
+"""The figures that tell whether files and functions stay small: lines of each file and function: median, 95th percentile, longest ten.
 
 Reads formatted sources (the formatting check runs first): a definition starts in the first column of its namespace and ends with
 the first brace that stands under it."""
