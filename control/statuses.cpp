@@ -2,10 +2,15 @@
 #include "control/statuses.h"
 
 #include "host/errors.h"
+#include "schedcli_requests.h"
 
 namespace control {
 
 namespace {
+
+static_assert(SCH_MAX_JOBS == 256 && SCH_MAX_EMAIL_IDS == 10 && SCH_JOB_TEXT_LIMIT == 61440 &&
+                  SCH_LOG_SIZE_MAX / SCH_LOG_SIZE_UNIT == 16384,
+              "the texts name these limits");
 
 // Each says what is wrong and, where an operator can do something about it, what to do.
 constexpr host::ErrorText error_texts[] = {

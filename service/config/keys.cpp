@@ -143,7 +143,8 @@ std::vector<Key> keys_of(Settings &s) {
       {"limits", "jobs-per-user", NumberField{&s.max_jobs_per_user, 1, SCH_MAX_JOBS, ""}, "Jobs of one user."},
       {"limits", "job-text", NumberField{&s.job_text_bytes, 1, static_cast<int>(job_text_limit), "bytes"},
        "The longest text of a job."},
-      {"limits", "log-size", NumberField{&s.log_size_kib, 16, 16 * 1024, "KiB"},
+      {"limits", "log-size",
+       NumberField{&s.log_size_kib, SCH_LOG_SIZE_DEFAULT / SCH_LOG_SIZE_UNIT, log_size_max / SCH_LOG_SIZE_UNIT, "KiB"},
        "The largest size of the job log that an operator may set."},
 
       {"runs", "parallel", NumberField{&s.max_parallel, 1, 1000, ""}, "Schedules that run at once."},

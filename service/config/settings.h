@@ -50,7 +50,8 @@ struct Settings {
   int max_parallel = run_limit;
   int max_parallel_per_user = 16;
   MissedPolicy missed = MissedPolicy::skip;
-  int missed_window_s = 24 * 3600;  // a due time missed longer ago than this is not made up for
+  // With run_once: a due time that was missed longer ago than this is not made up for.
+  int missed_window_s = static_cast<int>(service::missed_window_s);
   int late_grace_s = late_limit_s;
   int stop_grace_s = 5;  // for all runs together when the service ends
 
