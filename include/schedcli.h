@@ -13,14 +13,14 @@
  * - Pointers are never null. The handlers take parameters as the shell parsed them and refuse missing ones.
  * - Results. int: 0 on success, -1 on failure. Handlers: an exit status, see "cli". Platform errors are 32-bit codes of
  *   the form 0x4xxxxxxx or 0x8xxxxxxx, whose text is syserr2str().
- * - Out arguments hold the result on success. A find clears its own first; the others are unchanged after a failure.
+ * - Out arguments hold the result on success. After a failure find functions have cleared theirs, others are unchanged.
  * - Ownership. Records of the database come from sch_malloc_check() and go back with mtrack_free(). A function that
  *   "takes" a record owns it from the call on, also when it fails: then it has freed it. Everything else is borrowed
  *   for the call. What a function returns by pointer stays the library's.
  * - Memory. A function that cannot get memory fails as it says; a failed sch_malloc_check() has told the administrator.
  * - Texts are NUL-terminated. Names and addresses in records are NUL-padded fields; one that is full has no terminator
  *   and ends with its field, and nothing is read beyond it. A text longer than its field is cut.
- * - Lengths and counts of records are not believed: they bound a copy, never widen it.
+ * - Lengths and counts in records are not trusted: they may shorten a copy, never lengthen it.
  * - Times are seconds since the epoch; the fields of a sch_tminfo are local time, of the process's zone.
  * - Integers are in host byte order, except the two leading words of a stored key, which are big-endian.
  * - Messages to the operator go to standard error, show output to standard output. Traces go to standard error (the
@@ -82,7 +82,7 @@ extern "C" {
 #define SCH_STATUS_AUTHENTICATION_FAILED 0x40bd000fu
 #define SCH_STATUS_NO_PASSWORD 0x40bd0010u
 
-/* Types of the stores' keys. Type 4 is nobody's; sch_delete_job_status_entry_from_pss() names it. */
+/* Types of the stores' keys. Type 4 is stored by nobody; sch_delete_job_status_entry_from_pss() deletes under it. */
 #define SCH_CONFIG_SCHEDULE 0u
 #define SCH_CONFIG_JOB 1u
 #define SCH_CONFIG_ENABLE 2u
@@ -156,7 +156,7 @@ typedef struct sch_runtime_key {
   char name[SCH_NAME_SIZE];
 } sch_runtime_key;
 
-/* A job's header: its slot in the table, a word carried unchanged, the bytes of its text. */
+/* A job's header: its slot in the table, a word of the service's that is stored unchanged, the bytes of its text. */
 typedef struct sch_job_hdr {
   uint32_t job_id;
   uint32_t carried;
@@ -197,8 +197,8 @@ typedef struct sch_schedule_entry {
 } sch_schedule_entry;
 
 /* A slot of a job table, in use exactly when key is not null; its index is the job id. Owns all that it points at: the
- * fragments (the text, cut in order of arrival) and the sch_runtime_job_status
- * entries. */
+ * fragments of the text, in order of arrival, and the sch_runtime_job_status entries.
+ */
 typedef struct sch_job_entry {
   uintptr_t reserved;
   sch_config_key *key;

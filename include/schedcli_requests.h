@@ -3,26 +3,26 @@
  * What travels between the command handlers of libschedcli and the scheduler service: for whoever writes a service.
  * docs/integrators-guide.md lists it on a page, and examples/simulated-switch has such a service.
  *
- * - The road. A handler hands one request to the platform's transport (platform/cmi.h), by cmi_req_resp() with a
- * service number and a message class, and waits. SCH_OP_SHOW_LOG alone goes by cmi_send_request() and is answered by a
- * stream.
+ * - Transport. A handler passes one request to the platform (platform/cmi.h) by cmi_req_resp(), with a service number
+ *   and a message class, and waits for the reply.
+ *   SCH_OP_SHOW_LOG alone is sent by cmi_send_request() and answered by a stream.
  * - A request is sch_request_header and, directly behind it, the payload of its opcode. payload_length counts the
  *   payload alone. A service refuses a record whose length is not 8 + payload_length, and a payload that is shorter or
  *   longer than its record here; only SCH_OP_DEFINE_JOB has more behind its record.
- * - Offsets and sizes are asserted below and the same on every machine; nothing is padded. What a payload is preceded
- * by is 8 bytes, so a field stands at 8 plus its offset in the request.
+ * - Offsets and sizes are asserted below and the same on every machine; no record has padding. A field is at 8 (the
+ *   size of the header) plus its offset in the payload's record.
  * - Integers are in host byte order, both ends being one machine's. The two of sch_smtp_server_rec are big-endian.
  * - Reserved words, and what a form of a request does not fill, are 0.
- * - Texts from a handler end with a NUL and are NUL-padded; a text longer than its field was cut. Exceptions are told.
- *   A service must not believe it of another sender: it bounds each text by its field.
- * - A reply is a status and, with status 0, perhaps a record. What the handlers read of a reply must be there: less
- * than its record and the bytes that it announces is shown as an error, and what follows is ignored. No record at all
- * (a null reply of cmi_req_resp()) means: nothing, or nothing more. The handlers free a reply whatever the status is.
- * - Statuses. 0 is success; the change is then made, and a service that keeps its configuration has stored it. Any
- * other is printed by syserr2str(), so a service may add its own. Statuses of meaning to a handler are told at each
- * request; others fit anywhere: SCH_STATUS_NO_USER_NAME for a caller without a name, SCH_STATUS_NO_PASSWORD for one of
- * another machine who has stored no password, with which later runs would have to be authenticated.
- * - Who asks is the transport's to say (its user and peer name), not the payload's.
+ * - Texts from a handler end with a NUL and are NUL-padded; a text longer than its field was cut. Exceptions are named
+ *   at their field. Another sender may send anything: a service bounds each text by its field.
+ * - A reply is a status and, with status 0, perhaps a record. One that is shorter than its record and the bytes that
+ *   this announces is shown as an error; further bytes are ignored. No record at all (a null reply of
+ *   cmi_req_resp()) means: nothing, or nothing more. The handlers free a reply whatever the status is.
+ * - Statuses. 0 is success: the change is made, and a service that keeps its configuration has stored it. Any other is
+ *   printed by syserr2str(), so a service may add its own. A status that a handler treats specially is named at its
+ *   request. Two may answer any request: SCH_STATUS_NO_USER_NAME for a caller without a name, SCH_STATUS_NO_PASSWORD
+ *   for a user of another machine without a stored password, whom later runs could not authenticate.
+ * - The transport identifies the caller (its user and peer name); no payload does.
  */
 #ifndef SCHEDCLI_REQUESTS_H
 #define SCHEDCLI_REQUESTS_H
@@ -73,8 +73,8 @@ SCH_FIELD_AT(sch_request_header, payload_length, 4);
 #define SCH_OP_CREATE_SCHEDULE 3u
 #define SCH_OP_DELETE_SCHEDULE 5u
 
-/* What has a name. negate is 1 to delete and else 0, as the opcode says already. The handlers let through what begins
- * with a letter or digit and goes on with these, '_' and '-', of 1 to 31 characters after the cut; a service checks. */
+/* A job or schedule by its name. negate is 1 to delete, otherwise 0, as the opcode says. A name has 1 to 31 letters,
+ * digits, '_' and '-', and begins with a letter or digit. The handlers cut it and check this; a service does again. */
 typedef struct sch_named_request {
   uint32_t negate;
   uint32_t reserved;
@@ -172,8 +172,8 @@ SCH_FIELD_AT(sch_smtp_server_rec, vrf, 264);
 #define SCH_EMAIL_ADD 20
 #define SCH_EMAIL_REMOVE 21
 
-/* Bytes alone, so that it is packed without being told to: its length is odd, and what is allocated for it may end with
- * it. The address was not checked. */
+/* Of byte-sized fields alone, so that it needs no packed attribute although its size is odd. The address was not
+ * checked. */
 typedef struct sch_schedule_email_request {
   uint8_t operation;
   char schedule[SCH_NAME_SIZE];
@@ -198,7 +198,7 @@ SCH_FIELD_AT(sch_schedule_email_request, address, 33);
 /* Names one job or schedule, or, with an empty name, asks for all of them page by page: each reply brings the one with
  * the lowest number above the cursor, and the next request carries that number as its cursor; the first carries
  * SCH_CURSOR_FIRST. Numbers are a job's id and a schedule's number of the service's choice, unique and not negative.
- * A listing is no snapshot: what appears or goes between two pages may or may not be seen, and nothing is seen twice.
+ * A listing is no snapshot: what is added or removed between two pages may or may not be seen; nothing is seen twice.
  * No record in the reply, with status 0: there is no such one, or no further one.
  *
  * A name of 32 characters fills its field and has no NUL; cut at 31 it could be another's. */

@@ -3,8 +3,8 @@
  * The configuration manager's generation library: it collects lines by element and answers with the text.
  *
  * Texts are borrowed for the call: the library builds the next line in the same buffer. It ignores what the calls
- * return, but for the gets, the completion and acfg_respond(). Element, priority, group and dependency numbers are
- * the manager's.
+ * return, except for the get functions, acfg_uri_complete() and acfg_respond(). Element, priority, group and dependency
+ * numbers are the manager's.
  */
 #ifndef SCHEDCLI_PLATFORM_ACFG_H
 #define SCHEDCLI_PLATFORM_ACFG_H
@@ -16,7 +16,7 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
-/* What collects a text; platform is the platform's, from acfg_hdl_init() until acfg_respond(). */
+/* A text that is being collected. The member belongs to the platform, from acfg_hdl_init() until acfg_respond(). */
 typedef struct acfg_hdl {
   void *platform;
 } acfg_hdl;

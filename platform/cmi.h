@@ -17,10 +17,10 @@ extern "C" {
 #pragma GCC visibility push(default)
 
 /* Sends a request and waits for its answer. *length is the request's bytes on entry (for paged shows always 48).
- * Returns the service's status, 0 on success, or an error code of the transport. *reply is null before; the
- * transport stores there a reply in memory of malloc(), which the library frees whatever the status, or leaves it
- * null: no answer beyond the status. *length then is the reply's bytes: a platform that leaves it as it was vouches
- * that the reply is whole. constant_136 and zero are as their names say. */
+ * Returns the service's status, 0 on success, or an error code of the transport. *reply is null before the call; the
+ * transport stores a reply there, allocated by malloc(), which the library frees whatever the status is, or leaves it
+ * null when the answer is a status alone. *length is then the reply's bytes; a platform that leaves it unchanged
+ * guarantees that the reply is whole. constant_136 is 136 and zero is 0. */
 uint32_t cmi_req_resp(uint32_t service, uint32_t message_class, void *request, void **reply, uint32_t *length,
                       const char *user_name, const char *peer_name, uint32_t constant_136, uint32_t shell_handle,
                       uint32_t zero);

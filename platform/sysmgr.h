@@ -19,8 +19,8 @@ const char *sysmgr_running_cfg_uri_get(void);
 const char *sysmgr_startup_cfg_uri_get(void);
 const char *sysmgr_debug_cfg_uri_get(void);
 
-/* The URI of the store of this name under a base; the second argument is always "". Null leaves the library without
- * it. */
+/* The URI of the store of this name under a base; the second argument is always "". After null the library goes on
+ * without that store. */
 const char *sysmgr_uri_complete(const char *base, const char *empty, const char *name);
 
 /* Other than 0: nothing of the running configuration is to be kept (a boot); 0: it is (a restart of the process). */

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /*
- * File URIs as the shell parsed them; what `uri` points at is between the shell and this interface.
+ * File URIs as the shell parsed them. The library does not look at what `uri` points to.
  */
 #ifndef SCHEDCLI_PLATFORM_URI_H
 #define SCHEDCLI_PLATFORM_URI_H
