@@ -10,20 +10,20 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <optional>
 #include <sstream>
+#include <string_view>
 
 #include "control/statuses.h"
 #include "host/errors.h"
 #include "host/status.h"
-#include "platform/cmi.h"
 #include "schedcli_requests.h"
 #include "shell/actions.h"
 #include "shell/configuration_diff.h"
 #include "shell/job_change.h"
 #include "shell/service_request.h"
 #include "shell/session.h"
+#include "shell/show_request.h"
 
 namespace shell {
 
@@ -31,27 +31,17 @@ namespace {
 
 constexpr const char *usual_editor = "editor";  // Debian's link to the administrator's choice
 
-// Returns a status, err_no_such_job if the job does not exist.
-uint32_t read_text(const Identity &identity, const std::string &job, std::string *text) {
-  struct {
-    sch_request_header header = {SCH_OP_SHOW_JOB, sizeof(sch_show_request)};
-    sch_show_request body = {};
-  } record;
-  record.body.cursor = SCH_CURSOR_FIRST;
-  job.copy(record.body.name, sizeof record.body.name - 1);
-  void *reply = nullptr;
-  uint32_t length = sizeof record;
-  const uint32_t status = cmi_req_resp(SCH_SERVICE_SHOW, SCH_CLASS_SHOW, &record, &reply, &length,
-                                       identity.user.c_str(), identity.peer.c_str(), 136, identity.handle, 0);
-  const std::unique_ptr<void, decltype(&std::free)> owner(reply, &std::free);
+host::Result<std::string> text_in_use(const Identity &identity, const std::string &job) {
+  const host::Result<host::Bytes> reply = show_by_name(identity, SCH_OP_SHOW_JOB, job);
+  if (!reply) return reply.error();
+  if (reply->empty()) return host::error_of(control::err_no_such_job);
   sch_show_job_reply shown = {};
-  if (status != 0) return status;
-  if (reply == nullptr) return control::err_no_such_job;
-  if (length < sizeof shown) return host::err_bad_reply;
-  std::memcpy(&shown, reply, sizeof shown);
-  if (shown.length < 0 || static_cast<size_t>(shown.length) > length - sizeof shown) return host::err_bad_reply;
-  text->assign(static_cast<const char *>(reply) + sizeof shown, static_cast<size_t>(shown.length));
-  return 0;
+  if (reply->size() < sizeof shown) return host::error_of(host::err_bad_reply);
+  std::memcpy(&shown, reply->data(), sizeof shown);
+  const std::string_view text =
+      std::string_view(reinterpret_cast<const char *>(reply->data()), reply->size()).substr(sizeof shown);
+  if (shown.length < 0 || static_cast<size_t>(shown.length) > text.size()) return host::error_of(host::err_bad_reply);
+  return std::string(text.substr(0, static_cast<size_t>(shown.length)));
 }
 
 std::string chosen_editor() {
@@ -116,14 +106,14 @@ bool run_editor(const std::string &path) {
   return child > 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-// Converts the edited text into a job's text. Returns what is wrong with it; empty: nothing.
-std::string job_text(const std::string &edited, std::string *text) {
+host::Result<std::string> job_text(const std::string &edited) {
   JobBody body("", false);
   std::istringstream lines(edited);
   for (std::string line; std::getline(lines, line);)
-    if (body.add(line) != JobBody::Close::open) return "a line 'end-job' or 'end' cannot be part of a job";
-  *text = body.text();
-  return body.problem();
+    if (body.add(line) != JobBody::Close::open)
+      return host::Error{host::err_bad_value, "a line 'end-job' or 'end' cannot be part of a job"};
+  if (!body.problem().empty()) return host::Error{host::err_bad_value, body.problem()};
+  return body.text();
 }
 
 std::string block_of(const std::string &job, const std::string &text) {
@@ -131,18 +121,19 @@ std::string block_of(const std::string &job, const std::string &text) {
 }
 
 int store(const Session &session, const std::string &job, const std::string &before, Draft *draft) {
-  std::string text, now;
-  if (const std::string problem = job_text(draft->text(), &text); !problem.empty()) {
-    draft->keep(problem.c_str());
+  const host::Result<std::string> text = job_text(draft->text());
+  if (!text) {
+    draft->keep(text.error().text.c_str());
     return failure_status;
   }
-  if (text == before) return 0;
-  if (read_text(session.options().identity, job, &now) != 0 || now != before) {
+  if (*text == before) return 0;
+  const host::Result<std::string> now = text_in_use(session.options().identity, job);
+  if (!now || *now != before) {
     draft->keep("the job was changed by somebody else meanwhile");
     std::fputs(configuration_diff(block_of(job, before), block_of(job, now)).c_str(), stderr);
     return failure_status;
   }
-  const int status = put_job(session, job, text);
+  const int status = put_job(session, job, *text);
   if (status != 0) draft->keep("the text was not taken");
   return status;
 }
@@ -155,15 +146,14 @@ int edit_job(Session &session, const Match &match) {
     std::fprintf(stderr, "Error: the commands come from standard input, which the editor would read\n");
     return failure_status;
   }
-  std::string before;
-  if (const uint32_t status = read_text(session.options().identity, job, &before); status != 0)
-    return failed("job " + job, host::error_of(status));
-  Draft draft(before);
+  const host::Result<std::string> before = text_in_use(session.options().identity, job);
+  if (!before) return failed("job " + job, before.error());
+  Draft draft(*before);
   if (draft.path().empty()) {
     std::fprintf(stderr, "Error: no file for the text: %s\n", std::strerror(errno));
     return failure_status;
   }
-  if (run_editor(draft.path())) return store(session, job, before, &draft);
+  if (run_editor(draft.path())) return store(session, job, *before, &draft);
   std::fprintf(stderr, "Error: the editor '%s' failed; the job stays as it was\n", chosen_editor().c_str());
   return failure_status;
 }

@@ -5,11 +5,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
-#include "platform/cmi.h"
 #include "schedcli_requests.h"
 #include "shell/session.h"
+#include "shell/show_request.h"
 
 namespace shell {
 
@@ -31,21 +30,11 @@ std::string line_of(const sch_tminfo &time) {
 
 // The schedule's time line as the service shows it; empty if it has none or the service does not answer.
 std::string line_in_use(const Session &session) {
-  struct {
-    sch_request_header header = {SCH_OP_SHOW_SCHEDULE, sizeof(sch_show_request)};
-    sch_show_request body = {};
-  } record;
-  record.body.cursor = SCH_CURSOR_FIRST;
-  session.schedule().copy(record.body.name, sizeof record.body.name - 1);
-  const Identity &identity = session.options().identity;
-  void *reply = nullptr;
-  uint32_t length = sizeof record;
-  const uint32_t status = cmi_req_resp(SCH_SERVICE_SHOW, SCH_CLASS_SHOW, &record, &reply, &length,
-                                       identity.user.c_str(), identity.peer.c_str(), 136, identity.handle, 0);
-  const std::unique_ptr<void, decltype(&std::free)> owner(reply, &std::free);
+  const host::Result<host::Bytes> reply =
+      show_by_name(session.options().identity, SCH_OP_SHOW_SCHEDULE, session.schedule());
   sch_show_schedule_reply shown = {};
-  if (status != 0 || reply == nullptr || length < sizeof shown) return {};
-  std::memcpy(&shown, reply, sizeof shown);
+  if (!reply || reply->size() < sizeof shown) return {};
+  std::memcpy(&shown, reply->data(), sizeof shown);
   return line_of(shown.time);
 }
 

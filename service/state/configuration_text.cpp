@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "host/acfg.h"
-#include "host/store/store.h"
 #include "schedcli.h"
 #include "service/state/schedule_state.h"
+#include "service/state/stored_records.h"
 
 namespace service {
 namespace {
@@ -30,18 +30,8 @@ std::string line_for(const pss_buf &stored_key, const pss_buf &value) {
 }
 
 std::string disabling_lines(const char *uri) {
-  uint32_t error = 0;
   std::string lines;
-  if (!host::store_exists(uri)) return lines;
-  const pss_handle store = pss_open(uri, &error);
-  if (error != 0) return lines;
-  pss_cursor cursor = {};
-  for (const pss_buf *key = pss_move2location(store, PSS_FIRST, &cursor); key != nullptr;
-       key = pss_move2location(store, PSS_NEXT, &cursor)) {
-    const pss_buf *value = pss2_fetch(store, key, &error);
-    if (value != nullptr) lines += line_for(*key, *value);
-  }
-  pss_close(store);
+  for_each_stored_record(uri, [&](const pss_buf &key, const pss_buf &value) { lines += line_for(key, value); });
   return lines;
 }
 

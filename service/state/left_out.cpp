@@ -18,6 +18,7 @@
 #include "schedcli.h"
 #include "service/state/configuration_text.h"
 #include "service/state/schedule_state.h"
+#include "service/state/stored_records.h"
 
 namespace service {
 namespace {
@@ -47,16 +48,8 @@ void note_owner(const pss_buf &stored_key, const pss_buf &value, Owners *owners)
 // From the store, as a configuration's text does not name the owners.
 Owners stored_owners() {
   Owners owners;
-  uint32_t error = 0;
-  const pss_handle store = pss_open(running_store, &error);
-  if (error != 0) return owners;
-  pss_cursor cursor = {};
-  for (const pss_buf *key = pss_move2location(store, PSS_FIRST, &cursor); key != nullptr;
-       key = pss_move2location(store, PSS_NEXT, &cursor)) {
-    const pss_buf *value = pss2_fetch(store, key, &error);
-    if (value != nullptr) note_owner(*key, *value, &owners);
-  }
-  pss_close(store);
+  for_each_stored_record(running_store,
+                         [&](const pss_buf &key, const pss_buf &value) { note_owner(key, value, &owners); });
   return owners;
 }
 
