@@ -90,7 +90,7 @@ std::string version_file() {
 
 // The first version created these stores before anything else.
 bool holds_state() {
-  return store_exists("running:scheduler_runtime") || store_exists("startup:scheduler_startup");
+  return store_exists(running_store) || store_exists(startup_store);
 }
 
 Result<int> found_version() {

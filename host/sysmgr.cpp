@@ -17,8 +17,6 @@
 namespace host {
 namespace {
 
-constexpr char running_store[] = "running:scheduler_runtime";
-constexpr char startup_store[] = "startup:scheduler_startup";
 constexpr std::size_t uri_size = 64;  // of the library's buffers
 
 struct Start {

@@ -21,6 +21,10 @@ void store_abort(pss_handle store);           // harmless without a batch
 // can still be changed and emptied.
 void store_set_bound(uint64_t bytes);
 
+// The stores of the running and of the startup configuration.
+inline constexpr char running_store[] = "running:scheduler_runtime";
+inline constexpr char startup_store[] = "startup:scheduler_startup";
+
 // The file under the state directory of a URI such as "running:scheduler_runtime"; empty for what is no store's URI.
 std::string store_path(const char *uri);
 bool store_exists(const char *uri);

@@ -4,15 +4,13 @@
 #include <cstring>
 
 #include "host/acfg.h"
+#include "host/store/store.h"
 #include "schedcli.h"
 #include "service/state/schedule_state.h"
 #include "service/state/stored_records.h"
 
 namespace service {
 namespace {
-
-constexpr char running_store[] = "running:scheduler_runtime";
-constexpr char startup_store[] = "startup:scheduler_startup";
 
 std::string disabling_line(const sch_config_key &key) {
   return "scheduler disable schedule " + name_of(key) + "\n";
@@ -38,11 +36,11 @@ std::string disabling_lines(const char *uri) {
 }  // namespace
 
 std::string startup_configuration_text() {
-  return host::configuration_text(host::ConfigType::startup) + disabling_lines(startup_store);
+  return host::configuration_text(host::ConfigType::startup) + disabling_lines(host::startup_store);
 }
 
 std::string stored_configuration_text() {
-  return host::stored_running_text() + disabling_lines(running_store);
+  return host::stored_running_text() + disabling_lines(host::running_store);
 }
 
 }  // namespace service

@@ -14,6 +14,7 @@
 #include "host/files/whole_file.h"
 #include "host/security/security.h"
 #include "host/status.h"
+#include "host/store/store.h"
 #include "platform/syslog.h"
 #include "schedcli.h"
 #include "service/state/configuration_text.h"
@@ -24,7 +25,6 @@ namespace service {
 namespace {
 
 constexpr size_t lines_in_the_log = 100;
-constexpr char running_store[] = "running:scheduler_runtime";
 constexpr char job_start[] = "scheduler job name ", schedule_start[] = "scheduler schedule name ";
 
 using Owners = std::map<std::string, uint32_t>;  // block's name -> owner's tag
@@ -48,7 +48,7 @@ void note_owner(const pss_buf &stored_key, const pss_buf &value, Owners *owners)
 // From the store, as a configuration's text does not name the owners.
 Owners stored_owners() {
   Owners owners;
-  for_each_stored_record(running_store,
+  for_each_stored_record(host::running_store,
                          [&](const pss_buf &key, const pss_buf &value) { note_owner(key, value, &owners); });
   return owners;
 }
