@@ -31,7 +31,7 @@ struct Schedule {
   std::string name;
   size_t line = 0;
   std::vector<Statement> jobs, addresses;
-  std::optional<Statement> time, rest;
+  std::optional<Statement> time, disabled;
 };
 
 // The command's words up to its first parameter or option.
@@ -106,7 +106,7 @@ class Reader {
   bool take_command(const std::string &subject, const Match &match) {
     if (match.command->mode == Mode::schedule) return take_of_schedule(subject, match);
     if (subject == "scheduler disable schedule" || subject == "scheduler enable schedule")
-      return set_rest(*match.value("schedule"), subject.starts_with("scheduler disable"));
+      return set_disabled(*match.value("schedule"), subject.starts_with("scheduler disable"));
     schedule_ = nullptr;
     if (subject == "configure terminal" || subject == "end" || subject == "exit") return true;
     if (subject == "scheduler job name") return begin_job(match);
@@ -166,10 +166,10 @@ class Reader {
     return found == schedules_.end() ? nullptr : &*found;
   }
 
-  bool set_rest(const std::string &name, bool rests) {
+  bool set_disabled(const std::string &name, bool disabled) {
     Schedule *schedule = find(name);
     if (schedule == nullptr) object("schedule " + name + " is not defined before");
-    if (schedule != nullptr) schedule->rest = rests ? std::optional(Statement{"", number_}) : std::nullopt;
+    if (schedule != nullptr) schedule->disabled = disabled ? std::optional(Statement{"", number_}) : std::nullopt;
     return true;
   }
 
@@ -179,9 +179,9 @@ class Reader {
     } else if (subject == "email-addr") {
       schedule_->addresses.push_back({*match.value("address"), number_});
     } else if (subject.starts_with("time ")) {
-      std::string problem;
-      schedule_->time = Statement{time_text(subject, match, &problem), number_};
-      if (!problem.empty()) object(problem);
+      const host::Result<std::string> time = time_text(subject, match);
+      schedule_->time = Statement{time ? *time : "", number_};
+      if (!time) object(time.error().text);
     } else {
       return false;
     }
@@ -245,7 +245,7 @@ class Reader {
       before_line_ = "  ";  // the layout of a schedule without a time
     for (const Statement &address : schedule.addresses)
       add("email-addr " + address.text, address.line);
-    if (schedule.rest) add("scheduler disable schedule " + schedule.name, schedule.rest->line);
+    if (schedule.disabled) add("scheduler disable schedule " + schedule.name, schedule.disabled->line);
     add("", schedule.line);
   }
 

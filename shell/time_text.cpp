@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "host/status.h"
 #include "schedcli.h"
 
 namespace shell {
@@ -32,17 +33,16 @@ bool is_time(int result) {
   return result >= 0 || result == SCH_ERR_TIME_IN_PAST;
 }
 
-std::string refuse(const std::string &text, std::string *problem) {
-  *problem = "\"" + text + "\" is no such time";
-  return {};
+host::Error refused(const std::string &text) {
+  return {host::err_bad_value, "\"" + text + "\" is no such time"};
 }
 
-std::string recurring(uint32_t type, const std::string &text, std::string *problem) {
+host::Result<std::string> recurring(uint32_t type, const std::string &text) {
   sch_tminfo time = {};
   const tm now = local_now();
   time.hour = not_given;
   if (type != SCH_SCHEDULE_DAILY) time.day_of_week = not_given;
-  if (sch_parse_str_to_tminfo(text.c_str(), &time) < 0) return refuse(text, problem);
+  if (sch_parse_str_to_tminfo(text.c_str(), &time) < 0) return refused(text);
   time.type = type;
   if (time.hour == not_given) time.hour = now.tm_hour;
   if (type == SCH_SCHEDULE_WEEKLY && time.day_of_week == not_given) time.day_of_week = now.tm_wday + 1;
@@ -50,13 +50,14 @@ std::string recurring(uint32_t type, const std::string &text, std::string *probl
     time.day_of_month = time.day_of_week == not_given ? now.tm_mday : time.day_of_week;
     time.day_of_week = 0;
   }
-  return is_time(sch_verify_tminfo(&time)) ? printed(time) : refuse(text, problem);
+  if (!is_time(sch_verify_tminfo(&time))) return refused(text);
+  return printed(time);
 }
 
-std::string once(const std::string &text, std::string *problem) {
+host::Result<std::string> once(const std::string &text) {
   sch_tminfo time = {};
   const tm now = local_now();
-  if (!is_time(get_start_time(text.c_str(), &time, &now))) return refuse(text, problem);
+  if (!is_time(get_start_time(text.c_str(), &time, &now))) return refused(text);
   return printed(time);
 }
 
@@ -68,24 +69,27 @@ std::string assumed_start() {
   return {text, std::strftime(text, sizeof text, "start %Y:%m:%d:%H:%M", &fields)};
 }
 
-std::string period(const std::string &text, std::string *problem) {
+host::Result<std::string> period(const std::string &text) {
   sch_tminfo time = {};
   time.year = time.month = time.day_of_month = not_given;
-  if (sch_parse_str_to_tminfo(text.c_str(), &time) < 0) return refuse(text, problem);
+  if (sch_parse_str_to_tminfo(text.c_str(), &time) < 0) return refused(text);
   return " repeat " + std::to_string(time.day_of_week) + ":" + std::to_string(time.hour) + ":" +
          std::to_string(time.minute);
 }
 
 }  // namespace
 
-std::string time_text(const std::string &subject, const Match &match, std::string *problem) {
+host::Result<std::string> time_text(const std::string &subject, const Match &match) {
   const std::string &first = match.arguments.front().value;
-  if (subject == "time daily") return recurring(SCH_SCHEDULE_DAILY, first, problem);
-  if (subject == "time weekly") return recurring(SCH_SCHEDULE_WEEKLY, first, problem);
-  if (subject == "time monthly") return recurring(SCH_SCHEDULE_MONTHLY, first, problem);
+  if (subject == "time daily") return recurring(SCH_SCHEDULE_DAILY, first);
+  if (subject == "time weekly") return recurring(SCH_SCHEDULE_WEEKLY, first);
+  if (subject == "time monthly") return recurring(SCH_SCHEDULE_MONTHLY, first);
   const std::string *repeat = match.value("period");
-  const std::string start = match.value("start") == nullptr ? assumed_start() : once(first, problem);
-  return repeat == nullptr || !problem->empty() ? start : start + period(*repeat, problem);
+  host::Result<std::string> start = match.value("start") == nullptr ? assumed_start() : once(first);
+  if (!start || repeat == nullptr) return start;
+  const host::Result<std::string> repeated = period(*repeat);
+  if (!repeated) return repeated.error();
+  return *start + *repeated;
 }
 
 }  // namespace shell
