@@ -169,9 +169,19 @@ void note_change(Context &context, const host::Incoming &incoming) {
                          "commands"};
 }
 
+// Attempts to use what belongs to others are reported to the administrator.
+void report_refusal(const host::Caller &caller, uint32_t status) {
+  constexpr unsigned lines_a_minute = 20;
+  static host::RefusalReport report(lines_a_minute);
+  report.add(caller.pid, "user " + caller.user_name, status);
+}
+
 host::Answer carry_out(Context &context, const host::Incoming &incoming) {
   host::Answer result = answer({context, incoming.caller}, incoming);
   if (incoming.service == SCH_SERVICE_CONFIG && result.status == 0) note_change(context, incoming);
+  if (result.status == host::err_not_permitted || result.status == control::err_not_owner ||
+      result.status == control::err_not_allowed)
+    report_refusal(incoming.caller, result.status);
   return result;
 }
 
@@ -193,22 +203,11 @@ host::Answer answer_if_account_is_usable(Context &context, const host::Incoming 
   });
 }
 
-// Attempts to use what belongs to others are reported to the administrator.
-void report_refusal(const host::Caller &caller, uint32_t status) {
-  constexpr unsigned lines_a_minute = 20;
-  static host::RefusalReport report(lines_a_minute);
-  report.add(caller.pid, "user " + caller.user_name, status);
-}
-
 }  // namespace
 
 host::Answer dispatch(Context &context, const host::Incoming &incoming) {
-  host::Answer result =
-      needs_account(context, incoming) ? answer_if_account_is_usable(context, incoming) : carry_out(context, incoming);
-  if (result.status == host::err_not_permitted || result.status == control::err_not_owner ||
-      result.status == control::err_not_allowed)
-    report_refusal(incoming.caller, result.status);
-  return result;
+  return needs_account(context, incoming) ? answer_if_account_is_usable(context, incoming)
+                                          : carry_out(context, incoming);
 }
 
 }  // namespace service

@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "control/statuses.h"
+#include "host/debug.h"
 #include "host/status.h"
 #include "service/request/dispatch.h"
 #include "service/state/tables.h"
@@ -90,6 +92,18 @@ TEST_F(AccountOfCaller, that_may_be_used_is_asked_for_once_and_its_request_is_ca
   EXPECT_FALSE(asked);
   EXPECT_NE(service::find_job("first"), nullptr);
   EXPECT_NE(service::find_job("second"), nullptr);
+}
+
+TEST_F(AccountOfCaller, who_may_not_use_a_job_is_reported_also_when_the_account_was_asked_for) {
+  ASSERT_EQ(create_job(world_, "of-root", ""), 0u);
+  pam_says("pam_permit.so");
+  host::Answer asked = world_.send(nobody(), SCH_SERVICE_CONFIG, SCH_OP_DELETE_JOB, job_payload("of-root"));
+  ASSERT_NE(asked.pending, nullptr);
+  host::syslog_open("accounts_test", true);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(settled(std::move(asked)).status, control::err_not_owner);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("refused process"));
+  host::syslog_open("accounts_test", false);
 }
 
 TEST_F(AccountOfCaller, is_one_question_for_all_requests_that_come_meanwhile) {
