@@ -193,7 +193,7 @@ class Reader {
     result_.lines.push_back(origin);
   }
 
-  // A disabled feature takes no commands, so that it is disabled behind all that is configured.
+  // While the feature is disabled commands are refused: so it is disabled behind everything else.
   void write() {
     const auto feature = settings_.extract(feature_setting);
     const bool disables = !feature.empty() && feature.mapped().text != feature_setting;

@@ -31,7 +31,7 @@ bool is_wanted(const Session &session) {
   return !agrees || agrees("Configure this? [y/N] ");
 }
 
-// It is all shown before anything is changed.
+// The whole result is shown before anything is changed.
 int import_into(Session &session, const Match &match, const CrontabImport &import, const std::string &command) {
   for (const CrontabRemark &remark : import.notes)
     complain(remark.place, "note: " + remark.text);

@@ -130,7 +130,7 @@ int store(const Session &session, const std::string &job, const std::string &bef
   const host::Result<std::string> now = text_in_use(session.options().identity, job);
   if (!now || *now != before) {
     draft->keep("the job was changed by somebody else meanwhile");
-    std::fputs(configuration_diff(block_of(job, before), block_of(job, now)).c_str(), stderr);
+    std::fputs(configuration_diff(block_of(job, before), block_of(job, now ? *now : "")).c_str(), stderr);
     return failure_status;
   }
   const int status = put_job(session, job, *text);

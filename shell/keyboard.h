@@ -29,6 +29,6 @@ bool read_character(wchar_t *character);  // false: interrupted, or the input ha
 
 std::optional<std::string> ask_without_echo(const char *prompt);  // nullopt: interrupted
 
-bool agrees(const char *question);  // false: anything but "y" or "yes" was typed, or it was given up
+bool agrees(const char *question);  // false: interrupted, or anything but "y" or "yes" was typed
 
 }  // namespace shell

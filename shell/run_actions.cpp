@@ -84,8 +84,8 @@ struct Missing {
   host::Error why;
 };
 
-// The first that is named and is not there. History and log may still have outcomes of it: only where they show
-// nothing, that is why.
+// Reports the first job or schedule that was named and does not exist. Only if nothing was shown, as history and log
+// may still have outcomes of deleted ones.
 std::optional<Missing> missing_in(const Match &match) {
   constexpr struct {
     const char *word;

@@ -15,10 +15,10 @@ namespace {
 // The bytes of a line that are kept: one more than a job's whole text may have, so that a line that was cut is refused.
 constexpr size_t kept_limit = job_text_limit + 1;
 
-// Far beyond anything that a file of commands has in a line: who sends this sends on for ever.
+// Far longer than any line of a file of commands: such input has no newlines, and may never end.
 constexpr size_t endless_line = 16 << 20;
 
-// A directory is told by the first read.
+// Opening a directory succeeds: only the first read tells.
 bool is_device(int descriptor) {
   struct stat status {};
   if (fstat(descriptor, &status) != 0) return false;

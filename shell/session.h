@@ -23,7 +23,7 @@ struct Options {
   bool input_is_stdin = false;    // commands come from standard input, so no file can be read from it
   bool reports_failures = false;  // names the line of a command that failed
   std::function<std::optional<std::string>(const char *prompt)> ask_secret;  // empty: nobody can be asked
-  std::function<bool(const char *question)> agrees;                          // empty: nobody is asked
+  std::function<bool(const char *question)> agrees;                          // empty: nobody can be asked
   std::function<void()> before_command;                                      // called before each command; may be empty
 };
 
@@ -37,7 +37,7 @@ class Session {
   // Processes one line of input. `origin` precedes the shell's own messages ("file:3"; may be empty).
   int feed(std::string_view line, std::string_view origin = {});
   int finish(std::string_view origin = {});                      // at the end of the input
-  int give_up(std::string_view origin, const std::string &why);  // when it cannot be read any further
+  int give_up(std::string_view origin, const std::string &why);  // when the input cannot be read any further
   void interrupt();                                              // discards the job whose lines are being read
   std::optional<std::string> take_back();  // removes and returns the last of these lines, to be typed again
 

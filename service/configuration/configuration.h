@@ -34,7 +34,7 @@ struct ScheduleBlock {
   size_t line = 0;
 };
 
-// As a text names it. What a text does not name stays.
+// As far as a text names it; what it does not name is left unchanged.
 struct PasswordLine {
   std::string user, sealed;
   size_t line = 0;
@@ -63,7 +63,7 @@ struct Configuration {
   GlobalSettings settings;
   std::vector<JobBlock> jobs;            // in the order in which a schedule runs them
   std::vector<ScheduleBlock> schedules;  // in the order in which they are shown
-  host::SealedPasswords passwords;       // as they are shown; kept beside the configuration
+  host::SealedPasswords passwords;       // for texts; they are stored apart from the configuration
 };
 
 }  // namespace service

@@ -20,7 +20,7 @@ namespace service {
 namespace {
 
 constexpr std::string_view noted_end = ".passwords";
-constexpr size_t noted_limit = 4 * 1024 * 1024;  // as of the passwords' own file
+constexpr size_t noted_limit = 4 * 1024 * 1024;  // the same as of the file of passwords
 
 std::string path_of(uint32_t number) {
   return configuration_directory() + "/" + std::to_string(number) + std::string(noted_end);

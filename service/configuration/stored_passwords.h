@@ -13,7 +13,7 @@ namespace service {
 
 using MayUsePassword = std::function<bool(const std::string &user)>;
 
-// Those that the caller may see.
+// The passwords that the caller may see.
 host::Result<host::SealedPasswords> stored_passwords(const MayUsePassword &may_use);
 
 // What keeps one of these from being stored: it is another user's, or does not open under this service's key.
@@ -22,7 +22,7 @@ std::vector<LineProblem> objections_to(const std::vector<PasswordLine> &wanted, 
 
 host::SealedPasswords with_wanted(host::SealedPasswords stored, const std::vector<PasswordLine> &wanted);
 
-// Stores what is wanted beside the rest.
+// Stores these passwords in addition to the others.
 host::Result<void> store_passwords(const std::vector<PasswordLine> &wanted);
 
 // Passwords that are to be stored with the change that becomes entry `number` of the history: noted before it is
@@ -30,7 +30,7 @@ host::Result<void> store_passwords(const std::vector<PasswordLine> &wanted);
 host::Result<void> note_passwords(uint32_t number, const std::vector<PasswordLine> &wanted);
 void forget_passwords(uint32_t number);
 
-// At the start, when the history is settled.
+// At the service's start, after settle_history(): stores or discards what a crash has left.
 void settle_passwords();
 
 }  // namespace service

@@ -61,7 +61,7 @@ void append_blocks(const Configuration &configuration, Owners owners, std::strin
     append(schedule, owners, text);
 }
 
-// A disabled feature takes no commands: what is configured goes between, so that the text replays line by line.
+// While the feature is disabled commands are refused: so the text enables it first and disables it at the end.
 std::string with_feature(const std::optional<bool> &feature, const std::string &text) {
   if (!feature) return text;
   if (*feature) return "feature scheduler\n" + text;

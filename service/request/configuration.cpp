@@ -60,7 +60,7 @@ host::Answer answer_part(const Call &call, const host::Result<Configuration> &co
   return answer_text(text_of(part_of(*configuration, part_of_caller(call))));
 }
 
-// Of what is or will be in use; the kept ones have no passwords.
+// For the configuration in use, before and after the change. Those of the history have no passwords.
 host::Answer answer_part_with_passwords(const Call &call, const host::Result<Configuration> &configuration) {
   if (!configuration) return with_status(configuration.code());
   const host::Result<host::SealedPasswords> passwords = stored_passwords(passwords_of_caller(call));

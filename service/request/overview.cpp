@@ -67,7 +67,7 @@ host::Answer answer_text(const std::string &text) {
   return with_reply(std::move(reply));
 }
 
-// What a relative or passed start was taken for cannot be seen in the next due time alone.
+// The next due time alone does not show how a relative start, or one that has passed, was understood.
 std::string beginning_of(const sch_tminfo &time) {
   if (time.type == SCH_SCHEDULE_PERIODIC) return " from " + shown_moment(time.start_time);
   if (time.type != SCH_SCHEDULE_ONESHOT) return {};
