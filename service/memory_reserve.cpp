@@ -9,10 +9,10 @@
 namespace service {
 namespace {
 
-// Address space alone, which costs nothing until it is given: some outputs of runs, and a request or two.
+// Only address space, which takes no memory; released, it is enough for some outputs of runs and a few requests.
 constexpr size_t reserve_bytes = size_t{4} << 20;
 
-void *reserve = nullptr;  // null: there is none, or it was given away
+void *reserve = nullptr;  // null: not allocated, or released
 bool is_kept = false;
 
 bool take() {
@@ -22,7 +22,7 @@ bool take() {
   return true;
 }
 
-// Whoever lacked memory tries again after it.
+// As the handler of operator new, which tries again after it.
 void give() {
   if (reserve == nullptr) throw std::bad_alloc();
   munmap(reserve, reserve_bytes);

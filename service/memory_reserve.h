@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Memory for the moment at which there is no more: what is under way comes to its end with it, and nothing is begun
-// until it could be taken back.
+// A reserve of memory, released when an allocation fails: what is under way can be finished with it, and nothing new is
+// begun until the reserve could be allocated again.
 #pragma once
 
 namespace service {
 
-void keep_memory_reserve();  // of this process, from now on
-bool memory_is_short();      // it was given away, and cannot be taken back yet
+void keep_memory_reserve();  // to be called once, at the start
+bool memory_is_short();      // the reserve was released and cannot be allocated again yet
 
 }  // namespace service

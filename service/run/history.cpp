@@ -25,8 +25,9 @@ void for_each_page(const sch_schedule_entry &entry, Visit visit) {
       return;
 }
 
-// The highest run number in the pages before this one. Where those were removed, the highest that it can have been: a
-// complete run may be left out then, but drop_old_pages does not count it among the runs that are kept.
+// The highest run number in the pages before this one; if these were removed, an upper bound for it. By that bound a
+// complete run may be left out of the history, but drop_old_pages does not count it among the runs that are kept
+// either.
 uint64_t last_run_before(const sch_schedule_entry &entry, uint32_t number, const HistoryPage &page) {
   if (number == 0) return 0;
   if (const std::optional<HistoryPage> before = HistoryPage::read(entry, number - 1)) return before->last_run();
@@ -53,8 +54,8 @@ void keep_newest(std::vector<Found> *found, Found another) {
 
 }  // namespace
 
-// A run whose number is not above all those in the pages before may have begun there: what is left of it would tell
-// less than its outcome was. Two runs of one schedule never overlap, so that this is one at most, and the oldest.
+// A run whose number is not above all those in the removed pages may have lost outcomes with them, so it is left out.
+// As runs of one schedule never overlap this can only be the oldest one.
 std::vector<HistoryRun> read_history(const sch_schedule_entry &entry, size_t limit) {
   std::map<uint64_t, std::vector<Outcome>> runs;
   uint64_t perhaps_cut = 0;

@@ -23,7 +23,7 @@ Turn<Runner::Waiting>::Limits limits_of_turn(const Settings &settings) {
   return {in_all, static_cast<size_t>(settings.max_parallel_per_user), std::min(run_places_for_others, in_all / 4)};
 }
 
-// True as long as this lives, also when memory ends meanwhile.
+// Sets the flag during its lifetime, also if an exception for want of memory leaves the scope.
 class Held {
  public:
   explicit Held(bool *flag) : flag_(flag) { *flag_ = true; }
