@@ -11,8 +11,11 @@ import pathlib
 import sys
 import tempfile
 
-from measures import MEASURES
+import measures
+from fairness import fairness
 from report import Report, commit_of, compare, head
+
+MEASURES = {**measures.MEASURES, "fairness": fairness}
 
 
 def arguments():
