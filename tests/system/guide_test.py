@@ -10,6 +10,7 @@ import argparse
 import calendar
 import os
 import pathlib
+import pwd
 import re
 import struct
 import subprocess
@@ -111,7 +112,8 @@ def played(site, guide):
 
 
 def settled(text):
-    """Without what is another each time: seconds, durations, processes, and how wide that makes a column."""
+    """Without what is another each time: the user, seconds, durations, processes, and how wide that makes a column."""
+    text = re.sub(rf'\b{re.escape(pwd.getpwuid(os.getuid()).pw_name)}\b', 'root', text)
     text = re.sub(r'(\d\d:\d\d):\d\d', r'\1:00', text)
     text = re.sub(r'\d+\.\d{3}s', '0.000s', text)
     text = re.sub(r'process \d+', 'process 1', text)
