@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Requests, replies and streams between the host's own two ends.
 #include <fcntl.h>
+#include <sys/socket.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -192,6 +193,33 @@ TEST_F(ExchangeTest, a_stream_arrives_in_order_and_ends) {
   for (int i = 1; i <= 50; i++)
     ASSERT_EQ(receive_piece(sent.selector), std::to_string(i) + ":" + pattern(30000));
   EXPECT_EQ(receive_piece(sent.selector), "recv");
+}
+
+// One packet for each piece would cost a reader of many small ones a wake-up each.
+TEST_F(ExchangeTest, small_pieces_of_a_stream_share_packets_and_stay_in_order) {
+  const auto server = serve([](const Incoming &) { return count_to(1000, 200); });
+  const RawClient client(paths().socket);
+  ASSERT_TRUE(client.send(request_header()));
+  Bytes packet(frame_limit);
+  int packets = 0, pieces = 0;
+  for (bool ended = false; !ended;) {
+    const ssize_t size = recv(client.get(), packet.data(), packet.size(), 0);
+    ASSERT_GT(size, 0);
+    packets++;
+    std::span<const std::byte> rest(packet.data(), static_cast<std::size_t>(size));
+    while (!rest.empty()) {
+      ASSERT_FALSE(ended);
+      const std::span<const std::byte> from = rest;
+      Frame frame;
+      ASSERT_TRUE(parse_first_frame(from, &frame, &rest));
+      ended = frame.header.kind == FrameKind::stream_end;
+      if (!ended) {
+        ASSERT_EQ(to_text(frame.body), std::to_string(++pieces) + ":" + pattern(200));
+      }
+    }
+  }
+  EXPECT_EQ(pieces, 1000);
+  EXPECT_LT(packets, 10);
 }
 
 TEST_F(ExchangeTest, a_stream_without_pieces_ends_at_once) {
