@@ -102,7 +102,7 @@ TEST(Burst, of_jobs_that_cannot_start_has_an_outcome_for_each_and_the_service_se
 
 TEST(Burst, under_a_limit_of_memory_is_made_up_for_when_it_is_lifted) {
   if (memory_is_the_sanitizers) GTEST_SKIP() << "a sanitizer ends a program that has no memory";
-  for (const uint64_t spare : {0, 32, 256}) {
+  for (const uint64_t spare : {0u, 32u, 256u}) {
     World world;
     add_daily_schedules(world, how_many());
     const uint64_t pages = [&] {
