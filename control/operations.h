@@ -52,6 +52,13 @@ enum class Operation : uint32_t {
   configuration_history = 63,  // reply: text
   confirm_configuration = 64,
   erase_startup = 65,
+  as_json = 70,     // payload: u32, an operation that shows something, and its payload; reply: the same as a document
+                    // of the module yang/schedcli.yang. Its rights are those of the operation
+  jobs = 71,        // as JSON alone, as are those below; payload: a job's name, or nothing for all
+  schedules = 72,   // payload: a schedule's name, or nothing for all
+  scheduler_config = 73,          // the caller's configuration, and the settings that everybody may see
+  configuration_difference = 74,  // payload: DifferenceQuery
+  version = 75,
 };
 
 // Kinds of objects that have names.
@@ -76,6 +83,12 @@ struct LogQuery {
   int64_t since;  // completed then or later
   char schedule[32];
   char job[32];
+};
+
+// Of two configurations: an entry's number in the history, or one of these.
+inline constexpr uint32_t running_configuration_number = 0, startup_configuration_number = 0xffffffff;
+struct DifferenceQuery {
+  uint32_t before, after;
 };
 
 struct UpcomingQuery {

@@ -169,6 +169,16 @@ extern "C" int sdwrap_sys_clean(void *) {
 
 namespace host {
 
+std::vector<DebugEvent> history_events() {
+  Debug &all = debug();
+  const std::lock_guard lock(all.mutex);
+  std::vector<DebugEvent> events;
+  all.history.for_each([&](const Event &event) {
+    events.push_back({event.when, event.subtype, one_line(event.text)});
+  });
+  return events;
+}
+
 std::string history_text() {
   Debug &all = debug();
   const std::lock_guard lock(all.mutex);

@@ -4,7 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <string>
+#include <vector>
 
 namespace host {
 
@@ -12,7 +14,14 @@ inline constexpr int debug_levels = 256;             // levels 0 to 255 have swi
 inline constexpr size_t history_event_limit = 2048;  // then the newest event replaces the oldest
 inline constexpr size_t history_text_limit = 511;    // the library's traces carry no more
 
-std::string history_text();               // oldest first, one event a line
+struct DebugEvent {
+  timespec when = {};
+  uint32_t level = 0;
+  std::string text;
+};
+std::vector<DebugEvent> history_events();  // oldest first
+
+std::string history_text();               // the same, one event a line
 void history_enable(int level, bool on);  // on at the start: events of this level enter the history
 void buginf_to_journal(bool on);          // instead of standard error, which a service in the background has not
 std::string memory_statistics();          // a table: owner, type, what, live blocks and bytes, peak, allocations

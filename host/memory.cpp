@@ -195,6 +195,17 @@ size_t tracked_bytes() {
   return bytes;
 }
 
+MemoryUses memory_uses() {
+  Tracker &all = tracker();
+  const std::lock_guard lock(all.mutex);
+  MemoryUses uses;
+  for (const auto &[key, account] : all.accounts)
+    uses.types.push_back({key.first, key.second, name_of(key.first, key.second), account.live_blocks,
+                          account.live_bytes, account.peak_bytes, account.allocations, account.failures});
+  uses.misuses = all.misuses;
+  return uses;
+}
+
 std::string memory_statistics() {
   Tracker &all = tracker();
   const std::lock_guard lock(all.mutex);

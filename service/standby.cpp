@@ -7,6 +7,7 @@
 #include "host/store/store.h"
 #include "host/sysmgr.h"
 #include "schedcli.h"
+#include "service/document/documents.h"
 #include "service/request/answer.h"
 #include "service/request/control.h"
 #include "service/request/payload.h"
@@ -37,10 +38,20 @@ host::Result<void> Standby::open() {
   return host::Error{control::err_not_stored, "stores: " + host::store_last_error()};
 }
 
+host::Answer Standby::answer_as_json(const host::Incoming &incoming, Payload payload, const Settings &settings) const {
+  const bool of_status = payload.size() == sizeof(control::Operation) &&
+                         record_of<control::Operation>(payload) == control::Operation::status;
+  return of_status ? standby_status_document(settings, started_, authority_.administrator(incoming.caller))
+                   : with_status(control::err_standby);
+}
+
 host::Answer Standby::answer(const host::Incoming &incoming, const Settings &settings) const {
   if (incoming.service != host::service_control || incoming.body.size() < sizeof(uint32_t))
     return with_status(control::err_standby);
+  const Payload payload = Payload(incoming.body).subspan(sizeof(uint32_t));
   switch (static_cast<control::Operation>(record_of<uint32_t>(incoming.body))) {
+    case control::Operation::as_json:
+      return answer_as_json(incoming, payload, settings);
     case control::Operation::status: {
       host::Bytes reply;
       append_text(&reply, standby_status_text(settings, started_, authority_.administrator(incoming.caller)));

@@ -11,6 +11,7 @@
 #include "host/transport/transport.h"
 #include "service/config/settings.h"
 #include "service/request/authority.h"
+#include "service/request/decode.h"
 
 namespace service {
 
@@ -28,6 +29,8 @@ class Standby {
   bool may_end_it(const host::Caller &caller) const { return authority_.administrator(caller); }
 
  private:
+  host::Answer answer_as_json(const host::Incoming &incoming, Payload payload, const Settings &settings) const;
+
   Authority authority_;
   time_t started_;
 };

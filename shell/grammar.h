@@ -13,6 +13,7 @@
 namespace shell {
 
 class Session;
+struct Document;
 struct Match;
 
 enum class Mode { exec, config, schedule };
@@ -57,6 +58,7 @@ struct Command {
   int (*handler)(const sch_cli_cmd_ctx *);  // the library's, called with the parameters in order; null: the shell's own
   int (*action)(Session &, const Match &);
   uint32_t subcommand;
+  const Document *document = nullptr;  // what `| json` shows; null: the command shows nothing that is data
 
   bool negates() const;
   bool begins_job() const;         // lines of its text follow

@@ -29,6 +29,7 @@ constexpr FilterWord filter_words[] = {
     {"count", Filter::Kind::count, nullptr, "How many lines it is"},
     {"no-more", Filter::Kind::no_more, nullptr, "Without stopping at each screen"},
     {"save", Filter::Kind::save, "<file>", "Into a file"},
+    {"json", Filter::Kind::json, nullptr, "As data, for machines"},
 };
 
 class Pattern {
@@ -81,6 +82,8 @@ std::optional<Problem> take_filter(std::string_view text, size_t offset, std::ve
   const std::string argument = wanted == 2 ? tokens[1].text : "";
   if (wanted == 2 && filter.kind != Filter::Kind::save && !Pattern(argument).compiled())
     return Problem{Problem::Cause::refused, offset + tokens[1].offset, argument, {}, "is no pattern"};
+  if (filter.kind == Filter::Kind::json && !filters->empty())
+    return Problem{Problem::Cause::refused, offset + word.offset, word.text, {}, "can only come first"};
   filters->push_back({filter.kind, argument});
   return std::nullopt;
 }
@@ -135,7 +138,8 @@ Lines sections(const Lines &lines, const Pattern &pattern) {
 Lines applied(const Lines &lines, const Filter &filter) {
   Lines kept;
   if (filter.kind == Filter::Kind::count) return {std::to_string(lines.size())};
-  if (filter.kind == Filter::Kind::no_more || filter.kind == Filter::Kind::save) return lines;
+  if (filter.kind == Filter::Kind::no_more || filter.kind == Filter::Kind::save || filter.kind == Filter::Kind::json)
+    return lines;
   const Pattern pattern(filter.argument);
   const auto matches = [&](const std::string &line) { return pattern.matches(line); };
   switch (filter.kind) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Filters behind a show command: "| include up | count".
+// Filters behind a show command: "| include up | count", "| json".
 #pragma once
 
 #include <optional>
@@ -12,7 +12,7 @@
 namespace shell {
 
 struct Filter {
-  enum class Kind { include, exclude, begin, section, count, no_more, save };
+  enum class Kind { include, exclude, begin, section, count, no_more, save, json };
   Kind kind;
   std::string argument;  // an extended regular expression, or a file
 };

@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // Commands about runs: show, start and kill them.
-#include <charconv>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <optional>
 
 #include "host/errors.h"
 #include "platform/cmi.h"
 #include "shell/actions.h"
 #include "shell/held_stream.h"
-#include "shell/moment.h"
+#include "shell/run_query.h"
 #include "shell/saved_file.h"
 #include "shell/service_request.h"
 #include "shell/session.h"
@@ -18,37 +16,6 @@
 namespace shell {
 
 namespace {
-
-// The parameter's value, which the grammar has checked; 0 if it was not given.
-uint64_t number_of(const Match &match, std::string_view parameter) {
-  uint64_t number = 0;
-  if (const std::string *text = match.value(parameter))
-    std::from_chars(text->data(), text->data() + text->size(), number);
-  return number;
-}
-
-std::string schedule_of(const Match &match) {
-  const std::string *name = match.value("schedule");
-  return name == nullptr ? std::string() : *name;
-}
-
-// What an error message is about: the schedule, job or run that was named, otherwise the command.
-std::string subject_of(const Match &match) {
-  if (const std::string *schedule = match.value("schedule")) return "schedule " + *schedule;
-  if (const std::string *run = match.value("run")) return "run " + *run;
-  return words_of(match);
-}
-
-// The process is in the service's zone by now (zone.h).
-int64_t since_of(const Match &match) {
-  const std::string *text = match.value("moment");
-  return text == nullptr ? 0 : moment_of(*text, time(nullptr)).value_or(0);
-}
-
-template <size_t size>
-void fill(char (&field)[size], const std::string *text) {
-  if (text != nullptr) text->copy(field, size - 1);
-}
 
 // Shows outcomes by the library's own display of the job log's stream.
 int show_outcomes(const Session &session, const std::string &subject, const control::LogQuery &query) {
@@ -108,12 +75,8 @@ int shown_or_missing(const std::string &shown, const std::optional<Missing> &mis
 }  // namespace
 
 int show_runs(Session &, const Match &match) {
-  control::HistoryQuery query = {0, static_cast<uint32_t>(number_of(match, "count")), match.has("failed") ? 1u : 0u};
-  query.since = since_of(match);
-  fill(query.job, match.value("job"));
   host::Bytes runs;
-  const int status =
-      request(subject_of(match), control::Operation::show_history, payload_of(query, schedule_of(match)), &runs);
+  const int status = request(subject_of(match), control::Operation::show_history, history_query_of(match), &runs);
   const bool none_with_job = runs.empty() && match.value("job") != nullptr;  // a schedule's absence is an error already
   return status != 0 ? status : shown_or_missing(text_of(runs), none_with_job ? missing_in(match) : std::nullopt);
 }
@@ -133,12 +96,7 @@ int show_log(Session &session, const Match &match) {
     Context values = session.context(*match.command);
     return sch_cli_show_logfile(values.get());
   }
-  control::LogQuery query = {};
-  query.count = static_cast<uint32_t>(number_of(match, "count"));
-  query.failed_only = match.has("failed") ? 1 : 0;
-  query.since = since_of(match);
-  fill(query.schedule, match.value("schedule"));
-  fill(query.job, match.value("job"));
+  const control::LogQuery query = log_query_of(match);
   const std::optional<Missing> missing = missing_in(match);
   if (!missing) return show_outcomes(session, words_of(match), query);
   HeldStream held(stdout);

@@ -6,6 +6,7 @@
 
 #include "host/feature.h"
 #include "shell/complain.h"
+#include "shell/documents.h"
 #include "shell/held_stream.h"
 #include "shell/pager.h"
 #include "shell/pointer.h"
@@ -33,6 +34,10 @@ void print_choices(std::string_view line, const Scope &scope) {
   for (const Choice &choice : choices(line.substr(0, line.rfind('?')), scope, existing_names)) {
     std::printf("  %-26s %s\n", choice.text.c_str(), choice.help.c_str());
   }
+}
+
+bool wants_json(const std::vector<Filter> &filters) {
+  return !filters.empty() && filters.front().kind == Filter::Kind::json;
 }
 
 bool has_long_output(const Command &command) {
@@ -121,14 +126,23 @@ int Session::feed_meant(const Piped &piped, std::string_view line, std::string_v
   if (!parsed.match) return refuse(parsed.problem, line, origin);
   line_ = line;
   origin_ = origin;
-  return outcome(piped.filters.empty() ? run(*parsed.match, origin) : run_piped(*parsed.match, piped.filters, origin),
-                 origin);
+  if (wants_json(piped.filters) && parsed.match->command->document == nullptr) return refuse_json(piped, line, origin);
+  return outcome(
+      piped.filters.empty() ? run(*parsed.match, Form::text, origin) : run_piped(*parsed.match, piped.filters, origin),
+      origin);
+}
+
+int Session::refuse_json(const Piped &piped, std::string_view line, std::string_view origin) const {
+  const size_t offset = line.find_first_not_of(" \t", piped.command.size() + 1);
+  const Problem problem{Problem::Cause::refused, offset, "json", {}, "is nothing that this command can show"};
+  complain_of(problem, line, origin);
+  return usage_status;
 }
 
 // The command's output is captured first, as filters, saving and paging apply to the whole of it.
 int Session::run_piped(const Match &match, const std::vector<Filter> &filters, std::string_view origin) {
   HeldStream held(stdout);
-  const int status = run(match, origin);
+  const int status = run(match, wants_json(filters) ? Form::json : Form::text, origin);
   const std::string text = filtered(held.take(), filters);
   const auto has = [&](Filter::Kind kind) {
     return std::find_if(filters.begin(), filters.end(), [&](const Filter &filter) { return filter.kind == kind; });
@@ -177,13 +191,14 @@ void Session::note(const std::string &text) const {
   complain(origin_, "note: " + text);
 }
 
-int Session::run(const Match &match, std::string_view origin) {
+int Session::run(const Match &match, Form form, std::string_view origin) {
   const Mode mode = match.command->mode;
   if (mode == Mode::config && mode_ != Mode::config) enter(Mode::config);
   if (const std::optional<Problem> problem = objection_in(match)) return refuse_value(match, *problem, line_, origin);
   if (options_.before_command) options_.before_command();
   const bool paged = options_.interactive && options_.pages && has_long_output(*match.command);
   const std::optional<Pager> pager = paged ? Pager::start() : std::nullopt;
+  if (form == Form::json) return show_document(match, *match.command->document);
   return match.command->action(*this, match);
 }
 

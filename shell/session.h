@@ -71,8 +71,10 @@ class Session {
   int run_piped(const Match &match, const std::vector<Filter> &filters, std::string_view origin);
   void complain_of(const Problem &problem, std::string_view line, std::string_view origin) const;
   int refuse(const Problem &problem, std::string_view line, std::string_view origin) const;
+  int refuse_json(const Piped &piped, std::string_view line, std::string_view origin) const;
   int refuse_value(const Match &match, const Problem &problem, std::string_view line, std::string_view origin);
-  int run(const Match &match, std::string_view origin);
+  enum class Form { text, json };
+  int run(const Match &match, Form form, std::string_view origin);
   int define(const JobBody &body, std::string_view origin);
   int outcome(int status, std::string_view origin) const;  // reports a failed command's line, see reports_failures
   int record(int status);

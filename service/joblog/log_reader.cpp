@@ -10,6 +10,7 @@ LogRecord overwritten() {
   LogRecord record;
   record.job = record.schedule = record.user = "-";
   record.output = "[this record was overwritten while the log was shown]\n";
+  record.output_gone = true;
   return record;
 }
 
@@ -45,6 +46,7 @@ bool LogReader::gone_is_next() const {
 LogRecord LogReader::take_gone() {
   LogRecord record = gone_.fetch(gone_.keys[gone_given_++]);
   record.output += "[its output has made room for newer records]\n";
+  record.output_gone = true;
   return record;
 }
 

@@ -29,14 +29,17 @@ std::string in_brackets(const std::string &line) {
   return line.empty() ? "" : "[" + line + "]\n";
 }
 
+std::string cut_note(uint64_t total) {
+  return "\n" + in_brackets("the output of " + std::to_string(total) + " bytes was cut here");
+}
+
 std::string output_that_fits(const LogRecord &record, size_t room) {
   const uint64_t total = std::max<uint64_t>(record.output_total, record.output.size());
   const std::string remark = in_brackets(record.remark);
   const bool broken_line = !remark.empty() && !record.output.empty() && record.output.back() != '\n';
   if (record.output.size() == total && total + broken_line + remark.size() <= room)
     return record.output + (broken_line ? "\n" : "") + remark;
-  std::string note = "\n";
-  note += in_brackets("the output of " + std::to_string(total) + " bytes was cut here");
+  std::string note = cut_note(total);
   note += remark;
   note.resize(std::min(note.size(), room));
   return record.output.substr(0, room - note.size()) + note;
@@ -139,6 +142,26 @@ std::vector<std::byte> encode(const LogRecord &record, uint64_t newest_outcome, 
 
 std::optional<LogRecordHead> decode(std::span<const std::byte> body, uint32_t version) {
   return version == 1 ? decode_version_1(body) : decode_version_2(body);
+}
+
+namespace {
+
+std::string_view without_brackets(std::string_view line) {
+  if (line.starts_with('\n')) line.remove_prefix(1);
+  return line.size() >= 3 && line.starts_with('[') && line.ends_with("]\n") ? line.substr(1, line.size() - 3) : line;
+}
+
+}  // namespace
+
+Printed printed_in(const LogRecord &record) {
+  const std::string_view stored = record.output;
+  if (record.output_gone) return {{}, record.output_total, record.output_total != 0, without_brackets(stored)};
+  const std::string note = cut_note(record.output_total);
+  if (const size_t end = stored.rfind(note); end != stored.npos && end < record.output_total)
+    return {stored.substr(0, end), record.output_total, true, without_brackets(stored.substr(end + note.size()))};
+  if (stored.size() < record.output_total) return {stored, record.output_total, true, {}};
+  return {stored.substr(0, record.output_total), record.output_total, false,
+          without_brackets(stored.substr(record.output_total))};
 }
 
 LogRecord record_of(const LogRecordHead &head) {

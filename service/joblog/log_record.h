@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace service {
@@ -21,7 +22,17 @@ struct LogRecord {
   uint64_t run = 0;           // number of the run; 0: none
   uint64_t outcome = 0;       // sequence number; 0: not an outcome, but a line of the log itself
   uint32_t reason = 0;        // why the run has no exit code of its own; 0: it has
+  bool output_gone = false;   // `output` says so, and is nothing that was printed
 };
+
+// What the log says of a record's output, taken apart.
+struct Printed {
+  std::string_view text;    // as far as it is kept; the record's
+  uint64_t length = 0;      // bytes printed
+  bool cut = false;         // not all of them are kept
+  std::string_view remark;  // the service's own line behind it
+};
+Printed printed_in(const LogRecord &record);
 
 // Encodes a record's body, with as much of the output as fits in `room` bytes. `newest_outcome` is the newest of all
 // outcomes so far, including this one: every record has it, so that it is known even if only one record is left.

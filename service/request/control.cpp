@@ -15,6 +15,7 @@
 #include "host/status.h"
 #include "service/calendar/service_zone.h"
 #include "service/clock.h"
+#include "service/document/documents.h"
 #include "service/request/answer.h"
 #include "service/request/configuration.h"
 #include "service/request/feature.h"
@@ -117,55 +118,68 @@ enum class For { everybody, administrator };  // everybody: the answer is restri
 struct Row {
   Operation operation;
   For whom;
-  size_t shortest, longest;  // bytes of the payload
-  host::Answer (*answer)(const Call &, Payload);
+  size_t shortest, longest;                         // bytes of the payload
+  host::Answer (*answer)(const Call &, Payload);    // null: it answers with a document alone
+  host::Answer (*document)(const Call &, Payload);  // what as_json asks for; null: there is none
 };
 
 constexpr size_t any_length = std::numeric_limits<size_t>::max();
 
 // For operations that check their payload themselves.
-constexpr Row row(Operation operation, For whom, host::Answer (*answer)(const Call &, Payload)) {
-  return {operation, whom, 0, any_length, answer};
+constexpr Row row(Operation operation, For whom, host::Answer (*answer)(const Call &, Payload),
+                  host::Answer (*document)(const Call &, Payload) = nullptr) {
+  return {operation, whom, 0, any_length, answer, document};
+}
+
+constexpr Row document_row(Operation operation, For whom, host::Answer (*document)(const Call &, Payload)) {
+  return row(operation, whom, nullptr, document);
 }
 
 constexpr Row rows[] = {
     row(Operation::enable_feature, For::administrator, set_feature<true>),
     row(Operation::disable_feature, For::administrator, set_feature<false>),
-    row(Operation::memory_statistics, For::administrator, bare<memory_text>),
-    row(Operation::history, For::administrator, bare<history_text>),
-    row(Operation::running_text, For::everybody, running_text),
-    row(Operation::startup_text, For::everybody, startup_text),
+    row(Operation::memory_statistics, For::administrator, bare<memory_text>, memory_document),
+    row(Operation::history, For::administrator, bare<history_text>, debug_history_document),
+    row(Operation::running_text, For::everybody, running_text, running_document),
+    row(Operation::startup_text, For::everybody, startup_text, startup_document),
     row(Operation::copy_running_startup, For::administrator, save_running),
-    {Operation::set_logging_level, For::administrator, sizeof(int32_t), sizeof(int32_t), set_logging_level},
-    row(Operation::get_logging_level, For::everybody, bare<get_logging_level>),
-    row(Operation::get_zone, For::everybody, bare<zone_in_use>),
+    {Operation::set_logging_level, For::administrator, sizeof(int32_t), sizeof(int32_t), set_logging_level, nullptr},
+    row(Operation::get_logging_level, For::everybody, bare<get_logging_level>, logging_document),
+    row(Operation::get_zone, For::everybody, bare<zone_in_use>, clock_document),
     row(Operation::take_over, For::administrator, bare<nothing_to_take_over>),
-    row(Operation::status, For::everybody, status_reply),
+    row(Operation::status, For::everybody, status_reply, status_document),
     row(Operation::security_read, For::everybody, security<Operation::security_read>),
     row(Operation::security_store, For::everybody, security<Operation::security_store>),
     row(Operation::security_remove, For::everybody, security<Operation::security_remove>),
     row(Operation::security_authenticate, For::everybody, security<Operation::security_authenticate>),
-    row(Operation::show_history, For::everybody, show_history),
-    row(Operation::show_upcoming, For::everybody, show_upcoming),
+    row(Operation::show_history, For::everybody, show_history, history_document),
+    row(Operation::show_upcoming, For::everybody, show_upcoming, upcoming_document),
     row(Operation::run_schedule, For::everybody, run_schedule),
     row(Operation::kill_run, For::everybody, kill_run),
     row(Operation::enable_schedule, For::everybody, set_schedule_enabled<true>),
     row(Operation::disable_schedule, For::everybody, set_schedule_enabled<false>),
-    {Operation::raw_output, For::everybody, sizeof(uint64_t), sizeof(uint64_t), raw_output},
-    {Operation::find, For::everybody, sizeof(control::ObjectKind), any_length, find_named},
-    {Operation::names, For::everybody, sizeof(control::ObjectKind), any_length, list_names},
+    {Operation::raw_output, For::everybody, sizeof(uint64_t), sizeof(uint64_t), raw_output, nullptr},
+    {Operation::find, For::everybody, sizeof(control::ObjectKind), any_length, find_named, nullptr},
+    {Operation::names, For::everybody, sizeof(control::ObjectKind), any_length, list_names, nullptr},
     row(Operation::log_uri, For::everybody, bare<log_uri>),
-    {Operation::rename, For::everybody, sizeof(control::ObjectKind), any_length, rename_named},
-    row(Operation::overview, For::everybody, overview),
+    {Operation::rename, For::everybody, sizeof(control::ObjectKind), any_length, rename_named, nullptr},
+    row(Operation::overview, For::everybody, overview, overview_document),
     row(Operation::explain_time, For::everybody, explain_time),
-    {Operation::show_log, For::everybody, sizeof(control::LogQuery), sizeof(control::LogQuery), show_chosen_log},
-    {Operation::put_configuration, For::everybody, sizeof(uint32_t), any_length, put_configuration},
+    {Operation::show_log, For::everybody, sizeof(control::LogQuery), sizeof(control::LogQuery), show_chosen_log,
+     log_document},
+    {Operation::put_configuration, For::everybody, sizeof(uint32_t), any_length, put_configuration, nullptr},
     {Operation::apply_configuration, For::everybody, sizeof(control::ConfigurationOrder), any_length,
-     apply_configuration},
-    {Operation::configuration_entry, For::everybody, sizeof(uint32_t), sizeof(uint32_t), show_configuration},
-    row(Operation::configuration_history, For::everybody, show_configuration_history),
+     apply_configuration, nullptr},
+    {Operation::configuration_entry, For::everybody, sizeof(uint32_t), sizeof(uint32_t), show_configuration, nullptr},
+    row(Operation::configuration_history, For::everybody, show_configuration_history, configuration_history_document),
     row(Operation::confirm_configuration, For::everybody, confirm_configuration),
     row(Operation::erase_startup, For::administrator, erase_startup),
+    document_row(Operation::jobs, For::everybody, jobs_document),
+    document_row(Operation::schedules, For::everybody, schedules_document),
+    document_row(Operation::scheduler_config, For::everybody, scheduler_config_document),
+    {Operation::configuration_difference, For::everybody, sizeof(control::DifferenceQuery),
+     sizeof(control::DifferenceQuery), nullptr, difference_document},
+    document_row(Operation::version, For::everybody, version_document),
 };
 
 }  // namespace
@@ -187,14 +201,21 @@ host::Answer zone_in_use() {
 }
 
 host::Answer control(const Call &call, control::Operation operation, Payload payload) {
+  const bool as_json = operation == Operation::as_json;
+  if (as_json && payload.size() < sizeof operation) return with_status(host::err_bad_request);
+  if (as_json) {
+    operation = record_of<Operation>(payload);
+    payload = payload.subspan(sizeof operation);
+  }
   const Row *row = std::ranges::find(rows, operation, &Row::operation);
   const bool known = row != std::end(rows);
   // The same answer for unknown operations: callers who are not the administrator do not learn which ones there are.
   if ((!known || row->whom == For::administrator) && !call.context.authority.administrator(call.caller))
     return with_status(host::err_not_permitted);
-  if (!known) return with_status(host::err_unknown_opcode);
+  const auto answer = !known ? nullptr : as_json ? row->document : row->answer;
+  if (answer == nullptr) return with_status(host::err_unknown_opcode);
   if (payload.size() < row->shortest || payload.size() > row->longest) return with_status(host::err_bad_request);
-  return row->answer(call, payload);
+  return answer(call, payload);
 }
 
 }  // namespace service

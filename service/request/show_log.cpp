@@ -5,6 +5,7 @@
 
 #include "control/operations.h"
 #include "control/statuses.h"
+#include "host/errors.h"
 #include "host/status.h"
 #include "host/text_field.h"
 #include "service/calendar/service_zone.h"
@@ -12,6 +13,7 @@
 #include "service/joblog/joblog.h"
 #include "service/limits.h"
 #include "service/request/answer.h"
+#include "service/request/chosen_log.h"
 #include "service/request/gone_outcomes.h"
 #include "service/request/ownership.h"
 #include "service/request/payload.h"
@@ -81,10 +83,7 @@ class LogStream {
 };
 
 host::Answer stream(const Call &call, LogFilter filter) {
-  if (!call.context.authority.administrator(call.caller)) filter.owner_tag = owner_tag(call.caller.uid);
-  const JobLog &log = call.context.log;
-  GoneOutcomes gone = gone_outcomes(log, filter);
-  auto made = std::make_shared<LogStream>(log.read(std::move(filter), std::move(gone)));
+  auto made = std::make_shared<LogStream>(read_own_log(call, std::move(filter)));
   host::Answer answer;
   answer.next = [made] { return made->next(); };
   return answer;
@@ -106,15 +105,22 @@ std::optional<std::set<uint64_t>> outcomes_of_run(const Call &call, uint64_t num
 
 }  // namespace
 
+LogReader read_own_log(const Call &call, LogFilter filter) {
+  if (!call.context.authority.administrator(call.caller)) filter.owner_tag = owner_tag(call.caller.uid);
+  const JobLog &log = call.context.log;
+  GoneOutcomes gone = gone_outcomes(log, filter);
+  return log.read(std::move(filter), std::move(gone));
+}
+
 host::Answer show_log(const Call &call, const ShowRequest &request) {
   LogFilter filter;
   filter.name = request.name;
   return stream(call, std::move(filter));
 }
 
-host::Answer show_chosen_log(const Call &call, Payload payload) {
+host::Result<LogFilter> chosen_log(const Call &call, Payload payload) {
   const auto query = record_of<control::LogQuery>(payload);
-  if (query.failed_only > 1) return with_status(host::err_bad_value);
+  if (query.failed_only > 1) return host::error_of(host::err_bad_value);
   LogFilter filter;
   filter.schedule = host::text_in(query.schedule);
   filter.job = host::text_in(query.job);
@@ -123,10 +129,15 @@ host::Answer show_chosen_log(const Call &call, Payload payload) {
   filter.last = query.count;
   if (query.run != 0) {
     std::optional<std::set<uint64_t>> outcomes = outcomes_of_run(call, query.run);
-    if (!outcomes) return with_status(control::err_no_history_of_run);
+    if (!outcomes) return host::error_of(control::err_no_history_of_run);
     filter.outcomes = std::move(*outcomes);
   }
-  return stream(call, std::move(filter));
+  return filter;
+}
+
+host::Answer show_chosen_log(const Call &call, Payload payload) {
+  host::Result<LogFilter> filter = chosen_log(call, payload);
+  return filter ? stream(call, std::move(*filter)) : with_status(filter.code());
 }
 
 }  // namespace service

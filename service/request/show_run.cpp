@@ -18,29 +18,22 @@
 namespace service {
 namespace {
 
-struct Found {
-  const sch_schedule_entry *entry;
-  RunSummary summary;
-  std::vector<Outcome> outcomes;  // of the jobs that have ended
-  std::string job;                // the job that is running; empty: none
-};
-
-std::optional<Found> find_under_way(const Call &call, uint64_t number) {
+std::optional<FoundRun> find_under_way(const Call &call, uint64_t number) {
   for (const Runner::UnderWay &run : call.context.runner.list()) {
     if (run.ticket.number != number || !call.context.authority.may_use(call.caller, run.owner_tag)) continue;
     const sch_schedule_entry *entry = schedule_by_serial(run.ticket.schedule);
     if (entry == nullptr) continue;
     std::optional<HistoryRun> ended = find_in_history(*entry, number);
-    return Found{entry, summary_of(run), ended ? std::move(ended->outcomes) : std::vector<Outcome>(), run.job};
+    return FoundRun{entry, summary_of(run), ended ? std::move(ended->outcomes) : std::vector<Outcome>(), run.job};
   }
   return std::nullopt;
 }
 
-std::optional<Found> find_ended(const Call &call, uint64_t number) {
+std::optional<FoundRun> find_ended(const Call &call, uint64_t number) {
   for (const sch_schedule_entry *entry : own_schedules(call)) {
     if (newest_run(*entry) < number) continue;
     if (std::optional<HistoryRun> run = find_in_history(*entry, number))
-      return Found{entry, summary_of(*entry, *run), std::move(run->outcomes), ""};
+      return FoundRun{entry, summary_of(*entry, *run), std::move(run->outcomes), ""};
   }
   return std::nullopt;
 }
@@ -71,7 +64,7 @@ TextTable::Row row_of(const Outcome &outcome) {
           remark_of(outcome)};
 }
 
-std::string head_of(const Found &found) {
+std::string head_of(const FoundRun &found) {
   const RunSummary &run = found.summary;
   const ScheduleState state = state_of(*found.entry->rec);
   std::string text;
@@ -87,7 +80,7 @@ std::string head_of(const Found &found) {
   return text;
 }
 
-std::string text_of(const Found &found) {
+std::string text_of(const FoundRun &found) {
   TextTable table({"job", "outcome", "code", "start", "duration", "output", "remark"});
   for (const Outcome &outcome : found.outcomes)
     table.add(row_of(outcome));
@@ -96,9 +89,13 @@ std::string text_of(const Found &found) {
 
 }  // namespace
 
+std::optional<FoundRun> find_run(const Call &call, uint64_t number) {
+  std::optional<FoundRun> found = find_under_way(call, number);
+  return found ? found : find_ended(call, number);
+}
+
 host::Answer show_run(const Call &call, uint64_t number) {
-  std::optional<Found> found = find_under_way(call, number);
-  if (!found) found = find_ended(call, number);
+  const std::optional<FoundRun> found = find_run(call, number);
   if (!found) return with_status(control::err_no_history_of_run);
   host::Bytes reply;
   append_text(&reply, text_of(*found));

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "control/operations.h"
+#include "host/errors.h"
 #include "host/status.h"
 #include "host/text_field.h"
 #include "service/request/answer.h"
@@ -111,24 +112,22 @@ bool add_ended(const Schedules &schedules, const control::HistoryQuery &query, s
   return true;
 }
 
-std::string lines_of(const Newest &found) {
+std::string lines_of(const FoundRuns &found) {
   TextTable table({"run", "schedule", "due", "start", "duration", "outcome", "jobs failed"});
-  for (const RunSummary &run : found.runs())
+  for (const RunSummary &run : found.runs)
     table.add({std::to_string(run.number), run.schedule, due_cell(run), start_cell(run), duration_cell(run),
                outcome_cell(run), failed_cell(run)});
   return table.empty() ? "" : table.text();
 }
 
-host::Answer show_newest(const Call &call, const control::HistoryQuery &query, const std::string &schedule,
-                         const Schedules &schedules) {
+FoundRuns newest_runs(const Call &call, const HistoryAsked &asked, const Schedules &schedules) {
+  const control::HistoryQuery &query = asked.query;
   const size_t count = query.count == 0 ? usual_lines : query.count;
   Newest found(count, query);
-  const std::set<uint64_t> under_way = add_under_way(call, schedule, std::string(host::text_in(query.job)), &found);
+  const std::set<uint64_t> under_way =
+      add_under_way(call, asked.schedule, std::string(host::text_in(query.job)), &found);
   const bool complete = add_ended(schedules, query, count, under_way, &found);
-  host::Bytes reply;
-  append_text(&reply, lines_of(found));
-  if (!complete) append_text(&reply, "(older runs were not searched; name the schedule)\n");
-  return with_reply(std::move(reply));
+  return {found.runs(), complete};
 }
 
 bool is_sound(const control::HistoryQuery &query) {
@@ -137,16 +136,31 @@ bool is_sound(const control::HistoryQuery &query) {
 
 }  // namespace
 
-host::Answer show_history(const Call &call, Payload payload) {
-  if (payload.size() < sizeof(control::HistoryQuery)) return with_status(host::err_bad_request);
+host::Result<HistoryAsked> history_asked(Payload payload) {
+  if (payload.size() < sizeof(control::HistoryQuery)) return host::error_of(host::err_bad_request);
   const auto query = record_of<control::HistoryQuery>(payload);
-  if (!is_sound(query)) return with_status(host::err_bad_value);
-  const std::string name(text_of(payload.subspan(sizeof query)));
-  if (query.run != 0) return show_run(call, query.run);
-  if (name.empty()) return show_newest(call, query, name, own_schedules(call));
+  if (!is_sound(query)) return host::error_of(host::err_bad_value);
+  return HistoryAsked{query, std::string(text_of(payload.subspan(sizeof query)))};
+}
+
+host::Result<FoundRuns> find_runs(const Call &call, const HistoryAsked &asked) {
+  if (asked.schedule.empty()) return newest_runs(call, asked, own_schedules(call));
   sch_schedule_entry *entry = nullptr;
-  if (const uint32_t status = find_own_schedule(call, name, &entry); status != 0) return with_status(status);
-  return show_newest(call, query, name, {entry});
+  if (const uint32_t status = find_own_schedule(call, asked.schedule, &entry); status != 0)
+    return host::error_of(status);
+  return newest_runs(call, asked, {entry});
+}
+
+host::Answer show_history(const Call &call, Payload payload) {
+  const host::Result<HistoryAsked> asked = history_asked(payload);
+  if (!asked) return with_status(asked.code());
+  if (asked->query.run != 0) return show_run(call, asked->query.run);
+  const host::Result<FoundRuns> found = find_runs(call, *asked);
+  if (!found) return with_status(found.code());
+  host::Bytes reply;
+  append_text(&reply, lines_of(*found));
+  if (!found->complete) append_text(&reply, "(older runs were not searched; name the schedule)\n");
+  return with_reply(std::move(reply));
 }
 
 }  // namespace service

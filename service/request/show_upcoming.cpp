@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "control/operations.h"
+#include "host/errors.h"
 #include "host/status.h"
 #include "host/text_field.h"
 #include "host/visible.h"
@@ -23,28 +24,11 @@ namespace {
 
 constexpr uint32_t usual_schedules = 20, usual_dues = 10;
 
-struct Upcoming {
-  const sch_schedule_entry *entry;
-  uint32_t due;  // 0: disabled
-};
-
 bool sooner(const Upcoming &left, const Upcoming &right) {
   const auto rank = [](const Upcoming &one) {
     return std::tuple(one.due == 0, one.due, schedule_number(*one.entry->rec));
   };
   return rank(left) < rank(right);
-}
-
-std::vector<Upcoming> soonest(const Call &call, size_t count) {
-  std::vector<Upcoming> all;
-  for (const sch_schedule_entry *entry : own_schedules(call)) {
-    const uint32_t due = next_due(*entry);
-    if (due != 0 || !is_enabled(*entry->rec)) all.push_back({entry, due});
-  }
-  const size_t kept = std::min(count, all.size());
-  std::ranges::partial_sort(all, all.begin() + static_cast<std::ptrdiff_t>(kept), sooner);
-  all.resize(kept);
-  return all;
 }
 
 size_t job_count(const sch_schedule_rec &rec) {
@@ -72,7 +56,7 @@ std::string note_of_feature() {
   return scheduler_enabled != 0 ? "" : "(the scheduler feature is disabled: nothing runs)\n";
 }
 
-std::string text_of_all(const Call &call, size_t count) {
+std::string text_of_all(const Call &call, uint32_t count) {
   const time_t now = wall_clock();
   TextTable table({"due", "in", "schedule", "jobs", "owner"});
   for (const Upcoming &one : soonest(call, count))
@@ -86,13 +70,13 @@ std::string job_names(const sch_schedule_rec &rec) {
   return names.empty() ? "none" : names;
 }
 
-std::string text_of_one(const sch_schedule_entry &entry, size_t count) {
+std::string text_of_one(const sch_schedule_entry &entry, uint32_t count) {
   const time_t now = wall_clock();
   std::string text = "schedule: " + name_of(*entry.key) + "\nowner: " + owner_name(entry) +
                      "\nenabled: " + (is_enabled(*entry.rec) ? "yes" : "no") + "\njobs: " + job_names(*entry.rec) +
                      "\n";
   TextTable table({"due", "in"});
-  for (const uint32_t due : coming_dues(entry, count))
+  for (const uint32_t due : next_dues(entry, count))
     table.add({shown_moment(due), wait_cell(due, now)});
   return text + (table.empty() ? "due: never\n" : note_of_feature() + table.text());
 }
@@ -105,15 +89,36 @@ host::Answer answer_text(const std::string &text) {
 
 }  // namespace
 
-host::Answer show_upcoming(const Call &call, Payload payload) {
-  if (payload.size() < sizeof(control::UpcomingQuery)) return with_status(host::err_bad_request);
+std::vector<Upcoming> soonest(const Call &call, uint32_t count) {
+  std::vector<Upcoming> all;
+  for (const sch_schedule_entry *entry : own_schedules(call)) {
+    const uint32_t due = state_of(*entry->rec).next_due;
+    if (due != 0 || !is_enabled(*entry->rec)) all.push_back({entry, due});
+  }
+  const size_t kept = std::min<size_t>(count == 0 ? usual_schedules : count, all.size());
+  std::ranges::partial_sort(all, all.begin() + static_cast<std::ptrdiff_t>(kept), sooner);
+  all.resize(kept);
+  return all;
+}
+
+std::vector<uint32_t> next_dues(const sch_schedule_entry &entry, uint32_t count) {
+  return coming_dues(entry, count == 0 ? usual_dues : count);
+}
+
+host::Result<UpcomingAsked> upcoming_asked(Payload payload) {
+  if (payload.size() < sizeof(control::UpcomingQuery)) return host::error_of(host::err_bad_request);
   const auto query = record_of<control::UpcomingQuery>(payload);
-  if (query.count > control::query_lines_limit) return with_status(host::err_bad_value);
-  const std::string name(text_of(payload.subspan(sizeof query)));
-  if (name.empty()) return answer_text(text_of_all(call, query.count == 0 ? usual_schedules : query.count));
+  if (query.count > control::query_lines_limit) return host::error_of(host::err_bad_value);
+  return UpcomingAsked{query.count, std::string(text_of(payload.subspan(sizeof query)))};
+}
+
+host::Answer show_upcoming(const Call &call, Payload payload) {
+  const host::Result<UpcomingAsked> asked = upcoming_asked(payload);
+  if (!asked) return with_status(asked.code());
+  if (asked->schedule.empty()) return answer_text(text_of_all(call, asked->count));
   sch_schedule_entry *entry = nullptr;
-  if (const uint32_t status = find_own_schedule(call, name, &entry); status != 0) return with_status(status);
-  return answer_text(text_of_one(*entry, query.count == 0 ? usual_dues : query.count));
+  if (const uint32_t status = find_own_schedule(call, asked->schedule, &entry); status != 0) return with_status(status);
+  return answer_text(text_of_one(*entry, asked->count));
 }
 
 }  // namespace service

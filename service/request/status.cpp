@@ -18,10 +18,6 @@
 namespace service {
 namespace {
 
-struct Share {
-  size_t schedules = 0, jobs = 0, runs = 0, waiting = 0;
-};
-
 class Lines {
  public:
   void add(const std::string &key, const std::string &value) { text_ += key + ": " + value + "\n"; }
@@ -53,97 +49,137 @@ std::map<uint32_t, Share> every_share(const Runner &runner) {
   return shares;
 }
 
-void add_share(Lines *lines, uint32_t tag, const Share &share) {
-  lines->add("share of " + user_name(tag), "schedules " + std::to_string(share.schedules) + ", jobs " +
-                                               std::to_string(share.jobs) + ", runs " + std::to_string(share.runs) +
-                                               ", waiting " + std::to_string(share.waiting));
+NextDue due_of(const sch_schedule_entry &entry) {
+  return {state_of(*entry.rec).next_due, name_of(*entry.key)};
 }
 
-std::string due_text(const sch_schedule_entry *entry) {
-  if (entry == nullptr) return "none";
-  return time_text(next_due(*entry)) + ", schedule " + name_of(*entry->key);
-}
-
-const sch_schedule_entry *first_due() {
+std::optional<NextDue> first_due() {
   const uint32_t due = earliest_due();
   const std::vector<sch_schedule_entry *> entries = due != 0 ? schedules_due(due) : std::vector<sch_schedule_entry *>();
-  return entries.empty() ? nullptr : entries.front();
+  return entries.empty() ? std::nullopt : std::optional(due_of(*entries.front()));
 }
 
-const sch_schedule_entry *first_due(uint32_t tag) {
+std::optional<NextDue> first_due(uint32_t tag) {
   const sch_schedule_entry *first = nullptr;
   for (const sch_schedule_entry *entry = schedule_after(-1, tag); entry != nullptr;
        entry = schedule_after(schedule_number(*entry->rec), tag)) {
     const uint32_t due = next_due(*entry);
     if (due != 0 && (first == nullptr || due < state_of(*first->rec).next_due)) first = entry;
   }
-  return first;
+  return first == nullptr ? std::nullopt : std::optional(due_of(*first));
 }
 
-void add_store(Lines *lines, const char *what, const char *uri) {
+StoreSize store_size(const char *name, const char *uri) {
   struct stat found {};
-  if (stat(host::store_path(uri).c_str(), &found) == 0)
-    lines->add(what, std::to_string(found.st_size) + " bytes");
-  else
-    lines->add(what, "none");
+  if (stat(host::store_path(uri).c_str(), &found) != 0) return {name, std::nullopt};
+  return {name, static_cast<uint64_t>(found.st_size)};
 }
 
-enum class Mode { active, standby };
+WholeStatus directory_and_stores() {
+  WholeStatus whole;
+  whole.state_directory = host::paths().state;
+  whole.stores = {store_size("running store", sch_pss_running_uri),
+                  store_size("run state store", sch_pss_running_db_uri),
+                  store_size("startup store", sch_pss_startup_uri)};
+  return whole;
+}
 
-void add_service(Lines *lines, Mode mode, const Settings &settings, time_t started) {
+WholeStatus whole_status(const Context &context) {
+  WholeStatus whole = directory_and_stores();
+  whole.schedules = schedule_count();
+  whole.runs = context.runner.begun();
+  whole.waiting = context.runner.waiting();
+  if (context.courier != nullptr) whole.mail = context.courier->waiting();
+  whole.log_size = static_cast<uint64_t>(sch_log_file.size);
+  return whole;
+}
+
+ServiceStatus service_status(bool active, const Settings &settings, time_t started) {
+  ServiceStatus status;
+  status.active = active;
+  status.started = started;
+  status.settings_file = settings.file;
+  status.zone = service_zone().identifier();
+  status.enabled = active && scheduler_enabled != 0;
+  status.boot_from = settings.boot_from;
+  return status;
+}
+
+void add_service(Lines *lines, const ServiceStatus &status) {
   lines->add("version", SCHEDCLI_VERSION);
-  lines->add("mode", mode == Mode::active ? "active" : "standby");
-  lines->add("started", time_text(started));
-  lines->add("settings", settings.file.empty() ? "none, the defaults are used" : settings.file);
-  lines->add("zone", service_zone().identifier());
-  if (mode == Mode::active) lines->add("enabled", scheduler_enabled != 0 ? "yes" : "no");
-  lines->add("boot from", settings.boot_from == BootFrom::startup ? "startup" : "running");
+  lines->add("mode", status.active ? "active" : "standby");
+  lines->add("started", time_text(status.started));
+  lines->add("settings", status.settings_file.empty() ? "none, the defaults are used" : status.settings_file);
+  lines->add("zone", status.zone);
+  if (status.active) lines->add("enabled", status.enabled ? "yes" : "no");
+  lines->add("boot from", status.boot_from == BootFrom::startup ? "startup" : "running");
 }
 
-void add_stores(Lines *lines) {
-  add_store(lines, "running store", sch_pss_running_uri);
-  add_store(lines, "run state store", sch_pss_running_db_uri);
-  add_store(lines, "startup store", sch_pss_startup_uri);
+void add_count(Lines *lines, const char *what, const std::optional<size_t> &count) {
+  if (count) lines->add(what, *count);
 }
 
 // The lines that belong to no single user.
-void add_whole(Lines *lines, const Context &context) {
-  lines->add("state directory", host::paths().state);
-  lines->add("schedules", schedule_count());
-  lines->add("runs under way", context.runner.begun());
-  lines->add("runs waiting", context.runner.waiting());
-  if (context.courier != nullptr) lines->add("mail waiting", context.courier->waiting());
-  add_stores(lines);
-  lines->add("job log", std::to_string(sch_log_file.size) + " bytes");
+void add_whole(Lines *lines, const WholeStatus &whole) {
+  lines->add("state directory", whole.state_directory);
+  add_count(lines, "schedules", whole.schedules);
+  add_count(lines, "runs under way", whole.runs);
+  add_count(lines, "runs waiting", whole.waiting);
+  add_count(lines, "mail waiting", whole.mail);
+  for (const StoreSize &store : whole.stores)
+    lines->add(store.name, store.size ? std::to_string(*store.size) + " bytes" : "none");
+  if (whole.log_size) lines->add("job log", std::to_string(*whole.log_size) + " bytes");
+}
+
+void add_share(Lines *lines, const UserShare &user) {
+  const Share &share = user.share;
+  lines->add("share of " + user.user, "schedules " + std::to_string(share.schedules) + ", jobs " +
+                                          std::to_string(share.jobs) + ", runs " + std::to_string(share.runs) +
+                                          ", waiting " + std::to_string(share.waiting));
+}
+
+std::string text_of(const ServiceStatus &status) {
+  Lines lines;
+  add_service(&lines, status);
+  if (status.whole) add_whole(&lines, *status.whole);
+  if (status.active)
+    lines.add("next due",
+              status.next_due ? time_text(status.next_due->due) + ", schedule " + status.next_due->schedule : "none");
+  for (const UserShare &share : status.shares)
+    add_share(&lines, share);
+  return lines.text();
 }
 
 }  // namespace
 
-std::string status_text(const Call &call) {
-  Lines lines;
-  add_service(&lines, Mode::active, *call.context.settings, call.context.started);
+ServiceStatus status_of(const Call &call) {
+  ServiceStatus status = service_status(true, *call.context.settings, call.context.started);
   if (!call.context.authority.administrator(call.caller)) {
     const uint32_t tag = owner_tag(call.caller.uid);
-    lines.add("next due", due_text(first_due(tag)));
     const Share runs = shares_of_runs(call.context.runner)[tag];
-    add_share(&lines, tag, {schedule_count(tag), job_count(tag), runs.runs, runs.waiting});
-    return lines.text();
+    status.next_due = first_due(tag);
+    status.shares = {{user_name(tag), {schedule_count(tag), job_count(tag), runs.runs, runs.waiting}}};
+    return status;
   }
-  add_whole(&lines, call.context);
-  lines.add("next due", due_text(first_due()));
+  status.whole = whole_status(call.context);
+  status.next_due = first_due();
   for (const auto &[tag, share] : every_share(call.context.runner))
-    add_share(&lines, tag, share);
-  return lines.text();
+    status.shares.push_back({user_name(tag), share});
+  return status;
+}
+
+ServiceStatus standby_status(const Settings &settings, time_t started, bool administrator) {
+  ServiceStatus status = service_status(false, settings, started);
+  if (administrator) status.whole = directory_and_stores();
+  return status;
+}
+
+std::string status_text(const Call &call) {
+  return text_of(status_of(call));
 }
 
 std::string standby_status_text(const Settings &settings, time_t started, bool administrator) {
-  Lines lines;
-  add_service(&lines, Mode::standby, settings, started);
-  if (administrator) {
-    lines.add("state directory", host::paths().state);
-    add_stores(&lines);
-  }
-  return lines.text();
+  return text_of(standby_status(settings, started, administrator));
 }
 
 }  // namespace service

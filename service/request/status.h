@@ -1,11 +1,56 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
+#include <ctime>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "service/request/context.h"
 
 namespace service {
+
+struct Share {
+  size_t schedules = 0, jobs = 0, runs = 0, waiting = 0;
+};
+struct UserShare {
+  std::string user;
+  Share share;
+};
+
+struct StoreSize {
+  const char *name;              // "running store"
+  std::optional<uint64_t> size;  // nothing: there is no such store
+};
+
+struct NextDue {
+  uint32_t due;
+  std::string schedule;
+};
+
+// What belongs to nobody alone: an administrator's to see.
+struct WholeStatus {
+  std::string state_directory;
+  std::optional<size_t> schedules, runs, waiting, mail;  // of an active service
+  std::vector<StoreSize> stores;
+  std::optional<uint64_t> log_size;
+};
+
+struct ServiceStatus {
+  bool active = true;
+  time_t started = 0;
+  std::string settings_file;  // empty: none
+  std::string zone;
+  bool enabled = false;
+  host::BootFrom boot_from = {};
+  std::optional<WholeStatus> whole;
+  std::optional<NextDue> next_due;
+  std::vector<UserShare> shares;
+};
+
+ServiceStatus status_of(const Call &call);
+ServiceStatus standby_status(const Settings &settings, time_t started, bool administrator);
 
 // The service's status, as "key: value" lines. The administrator sees every user's share, other users only their own.
 std::string status_text(const Call &call);

@@ -43,6 +43,7 @@ const Case cases[] = {
     {"| count", "13\n"},
     {"| include ^scheduler | count", "4\n"},
     {"|count", "13\n"},
+    {"| json | include ^feature", "feature scheduler\n"},  // made elsewhere: as it comes
 };
 
 TEST(pipes, leave_what_is_asked_for) {
@@ -55,12 +56,15 @@ TEST(pipes, take_a_last_line_without_its_end) {
 }
 
 const Case problems[] = {
-    {"|", "the command is incomplete at column 9; expected: include, exclude, begin, section, count, no-more, save"},
+    {"|",
+     "the command is incomplete at column 9; expected: include, exclude, begin, section, count, no-more, save, json"},
     {"| grep x",
-     "\"grep\" at column 10 is not known here; expected: include, exclude, begin, section, count, no-more, save"},
+     "\"grep\" at column 10 is not known here; expected: include, exclude, begin, section, count, no-more, save, json"},
     {"| include", "the command is incomplete at column 17; expected: <pattern>"},
     {"| include a b", "\"b\" at column 20 is too much: the command ends before it"},
     {"| include (", "\"(\" at column 18 is no pattern"},
+    {"| count | json", "\"json\" at column 18 can only come first"},
+    {"| json x", "\"x\" at column 15 is too much: the command ends before it"},
     {"| count x", "\"x\" at column 16 is too much: the command ends before it"},
 };
 
@@ -83,7 +87,7 @@ TEST(pipes, tell_what_may_follow) {
       all += choice.text + " ";
     return all;
   };
-  EXPECT_EQ(texts("show run | "), "include exclude begin section count no-more save ");
+  EXPECT_EQ(texts("show run | "), "include exclude begin section count no-more save json ");
   EXPECT_EQ(texts("show run | s"), "section save ");
   EXPECT_EQ(texts("show run | include "), "<pattern> ");
   EXPECT_EQ(texts("show run | count "), "<end> ");

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a line about runs asks for, as the service is asked for it.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "control/operations.h"
+#include "host/transport/transport.h"
+
+namespace shell {
+
+struct Match;
+
+uint64_t number_of(const Match &match, std::string_view parameter);  // 0: left out
+std::string schedule_of(const Match &match);                         // empty: left out
+
+control::LogQuery log_query_of(const Match &match);
+host::Bytes history_query_of(const Match &match);
+host::Bytes run_query_of(const Match &match);
+host::Bytes upcoming_query_of(const Match &match);
+
+// As the operator named it, or else the command.
+std::string subject_of(const Match &match);
+
+}  // namespace shell
