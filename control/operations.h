@@ -59,6 +59,7 @@ enum class Operation : uint32_t {
   scheduler_config = 73,          // the caller's configuration, and the settings that everybody may see
   configuration_difference = 74,  // payload: DifferenceQuery
   version = 75,
+  metrics = 76,  // reply: text, as monitoring systems read it
 };
 
 // Kinds of objects that have names.

@@ -38,7 +38,11 @@ Active::Active(std::shared_ptr<const Settings> settings, const host::User &user,
                started,
                &courier_},
       pending_configuration_(context_) {
-  recorder_.on_stored([this](const RunStep &step) { reports_.take(step); });
+  context_.tally = &tally_;
+  recorder_.on_stored([this](const RunStep &step) {
+    tally_.take(step);
+    reports_.take(step);
+  });
   recorder_.on_report([this](const RunStep &step) { return reports_.owes(step); });
 }
 

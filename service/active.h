@@ -14,6 +14,7 @@
 #include "service/joblog/joblog.h"
 #include "service/mail/courier.h"
 #include "service/mail/run_reports.h"
+#include "service/metrics/tally.h"
 #include "service/request/accounts.h"
 #include "service/request/context.h"
 #include "service/run/recorder.h"
@@ -44,6 +45,7 @@ class Active {
   Courier courier_;
   RunReports reports_;
   Accounts accounts_;
+  Tally tally_;
   Context context_;
   PendingConfiguration pending_configuration_;
   ZoneWatch zone_watch_;

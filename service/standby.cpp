@@ -8,6 +8,7 @@
 #include "host/sysmgr.h"
 #include "schedcli.h"
 #include "service/document/documents.h"
+#include "service/metrics/metrics.h"
 #include "service/request/answer.h"
 #include "service/request/control.h"
 #include "service/request/payload.h"
@@ -55,6 +56,11 @@ host::Answer Standby::answer(const host::Incoming &incoming, const Settings &set
     case control::Operation::status: {
       host::Bytes reply;
       append_text(&reply, standby_status_text(settings, started_, authority_.administrator(incoming.caller)));
+      return with_reply(std::move(reply));
+    }
+    case control::Operation::metrics: {
+      host::Bytes reply;
+      append_text(&reply, standby_metrics_text(started_));
       return with_reply(std::move(reply));
     }
     case control::Operation::get_zone:

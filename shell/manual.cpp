@@ -42,7 +42,7 @@ constexpr const char *introduction =
     "`| json` shows the same as data, in the encoding of RFC 7951 for the YANG module `schedcli.yang` that is\n"
     "installed beside this. It stands first; other pipes may follow. What commands print is text in it as on a\n"
     "terminal (`^[` for an escape character), with the length of what was printed and whether it was cut. The `raw\n"
-    "save` commands have no such form.\n"
+    "save` commands and `show scheduler metrics` have no such form.\n"
     "\n"
     "A job's commands follow `scheduler job name NAME`, a line each, taken as they stand, up to a line `end-job`. A\n"
     "line that is exactly `end` closes the job too and leaves the configuration mode, as in the blocks of\n"

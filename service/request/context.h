@@ -18,6 +18,7 @@ class Courier;
 class JobLog;
 class Runner;
 class Scheduler;
+class Tally;
 
 // What request handlers work on, besides the library's database.
 struct Context {
@@ -32,6 +33,7 @@ struct Context {
   Origin last_change = {};                                // who last changed the configuration
   PendingConfiguration *pending_configuration = nullptr;  // null: nobody replaces the configuration
   Accounts *accounts = nullptr;                           // null: every account may be used
+  Tally *tally = nullptr;                                 // null: nothing is counted
 };
 
 struct Call {

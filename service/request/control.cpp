@@ -16,6 +16,7 @@
 #include "service/calendar/service_zone.h"
 #include "service/clock.h"
 #include "service/document/documents.h"
+#include "service/metrics/metrics.h"
 #include "service/request/answer.h"
 #include "service/request/configuration.h"
 #include "service/request/feature.h"
@@ -96,6 +97,10 @@ host::Answer status_reply(const Call &call, Payload) {
   return text_reply(status_text(call));
 }
 
+host::Answer metrics_reply(const Call &call, Payload) {
+  return text_reply(metrics_text(call));
+}
+
 host::Answer overview(const Call &call, Payload) {
   return show_overview(call);
 }
@@ -174,6 +179,7 @@ constexpr Row rows[] = {
     row(Operation::configuration_history, For::everybody, show_configuration_history, configuration_history_document),
     row(Operation::confirm_configuration, For::everybody, confirm_configuration),
     row(Operation::erase_startup, For::administrator, erase_startup),
+    row(Operation::metrics, For::administrator, metrics_reply),
     document_row(Operation::jobs, For::everybody, jobs_document),
     document_row(Operation::schedules, For::everybody, schedules_document),
     document_row(Operation::scheduler_config, For::everybody, scheduler_config_document),
