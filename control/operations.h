@@ -52,10 +52,10 @@ enum class Operation : uint32_t {
   configuration_history = 63,  // reply: text
   confirm_configuration = 64,
   erase_startup = 65,
-  as_json = 70,     // payload: u32, an operation that shows something, and its payload; reply: the same as a document
-                    // of the module yang/schedcli.yang. Its rights are those of the operation
-  jobs = 71,        // as JSON alone, as are those below; payload: a job's name, or nothing for all
-  schedules = 72,   // payload: a schedule's name, or nothing for all
+  as_json = 70,    // payload: u32, an operation that shows something, and its payload; reply: the same as a document
+                   // of the module yang/schedcli.yang. Its rights are those of the operation
+  jobs = 71,       // as JSON alone, as are those below; payload: a job's name, or nothing for all
+  schedules = 72,  // payload: a schedule's name, or nothing for all
   scheduler_config = 73,          // the caller's configuration, and the settings that everybody may see
   configuration_difference = 74,  // payload: DifferenceQuery
   version = 75,
