@@ -60,6 +60,7 @@ enum class Operation : uint32_t {
   configuration_difference = 74,  // payload: DifferenceQuery
   version = 75,
   metrics = 76,  // reply: text, as monitoring systems read it
+  limits = 77,   // reply: ConfiguredLimits
 };
 
 // Kinds of objects that have names.

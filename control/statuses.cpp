@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "control/statuses.h"
 
+#include <algorithm>
+#include <string>
+
 #include "host/errors.h"
 #include "schedcli_requests.h"
 
@@ -8,9 +11,7 @@ namespace control {
 
 namespace {
 
-static_assert(SCH_MAX_JOBS == 256 && SCH_MAX_EMAIL_IDS == 10 && SCH_JOB_TEXT_LIMIT == 61440 &&
-                  SCH_LOG_SIZE_MAX / SCH_LOG_SIZE_UNIT == 16384,
-              "the texts name these limits");
+static_assert(SCH_MAX_JOBS == 256 && SCH_MAX_EMAIL_IDS == 10, "the texts name these limits");
 
 // Each says what is wrong and, where an operator can do something about it, what to do.
 constexpr host::ErrorText error_texts[] = {
@@ -19,18 +20,8 @@ constexpr host::ErrorText error_texts[] = {
     {err_job_table_full, "the job table is full: it holds 256 jobs of all users; delete one first"},
     {err_bad_name, "the name is not valid"},
     {err_not_owner, "it belongs to another user"},
-    {err_text_too_long, "the job's text is longer than the 61440 bytes that 'job-text' allows unless configured"},
     {err_already_assigned, "the job is assigned to the schedule already"},
     {err_not_assigned, "the job is not assigned to the schedule"},
-    {err_too_many_schedules,
-     "the limit of schedules of all users (10000 unless configured) is reached; delete one, or ask the administrator "
-     "to raise 'schedules'"},
-    {err_too_many_own_schedules,
-     "the limit of schedules of one user (1000 unless configured) is reached; delete one, or ask the administrator to "
-     "raise 'schedules-per-user'"},
-    {err_too_many_own_jobs,
-     "the limit of jobs of one user (64 unless configured) is reached; delete one, or ask the administrator to raise "
-     "'jobs-per-user'"},
     {err_not_stored, "it could not be stored, so nothing was changed; see the system log"},
     {err_disabled, "the scheduler feature is disabled; enable it with 'feature scheduler'"},
     {err_too_many_addresses, "the schedule has its 10 e-mail addresses already; remove one first"},
@@ -48,7 +39,6 @@ constexpr host::ErrorText error_texts[] = {
     {err_active, "the scheduler service is active already"},
     {err_control_character,
      "the text has a control character other than tab and newline, or one that hides text or changes its direction"},
-    {err_log_too_large, "the log may not be larger than the 16384 KB that 'log-size' allows unless configured"},
     {err_bad_configuration, "the configuration cannot be used, so nothing was changed"},
     {err_changed_since, "the configuration has changed since it was read, so nothing was changed now"},
     {err_unconfirmed,
@@ -58,10 +48,40 @@ constexpr host::ErrorText error_texts[] = {
     {err_no_startup, "no startup configuration has been saved"},
 };
 
+// With the limit in use between the two parts.
+constexpr struct {
+  uint32_t code;
+  uint32_t ConfiguredLimits::*limit;
+  const char *before, *after;
+} limit_texts[] = {
+    {err_text_too_long, &ConfiguredLimits::job_text, "the job's text is longer than the ",
+     " bytes that 'job-text' allows"},
+    {err_too_many_schedules, &ConfiguredLimits::schedules, "the limit of ",
+     " schedules of all users is reached; delete one, or ask the administrator to raise 'schedules'"},
+    {err_too_many_own_schedules, &ConfiguredLimits::schedules_per_user, "the limit of ",
+     " schedules of one user is reached; delete one, or ask the administrator to raise 'schedules-per-user'"},
+    {err_too_many_own_jobs, &ConfiguredLimits::jobs_per_user, "the limit of ",
+     " jobs of one user is reached; delete one, or ask the administrator to raise 'jobs-per-user'"},
+    {err_log_too_large, &ConfiguredLimits::log_size, "the log may not be larger than the ",
+     " KB that 'log-size' allows"},
+};
+
+LimitsSource limits_in_use;
+
+const char *text_of(uint32_t code) {
+  const auto found = std::ranges::find_if(limit_texts, [code](const auto &text) { return text.code == code; });
+  if (found == std::end(limit_texts)) return host::find_text(error_texts, code);
+  static std::string text;
+  const ConfiguredLimits limits = limits_in_use ? limits_in_use() : ConfiguredLimits();
+  text = found->before + std::to_string(limits.*found->limit) + found->after;
+  return text.c_str();
+}
+
 }  // namespace
 
-void use_error_texts() {
-  host::use_error_texts(error_texts);
+void use_error_texts(LimitsSource limits) {
+  limits_in_use = std::move(limits);
+  host::use_error_texts(text_of);
 }
 
 }  // namespace control

@@ -3,6 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+
+#include "control/limits.h"
 
 namespace control {
 
@@ -39,7 +42,9 @@ inline constexpr uint32_t err_unconfirmed = 0x40bd0062;
 inline constexpr uint32_t err_nothing_to_confirm = 0x40bd0063;
 inline constexpr uint32_t err_no_such_configuration = 0x40bd0064;  // in the history
 
-// Makes syserr2str() know the texts of these statuses. To be called at the start of a program.
-void use_error_texts();
+// Makes syserr2str() know the texts of these statuses, with the limits that the source tells; the defaults without one.
+// To be called at the start of a program, before other threads.
+using LimitsSource = std::function<ConfiguredLimits()>;
+void use_error_texts(LimitsSource limits = {});
 
 }  // namespace control

@@ -69,19 +69,19 @@ constexpr ErrorText error_texts[] = {
     {host::err_feature_unknown, "no such feature"},
 };
 
-std::span<const ErrorText> texts_of_program;
-
-const char *text_in(std::span<const ErrorText> texts, uint32_t code) {
-  const auto found = std::ranges::find(texts, code, &ErrorText::code);
-  return found == texts.end() ? nullptr : found->text;
-}
+host::ErrorTextSource texts_of_program = nullptr;
 
 }  // namespace
 
 namespace host {
 
-void use_error_texts(std::span<const ErrorText> texts) {
-  texts_of_program = texts;
+const char *find_text(std::span<const ErrorText> texts, uint32_t code) {
+  const auto found = std::ranges::find(texts, code, &ErrorText::code);
+  return found == texts.end() ? nullptr : found->text;
+}
+
+void use_error_texts(ErrorTextSource source) {
+  texts_of_program = source;
 }
 
 Error error_of(uint32_t code) {
@@ -91,8 +91,8 @@ Error error_of(uint32_t code) {
 }  // namespace host
 
 extern "C" const char *syserr2str(uint32_t error) {
-  if (const char *text = text_in(error_texts, error)) return text;
-  if (const char *text = text_in(texts_of_program, error)) return text;
+  if (const char *text = host::find_text(error_texts, error)) return text;
+  if (const char *text = texts_of_program == nullptr ? nullptr : texts_of_program(error)) return text;
   static thread_local char unknown[32];
   std::snprintf(unknown, sizeof unknown, "unknown error 0x%08x", error);
   return unknown;

@@ -14,8 +14,13 @@ struct ErrorText {
   const char *text;
 };
 
-// Adds the texts of a program's own codes to those of schedcli.h and host/status.h. The span is kept, not copied.
-void use_error_texts(std::span<const ErrorText> texts);
+// The text in such a table; null: it has none for the code.
+const char *find_text(std::span<const ErrorText> texts, uint32_t code);
+
+// Adds the texts of a program's own codes to those of schedcli.h and host/status.h. The function returns null for other
+// codes, and a text that holds until its next call.
+using ErrorTextSource = const char *(*)(uint32_t code);
+void use_error_texts(ErrorTextSource source);  // null: none
 
 Error error_of(uint32_t code);  // with its text
 

@@ -38,6 +38,7 @@ Active::Active(std::shared_ptr<const Settings> settings, const host::User &user,
                started,
                &courier_},
       pending_configuration_(context_) {
+  tell_limits(*context_.settings);
   context_.tally = &tally_;
   recorder_.on_stored([this](const RunStep &step) {
     tally_.take(step);

@@ -14,11 +14,6 @@ inline constexpr uint32_t job_text_limit = SCH_JOB_TEXT_LIMIT;
 inline constexpr uint32_t log_size_min = SCH_LOG_SIZE_MIN;
 inline constexpr uint32_t log_size_max = SCH_LOG_SIZE_MAX;
 
-// Of all users together and of one user, so that nobody uses up everybody's share. Defaults of settings: changes do not
-// get slower with more schedules, but listings, starts and the store grow.
-inline constexpr uint32_t schedules_limit = 10000;
-inline constexpr uint32_t schedules_per_user_limit = 1000;
-
 // The output that is kept of a job; the rest is only counted. More than a log of the default size holds, and small
 // enough for many jobs at once.
 inline constexpr size_t capture_limit = 256 * 1024;

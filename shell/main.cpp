@@ -13,6 +13,7 @@
 #include "shell/keyboard.h"
 #include "shell/manual.h"
 #include "shell/script.h"
+#include "shell/service_request.h"
 #include "shell/terminal.h"
 #include "shell/zone.h"
 
@@ -77,7 +78,7 @@ bool output_arrived() {
 
 int main(int argc, char **argv) {
   forbid_core();
-  control::use_error_texts();
+  control::use_error_texts(shell::limits_in_use);
   Arguments arguments;
   int status = 0;
   switch (shell::parse_arguments(argc, argv, &arguments)) {

@@ -49,6 +49,13 @@ int show_text(const std::string &subject, control::Operation operation, std::spa
   return status;
 }
 
+control::ConfiguredLimits limits_in_use() {
+  control::ConfiguredLimits limits;
+  const host::Result<host::Bytes> reply = control::ask_service(control::Operation::limits);
+  if (reply && reply->size() == sizeof limits) std::memcpy(&limits, reply->data(), sizeof limits);
+  return limits;
+}
+
 host::Result<Names> find_named(control::ObjectKind kind, const std::string &name) {
   const host::Result<host::Bytes> reply = control::ask_service(control::Operation::find, payload_of(kind, name));
   if (!reply) return reply.error();

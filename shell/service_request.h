@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "control/limits.h"
 #include "control/operations.h"
 #include "host/transport/transport.h"
 #include "shell/grammar.h"
@@ -35,6 +36,8 @@ int failed(const std::string &subject, const host::Error &error);
 int request(const std::string &subject, control::Operation operation, std::span<const std::byte> payload = {},
             host::Bytes *reply = nullptr);
 int show_text(const std::string &subject, control::Operation operation, std::span<const std::byte> payload = {});
+
+control::ConfiguredLimits limits_in_use();  // the defaults if the service does not answer
 
 using Names = std::vector<std::string>;
 

@@ -25,4 +25,14 @@ Limits limits_of(const ClassSettings &settings) {
   return limits;
 }
 
+control::ConfiguredLimits configured_limits(const Settings &settings) {
+  control::ConfiguredLimits limits;
+  limits.schedules = static_cast<uint32_t>(settings.max_schedules);
+  limits.schedules_per_user = static_cast<uint32_t>(settings.max_schedules_per_user);
+  limits.jobs_per_user = static_cast<uint32_t>(settings.max_jobs_per_user);
+  limits.job_text = static_cast<uint32_t>(settings.job_text_bytes);
+  limits.log_size = static_cast<uint32_t>(settings.log_size_kib);
+  return limits;
+}
+
 }  // namespace service

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "control/limits.h"
 #include "host/sysmgr.h"
 #include "service/limits.h"
 #include "service/process/limits.h"
@@ -13,6 +14,8 @@
 namespace service {
 
 using host::BootFrom;
+inline constexpr control::ConfiguredLimits default_limits;
+
 enum class StartAs { active, standby };
 enum class MissedPolicy { skip, run_once };
 enum class MailPolicy { always, failure, never };
@@ -41,11 +44,11 @@ struct Settings {
   BootFrom boot_from = BootFrom::running;
   int store_limit_mib = 128;
 
-  int max_schedules = schedules_limit;
-  int max_schedules_per_user = schedules_per_user_limit;  // limits per user do not apply to the administrator
-  int max_jobs_per_user = 64;                             // a quarter of the table
-  int job_text_bytes = job_text_limit;
-  int log_size_kib = log_size_max / 1024;  // the largest that an operator may set
+  int max_schedules = default_limits.schedules;
+  int max_schedules_per_user = default_limits.schedules_per_user;  // limits per user do not apply to the administrator
+  int max_jobs_per_user = default_limits.jobs_per_user;
+  int job_text_bytes = default_limits.job_text;
+  int log_size_kib = default_limits.log_size;
 
   int max_parallel = run_limit;
   int max_parallel_per_user = 16;
@@ -70,5 +73,6 @@ struct Settings {
 const ClassSettings &class_for(const Settings &settings, const std::vector<std::string> &groups);
 
 Limits limits_of(const ClassSettings &settings);
+control::ConfiguredLimits configured_limits(const Settings &settings);
 
 }  // namespace service

@@ -90,6 +90,11 @@ host::Answer memory_text() {
 host::Answer history_text() {
   return text_reply(host::history_text());
 }
+host::Answer limits_reply(const Call &call, Payload) {
+  host::Bytes reply;
+  append_record(&reply, configured_limits(*call.context.settings));
+  return with_reply(std::move(reply));
+}
 host::Answer log_uri() {
   return text_reply({sch_log_file.uri, strnlen(sch_log_file.uri, sizeof sch_log_file.uri)});
 }
@@ -180,6 +185,7 @@ constexpr Row rows[] = {
     row(Operation::confirm_configuration, For::everybody, confirm_configuration),
     row(Operation::erase_startup, For::administrator, erase_startup),
     row(Operation::metrics, For::administrator, metrics_reply),
+    row(Operation::limits, For::everybody, limits_reply),
     document_row(Operation::jobs, For::everybody, jobs_document),
     document_row(Operation::schedules, For::everybody, schedules_document),
     document_row(Operation::scheduler_config, For::everybody, scheduler_config_document),

@@ -62,4 +62,32 @@ TEST_F(Statuses, have_texts_that_begin_in_lower_case_and_end_without_a_full_stop
   }
 }
 
+TEST_F(Statuses, name_the_limit_in_use) {
+  control::use_error_texts([] {
+    control::ConfiguredLimits limits;
+    limits.schedules = 7;
+    limits.schedules_per_user = 6;
+    limits.jobs_per_user = 5;
+    limits.job_text = 4;
+    limits.log_size = 3;
+    return limits;
+  });
+  constexpr struct {
+    uint32_t code;
+    const char *text;
+  } rows[] = {
+      {control::err_too_many_schedules, "the limit of 7 schedules of all users"},
+      {control::err_too_many_own_schedules, "the limit of 6 schedules of one user"},
+      {control::err_too_many_own_jobs, "the limit of 5 jobs of one user"},
+      {control::err_text_too_long, "longer than the 4 bytes"},
+      {control::err_log_too_large, "larger than the 3 KB"},
+  };
+  for (const auto &row : rows)
+    EXPECT_NE(std::string(syserr2str(row.code)).find(row.text), std::string::npos) << syserr2str(row.code);
+}
+
+TEST_F(Statuses, name_the_default_limits_before_a_service_was_asked) {
+  EXPECT_NE(std::string(syserr2str(control::err_too_many_own_schedules)).find("1000"), std::string::npos);
+}
+
 }  // namespace

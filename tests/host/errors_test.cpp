@@ -78,12 +78,14 @@ TEST(error_texts, a_service_that_is_not_running_says_what_to_do) {
 }
 
 TEST(error_texts, a_program_adds_its_own) {
-  constexpr host::ErrorText own[] = {{0x41000001, "own"}, {SCH_STATUS_EXISTS, "not for a program to change"}};
-  host::use_error_texts(own);
+  host::use_error_texts([](uint32_t code) {
+    constexpr host::ErrorText own[] = {{0x41000001, "own"}, {SCH_STATUS_EXISTS, "not for a program to change"}};
+    return host::find_text(own, code);
+  });
   EXPECT_STREQ(syserr2str(0x41000001), "own");
   EXPECT_STREQ(syserr2str(SCH_STATUS_EXISTS), "it exists already");
   EXPECT_EQ(host::error_of(0x41000001).text, "own");
-  host::use_error_texts({});
+  host::use_error_texts(nullptr);
   EXPECT_STREQ(syserr2str(0x41000001), "unknown error 0x41000001");
 }
 
