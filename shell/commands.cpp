@@ -167,6 +167,8 @@ const Command command_table[] = {
          own(exec, "show scheduler upcoming [<count>]", "Show which schedules are due next", show_upcoming)),
     with(documents::upcoming, own(exec, "show scheduler upcoming name <schedule> [<count>]",
                                   "Show when a schedule is due the next times", show_upcoming)),
+    with(documents::upcoming, own(exec, "show scheduler upcoming <count> name <schedule>",
+                                  "Show when a schedule is due the next times", show_upcoming)),
     with(documents::history,
          own(exec, "show scheduler history [schedule <schedule>] [job <job>] [last <count>] [failed] [since <moment>]",
              "Show the newest runs and their outcomes", show_runs)),

@@ -37,6 +37,7 @@ const Case exec_cases[] = {
     {"show scheduler", "control 50"},
     {"show scheduler logfile last 1", "log 52 run 0 last 1 \"\" \"\""},
     {"show scheduler upcoming name nightly 3", "control 41 3 \"nightly\""},
+    {"show scheduler upcoming 3 name nightly", "control 41 3 \"nightly\""},
     {"show scheduler upcoming", "control 41 0"},
     {"show scheduler upcoming 30", "control 41 30"},
     {"show scheduler upcoming name nightly", "control 41 0 \"nightly\""},
