@@ -81,8 +81,8 @@ std::vector<std::string> texts(const char *line, const Scope &scope) {
 using Texts = std::vector<std::string>;
 
 TEST(choices, show_what_may_follow_in_the_grammars_order) {
-  EXPECT_EQ(texts("show scheduler ", first),
-            (Texts{"job", "schedule", "config", "logfile", "internal", "metrics", "status", "upcoming", "history", "<end>"}));
+  EXPECT_EQ(texts("show scheduler ", first), (Texts{"job", "schedule", "config", "logfile", "internal", "metrics",
+                                                    "status", "upcoming", "history", "<end>"}));
   EXPECT_EQ(texts("time ", in_schedule), (Texts{"daily", "weekly", "monthly", "start", "repeat"}));
   EXPECT_EQ(texts("time start x ", in_schedule), (Texts{"repeat", "<end>"}));
   EXPECT_EQ(texts("scheduler logfile size ", in_config), (Texts{"<kilobytes 1..16384>"}));
