@@ -29,7 +29,11 @@ std::string server_text(const MailServer &server) {
 std::string passwords_text(const host::SealedPasswords &passwords) {
   std::string text;
   for (const auto &[user, sealed] : passwords)
-    text += "scheduler aaa-authentication username " + user + " password 7 " + sealed + "\n";
+    text.append("scheduler aaa-authentication username ")
+        .append(user)
+        .append(" password 7 ")
+        .append(sealed)
+        .append("\n");
   return text;
 }
 
