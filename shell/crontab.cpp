@@ -154,9 +154,9 @@ class Table {
 
   static host::Result<CrontabTime> take_time(std::string_view *line) {
     if (line->front() == '@') return read_crontab_name(std::string(take_word(line)));
-    std::vector<std::string> fields;
-    for (int i = 0; i < 5; i++)
-      fields.emplace_back(take_word(line));
+    std::vector<std::string> fields(5);
+    for (std::string &field : fields)
+      field = take_word(line);
     return read_crontab_time(fields);
   }
 
