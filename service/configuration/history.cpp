@@ -25,10 +25,6 @@ namespace {
 constexpr std::string_view file_end = ".conf", draft_end = ".draft";
 constexpr size_t longest_word_of_origin = 200;
 
-std::string path_of(uint32_t number, std::string_view end) {
-  return configuration_directory() + "/" + std::to_string(number) + std::string(end);
-}
-
 // For one line of a comment, whatever the client has sent.
 std::string on_one_line(const std::string &text) {
   std::string line = host::visible(text.substr(0, longest_word_of_origin));
@@ -40,19 +36,6 @@ std::string file_text(const Configuration &configuration, const Origin &origin) 
   return "! at: " + std::to_string(origin.at) + "\n! by: " + on_one_line(origin.who) +
          "\n! from: " + on_one_line(origin.whence) + "\n! with: " + on_one_line(origin.what) + "\n" +
          text_of(configuration, Owners::in_comments);
-}
-
-std::vector<uint32_t> numbers_with(std::string_view wanted_end) {
-  std::vector<uint32_t> numbers;
-  std::error_code none;
-  for (const auto &file : std::filesystem::directory_iterator(configuration_directory(), none)) {
-    const std::string name = file.path().filename();
-    uint32_t number = 0;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
-    if (error == std::errc() && std::string_view(end) == wanted_end) numbers.push_back(number);
-  }
-  std::ranges::sort(numbers);
-  return numbers;
 }
 
 std::optional<std::string> contents(const std::string &path) {
@@ -71,7 +54,7 @@ std::string value_of(std::istream &file, const std::string &key) {
 }
 
 std::optional<HistoryEntry> entry_of(uint32_t number) {
-  std::ifstream file(path_of(number, file_end));
+  std::ifstream file(configuration_file(number, file_end));
   HistoryEntry entry = {number, {}};
   const std::string at = value_of(file, "at");
   const auto [end, error] = std::from_chars(at.data(), at.data() + at.size(), entry.origin.at);
@@ -100,17 +83,17 @@ host::Result<void> write(uint32_t number, std::string_view end, const Configurat
   // err_io, not the code: the caller's permissions are not what is wrong.
   if (const host::Result<void> made = host::make_private_directory(configuration_directory()); !made)
     return host::Error{host::err_io, made.error().text};
-  return host::write_whole_file(path_of(number, end), file_text(configuration, origin));
+  return host::write_whole_file(configuration_file(number, end), file_text(configuration, origin));
 }
 
 void forget_oldest() {
-  const std::vector<uint32_t> numbers = numbers_with(file_end);
+  const std::vector<uint32_t> numbers = configuration_files(file_end);
   for (size_t i = 0; i + kept_configurations < numbers.size(); i++)
-    unlink(path_of(numbers[i], file_end).c_str());
+    unlink(configuration_file(numbers[i], file_end).c_str());
 }
 
 uint32_t newest() {
-  const std::vector<uint32_t> numbers = numbers_with(file_end);
+  const std::vector<uint32_t> numbers = configuration_files(file_end);
   return numbers.empty() ? 0 : numbers.back();
 }
 
@@ -120,25 +103,42 @@ std::string configuration_directory() {
   return host::paths().state + "/configurations";
 }
 
+std::string configuration_file(uint32_t number, std::string_view end) {
+  return configuration_directory() + "/" + std::to_string(number) + std::string(end);
+}
+
+std::vector<uint32_t> configuration_files(std::string_view wanted_end) {
+  std::vector<uint32_t> numbers;
+  std::error_code none;
+  for (const auto &file : std::filesystem::directory_iterator(configuration_directory(), none)) {
+    const std::string name = file.path().filename();
+    uint32_t number = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+    if (error == std::errc() && std::string_view(end) == wanted_end) numbers.push_back(number);
+  }
+  std::ranges::sort(numbers);
+  return numbers;
+}
+
 bool is_kept(uint32_t number) {
-  return access(path_of(number, file_end).c_str(), F_OK) == 0;
+  return access(configuration_file(number, file_end).c_str(), F_OK) == 0;
 }
 
 std::vector<HistoryEntry> configuration_history() {
   std::vector<HistoryEntry> entries;
-  for (const uint32_t number : numbers_with(file_end))
+  for (const uint32_t number : configuration_files(file_end))
     if (std::optional<HistoryEntry> entry = entry_of(number)) entries.push_back(std::move(*entry));
   return entries;
 }
 
 host::Result<Configuration> configuration_of_entry(uint32_t number) {
-  if (std::optional<Configuration> found = read_file(path_of(number, file_end))) return std::move(*found);
+  if (std::optional<Configuration> found = read_file(configuration_file(number, file_end))) return std::move(*found);
   return host::Error{control::err_no_such_configuration, syserr2str(control::err_no_such_configuration)};
 }
 
 host::Result<uint32_t> keep_in_history(const Configuration &in_use, const Origin &origin) {
   const uint32_t last = newest();
-  if (const auto kept = read_file(path_of(last, file_end)); kept && is_same(*kept, in_use)) return last;
+  if (const auto kept = read_file(configuration_file(last, file_end)); kept && is_same(*kept, in_use)) return last;
   if (const host::Result<void> written = write(last + 1, file_end, in_use, origin); !written) return written.error();
   forget_oldest();
   return last + 1;
@@ -155,18 +155,18 @@ host::Result<HistoryDraft> draft_history(const Configuration &before, const Orig
 
 void adopt_draft(const HistoryDraft &draft) {
   // If this fails, the next change adds this configuration to the history, but without its origin.
-  (void)host::rename_file(path_of(draft.after, draft_end), path_of(draft.after, file_end));
+  (void)host::rename_file(configuration_file(draft.after, draft_end), configuration_file(draft.after, file_end));
   forget_oldest();
 }
 
 void discard_draft(const HistoryDraft &draft) {
-  unlink(path_of(draft.after, draft_end).c_str());
+  unlink(configuration_file(draft.after, draft_end).c_str());
 }
 
 std::optional<Configuration> settle_history(const Configuration &in_use) {
   std::optional<Configuration> adopted;
-  for (const uint32_t number : numbers_with(draft_end)) {
-    std::optional<Configuration> wanted = read_file(path_of(number, draft_end));
+  for (const uint32_t number : configuration_files(draft_end)) {
+    std::optional<Configuration> wanted = read_file(configuration_file(number, draft_end));
     Configuration found = in_use;
     if (wanted) found.settings.logging_level = wanted->settings.logging_level;
     if (!wanted || !is_same(*wanted, found)) {

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/result.h"
@@ -50,5 +51,7 @@ host::Result<uint32_t> keep_in_history(const Configuration &in_use, const Origin
 bool is_kept(uint32_t number);
 
 std::string configuration_directory();
+std::string configuration_file(uint32_t number, std::string_view end);
+std::vector<uint32_t> configuration_files(std::string_view end);  // the numbers with such a file, in order
 
 }  // namespace service

@@ -3,8 +3,6 @@
 
 #include <unistd.h>
 
-#include <charconv>
-#include <filesystem>
 #include <sstream>
 
 #include "host/files/directory.h"
@@ -23,19 +21,7 @@ constexpr std::string_view noted_end = ".passwords";
 constexpr size_t noted_limit = 4 * 1024 * 1024;  // the same as of the file of passwords
 
 std::string path_of(uint32_t number) {
-  return configuration_directory() + "/" + std::to_string(number) + std::string(noted_end);
-}
-
-std::vector<uint32_t> noted() {
-  std::vector<uint32_t> numbers;
-  std::error_code none;
-  for (const auto &file : std::filesystem::directory_iterator(configuration_directory(), none)) {
-    const std::string name = file.path().filename();
-    uint32_t number = 0;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
-    if (error == std::errc() && std::string_view(end) == noted_end) numbers.push_back(number);
-  }
-  return numbers;
+  return configuration_file(number, noted_end);
 }
 
 std::vector<PasswordLine> read_noted(uint32_t number) {
@@ -98,7 +84,7 @@ void forget_passwords(uint32_t number) {
 }
 
 void settle_passwords() {
-  for (const uint32_t number : noted()) {
+  for (const uint32_t number : configuration_files(noted_end)) {
     if (is_kept(number) && !store_passwords(read_noted(number))) continue;  // the next start tries again
     forget_passwords(number);
   }

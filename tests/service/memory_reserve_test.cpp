@@ -9,13 +9,9 @@
 #include <fstream>
 #include <string>
 
-namespace {
+#include "tests/conditions.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool memory_is_the_sanitizers = true;
-#else
-constexpr bool memory_is_the_sanitizers = false;
-#endif
+namespace {
 
 void limit_address_space(rlim_t most) {
   rlimit limit = {};
@@ -31,7 +27,7 @@ rlim_t in_use() {
 }
 
 TEST(MemoryReserve, is_given_to_the_first_who_lacks_memory_and_taken_back_when_there_is_some) {
-  if (memory_is_the_sanitizers) GTEST_SKIP() << "a sanitizer ends a program that has no memory";
+  if (conditions::memory_is_the_sanitizers) GTEST_SKIP() << "a sanitizer ends a program that has no memory";
   service::keep_memory_reserve();
   EXPECT_FALSE(service::memory_is_short());
   limit_address_space(in_use());

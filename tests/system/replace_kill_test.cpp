@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "tests/conditions.h"
 #include "tests/system/oracle/fault_control.h"
 #include "tests/system/service_process.h"
 
@@ -18,10 +19,6 @@ namespace {
 
 using oracle::Action;
 using oracle::FaultControl;
-
-bool every_step() {
-  return std::getenv("SCHEDCLI_LONG_TESTS") != nullptr;
-}
 
 std::string job(const std::string &name, size_t length) {
   return "scheduler job name " + name + "\n" + std::string(length, 'x') + "\nend-job\n\n";
@@ -85,30 +82,40 @@ class ReplaceKill : public testing::TestWithParam<Action> {
     ASSERT_TRUE(service_.start()) << service_.errors();
   }
 
+  // Counts what a replacement that was killed has left, and goes back.
+  void look() {
+    const std::string found = running();
+    ASSERT_TRUE(found == before || found == after) << found;
+    (found == before ? left_before_ : left_after_)++;
+    if (found == after) {
+      ASSERT_EQ(replace("before"), 0);
+    }
+  }
+
+  // Otherwise the kills were all too early or all too late.
+  void expect_both_were_left() const {
+    EXPECT_GT(left_before_, 1);
+    EXPECT_GT(left_after_, 0);
+  }
+
   TemporaryDirectory directory_;
   std::string state_ = directory_.path() + "/state";
   FaultControl *faults_ = nullptr;
+  int left_before_ = 0, left_after_ = 0;
   ServiceProcess service_{state_, {}, SCHEDD_WITH_FAULTS_PATH};
 };
 
 TEST_P(ReplaceKill, of_the_service_leaves_before_or_after) {
-  int left_before = 0, left_after = 0;
   bool reached = true;
-  for (uint64_t step = 1; reached; step += every_step() ? 1 : 1 + step / 2) {
+  for (uint64_t step = 1; reached; step += conditions::is_long() ? 1 : 1 + step / 2) {
     SCOPED_TRACE(step);
     arm(GetParam(), step);
     replace("after");
     reached = struck(step);
     start_anew();
-    const std::string found = running();
-    ASSERT_TRUE(found == before || found == after) << found;
-    (found == before ? left_before : left_after)++;
-    if (found == after) {
-      ASSERT_EQ(replace("before"), 0);
-    }
+    ASSERT_NO_FATAL_FAILURE(look());
   }
-  EXPECT_GT(left_before, 1);
-  EXPECT_GT(left_after, 0);
+  expect_both_were_left();
 }
 
 INSTANTIATE_TEST_SUITE_P(, ReplaceKill, testing::Values(Action::die, Action::die_half_written), [](const auto &each) {
@@ -130,20 +137,13 @@ class ReplaceKillShell : public ReplaceKill {
 };
 
 TEST_P(ReplaceKillShell, leaves_before_or_after) {
-  int left_before = 0, left_after = 0;
   bool killed = true;
   for (int nth = 1; killed; nth++) {
     SCOPED_TRACE(nth);
     killed = killed_at(nth);
-    std::string found = running();
-    ASSERT_TRUE(found == before || found == after) << found;
-    (found == before ? left_before : left_after)++;
-    if (found == after) {
-      ASSERT_EQ(replace("before"), 0);
-    }
+    ASSERT_NO_FATAL_FAILURE(look());
   }
-  EXPECT_GT(left_before, 1);
-  EXPECT_GT(left_after, 0);
+  expect_both_were_left();
 }
 
 INSTANTIATE_TEST_SUITE_P(, ReplaceKillShell, testing::Values(Action::none),

@@ -63,6 +63,12 @@ class ShellReplay : public testing::Test {
     ASSERT_TRUE(service_.start()) << service_.errors();
     ASSERT_EQ(text(), "no feature scheduler\n");
   }
+  void expect_the_same_from_an_empty_service(const std::string &before) {
+    start_empty();
+    EXPECT_EQ(give(before, &status_), "");
+    EXPECT_EQ(status_, 0);
+    EXPECT_EQ(text(), before);
+  }
 
   TemporaryDirectory directory_;
   std::string state_ = directory_.path() + "/state";
@@ -91,19 +97,13 @@ TEST_F(ShellReplay, of_a_disabled_feature_keeps_its_jobs_and_leaves_it_disabled)
   EXPECT_TRUE(before.ends_with("\nno feature scheduler\n")) << before;
   EXPECT_EQ(give(before + before, &status_), "");
   EXPECT_EQ(text(), before);
-  start_empty();
-  EXPECT_EQ(give(before, &status_), "");
-  EXPECT_EQ(status_, 0);
-  EXPECT_EQ(text(), before);
+  expect_the_same_from_an_empty_service(before);
 }
 
 TEST_F(ShellReplay, over_an_empty_service_makes_the_same_configuration) {
   ASSERT_EQ(give(everything, &status_), "");
   const std::string before = text();
-  start_empty();
-  EXPECT_EQ(give(before, &status_), "");
-  EXPECT_EQ(status_, 0);
-  EXPECT_EQ(text(), before);
+  expect_the_same_from_an_empty_service(before);
 }
 
 TEST_F(ShellReplay, of_starts_that_have_passed_keeps_them_or_moves_them_on_by_whole_periods) {

@@ -8,25 +8,16 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/conditions.h"
 #include "tests/system/oracle/stories.h"
 
 namespace oracle {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool memory_is_the_sanitizers = true;
-#else
-constexpr bool memory_is_the_sanitizers = false;
-#endif
-
 constexpr int day_s = 86400;
 
-bool is_long() {
-  return std::getenv("SCHEDCLI_LONG_TESTS") != nullptr;
-}
-
 int how_many() {
-  return is_long() ? 900 : 60;
+  return conditions::is_long() ? 900 : 60;
 }
 
 // Of a world whose two schedules are due each minute as well.
@@ -51,7 +42,7 @@ void expect_all_is_right(World &world, size_t outcomes, const std::string &word)
 TEST(Burst, on_a_disk_that_stalls_in_it_is_late_and_complete_and_requests_are_answered) {
   World world;
   add_daily_schedules(world, how_many());
-  world.faults().stall_ms = is_long() ? 10000 : 500;
+  world.faults().stall_ms = conditions::is_long() ? 10000 : 500;
   world.to_next_minute();
   EXPECT_EQ(world.config(SCH_OP_CREATE_JOB, job_text("meanwhile", "")), 0u);
   while (world.faults().stall_ms != 0)
@@ -101,7 +92,7 @@ TEST(Burst, of_jobs_that_cannot_start_has_an_outcome_for_each_and_the_service_se
 }
 
 TEST(Burst, under_a_limit_of_memory_is_made_up_for_when_it_is_lifted) {
-  if (memory_is_the_sanitizers) GTEST_SKIP() << "a sanitizer ends a program that has no memory";
+  if (conditions::memory_is_the_sanitizers) GTEST_SKIP() << "a sanitizer ends a program that has no memory";
   for (const uint64_t spare : {0u, 32u, 256u}) {
     World world;
     add_daily_schedules(world, how_many());

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "tests/conditions.h"
 #include "tests/system/oracle/stories.h"
 
 namespace oracle {
@@ -24,10 +25,6 @@ std::string configuration(World &world) {
   return reply && reply->status == 0 ? reply->text() : "the service does not show its configuration";
 }
 
-bool every_step() {
-  return std::getenv("SCHEDCLI_LONG_TESTS") != nullptr;
-}
-
 class FaultOracle : public testing::TestWithParam<std::tuple<Story, Fault>> {};
 
 TEST_P(FaultOracle, every_step_that_fails_leaves_one_outcome_for_each_job_of_each_due_time) {
@@ -36,7 +33,7 @@ TEST_P(FaultOracle, every_step_that_fails_leaves_one_outcome_for_each_job_of_eac
   bool struck = true;
   uint64_t step = 0;
   while (struck) {
-    step += every_step() ? 1 : std::max<uint64_t>(step, 1);  // of the first ones most, as there most happens
+    step += conditions::is_long() ? 1 : std::max<uint64_t>(step, 1);  // of the first ones most, as there most happens
     world.have_patience(fault.count == 1);
     world.arm(fault.action, step, fault.count);
     story.happen(world);

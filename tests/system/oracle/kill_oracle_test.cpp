@@ -5,14 +5,11 @@
 
 #include <cstdlib>
 
+#include "tests/conditions.h"
 #include "tests/system/oracle/stories.h"
 
 namespace oracle {
 namespace {
-
-bool every_step() {
-  return std::getenv("SCHEDCLI_LONG_TESTS") != nullptr;
-}
 
 class KillOracle : public testing::TestWithParam<std::tuple<Story, Action>> {};
 
@@ -22,7 +19,7 @@ TEST_P(KillOracle, every_step_leaves_one_outcome_for_each_job_of_each_due_time) 
   bool struck = true;
   uint64_t step = 0;
   while (struck) {
-    step += every_step() ? 1 : 1 + step / 4;  // of the first ones each, as that is where most happens
+    step += conditions::is_long() ? 1 : 1 + step / 4;  // of the first ones each, as that is where most happens
     if (story.of_start) leave_runs_behind(world);
     world.arm(action, step);
     story.happen(world);
