@@ -117,6 +117,10 @@ void Run::next_job() {
   }
 }
 
+void Run::go_on() {
+  if (!over_) next_job();
+}
+
 bool Run::start_job(const sch_job_entry &slot) {
   if (ending_.reason != Reason::ended) {
     record_unstarted(slot, ending_.reason, ending_.remark);
@@ -209,12 +213,13 @@ void Run::record_unstarted(const sch_job_entry &slot, Reason reason, const std::
   record(std::move(step), Then::wait);
 }
 
-// With Then::go_on the next job starts when this outcome is stored. The run's end is stored with its last outcome.
+// With Then::go_on the next job starts when this outcome is stored, unless the run has been stopped meanwhile. The run's
+// end is stored with its last outcome.
 void Run::record(RunStep step, Then then) {
   step.ends_run = job_after(last_job_) < 0;
   over_ = step.ends_run;
   if (!over_)
-    return recorder_.record(std::move(step), then == Then::go_on ? [this] { next_job(); } : Recorder::Recorded());
+    return recorder_.record(std::move(step), then == Then::go_on ? [this] { go_on(); } : Recorder::Recorded());
   recorder_.record(std::move(step), [this] { finish(); });
   ends_.processes();
 }
@@ -253,7 +258,7 @@ void Run::stop() {
   authentication_.reset();
   if (ending_.reason == Reason::ended) ending_ = {Reason::stopped, "stopped: the scheduler service ended"};
   if (process_) job_ended(process_->end());
-  if (!over_) next_job();
+  next_job();
 }
 
 }  // namespace service

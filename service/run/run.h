@@ -68,6 +68,7 @@ class Run {
   sch_schedule_entry *entry() const;
   int job_after(int id) const;  // -1: none
   void next_job();
+  void go_on();
   bool start_job(const sch_job_entry &slot);
   std::string refusal_of(const sch_job_entry &slot) const;
   const ClassSettings &class_of_owner() const;

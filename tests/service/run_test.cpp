@@ -86,6 +86,23 @@ TEST(Run, the_services_end_stops_the_run_and_records_it) {
   EXPECT_THAT(log_of(world), SizeIs(1));  // not interrupted: it was an orderly end
 }
 
+TEST(Run, the_services_end_between_two_jobs_ends_the_run_once) {
+  World world;
+  ASSERT_EQ(create_job(world, "done", "true\n"), 0u);
+  ASSERT_EQ(create_job(world, "next", "true\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "s", {"done", "next"}, daily(12, 1)), 0u);
+  set_clock(noon + 60);
+  world.parts->scheduler.check();
+  while (world.parts->recorder.waiting() == 0)  // the first job's outcome is to be stored before the next one starts
+    world.loop.turn_without_waiting();
+  world.parts->runner.stop_all();
+  EXPECT_EQ(world.parts->recorder.waiting(), 0u);
+  const std::vector<Logged> log = log_of(world);
+  ASSERT_THAT(log, SizeIs(2));
+  EXPECT_EQ(log[0].exit_code, 0u);
+  EXPECT_EQ(log[1].exit_code, service::exit_code(service::Reason::stopped));
+}
+
 TEST(Run, more_due_schedules_than_run_at_once_wait_for_their_turn_and_are_told_when_the_service_ends) {
   World world;
   ASSERT_EQ(create_job(world, "slow", "sleep 0.3\n"), 0u);
