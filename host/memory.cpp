@@ -191,7 +191,7 @@ size_t tracked_bytes() {
   const std::lock_guard lock(all.mutex);
   size_t bytes = 0;
   for (const auto &[key, account] : all.accounts)
-    bytes += account.live_bytes;
+    bytes += static_cast<size_t>(account.live_bytes);
   return bytes;
 }
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# The 32-bit little-endian target on a 64-bit machine: multilib compilers, GLib and LMDB from a sysroot of their own.
+# The 32-bit little-endian target on a 64-bit machine: multilib compilers, and the libraries that are used from a sysroot of their own.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR i686)
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES SCHEDCLI_SYSROOT32)

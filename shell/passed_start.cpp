@@ -43,13 +43,24 @@ struct Start {
   time_t moment = 0;
 };
 
+// Not by the library, whose time_t on 32 bits is another than ours.
+time_t moment_of(const sch_tminfo &time) {
+  tm fields = {};
+  fields.tm_year = time.year;
+  fields.tm_mon = time.month;
+  fields.tm_mday = time.day_of_month;
+  fields.tm_hour = time.hour;
+  fields.tm_min = time.minute;
+  return std::mktime(&fields);
+}
+
 std::optional<Start> passed(const std::string &text, time_t now) {
   tm calendar = {};
   localtime_r(&now, &calendar);
   Start start;
   if (!is_written_out(text) || get_start_time(text.c_str(), &start.once, &calendar) != SCH_ERR_TIME_IN_PAST)
     return std::nullopt;
-  start.moment = mktime_from_tminfo(&start.once);
+  start.moment = moment_of(start.once);
   start.once.type = SCH_SCHEDULE_ONESHOT;
   return start;
 }

@@ -12,6 +12,14 @@
 #include "platform/syslog.h"
 
 namespace host {
+namespace {
+
+// A timeval as libevent reads it: of the C library's own width, which on 32 bits is not the one that we ask for.
+struct EventTime {
+  long seconds, microseconds;
+};
+
+}  // namespace
 
 struct Watch::Source : std::enable_shared_from_this<Source> {
   explicit Source(Callback given) : callback(std::move(given)) {}
@@ -19,7 +27,7 @@ struct Watch::Source : std::enable_shared_from_this<Source> {
   Source &operator=(const Source &) = delete;
   ~Source() { free(); }
 
-  void add(int descriptor, short events, const timeval *timeout);
+  void add(int descriptor, short events, const EventTime *timeout);
   void free() {
     if (waiting != nullptr) event_free(std::exchange(waiting, nullptr));
   }
@@ -41,9 +49,9 @@ void Watch::Source::call(int, short, void *source) {
   }
 }
 
-void Watch::Source::add(int descriptor, short events, const timeval *timeout) {
+void Watch::Source::add(int descriptor, short events, const EventTime *timeout) {
   waiting = event_new(Loop::of_thread(), descriptor, events, &Source::call, this);
-  if (waiting == nullptr || event_add(waiting, timeout) != 0) throw std::bad_alloc();
+  if (waiting == nullptr || event_add(waiting, reinterpret_cast<const timeval *>(timeout)) != 0) throw std::bad_alloc();
 }
 
 Watch &Watch::operator=(Watch &&other) noexcept {
@@ -73,8 +81,7 @@ Watch Watch::hung_up(int descriptor, Callback callback) {
 
 Watch Watch::after_ms(unsigned milliseconds, Callback callback) {
   auto source = std::make_shared<Source>(std::move(callback));
-  const timeval after = {static_cast<time_t>(milliseconds / 1000),
-                         static_cast<suseconds_t>(milliseconds % 1000) * 1000};
+  const EventTime after = {static_cast<long>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000};
   source->once = true;
   source->add(-1, 0, &after);
   return Watch(std::move(source));

@@ -29,13 +29,13 @@ bool take_header(std::string_view *file, Header *header) {
   return std::memcmp(header->magic, "TZif", 4) == 0 && header->types > 0;
 }
 
-bool take_block(std::string_view *file, const Header &header, uint64_t time_size) {
-  const uint64_t times = header.times * time_size;
+bool take_block(std::string_view *file, const Header &header, uint32_t time_size) {
+  const uint64_t times = uint64_t{header.times} * time_size;
   const uint64_t size = times + header.times + header.types * uint64_t{6} + header.characters +
-                        header.leap_seconds * (time_size + 4) + header.standard_flags + header.ut_flags;
+                        header.leap_seconds * (uint64_t{time_size} + 4) + header.standard_flags + header.ut_flags;
   if (file->size() < size) return false;
-  const std::string_view types = file->substr(times, header.times);
-  file->remove_prefix(size);
+  const std::string_view types = file->substr(static_cast<size_t>(times), header.times);
+  file->remove_prefix(static_cast<size_t>(size));
   return std::all_of(types.begin(), types.end(),
                      [&](char type) { return static_cast<unsigned char>(type) < header.types; });
 }

@@ -40,7 +40,8 @@ void LogIndex::push_back(const LogRecordHead &head) {
   const Position position = end();
   const auto [owned, is_first] = owners_.try_emplace(head.owner_tag, Owned{position, position, 0});
   if (!is_first)
-    entries_[owned->second.last - first_].to_next_of_owner = static_cast<uint32_t>(position - owned->second.last);
+    entries_[static_cast<size_t>(owned->second.last - first_)].to_next_of_owner =
+        static_cast<uint32_t>(position - owned->second.last);
   owned->second.last = position;
   owned->second.count++;
   Entry entry = {};

@@ -88,7 +88,7 @@ class LogIndex {
     uint32_t to_next_of_owner;  // 0: the owner's last
     uint32_t completion;
   };
-  static_assert(sizeof(Entry) == 32);
+  static_assert(sizeof(Entry) <= 32);
 
   // A filter with its names replaced by their numbers.
   struct Wanted {
@@ -104,7 +104,7 @@ class LogIndex {
     size_t count;
   };
 
-  const Entry &at(Position position) const { return entries_[position - first_]; }
+  const Entry &at(Position position) const { return entries_[static_cast<size_t>(position - first_)]; }
   std::deque<Entry>::const_iterator lower_bound(uint64_t outcome) const;
   Position next_of_owner(uint32_t owner_tag, Position from) const;
 

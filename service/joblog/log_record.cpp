@@ -160,8 +160,8 @@ Printed printed_in(const LogRecord &record) {
   if (const size_t end = stored.rfind(note); end != stored.npos && end < record.output_total)
     return {stored.substr(0, end), record.output_total, true, without_brackets(stored.substr(end + note.size()))};
   if (stored.size() < record.output_total) return {stored, record.output_total, true, {}};
-  return {stored.substr(0, record.output_total), record.output_total, false,
-          without_brackets(stored.substr(record.output_total))};
+  const auto printed = static_cast<size_t>(record.output_total);
+  return {stored.substr(0, printed), printed, false, without_brackets(stored.substr(printed))};
 }
 
 LogRecord record_of(const LogRecordHead &head) {

@@ -24,7 +24,9 @@ class LogVolume {
 
   const LogIndex &index() const { return index_; }
   const RingFile &file() const { return *file_; }
-  RingFile::Place place(LogIndex::Position position) const { return file_->places()[position - index_.first()]; }
+  RingFile::Place place(LogIndex::Position position) const {
+    return file_->places()[static_cast<size_t>(position - index_.first())];
+  }
 
  private:
   explicit LogVolume(std::shared_ptr<RingFile> file);

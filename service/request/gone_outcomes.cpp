@@ -31,7 +31,7 @@ LogRecord forgotten() {
 }
 
 LogRecord fetch(const Key &key) {
-  const sch_schedule_entry *entry = schedule_by_serial(key.schedule);
+  const sch_schedule_entry *entry = schedule_by_serial(static_cast<uintptr_t>(key.schedule));
   if (entry == nullptr) return forgotten();
   const std::optional<HistoryRun> run = find_in_history(*entry, key.run);
   if (!run) return forgotten();
