@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Speed as ratios: each measure beside a floor or a peer in the same rounds, in turns.
 
-run.py BUILD [--json FILE | --keep] [--quick] [MEASURE...]   ends with 2 when a goal is missed
+run.py BUILD [--json FILE | --keep] [--svg FILE] [--rounds FACTOR] [MEASURE...]   ends with 2 when a goal is missed
 run.py --compare FILE FILE
 """
 import argparse
@@ -13,9 +13,11 @@ import tempfile
 
 import measures
 from fairness import fairness
+from instructions import instructions
+from picture import write_picture
 from report import Report, commit_of, compare, head
 
-MEASURES = {**measures.MEASURES, "fairness": fairness}
+MEASURES = {**measures.MEASURES, "fairness": fairness, "instructions": instructions}
 
 
 def arguments():
@@ -24,6 +26,7 @@ def arguments():
     parser.add_argument("measures", nargs="*", metavar="MEASURE", help=f"one of {', '.join(MEASURES)}; all unless given")
     parser.add_argument("--json", type=pathlib.Path, metavar="FILE", help="keep the results there")
     parser.add_argument("--keep", action="store_true", help="keep them as build/bench-COMMIT.json")
+    parser.add_argument("--svg", type=pathlib.Path, metavar="FILE", help="draw them there")
     parser.add_argument("--rounds", type=float, default=1, help="the factor of rounds; less is quicker and noisier")
     parser.add_argument("--compare", nargs=2, metavar="FILE", help="show two results side by side")
     given = parser.parse_args()
@@ -63,6 +66,8 @@ def main():
         given.json = build.parent / f"bench-{commit}.json"
     if given.json:
         report.write(given.json)
+    if given.svg:
+        write_picture(report.head, report.rows, given.svg)
     if missed := report.missed():
         print(f"missed: {', '.join(missed)}", file=sys.stderr)
         return 2

@@ -10,7 +10,7 @@ import time
 
 CONFIG, SHOW, CONTROL = 5950, 5951, 5949
 ENABLE = 3  # of CONTROL
-CREATE_JOB, DEFINE_JOB, CREATE_SCHEDULE, MODIFY, SHOW_SCHEDULE, RESIZE_LOG = 0, 1, 3, 4, 6, 9
+CREATE_JOB, DEFINE_JOB, CREATE_SCHEDULE, MODIFY, DELETE_SCHEDULE, SHOW_SCHEDULE, RESIZE_LOG = 0, 1, 3, 4, 5, 6, 9
 ADD_JOB, PERIODIC = 999, 7  # what a schedule is changed in
 HEADER = struct.Struct("=IHHIIIIII32s32s")
 MAGIC, VERSION, REQUEST, MORE = 0x46484353, 1, 1, 1
@@ -48,6 +48,9 @@ class Client:
         if start:
             self.set_time(name, start, user)
 
+    def delete_schedule(self, name):
+        self.want(DELETE_SCHEDULE, struct.pack("=II32s", 1, 0, name.encode()))
+
     def set_time(self, name, start, user=""):
         self.modify(name, PERIODIC, "", [PERIODIC, 0, 1, 0, 0, 0, 0, start, 0], user)
 
@@ -73,6 +76,9 @@ class Service:
         self.preload = preload
         self.process = None
 
+    def command(self):
+        return [self.build / "service/schedd", "--config", self.settings, "--state-dir", self.state]
+
     def start(self):
         """The milliseconds until it is ready."""
         with contextlib.closing(socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)) as told:
@@ -84,9 +90,7 @@ class Service:
             if self.preload:
                 environment["LD_PRELOAD"] = str(self.preload)
             begin = time.monotonic()
-            self.process = subprocess.Popen(
-                [self.build / "service/schedd", "--config", self.settings, "--state-dir", self.state],
-                env=environment, stderr=subprocess.DEVNULL)
+            self.process = subprocess.Popen(self.command(), env=environment, stderr=subprocess.DEVNULL)
             while b"READY=1" not in told.recv(4096):
                 pass
             return (time.monotonic() - begin) * 1000

@@ -1,0 +1,64 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The instructions of the service for a request, counted by callgrind: nearly the same on a busy machine, so they guard
+the hot paths where times cannot. The difference of two runs leaves out the start and the end."""
+import json
+import pathlib
+import re
+import subprocess
+import time
+
+from measures import settings
+from service import Service
+
+KNOWN = pathlib.Path(__file__).with_name("instructions.json")
+TOLERANCE = 1.15  # the same build differs by a twentieth, as its loop turns once more when the client is late
+TABLES = 1000  # schedules that are there, as an empty table would hide a walk
+FEW, MANY = 50, 1050
+
+
+class Counted(Service):
+    """A service under callgrind."""
+
+    def command(self):
+        self.counts = self.directory / "callgrind.out"
+        return ["valgrind", "--quiet", "--tool=callgrind", f"--callgrind-out-file={self.counts}", *super().command()]
+
+    def instructions(self):
+        self.stop()
+        return int(re.search(r"^(?:summary|totals): (\d+)", self.counts.read_text(), re.MULTILINE)[1])
+
+
+def show(client, _):
+    client.show_schedule("bench-500")
+
+
+def change(client, _):
+    client.set_time("bench-500", int(time.time()) + 10**6)
+
+
+def create_and_delete(client, turn):
+    client.create_schedule(f"other-{turn}")
+    client.delete_schedule(f"other-{turn}")
+
+
+REQUESTS = {"show a schedule": show, "change a due time": change, "create and delete a schedule": create_and_delete}
+
+
+def count(bench, request, times):
+    directory = bench.fresh(f"instructions {request.__name__} {times}")
+    service = Counted(bench.build, directory, settings("/bin/true"))
+    service.start()
+    client = service.client()
+    client.define_job("bench", b"true\n")
+    for i in range(TABLES):
+        client.create_schedule(f"bench-{i}", "bench")
+    for turn in range(times):
+        request(client, turn)
+    return service.instructions()
+
+
+def instructions(bench):
+    known = json.loads(KNOWN.read_text())
+    for name, request in REQUESTS.items():
+        each = (count(bench, request, MANY) - count(bench, request, FEW)) / (MANY - FEW)
+        bench.report.add(f"instructions: {name}", "", [each], [known[name]], TOLERANCE, "when noted")
