@@ -4,9 +4,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <limits>
 
+#include "control/statuses.h"
 #include "host/files/directory.h"
 #include "host/files/private_file.h"
 #include "host/files/whole_file.h"
@@ -35,29 +38,41 @@ Settings without_limits() {
 
 }  // namespace
 
+// A crash may have come before the change that was to be confirmed.
 void Confirmation::start() {
-  if (awaited()) look(wall_clock());
+  const std::optional<Awaited> found = awaited();
+  if (!found) return;
+  if (found->after != 0 && !is_kept(found->after))
+    (void)forget();
+  else
+    look(wall_clock());
 }
 
 host::Result<void> Confirmation::await(const Awaited &awaited) {
   const std::string text = std::to_string(awaited.entry) + " " + std::to_string(awaited.deadline) + " " +
-                           std::to_string(awaited.owner_tag) + " " + awaited.who + "\n";
+                           std::to_string(awaited.owner_tag) + " " + awaited.who + " " + std::to_string(awaited.after) +
+                           "\n";
   if (host::Result<void> written = host::write_whole_file(path(), text); !written) return written;
   const time_t wait = std::clamp<time_t>(awaited.deadline - wall_clock(), 0, look_again_s);
   again_ = host::Watch::after_ms(static_cast<unsigned>(wait) * 1000, [this] { look(wall_clock()); });
   return {};
 }
 
-void Confirmation::forget() {
+host::Result<void> Confirmation::forget() {
+  const auto not_stored = [] {
+    return host::Error{control::err_not_stored, path() + ": cannot remove the file: " + std::strerror(errno)};
+  };
+  if (unlink(path().c_str()) != 0 && errno != ENOENT) return not_stored();
   again_.stop();
-  unlink(path().c_str());
-  host::sync_directory(configuration_directory());
+  if (!host::sync_directory(configuration_directory())) return not_stored();
+  return {};
 }
 
 std::optional<Confirmation::Awaited> Confirmation::awaited() const {
   std::ifstream file(path());
   Awaited awaited;
   if (!(file >> awaited.entry >> awaited.deadline >> awaited.owner_tag >> awaited.who)) return std::nullopt;
+  if (!(file >> awaited.after)) awaited.after = 0;  // written by an older version
   return awaited;
 }
 
@@ -76,7 +91,7 @@ void Confirmation::take_back(const Awaited &awaited) {
   const host::Result<Configuration> before = configuration_of_entry(awaited.entry);
   if (!before) {
     tell("an unconfirmed configuration stays: configuration " + std::to_string(awaited.entry) + " is not kept");
-    return forget();
+    return forget_or_tell();
   }
   const std::optional<uint32_t> part = awaited.owner_tag == 0 ? std::nullopt : std::optional(awaited.owner_tag);
   const Operator who = {{awaited.owner_tag, awaited.who}, !part};
@@ -86,7 +101,12 @@ void Confirmation::take_back(const Awaited &awaited) {
       apply_configuration(context_, target.whole, origin, [](const HistoryDraft &) { return host::Result<void>(); });
   if (!applied) return tell("an unconfirmed configuration is not taken back yet: " + applied.error().text);
   tell("the configuration of " + awaited.who + " was not confirmed in time and was taken back");
-  forget();
+  forget_or_tell();
+}
+
+void Confirmation::forget_or_tell() {
+  if (const host::Result<void> forgotten = forget(); !forgotten)
+    sch_syslog_raise(&syslog_msg_SCH_ERR, forgotten.error().text.c_str());
 }
 
 }  // namespace service

@@ -18,6 +18,7 @@ class Confirmation {
  public:
   struct Awaited {
     uint32_t entry = 0;  // number, in the history, of the configuration to go back to
+    uint32_t after = 0;  // of the changed one
     time_t deadline = 0;
     uint32_t owner_tag = 0;  // only this owner's part is rolled back; 0: all of it
     std::string who;
@@ -27,12 +28,13 @@ class Confirmation {
 
   void start();  // at the service's start: goes on waiting, or rolls back if the deadline has passed
   host::Result<void> await(const Awaited &awaited);
-  void forget();  // after the confirmation, or when the change failed
+  host::Result<void> forget();  // after the confirmation, or when the change failed
   std::optional<Awaited> awaited() const;
   void look(time_t now);  // rolls back if the deadline has passed
 
  private:
   void take_back(const Awaited &awaited);
+  void forget_or_tell();
 
   Context &context_;
   host::Watch again_;

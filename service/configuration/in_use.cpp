@@ -11,6 +11,7 @@
 #include "host/security/security.h"
 #include "host/store/store.h"
 #include "platform/errors.h"
+#include "service/configuration/startup_level.h"
 #include "service/configuration/time_line.h"
 #include "service/request/logging_level.h"
 #include "service/state/schedule_state.h"
@@ -38,7 +39,7 @@ class UserNames {
   std::map<uint32_t, std::string> names_;
 };
 
-GlobalSettings settings_in_globals(pss_handle debug_store) {
+GlobalSettings settings_in_globals(int32_t level) {
   GlobalSettings settings;
   settings.feature = scheduler_enabled != 0;
   settings.log_kilobytes = sch_log_file.size / SCH_LOG_SIZE_UNIT;
@@ -49,7 +50,7 @@ GlobalSettings settings_in_globals(pss_handle debug_store) {
   const sch_smtp_server_rec &smtp = email_transport_conf.smtp;
   if (smtp.server[0] != 0) settings.mail_server = {text_in(smtp.server), text_in(smtp.vrf), smtp.port};
   if (settings.mail_server.vrf == SCH_SMTP_VRF_DEFAULT) settings.mail_server.vrf.clear();
-  if (debug_store != 0) settings.logging_level = logging_level(debug_store);
+  settings.logging_level = level;
   return settings;
 }
 
@@ -88,10 +89,10 @@ std::vector<const sch_schedule_entry *> in_order(const GList *list) {
   return entries;
 }
 
-Configuration configuration_of(const sch_config_db &config, pss_handle debug_store) {
+Configuration configuration_of(const sch_config_db &config, int32_t level) {
   Configuration configuration;
   UserNames names;
-  configuration.settings = settings_in_globals(debug_store);
+  configuration.settings = settings_in_globals(level);
   for (uint32_t id = 0; id < SCH_MAX_JOBS; id++) {
     const sch_job_entry &slot = config.jobs[id];
     if (slot.key == nullptr || slot.hdr == nullptr) continue;
@@ -137,20 +138,20 @@ std::string fragments_text(const sch_job_entry &slot) {
 }
 
 Configuration configuration_in_use() {
-  return configuration_of(sch_running_config, debug_pss_running);
+  return configuration_of(sch_running_config, logging_level(debug_pss_running));
 }
 
 host::Result<Configuration> startup_configuration() {
   const auto refused = [](uint32_t status) { return host::Error{status, syserr2str(status)}; };
   if (!host::store_exists(sch_pss_startup_uri)) return refused(control::err_no_startup);
-  const OpenStore store(sch_pss_startup_uri), debug_store(sch_debug_pss_startup_uri);
+  const OpenStore store(sch_pss_startup_uri);
   if (store.get() == 0) return refused(store.error());
   const host::LiveGlobals kept;
   const RestoredStartup restored;
   sch_log_file = SCH_LOG_FILE_INITIALIZER;
   scheduler_enabled = 0;
   sch_restore_config_from_pss(&sch_startup_config, store.get());
-  return configuration_of(sch_startup_config, debug_store.get());
+  return configuration_of(sch_startup_config, startup_logging_level().value_or(usual_logging_level));
 }
 
 Configuration part_of(const Configuration &whole, std::optional<uint32_t> owner_tag) {

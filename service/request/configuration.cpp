@@ -14,6 +14,7 @@
 #include "service/configuration/apply.h"
 #include "service/configuration/in_use.h"
 #include "service/configuration/pending.h"
+#include "service/configuration/startup_level.h"
 #include "service/configuration/stored_passwords.h"
 #include "service/configuration/target.h"
 #include "service/request/answer.h"
@@ -138,11 +139,11 @@ host::Result<Applied> apply(const Call &call, const ConfigurationOrder &order, c
     entry = draft.after;
     if (host::Result<void> noted = note_passwords(entry, passwords); !noted) return noted;
     if (order.confirm_minutes == 0) return {};
-    return confirmation.await({draft.before, origin.at + time_t{order.confirm_minutes} * 60,
+    return confirmation.await({draft.before, draft.after, origin.at + time_t{order.confirm_minutes} * 60,
                                part_of_caller(call).value_or(0), call.caller.user_name});
   };
   host::Result<Applied> applied = apply_configuration(call.context, target, origin, await);
-  if (!applied && order.confirm_minutes != 0) confirmation.forget();
+  if (!applied && order.confirm_minutes != 0) (void)confirmation.forget();  // else the next start does
   if (applied && !store_passwords(passwords)) {
     applied->warning = "the passwords could not be stored; the next start of the service tries again";
     return applied;
@@ -245,22 +246,24 @@ host::Answer confirm_configuration(const Call &call, Payload) {
   if (!awaited) return with_status(control::err_nothing_to_confirm);
   const std::optional<uint32_t> part = part_of_caller(call);
   if (part && awaited->owner_tag != *part) return with_status(control::err_not_owner);
-  confirmation.forget();
-  return with_status(0);
+  return with_status(confirmation.forget().code());
 }
 
 host::Answer erase_startup(const Call &, Payload) {
   if (!host::store_exists(sch_pss_startup_uri)) return with_status(control::err_no_startup);
-  uint32_t status = pss_destroy(sch_pss_startup_uri);
-  if (status == 0 && host::store_exists(sch_debug_pss_startup_uri)) status = pss_destroy(sch_debug_pss_startup_uri);
+  const uint32_t status = pss_destroy(sch_pss_startup_uri);
+  // Nothing reads what is left where this fails, and the next save replaces it.
+  if (status == 0 && host::store_exists(sch_debug_pss_startup_uri)) (void)pss_destroy(sch_debug_pss_startup_uri);
   return with_status(status);
 }
 
 host::Answer save_running(const Call &call, Payload payload) {
   const Origin origin = origin_of(call, text_of(payload));
   if (const auto kept = keep_in_history(configuration_in_use(), origin); !kept) return with_status(kept.code());
-  if (sch_pss_snapshot(sch_pss_running_uri, sch_pss_startup_uri) != 0) return with_status(control::err_not_stored);
-  const bool saved = sch_pss_snapshot(sch_debug_pss_running_uri, sch_debug_pss_startup_uri) == 0;
+  if (const auto held = hold_startup_logging_level(); !held) return with_status(held.code());
+  const bool saved = sch_pss_snapshot(sch_debug_pss_running_uri, sch_debug_pss_startup_uri) == 0 &&
+                     sch_pss_snapshot(sch_pss_running_uri, sch_pss_startup_uri) == 0;
+  if (saved) release_startup_logging_level();
   return with_status(saved ? 0 : control::err_not_stored);
 }
 

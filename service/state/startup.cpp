@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 #include <ctime>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -16,6 +17,7 @@
 #include "host/sysmgr.h"
 #include "platform/sysmgr.h"
 #include "service/clock.h"
+#include "service/configuration/startup_level.h"
 #include "service/request/logging_level.h"
 #include "service/run/due.h"
 #include "service/state/change.h"
@@ -42,12 +44,7 @@ host::Result<void> open_debug_store() {
 }
 
 void take_startup_logging_level() {
-  uint32_t error = 0;
-  if (!host::store_exists(sch_debug_pss_startup_uri)) return;
-  const pss_handle startup = pss_open(sch_debug_pss_startup_uri, &error);
-  if (error != 0) return;
-  store_logging_level(debug_pss_running, logging_level(startup));
-  pss_close(startup);
+  if (const std::optional<int32_t> level = startup_logging_level()) store_logging_level(debug_pss_running, *level);
 }
 
 uint32_t latest_completion(const std::string &schedule) {

@@ -10,6 +10,7 @@
 #include "control/configuration.h"
 #include "control/statuses.h"
 #include "host/status.h"
+#include "service/configuration/startup_level.h"
 #include "service/state/schedule_state.h"
 #include "service/state/tables.h"
 #include "tests/service/configuration_fixture.h"
@@ -279,6 +280,14 @@ TEST_F(Confirming, is_still_awaited_after_a_restart) {
   EXPECT_EQ(running(world), "feature scheduler\n");
 }
 
+TEST_F(Confirming, of_a_change_that_a_crash_prevented_is_not_awaited) {
+  std::filesystem::create_directory(world.directory.path() + "/state/configurations");
+  std::ofstream(world.directory.path() + "/state/configurations/awaits-confirmation")
+      << "1 " << noon + 300 << " 0 root 2\n";
+  world.restart();
+  EXPECT_EQ(ask(world, control::Operation::confirm_configuration).status, control::err_nothing_to_confirm);
+}
+
 TEST_F(Confirming, comes_before_another_replacement) {
   ASSERT_EQ(replace_for(5, two_jobs).status, 0u);
   EXPECT_EQ(replace(world, "feature scheduler\n").status, control::err_unconfirmed);
@@ -295,6 +304,28 @@ TEST(Startup, can_be_erased_and_brought_back) {
   EXPECT_EQ(ask(world, control::Operation::erase_startup).status, 0u);
   EXPECT_EQ(ask(world, control::Operation::startup_text).status, control::err_no_startup);
   EXPECT_EQ(ask(world, control::Operation::erase_startup).status, control::err_no_startup);
+}
+
+const std::string with_level_3 = "feature scheduler\nlogging level scheduler 3\n",
+                  with_level_4 = "feature scheduler\nscheduler transport email from a@b\nlogging level scheduler 4\n";
+
+TEST(Startup, saved_by_half_when_a_crash_came_is_the_one_before) {
+  World world;
+  ASSERT_EQ(replace(world, with_level_3).status, 0u);
+  ASSERT_EQ(ask(world, control::Operation::copy_running_startup).status, 0u);
+  ASSERT_EQ(replace(world, with_level_4).status, 0u);
+  ASSERT_TRUE(service::hold_startup_logging_level());
+  ASSERT_EQ(sch_pss_snapshot(sch_debug_pss_running_uri, sch_debug_pss_startup_uri), 0);
+  EXPECT_EQ(text_in(ask(world, control::Operation::startup_text)), with_level_3);
+  ASSERT_EQ(sch_pss_snapshot(sch_pss_running_uri, sch_pss_startup_uri), 0);
+  EXPECT_EQ(text_in(ask(world, control::Operation::startup_text)), with_level_4);
+}
+
+TEST(Startup, erased_by_half_when_a_crash_came_has_no_level) {
+  World world;
+  ASSERT_EQ(replace(world, with_level_3).status, 0u);
+  ASSERT_EQ(sch_pss_snapshot(sch_debug_pss_running_uri, sch_debug_pss_startup_uri), 0);
+  EXPECT_EQ(service::startup_logging_level(), std::nullopt);
 }
 
 TEST(Uploads, without_an_order_change_nothing) {
