@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "shell/held_stream.h"
+#include "shell/library_call.h"
 #include "shell/session.h"
 
 namespace shell {
@@ -28,7 +30,9 @@ int enter_schedule(Session &session, const Match &match) {
   const std::string &name = match.arguments.front().value;
   Context values(session.options().identity, false, 0, session.options().debug);
   values.add_text(name);
+  HeldStream held(stderr);
   const int status = sch_cli_create_delete_schedule(values.get());
+  std::fputs(with_subject(held.take(), "schedule " + name).c_str(), stderr);
   const bool exists = static_cast<uint32_t>(status) == SCH_STATUS_EXISTS;  // then it is to be changed
   if (status != 0 && !exists) return status;
   session.enter(Mode::schedule, name);

@@ -56,6 +56,7 @@ int show_configuration_history(Session &session, const Match &match);
 int show_configuration_difference(Session &session, const Match &match);
 int take_over(Session &session, const Match &match);
 int show_history(Session &session, const Match &match);
+int show_memory(Session &session, const Match &match);
 int copy_running_startup(Session &session, const Match &match);
 int show_logging_level(Session &session, const Match &match);
 int set_logging_level(Session &session, const Match &match);

@@ -158,7 +158,7 @@ const Command command_table[] = {
          own(exec, "show scheduler logfile [schedule <schedule>] [job <job>] [last <count>] [failed] [since <moment>]",
              "Show the job log with each run's output", show_log)),
     with(documents::memory,
-         library(exec, "show scheduler internal memory", "Show the service's memory by type", sch_cli_show_memstats)),
+         own(exec, "show scheduler internal memory", "Show the service's memory by type", show_memory)),
     own(exec, "show scheduler metrics", "Show how the service does, in the text form of OpenMetrics and Prometheus",
         show_text<Operation::metrics>),
     with(documents::status, own(exec, "show scheduler status", "Show the state of the service, and the users' shares",

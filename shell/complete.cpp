@@ -92,4 +92,9 @@ std::string completion(std::string_view line, const Scope &scope, const NameSour
   return common.substr(typed) + (all.size() == 1 ? " " : "");
 }
 
+std::string why_nothing_follows(std::string_view line, const Scope &scope) {
+  const Parsed parsed = parse(without_do(line), scope);
+  return parsed.match ? "nothing may follow" : describe(parsed.problem);
+}
+
 }  // namespace shell

@@ -9,6 +9,7 @@
 #include "shell/configuration_change.h"
 #include "shell/configuration_diff.h"
 #include "shell/configuration_request.h"
+#include "shell/service_request.h"
 #include "shell/session.h"
 #include "shell/whole_input.h"
 
@@ -19,7 +20,8 @@ namespace {
 using control::ConfigurationSource;
 using control::Operation;
 
-int failed(const host::Error &error) {
+// Errors about files name the file themselves.
+int failed_file(const host::Error &error) {
   complain({}, "Error: " + error.text);
   return static_cast<int>(error.code);
 }
@@ -52,52 +54,46 @@ int change_to_file(Session &session, const Match &match, const std::string &verb
     return failure_status;
   }
   const host::Result<std::string> input = read_whole(path);
-  if (!input) return failed(input.error());
+  if (!input) return failed_file(input.error());
   WantedChange change = change_of(match, verb + " " + path);
   change.order.overlay = overlay ? 1 : 0;
   return change_to_text(session, read_configuration_text(*input), path == "-" ? "standard input" : path,
                         std::move(change));
 }
 
-int show_text(const host::Result<std::string> &text) {
-  if (!text) return failed(text.error());
+int show_text(const Match &match, const host::Result<std::string> &text) {
+  if (!text) return failed(words_of(match), text.error());
   std::fwrite(text->data(), 1, text->size(), stdout);
   return 0;
 }
 
-int show_difference(const host::Result<std::string> &before, const host::Result<std::string> &after) {
-  if (!before) return failed(before.error());
-  if (!after) return failed(after.error());
-  return show_text(configuration_diff(*before, *after));
+int show_difference(const Match &match, const host::Result<std::string> &before,
+                    const host::Result<std::string> &after) {
+  if (!before) return failed(words_of(match), before.error());
+  if (!after) return failed(words_of(match), after.error());
+  return show_text(match, configuration_diff(*before, *after));
 }
 
 int write_to_file(const Match &match, const host::Result<std::string> &text) {
-  if (!text) return failed(text.error());
+  if (!text) return failed(words_of(match), text.error());
   const host::Result<void> written = write_whole(*match.value("path"), *text);
-  return written ? 0 : failed(written.error());
-}
-
-int ask(Operation operation) {
-  const host::Result<host::Bytes> reply = control::ask_service(operation);
-  if (!reply) return failed(reply.error());
-  if (!reply->empty()) std::fwrite(reply->data(), 1, reply->size(), stdout);
-  return 0;
+  return written ? 0 : failed_file(written.error());
 }
 
 }  // namespace
 
-int show_running(Session &session, const Match &) {
+int show_running(Session &session, const Match &match) {
   const host::Result<std::string> text = running_configuration();
   if (text) session.note_configuration(*text);
-  return show_text(text);
+  return show_text(match, text);
 }
 
-int show_startup(Session &, const Match &) {
-  return show_text(startup_configuration());
+int show_startup(Session &, const Match &match) {
+  return show_text(match, startup_configuration());
 }
 
-int show_startup_difference(Session &, const Match &) {
-  return show_difference(running_configuration(), startup_configuration());
+int show_startup_difference(Session &, const Match &match) {
+  return show_difference(match, running_configuration(), startup_configuration());
 }
 
 int replace_configuration(Session &session, const Match &match) {
@@ -123,16 +119,16 @@ int roll_back(Session &session, const Match &match) {
   return change_configuration(session, change);
 }
 
-int confirm_configuration(Session &, const Match &) {
-  return ask(Operation::confirm_configuration);
+int confirm_configuration(Session &, const Match &match) {
+  return show_answer(match, Operation::confirm_configuration);
 }
 
-int show_configuration_history(Session &, const Match &) {
-  return ask(Operation::configuration_history);
+int show_configuration_history(Session &, const Match &match) {
+  return show_answer(match, Operation::configuration_history);
 }
 
 int show_configuration_difference(Session &, const Match &match) {
-  return show_difference(kept_configuration(number_in(match.arguments.front().value)),
+  return show_difference(match, kept_configuration(number_in(match.arguments.front().value)),
                          kept_configuration(number_in(match.arguments.back().value)));
 }
 
@@ -143,8 +139,8 @@ int copy_startup_to_file(Session &, const Match &match) {
   return write_to_file(match, startup_configuration());
 }
 
-int erase_startup(Session &, const Match &) {
-  return ask(Operation::erase_startup);
+int erase_startup(Session &, const Match &match) {
+  return show_answer(match, Operation::erase_startup);
 }
 
 }  // namespace shell

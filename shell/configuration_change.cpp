@@ -9,16 +9,12 @@
 #include "shell/complain.h"
 #include "shell/configuration_diff.h"
 #include "shell/configuration_request.h"
+#include "shell/service_request.h"
 #include "shell/session.h"
 
 namespace shell {
 
 namespace {
-
-int failed(const host::Error &error) {
-  complain({}, "Error: " + error.text);
-  return static_cast<int>(error.code);
-}
 
 std::string place(const std::string &origin, size_t line) {
   return line == 0 ? origin : origin + ":" + std::to_string(line);
@@ -64,7 +60,7 @@ int order(Session &session, WantedChange change, const std::string &origin, cons
   if (change.mode != ChangeMode::apply) change.order.check = 1;
   if (session.configuration_read()) change.order.base = control::fingerprint(*session.configuration_read());
   const host::Result<ConfigurationOutcome> outcome = order_configuration(change.order, change.command);
-  return outcome ? tell(session, change, origin, text, *outcome) : failed(outcome.error());
+  return outcome ? tell(session, change, origin, text, *outcome) : failed(change.command, outcome.error());
 }
 
 }  // namespace
@@ -79,7 +75,7 @@ int change_to_text(Session &session, const ConfigurationText &text, const std::s
   // The text has problems already: it is sent only to have the service report its problems too.
   if (!text.problems.empty()) change.mode = ChangeMode::diff;
   const host::Result<uint32_t> sent = send_configuration(text.text);
-  if (!sent) return failed(sent.error());
+  if (!sent) return failed(change.command, sent.error());
   change.order.source = static_cast<uint32_t>(control::ConfigurationSource::text);
   change.order.number = *sent;
   if (text.problems.empty()) return order(session, std::move(change), origin, &text);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 
 #include "control/json.h"
 #include "host/debug.h"
@@ -55,6 +56,14 @@ std::string with_shell_history(const std::string &text) {
   return control::json_document(document);
 }
 
+// Of history and log, which may still have outcomes of what was deleted.
+bool is_empty_list(const std::string &text) {
+  const Json document = Json::parse(text, nullptr, false);
+  if (!document.is_object() || document.empty()) return false;
+  const Json &content = document.begin().value();
+  return content.value("run", Json::array()).empty() && content.value("entry", Json::array()).empty();
+}
+
 std::string subject_of_document(const Match &match) {
   if (match.arguments.size() == 1 && match.value("job") != nullptr) return "job " + *match.value("job");
   return subject_of(match);
@@ -93,6 +102,9 @@ int show_document(const Match &match, const Document &document) {
   host::Bytes reply;
   if (const int status = request(subject_of_document(match), Operation::as_json, payload, &reply); status != 0)
     return status;
+  const bool has_filters = &document == &documents::history || &document == &documents::log;
+  const std::optional<Missing> missing = has_filters ? missing_in(match) : std::nullopt;
+  if (missing && is_empty_list(text_of(reply))) return failed(missing->subject, missing->why);
   const std::string text = document.add_own == nullptr ? text_of(reply) : document.add_own(text_of(reply));
   std::fwrite(text.data(), 1, text.size(), stdout);
   return 0;

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // Commands about jobs and schedules by name.
 #include <cstdio>
+#include <optional>
+#include <utility>
 
 #include "control/statuses.h"
 #include "host/status.h"
 #include "shell/actions.h"
 #include "shell/job_change.h"
+#include "shell/seen.h"
 #include "shell/service_request.h"
 #include "shell/session.h"
 
@@ -47,14 +50,16 @@ int show_schedules(Session &session, const Match &match) {
 // A person is told at once that the job belongs to somebody else; a script is told at the block's end.
 int begin_job(Session &session, const Match &match) {
   const std::string &name = match.arguments.front().value;
+  std::optional<SeenJob> seen;
   if (session.options().interactive) {
     const host::Result<Names> found = find_named(ObjectKind::job, name);
     if (!found && found.code() != control::err_no_such_job) return failed("job " + name, found.error());
     if (found)
       std::printf("Job %s is there: 'end-job' replaces its commands by these lines, control-C leaves it as it is.\n",
                   name.c_str());
+    if (host::Result<SeenJob> now = job_in_use(session.options().identity, name)) seen = std::move(*now);
   }
-  session.take_body(name, false);
+  session.take_body(name, false, std::move(seen));
   return 0;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "shell/held_stream.h"
+#include "shell/library_call.h"
 #include "shell/session.h"
 
 namespace shell {
@@ -23,7 +24,7 @@ int create_job(const Session &session, const std::string &name, bool *created) {
   const std::string messages = held.take();
   *created = status == 0;
   if (messages.find("Error: job exists\n") != std::string::npos) return 0;
-  std::fputs(messages.c_str(), stderr);
+  std::fputs(with_subject(messages, "job " + name).c_str(), stderr);
   return status;
 }
 

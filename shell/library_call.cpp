@@ -50,24 +50,25 @@ std::string without_errors(const std::string &messages) {
   return kept;
 }
 
-// Inserts the subject into messages such as "Error: : not permitted".
-std::string with_subject(std::string messages, const std::string &subject) {
-  constexpr std::string_view nameless = "Error: : ";
-  for (size_t at = 0; (at = messages.find(nameless, at)) != std::string::npos; at += nameless.size())
-    if (at == 0 || messages[at - 1] == '\n') messages.replace(at, nameless.size(), "Error: " + subject + ": ");
-  return messages;
+// What the handlers' own messages begin with behind "Error: "; what begins otherwise is a bare reason.
+bool names_subject(std::string_view message) {
+  for (const std::string_view begin : {"create ", "delete ", "modify ", "could ", "job ", "File "})
+    if (message.starts_with(begin)) return true;
+  return false;
 }
 
 int mend(const Match &match, int status, std::string messages) {
+  const std::string subject = words_of(match);
+  messages = with_subject(messages, subject);
   if (is_there_already(match, status, messages)) {
     status = 0;
     messages = without_errors(messages);
   } else if (match.command->handler == sch_cli_logfile_rename && messages.find(file_exists) != std::string::npos) {
     // The handler returns success although nothing was done: a script must notice that.
     status = failure_status;
-    messages = "Error: " + words_of(match) + ": there is a file of this name; remove it or take another name\n";
+    messages = "Error: " + subject + ": there is a file of this name; remove it or take another name\n";
   }
-  std::fputs(with_subject(std::move(messages), words_of(match)).c_str(), stderr);
+  std::fputs(messages.c_str(), stderr);
   return status;
 }
 
@@ -105,6 +106,20 @@ void tell_time(const std::string &schedule) {
 }
 
 }  // namespace
+
+std::string with_subject(const std::string &messages, const std::string &subject) {
+  constexpr std::string_view error = "Error: ", nameless = "Error: : ";
+  std::istringstream lines(messages);
+  std::string mended;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(nameless))
+      line.replace(0, nameless.size(), "Error: " + subject + ": ");
+    else if (line.starts_with(error) && !names_subject(std::string_view(line).substr(error.size())))
+      line.insert(error.size(), subject + ": ");
+    mended += line + (lines.eof() ? "" : "\n");
+  }
+  return mended;
+}
 
 int call_library(Session &session, const Match &match) {
   if (is_stored_already(session, match)) return 0;

@@ -3,10 +3,15 @@
 // state that exists already, and moves on a start time that has passed.
 #pragma once
 
+#include <string>
+
 #include "shell/session.h"
 
 namespace shell {
 
 int call_library(Session &session, const Match &match);
+
+// Inserts the subject into messages that have none, such as "Error: : not permitted".
+std::string with_subject(const std::string &messages, const std::string &subject);
 
 }  // namespace shell

@@ -69,6 +69,9 @@ using NameSource = std::function<std::vector<std::string>(const Parameter &param
 // The possible completions of the line's last word or, after a blank, the possible next words.
 std::vector<Choice> choices(std::string_view line, const Scope &scope, const NameSource &names = {});
 
+// For a line without any choice: what is wrong with it.
+std::string why_nothing_follows(std::string_view line, const Scope &scope);
+
 // The characters that complete the last word as far as all choices agree, with a blank if there is only one choice.
 std::string completion(std::string_view line, const Scope &scope, const NameSource &names = {});
 

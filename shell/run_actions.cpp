@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <string>
 
 #include "host/errors.h"
 #include "platform/cmi.h"
@@ -46,27 +47,7 @@ int order(const Match &match, control::Operation operation, host::Bytes *reply =
   return request(subject_of(match), operation, std::as_bytes(std::span(schedule)), reply);
 }
 
-struct Missing {
-  std::string subject;
-  host::Error why;
-};
-
-// Reports the first job or schedule that was named and does not exist. Only if nothing was shown, as history and log
-// may still have outcomes of deleted ones.
-std::optional<Missing> missing_in(const Match &match) {
-  constexpr struct {
-    const char *word;
-    control::ObjectKind kind;
-  } filters[] = {{"schedule", control::ObjectKind::schedule}, {"job", control::ObjectKind::job}};
-  for (const auto &filter : filters) {
-    const std::string *name = match.value(filter.word);
-    if (name == nullptr) continue;
-    if (const host::Result<Names> found = find_named(filter.kind, *name); !found)
-      return Missing{std::string(filter.word) + " " + *name, found.error()};
-  }
-  return std::nullopt;
-}
-
+// Only if nothing was shown, as history and log may still have outcomes of what was deleted.
 int shown_or_missing(const std::string &shown, const std::optional<Missing> &missing) {
   std::fwrite(shown.data(), 1, shown.size(), stdout);
   return shown.empty() && missing ? failed(missing->subject, missing->why) : 0;

@@ -67,6 +67,20 @@ host::Bytes upcoming_query_of(const Match &match) {
   return payload_of(control::UpcomingQuery{count_of(match)}, schedule_of(match));
 }
 
+std::optional<Missing> missing_in(const Match &match) {
+  constexpr struct {
+    const char *word;
+    control::ObjectKind kind;
+  } filters[] = {{"schedule", control::ObjectKind::schedule}, {"job", control::ObjectKind::job}};
+  for (const auto &filter : filters) {
+    const std::string *name = match.value(filter.word);
+    if (name == nullptr) continue;
+    if (const host::Result<Names> found = find_named(filter.kind, *name); !found)
+      return Missing{std::string(filter.word) + " " + *name, found.error()};
+  }
+  return std::nullopt;
+}
+
 std::string subject_of(const Match &match) {
   if (const std::string *schedule = match.value("schedule")) return "schedule " + *schedule;
   if (const std::string *run = match.value("run")) return "run " + *run;

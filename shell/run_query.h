@@ -2,10 +2,12 @@
 // What a line about runs asks for, as the service is asked for it.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "control/operations.h"
+#include "host/result.h"
 #include "host/transport/transport.h"
 
 namespace shell {
@@ -19,6 +21,13 @@ control::LogQuery log_query_of(const Match &match);
 host::Bytes history_query_of(const Match &match);
 host::Bytes run_query_of(const Match &match);
 host::Bytes upcoming_query_of(const Match &match);
+
+// The first job or schedule that was named and does not exist, or is another user's; none: all are there.
+struct Missing {
+  std::string subject;
+  host::Error why;
+};
+std::optional<Missing> missing_in(const Match &match);
 
 // As the operator named it, or else the command.
 std::string subject_of(const Match &match);

@@ -6,6 +6,7 @@
 
 #include "host/feature.h"
 #include "shell/complain.h"
+#include "shell/configuration_diff.h"
 #include "shell/documents.h"
 #include "shell/held_stream.h"
 #include "shell/pager.h"
@@ -31,9 +32,11 @@ bool asks_for_help(std::string_view line) {
 }
 
 void print_choices(std::string_view line, const Scope &scope) {
-  for (const Choice &choice : choices(line.substr(0, line.rfind('?')), scope, existing_names)) {
+  const std::string_view typed = line.substr(0, line.rfind('?'));
+  const std::vector<Choice> all = choices(typed, scope, existing_names);
+  for (const Choice &choice : all)
     std::printf("  %-26s %s\n", choice.text.c_str(), choice.help.c_str());
-  }
+  if (all.empty()) std::printf("%s\n", why_nothing_follows(typed, scope).c_str());
 }
 
 bool wants_json(const std::vector<Filter> &filters) {
@@ -148,10 +151,10 @@ int Session::run_piped(const Match &match, const std::vector<Filter> &filters, s
     return std::find_if(filters.begin(), filters.end(), [&](const Filter &filter) { return filter.kind == kind; });
   };
   if (const auto save = has(Filter::Kind::save); save != filters.end()) {
-    const int saved = write_own_file(save->argument, [&](FILE *file) {
+    if (status != 0) return status;  // what was saved there before is better than nothing
+    return write_own_file(save->argument, [&](FILE *file) {
       return std::fwrite(text.data(), 1, text.size(), file) == text.size() ? 0 : failure_status;
     });
-    return status != 0 ? status : saved;
   }
   const bool paged = options_.interactive && options_.pages && has(Filter::Kind::no_more) == filters.end();
   const std::optional<Pager> pager = paged ? Pager::start() : std::nullopt;
@@ -199,7 +202,26 @@ int Session::run(const Match &match, Form form, std::string_view origin) {
   const bool paged = options_.interactive && options_.pages && has_long_output(*match.command);
   const std::optional<Pager> pager = paged ? Pager::start() : std::nullopt;
   if (form == Form::json) return show_document(match, *match.command->document);
-  return match.command->action(*this, match);
+  if (options_.interactive && mode == Mode::schedule) tell_changes_of_schedule();
+  const int status = match.command->action(*this, match);
+  if (options_.interactive && mode != Mode::exec) note_schedule();
+  return status;
+}
+
+// Others may change the schedule while its mode is open: each command changes one thing, so it is carried out all the
+// same, but what others did must not get lost unseen.
+void Session::tell_changes_of_schedule() const {
+  if (!seen_schedule_) return;
+  const host::Result<std::string> now = schedule_in_use(options_.identity, schedule_);
+  if (!now || now->empty() || *now == *seen_schedule_) return;
+  note("schedule " + schedule_ + " was changed by somebody else since:");
+  std::fputs(configuration_diff(*seen_schedule_, *now).c_str(), stderr);
+}
+
+void Session::note_schedule() {
+  seen_schedule_.reset();
+  if (mode_ != Mode::schedule) return;
+  if (host::Result<std::string> now = schedule_in_use(options_.identity, schedule_)) seen_schedule_ = std::move(*now);
 }
 
 Context Session::context(const Command &command) const {

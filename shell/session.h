@@ -12,6 +12,7 @@
 #include "shell/job_body.h"
 #include "shell/parse.h"
 #include "shell/pipes.h"
+#include "shell/seen.h"
 
 namespace shell {
 
@@ -59,7 +60,8 @@ class Session {
   void enable_scheduler_tree() { scheduler_tree_ = true; }
   void set_debug(bool on) { options_.debug = on; }
   Context context(const Command &command) const;  // a schedule's commands have its name as their first parameter
-  void take_body(std::string name, bool refused);
+  // `seen`: the job as the operator has seen it, so that what others change meanwhile is not lost; none: not looked at.
+  void take_body(std::string name, bool refused, std::optional<SeenJob> seen = std::nullopt);
   // The configuration as the operator last saw it, so that a change based on an older one is refused.
   void note_configuration(std::string text) { configuration_read_ = std::move(text); }
   const std::optional<std::string> &configuration_read() const { return configuration_read_; }
@@ -76,6 +78,9 @@ class Session {
   enum class Form { text, json };
   int run(const Match &match, Form form, std::string_view origin);
   int define(const JobBody &body, std::string_view origin);
+  bool was_changed_meanwhile(const JobBody &body) const;
+  void tell_changes_of_schedule() const;
+  void note_schedule();
   int outcome(int status, std::string_view origin) const;  // reports a failed command's line, see reports_failures
   int record(int status);
 
@@ -84,8 +89,10 @@ class Session {
   std::string schedule_;
   bool scheduler_tree_ = true;  // false from disabling the feature until it is enabled again
   std::optional<JobBody> body_;
-  std::string origin_, line_;  // of the current command
-  size_t prompt_width_ = 0;    // of the prompt at which it was typed
+  std::optional<SeenJob> seen_job_;           // before its block began
+  std::optional<std::string> seen_schedule_;  // the schedule of the mode, as of the last command about it
+  std::string origin_, line_;                 // of the current command
+  size_t prompt_width_ = 0;                   // of the prompt at which it was typed
   std::optional<std::string> configuration_read_;
   bool over_ = false;
   int status_ = 0;

@@ -77,7 +77,9 @@ unsigned char on_question(EditLine *editor, int) {
   const bool within_quotes = std::count(line.begin(), line.end(), '"') % 2 == 1;
   if (session.takes_body() || within_quotes) return insert(editor, "?");
   std::fputc('?', stdout);
-  print_below(choices(line, session.scope(), existing_names));
+  const std::vector<Choice> all = choices(line, session.scope(), existing_names);
+  print_below(all);
+  if (all.empty()) std::printf("%s\n", why_nothing_follows(line, session.scope()).c_str());
   return CC_REDISPLAY;
 }
 

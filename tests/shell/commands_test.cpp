@@ -25,7 +25,7 @@ const Case exec_cases[] = {
     {"show scheduler schedule", "show_schedules"},
     {"show scheduler config", "show_config"},
     {"show scheduler logfile", "show_logfile"},
-    {"show scheduler internal memory", "show_memstats"},
+    {"show scheduler internal memory", "control 10"},
     {"clear scheduler logfile", "logfile_clear"},
     {"show scheduler status", "control 26"},
     {"show scheduler internal history", "control 11"},
