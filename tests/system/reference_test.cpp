@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <regex>
 #include <set>
@@ -28,6 +30,16 @@ std::vector<Line> lines_of_the_reference() {
       lines.push_back({chapter, line.substr(3, line.find('`', 3) - 3)});
   }
   return lines;
+}
+
+std::set<std::string> pipes_of_the_reference() {
+  std::ifstream file(COMMANDS_MD);
+  const std::string text(std::istreambuf_iterator<char>(file), {});
+  const std::regex pipe("`\\| ([^`]+)`");
+  std::set<std::string> pipes;
+  for (auto match = std::sregex_iterator(text.begin(), text.end(), pipe); match != std::sregex_iterator(); ++match)
+    pipes.insert((*match)[1]);
+  return pipes;
 }
 
 // These need files, kept configurations and a clean end; configure_test looks at what they do.
@@ -153,6 +165,30 @@ TEST_F(Reference, lines_are_understood_and_carried_out) {
       const std::string said = give(script_of(line, form));
       const auto expected = refused.find(form);
       EXPECT_EQ(status_, expected == refused.end() ? 0 : expected->second) << form << "\n" << said;
+    }
+  }
+}
+
+// The pipes stand in a paragraph of the reference: each that it names is tried behind each show command.
+TEST_F(Reference, pipes_are_understood_behind_every_show_command) {
+  const std::set<std::string> pipes = pipes_of_the_reference();
+  EXPECT_EQ(pipes, (std::set<std::string>{"begin PATTERN", "count", "exclude PATTERN", "include PATTERN", "json",
+                                          "no-more", "save FILE", "section PATTERN"}));
+  const std::string saved = directory_.path() + "/saved";
+  for (const Line &line : lines_of_the_reference()) {
+    const bool has_document = line.syntax != "show scheduler metrics";
+    if (!line.syntax.starts_with("show ") || line.syntax.find(" raw ") != std::string::npos) continue;
+    const std::string command =
+        std::regex_replace(filled_in(*forms_of(line.syntax).begin()), std::regex("<configuration>"), "1");
+    for (const std::string &pipe : pipes) {
+      const std::string filled =
+          std::regex_replace(std::regex_replace(pipe, std::regex("PATTERN"), "."), std::regex("FILE"), saved);
+      std::filesystem::remove(saved);
+      const std::string said = give(command + " | " + filled + "\n");
+      EXPECT_EQ(status_, pipe == "json" && !has_document ? 2 : 0) << command << " | " << filled << "\n" << said;
+      if (pipe != "save FILE") continue;
+      EXPECT_TRUE(std::filesystem::exists(saved)) << command;
+      EXPECT_EQ(said, "") << command;
     }
   }
 }
