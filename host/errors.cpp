@@ -39,6 +39,7 @@ constexpr ErrorText error_texts[] = {
      "the service does not know this request; check that shell and service have the same version"},
     {host::err_bad_value, "a value is out of its range"},
     {host::err_absent, "no such file or directory"},
+    {host::err_state_newer, "the state directory was written by a newer version of the service; install that"},
     {host::err_no_memory, "out of memory"},
     {host::err_busy, "the scheduler service is busy; try again"},
     {host::err_io, "input or output failed; see the system log"},

@@ -158,9 +158,9 @@ Result<void> settle_version() {
   const Result<int> version = found_version();
   if (!version) return version.error();
   if (*version > state_version)
-    return failure(paths().state, "was written by a newer version of the service (" + std::to_string(*version) +
-                                      ", this one knows " + std::to_string(state_version) +
-                                      "); install that, or name another state directory");
+    return Error{err_state_newer, paths().state + ": was written by a newer version of the service (" +
+                                      std::to_string(*version) + ", this one knows " + std::to_string(state_version) +
+                                      "); install that, or name another state directory"};
   if (*version < state_version) return migrate(*version);
   return access(version_file().c_str(), F_OK) == 0 ? Result<void>() : write_version();
 }

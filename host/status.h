@@ -6,8 +6,9 @@
 
 namespace host {
 
-inline constexpr uint32_t err_bad_value = 0x40bd002d;  // a field, parameter or text is out of its range
-inline constexpr uint32_t err_absent = 0x40be0010;     // no such file or directory
+inline constexpr uint32_t err_bad_value = 0x40bd002d;    // a field, parameter or text is out of its range
+inline constexpr uint32_t err_absent = 0x40be0010;       // no such file or directory
+inline constexpr uint32_t err_state_newer = 0x40be0012;  // the state directory was written by a newer version
 
 // Transport.
 inline constexpr uint32_t err_not_running = 0x40be0001;  // no service listens on the socket
@@ -26,7 +27,7 @@ inline constexpr uint32_t err_too_many_connections = 0x40be000e;  // of one user
 inline constexpr uint32_t err_too_many_streams = 0x40be000f;      // of one user
 
 // Security.
-inline constexpr uint32_t err_account_refused = 0x40be0010;    // by PAM: expired, locked or not permitted
+inline constexpr uint32_t err_account_refused = 0x40be0011;    // by PAM: expired, locked or not permitted
 inline constexpr uint32_t err_password_too_long = 0x40be000d;  // above what a sealed password holds: 53 bytes
 
 // Store.

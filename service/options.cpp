@@ -21,7 +21,7 @@ constexpr control::Program program = {
     "What is given here outdoes the file of settings.\n"
     "\n"
     "Exit status: 0 ended by SIGTERM or SIGINT, 1 failed, 2 wrong usage or wrong settings,\n"
-    "3 the state directory cannot be used, or another service uses it.\n"};
+    "3 the state directory cannot be used, or another service uses it, 4 it is of a newer version.\n"};
 
 // The values in the types that GOption fills; the texts are freed with the record.
 struct Raw {

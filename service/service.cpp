@@ -60,6 +60,11 @@ bool is_take_over(const host::Incoming &incoming) {
          record_of<uint32_t>(incoming.body) == static_cast<uint32_t>(control::Operation::take_over);
 }
 
+// A state directory of a newer version stays so: its status keeps a supervisor from starting the service again.
+Failure unusable_state(const host::Error &error) {
+  return {error.code == host::err_state_newer ? state_newer : state_unusable, error.text};
+}
+
 }  // namespace
 
 Service::Service(const Options &options, std::shared_ptr<const Settings> settings, host::User user)
@@ -68,12 +73,11 @@ Service::Service(const Options &options, std::shared_ptr<const Settings> setting
 std::optional<Failure> Service::stand_by() {
   standby_ = std::make_unique<Standby>(user_, started_);
   const host::Result<void> opened = standby_->open();
-  return opened ? std::nullopt : std::optional(Failure{state_unusable, opened.error().text});
+  return opened ? std::nullopt : std::optional(unusable_state(opened.error()));
 }
 
 std::optional<Failure> Service::open_active(const Settings &settings) {
-  if (const auto opened = open_stores(settings, wall_clock()); !opened)
-    return Failure{state_unusable, opened.error().text};
+  if (const auto opened = open_stores(settings, wall_clock()); !opened) return unusable_state(opened.error());
   active_ = std::make_unique<Active>(settings_, user_, started_);
   const host::Result<void> settled = active_->settle();
   return settled ? std::nullopt : std::optional(Failure{failed, settled.error().text});

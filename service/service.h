@@ -19,7 +19,7 @@
 
 namespace service {
 
-enum Exit { ended = 0, failed = 1, wrong_usage = 2, state_unusable = 3 };
+enum Exit { ended = 0, failed = 1, wrong_usage = 2, state_unusable = 3, state_newer = 4 };
 
 struct Failure {
   Exit status;

@@ -49,6 +49,11 @@ constexpr uint32_t codes[] = {
     host::err_feature_disabled,
     host::err_feature_unknown,
     host::err_bad_value,
+    host::err_cut_off,
+    host::err_state_newer,
+    host::err_account_refused,
+    host::err_password_too_long,
+    host::err_store_gone,
 };
 
 TEST(error_texts, each_code_has_a_text_of_its_own) {

@@ -232,6 +232,15 @@ TEST_F(ServiceProgram, check_says_whether_the_settings_are_right_and_starts_noth
   EXPECT_FALSE(std::filesystem::exists(state));
 }
 
+TEST_F(ServiceProgram, a_state_directory_of_a_newer_version_ends_it_with_a_status_that_prevents_restarts) {
+  std::filesystem::create_directory(state);
+  std::filesystem::permissions(state, std::filesystem::perms::owner_all);
+  written(state + "/version", "99\n");
+  Program service({"--foreground", "--state-dir", state});
+  EXPECT_EQ(service.wait(), 4);
+  EXPECT_THAT(service.output(), HasSubstr("was written by a newer version of the service (99, "));
+}
+
 TEST_F(ServiceProgram, wrong_settings_are_refused_at_the_start) {
   Program refused(
       {"--state-dir", state, "--config", written(directory + "/conf", "[service]\ninterpreter=/no/such\n")});
