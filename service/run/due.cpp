@@ -51,8 +51,17 @@ uint32_t taken_and_next(sch_schedule_rec &rec, uint32_t due, time_t now) {
   return rec.time.type == SCH_SCHEDULE_ONESHOT ? 0 : next_after(rec, now);
 }
 
+// A periodic schedule that has begun goes on by elapsed time: its slots move back by whole periods, as its start time
+// was of the wrong clock and may be years ahead.
+void forget_slots_ahead(sch_tminfo &time, time_t now) {
+  const int64_t period = period_of(time), last_run = static_cast<uint32_t>(time.last_run);
+  if (last_run <= now || period <= 0) return;
+  const int64_t periods = std::min((last_run - now + period - 1) / period, (last_run - 1) / period);
+  time.last_run = static_cast<int32_t>(static_cast<uint32_t>(last_run - periods * period));
+}
+
 void forget_what_lies_ahead(sch_schedule_rec &rec, time_t now) {
-  if (static_cast<uint32_t>(rec.time.last_run) > now) rec.time.last_run = 0;
+  if (counts_elapsed_time(rec.time)) forget_slots_ahead(rec.time, now);
   if (taken_wall(rec) > service_zone().wall_at(now).seconds) taken_wall(rec) = 0;
 }
 

@@ -251,7 +251,36 @@ TEST_F(Scheduled, a_clock_that_had_been_wrong_by_hours_computes_every_schedule_a
   set_clock(noon - 30 * day);
   world.parts->scheduler.clock_set(-30 * day);
   EXPECT_EQ(state("s").next_due, noon - 30 * day + 30 * minute);
-  EXPECT_EQ(state("p").next_due, noon + 5 * minute);
+  EXPECT_EQ(state("p").next_due, noon - 30 * day + 5 * minute);
+}
+
+TEST_F(Scheduled, after_a_clock_that_had_been_wrong_by_a_year_what_repeats_goes_on_at_once) {
+  ASSERT_EQ(create_job(world, "job", "echo ran\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "p", {"job"}, every(1, noon)), 0u);
+  ASSERT_EQ(create_schedule(world, "not-begun", {"job"}, every(1, noon + hour)), 0u);
+  pass_to(world, noon);
+  pass_to(world, noon + minute);
+  const time_t right = noon - 365 * day + 7;
+  set_clock(right);
+  world.restart();  // the clock was set while the service was down
+  EXPECT_EQ(state("p").next_due, noon - 365 * day + minute);
+  EXPECT_EQ(state("not-begun").next_due, noon + hour);  // its start is what the operator typed
+  for (int i = 1; i <= 3; i++)
+    pass_to(world, noon - 365 * day + i * minute);
+  EXPECT_THAT(log_of(world), SizeIs(5));
+  world.restart();
+  EXPECT_EQ(state("p").next_due, noon - 365 * day + 4 * minute);
+}
+
+TEST_F(Scheduled, what_repeats_goes_on_within_two_periods_when_the_clock_is_set_back_to_the_epoch) {
+  ASSERT_EQ(create_job(world, "job", "echo ran\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "p", {"job"}, every(60, noon)), 0u);
+  pass_to(world, noon);
+  constexpr time_t epoch = 10;
+  set_clock(epoch);
+  world.parts->scheduler.clock_set(epoch - noon);
+  EXPECT_GT(state("p").next_due, epoch);
+  EXPECT_LE(state("p").next_due, epoch + 2 * hour);
 }
 
 TEST_F(Scheduled, a_clock_set_forward_over_a_due_time_misses_it) {
