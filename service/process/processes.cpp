@@ -75,7 +75,8 @@ bool Processes::finds_pam() const {
                                                    : std::vector<std::string>{options_.pam_directory};
   for (const std::string &directory : directories)
     if (access((directory + "/schedcli").c_str(), R_OK) == 0) return true;
-  sch_syslog_raise(&syslog_msg_SCH_WARN, "no /etc/pam.d/schedcli: accounts are not checked, sessions not opened");
+  sch_syslog_raise(&syslog_msg_SCH_WARN,
+                   "no /etc/pam.d/schedcli: accounts are checked by /etc/shadow alone, sessions not opened");
   return false;
 }
 

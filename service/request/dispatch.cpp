@@ -8,6 +8,7 @@
 #include "control/operations.h"
 #include "control/statuses.h"
 #include "host/refusal_report.h"
+#include "host/security/account_state.h"
 #include "host/status.h"
 #include "service/clock.h"
 #include "service/request/accounts.h"
@@ -158,7 +159,7 @@ host::Answer answer(const Call &call, const host::Incoming &incoming) {
 
 // Requests that change the configuration, or start or end runs, need a usable account; showing does not.
 bool needs_account(const Context &context, const host::Incoming &incoming) {
-  if (context.accounts == nullptr || context.authority.administrator(incoming.caller)) return false;
+  if (context.authority.administrator(incoming.caller)) return false;
   if (incoming.service != host::service_control) return incoming.service == SCH_SERVICE_CONFIG;
   return incoming.body.size() >= sizeof(uint32_t) &&
          changes_something(static_cast<control::Operation>(record_of<uint32_t>(incoming.body)));
@@ -206,8 +207,12 @@ host::Answer answer_if_account_is_usable(Context &context, const host::Incoming 
 }  // namespace
 
 host::Answer dispatch(Context &context, const host::Incoming &incoming) {
-  return needs_account(context, incoming) ? answer_if_account_is_usable(context, incoming)
-                                          : carry_out(context, incoming);
+  if (!needs_account(context, incoming)) return carry_out(context, incoming);
+  if (host::why_account_is_closed(incoming.caller.user_name, wall_clock())) {
+    report_refusal(incoming.caller, host::err_account_refused);
+    return with_status(host::err_account_refused);
+  }
+  return context.accounts == nullptr ? carry_out(context, incoming) : answer_if_account_is_usable(context, incoming);
 }
 
 }  // namespace service

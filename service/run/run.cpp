@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/guard.h"
+#include "host/security/account_state.h"
 #include "host/status.h"
 #include "host/text_field.h"
 #include "platform/bitset.h"
@@ -57,10 +58,18 @@ void Run::begin(int64_t now_ms) {
 // Name and uid must both still belong to the user who configured the schedule, as a uid may be given to another user.
 host::Result<void> Run::find_owner() {
   owner_ = options_.change_user ? host::user_by_name(schedule_.owner) : host::user_by_uid(schedule_.owner_tag - 1);
-  if (owner_ && schedule_.owner_tag == owner_tag(owner_->uid)) return {};
+  if (owner_ && schedule_.owner_tag == owner_tag(owner_->uid)) return check_account();
   return host::Error{SCH_STATUS_AUTHENTICATION_FAILED,
                      owner_ ? "user " + schedule_.owner + " is not the one who configured the schedule"
                             : "there is no user " + schedule_.owner};
+}
+
+// The service's own user needs none of this: whoever may run it may run its jobs.
+host::Result<void> Run::check_account() const {
+  if (!options_.change_user || owner_->uid == 0) return {};
+  const std::optional<std::string> why = host::why_account_is_closed(owner_->name, wall_clock());
+  if (!why) return {};
+  return host::Error{host::err_account_refused, "user " + owner_->name + " is refused: " + *why};
 }
 
 // Checked again before each job: the one before may have taken hours, and the user may have been deleted meanwhile.

@@ -60,6 +60,7 @@ class Run {
   enum class Then { go_on, wait };
 
   host::Result<void> find_owner();
+  host::Result<void> check_account() const;
   void find_owner_again();
   bool needs_authentication() const;
   void authenticate();

@@ -11,6 +11,7 @@
 
 #include "control/statuses.h"
 #include "host/debug.h"
+#include "host/security/account_state.h"
 #include "host/status.h"
 #include "service/request/dispatch.h"
 #include "service/state/tables.h"
@@ -72,6 +73,31 @@ TEST_F(AccountOfCaller, that_is_refused_configures_nothing_and_runs_nothing) {
   EXPECT_EQ(settled(order(Operation::kill_run, query(uint64_t{1}))).status, host::err_account_refused);
   EXPECT_EQ(settled(order(Operation::security_store, Bytes(sizeof(sch_security_user_rec)))).status,
             host::err_account_refused);
+}
+
+class ClosedAccount : public AccountOfCaller {
+ protected:
+  ClosedAccount() { world_.parts->context.accounts = nullptr; }
+  ~ClosedAccount() override { host::use_shadow_file("/etc/shadow"); }
+  void shadow_says(const std::string &fields) {
+    std::ofstream(shadow_) << "nobody:" << fields << "\n";
+    host::use_shadow_file(shadow_.c_str());
+  }
+
+ private:
+  std::string shadow_ = world_.directory.path() + "/shadow";
+};
+
+TEST_F(ClosedAccount, configures_nothing_and_runs_nothing_without_pam_either) {
+  ASSERT_EQ(create_schedule(world_, "s", {}, {}), 0u);
+  for (const char *closed : {"!$6$salt$hash-of-a-password:19000:0:99999:7:::", "*:19000:0:99999:7::100:"}) {
+    shadow_says(closed);
+    EXPECT_EQ(create("job").status, host::err_account_refused) << closed;
+    EXPECT_EQ(order(Operation::run_schedule, bytes("s")).status, host::err_account_refused) << closed;
+    EXPECT_EQ(create("of-root", root()).status, service::find_job("of-root") == nullptr ? 0u : SCH_STATUS_EXISTS);
+  }
+  shadow_says("*:19000:0:99999:7:::");
+  EXPECT_EQ(create("job").status, 0u);
 }
 
 TEST_F(AccountOfCaller, that_is_refused_still_sees_what_it_has) {

@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <fstream>
+
 #include "host/loop/loop.h"
+#include "host/security/account_state.h"
 #include "service/run/outcome.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
@@ -152,6 +155,20 @@ TEST(Run, an_owner_who_is_gone_or_another_by_now_gets_a_recorded_refusal) {
   for (const Logged &entry : log)
     EXPECT_EQ(entry.exit_code, refused);
   EXPECT_EQ(service::find_status(sch_job_list[0], "s")->words[0], refused << 8);
+}
+
+TEST(Run, an_owner_whose_account_was_locked_runs_nothing_and_that_is_recorded) {
+  World world({.change_user = true});
+  const std::string shadow = world.directory.path() + "/shadow";
+  std::ofstream(shadow) << "daemon:!$6$salt$hash-of-a-password:19000:0:99999:7:::\n";
+  ASSERT_EQ(create_job(world, "job", "echo ran\n", daemon_user()), 0u);
+  ASSERT_EQ(create_schedule(world, "s", {"job"}, every(1, noon + 60), daemon_user()), 0u);
+  host::use_shadow_file(shadow.c_str());
+  due_now(world, noon + 60);
+  host::use_shadow_file("/etc/shadow");
+  EXPECT_THAT(log_of(world),
+              ElementsAre(Logged{"job", "s", "daemon", "[user daemon is refused: its account is locked]\n",
+                                 service::exit_code(service::Reason::user), noon + 60}));
 }
 
 }  // namespace

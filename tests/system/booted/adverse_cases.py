@@ -55,7 +55,7 @@ def no_pam_file_is_said_and_checks_no_account(machine):
     machine.run("mv", "/etc/pam.d/schedcli", "/root/pam")
     since = time.time()
     restart(machine)
-    expect_in("the journal", "no /etc/pam.d/schedcli: accounts are not checked", last_words(machine, since))
+    expect_in("the journal", "no /etc/pam.d/schedcli: accounts are checked by /etc/shadow alone", last_words(machine, since))
     expect("a run", run_now(machine, "group", "alice")[2], "success")
     machine.run("mv", "/root/pam", "/etc/pam.d/schedcli")
     restart(machine)

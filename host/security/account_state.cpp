@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/security/account_state.h"
+
+#include <shadow.h>
+
+#include <cstdio>
+#include <memory>
+#include <string_view>
+
+namespace host {
+namespace {
+
+constexpr time_t day_s = 24 * 3600;
+
+const char *shadow_file = "/etc/shadow";
+
+struct CloseFile {
+  void operator()(FILE *file) const { std::fclose(file); }
+};
+
+// Locking puts '!' before the hash. Without a hash behind it there never was a password, which is how accounts of
+// services and accounts with keys alone are made.
+bool is_locked(std::string_view password) {
+  constexpr size_t shortest_hash = 13;  // of the oldest method; later ones begin with '$' or '_'
+  const size_t mark = password.find_first_not_of('!');
+  return mark != 0 && mark != password.npos && password.size() - mark >= shortest_hash;
+}
+
+bool has_expired(const spwd &entry, time_t now) {
+  return entry.sp_expire >= 0 && now / day_s >= entry.sp_expire;
+}
+
+}  // namespace
+
+std::optional<std::string> why_account_is_closed(const std::string &user, time_t now) {
+  const std::unique_ptr<FILE, CloseFile> file(std::fopen(shadow_file, "re"));
+  while (const spwd *entry = file ? ::fgetspent(file.get()) : nullptr) {
+    if (user != entry->sp_namp) continue;
+    if (is_locked(entry->sp_pwdp)) return "its account is locked";
+    if (has_expired(*entry, now)) return "its account has expired";
+    return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+void use_shadow_file(const char *path) {
+  shadow_file = path;
+}
+
+}  // namespace host
