@@ -137,7 +137,7 @@ Json run_json(const RunSummary &run) {
     json["asked-by"] = json_text(run.asked_by);
   if (run.begin_ms != 0) json["start"] = json_moment_ms(run.begin_ms);
   if (run.end_ms != 0) json["end"] = json_moment_ms(run.end_ms);
-  if (run.begin_ms != 0 && run.end_ms != 0) json["duration"] = duration(run.begin_ms, run.end_ms);
+  if (has_duration(run)) json["duration"] = duration(run.begin_ms, run.end_ms);
   json["outcome"] = run.outcome;
   if (run.missed != 0) json["missed"] = run.missed;
   json["jobs"] = run.jobs;

@@ -25,6 +25,7 @@ const Outcome &decisive(const std::vector<Outcome> &outcomes) {
 void add(RunSummary *summary, const Outcome &outcome) {
   if (outcome.begin_ms != 0 && (summary->begin_ms == 0 || outcome.begin_ms < summary->begin_ms))
     summary->begin_ms = outcome.begin_ms;
+  if (outcome.reason == Reason::interrupted) summary->interrupted = true;
   summary->end_ms = std::max(summary->end_ms, outcome.end_ms);
   summary->missed += outcome.missed_count;
   if (outcome.job.empty()) return;
@@ -53,6 +54,8 @@ RunSummary summary_of(const sch_schedule_entry &entry, const HistoryRun &run) {
   summary.outcome = word_for(decisive(run.outcomes));
   for (const Outcome &outcome : run.outcomes)
     add(&summary, outcome);
+  // Which job had begun is not known then, but when the run was begun is.
+  if (summary.interrupted && summary.begin_ms == 0) summary.begin_ms = any.run_begin_ms;
   return summary;
 }
 
@@ -80,8 +83,12 @@ std::string start_cell(const RunSummary &run) {
   return run.begin_ms != 0 ? shown_moment(seconds(run.begin_ms)) : none;
 }
 
+bool has_duration(const RunSummary &run) {
+  return run.begin_ms != 0 && run.end_ms != 0 && !run.interrupted;
+}
+
 std::string duration_cell(const RunSummary &run) {
-  return run.begin_ms != 0 && run.end_ms != 0 ? shown_duration(run.end_ms - run.begin_ms) : none;
+  return has_duration(run) ? shown_duration(run.end_ms - run.begin_ms) : none;
 }
 
 std::string outcome_cell(const RunSummary &run) {

@@ -117,6 +117,21 @@ TEST_F(HistoryScreen, has_a_run_under_way_and_who_asked_for_it) {
             "(status " + std::to_string(control::err_no_history_of_run) + ")");
 }
 
+TEST_F(HistoryScreen, has_the_start_of_an_interrupted_run_and_no_duration_as_its_end_is_not_known) {
+  ASSERT_EQ(create_job(world, "endless", "sleep 1000\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "s", {"endless"}, {}), 0u);
+  ASSERT_EQ(ask(world, control::Operation::run_schedule, bytes("s")).status, 0u);
+  while (world.parts->runner.list().front().job != "endless")
+    world.loop.turn();
+  set_clock(noon + 2 * minute);
+  world.restart();
+  EXPECT_THAT(
+      history(world),
+      HasSubstr("\n1    s         asked by root  Sat 2026-11-21 12:00:00 +0000  -         interrupted  1 of 1\n"));
+  EXPECT_THAT(history(world, {1, 0, 0}),
+              HasSubstr("\nstart: Sat 2026-11-21 12:00:00 +0000\nduration: -\noutcome: interrupted\n"));
+}
+
 TEST_F(HistoryScreen, of_one_run_has_its_jobs) {
   ASSERT_EQ(create_schedule(world, "s", {"good", "bad"}, daily(12, 30)), 0u);
   pass_to(world, due);
