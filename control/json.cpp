@@ -28,6 +28,12 @@ bool is_no_character(uint32_t code) {
   return (code >= 0xfdd0 && code <= 0xfdef) || (code & 0xfffe) == 0xfffe;
 }
 
+void append_code(std::string *result, uint32_t code) {
+  char written[16];
+  std::snprintf(written, sizeof written, "<U+%04X>", code);
+  *result += written;
+}
+
 std::string moment_text(int64_t seconds, const char *fraction) {
   const auto moment = static_cast<time_t>(seconds);
   tm fields = {};
@@ -48,9 +54,10 @@ std::string json_text(std::string_view text) {
   for (std::string_view rest = seen; !rest.empty();) {
     const size_t length = std::min(length_of(rest.front()), rest.size());
     const uint32_t code = code_at(rest, length);
-    char written[16];
-    std::snprintf(written, sizeof written, "<U+%04X>", code);
-    result += is_no_character(code) ? std::string_view(written) : rest.substr(0, length);
+    if (is_no_character(code))
+      append_code(&result, code);
+    else
+      result += rest.substr(0, length);
     rest.remove_prefix(length);
   }
   return result;

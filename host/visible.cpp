@@ -58,16 +58,21 @@ bool is_hidden(uint32_t code) {
                      [code](const Range &range) { return code >= range.first && code <= range.last; });
 }
 
-std::string shown(std::string_view text, size_t offset, const Character &character) {
-  char written[16];
-  const uint8_t byte = byte_at(text, offset);
-  if (character.code == no_character)
-    std::snprintf(written, sizeof written, "<%02X>", byte);
-  else if (character.code < 0x80)
-    std::snprintf(written, sizeof written, "^%c", byte ^ 0x40);
-  else
-    std::snprintf(written, sizeof written, "<U+%04X>", character.code);
-  return written;
+char hex_digit(unsigned value) {
+  return "0123456789ABCDEF"[value & 0xf];
+}
+
+// Written by hand, as outputs may be megabytes of such bytes: a formatted print took most of the time of a screen.
+void append_shown(std::string *result, uint8_t byte, uint32_t code) {
+  if (code == no_character) {
+    result->append({'<', hex_digit(byte >> 4), hex_digit(byte), '>'});
+  } else if (code < 0x80) {
+    result->append({'^', static_cast<char>(byte ^ 0x40)});
+  } else {
+    char written[16];
+    std::snprintf(written, sizeof written, "<U+%04X>", code);
+    *result += written;
+  }
 }
 
 // Most texts consist of these characters: the quick path.
@@ -110,7 +115,7 @@ std::string visible(std::string_view text) {
     if (plain_end == text.size()) break;
     const Character character = character_at(text, plain_end);
     if (character.code == no_character || is_hidden(character.code))
-      result += shown(text, plain_end, character);
+      append_shown(&result, byte_at(text, plain_end), character.code);
     else
       result.append(text, plain_end, character.length);
     offset = plain_end + character.length;
@@ -122,8 +127,11 @@ std::optional<ControlCharacter> find_control(std::string_view text) {
   for (size_t offset = end_of_plain(text, 0); offset < text.size();) {
     const Character character = character_at(text, offset);
     const bool upper_control = character.code == no_character && byte_at(text, offset) < 0xa0;  // in an 8-bit terminal
-    if (upper_control || (character.code != no_character && is_hidden(character.code)))
-      return ControlCharacter{offset, shown(text, offset, character)};
+    if (upper_control || (character.code != no_character && is_hidden(character.code))) {
+      ControlCharacter found = {offset, ""};
+      append_shown(&found.shown, byte_at(text, offset), character.code);
+      return found;
+    }
     offset = end_of_plain(text, offset + character.length);
   }
   return std::nullopt;

@@ -2,6 +2,7 @@
 #include "service/document/answer.h"
 
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include "service/limits.h"
@@ -18,10 +19,16 @@ std::string member_name(const char *name) {
 }
 
 std::string indented(const Json &entry) {
+  const std::string written = entry.dump(2, ' ', false, Json::error_handler_t::replace);
   std::string text;
-  for (const char letter : entry.dump(2, ' ', false, Json::error_handler_t::replace))
-    letter == '\n' ? text += entry_indent : text += letter;
-  return text;
+  text.reserve(written.size());
+  for (std::string_view rest = written;;) {
+    const size_t end = rest.find('\n');
+    text += rest.substr(0, end);
+    if (end == rest.npos) return text;
+    text += entry_indent;
+    rest.remove_prefix(end + 1);
+  }
 }
 
 // The text that control::json_document() gives for the whole, in pieces.
