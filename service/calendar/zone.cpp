@@ -54,10 +54,16 @@ bool is_readable(const std::string &file) {
   return is_whole_zone_file({std::istreambuf_iterator<char>(stream), {}});
 }
 
+// A rule begins with a name, perhaps in angle brackets. GLib would also take an offset alone ("+5"), which the C
+// library of a job that finds it in TZ takes for universal time.
+bool may_be_rule(const std::string &name) {
+  return g_ascii_isalpha(name[0]) || name[0] == '<';
+}
+
 GlibZone read_zone(const std::string &identifier) {
   const std::string name = identifier.substr(identifier.starts_with(':') ? 1 : 0);
   const std::vector<std::string> files = files_of_zone(name);
-  if (name.empty() || (!files.empty() && !is_readable(files.back()))) return {};
+  if (name.empty() || (files.empty() ? !may_be_rule(name) : !is_readable(files.back()))) return {};
   return GlibZone(g_time_zone_new_identifier(name.c_str()));
 }
 

@@ -2,6 +2,7 @@
 #include "service/config/keys.h"
 
 #include <glib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,7 +29,9 @@ bool is_whole_path(const std::string &value) {
 }
 
 bool is_program(const std::string &value) {
-  return is_whole_path(value) && access(value.c_str(), X_OK) == 0;
+  struct stat found = {};
+  return is_whole_path(value) && stat(value.c_str(), &found) == 0 && S_ISREG(found.st_mode) &&
+         access(value.c_str(), X_OK) == 0;
 }
 
 bool is_zone(const std::string &value) {

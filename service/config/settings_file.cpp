@@ -15,6 +15,7 @@
 #include <sstream>
 
 #include "host/files/file_descriptor.h"
+#include "host/visible.h"
 #include "service/config/keys.h"
 
 namespace service {
@@ -48,7 +49,7 @@ class Reader {
     GError *error = nullptr;
     if (read_.problems.empty() &&
         !g_key_file_load_from_data(keys_.get(), text.data(), text.size(), G_KEY_FILE_NONE, &error))
-      problem(0, error->message);
+      problem(line_refused_in(text), error->message);
     g_clear_error(&error);
     if (read_.problems.empty()) take_all();
   }
@@ -59,7 +60,19 @@ class Reader {
     read_.problems.push_back(file_ + (line > 0 ? ":" + std::to_string(line) : "") + ": " + what);
   }
 
-  // GKeyFile reports no line numbers, and silently takes the last of two values of a key.
+  // GKeyFile reports no line numbers: the first line that it refuses alone, in a group; 0: none.
+  static int line_refused_in(const std::string &text) {
+    std::istringstream lines(text);
+    std::string line;
+    for (int number = 1; std::getline(lines, line); number++) {
+      const KeyFile alone(g_key_file_new(), g_key_file_unref);
+      const std::string file = "[group]\n" + line + "\n";
+      if (!g_key_file_load_from_data(alone.get(), file.data(), file.size(), G_KEY_FILE_NONE, nullptr)) return number;
+    }
+    return 0;
+  }
+
+  // GKeyFile silently takes the last of two values of a key.
   void scan(const std::string &text) {
     if (text.find('\0') != std::string::npos) return problem(0, "holds a NUL byte; it must be a text");
     std::istringstream lines(text);
@@ -67,6 +80,8 @@ class Reader {
     for (int number = 1; std::getline(lines, line); number++) {
       if (!g_utf8_validate(line.data(), static_cast<gssize>(line.size()), nullptr))
         problem(number, "is no UTF-8 text");
+      else if (const auto control = host::find_control(stripped(line)); control && !stripped(line).starts_with("#"))
+        problem(number, "holds " + control->shown + "; of control characters only tabs may be in it");
       else
         scan_line(stripped(line), number, &group);
     }

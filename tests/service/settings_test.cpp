@@ -35,8 +35,11 @@ std::vector<std::string> wrong_numbers(const std::string &below, const std::stri
 
 const std::vector<KeyCase> &key_cases() {
   static const std::vector<KeyCase> cases = {
-      {"service", "zone", {"Europe/Berlin", "UTC"}, {"Europe/Nowhere", "x"}},
-      {"service", "interpreter", {"/bin/sh"}, {"sh", "/no/such", ""}},
+      {"service",
+       "zone",
+       {"Europe/Berlin", "UTC", "CET-1CEST,M3.5.0,M10.5.0/3"},
+       {"Europe/Nowhere", "x", "5", "-1", "+05:30"}},
+      {"service", "interpreter", {"/bin/sh"}, {"sh", "/no/such", "/", "/etc/passwd", ""}},
       {"service", "start-as", {"active", "standby"}, {"Standby", "passive", ""}},
       {"service", "boot-from", {"running", "startup"}, {"Running", "none", ""}},
       {"service", "store-limit", {"1", "1024"}, wrong_numbers("0", "1025")},
@@ -137,6 +140,9 @@ TEST(Settings, what_is_no_settings_file_is_refused_by_line) {
       {"[runs]\nparallel=3\nparallel=4\n", "schedd.conf:3: parallel stands in line 2 already"},
       {"[runs]\n[runs]\n", "schedd.conf:2: [runs] stands in line 1 already"},
       {"[service]\nzone=UT\xff\n", "schedd.conf:2: is no UTF-8 text"},
+      {"[service]\nzo\033[31mne=UTC\n", "schedd.conf:2: holds ^[; of control characters only tabs"},
+      {"[service]\nzone=\302\233UTC\n", "schedd.conf:2: holds <U+009B>; of control characters only tabs"},
+      {"[service]\nzone=UTC\n[access[]\n", "schedd.conf:3: "},
       {"[class default]\ngroups=a\n", "schedd.conf:2: groups is no key of [class default]"},
       {"[class x]\nnice=3\n", "schedd.conf:1: [class x] names no groups"},
       {"[class ]\ngroups=a\n", "schedd.conf:1: [class ] has no name"},
