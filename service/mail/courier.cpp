@@ -249,6 +249,8 @@ void Courier::settle(const QueuedMail &mail, int status, const std::string &word
   const bool refused = status == static_cast<int>(Sent::refused);
   if (status != static_cast<int>(Sent::sent) && (refused || too_old))
     warn(mail, "given up after " + std::to_string(again.attempts) + " attempts: " + words);
+  else if (status != static_cast<int>(Sent::sent) && mail.attempts == 0)
+    warn(mail, "not sent yet, and tried again: " + words);
   if (status == static_cast<int>(Sent::sent) || refused || too_old)
     queue_.remove(ended->number);
   else if (const host::Result<void> kept = queue_.put_back(ended->number, again); !kept)

@@ -62,10 +62,10 @@ std::string summary(const MailReport &report, const MailSettings &settings) {
 }  // namespace
 
 bool is_mail_address(std::string_view text) {
-  constexpr std::string_view marks = "!#$%&'*+-/=?^_`{|}~.@";
-  return !text.empty() && text.front() != '-' && std::all_of(text.begin(), text.end(), [&](char c) {
-    return g_ascii_isalnum(c) || marks.find(c) != marks.npos;
-  });
+  constexpr std::string_view marks =
+      "!#$%&'*+-/=?^_`{|}~.@[]:";  // the last three are of a host's number: a@[192.0.2.1]
+  return !text.empty() && std::all_of(text.begin(), text.end(),
+                                      [&](char c) { return g_ascii_isalnum(c) || marks.find(c) != marks.npos; });
 }
 
 std::string compose_mail(const MailReport &report, const MailSettings &settings, const std::string &to, time_t now) {
