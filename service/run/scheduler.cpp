@@ -6,6 +6,7 @@
 
 #include "control/statuses.h"
 #include "host/guard.h"
+#include "host/status.h"
 #include "host/text_field.h"
 #include "platform/errors.h"
 #include "service/calendar/clock_step.h"
@@ -198,6 +199,7 @@ host::Result<uint64_t> Scheduler::run_now(sch_schedule_entry &entry, const std::
     batch.save(entry);
     ticket.number = batch.begin_run(entry, 0, now_ms, asked_by);
   });
+  if (stored.code() == host::err_store_gone) return refuse(host::err_store_gone);
   if (!stored) return host::Error{control::err_not_stored, stored.error().text};
   change_state(entry, [now_ms](ScheduleState &state) { begun(state, static_cast<time_t>(now_ms / 1000)); });
   const uint64_t number = ticket.number;

@@ -17,6 +17,7 @@
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
 #include "tests/service/store_faults.h"
+#include "tests/service/operator_requests.h"
 #include "tests/service/world.h"
 
 namespace service_test {
@@ -201,12 +202,14 @@ TEST_F(Startup, what_cannot_be_kept_is_not_dropped) {
 
 TEST_F(Startup, a_state_directory_that_vanished_or_was_replaced_takes_no_change) {
   ASSERT_EQ(create_job(world, "before", "x\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "s", {"before"}, {}), 0u);
   const std::string state = world.directory.path() + "/state", moved = world.directory.path() + "/moved";
   std::filesystem::rename(state, moved);
   EXPECT_EQ(create_job(world, "after", ""), host::err_store_gone);
   std::filesystem::copy(moved, state, std::filesystem::copy_options::recursive);
   EXPECT_EQ(create_job(world, "after", ""), host::err_store_gone);
   EXPECT_EQ(service::find_job("after"), nullptr);
+  EXPECT_EQ(ask(world, control::Operation::run_schedule, bytes("s")).status, host::err_store_gone);
   std::filesystem::remove_all(state);
   std::filesystem::rename(moved, state);
   EXPECT_EQ(create_job(world, "after", ""), 0u);
