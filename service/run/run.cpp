@@ -267,7 +267,7 @@ void Run::stop() {
   authentication_.reset();
   if (ending_.reason == Reason::ended) ending_ = {Reason::stopped, "stopped: the scheduler service ended"};
   if (process_) job_ended(process_->end());
-  next_job();
+  go_on();
 }
 
 }  // namespace service
