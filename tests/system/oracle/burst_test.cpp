@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "tests/conditions.h"
+#include "tests/system/oracle/requests.h"
 #include "tests/system/oracle/stories.h"
 
 namespace oracle {

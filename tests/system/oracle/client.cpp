@@ -76,6 +76,11 @@ std::optional<Reply> Client::receive() {
   return std::nullopt;
 }
 
+bool Client::ask(uint32_t service, uint32_t number, std::string_view payload) {
+  if (service == host::service_control) return send_control(static_cast<control::Operation>(number), payload);
+  return send(service, service == SCH_SERVICE_CONFIG ? SCH_CLASS_CONFIG : SCH_CLASS_SHOW, request(number, payload));
+}
+
 bool Client::send_config(uint32_t opcode, std::string_view payload) {
   return send(SCH_SERVICE_CONFIG, SCH_CLASS_CONFIG, request(opcode, payload));
 }

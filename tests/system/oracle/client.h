@@ -41,6 +41,7 @@ class Client {
   bool send(uint32_t service, uint32_t message_class, std::string_view body);  // false: the service has gone
   std::optional<Reply> receive();  // of the oldest request that has no reply yet; nothing: the service has gone
 
+  bool ask(uint32_t service, uint32_t number, std::string_view payload);  // an opcode, or an operation of the control
   bool send_config(uint32_t opcode, std::string_view payload);
   bool send_control(control::Operation operation, std::string_view payload);
   std::optional<Reply> show(uint32_t opcode, int32_t cursor = SCH_CURSOR_FIRST);

@@ -70,9 +70,14 @@ bool fails(bool can_fail = true) {
   return error != 0;
 }
 
-bool is_file(int descriptor) {
+bool has_type(int descriptor, mode_t type) {
   struct stat status = {};
-  return descriptor > STDERR_FILENO && syscall(SYS_fstat, descriptor, &status) == 0 && S_ISREG(status.st_mode);
+  return descriptor > STDERR_FILENO && syscall(SYS_fstat, descriptor, &status) == 0 &&
+         (status.st_mode & S_IFMT) == type;
+}
+
+bool is_file(int descriptor) {
+  return has_type(descriptor, S_IFREG);
 }
 
 // `write` takes how much of the whole is to be written. 0 bytes are no step.
@@ -93,8 +98,12 @@ ssize_t write_step(int descriptor, size_t whole, Write write) {
 }
 
 int sync_step(long number, int descriptor) {
-  if (!is_file(descriptor)) return static_cast<int>(syscall(number, descriptor));
-  if (fails()) return -1;
+  const bool is_directory = has_type(descriptor, S_IFDIR);
+  if (!is_directory && !is_file(descriptor)) return static_cast<int>(syscall(number, descriptor));
+  if (fails()) {
+    if (is_directory) control().directory_not_synced = true;
+    return -1;
+  }
   ++control().syncs;
   const uint32_t stall_ms = control().stall_ms.exchange(0);
   const timespec stall = {stall_ms / 1000, static_cast<long>(stall_ms % 1000) * 1000000};
@@ -243,7 +252,7 @@ int step_rename(const char *from, const char *to) {
 }
 
 int step_unlink(const char *path) {
-  return oracle::fails(false) ? -1 : static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+  return oracle::fails() ? -1 : static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
 }
 
 int step_fsync(int descriptor) {

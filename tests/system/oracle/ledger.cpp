@@ -43,6 +43,24 @@ void Ledger::add_schedule(const std::string &name, std::set<std::string> jobs, t
   expected.period_s = period_s;
 }
 
+void Ledger::switched_off(const std::string &schedule, time_t after, time_t until) {
+  Expected &expected = schedules_.at(schedule);
+  for (time_t due = expected.next; due <= until; due += expected.period_s)
+    if (due > after) expected.off.insert(due);
+}
+
+void Ledger::cleared() {
+  for (const auto &[key, codes] : codes_)
+    cleared_[key] = codes.size();
+}
+
+// The job that is ended so does not end by itself, but it may not have begun.
+void Ledger::judge_kills(const SeenRun &run, Complaints *complaints) {
+  if (killed_.erase(run.number) == 0) return;
+  for (const JobOutcome &job : run.jobs)
+    if (began_for_certain(job)) complaints->push_back("its end by an operator was acknowledged: " + text_of(run));
+}
+
 void Ledger::add(const SeenRun &run, Complaints *complaints) {
   const auto known = schedules_.find(run.schedule);
   if (known == schedules_.end()) return;  // one without jobs, that is changed alone
@@ -62,6 +80,7 @@ void Ledger::add(const SeenRun &run, Complaints *complaints) {
   const std::multiset<std::string> wanted(expected.jobs.begin(), expected.jobs.end());
   if (!is_whole_runs(run) && jobs != wanted) complaints->push_back("not one outcome for each job: " + text_of(run));
   account_for(&expected, run, complaints);
+  judge_kills(run, complaints);
 }
 
 void Ledger::account_for(Expected *expected, const SeenRun &run, Complaints *complaints) const {
@@ -79,7 +98,10 @@ void Ledger::account_for(Expected *expected, const SeenRun &run, Complaints *com
 void Ledger::judge_due(time_t now, Complaints *complaints) {
   for (auto &[name, expected] : schedules_) {
     while (expected.period_s != 0 && expected.next <= now) {
-      if (expected.taken.erase(expected.next) == 0)
+      const bool was_taken = expected.taken.erase(expected.next) != 0, was_off = expected.off.erase(expected.next) != 0;
+      if (was_taken && was_off)
+        complaints->push_back(name + " ran while it was switched off, due " + std::to_string(expected.next));
+      if (!was_taken && !was_off)
         complaints->push_back("nothing became of " + name + " due " + std::to_string(expected.next));
       expected.next += expected.period_s;
     }
@@ -94,6 +116,9 @@ void Ledger::judge_promises(Complaints *complaints) {
     expected.promised.clear();
     expected.perhaps = 0;  // it was not stored
   }
+  for (const uint64_t run : killed_)
+    complaints->push_back("run " + std::to_string(run) + " was killed and has no outcome");
+  killed_.clear();
 }
 
 void Ledger::judge_history(const Observed &shown, Complaints *complaints) const {

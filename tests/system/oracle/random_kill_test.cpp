@@ -11,6 +11,7 @@
 #include <iostream>
 #include <random>
 
+#include "tests/system/oracle/requests.h"
 #include "tests/system/oracle/stories.h"
 
 namespace oracle {

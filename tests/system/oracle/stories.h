@@ -12,11 +12,12 @@ namespace oracle {
 struct Story {
   const char *name;
   void (*happen)(World &world);
-  bool of_start = false;  // it begins with a service that was killed while runs were under way
+  void (*before)(World &world) = nullptr;  // leaves a service that was killed: the story begins with its start
 };
 
-const std::vector<Story> &stories();
-void leave_runs_behind(World &world);
+std::vector<Story> stories();
+std::vector<Story> stories_of_changes();
+bool is_of_living_service(const Story &story);  // which neither starts nor stops in it
 
 std::string text_of(const Complaints &complaints);
 

@@ -13,6 +13,7 @@
 #include <stdexcept>
 
 #include "host/files/paths.h"
+#include "tests/system/oracle/requests.h"
 
 namespace oracle {
 namespace {
@@ -29,18 +30,6 @@ FaultControl *map_control(const std::string &path) {
   return static_cast<FaultControl *>(memory);
 }
 
-void copy_name(char (&field)[SCH_NAME_SIZE], const std::string &name) {
-  name.copy(field, sizeof field - 1);
-}
-
-sch_modify_request modification(const std::string &schedule, uint32_t subcommand) {
-  sch_modify_request request = {};
-  request.subcommand = subcommand;
-  request.time.type = subcommand;
-  copy_name(request.schedule, schedule);
-  return request;
-}
-
 // A line in the file of what ran, and a mark that nothing else has, there and in the output.
 std::string marking_job(const std::string &file, const std::string &end) {
   return "read mark </proc/sys/kernel/random/uuid\necho \"$SCHEDULE $JOB $mark\" >>" + file +
@@ -48,43 +37,6 @@ std::string marking_job(const std::string &file, const std::string &end) {
 }
 
 }  // namespace
-
-std::string named(const std::string &name, bool negate) {
-  sch_named_request request = {};
-  request.negate = negate;
-  copy_name(request.name, name);
-  return bytes_of(request);
-}
-
-std::string job_text(const std::string &name, const std::string &text, bool negate) {
-  sch_job_request request = {};
-  request.head.negate = negate;
-  copy_name(request.head.name, name);
-  request.text_length = static_cast<uint32_t>(text.size());
-  return bytes_of(request) + text;
-}
-
-std::string assignment(const std::string &schedule, const std::string &job, bool negate) {
-  sch_modify_request request = modification(schedule, SCH_MODIFY_JOB);
-  request.time = {};
-  request.negate = negate;
-  copy_name(request.job, job);
-  return bytes_of(request);
-}
-
-std::string each_minute(const std::string &schedule, time_t first) {
-  sch_modify_request request = modification(schedule, SCH_SCHEDULE_PERIODIC);
-  request.time.minute = 1;
-  request.time.start_time = static_cast<int32_t>(first);
-  return bytes_of(request);
-}
-
-std::string each_day(const std::string &schedule, int hour, int minute) {
-  sch_modify_request request = modification(schedule, SCH_SCHEDULE_DAILY);
-  request.time.hour = hour;
-  request.time.minute = minute;
-  return bytes_of(request);
-}
 
 World::World(const std::string &settings)
     : faults_(map_control(directory_.path() + "/faults")),
@@ -108,7 +60,8 @@ void World::configure() {
     if (status != 0u) throw std::runtime_error("the service cannot be configured");
   };
   must(control(control::Operation::enable_feature));
-  const std::pair<const char *, const char *> jobs[] = {{"first", ""}, {"second", "exit 3\n"}, {"third", ""}};
+  const std::pair<const char *, const char *> jobs[] = {
+      {"first", ""}, {"second", "exit 3\n"}, {"third", ""}, {"endless", "exec sleep 1000\n"}};
   for (const auto &[name, end] : jobs) {
     must(config(SCH_OP_CREATE_JOB, job_text(name, "")));
     must(config(SCH_OP_DEFINE_JOB, job_text(name, marking_job(ran_, end))));
@@ -123,6 +76,9 @@ void World::configure() {
     must(config(SCH_OP_MODIFY_SCHEDULE, each_minute(name, first)));
     ledger_.add_schedule(name, assigned, first, 60);
   }
+  must(config(SCH_OP_CREATE_SCHEDULE, named(never_due)));
+  must(config(SCH_OP_MODIFY_SCHEDULE, assignment(never_due, "endless")));
+  ledger_.add_schedule(never_due, {"endless"}, 0, 0);
 }
 
 void World::arm(Action action, uint64_t first, uint64_t count) {
@@ -172,9 +128,11 @@ void World::kill() {
 }
 
 void World::pass(int64_t milliseconds) {
+  passed_.emplace_back(now(), now() + milliseconds / 1000);
   faults_->boot_ms += milliseconds;
   faults_->wall_ms += milliseconds;
   service_.signal(clock_signal);
+  if (!configured_.is_open()) tell_what_is_switched_off();
 }
 
 // No time passes by it.
@@ -202,14 +160,23 @@ void World::answers() {
     if (!reply)
       ledger_.perhaps(schedule);
     else if (reply->status == 0)
-      ledger_.promised(schedule, record_of<uint64_t>(reply->text()));
+      promised(schedule, record_of<uint64_t>(reply->text()));
   }
   asked_.clear();
 }
 
-void World::run_now(const std::string &schedule) {
+void World::promised(const std::string &schedule, uint64_t run) {
+  ledger_.promised(schedule, run);
+  last_promised_ = run;
+  acknowledged_.insert({host::service_control, static_cast<uint32_t>(control::Operation::run_schedule)});
+}
+
+std::optional<uint64_t> World::run_now(const std::string &schedule) {
+  answers();
+  last_promised_.reset();
   ask_to_run(schedule);
   answers();
+  return last_promised_;
 }
 
 void World::show_log() {
@@ -225,7 +192,7 @@ std::optional<uint32_t> World::request(const std::function<bool(Client &)> &send
 }
 
 std::optional<uint32_t> World::config(uint32_t opcode, const std::string &payload) {
-  if (opcode == SCH_OP_CLEAR_LOG) ledger_.cleared();
+  if (opcode == SCH_OP_CLEAR_LOG) ledger_.perhaps_cleared();
   return request([&](Client &client) { return client.send_config(opcode, payload); });
 }
 
@@ -242,7 +209,8 @@ bool World::settle() {
       if (!runs) return false;
       // The clock may have rung and the service not looked yet.
       const time_t minute = now() / 60 * 60;
-      quiet = quiet && (minute * 1000 == beginning_ms || std::ranges::any_of(*runs, [&](const SeenRun &run) {
+      quiet = quiet && (minute * 1000 == beginning_ms || ledger_.was_off(schedule, minute) ||
+                        std::ranges::any_of(*runs, [&](const SeenRun &run) {
                           return run.due + (std::max<time_t>(run.missed, 1) - 1) * 60 == minute;
                         }));
     }
@@ -274,7 +242,24 @@ void World::read_marks(Ledger::Seen *seen) const {
   }
 }
 
+// Nothing else ends them, unless the story did.
+void World::end_endless_runs() {
+  const auto runs = see_history(*client_, never_due);
+  if (!runs) return;
+  for (const SeenRun &run : *runs)
+    if (is_under_way(run) && !ledger_.was_killed(run.number))
+      client_->control(control::Operation::kill_run, bytes_of(run.number));
+}
+
 Complaints World::judge() {
+  answers();
+  Complaints complaints = judge_configuration();
+  if (complaints.empty()) complaints = judge_runs();
+  return complaints;
+}
+
+Complaints World::judge_runs() {
+  end_endless_runs();
   if (!settle()) return {lives() ? "runs do not end" : "the service died unarmed: " + errors()};
   const std::optional<Observed> shown = observe(*client_);
   const std::optional<std::vector<SeenRun>> news_of_it = shown ? news(*shown) : std::nullopt;

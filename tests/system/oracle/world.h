@@ -4,18 +4,24 @@
 #pragma once
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "host/security/users.h"
+#include "tests/system/oracle/changes.h"
 #include "tests/system/oracle/client.h"
+#include "tests/system/oracle/configured.h"
 #include "tests/system/oracle/fault_control.h"
 #include "tests/system/oracle/ledger.h"
 #include "tests/system/service_process.h"
 
 namespace oracle {
+
+inline constexpr char never_due[] = "never-due";  // a schedule with a job that does not end by itself
 
 class World {
  public:
@@ -40,13 +46,27 @@ class World {
   void pass(int64_t milliseconds);  // time; nobody waits for what becomes due
   void set_clock_back(int64_t milliseconds);
   void to_next_minute() { pass(60000 - faults_->wall_ms % 60000); }
-  void run_now(const std::string &schedule);     // asks, and waits for the number
+  std::optional<uint64_t> run_now(const std::string &schedule);  // asks, and waits for the number
+  bool kill_run(uint64_t number);
   void ask_to_run(const std::string &schedule);  // its number comes with answers()
   void show_log();                               // whole
   void answers();                                // of all that was asked for
   // Nothing: it has died, and what was asked for has happened or not.
   std::optional<uint32_t> config(uint32_t opcode, const std::string &payload);
   std::optional<uint32_t> control(control::Operation operation, const std::string &payload = "");
+
+  // The same, with what it does to the configuration; nothing as well where the service has gone already.
+  std::optional<Reply> change(const Change &change);
+  void follow_changes();  // from now on every change is made by change(), and judged
+  void restore();         // what the configuration was then
+  void not_confirmed_in_time() { configured_.begin(base_); }  // the next start takes it back
+  std::string fresh_uri() { return "flash:fresh-" + std::to_string(++fresh_uris_); }
+  const Facts &facts() const { return configured_.facts(); }
+  const std::string &base_text() const { return base_text_; }
+  const std::string &user() const { return user_; }  // who asks
+  const std::set<OperationOfService> &acknowledged() const { return acknowledged_; }
+  const std::vector<std::string> &refused() const { return refused_; }
+  void forget_refused() { refused_.clear(); }
 
   bool settle();  // until no run is under way; false: it has died, or the patience has an end before
   void have_patience(bool much) { rounds_ = much ? many_rounds : few_rounds; }  // little, while nothing can be stored
@@ -68,6 +88,13 @@ class World {
  private:
   void configure();
   void meet_death();
+  void promised(const std::string &schedule, uint64_t run);
+  static uint32_t status_of(const Change &change, const Reply &reply);
+  void tell_what_is_switched_off();
+  void look_whether_it_is_there(const Change &change);
+  void end_endless_runs();
+  Complaints judge_configuration();
+  Complaints judge_runs();
   std::optional<uint32_t> request(const std::function<bool(Client &)> &send);
   std::optional<std::vector<SeenRun>> news(const Observed &shown);
   void read_marks(Ledger::Seen *seen) const;
@@ -79,17 +106,19 @@ class World {
   system_test::ServiceProcess service_;
   std::optional<Client> client_;
   std::vector<std::string> asked_;  // schedules, of which the answers are to come
+  std::optional<uint64_t> last_promised_;
   Ledger ledger_;
-  bool stops_ = false;
+  bool follows_ = false, stops_ = false;
+  std::string base_text_, user_ = host::user_by_uid(geteuid()).value().name;
+  Facts base_;
+  Configured configured_;
+  std::vector<std::pair<time_t, time_t>> passed_;  // and perhaps it was switched off
+  std::set<OperationOfService> acknowledged_;
+  std::vector<std::string> refused_;
+  Complaints found_;  // before it was asked for what is wrong
+  unsigned fresh_uris_ = 0;
   static constexpr unsigned many_rounds = 5000, few_rounds = 5;
   unsigned rounds_ = many_rounds;  // of looking whether runs have ended
 };
-
-// Requests as they travel.
-std::string named(const std::string &name, bool negate = false);
-std::string job_text(const std::string &name, const std::string &text, bool negate = false);
-std::string assignment(const std::string &schedule, const std::string &job, bool negate = false);
-std::string each_minute(const std::string &schedule, time_t first);
-std::string each_day(const std::string &schedule, int hour, int minute);
 
 }  // namespace oracle
