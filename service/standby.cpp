@@ -7,11 +7,10 @@
 #include "host/store/store.h"
 #include "host/sysmgr.h"
 #include "schedcli.h"
-#include "service/document/documents.h"
 #include "service/metrics/metrics.h"
 #include "service/request/answer.h"
-#include "service/request/control.h"
 #include "service/request/payload.h"
+#include "service/request/shown.h"
 #include "service/request/status.h"
 
 namespace service {
@@ -53,16 +52,10 @@ host::Answer Standby::answer(const host::Incoming &incoming, const Settings &set
   switch (static_cast<control::Operation>(record_of<uint32_t>(incoming.body))) {
     case control::Operation::as_json:
       return answer_as_json(incoming, payload, settings);
-    case control::Operation::status: {
-      host::Bytes reply;
-      append_text(&reply, standby_status_text(settings, started_, authority_.administrator(incoming.caller)));
-      return with_reply(std::move(reply));
-    }
-    case control::Operation::metrics: {
-      host::Bytes reply;
-      append_text(&reply, standby_metrics_text(started_));
-      return with_reply(std::move(reply));
-    }
+    case control::Operation::status:
+      return show_standby_status(settings, started_, authority_.administrator(incoming.caller));
+    case control::Operation::metrics:
+      return show_standby_metrics(started_);
     case control::Operation::get_zone:
       return zone_in_use();
     default:

@@ -2,8 +2,6 @@
 // The commands that the shell carries out itself. Each returns 0, or a status that it has reported to the operator.
 #pragma once
 
-#include "control/operations.h"
-
 namespace shell {
 
 class Session;
@@ -31,13 +29,8 @@ int show_jobs(Session &session, const Match &match);
 int show_schedules(Session &session, const Match &match);
 int ask_password(Session &session, const Match &match);
 
-// Shows the service's answer to an operation without parameters whose reply is text.
-int show_answer(const Match &match, control::Operation operation);
-template <control::Operation operation>
-int show_text(Session &, const Match &match) {
-  return show_answer(match, operation);
-}
-
+int show_reply(Session &session, const Match &match);  // the text with which the service answers the command's query
+int show_metrics(Session &session, const Match &match);
 int show_running(Session &session, const Match &match);
 int show_startup(Session &session, const Match &match);
 int show_startup_difference(Session &session, const Match &match);
@@ -64,9 +57,7 @@ int reset_logging_level(Session &session, const Match &match);
 
 int show_runs(Session &session, const Match &match);
 int show_run(Session &session, const Match &match);
-int show_overview(Session &session, const Match &match);
 int show_log(Session &session, const Match &match);
-int show_upcoming(Session &session, const Match &match);
 int save_raw_log(Session &session, const Match &match);
 int save_raw_run(Session &session, const Match &match);
 int run_schedule(Session &session, const Match &match);

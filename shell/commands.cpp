@@ -4,6 +4,7 @@
 #include "shell/documents.h"
 #include "shell/grammar.h"
 #include "shell/library_call.h"
+#include "shell/run_query.h"
 
 namespace shell {
 
@@ -131,70 +132,78 @@ constexpr Parameter parameter_table[] = {
 
 constexpr Command library(Mode mode, const char *syntax, const char *help, int (*handler)(const sch_cli_cmd_ctx *),
                           uint32_t subcommand = 0) {
-  return {mode, syntax, help, handler, call_library, subcommand, nullptr};
+  return {mode, syntax, help, handler, call_library, subcommand, std::nullopt};
 }
 
 constexpr Command own(Mode mode, const char *syntax, const char *help, int (*action)(Session &, const Match &)) {
-  return {mode, syntax, help, nullptr, action, 0, nullptr};
+  return {mode, syntax, help, nullptr, action, 0, std::nullopt};
 }
 
-constexpr Command with(const Document &document, Command command) {
-  command.document = &document;
+constexpr Command with(const Query &query, Command command) {
+  command.query = query;
   return command;
+}
+
+// A command whose text is the service's answer as it stands.
+constexpr Command reply(Mode mode, const char *syntax, const char *help, const Query &query) {
+  return with(query, own(mode, syntax, help, show_reply));
 }
 
 constexpr Mode exec = Mode::exec, config = Mode::config, schedule = Mode::schedule;
 
 const Command command_table[] = {
     own(exec, "configure terminal", "Enter the configuration mode", enter_config),
-    with(documents::jobs, own(exec, "show scheduler job [name <job>]", "Show jobs with their commands", show_jobs)),
-    with(documents::schedules, own(exec, "show scheduler schedule [name <schedule>]",
-                                   "Show schedules with the outcome of their last run", show_schedules)),
-    with(documents::config,
+    with({Operation::jobs, name_query_of},
+         own(exec, "show scheduler job [name <job>]", "Show jobs with their commands", show_jobs)),
+    with({Operation::schedules, name_query_of},
+         own(exec, "show scheduler schedule [name <schedule>]", "Show schedules with the outcome of their last run",
+             show_schedules)),
+    with({Operation::scheduler_config},
          library(exec, "show scheduler config", "Show the scheduler's configuration as commands", sch_cli_show_config)),
-    with(documents::overview,
-         own(exec, "show scheduler", "Show each schedule in a line: next due, last outcome, how often", show_overview)),
-    with(documents::log,
+    reply(exec, "show scheduler", "Show each schedule in a line: next due, last outcome, how often",
+          {Operation::overview}),
+    with({Operation::show_log, chosen_log_query_of},
          own(exec, "show scheduler logfile [schedule <schedule>] [job <job>] [last <count>] [failed] [since <moment>]",
              "Show the job log with each run's output", show_log)),
-    with(documents::memory,
+    with({Operation::memory_statistics},
          own(exec, "show scheduler internal memory", "Show the service's memory by type", show_memory)),
     own(exec, "show scheduler metrics", "Show how the service does, in the text form of OpenMetrics and Prometheus",
-        show_text<Operation::metrics>),
-    with(documents::status, own(exec, "show scheduler status", "Show the state of the service, and the users' shares",
-                                show_text<Operation::status>)),
-    with(documents::upcoming,
-         own(exec, "show scheduler upcoming [<count>]", "Show which schedules are due next", show_upcoming)),
-    with(documents::upcoming, own(exec, "show scheduler upcoming name <schedule> [<count>]",
-                                  "Show when a schedule is due the next times", show_upcoming)),
-    with(documents::upcoming, own(exec, "show scheduler upcoming <count> name <schedule>",
-                                  "Show when a schedule is due the next times", show_upcoming)),
-    with(documents::history,
+        show_metrics),
+    reply(exec, "show scheduler status", "Show the state of the service, and the users' shares", {Operation::status}),
+    reply(exec, "show scheduler upcoming [<count>]", "Show which schedules are due next",
+          {Operation::show_upcoming, upcoming_query_of}),
+    reply(exec, "show scheduler upcoming name <schedule> [<count>]", "Show when a schedule is due the next times",
+          {Operation::show_upcoming, upcoming_query_of}),
+    reply(exec, "show scheduler upcoming <count> name <schedule>", "Show when a schedule is due the next times",
+          {Operation::show_upcoming, upcoming_query_of}),
+    with({Operation::show_history, history_query_of},
          own(exec, "show scheduler history [schedule <schedule>] [job <job>] [last <count>] [failed] [since <moment>]",
              "Show the newest runs and their outcomes", show_runs)),
     own(exec, "show scheduler history run <run> raw save <output>",
         "Write what a run's jobs printed to a file, byte for byte", save_raw_run),
     own(exec, "show scheduler logfile raw save <output>", "Write the job log to a file, with the outputs byte for byte",
         save_raw_log),
-    with(documents::run,
+    with({Operation::show_history, run_query_of},
          own(exec, "show scheduler history run <run>", "Show a run with its jobs and their output", show_run)),
-    with(documents::debug_history,
+    with({Operation::history, nullptr, with_shell_history},
          own(exec, "show scheduler internal history", "Show the debug history of service and shell", show_history)),
-    with(documents::version, own(exec, "show version", "Show the version of shell and service", show_version)),
-    with(documents::clock, own(exec, "show clock", "Show the time at the service", show_clock)),
+    with({Operation::version, nullptr, with_shell_version},
+         own(exec, "show version", "Show the version of shell and service", show_version)),
+    with({Operation::get_zone}, own(exec, "show clock", "Show the time at the service", show_clock)),
     own(exec, "terminal length <lines>", "Set the screen's lines; 0: no pages", set_terminal_length),
     own(exec, "terminal width <columns>", "Set the screen's columns", set_terminal_width),
-    with(documents::running,
+    with({Operation::running_text},
          own(exec, "show running-config", "Show the configuration in use as commands", show_running)),
-    with(documents::startup,
+    with({Operation::startup_text},
          own(exec, "show startup-config", "Show the configuration of the next boot as commands", show_startup)),
-    with(documents::startup_difference,
+    with({Operation::configuration_difference, startup_difference_query_of},
          own(exec, "show startup-config diff", "Show what the next boot would change", show_startup_difference)),
-    with(documents::configuration_history,
+    with({Operation::configuration_history},
          own(exec, "show configuration history", "Show the last configurations, with who made them",
              show_configuration_history)),
-    with(documents::difference, own(exec, "show configuration diff <configuration> <configuration>",
-                                    "Show the changes from the first to the second", show_configuration_difference)),
+    with({Operation::configuration_difference, difference_query_of},
+         own(exec, "show configuration diff <configuration> <configuration>",
+             "Show the changes from the first to the second", show_configuration_difference)),
     own(exec, "configure replace <path> [confirm <minutes>]", "Make a file the whole configuration, as one change",
         replace_configuration),
     own(exec, "configure replace <path> check", "Show what would change; status 2 if something would",
@@ -217,7 +226,7 @@ const Command command_table[] = {
         import_crontab_file),
     own(exec, "import crontab user <user> [check]", "The same with a user's crontab", import_crontab_of_user),
     own(exec, "import crontab system [check]", "The same with /etc/crontab and /etc/cron.d", import_crontab_of_system),
-    with(documents::logging,
+    with({Operation::get_logging_level},
          own(exec, "show logging level scheduler", "Show the scheduler's logging level", show_logging_level)),
     own(exec, "copy running-config startup-config", "Save the configuration in use for the next boot",
         copy_running_startup),

@@ -4,16 +4,19 @@
 
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
+#include "control/operations.h"
+#include "host/transport/transport.h"
 #include "schedcli.h"
 
 namespace shell {
 
 class Session;
-struct Document;
 struct Match;
 
 enum class Mode { exec, config, schedule };
@@ -50,6 +53,13 @@ struct Parameter {
   const char *help;
 };
 
+// What a show command asks the service for.
+struct Query {
+  control::Operation operation;
+  host::Bytes (*payload)(const Match &) = nullptr;                // null: it has none
+  std::string (*add_own)(const std::string &document) = nullptr;  // what the shell itself adds; null: nothing
+};
+
 // Syntax: words, <parameters>, and [optional groups], which do not nest. "no" as the first word is the negated form.
 struct Command {
   Mode mode;
@@ -58,7 +68,7 @@ struct Command {
   int (*handler)(const sch_cli_cmd_ctx *);  // the library's, called with the parameters in order; null: the shell's own
   int (*action)(Session &, const Match &);
   uint32_t subcommand;
-  const Document *document = nullptr;  // what `| json` shows; null: the command shows nothing that is data
+  std::optional<Query> query;  // as a document with `| json`; none: the command shows nothing that is data
 
   bool negates() const;
   bool begins_job() const;         // lines of its text follow

@@ -85,20 +85,11 @@ int show_log(Session &session, const Match &match) {
   return status != 0 ? status : shown_or_missing(held.take(), missing);
 }
 
-int show_overview(Session &, const Match &match) {
-  return show_text(words_of(match), control::Operation::overview);
-}
-
 int save_raw_log(Session &, const Match &match) {
   return save_raw(match, 0);
 }
 int save_raw_run(Session &, const Match &match) {
   return save_raw(match, number_of(match, "run"));
-}
-
-int show_upcoming(Session &, const Match &match) {
-  const control::UpcomingQuery query = {static_cast<uint32_t>(number_of(match, "count"))};
-  return show_text(subject_of(match), control::Operation::show_upcoming, payload_of(query, schedule_of(match)));
 }
 
 int run_schedule(Session &, const Match &match) {

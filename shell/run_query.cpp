@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/run_query.h"
 
+#include <algorithm>
 #include <charconv>
 #include <ctime>
 
@@ -79,6 +80,28 @@ std::optional<Missing> missing_in(const Match &match) {
       return Missing{std::string(filter.word) + " " + *name, found.error()};
   }
   return std::nullopt;
+}
+
+host::Bytes name_query_of(const Match &match) {
+  const std::string name = match.arguments.empty() ? std::string() : match.arguments.front().value;
+  const auto bytes = std::as_bytes(std::span(name));
+  return {bytes.begin(), bytes.end()};
+}
+
+host::Bytes chosen_log_query_of(const Match &match) {
+  return payload_of(log_query_of(match));
+}
+
+host::Bytes difference_query_of(const Match &match) {
+  const auto number = [](const Argument &argument) {
+    return static_cast<uint32_t>(std::min(std::stoull(argument.value), 0xfffffffeull));
+  };
+  return payload_of(control::DifferenceQuery{number(match.arguments.front()), number(match.arguments.back())});
+}
+
+host::Bytes startup_difference_query_of(const Match &) {
+  return payload_of(
+      control::DifferenceQuery{control::running_configuration_number, control::startup_configuration_number});
 }
 
 std::string subject_of(const Match &match) {

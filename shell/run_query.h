@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a line about runs asks for, as the service is asked for it.
+// What a show command asks for, as the payload of its operation.
 #pragma once
 
 #include <optional>
@@ -18,6 +18,10 @@ uint64_t number_of(const Match &match, std::string_view parameter);  // 0: left 
 std::string schedule_of(const Match &match);                         // empty: left out
 
 control::LogQuery log_query_of(const Match &match);
+host::Bytes chosen_log_query_of(const Match &match);
+host::Bytes name_query_of(const Match &match);  // of one job or schedule, or of all
+host::Bytes difference_query_of(const Match &match);
+host::Bytes startup_difference_query_of(const Match &match);
 host::Bytes history_query_of(const Match &match);
 host::Bytes run_query_of(const Match &match);
 host::Bytes upcoming_query_of(const Match &match);

@@ -7,6 +7,7 @@
 #include "control/operations.h"
 #include "host/debug.h"
 #include "shell/actions.h"
+#include "shell/run_query.h"
 #include "shell/service_request.h"
 #include "shell/session.h"
 
@@ -22,8 +23,13 @@ int send_logging_level(const Match &match, int32_t level) {
 
 }  // namespace
 
-int show_answer(const Match &match, control::Operation operation) {
-  return show_text(words_of(match), operation);
+int show_reply(Session &, const Match &match) {
+  const Query &query = *match.command->query;
+  return show_text(subject_of(match), query.operation, query.payload == nullptr ? host::Bytes() : query.payload(match));
+}
+
+int show_metrics(Session &, const Match &match) {
+  return show_text(words_of(match), control::Operation::metrics);
 }
 
 int take_over(Session &, const Match &match) {

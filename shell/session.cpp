@@ -129,7 +129,7 @@ int Session::feed_meant(const Piped &piped, std::string_view line, std::string_v
   if (!parsed.match) return refuse(parsed.problem, line, origin);
   line_ = line;
   origin_ = origin;
-  if (wants_json(piped.filters) && parsed.match->command->document == nullptr) return refuse_json(piped, line, origin);
+  if (wants_json(piped.filters) && !parsed.match->command->query) return refuse_json(piped, line, origin);
   return outcome(
       piped.filters.empty() ? run(*parsed.match, Form::text, origin) : run_piped(*parsed.match, piped.filters, origin),
       origin);
@@ -201,7 +201,7 @@ int Session::run(const Match &match, Form form, std::string_view origin) {
   if (options_.before_command) options_.before_command();
   const bool paged = options_.interactive && options_.pages && has_long_output(*match.command);
   const std::optional<Pager> pager = paged ? Pager::start() : std::nullopt;
-  if (form == Form::json) return show_document(match, *match.command->document);
+  if (form == Form::json) return show_document(match, *match.command->query);
   if (options_.interactive && mode == Mode::schedule) tell_changes_of_schedule();
   const int status = match.command->action(*this, match);
   if (options_.interactive && mode != Mode::exec) note_schedule();

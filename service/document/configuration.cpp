@@ -7,10 +7,10 @@
 #include "service/configuration/in_use.h"
 #include "service/configuration/time_line.h"
 #include "service/document/answer.h"
-#include "service/document/documents.h"
 #include "service/document/recurrence.h"
 #include "service/request/answer.h"
 #include "service/request/payload.h"
+#include "service/request/shown.h"
 #include "service/state/schedule_state.h"
 
 namespace service {

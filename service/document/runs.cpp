@@ -6,12 +6,12 @@
 #include "control/statuses.h"
 #include "host/text_field.h"
 #include "service/document/answer.h"
-#include "service/document/documents.h"
 #include "service/document/run.h"
 #include "service/request/answer.h"
 #include "service/request/chosen_log.h"
 #include "service/request/show_run.h"
 #include "service/request/show_runs.h"
+#include "service/request/shown.h"
 #include "service/state/schedule_state.h"
 
 namespace service {

@@ -5,14 +5,14 @@
 
 #include "host/text_field.h"
 #include "service/document/answer.h"
-#include "service/document/documents.h"
 #include "service/document/recurrence.h"
 #include "service/document/run.h"
+#include "service/document/schedule.h"
 #include "service/request/answer.h"
 #include "service/request/ownership.h"
 #include "service/request/payload.h"
 #include "service/request/run_summary.h"
-#include "service/request/show_upcoming.h"
+#include "service/request/shown.h"
 #include "service/run/history.h"
 #include "service/run/runner.h"
 #include "service/state/address_table.h"
@@ -29,10 +29,6 @@ using control::json_text;
 
 using UnderWay = std::map<std::string, RunSummary>;  // by schedule
 
-Json feature() {
-  return {{"enabled", scheduler_enabled != 0}};
-}
-
 void add_moment(Json *object, const char *name, uint32_t moment) {
   if (moment != 0) (*object)[name] = json_moment(moment);
 }
@@ -40,12 +36,6 @@ void add_moment(Json *object, const char *name, uint32_t moment) {
 std::string owner_name(const sch_schedule_entry &entry) {
   const ScheduleState state = state_of(*entry.rec);
   return json_text(host::text_in(state.owner));
-}
-
-Json head_of(const sch_schedule_entry &entry) {
-  Json head = {{"name", name_of(*entry.key)}, {"owner", owner_name(entry)}, {"enabled", is_enabled(*entry.rec)}};
-  if (is_enabled(*entry.rec)) add_moment(&head, "next-due", state_of(*entry.rec).next_due);
-  return head;
 }
 
 // Each of the caller's schedules once, the one after the other by number; one that goes meanwhile is left out.
@@ -78,7 +68,7 @@ NextEntry one(Json entry) {
 }
 
 Json line_of(const sch_schedule_entry &entry, const UnderWay &under_way) {
-  Json line = head_of(entry);
+  Json line = schedule_head(entry);
   add_recurrence(&line, entry.rec->time);
   const auto run = under_way.find(name_of(*entry.key));
   const std::vector<HistoryRun> newest = run == under_way.end() ? read_history(entry, 1) : std::vector<HistoryRun>();
@@ -100,7 +90,7 @@ Json assigned_job(const sch_schedule_entry &entry, uint32_t id) {
 }
 
 Json schedule_json(const sch_schedule_entry &entry) {
-  Json schedule = head_of(entry);
+  Json schedule = schedule_head(entry);
   const ScheduleState state = state_of(*entry.rec);
   add_recurrence(&schedule, entry.rec->time);
   add_moment(&schedule, "last-start", state.last_execution);
@@ -138,31 +128,23 @@ NextEntry each_job(const Call &call) {
   };
 }
 
-Json coming_schedule(const Upcoming &coming) {
-  Json schedule = head_of(*coming.entry);
-  size_t jobs = 0;
-  for_each_assigned(*coming.entry->rec, [&](uint32_t) { jobs++; });
-  schedule["jobs"] = jobs;
-  return schedule;
-}
-
-Json coming_times(const sch_schedule_entry &entry, uint32_t count) {
-  Json schedule = head_of(entry);
-  schedule["job"] = Json::array();
-  schedule["due"] = Json::array();
-  for_each_assigned(*entry.rec, [&](uint32_t id) { schedule["job"].push_back(name_of(*sch_job_list[id].key)); });
-  for (const uint32_t due : next_dues(entry, count))
-    schedule["due"].push_back(json_moment(due));
-  return schedule;
-}
-
 }  // namespace
+
+Json feature_json() {
+  return {{"enabled", scheduler_enabled != 0}};
+}
+
+Json schedule_head(const sch_schedule_entry &entry) {
+  Json head = {{"name", name_of(*entry.key)}, {"owner", owner_name(entry)}, {"enabled", is_enabled(*entry.rec)}};
+  if (is_enabled(*entry.rec)) add_moment(&head, "next-due", state_of(*entry.rec).next_due);
+  return head;
+}
 
 host::Answer overview_document(const Call &call, Payload) {
   UnderWay under_way;
   for (const Runner::UnderWay &run : call.context.runner.list())
     under_way.emplace(run.schedule, summary_of(run));
-  return list_document("overview", feature(), "schedule",
+  return list_document("overview", feature_json(), "schedule",
                        each_schedule(call, [under_way = std::move(under_way)](const sch_schedule_entry &entry) {
                          return line_of(entry, under_way);
                        }));
@@ -170,34 +152,18 @@ host::Answer overview_document(const Call &call, Payload) {
 
 host::Answer schedules_document(const Call &call, Payload payload) {
   const std::string name(text_of(payload));
-  if (name.empty()) return list_document("schedules", feature(), "schedule", each_schedule(call, schedule_json));
+  if (name.empty()) return list_document("schedules", feature_json(), "schedule", each_schedule(call, schedule_json));
   sch_schedule_entry *entry = nullptr;
   if (const uint32_t status = find_own_schedule(call, name, &entry); status != 0) return with_status(status);
-  return list_document("schedules", feature(), "schedule", one(schedule_json(*entry)));
+  return list_document("schedules", feature_json(), "schedule", one(schedule_json(*entry)));
 }
 
 host::Answer jobs_document(const Call &call, Payload payload) {
   const std::string name(text_of(payload));
-  if (name.empty()) return list_document("jobs", feature(), "job", each_job(call));
+  if (name.empty()) return list_document("jobs", feature_json(), "job", each_job(call));
   sch_job_entry *slot = nullptr;
   if (const uint32_t status = find_own_job(call, name, &slot); status != 0) return with_status(status);
-  return list_document("jobs", feature(), "job", one(job_json(*slot)));
-}
-
-host::Answer upcoming_document(const Call &call, Payload payload) {
-  const host::Result<UpcomingAsked> asked = upcoming_asked(payload);
-  if (!asked) return with_status(asked.code());
-  Json content = feature();
-  content["schedule"] = Json::array();
-  if (asked->schedule.empty()) {
-    for (const Upcoming &coming : soonest(call, asked->count))
-      content["schedule"].push_back(coming_schedule(coming));
-    return document("upcoming", std::move(content));
-  }
-  sch_schedule_entry *entry = nullptr;
-  if (const uint32_t status = find_own_schedule(call, asked->schedule, &entry); status != 0) return with_status(status);
-  content["schedule"].push_back(coming_times(*entry, asked->count));
-  return document("upcoming", std::move(content));
+  return list_document("jobs", feature_json(), "job", one(job_json(*slot)));
 }
 
 }  // namespace service

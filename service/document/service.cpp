@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Documents about the service itself.
+// What is shown of the service itself.
 #include <array>
 
 #include "host/debug.h"
@@ -8,8 +8,9 @@
 #include "service/calendar/service_zone.h"
 #include "service/clock.h"
 #include "service/document/answer.h"
-#include "service/document/documents.h"
+#include "service/request/answer.h"
 #include "service/request/logging_level.h"
+#include "service/request/shown.h"
 #include "service/request/status.h"
 
 namespace service {
@@ -72,14 +73,31 @@ host::Answer version_document(const Call &, Payload) {
   return document("version", {{"service", SCHEDCLI_VERSION}});
 }
 
+host::Answer zone_in_use() {
+  host::Bytes reply;
+  append_record(&reply, service_zone().offset_at(wall_clock()));
+  append_text(&reply, service_zone().identifier());
+  return with_reply(std::move(reply));
+}
+
 host::Answer clock_document(const Call &, Payload) {
   return document("clock", {{"time", json_moment(wall_clock())}, {"zone", json_text(service_zone().identifier())}});
+}
+
+host::Answer logging_level_in_use() {
+  host::Bytes reply;
+  append_record(&reply, logging_level(debug_pss_running));
+  return with_reply(std::move(reply));
 }
 
 host::Answer logging_document(const Call &, Payload) {
   constexpr std::array levels = {"emergencies", "alerts",        "critical",      "errors",
                                  "warnings",    "notifications", "informational", "debugging"};
   return document("logging", {{"level", levels.at(static_cast<size_t>(logging_level(debug_pss_running)))}});
+}
+
+host::Answer show_memory() {
+  return with_text(host::memory_statistics());
 }
 
 host::Answer memory_document(const Call &, Payload) {
@@ -95,6 +113,10 @@ host::Answer memory_document(const Call &, Payload) {
                      {"allocations", json_number(use.allocations)},
                      {"failed", json_number(use.failures)}});
   return document("memory", {{"misuses", json_number(uses.misuses)}, {"type", types}});
+}
+
+host::Answer show_debug_history() {
+  return with_text(host::history_text());
 }
 
 host::Answer debug_history_document(const Call &, Payload) {

@@ -4,6 +4,8 @@
 #include "control/json.h"
 #include "service/metrics/exposition.h"
 #include "service/metrics/tally.h"
+#include "service/request/answer.h"
+#include "service/request/shown.h"
 #include "service/request/status.h"
 #include "service/run/runner.h"
 #include "service/state/run_state.h"
@@ -91,9 +93,8 @@ void add_counted(Exposition *text, const Tally &tally) {
                   tally.latenesses());
 }
 
-}  // namespace
-
-std::string metrics_text(const Call &call) {
+// Whatever is counted is counted from the service's start on, but for the outcomes that were stored ever.
+std::string text_of(const Call &call) {
   Exposition text;
   const ServiceStatus status = status_of(call);
   add_service(&text, true, status.started);
@@ -110,10 +111,16 @@ std::string metrics_text(const Call &call) {
   return text.text();
 }
 
-std::string standby_metrics_text(time_t started) {
+}  // namespace
+
+host::Answer show_metrics(const Call &call, Payload) {
+  return with_text(text_of(call));
+}
+
+host::Answer show_standby_metrics(time_t started) {
   Exposition text;
   add_service(&text, false, started);
-  return text.text();
+  return with_text(text.text());
 }
 
 }  // namespace service

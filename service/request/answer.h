@@ -26,6 +26,12 @@ inline void append_text(host::Bytes *bytes, std::string_view text) {
   bytes->insert(bytes->end(), start, start + text.size());
 }
 
+inline host::Answer with_text(std::string_view text) {
+  host::Bytes reply;
+  append_text(&reply, text);
+  return with_reply(std::move(reply));
+}
+
 template <typename Record>
 void append_record(host::Bytes *bytes, const Record &record) {
   append_text(bytes, {reinterpret_cast<const char *>(&record), sizeof record});

@@ -19,6 +19,7 @@
 #include "service/configuration/target.h"
 #include "service/request/answer.h"
 #include "service/request/payload.h"
+#include "service/request/shown.h"
 #include "service/request/shown_time.h"
 #include "service/request/text_table.h"
 #include "service/run/runner.h"
@@ -41,12 +42,6 @@ std::optional<uint32_t> part_of_caller(const Call &call) {
   return who.administrator ? std::nullopt : std::optional(who.owner.tag);
 }
 
-host::Answer answer_text(const std::string &text) {
-  host::Bytes reply;
-  append_text(&reply, text);
-  return with_reply(std::move(reply));
-}
-
 MayUsePassword passwords_of_caller(const Call &call) {
   return [&call](const std::string &user) { return call.context.authority.may_use_password_of(call.caller, user); };
 }
@@ -58,7 +53,7 @@ std::string text_with(Configuration configuration, const host::SealedPasswords &
 
 host::Answer answer_part(const Call &call, const host::Result<Configuration> &configuration) {
   if (!configuration) return with_status(configuration.code());
-  return answer_text(text_of(part_of(*configuration, part_of_caller(call))));
+  return with_text(text_of(part_of(*configuration, part_of_caller(call))));
 }
 
 // For the configuration in use, before and after the change. Those of the history have no passwords.
@@ -66,7 +61,7 @@ host::Answer answer_part_with_passwords(const Call &call, const host::Result<Con
   if (!configuration) return with_status(configuration.code());
   const host::Result<host::SealedPasswords> passwords = stored_passwords(passwords_of_caller(call));
   if (!passwords) return with_status(passwords.code());
-  return answer_text(text_with(part_of(*configuration, part_of_caller(call)), *passwords));
+  return with_text(text_with(part_of(*configuration, part_of_caller(call)), *passwords));
 }
 
 struct Outcome {
@@ -222,10 +217,10 @@ host::Answer show_configuration(const Call &call, Payload payload) {
   return answer_part(call, configuration_of_entry(record_of<uint32_t>(payload)));
 }
 
-host::Answer running_text(const Call &call, Payload) {
+host::Answer show_running(const Call &call, Payload) {
   return answer_part_with_passwords(call, configuration_in_use());
 }
-host::Answer startup_text(const Call &call, Payload) {
+host::Answer show_startup(const Call &call, Payload) {
   return answer_part_with_passwords(call, startup_configuration());
 }
 
@@ -236,7 +231,7 @@ host::Answer show_configuration_history(const Call &, Payload) {
     table.add({std::to_string(entry->number), entry->origin.at == 0 ? "-" : shown_moment(entry->origin.at),
                host::visible(entry->origin.who), host::visible(entry->origin.whence),
                host::visible(entry->origin.what)});
-  return answer_text(table.empty() ? "" : table.text());
+  return with_text(table.empty() ? "" : table.text());
 }
 
 host::Answer confirm_configuration(const Call &call, Payload) {

@@ -9,12 +9,8 @@ namespace service {
 host::Answer put_configuration(const Call &call, Payload payload);
 host::Answer apply_configuration(const Call &call, Payload payload);
 host::Answer show_configuration(const Call &call, Payload payload);
-host::Answer show_configuration_history(const Call &call, Payload payload);
 host::Answer confirm_configuration(const Call &call, Payload payload);
 host::Answer erase_startup(const Call &call, Payload payload);
 host::Answer save_running(const Call &call, Payload payload);
-
-host::Answer running_text(const Call &call, Payload payload);
-host::Answer startup_text(const Call &call, Payload payload);
 
 }  // namespace service

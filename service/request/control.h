@@ -8,7 +8,6 @@
 namespace service {
 
 bool changes_something(control::Operation operation);  // of the operations that are open to everybody
-host::Answer zone_in_use();                            // Operation::get_zone
 host::Answer control(const Call &call, control::Operation operation, Payload payload);
 
 }  // namespace service

@@ -36,10 +36,10 @@ class Found {
 };
 
 host::Answer in_lines(const Names &names) {
-  host::Bytes reply;
+  std::string lines;
   for (const std::string &name : names)
-    append_text(&reply, name + "\n");
-  return with_reply(std::move(reply));
+    lines += name + "\n";
+  return with_text(lines);
 }
 
 void add_jobs(const Call &call, Found *found) {

@@ -10,6 +10,7 @@
 #include "service/request/ownership.h"
 #include "service/request/payload.h"
 #include "service/request/run_summary.h"
+#include "service/request/shown.h"
 #include "service/request/shown_time.h"
 #include "service/request/text_table.h"
 #include "service/run/history.h"
@@ -61,12 +62,6 @@ TextTable::Row row_of(const sch_schedule_entry &entry, const UnderWay &under_way
       last_cell(entry, under_way), is_enabled(*entry.rec) ? "yes" : "no", how_often(entry.rec->time)};
 }
 
-host::Answer answer_text(const std::string &text) {
-  host::Bytes reply;
-  append_text(&reply, text);
-  return with_reply(std::move(reply));
-}
-
 // The next due time alone does not show how a relative start, or one that has passed, was understood.
 std::string beginning_of(const sch_tminfo &time) {
   if (time.type == SCH_SCHEDULE_PERIODIC) return " from " + shown_moment(time.start_time);
@@ -103,22 +98,22 @@ std::string how_often(const sch_tminfo &time) {
   }
 }
 
-host::Answer show_overview(const Call &call) {
+host::Answer show_overview(const Call &call, Payload) {
   const time_t now = wall_clock();
   const UnderWay under_way = runs_under_way(call);
   TextTable table({"schedule", "next due", "in", "last outcome", "enabled", "how often"});
   for (const sch_schedule_entry *entry : own_schedules(call))
     table.add(row_of(*entry, under_way, now));
   const std::string note = scheduler_enabled != 0 ? "" : "(the scheduler feature is disabled: nothing runs)\n";
-  return answer_text(table.empty() ? note : note + table.text());
+  return with_text(table.empty() ? note : note + table.text());
 }
 
 host::Answer explain_time(const Call &call, Payload payload) {
   sch_schedule_entry *entry = nullptr;
   const std::string name(text_of(payload));
   if (const uint32_t status = find_own_schedule(call, name, &entry); status != 0) return with_status(status);
-  return answer_text(how_often(entry->rec->time) + beginning_of(entry->rec->time) + "; " +
-                     next_due_of(*entry, wall_clock()) + "\n");
+  return with_text(how_often(entry->rec->time) + beginning_of(entry->rec->time) + "; " +
+                   next_due_of(*entry, wall_clock()) + "\n");
 }
 
 }  // namespace service

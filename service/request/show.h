@@ -14,7 +14,5 @@ host::Answer show_schedule(const Call &call, const ShowRequest &request);
 // A stream of outcomes, oldest first; with a name, those of the schedule or job of that name. Output is made safe for a
 // terminal (shown_output.h).
 host::Answer show_log(const Call &call, const ShowRequest &request);
-// The same, for a payload of control::LogQuery.
-host::Answer show_chosen_log(const Call &call, Payload payload);
 
 }  // namespace service

@@ -19,6 +19,7 @@
 #include "service/request/payload.h"
 #include "service/request/shell_time.h"
 #include "service/request/show.h"
+#include "service/request/shown.h"
 #include "service/request/shown_output.h"
 #include "service/run/history.h"
 #include "service/state/schedule_state.h"

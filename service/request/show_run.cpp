@@ -97,9 +97,7 @@ std::optional<FoundRun> find_run(const Call &call, uint64_t number) {
 host::Answer show_run(const Call &call, uint64_t number) {
   const std::optional<FoundRun> found = find_run(call, number);
   if (!found) return with_status(control::err_no_history_of_run);
-  host::Bytes reply;
-  append_text(&reply, text_of(*found));
-  return with_reply(std::move(reply));
+  return with_text(text_of(*found));
 }
 
 }  // namespace service

@@ -14,6 +14,7 @@
 #include "service/request/payload.h"
 #include "service/request/run_summary.h"
 #include "service/request/show_run.h"
+#include "service/request/shown.h"
 #include "service/request/text_table.h"
 #include "service/run/runner.h"
 #include "service/state/tables.h"
@@ -157,10 +158,7 @@ host::Answer show_history(const Call &call, Payload payload) {
   if (asked->query.run != 0) return show_run(call, asked->query.run);
   const host::Result<FoundRuns> found = find_runs(call, *asked);
   if (!found) return with_status(found.code());
-  host::Bytes reply;
-  append_text(&reply, lines_of(*found));
-  if (!found->complete) append_text(&reply, "(older runs were not searched; name the schedule)\n");
-  return with_reply(std::move(reply));
+  return with_text(lines_of(*found) + (found->complete ? "" : "(older runs were not searched; name the schedule)\n"));
 }
 
 }  // namespace service

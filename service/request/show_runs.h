@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Shows runs, those under way and those in the history.
+// Finds runs, those under way and those in the history.
 #pragma once
 
 #include <string>
@@ -11,9 +11,6 @@
 #include "service/request/run_summary.h"
 
 namespace service {
-
-// Newest first, a line each; or one run with its jobs.
-host::Answer show_history(const Call &call, Payload payload);
 
 struct HistoryAsked {
   control::HistoryQuery query;

@@ -1,19 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "service/request/show_upcoming.h"
+// When schedules are due.
 
 #include <algorithm>
 #include <ctime>
+#include <string>
 #include <tuple>
+#include <vector>
 
 #include "control/operations.h"
 #include "host/errors.h"
+#include "host/result.h"
 #include "host/status.h"
 #include "host/text_field.h"
 #include "host/visible.h"
 #include "service/clock.h"
+#include "service/document/answer.h"
+#include "service/document/schedule.h"
 #include "service/request/answer.h"
 #include "service/request/ownership.h"
 #include "service/request/payload.h"
+#include "service/request/shown.h"
 #include "service/request/shown_time.h"
 #include "service/request/text_table.h"
 #include "service/run/due.h"
@@ -24,11 +30,44 @@ namespace {
 
 constexpr uint32_t usual_schedules = 20, usual_dues = 10;
 
+struct UpcomingAsked {
+  uint32_t count;        // 0: the usual number
+  std::string schedule;  // empty: all
+};
+
+struct Upcoming {
+  const sch_schedule_entry *entry;
+  uint32_t due;  // 0: disabled
+};
+
 bool sooner(const Upcoming &left, const Upcoming &right) {
   const auto rank = [](const Upcoming &one) {
     return std::tuple(one.due == 0, one.due, schedule_number(*one.entry->rec));
   };
   return rank(left) < rank(right);
+}
+
+std::vector<Upcoming> soonest(const Call &call, uint32_t count) {
+  std::vector<Upcoming> all;
+  for (const sch_schedule_entry *entry : own_schedules(call)) {
+    const uint32_t due = state_of(*entry->rec).next_due;
+    if (due != 0 || !is_enabled(*entry->rec)) all.push_back({entry, due});
+  }
+  const size_t kept = std::min<size_t>(count == 0 ? usual_schedules : count, all.size());
+  std::ranges::partial_sort(all, all.begin() + static_cast<std::ptrdiff_t>(kept), sooner);
+  all.resize(kept);
+  return all;
+}
+
+std::vector<uint32_t> next_dues(const sch_schedule_entry &entry, uint32_t count) {
+  return coming_dues(entry, count == 0 ? usual_dues : count);
+}
+
+host::Result<UpcomingAsked> upcoming_asked(Payload payload) {
+  if (payload.size() < sizeof(control::UpcomingQuery)) return host::error_of(host::err_bad_request);
+  const auto query = record_of<control::UpcomingQuery>(payload);
+  if (query.count > control::query_lines_limit) return host::error_of(host::err_bad_value);
+  return UpcomingAsked{query.count, std::string(text_of(payload.subspan(sizeof query)))};
 }
 
 size_t job_count(const sch_schedule_rec &rec) {
@@ -81,44 +120,47 @@ std::string text_of_one(const sch_schedule_entry &entry, uint32_t count) {
   return text + (table.empty() ? "due: never\n" : note_of_feature() + table.text());
 }
 
-host::Answer answer_text(const std::string &text) {
-  host::Bytes reply;
-  append_text(&reply, text);
-  return with_reply(std::move(reply));
+Json coming_schedule(const Upcoming &coming) {
+  Json schedule = schedule_head(*coming.entry);
+  schedule["jobs"] = job_count(*coming.entry->rec);
+  return schedule;
+}
+
+Json coming_times(const sch_schedule_entry &entry, uint32_t count) {
+  Json schedule = schedule_head(entry);
+  schedule["job"] = Json::array();
+  schedule["due"] = Json::array();
+  for_each_assigned(*entry.rec, [&](uint32_t id) { schedule["job"].push_back(name_of(*sch_job_list[id].key)); });
+  for (const uint32_t due : next_dues(entry, count))
+    schedule["due"].push_back(control::json_moment(due));
+  return schedule;
 }
 
 }  // namespace
 
-std::vector<Upcoming> soonest(const Call &call, uint32_t count) {
-  std::vector<Upcoming> all;
-  for (const sch_schedule_entry *entry : own_schedules(call)) {
-    const uint32_t due = state_of(*entry->rec).next_due;
-    if (due != 0 || !is_enabled(*entry->rec)) all.push_back({entry, due});
-  }
-  const size_t kept = std::min<size_t>(count == 0 ? usual_schedules : count, all.size());
-  std::ranges::partial_sort(all, all.begin() + static_cast<std::ptrdiff_t>(kept), sooner);
-  all.resize(kept);
-  return all;
-}
-
-std::vector<uint32_t> next_dues(const sch_schedule_entry &entry, uint32_t count) {
-  return coming_dues(entry, count == 0 ? usual_dues : count);
-}
-
-host::Result<UpcomingAsked> upcoming_asked(Payload payload) {
-  if (payload.size() < sizeof(control::UpcomingQuery)) return host::error_of(host::err_bad_request);
-  const auto query = record_of<control::UpcomingQuery>(payload);
-  if (query.count > control::query_lines_limit) return host::error_of(host::err_bad_value);
-  return UpcomingAsked{query.count, std::string(text_of(payload.subspan(sizeof query)))};
-}
-
 host::Answer show_upcoming(const Call &call, Payload payload) {
   const host::Result<UpcomingAsked> asked = upcoming_asked(payload);
   if (!asked) return with_status(asked.code());
-  if (asked->schedule.empty()) return answer_text(text_of_all(call, asked->count));
+  if (asked->schedule.empty()) return with_text(text_of_all(call, asked->count));
   sch_schedule_entry *entry = nullptr;
   if (const uint32_t status = find_own_schedule(call, asked->schedule, &entry); status != 0) return with_status(status);
-  return answer_text(text_of_one(*entry, asked->count));
+  return with_text(text_of_one(*entry, asked->count));
+}
+
+host::Answer upcoming_document(const Call &call, Payload payload) {
+  const host::Result<UpcomingAsked> asked = upcoming_asked(payload);
+  if (!asked) return with_status(asked.code());
+  Json content = feature_json();
+  content["schedule"] = Json::array();
+  if (asked->schedule.empty()) {
+    for (const Upcoming &coming : soonest(call, asked->count))
+      content["schedule"].push_back(coming_schedule(coming));
+    return document("upcoming", std::move(content));
+  }
+  sch_schedule_entry *entry = nullptr;
+  if (const uint32_t status = find_own_schedule(call, asked->schedule, &entry); status != 0) return with_status(status);
+  content["schedule"].push_back(coming_times(*entry, asked->count));
+  return document("upcoming", std::move(content));
 }
 
 }  // namespace service

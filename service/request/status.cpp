@@ -11,6 +11,8 @@
 #include "host/store/store.h"
 #include "service/calendar/service_zone.h"
 #include "service/mail/courier.h"
+#include "service/request/answer.h"
+#include "service/request/shown.h"
 #include "service/run/run_record.h"
 #include "service/run/runner.h"
 #include "service/state/tables.h"
@@ -174,12 +176,12 @@ ServiceStatus standby_status(const Settings &settings, time_t started, bool admi
   return status;
 }
 
-std::string status_text(const Call &call) {
-  return text_of(status_of(call));
+host::Answer show_status(const Call &call, Payload) {
+  return with_text(text_of(status_of(call)));
 }
 
-std::string standby_status_text(const Settings &settings, time_t started, bool administrator) {
-  return text_of(standby_status(settings, started, administrator));
+host::Answer show_standby_status(const Settings &settings, time_t started, bool administrator) {
+  return with_text(text_of(standby_status(settings, started, administrator)));
 }
 
 }  // namespace service

@@ -49,11 +49,11 @@ struct ServiceStatus {
   std::vector<UserShare> shares;
 };
 
+// With every user's share for the administrator, otherwise with the caller's own.
 ServiceStatus status_of(const Call &call);
 ServiceStatus standby_status(const Settings &settings, time_t started, bool administrator);
 
-// The service's status, as "key: value" lines. The administrator sees every user's share, other users only their own.
-std::string status_text(const Call &call);
-std::string standby_status_text(const Settings &settings, time_t started, bool administrator);
+host::Answer show_standby_status(const Settings &settings, time_t started, bool administrator);
+host::Answer standby_status_document(const Settings &settings, time_t started, bool administrator);
 
 }  // namespace service

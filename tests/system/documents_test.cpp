@@ -86,7 +86,7 @@ std::vector<std::string> forms_of(const std::string &syntax) {
 std::vector<std::string> show_commands() {
   std::vector<std::string> all;
   for (const shell::Command &command : shell::commands())
-    if (command.document != nullptr)
+    if (command.query)
       for (const std::string &form : forms_of(command.syntax))
         all.push_back(form);
   return all;
