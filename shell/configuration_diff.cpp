@@ -5,6 +5,8 @@
 #include <map>
 #include <vector>
 
+#include "control/lines.h"
+
 namespace shell {
 
 namespace {
@@ -18,12 +20,6 @@ struct Block {
 
 constexpr std::string_view job_start = "scheduler job name ", schedule_start = "scheduler schedule name ";
 
-std::string_view take_line(std::string_view *text) {
-  const std::string_view line = text->substr(0, text->find('\n'));
-  text->remove_prefix(std::min(line.size() + 1, text->size()));
-  return line;
-}
-
 bool ends(const Block &block, std::string_view line) {
   return block.name.starts_with(job_start) ? line == "end-job" : line.find_first_not_of(' ') == line.npos;
 }
@@ -32,7 +28,7 @@ std::vector<Block> blocks_of(std::string_view text) {
   std::vector<Block> blocks;
   bool open = false;
   while (!text.empty()) {
-    const std::string_view line = take_line(&text);
+    const std::string_view line = control::cut_line(&text);
     if (open) {
       open = !ends(blocks.back(), line);
       if (open || line == "end-job") blocks.back().lines.push_back(line);

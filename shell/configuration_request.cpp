@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "control/lines.h"
 #include "control/operations.h"
 #include "host/status.h"
 #include "platform/errors.h"
@@ -50,8 +51,7 @@ std::string whereabouts() {
 std::vector<ConfigurationProblem> problems_in(std::string_view lines) {
   std::vector<ConfigurationProblem> problems;
   while (!lines.empty()) {
-    std::string_view line = lines.substr(0, lines.find('\n'));
-    lines.remove_prefix(std::min(line.size() + 1, lines.size()));
+    const std::string_view line = control::cut_line(&lines);
     ConfigurationProblem problem;
     std::from_chars(line.data(), line.data() + line.size(), problem.line);
     problem.text = line.substr(std::min(line.find(' ') + 1, line.size()));

@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "control/lines.h"
 #include "shell/job_body.h"
 #include "shell/parse.h"
 #include "shell/time_text.h"
@@ -68,8 +69,7 @@ class Reader {
   ConfigurationText read(std::string_view input) {
     while (!input.empty()) {
       number_++;
-      const std::string_view line = input.substr(0, input.find('\n'));
-      input.remove_prefix(std::min(line.size() + 1, input.size()));
+      const std::string_view line = control::cut_line(&input);
       take(line);
     }
     if (body_) object("the input ends before the 'end-job' of job " + body_->name());
@@ -227,8 +227,7 @@ class Reader {
     add("scheduler job name " + job.name, job.line);
     size_t line = job.text_line;
     for (std::string_view rest = job.text; !rest.empty();) {
-      const std::string_view text = rest.substr(0, rest.find('\n'));
-      rest.remove_prefix(std::min(text.size() + 1, rest.size()));
+      const std::string_view text = control::cut_line(&rest);
       add(std::string(text), line == 0 ? job.line : line++);
     }
     add("end-job", job.line);

@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "control/lines.h"
 #include "schedcli.h"
 #include "shell/crontab_fields.h"
 
@@ -91,8 +92,7 @@ class Table {
   void add(std::string_view text) {
     while (!text.empty()) {
       number_++;
-      const std::string_view line = text.substr(0, text.find('\n'));
-      text.remove_prefix(std::min(line.size() + 1, text.size()));
+      const std::string_view line = control::cut_line(&text);
       take(trimmed(line));
     }
     import_->configuration += jobs_ + schedules_;

@@ -36,16 +36,9 @@ std::string objection_to(int descriptor) {
 
 host::Result<std::string> read_all(int descriptor, const std::string &path) {
   if (const std::string objection = objection_to(descriptor); !objection.empty()) return failed(path, objection);
-  std::string text;
-  char buffer[65536];
-  for (;;) {
-    const ssize_t size = read(descriptor, buffer, sizeof buffer);
-    if (size < 0 && errno == EINTR) continue;
-    if (size < 0) return failed(path, std::strerror(errno));
-    if (size == 0) return text;
-    text.append(buffer, static_cast<size_t>(size));
-    if (text.size() > input_limit) return failed(path, "is too long for a configuration, or does not end");
-  }
+  const host::Result<std::string> text = host::read_to_end(descriptor, input_limit);
+  if (!text) return failed(path, text.error().text);
+  return text->size() > input_limit ? failed(path, "is too long for a configuration, or does not end") : text;
 }
 
 }  // namespace

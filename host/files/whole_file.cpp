@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -46,6 +47,19 @@ Result<void> write_whole_file(const std::string &path, std::span<const char> con
 
 bool rename_file(const std::string &from, const std::string &to) {
   return std::rename(from.c_str(), to.c_str()) == 0 && sync_directory(parent_directory(to));
+}
+
+Result<std::string> read_to_end(int file, size_t limit) {
+  std::string text;
+  char buffer[65536];
+  while (text.size() <= limit) {
+    const ssize_t size = ::read(file, buffer, std::min(sizeof buffer, limit + 1 - text.size()));
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) return Error{err_io, std::strerror(errno)};
+    if (size == 0) break;
+    text.append(buffer, static_cast<size_t>(size));
+  }
+  return text;
 }
 
 bool write_at(int file, std::span<const std::byte> bytes, uint64_t offset) {

@@ -22,6 +22,9 @@ Result<void> write_whole_file(const std::string &path, std::span<const char> con
 // Renames and syncs the directory. False: errno says why.
 bool rename_file(const std::string &from, const std::string &to);
 
+// The rest of a file or pipe. Stops behind `limit` bytes, with one more than these.
+Result<std::string> read_to_end(int file, size_t limit);
+
 bool write_at(int file, std::span<const std::byte> bytes, uint64_t offset);
 size_t read_at(int file, std::span<std::byte> bytes, uint64_t offset);  // bytes read; fewer at the end
 

@@ -15,6 +15,7 @@
 #include <sstream>
 
 #include "host/files/file_descriptor.h"
+#include "host/files/whole_file.h"
 #include "host/visible.h"
 #include "service/config/keys.h"
 
@@ -221,14 +222,6 @@ bool is_out_of_sight(int error) {
   return error == ENOENT || error == ENOTDIR || error == EACCES;
 }
 
-bool read_whole(int file, std::string *text) {
-  char buffer[8192];
-  ssize_t size = 0;
-  while ((size = read(file, buffer, sizeof buffer)) > 0 && text->size() <= static_cast<size_t>(file_limit))
-    text->append(buffer, static_cast<size_t>(size));
-  return size >= 0;
-}
-
 }  // namespace
 
 SettingsRead parse_settings(const std::string &text, const std::string &file) {
@@ -241,9 +234,8 @@ SettingsRead read_settings(const std::string &file, bool must_exist) {
   const host::FileDescriptor opened(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!opened || fstat(opened.get(), &found) != 0) return refused(file, std::strerror(errno));
   if (const std::string why = why_not_trusted(found); !why.empty()) return refused(file, why);
-  std::string text;
-  if (!read_whole(opened.get(), &text)) return refused(file, std::strerror(errno));
-  return parse_settings(text, file);
+  const host::Result<std::string> text = host::read_to_end(opened.get(), static_cast<size_t>(file_limit));
+  return text ? parse_settings(*text, file) : refused(file, text.error().text);
 }
 
 std::string usual_settings_file() {

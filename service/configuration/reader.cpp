@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "control/lines.h"
 #include "host/files/uri.h"
 #include "host/security/seal.h"
 #include "host/security/users.h"
@@ -48,8 +49,7 @@ class Reader {
   ConfigurationRead read(std::string_view text) {
     while (!text.empty()) {
       number_++;
-      const std::string_view line = text.substr(0, text.find('\n'));
-      text.remove_prefix(std::min(line.size() + 1, text.size()));
+      const std::string_view line = control::cut_line(&text);
       take(line);
     }
     if (job_ != nullptr) object("the text ends before the job's 'end-job'");

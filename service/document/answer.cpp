@@ -7,6 +7,7 @@
 
 #include "service/limits.h"
 #include "service/request/answer.h"
+#include "service/request/waiting_text.h"
 
 namespace service {
 namespace {
@@ -35,37 +36,31 @@ std::string indented(const Json &entry) {
 class ListText {
  public:
   ListText(const char *name, const Json &head, const char *list, NextEntry next) : next_(std::move(next)) {
-    text_ = "{\n  " + member_name((module + std::string(name)).c_str()) + "{";
+    text_.add("{\n  " + member_name((module + std::string(name)).c_str()) + "{");
     for (const auto &[key, value] : head.items())
-      text_ += "\n    " + member_name(key.c_str()) + value.dump(2) + ",";
-    text_ += "\n    " + member_name(list) + "[";
+      text_.add("\n    " + member_name(key.c_str()) + value.dump(2) + ",");
+    text_.add("\n    " + member_name(list) + "[");
   }
 
   std::optional<host::Bytes> take_piece() {
-    while (text_.size() - sent_ < log_piece_limit && !ended_)
+    while (text_.size() < log_piece_limit && !ended_)
       read_on();
-    if (sent_ == text_.size()) return std::nullopt;
-    host::Bytes piece;
-    append_text(&piece, std::string_view(text_).substr(sent_, log_piece_limit));
-    sent_ += piece.size();
-    return piece;
+    return text_.size() == 0 ? std::nullopt : std::optional(text_.take_piece());
   }
 
  private:
   void read_on() {
-    text_.erase(0, sent_);
-    sent_ = 0;
     const std::optional<Json> entry = next_();
     if (entry)
-      text_ += (entries_++ == 0 ? "" : ",") + std::string(entry_indent) + indented(*entry);
+      text_.add((entries_++ == 0 ? "" : ",") + std::string(entry_indent) + indented(*entry));
     else
-      text_ += entries_ == 0 ? "]\n  }\n}\n" : "\n    ]\n  }\n}\n";
+      text_.add(entries_ == 0 ? "]\n  }\n}\n" : "\n    ]\n  }\n}\n");
     ended_ = !entry;
   }
 
   NextEntry next_;
-  std::string text_;
-  size_t sent_ = 0, entries_ = 0;
+  WaitingText text_;
+  size_t entries_ = 0;
   bool ended_ = false;
 };
 
@@ -74,9 +69,7 @@ class ListText {
 host::Answer document(const char *name, Json content) {
   Json whole;
   whole[module + std::string(name)] = std::move(content);
-  host::Bytes reply;
-  append_text(&reply, control::json_document(whole));
-  return with_reply(std::move(reply));
+  return with_text(control::json_document(whole));
 }
 
 host::Answer list_document(const char *name, const Json &head, const char *list, NextEntry next) {

@@ -8,6 +8,7 @@
 #include <ctime>
 #include <limits>
 
+#include "control/lines.h"
 #include "control/statuses.h"
 #include "host/status.h"
 #include "host/text_field.h"
@@ -39,8 +40,7 @@ uint32_t take_name(const char (&field)[SCH_NAME_SIZE], std::string *name) {
 // Whether a line of the text would end the job's block when the configuration's text is replayed.
 bool holds_end_of_job(std::string_view text) {
   while (!text.empty()) {
-    std::string_view line = text.substr(0, text.find('\n'));
-    text.remove_prefix(std::min(line.size() + 1, text.size()));
+    const std::string_view line = control::cut_line(&text);
     const size_t first = line.find_first_not_of(" \t"), last = line.find_last_not_of(" \t\r");
     if (first != line.npos && line.substr(first, last - first + 1) == "end-job") return true;
   }

@@ -5,10 +5,10 @@
 
 #include "control/statuses.h"
 #include "service/joblog/joblog.h"
-#include "service/limits.h"
 #include "service/request/answer.h"
 #include "service/request/gone_outcomes.h"
 #include "service/request/payload.h"
+#include "service/request/waiting_text.h"
 #include "service/run/run_record.h"
 #include "service/state/schedule_state.h"
 
@@ -26,27 +26,23 @@ class RawStream {
  public:
   RawStream(LogReader reader, uint64_t run) : reader_(std::move(reader)), run_(run) { read_on(); }
 
-  bool is_empty() const { return text_.empty() && !found_; }
+  bool is_empty() const { return !found_; }
 
   std::optional<host::Bytes> next() {
-    if (sent_ == text_.size() && !read_on()) return std::nullopt;
-    host::Bytes piece;
-    append_text(&piece, std::string_view(text_).substr(sent_, log_piece_limit));
-    sent_ += piece.size();
-    return piece;
+    if (text_.size() == 0 && !read_on()) return std::nullopt;
+    return text_.take_piece();
   }
 
  private:
   // Goes to the next record that has text; false at the end. A record without output also counts as found.
   bool read_on() {
-    text_.clear();
-    sent_ = 0;
-    while (text_.empty()) {
+    while (text_.size() == 0) {
       const std::optional<LogRecord> record = reader_.next();
       if (!record) return false;
       if (run_ != 0 && record->run != run_) continue;
       found_ = true;
-      text_ = run_ != 0 ? record->output : line_before(*record) + record->output;
+      if (run_ == 0) text_.add(line_before(*record));
+      text_.add(record->output);
     }
     return true;
   }
@@ -54,8 +50,7 @@ class RawStream {
   LogReader reader_;
   const uint64_t run_;
   bool found_ = false;
-  std::string text_;
-  size_t sent_ = 0;
+  WaitingText text_;
 };
 
 }  // namespace

@@ -19,6 +19,17 @@ struct NewName {
   std::string from, to;
 };
 
+// What cannot be taken back in the status store is removed at the next start.
+template <typename Drop>
+uint32_t commit_rename(const Call &call, ConfigChange &change, Drop drop_old_statuses) {
+  const uint32_t status = change.commit();
+  if (status == 0)
+    drop_old_statuses();
+  else
+    call.context.stale_statuses = true;
+  return status;
+}
+
 // Two stores cannot be changed in one commit. So the statuses are copied to the new name first, then the configuration
 // is renamed, then the old statuses are removed. A crash in between leaves orphans, which the next start removes.
 uint32_t rename(const Call &call, sch_job_entry &slot, const NewName &names) {
@@ -28,12 +39,7 @@ uint32_t rename(const Call &call, sch_job_entry &slot, const NewName &names) {
   change.undo([&slot, &names] { rename_job(slot, names.from); });
   rename_job(slot, names.to);
   change.save(slot);
-  const uint32_t status = change.commit();
-  if (status == 0)
-    drop_old_statuses_of_job(call.context, slot, names.from);
-  else
-    call.context.stale_statuses = true;
-  return status;
+  return commit_rename(call, change, [&] { drop_old_statuses_of_job(call.context, slot, names.from); });
 }
 
 void rename_with_addresses(ConfigChange &change, const NewName &names) {
@@ -54,12 +60,7 @@ uint32_t rename(const Call &call, sch_schedule_entry &entry, const NewName &name
   rename_schedule(entry, names.to);
   change.require(sch_save_schedule_entry_to_pss(pss_running, &entry));  // keeps its edition, as the run state does
   rename_with_addresses(change, names);
-  const uint32_t status = change.commit();
-  if (status == 0)
-    drop_old_statuses_of_schedule(call.context, entry, names.from);
-  else
-    call.context.stale_statuses = true;
-  return status;
+  return commit_rename(call, change, [&] { drop_old_statuses_of_schedule(call.context, entry, names.from); });
 }
 
 uint32_t rename_job_named(const Call &call, const NewName &names) {
