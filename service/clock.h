@@ -11,6 +11,9 @@ namespace service {
 
 int64_t wall_clock_ms();
 
+// How far the wall clock is ahead of one that nobody sets, and that goes on while the machine sleeps.
+int64_t wall_clock_offset_ms();
+
 inline time_t wall_clock() {
   return static_cast<time_t>(wall_clock_ms() / 1000);
 }

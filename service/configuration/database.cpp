@@ -96,10 +96,7 @@ sch_schedule_email_entry new_addresses(const ScheduleBlock &block) {
 
 sch_schedule_rec new_record(const ScheduleBlock &block) {
   sch_schedule_rec rec = {};
-  ScheduleState state = {};
-  block.owner.name.copy(state.owner, sizeof state.owner - 1);
-  state.owner_tag = block.owner.tag;
-  std::memcpy(rec.service_tail, &state, sizeof state);
+  put_state(rec, owned_by(block.owner.name, block.owner.tag));
   creation(rec) = new_creation();
   return rec;
 }

@@ -23,13 +23,6 @@ uint32_t check_room(const Call &call, uint32_t owner) {
   return full ? control::err_too_many_own_schedules : 0;
 }
 
-ScheduleState new_state(const Owner &owner) {
-  ScheduleState state = {};
-  host::put_text(owner.name, state.owner);
-  state.owner_tag = owner_tag(owner.uid);
-  return state;
-}
-
 uint32_t save_modified(ConfigChange &change, sch_schedule_entry &entry) {
   change.save(entry);
   return change.commit();
@@ -75,7 +68,7 @@ uint32_t create_schedule(const Call &call, const ScheduleRequest &request) {
   if (const uint32_t status = check_room(call, owner_tag(owner.uid)); status != 0) return status;
 
   ConfigChange change;
-  sch_schedule_entry *entry = add_schedule(request.name, new_state(owner));
+  sch_schedule_entry *entry = add_schedule(request.name, owned_by(owner.name, owner_tag(owner.uid)));
   if (entry == nullptr) return host::err_no_memory;
   change.undo([entry] { remove_schedule(*entry); });
   creation(*entry->rec) = new_creation();

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "host/status.h"
+#include "service/clock.h"
 
 namespace service {
 namespace {
@@ -18,24 +19,13 @@ namespace {
 // For "no due time": the timer must be set all the same, as only a set timer is cancelled by a step of the clock.
 constexpr time_t far_away = std::numeric_limits<int32_t>::max() * time_t{4};
 
-int64_t in_ms(const timespec &time) {
-  return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000;
-}
-
-int64_t clock_offset_ms() {
-  timespec wall = {}, steady = {};
-  clock_gettime(CLOCK_REALTIME, &wall);
-  clock_gettime(CLOCK_BOOTTIME, &steady);
-  return in_ms(wall) - in_ms(steady);
-}
-
 }  // namespace
 
 host::Result<void> Alarm::open(Ring ring) {
   timer_ = host::FileDescriptor(timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK));
   if (!timer_) return host::Error{host::err_io, std::string("cannot make a timer: ") + std::strerror(errno)};
   ring_ = std::move(ring);
-  offset_ms_ = clock_offset_ms();
+  offset_ms_ = wall_clock_offset_ms();
   watch_ = host::Watch::readable(timer_.get(), [this] { on_readable(); });
   set_for_ = -1;
   set(0);
@@ -63,7 +53,7 @@ void Alarm::on_readable() {
 // Adjustments of the speed affect both clocks alike, so the offset between them changes by steps only.
 void Alarm::ring() {
   set_meanwhile_.stop();
-  const int64_t before = std::exchange(offset_ms_, clock_offset_ms());
+  const int64_t before = std::exchange(offset_ms_, wall_clock_offset_ms());
   set_for_ = -1;  // the timer has expired or was cancelled: the next set() must not be skipped
   ring_(static_cast<time_t>(std::llround(static_cast<double>(offset_ms_ - before) / 1000)));
 }

@@ -34,10 +34,8 @@ void take_over(sch_schedule_entry &entry, const RunState &stored) {
   entry.rec->time.last_run = stored.last_slot;
   taken_wall(*entry.rec) = stored.taken_wall;
   change_state(entry, [&](ScheduleState &state) {
-    state.next_due = stored.next_due;
-    state.last_execution = stored.last_execution;
-    state.last_completion = stored.last_completion;
-    state.execution_count = stored.execution_count;
+    armed(state, stored.next_due);
+    replace_known_runs(state, {stored.last_execution, stored.last_completion, stored.execution_count});
   });
 }
 

@@ -21,6 +21,21 @@ uint32_t any_number() {
 
 }  // namespace
 
+void put_state(sch_schedule_rec &rec, const ScheduleState &state) {
+  std::memcpy(rec.service_tail, &state, sizeof state);
+}
+
+ScheduleState owned_by(std::string_view name, uint32_t tag) {
+  ScheduleState state = {};
+  host::put_text(name, state.owner);
+  state.owner_tag = tag;
+  return state;
+}
+
+void armed(ScheduleState &state, uint32_t due) {
+  state.next_due = due;
+}
+
 void begun(ScheduleState &state, time_t now) {
   state.running_since = static_cast<uint32_t>(now);
   state.running_job = 0;
@@ -53,6 +68,12 @@ void never_started(ScheduleState &state) {
 void interrupted(ScheduleState &state, time_t now) {
   if (state.last_execution < state.running_since) started(state, state.running_since);
   finished(state, now);
+}
+
+void replace_known_runs(ScheduleState &state, const KnownRuns &runs) {
+  state.last_execution = runs.execution;
+  state.last_completion = runs.completion;
+  state.execution_count = runs.count;
 }
 
 void add_known_runs(ScheduleState &state, const KnownRuns &runs) {

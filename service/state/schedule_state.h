@@ -11,6 +11,7 @@
 #include <ctime>
 #include <iterator>
 #include <string>
+#include <string_view>
 
 #include "schedcli.h"
 
@@ -35,6 +36,11 @@ inline ScheduleState state_of(const sch_schedule_rec &rec) {
   return state;
 }
 
+void put_state(sch_schedule_rec &rec, const ScheduleState &state);
+
+ScheduleState owned_by(std::string_view name, uint32_t tag);  // of a new schedule
+void armed(ScheduleState &state, uint32_t due);               // 0: it is not due
+
 // The transitions by which runs change the state. A run is begun when its intent is stored, and finished when its last
 // outcome is stored.
 void begun(ScheduleState &state, time_t now);
@@ -50,6 +56,7 @@ struct KnownRuns {
   uint32_t execution, completion, count;
 };
 void add_known_runs(ScheduleState &state, const KnownRuns &runs);
+void replace_known_runs(ScheduleState &state, const KnownRuns &runs);
 
 inline uint32_t owner_tag(uid_t uid) {
   return uid + 1;

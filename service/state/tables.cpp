@@ -58,10 +58,6 @@ struct Tables {
 
 Tables tables;  // global like the library's lists
 
-void write_state(sch_schedule_rec &rec, const ScheduleState &state) {
-  std::memcpy(rec.service_tail, &state, sizeof state);
-}
-
 void set_name(sch_config_key &key, std::string_view name) {
   std::memset(key.name, 0, sizeof key.name);
   name.copy(key.name, sizeof key.name - 1);
@@ -191,7 +187,7 @@ sch_schedule_entry *add_schedule(std::string_view name, const ScheduleState &sta
   if (!key || !rec) return nullptr;
   host::put_text(name, key->name);
   rec->service_head[0] = tables.next_number;
-  write_state(*rec, state);
+  put_state(*rec, state);
   reserve_for_schedule(state.owner_tag);
   GList *element = nullptr;
   sch_schedule_entry *entry = append(std::move(key), std::move(rec), &element);
@@ -218,13 +214,13 @@ void set_state(sch_schedule_entry &entry, const ScheduleState &state) {
   const bool other_owner = state.owner_tag != owner_of(entry);
   if (other_owner) tables.owners.try_emplace(state.owner_tag);
   if (other_owner) leave_owner(entry);
-  write_state(*entry.rec, state);
+  put_state(*entry.rec, state);
   if (other_owner) enter_owner(entry);
   tables.due.update(entry);
 }
 
 void set_next_due(sch_schedule_entry &entry, uint32_t due) {
-  change_state(entry, [due](ScheduleState &state) { state.next_due = due; });
+  change_state(entry, [due](ScheduleState &state) { armed(state, due); });
 }
 
 void set_record(sch_schedule_entry &entry, const sch_schedule_rec &rec) {
