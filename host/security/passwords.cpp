@@ -15,8 +15,6 @@ namespace host {
 
 namespace {
 
-constexpr std::size_t file_limit = 4 * 1024 * 1024;  // 25,000 users; a larger file is not ours
-
 bool take_line(const std::string &line, SealedPasswords *passwords) {
   const std::size_t blank = line.find(' ');
   if (blank == std::string::npos || line.size() != blank + 1 + sealed_length) return false;
@@ -39,7 +37,7 @@ std::string passwords_path() {
 }
 
 Result<SealedPasswords> read_passwords() {
-  const Result<std::optional<std::string>> content = read_private_file(passwords_path(), file_limit);
+  const Result<std::optional<std::string>> content = read_private_file(passwords_path(), passwords_limit);
   if (!content) return content.error();
   SealedPasswords passwords;
   if (!*content || parse(**content, &passwords)) return passwords;
@@ -50,7 +48,7 @@ Result<void> write_passwords(const SealedPasswords &passwords) {
   std::string content;
   for (const auto &[name, sealed] : passwords)
     content.append(name).append(" ").append(sealed).append("\n");
-  if (content.size() > file_limit) return error_of(err_too_large);
+  if (content.size() > passwords_limit) return error_of(err_too_large);
   return write_whole_file(passwords_path(), content);
 }
 

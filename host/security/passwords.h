@@ -2,12 +2,15 @@
 // The file of the sealed scheduler passwords: a line for each user, name and sealed text.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 
 #include "host/result.h"
 
 namespace host {
+
+inline constexpr std::size_t passwords_limit = 4 * 1024 * 1024;  // bytes; 25,000 users, a larger file is not ours
 
 using SealedPasswords = std::map<std::string, std::string>;
 

@@ -18,7 +18,6 @@ namespace service {
 namespace {
 
 constexpr std::string_view noted_end = ".passwords";
-constexpr size_t noted_limit = 4 * 1024 * 1024;  // the same as of the file of passwords
 
 std::string path_of(uint32_t number) {
   return configuration_file(number, noted_end);
@@ -26,7 +25,7 @@ std::string path_of(uint32_t number) {
 
 std::vector<PasswordLine> read_noted(uint32_t number) {
   std::vector<PasswordLine> wanted;
-  const host::Result<std::optional<std::string>> text = host::read_private_file(path_of(number), noted_limit);
+  const host::Result<std::optional<std::string>> text = host::read_private_file(path_of(number), host::passwords_limit);
   if (!text || !*text) return wanted;
   std::istringstream lines(**text);
   for (PasswordLine line; lines >> line.user >> line.sealed;)

@@ -13,7 +13,7 @@ namespace service {
 namespace {
 
 constexpr uint32_t version = 1;
-constexpr size_t record_limit = 1024;  // the store's own limit for values
+constexpr size_t record_limit = SCH_FRAGMENT_SIZE;  // of a value in the library's stores
 
 struct Stored {
   uint64_t run, sequence;

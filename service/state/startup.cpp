@@ -35,8 +35,13 @@ host::Error failed(const char *what) {
   return {control::err_not_stored, std::string(what) + ": " + host::store_last_error()};
 }
 
+// With the limits that the library's own start gives to its stores.
+int create_store(const char *uri) {
+  return sch_pss_create(uri, 1024, SCH_FRAGMENT_SIZE, sizeof(sch_config_key));
+}
+
 host::Result<void> open_debug_store() {
-  if (sch_pss_create(sch_debug_pss_running_uri, 1024, 1024, 40) != 0) return failed("debug store");
+  if (create_store(sch_debug_pss_running_uri) != 0) return failed("debug store");
   uint32_t status = 0;
   debug_pss_running = pss_open(sch_debug_pss_running_uri, &status);
   if (status != 0) return failed("debug store");
@@ -150,7 +155,7 @@ class OneCommit {
   explicit OneCommit(const char *uri) {
     if (sysmgr_is_stateless_restart() == 0) return;
     uint32_t error = 0;
-    (void)sch_pss_create(uri, 1024, SCH_FRAGMENT_SIZE, sizeof(sch_config_key));
+    (void)create_store(uri);
     store_ = pss_open(uri, &error);
     open_ = error == 0 && host::store_begin(store_).ok();
   }
