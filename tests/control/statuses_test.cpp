@@ -3,11 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cctype>
-#include <set>
 #include <string>
 
 #include "platform/errors.h"
+#include "tests/error_texts.h"
 
 namespace {
 
@@ -46,20 +45,11 @@ class Statuses : public testing::Test {
 };
 
 TEST_F(Statuses, have_a_text_of_their_own_each) {
-  std::set<std::string> seen;
-  for (const uint32_t code : codes) {
-    const std::string text = syserr2str(code);
-    EXPECT_NE(text.rfind("unknown", 0), 0u) << std::hex << code;
-    EXPECT_TRUE(seen.insert(text).second) << std::hex << code << " has the text of another: " << text;
-  }
+  ::error_texts::expect_a_text_of_its_own_each(codes);
 }
 
 TEST_F(Statuses, have_texts_that_begin_in_lower_case_and_end_without_a_full_stop) {
-  for (const uint32_t code : codes) {
-    const std::string text = syserr2str(code);
-    EXPECT_FALSE(std::isupper(static_cast<unsigned char>(text.front()))) << text;
-    EXPECT_TRUE(std::isalnum(static_cast<unsigned char>(text.back())) || text.back() == '\'') << text;
-  }
+  ::error_texts::expect_lower_case_and_no_full_stop(codes);
 }
 
 TEST_F(Statuses, name_the_limit_in_use) {

@@ -3,13 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cctype>
-#include <set>
-#include <string>
-
 #include "host/errors.h"
 #include "host/status.h"
 #include "schedcli.h"
+#include "tests/error_texts.h"
 
 namespace {
 
@@ -57,20 +54,11 @@ constexpr uint32_t codes[] = {
 };
 
 TEST(error_texts, each_code_has_a_text_of_its_own) {
-  std::set<std::string> seen;
-  for (const uint32_t code : codes) {
-    const std::string text = syserr2str(code);
-    EXPECT_NE(text.rfind("unknown", 0), 0u) << std::hex << code;
-    EXPECT_TRUE(seen.insert(text).second) << std::hex << code << " has the text of another: " << text;
-  }
+  ::error_texts::expect_a_text_of_its_own_each(codes);
 }
 
 TEST(error_texts, begin_in_lower_case_and_end_without_a_full_stop) {
-  for (const uint32_t code : codes) {
-    const std::string text = syserr2str(code);
-    EXPECT_FALSE(std::isupper(static_cast<unsigned char>(text.front()))) << text;
-    EXPECT_TRUE(std::isalnum(static_cast<unsigned char>(text.back())) || text.back() == '\'') << text;
-  }
+  ::error_texts::expect_lower_case_and_no_full_stop(codes);
 }
 
 TEST(error_texts, both_codes_of_a_time_format_have_one_text) {

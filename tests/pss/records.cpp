@@ -6,7 +6,7 @@
 namespace pss_test {
 namespace {
 
-// From the tracker, as everything that the library frees.
+// Allocated by the memory tracker, by which the library frees it.
 template <class Record>
 Record *make() {
   return static_cast<Record *>(sch_malloc_check(sizeof(Record), 99, 0, "test"));

@@ -41,4 +41,14 @@ sch_schedule_email_entry email_entry(const std::string &schedule, const std::vec
 void set_text(char *field, size_t size, const std::string &text);  // NUL-padded, unterminated when it fills the field
 std::string job_text(size_t length);                               // lines that differ from each other
 
+// With an open store.
+class OpenStoreTest : public platform_test::PlatformTest {
+ protected:
+  pss_handle store = 0;
+  void SetUp() override {
+    PlatformTest::SetUp();
+    store = open_store();
+  }
+};
+
 }  // namespace pss_test

@@ -11,14 +11,8 @@ using testing::ElementsAre;
 
 namespace {
 
-class RestoreOrderTest : public platform_test::PlatformTest {
+class RestoreOrderTest : public OpenStoreTest {
  protected:
-  pss_handle store = 0;
-  void SetUp() override {
-    PlatformTest::SetUp();
-    store = open_store();
-  }
-
   // A record whose key the walk gives at this place.
   void give(const std::string &key, const std::string &value) { fake.walk.emplace_back(unhex(key), unhex(value)); }
   static std::string header(int slot, size_t length) {

@@ -13,13 +13,8 @@ namespace {
 
 constexpr const char *full_name = "abcdefghijklmnopqrstuvwxyz012345";
 
-class RestoreTest : public platform_test::PlatformTest {
+class RestoreTest : public OpenStoreTest {
  protected:
-  pss_handle store = 0;
-  void SetUp() override {
-    PlatformTest::SetUp();
-    store = open_store();
-  }
   void restore() {
     fake.history.clear();
     fake.calls.clear();

@@ -20,14 +20,7 @@ sch_runtime_job_status status(const std::string &schedule) {
   return entry;
 }
 
-class RuntimeStatusTest : public platform_test::PlatformTest {
- protected:
-  pss_handle store = 0;
-  void SetUp() override {
-    PlatformTest::SetUp();
-    store = open_store();
-  }
-};
+using RuntimeStatusTest = OpenStoreTest;
 
 TEST_F(RuntimeStatusTest, bytes_behind_the_schedule_name_do_not_reach_the_key) {
   auto entry = status("nightly");

@@ -11,13 +11,8 @@ namespace {
 
 constexpr const char *broken_parts = "Syserr - type:1 facility:576 number:9";
 
-class SaveJobTest : public platform_test::PlatformTest {
+class SaveJobTest : public OpenStoreTest {
  protected:
-  pss_handle store = 0;
-  void SetUp() override {
-    PlatformTest::SetUp();
-    store = open_store();
-  }
   sch_job_entry *job(const std::string &text) { return add_job(sch_running_config, 7, "job", text); }
   size_t stored_size(uint32_t fragment) {
     const auto &records = fake.stores["test"].records;

@@ -37,11 +37,7 @@ struct Arming : ::testing::Test {
     return next == 0 ? "none" : shown(next, service::service_zone());
   }
 
-  void pass_to(const std::string &now) {
-    set_clock(read(now));
-    world.parts->scheduler.check();
-    world.run_to_the_end();
-  }
+  void pass_to(const std::string &now) { due_now(world, read(now)); }
 };
 
 TEST_F(Arming, a_time_that_comes_twice_is_taken_once) {

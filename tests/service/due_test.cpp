@@ -22,18 +22,8 @@ using ::testing::SizeIs;
 
 constexpr time_t minute = 60, hour = 3600, day = 86400;
 
-service::ScheduleState state(const std::string &name) {
-  return service::state_of(*service::find_schedule(name)->rec);
-}
-
 uint32_t code(service::Reason reason) {
   return service::exit_code(reason);
-}
-
-void pass_to(World &world, time_t now) {
-  set_clock(now);
-  world.parts->scheduler.check();
-  world.run_to_the_end();
 }
 
 struct Scheduled : ::testing::Test {
@@ -47,42 +37,42 @@ struct Scheduled : ::testing::Test {
 
 TEST_F(Scheduled, daily_runs_at_its_second_and_is_due_a_day_later) {
   configure(daily(12, 30));
-  pass_to(world, noon + 30 * minute - 1);
+  due_now(world, noon + 30 * minute - 1);
   EXPECT_THAT(log_of(world), SizeIs(0));
-  pass_to(world, noon + 30 * minute);
+  due_now(world, noon + 30 * minute);
   EXPECT_THAT(log_of(world), ElementsAre(Logged{"job", "s", "root", "ran\n", 0, noon + 30 * minute}));
-  EXPECT_EQ(state("s").next_due, noon + 30 * minute + day);
-  EXPECT_EQ(state("s").execution_count, 1u);
-  EXPECT_EQ(state("s").last_execution, noon + 30 * minute);
-  EXPECT_EQ(state("s").last_completion, noon + 30 * minute);
-  EXPECT_EQ(state("s").running_since, 0u);
-  pass_to(world, noon + 30 * minute);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 30 * minute + day);
+  EXPECT_EQ(state_of_schedule("s").execution_count, 1u);
+  EXPECT_EQ(state_of_schedule("s").last_execution, noon + 30 * minute);
+  EXPECT_EQ(state_of_schedule("s").last_completion, noon + 30 * minute);
+  EXPECT_EQ(state_of_schedule("s").running_since, 0u);
+  due_now(world, noon + 30 * minute);
   EXPECT_THAT(log_of(world), SizeIs(1));
 }
 
 TEST_F(Scheduled, once_runs_once) {
   configure(once(12, 30));
-  pass_to(world, noon + 30 * minute);
-  EXPECT_EQ(state("s").next_due, 0u);
-  pass_to(world, noon + 365 * day);
+  due_now(world, noon + 30 * minute);
+  EXPECT_EQ(state_of_schedule("s").next_due, 0u);
+  due_now(world, noon + 365 * day);
   world.restart();
   EXPECT_THAT(log_of(world), SizeIs(1));
 }
 
 TEST_F(Scheduled, periodic_runs_at_its_start_and_stays_on_its_slots_when_it_is_late) {
   configure(every(10, noon + 5 * minute));
-  EXPECT_EQ(state("s").next_due, noon + 5 * minute);
-  pass_to(world, noon + 5 * minute);
-  EXPECT_EQ(state("s").next_due, noon + 15 * minute);
-  pass_to(world, noon + 15 * minute + 40);  // late, but not too late
-  EXPECT_EQ(state("s").next_due, noon + 25 * minute);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 5 * minute);
+  due_now(world, noon + 5 * minute);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 15 * minute);
+  due_now(world, noon + 15 * minute + 40);  // late, but not too late
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 25 * minute);
   EXPECT_EQ(service::find_schedule("s")->rec->time.last_run, noon + 15 * minute);
   EXPECT_THAT(log_of(world), SizeIs(2));
 }
 
 TEST_F(Scheduled, periodic_that_missed_many_slots_tells_once_and_goes_on_with_the_next) {
   configure(every(10, noon + 5 * minute));
-  pass_to(world, noon + 5 * minute);
+  due_now(world, noon + 5 * minute);
   set_clock(noon + 3 * hour);
   world.restart();
   const std::vector<Logged> log = log_of(world);
@@ -92,7 +82,7 @@ TEST_F(Scheduled, periodic_that_missed_many_slots_tells_once_and_goes_on_with_th
       log[1].output,
       "[missed: 17 due times, the first at Sat Nov 21 12:15:00 2026, the last at Sat Nov 21 14:55:00 2026, found at "
       "Sat Nov 21 15:00:00 2026; next at Sat Nov 21 15:05:00 2026]\n");
-  EXPECT_EQ(state("s").next_due, noon + 3 * hour + 5 * minute);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 3 * hour + 5 * minute);
 }
 
 TEST_F(Scheduled, once_that_was_missed_is_told_once_and_never_runs) {
@@ -100,33 +90,33 @@ TEST_F(Scheduled, once_that_was_missed_is_told_once_and_never_runs) {
   set_clock(noon + hour);
   world.restart();
   world.restart();
-  pass_to(world, noon + 2 * hour);
+  due_now(world, noon + 2 * hour);
   const std::vector<Logged> log = log_of(world);
   ASSERT_THAT(log, SizeIs(1));
   EXPECT_EQ(log[0].job, "-");
   EXPECT_EQ(log[0].schedule, "s");
   EXPECT_EQ(log[0].exit_code, code(service::Reason::missed));
   EXPECT_THAT(log[0].output, HasSubstr("it does not run again"));
-  EXPECT_EQ(state("s").execution_count, 0u);
+  EXPECT_EQ(state_of_schedule("s").execution_count, 0u);
 }
 
 TEST_F(Scheduled, a_start_before_the_due_time_misses_nothing) {
   configure(daily(12, 30));
   set_clock(noon + 30 * minute - 1);
   world.restart();
-  EXPECT_EQ(state("s").next_due, noon + 30 * minute);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 30 * minute);
   EXPECT_THAT(log_of(world), SizeIs(0));
 }
 
 TEST_F(Scheduled, noticed_at_the_limit_it_still_runs_and_a_second_later_it_is_missed) {
   configure(daily(12, 30));
-  pass_to(world, noon + 30 * minute + service::late_limit_s);
-  pass_to(world, noon + day + 30 * minute + service::late_limit_s + 1);
+  due_now(world, noon + 30 * minute + service::late_limit_s);
+  due_now(world, noon + day + 30 * minute + service::late_limit_s + 1);
   const std::vector<Logged> log = log_of(world);
   ASSERT_THAT(log, SizeIs(2));
   EXPECT_EQ(log[0].exit_code, 0u);
   EXPECT_EQ(log[1].exit_code, code(service::Reason::missed));
-  EXPECT_EQ(state("s").next_due, noon + 2 * day + 30 * minute);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 2 * day + 30 * minute);
 }
 
 TEST_F(Scheduled, due_while_the_run_before_is_under_way_it_is_skipped) {
@@ -143,19 +133,19 @@ TEST_F(Scheduled, due_while_the_run_before_is_under_way_it_is_skipped) {
   EXPECT_EQ(log[0].job, "-");
   EXPECT_THAT(log[0].output, HasSubstr("due at Sat Nov 21 12:02:00 2026"));
   EXPECT_EQ(log[1].job, "slow");
-  EXPECT_EQ(state("s").execution_count, 1u);
-  EXPECT_EQ(state("s").next_due, noon + 3 * minute);
+  EXPECT_EQ(state_of_schedule("s").execution_count, 1u);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 3 * minute);
 }
 
 TEST_F(Scheduled, due_without_jobs_it_says_so_and_counts_no_execution) {
   ASSERT_EQ(create_schedule(world, "s", {}, daily(12, 30)), 0u);
-  pass_to(world, noon + 30 * minute);
+  due_now(world, noon + 30 * minute);
   const std::vector<Logged> log = log_of(world);
   ASSERT_THAT(log, SizeIs(1));
   EXPECT_EQ(log[0].exit_code, code(service::Reason::no_jobs));
-  EXPECT_EQ(state("s").execution_count, 0u);
-  EXPECT_EQ(state("s").last_completion, 0u);
-  EXPECT_EQ(state("s").next_due, noon + day + 30 * minute);
+  EXPECT_EQ(state_of_schedule("s").execution_count, 0u);
+  EXPECT_EQ(state_of_schedule("s").last_completion, 0u);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + day + 30 * minute);
 }
 
 Logged interrupted(const std::string &job, time_t begun, const std::string &begun_text) {
@@ -189,10 +179,10 @@ TEST_F(Scheduled, a_crash_leaves_one_outcome_for_each_job_of_the_run_and_none_is
                                          interrupted("third", due, "Sat Nov 21 12:30:00 2026")));
   EXPECT_EQ(service::find_status(sch_job_list[0], "s")->words[0], 0u);
   EXPECT_EQ(service::find_status(sch_job_list[1], "s")->words[0], service::exit_status(service::Reason::interrupted));
-  EXPECT_EQ(state("s").running_since, 0u);
-  EXPECT_EQ(state("s").last_execution, static_cast<uint32_t>(due));
-  EXPECT_EQ(state("s").execution_count, 1u);
-  EXPECT_EQ(state("s").next_due, due + day);
+  EXPECT_EQ(state_of_schedule("s").running_since, 0u);
+  EXPECT_EQ(state_of_schedule("s").last_execution, static_cast<uint32_t>(due));
+  EXPECT_EQ(state_of_schedule("s").execution_count, 1u);
+  EXPECT_EQ(state_of_schedule("s").next_due, due + day);
   world.restart();
   world.run_to_the_end();
   EXPECT_THAT(log_of(world), SizeIs(3));
@@ -203,7 +193,7 @@ TEST_F(Scheduled, a_run_that_a_crash_of_the_version_before_interrupted_is_told_o
   configure(daily(12, 30));
   ASSERT_EQ(create_job(world, "second", "echo ran\n"), 0u);
   sch_schedule_entry *entry = service::find_schedule("s");
-  service::ScheduleState running = state("s");
+  service::ScheduleState running = state_of_schedule("s");
   running.running_since = static_cast<uint32_t>(noon);
   running.running_job = 1 + 1;
   running.execution_count = 7;
@@ -214,73 +204,73 @@ TEST_F(Scheduled, a_run_that_a_crash_of_the_version_before_interrupted_is_told_o
   world.restart();
   EXPECT_THAT(log_of(world), ElementsAre(interrupted("second", noon, "Sat Nov 21 12:00:00 2026")));
   EXPECT_EQ(service::find_status(sch_job_list[1], "s")->words[0], service::exit_status(service::Reason::interrupted));
-  EXPECT_EQ(state("s").running_since, 0u);
-  EXPECT_EQ(state("s").next_due, noon + 30 * minute);
+  EXPECT_EQ(state_of_schedule("s").running_since, 0u);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 30 * minute);
   world.restart();
   EXPECT_THAT(log_of(world), SizeIs(1));
-  EXPECT_GE(state("s").execution_count, 7u);
+  EXPECT_GE(state_of_schedule("s").execution_count, 7u);
 }
 
 TEST_F(Scheduled, a_disabled_feature_runs_nothing_and_makes_up_for_nothing) {
   configure(daily(12, 30));
   const service::Call call = {world.parts->context, root()};
   ASSERT_EQ(service::control(call, control::Operation::disable_feature, {}).status, 0u);
-  pass_to(world, noon + hour);
+  due_now(world, noon + hour);
   world.restart();
   const service::Call later = {world.parts->context, root()};
   ASSERT_EQ(service::control(later, control::Operation::enable_feature, {}).status, 0u);
   world.parts->scheduler.check();
   EXPECT_THAT(log_of(world), SizeIs(0));
-  EXPECT_EQ(state("s").next_due, noon + day + 30 * minute);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + day + 30 * minute);
 }
 
 TEST_F(Scheduled, a_clock_set_back_a_little_repeats_no_run) {
   configure(daily(12, 30));
-  pass_to(world, noon + 30 * minute);
+  due_now(world, noon + 30 * minute);
   set_clock(noon + 29 * minute);
   world.parts->scheduler.clock_set(-minute);
-  EXPECT_EQ(state("s").next_due, noon + day + 30 * minute);
-  pass_to(world, noon + 30 * minute);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + day + 30 * minute);
+  due_now(world, noon + 30 * minute);
   EXPECT_THAT(log_of(world), SizeIs(1));
 }
 
 TEST_F(Scheduled, a_clock_that_had_been_wrong_by_hours_computes_every_schedule_anew) {
   configure(daily(12, 30));
   ASSERT_EQ(create_schedule(world, "p", {"job"}, every(10, noon + 5 * minute)), 0u);
-  pass_to(world, noon + 30 * minute);
+  due_now(world, noon + 30 * minute);
   set_clock(noon - 30 * day);
   world.parts->scheduler.clock_set(-30 * day);
-  EXPECT_EQ(state("s").next_due, noon - 30 * day + 30 * minute);
-  EXPECT_EQ(state("p").next_due, noon - 30 * day + 5 * minute);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon - 30 * day + 30 * minute);
+  EXPECT_EQ(state_of_schedule("p").next_due, noon - 30 * day + 5 * minute);
 }
 
 TEST_F(Scheduled, after_a_clock_that_had_been_wrong_by_a_year_what_repeats_goes_on_at_once) {
   ASSERT_EQ(create_job(world, "job", "echo ran\n"), 0u);
   ASSERT_EQ(create_schedule(world, "p", {"job"}, every(1, noon)), 0u);
   ASSERT_EQ(create_schedule(world, "not-begun", {"job"}, every(1, noon + hour)), 0u);
-  pass_to(world, noon);
-  pass_to(world, noon + minute);
+  due_now(world, noon);
+  due_now(world, noon + minute);
   const time_t right = noon - 365 * day + 7;
   set_clock(right);
   world.restart();  // the clock was set while the service was down
-  EXPECT_EQ(state("p").next_due, noon - 365 * day + minute);
-  EXPECT_EQ(state("not-begun").next_due, noon + hour);  // its start is what the operator typed
+  EXPECT_EQ(state_of_schedule("p").next_due, noon - 365 * day + minute);
+  EXPECT_EQ(state_of_schedule("not-begun").next_due, noon + hour);  // its start is what the operator typed
   for (int i = 1; i <= 3; i++)
-    pass_to(world, noon - 365 * day + i * minute);
+    due_now(world, noon - 365 * day + i * minute);
   EXPECT_THAT(log_of(world), SizeIs(5));
   world.restart();
-  EXPECT_EQ(state("p").next_due, noon - 365 * day + 4 * minute);
+  EXPECT_EQ(state_of_schedule("p").next_due, noon - 365 * day + 4 * minute);
 }
 
 TEST_F(Scheduled, what_repeats_goes_on_within_two_periods_when_the_clock_is_set_back_to_the_epoch) {
   ASSERT_EQ(create_job(world, "job", "echo ran\n"), 0u);
   ASSERT_EQ(create_schedule(world, "p", {"job"}, every(60, noon)), 0u);
-  pass_to(world, noon);
+  due_now(world, noon);
   constexpr time_t epoch = 10;
   set_clock(epoch);
   world.parts->scheduler.clock_set(epoch - noon);
-  EXPECT_GT(state("p").next_due, epoch);
-  EXPECT_LE(state("p").next_due, epoch + 2 * hour);
+  EXPECT_GT(state_of_schedule("p").next_due, epoch);
+  EXPECT_LE(state_of_schedule("p").next_due, epoch + 2 * hour);
 }
 
 TEST_F(Scheduled, a_clock_set_forward_over_a_due_time_misses_it) {

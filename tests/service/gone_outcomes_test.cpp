@@ -18,13 +18,7 @@ class GoneOutcomes : public testing::Test {
     EXPECT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_RESIZE_LOG, log_payload("", "", smallest_log)).status, 0u);
     EXPECT_EQ(create_job(world, "quiet", "echo kept\n"), 0u);
     EXPECT_EQ(create_schedule(world, "once-a-day", {"quiet"}, daily(12, 30)), 0u);
-    pass_to(noon + 1800);
-  }
-
-  void pass_to(time_t now) {
-    set_clock(now);
-    world.parts->scheduler.check();
-    world.settle();
+    pass_to(world, noon + 1800);
   }
 
   // Records that fill the log, of somebody else.
@@ -54,7 +48,7 @@ TEST_F(GoneOutcomes, record_that_was_overwritten_is_shown_without_its_output) {
 
 TEST_F(GoneOutcomes, stand_before_newer_records_in_order) {
   make_noise();
-  pass_to(noon + 1800 + day);
+  pass_to(world, noon + 1800 + day);
   const std::vector<Logged> log = own();
   ASSERT_EQ(log.size(), 2u);
   EXPECT_NE(log[0].output, "kept\n");
@@ -73,7 +67,7 @@ TEST_F(GoneOutcomes, are_not_shown_once_the_log_was_cleared_and_stay_in_the_hist
   EXPECT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_CLEAR_LOG, log_payload("", "", 0)).status, 0u);
   EXPECT_TRUE(own().empty());
   EXPECT_EQ(service::read_history(*service::find_schedule("once-a-day")).size(), 1u);
-  pass_to(noon + 1800 + day);
+  pass_to(world, noon + 1800 + day);
   make_noise();
   EXPECT_EQ(own().size(), 1u);
 }

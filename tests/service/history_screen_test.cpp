@@ -24,11 +24,7 @@ constexpr control::HistoryQuery failed_alone = {0, 0, 1};
 struct HistoryScreen : ::testing::Test {
   World world;
 
-  HistoryScreen() {
-    EXPECT_EQ(create_job(world, "good", "echo fine\n"), 0u);
-    EXPECT_EQ(create_job(world, "bad", "exit 3\n"), 0u);
-    EXPECT_EQ(create_job(world, "own", "echo mine\n", nobody()), 0u);
-  }
+  HistoryScreen() { create_good_bad_and_own_job(world); }
 };
 
 TEST_F(HistoryScreen, has_a_line_for_each_run_the_newest_first) {

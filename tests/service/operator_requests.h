@@ -2,6 +2,8 @@
 // The host's own requests about runs, as a shell sends them.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <string>
 
@@ -30,6 +32,12 @@ inline std::string text_of(const host::Answer &answer) {
   return {reinterpret_cast<const char *>(answer.reply->data()), answer.reply->size()};
 }
 
+inline void create_good_bad_and_own_job(World &world) {  // root's two, and one of nobody's
+  EXPECT_EQ(create_job(world, "good", "echo fine\n"), 0u);
+  EXPECT_EQ(create_job(world, "bad", "exit 3\n"), 0u);
+  EXPECT_EQ(create_job(world, "own", "echo mine\n", nobody()), 0u);
+}
+
 inline std::string history(World &world, const control::HistoryQuery &asked = {}, std::string_view schedule = {},
                            const host::Caller &caller = root()) {
   return text_of(ask(world, control::Operation::show_history, query(asked, schedule), caller));
@@ -38,12 +46,6 @@ inline std::string history(World &world, const control::HistoryQuery &asked = {}
 inline std::string upcoming(World &world, std::string_view schedule = {}, uint32_t count = 0,
                             const host::Caller &caller = root()) {
   return text_of(ask(world, control::Operation::show_upcoming, query(control::UpcomingQuery{count}, schedule), caller));
-}
-
-inline void pass_to(World &world, time_t now) {
-  set_clock(now);
-  world.parts->scheduler.check();
-  world.settle();
 }
 
 }  // namespace service_test

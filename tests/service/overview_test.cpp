@@ -20,11 +20,7 @@ constexpr time_t minute = 60;
 struct Overview : ::testing::Test {
   World world;
 
-  Overview() {
-    EXPECT_EQ(create_job(world, "good", "echo fine\n"), 0u);
-    EXPECT_EQ(create_job(world, "bad", "exit 3\n"), 0u);
-    EXPECT_EQ(create_job(world, "own", "echo mine\n", nobody()), 0u);
-  }
+  Overview() { create_good_bad_and_own_job(world); }
 
   std::string overview(const host::Caller &caller = root()) {
     return text_of(ask(world, control::Operation::overview, {}, caller));

@@ -33,16 +33,6 @@ std::vector<HistoryRun> history(const std::string &schedule) {
   return service::read_history(*service::find_schedule(schedule));
 }
 
-service::ScheduleState state(const std::string &name) {
-  return service::state_of(*service::find_schedule(name)->rec);
-}
-
-void pass_to(World &world, time_t now) {
-  set_clock(now);
-  world.parts->scheduler.check();
-  world.settle();
-}
-
 struct Recorded : ::testing::Test {
   World world;
 
@@ -131,8 +121,8 @@ TEST_F(Recorded, a_run_of_which_the_history_has_lost_the_beginning_is_not_shown_
   }
 }
 
-// A due time that comes during a run has a higher number and is told first, so that in a page the run's second outcome
-// may follow it while the first one's page is gone.
+// A due time that is skipped during a run is stored between the run's outcomes: so a page of the history may begin with
+// it, while the run's first outcome was in the page that is gone.
 TEST_F(Recorded, a_run_whose_beginning_is_lost_is_not_shown_behind_a_due_time_that_was_skipped_meanwhile) {
   ASSERT_EQ(create_job(world, "fails", "exit 3\n"), 0u);
   ASSERT_EQ(create_job(world, "waits", "while [ -e " + world.directory.path() + "/wait ]; do sleep 0.002; done\n"), 0u);
@@ -157,7 +147,7 @@ TEST_F(Recorded, a_run_whose_beginning_is_lost_is_not_shown_behind_a_due_time_th
   EXPECT_THAT(history("s"), SizeIs(service::history_runs));
 }
 
-// None ever was before the first page.
+// No page is gone here: what stands in the first one behind a skipped due time is whole.
 TEST_F(Recorded, the_first_run_of_all_is_shown_behind_a_due_time_that_was_skipped_meanwhile) {
   ASSERT_EQ(create_job(world, "waits", "while [ -e " + world.directory.path() + "/wait ]; do sleep 0.002; done\n"), 0u);
   configure("s", {"waits"}, every(1, noon + minute));
@@ -193,7 +183,7 @@ TEST_F(Recorded, numbers_of_runs_are_never_given_twice_and_a_namesake_inherits_n
   ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_DELETE_SCHEDULE, schedule_payload("s")).status, 0u);
   configure("s", {"job"}, daily(12, 30));
   EXPECT_THAT(history("s"), SizeIs(0));
-  EXPECT_EQ(state("s").execution_count, 0u);
+  EXPECT_EQ(state_of_schedule("s").execution_count, 0u);
   world.restart();
   EXPECT_THAT(history("s"), SizeIs(0));
   pass_to(world, due + day);
@@ -209,11 +199,11 @@ TEST_F(Recorded, a_schedule_that_a_boot_brings_back_inherits_nothing_of_its_name
   ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_DELETE_SCHEDULE, schedule_payload("s")).status, 0u);
   configure("s", {"job"}, daily(12, 30));
   pass_to(world, due);
-  ASSERT_EQ(state("s").execution_count, 1u);
+  ASSERT_EQ(state_of_schedule("s").execution_count, 1u);
   set_clock(due - minute);
   world.boot();
-  EXPECT_EQ(state("s").execution_count, 0u);
-  EXPECT_EQ(state("s").next_due, due);
+  EXPECT_EQ(state_of_schedule("s").execution_count, 0u);
+  EXPECT_EQ(state_of_schedule("s").next_due, due);
   EXPECT_THAT(history("s"), SizeIs(0));
 }
 
@@ -222,12 +212,12 @@ TEST_F(Recorded, a_schedule_configured_after_its_last_run_is_found_as_it_was_con
   pass_to(world, due);
   ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_MODIFY_SCHEDULE, time_payload("s", daily(13, 0))).status, 0u);
   world.restart();
-  EXPECT_EQ(state("s").next_due, noon + 60 * minute);
-  EXPECT_EQ(state("s").execution_count, 1u);
-  EXPECT_EQ(state("s").last_execution, due);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 60 * minute);
+  EXPECT_EQ(state_of_schedule("s").execution_count, 1u);
+  EXPECT_EQ(state_of_schedule("s").last_execution, due);
   pass_to(world, noon + 60 * minute);
   world.restart();
-  EXPECT_EQ(state("s").next_due, noon + 60 * minute + day);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 60 * minute + day);
 }
 
 TEST_F(Recorded, a_schedule_deleted_while_it_waits_for_its_turn_leaves_its_outcome_in_the_log) {
@@ -265,8 +255,8 @@ TEST_F(Recorded, a_refusal_of_any_store_call_of_a_run_is_made_up_for) {
       EXPECT_EQ(outcome.due, now) << nth;
       EXPECT_EQ(outcome.reason, Reason::ended) << nth;
     }
-    ASSERT_EQ(state("s").execution_count, nth);
-    ASSERT_EQ(state("s").running_since, 0u);
+    ASSERT_EQ(state_of_schedule("s").execution_count, nth);
+    ASSERT_EQ(state_of_schedule("s").running_since, 0u);
     if (!failed) break;
   }
   EXPECT_GT(nth, 8);
@@ -280,7 +270,7 @@ TEST_F(Recorded, what_cannot_be_stored_does_not_run_and_is_missed_when_it_has_be
   world.parts->scheduler.check();
   ASSERT_TRUE(store_call_failed());
   EXPECT_EQ(world.parts->runner.under_way(), 0u);
-  EXPECT_EQ(state("s").next_due, due);
+  EXPECT_EQ(state_of_schedule("s").next_due, due);
   EXPECT_THAT(log_of(world), SizeIs(0));
   pass_to(world, due + service::late_limit_s + 1);
   const std::vector<Logged> log = log_of(world);
@@ -288,7 +278,7 @@ TEST_F(Recorded, what_cannot_be_stored_does_not_run_and_is_missed_when_it_has_be
   EXPECT_EQ(log[0].exit_code, service::exit_code(Reason::missed));
 }
 
-// What a process does in the directory; true: it ended by itself, and so did its checks.
+// Runs `act` and its checks in a process of their own. False: it was killed.
 bool in_another_process(const std::function<void()> &act) {
   const pid_t child = fork();
   if (child == 0) {
@@ -368,19 +358,19 @@ TEST_F(Recorded, a_run_that_somebody_asks_for_leaves_the_due_times_as_they_are) 
   EXPECT_EQ(runs[0].number, *number);
   EXPECT_EQ(runs[0].outcomes[0].due, 0u);
   EXPECT_EQ(runs[0].outcomes[0].asked_by, "root");
-  EXPECT_EQ(state("s").next_due, due);
+  EXPECT_EQ(state_of_schedule("s").next_due, due);
 }
 
 TEST_F(Recorded, a_run_interrupted_in_the_second_of_the_run_before_counts_as_an_execution) {
   configure("s", {"job"}, daily(12, 30));
   pass_to(world, due);
-  ASSERT_EQ(state("s").execution_count, 1u);
+  ASSERT_EQ(state_of_schedule("s").execution_count, 1u);
   ASSERT_TRUE(world.parts->scheduler.run_now(*service::find_schedule("s"), "root"));
   world.restart();
   EXPECT_EQ(history("s").front().outcomes.front().reason, Reason::interrupted);
-  EXPECT_EQ(state("s").execution_count, 2u);
+  EXPECT_EQ(state_of_schedule("s").execution_count, 2u);
   world.restart();
-  EXPECT_EQ(state("s").execution_count, 2u);
+  EXPECT_EQ(state_of_schedule("s").execution_count, 2u);
 }
 
 TEST_F(Recorded, a_killed_run_ends_with_its_job_and_starts_no_further_one) {
@@ -415,7 +405,7 @@ TEST_F(Recorded, a_disabled_schedule_is_not_due_until_it_is_enabled_again) {
   pass_to(world, due + day);
   EXPECT_THAT(log_of(world), SizeIs(0));
   ASSERT_TRUE(world.parts->scheduler.set_enabled(*service::find_schedule("s"), true));
-  EXPECT_EQ(state("s").next_due, due + 2 * day);
+  EXPECT_EQ(state_of_schedule("s").next_due, due + 2 * day);
 }
 
 TEST_F(Recorded, of_many_missed_due_times_the_last_one_runs_where_that_is_wanted) {
@@ -481,7 +471,7 @@ TEST_F(Recorded, a_clock_that_was_years_ahead_is_believed_no_longer_after_a_rest
   pass_to(world, due + 400 * day);
   set_clock(noon + 2 * day);
   world.restart();
-  EXPECT_EQ(state("s").next_due, due + 2 * day);
+  EXPECT_EQ(state_of_schedule("s").next_due, due + 2 * day);
   pass_to(world, due + 2 * day);
   EXPECT_EQ(history("s")[0].outcomes[0].due, due + 2 * day);
 }

@@ -48,12 +48,6 @@ class Remote : public testing::Test {
     return service::control({world_.parts->context, daemon_user()}, operation, payload).status;
   }
 
-  void run_at(time_t now) {
-    set_clock(now);
-    world_.parts->scheduler.check();
-    world_.run_to_the_end();
-  }
-
   World world_;
   std::string services_ = world_.directory.path() + "/pam.d";
   std::string passwords_ = services_ + "/passwords", local_users_ = world_.directory.path() + "/users";
@@ -69,13 +63,13 @@ TEST_F(Remote, jobs_run_while_the_server_takes_the_stored_password) {
   ASSERT_EQ(create_job(world_, "job", "echo ran\n", daemon_user()), 0u);
   ASSERT_EQ(create_schedule(world_, "s", {"job"}, every(1, noon + 60), daemon_user()), 0u);
   server_knows("right horse");
-  run_at(noon + 60);
+  due_now(world_, noon + 60);
   server_knows("changed since");
-  run_at(noon + 120);
+  due_now(world_, noon + 120);
   ASSERT_EQ(security(control::Operation::security_store, "changed since"), 0u);
-  run_at(noon + 180);
+  due_now(world_, noon + 180);
   ASSERT_EQ(security(control::Operation::security_remove), 0u);
-  run_at(noon + 240);
+  due_now(world_, noon + 240);
 
   const std::vector<Logged> log = log_of(world_);
   const uint32_t refused = service::exit_code(service::Reason::user);

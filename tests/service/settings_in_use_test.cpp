@@ -34,6 +34,18 @@ class SettingsInUse : public ::testing::Test {
     world.parts->scheduler.check();
   }
 
+  // A due time that is found so many seconds late runs; a second later it is missed.
+  void expect_window_of(time_t seconds) {
+    ASSERT_EQ(create_job(world, "job", "echo ran\n"), 0u);
+    ASSERT_EQ(create_schedule(world, "s", {"job"}, daily(12, 1)), 0u);
+    pass_to(world, noon + 60 + seconds);
+    ASSERT_THAT(log_of(world), SizeIs(1));
+    EXPECT_EQ(log_of(world)[0].output, "ran\n");
+    pass_to(world, noon + 60 + 86400 + seconds + 1);
+    ASSERT_THAT(log_of(world), SizeIs(2));
+    EXPECT_THAT(log_of(world)[1].output, HasSubstr("missed: "));
+  }
+
   // What a job with this text prints when it runs for this owner.
   std::string output_of(const std::string &text, const host::Caller &owner) {
     const std::string name = "s" + std::to_string(++schedules);
@@ -208,32 +220,14 @@ TEST_F(SettingsInUse, the_status_tells_runs_under_way_from_those_that_wait_and_w
 TEST_F(SettingsInUse, a_due_time_found_within_the_grace_that_is_set_is_not_missed) {
   settings.late_grace_s = 600;
   world.use(settings);
-  ASSERT_EQ(create_job(world, "job", "echo ran\n"), 0u);
-  ASSERT_EQ(create_schedule(world, "s", {"job"}, daily(12, 1)), 0u);
-  due(noon + 60 + 600);
-  world.settle();
-  ASSERT_THAT(log_of(world), SizeIs(1));
-  EXPECT_EQ(log_of(world)[0].output, "ran\n");
-  due(noon + 60 + 86400 + 601);
-  world.settle();
-  ASSERT_THAT(log_of(world), SizeIs(2));
-  EXPECT_THAT(log_of(world)[1].output, HasSubstr("missed: "));
+  expect_window_of(600);
 }
 
 TEST_F(SettingsInUse, a_missed_due_time_runs_once_within_the_window_that_is_set) {
   world.settings.missed = service::MissedPolicy::run_once;
   world.settings.missed_window_s = 3600;
   world.restart();
-  ASSERT_EQ(create_job(world, "job", "echo ran\n"), 0u);
-  ASSERT_EQ(create_schedule(world, "s", {"job"}, daily(12, 1)), 0u);
-  due(noon + 60 + 3600);
-  world.settle();
-  ASSERT_THAT(log_of(world), SizeIs(1));
-  EXPECT_EQ(log_of(world)[0].output, "ran\n");
-  due(noon + 60 + 86400 + 3601);
-  world.settle();
-  ASSERT_THAT(log_of(world), SizeIs(2));
-  EXPECT_THAT(log_of(world)[1].output, HasSubstr("missed: "));
+  expect_window_of(3600);
 }
 
 class TheEnd : public SettingsInUse {};  // of the service

@@ -36,16 +36,6 @@ void save_startup(World &world) {
   ASSERT_EQ(control(world, control::Operation::copy_running_startup), 0u);
 }
 
-service::ScheduleState state(const std::string &name) {
-  return service::state_of(*service::find_schedule(name)->rec);
-}
-
-void run_at(World &world, time_t now) {
-  set_clock(now);
-  world.parts->scheduler.check();
-  world.run_to_the_end();
-}
-
 std::string without_log_place(const std::string &text) {
   return text.substr(0, text.rfind("\nlog "));
 }
@@ -54,7 +44,7 @@ struct Startup : ::testing::Test {
   World world;
   Startup() { world.settings.boot_from = service::BootFrom::startup; }
 
-  // What boots so far have kept; each file once.
+  // The contents of the files in which boots have kept what they left out.
   std::string left_out() const {
     std::string text;
     for (const auto &entry : std::filesystem::directory_iterator(world.directory.path() + "/state"))
@@ -67,7 +57,7 @@ struct Startup : ::testing::Test {
     return text;
   }
 
-  // One of everything, and what the library's save after a boot leaves out above all.
+  // A record of each kind, those that the library's save after a boot leaves out among them.
   void configure() {
     Bytes transport(712);
     std::memcpy(transport.data(), "from@example.org", 16);
@@ -261,13 +251,13 @@ TEST_F(Startup, a_boot_calls_nothing_missed_that_has_run_since_the_configuration
   ASSERT_EQ(create_job(world, "job", "echo\n"), 0u);
   ASSERT_EQ(create_schedule(world, "s", {"job"}, daily(12, 30)), 0u);
   save_startup(world);
-  run_at(world, noon + 30 * minute);
-  run_at(world, noon + 30 * minute + day);
+  due_now(world, noon + 30 * minute);
+  due_now(world, noon + 30 * minute + day);
   set_clock(noon + 40 * minute + day);
   world.boot();
   EXPECT_THAT(log_of(world), SizeIs(2));
-  EXPECT_EQ(state("s").next_due, noon + 30 * minute + 2 * day);
-  EXPECT_EQ(state("s").last_completion, noon + 30 * minute + day);
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 30 * minute + 2 * day);
+  EXPECT_EQ(state_of_schedule("s").last_completion, noon + 30 * minute + day);
 }
 
 TEST_F(Startup, a_boot_gives_no_job_the_history_of_another_that_had_its_slot) {
@@ -279,7 +269,7 @@ TEST_F(Startup, a_boot_gives_no_job_the_history_of_another_that_had_its_slot) {
   ASSERT_EQ(
       world.send(root(), config, SCH_OP_MODIFY_SCHEDULE, modify_payload("s", SCH_MODIFY_JOB, false, "later")).status,
       0u);
-  run_at(world, noon + 30 * minute);
+  due_now(world, noon + 30 * minute);
   ASSERT_NE(sch_job_list[0].status_list, nullptr);
   set_clock(noon + 31 * minute);
   world.boot();
@@ -291,7 +281,7 @@ TEST_F(Startup, a_boot_keeps_the_history_of_jobs_that_are_the_same) {
   ASSERT_EQ(create_job(world, "job", "exit 4\n"), 0u);
   ASSERT_EQ(create_schedule(world, "s", {"job"}, daily(12, 30)), 0u);
   save_startup(world);
-  run_at(world, noon + 30 * minute);
+  due_now(world, noon + 30 * minute);
   set_clock(noon + 31 * minute);
   world.boot();
   ASSERT_NE(service::find_status(sch_job_list[0], "s"), nullptr);
@@ -309,7 +299,7 @@ void store_status(const char *schedule, uint32_t id) {
 TEST_F(Startup, statuses_without_their_job_or_schedule_are_purged_at_the_start) {
   ASSERT_EQ(create_job(world, "job", "echo\n"), 0u);
   ASSERT_EQ(create_schedule(world, "s", {"job"}, daily(12, 30)), 0u);
-  run_at(world, noon + 30 * minute);
+  due_now(world, noon + 30 * minute);
   const int live = 5;  // the status and whose it is, the run state, a page of the history, the counters
   ASSERT_EQ(stored_records(pss_running_db), live);
   store_status("s", 1);     // no such job
@@ -380,7 +370,7 @@ TEST_F(Startup, records_of_another_origin_are_mended) {
   EXPECT_EQ(service::schedule_number(*service::find_schedule("a")->rec), 7u);
   EXPECT_EQ(service::schedule_number(*service::find_schedule("b")->rec), 8u);
   EXPECT_FALSE(service::has_job(*service::find_schedule("a")->rec, 200));
-  EXPECT_EQ(strnlen(state("a").owner, sizeof state("a").owner), 31u);
+  EXPECT_EQ(strnlen(state_of_schedule("a").owner, sizeof state_of_schedule("a").owner), 31u);
 }
 
 }  // namespace

@@ -381,6 +381,10 @@ int stored_records(pss_handle store) {
   return count;
 }
 
+service::ScheduleState state_of_schedule(const std::string &name) {
+  return service::state_of(*service::find_schedule(name)->rec);
+}
+
 std::string configuration() {
   std::string text = "enabled " + std::to_string(scheduler_enabled) + "\n";
   const auto hex = [](const void *data, size_t size) {

@@ -110,7 +110,16 @@ int stored_records(pss_handle store);
 // Everything that a restart must find again, as text: to compare.
 std::string configuration();
 
-// Sets the clock, takes what is due, and waits for the end of the runs.
+service::ScheduleState state_of_schedule(const std::string &name);
+
+// Sets the clock, takes what is due, and waits until the service is at rest: a hanging job may still run.
+inline void pass_to(World &world, time_t now) {
+  set_clock(now);
+  world.parts->scheduler.check();
+  world.settle();
+}
+
+// The same, and waits for the end of the runs.
 inline void due_now(World &world, time_t now) {
   set_clock(now);
   world.parts->scheduler.check();
