@@ -27,28 +27,28 @@ const Case exec_cases[] = {
     {"show scheduler logfile", "show_logfile"},
     {"show scheduler internal memory", "control 10"},
     {"clear scheduler logfile", "logfile_clear"},
-    {"show scheduler status", "control 26"},
-    {"show scheduler internal history", "control 11"},
-    {"show scheduler history", "control 40 0 0 0"},
-    {"show scheduler history last 50", "control 40 0 50 0"},
-    {"show scheduler history schedule nightly", "control 40 0 0 0 \"nightly\""},
-    {"show scheduler history schedule nightly last 5 failed", "control 40 0 5 1 \"nightly\""},
-    {"show scheduler history failed", "control 40 0 0 1"},
-    {"show scheduler", "control 50"},
-    {"show scheduler logfile last 1", "log 52 run 0 last 1 \"\" \"\""},
-    {"show scheduler upcoming name nightly 3", "control 41 3 \"nightly\""},
-    {"show scheduler upcoming 3 name nightly", "control 41 3 \"nightly\""},
-    {"show scheduler upcoming", "control 41 0"},
-    {"show scheduler upcoming 30", "control 41 30"},
-    {"show scheduler upcoming name nightly", "control 41 0 \"nightly\""},
-    {"scheduler take-over", "control 27"},
-    {"scheduler kill run 17", "control 43 17"},
-    {"scheduler enable schedule nightly", "control 44 \"nightly\""},
-    {"scheduler disable schedule nightly", "control 45 \"nightly\""},
-    {"show running-config", "control 20"},
-    {"show startup-config", "control 21"},
-    {"copy running-config startup-config", "control 22"},
-    {"show logging level scheduler", "control 24"},
+    {"show scheduler status", "control status"},
+    {"show scheduler internal history", "control history"},
+    {"show scheduler history", "control show_history 0 0 0"},
+    {"show scheduler history last 50", "control show_history 0 50 0"},
+    {"show scheduler history schedule nightly", "control show_history 0 0 0 \"nightly\""},
+    {"show scheduler history schedule nightly last 5 failed", "control show_history 0 5 1 \"nightly\""},
+    {"show scheduler history failed", "control show_history 0 0 1"},
+    {"show scheduler", "control overview"},
+    {"show scheduler logfile last 1", "log run 0 last 1 \"\" \"\""},
+    {"show scheduler upcoming name nightly 3", "control show_upcoming 3 \"nightly\""},
+    {"show scheduler upcoming 3 name nightly", "control show_upcoming 3 \"nightly\""},
+    {"show scheduler upcoming", "control show_upcoming 0"},
+    {"show scheduler upcoming 30", "control show_upcoming 30"},
+    {"show scheduler upcoming name nightly", "control show_upcoming 0 \"nightly\""},
+    {"scheduler take-over", "control take_over"},
+    {"scheduler kill run 17", "control kill_run 17"},
+    {"scheduler enable schedule nightly", "control enable_schedule \"nightly\""},
+    {"scheduler disable schedule nightly", "control disable_schedule \"nightly\""},
+    {"show running-config", "control running_text"},
+    {"show startup-config", "control startup_text"},
+    {"copy running-config startup-config", "control copy_running_startup"},
+    {"show logging level scheduler", "control get_logging_level"},
     {"store dump running:scheduler_runtime", "store_dump running:scheduler_runtime"},
 };
 
@@ -76,8 +76,8 @@ const Case config_cases[] = {
     {"scheduler aaa-authentication password 0 secret", "aaa_auth_passwd 106=\"secret\""},
     {"no scheduler aaa-authentication", "aaa_auth_passwd no"},
     {"no scheduler aaa-authentication username bob password", "aaa_auth_passwd no 105=\"bob\""},
-    {"logging level scheduler 7", "control 23 7"},
-    {"no logging level scheduler", "control 23 5"},
+    {"logging level scheduler 7", "control set_logging_level 7"},
+    {"no logging level scheduler", "control set_logging_level 5"},
 };
 
 const Case schedule_cases[] = {
@@ -99,15 +99,16 @@ class Commands : public SessionTest {
   Commands() { setenv("TZ", "UTC", 1); }
 };
 
-// Of what shows nothing, and of a log that goes by as it comes, it is asked whether the names are there.
+// So that a name that does not exist is told: behind a history that shows nothing, and ahead of a log, which is printed
+// as it comes.
 TEST_F(Commands, of_history_and_log_ask_for_the_names_that_they_filter_by) {
   Session session(script_options());
   EXPECT_EQ(calls_of(session, {"show scheduler history job backup since 2026-11-21T12:00"}),
-            (Calls{"control 40 0 0 0 since 1795262400 job backup", "control 46 1 \"backup\""}));
+            (Calls{"control show_history 0 0 0 since 1795262400 job backup", "control find job \"backup\""}));
   EXPECT_EQ(
       calls_of(session, {"show scheduler logfile schedule nightly job backup last 3 failed since 2026-11-21T12:00"}),
-      (Calls{"control 46 2 \"nightly\"", "control 46 1 \"backup\"",
-             "log 52 run 0 last 3 failed since 1795262400 \"nightly\" \"backup\""}));
+      (Calls{"control find schedule \"nightly\"", "control find job \"backup\"",
+             "log run 0 last 3 failed since 1795262400 \"nightly\" \"backup\""}));
   EXPECT_EQ(session.status(), 0);
 }
 
@@ -189,10 +190,11 @@ TEST_F(Commands, with_a_sealed_password_store_it_unless_it_is_stored_already) {
 
 TEST_F(Commands, that_show_by_name_say_when_there_is_none) {
   Session session(script_options());
-  EXPECT_EQ(calls_of(session, {"show scheduler job name x", "show scheduler schedule name y"}),
-            (Calls{"control 46 1 \"x\"", "show_jobs \"x\"", "control 46 2 \"y\"", "show_schedules \"y\""}));
+  EXPECT_EQ(
+      calls_of(session, {"show scheduler job name x", "show scheduler schedule name y"}),
+      (Calls{"control find job \"x\"", "show_jobs \"x\"", "control find schedule \"y\"", "show_schedules \"y\""}));
   recorder::control_status = control::err_no_such_job;
-  EXPECT_EQ(calls_of(session, {"show scheduler job name x"}), Calls{"control 46 1 \"x\""});
+  EXPECT_EQ(calls_of(session, {"show scheduler job name x"}), Calls{"control find job \"x\""});
   EXPECT_EQ(err, "Error: job x: no such job\n");
   EXPECT_EQ(session.status(), 255);
 }
@@ -202,19 +204,19 @@ TEST_F(Commands, that_delete_a_job_in_use_want_force) {
   const auto bytes = std::as_bytes(std::span(users));
   recorder::control_reply.assign(bytes.begin(), bytes.end());
   Session session(script_options());
-  EXPECT_EQ(calls_of(session, {"no scheduler job name x"}), Calls{"control 46 1 \"x\""});
+  EXPECT_EQ(calls_of(session, {"no scheduler job name x"}), Calls{"control find job \"x\""});
   EXPECT_EQ(err,
             "Error: job x is used by nightly, weekly; take it off there, or add 'force' to delete it there as well\n");
   EXPECT_EQ(session.status(), 255);
   recorder::control_reply.clear();
   EXPECT_EQ(calls_of(session, {"no scheduler job name x"}),
-            (Calls{"control 46 1 \"x\"", "create_delete_job no \"x\""}));
+            (Calls{"control find job \"x\"", "create_delete_job no \"x\""}));
 }
 
 TEST_F(Commands, that_show_a_run_show_its_output_behind_it) {
   Session session(script_options());
   EXPECT_EQ(calls_of(session, {"show scheduler history run 9223372036854775807"}),
-            (Calls{"control 40 9223372036854775807 0 0", "log 52 run 9223372036854775807 last 0 \"\" \"\""}));
+            (Calls{"control show_history 9223372036854775807 0 0", "log run 9223372036854775807 last 0 \"\" \"\""}));
 }
 
 TEST_F(Commands, that_set_a_time_tell_a_person_what_it_was_taken_for) {
@@ -226,7 +228,7 @@ TEST_F(Commands, that_set_a_time_tell_a_person_what_it_was_taken_for) {
   calls_of(session, {"configure terminal", "scheduler schedule name nightly"});
   recorder::control_reply.assign(bytes.begin(), bytes.end());
   EXPECT_EQ(calls_of(session, {"time daily 7"}),
-            (Calls{"modify_schedule /3 \"nightly\" \"7\"", "control 51 \"nightly\""}));
+            (Calls{"modify_schedule /3 \"nightly\" \"7\"", "control explain_time \"nightly\""}));
   EXPECT_EQ(out, taken);
   EXPECT_EQ(calls_of(session, {"job name x"}).size(), 1u);
 }
@@ -249,7 +251,7 @@ TEST_F(Commands, that_run_a_schedule_print_the_runs_number) {
   recorder::control_reply.assign(8, std::byte{0});
   recorder::control_reply.front() = std::byte{17};
   Session session(script_options());
-  EXPECT_EQ(calls_of(session, {"scheduler run schedule nightly"}), Calls{"control 42 \"nightly\""});
+  EXPECT_EQ(calls_of(session, {"scheduler run schedule nightly"}), Calls{"control run_schedule \"nightly\""});
   EXPECT_EQ(out, "run 17\n");
 }
 
@@ -333,8 +335,8 @@ TEST_F(Commands, save_raw_output_to_a_private_file_and_print_nothing) {
   const auto bytes = std::as_bytes(std::span(text));
   recorder::control_reply.assign(bytes.begin(), bytes.end());
   Session session(script_options());
-  EXPECT_EQ(calls_of(session, {"show scheduler history run 17 raw save " + path}), Calls{"control 53 17"});
-  EXPECT_EQ(calls_of(session, {"show scheduler logfile raw save " + path}), Calls{"control 53 0"});
+  EXPECT_EQ(calls_of(session, {"show scheduler history run 17 raw save " + path}), Calls{"control raw_output 17"});
+  EXPECT_EQ(calls_of(session, {"show scheduler logfile raw save " + path}), Calls{"control raw_output 0"});
   EXPECT_EQ(out, "");
   EXPECT_EQ(err, "");
   struct stat status {};

@@ -76,6 +76,36 @@ Record take(std::span<const std::byte> *payload) {
   return record;
 }
 
+std::string word_of(control::Operation operation) {
+  using control::Operation;
+  static const std::map<Operation, const char *> words = {
+      {Operation::history, "history"},
+      {Operation::running_text, "running_text"},
+      {Operation::startup_text, "startup_text"},
+      {Operation::copy_running_startup, "copy_running_startup"},
+      {Operation::set_logging_level, "set_logging_level"},
+      {Operation::get_logging_level, "get_logging_level"},
+      {Operation::get_zone, "get_zone"},
+      {Operation::status, "status"},
+      {Operation::take_over, "take_over"},
+      {Operation::show_history, "show_history"},
+      {Operation::show_upcoming, "show_upcoming"},
+      {Operation::run_schedule, "run_schedule"},
+      {Operation::kill_run, "kill_run"},
+      {Operation::enable_schedule, "enable_schedule"},
+      {Operation::disable_schedule, "disable_schedule"},
+      {Operation::find, "find"},
+      {Operation::names, "names"},
+      {Operation::overview, "overview"},
+      {Operation::explain_time, "explain_time"},
+      {Operation::raw_output, "raw_output"},
+      {Operation::put_configuration, "put_configuration"},
+      {Operation::apply_configuration, "apply_configuration"},
+  };
+  const auto word = words.find(operation);
+  return word == words.end() ? std::to_string(static_cast<uint32_t>(operation)) : word->second;
+}
+
 // Of what the payload's record has in front, its numbers; then the text behind it.
 std::string shown(control::Operation operation, std::span<const std::byte> payload) {
   std::string text;
@@ -91,7 +121,7 @@ std::string shown(control::Operation operation, std::span<const std::byte> paylo
   } else if (operation == control::Operation::kill_run || operation == control::Operation::raw_output) {
     add(take<uint64_t>(&payload));
   } else if (operation == control::Operation::find || operation == control::Operation::names) {
-    add(static_cast<uint32_t>(take<control::ObjectKind>(&payload)));
+    text += take<control::ObjectKind>(&payload) == control::ObjectKind::job ? " job" : " schedule";
   } else if (operation == control::Operation::set_logging_level) {
     add(take<uint32_t>(&payload));
   }
@@ -162,12 +192,13 @@ int sch_cli_show_logfile(const sch_cli_cmd_ctx *ctx) {
 uint32_t cmi_send_request(uint32_t service, uint32_t, const void *request, uint32_t length, const char *, const char *,
                           uint32_t, uint32_t, uint32_t, cmi_sent_request *) {
   control::LogQuery query = {};
-  uint32_t operation = 0;
+  control::Operation operation = {};
   if (service != host::service_control || length != sizeof operation + sizeof query) return 1;
   std::memcpy(&operation, request, sizeof operation);
   std::memcpy(&query, static_cast<const char *>(request) + sizeof operation, sizeof query);
-  recorder::calls.push_back("log " + std::to_string(operation) + " run " + std::to_string(query.run) + " last " +
-                            std::to_string(query.count) + (query.failed_only != 0 ? " failed" : "") +
+  if (operation != control::Operation::show_log) return 1;
+  recorder::calls.push_back("log run " + std::to_string(query.run) + " last " + std::to_string(query.count) +
+                            (query.failed_only != 0 ? " failed" : "") +
                             (query.since != 0 ? " since " + std::to_string(query.since) : "") + " \"" + query.schedule +
                             "\" \"" + query.job + "\"");
   return 0;
@@ -205,7 +236,7 @@ namespace host {
 
 Result<Bytes> control_request(uint32_t number, std::span<const std::byte> payload) {
   const auto operation = static_cast<control::Operation>(number);
-  recorder::calls.push_back("control " + std::to_string(number) + recorder::shown(operation, payload));
+  recorder::calls.push_back("control " + recorder::word_of(operation) + recorder::shown(operation, payload));
   const auto own = recorder::control_statuses.find(operation);
   const uint32_t status = own != recorder::control_statuses.end() ? own->second : recorder::control_status;
   if (status != 0) return error_of(status);

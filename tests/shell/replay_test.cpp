@@ -93,7 +93,7 @@ TEST_F(Replay, of_the_generated_configuration_makes_every_request) {
                        "modify_schedule /1 \"once\" \"2026:12:05:07:00\"",
                        "create_delete_schedule \"often\"",
                        "modify_schedule /7 \"often\" \"2026:12:05:07:00\" \"0:1:30\"",
-                       "control 23 7",
+                       "control set_logging_level 7",
                    }));
   EXPECT_EQ(err, "");
   EXPECT_EQ(session.status(), 0);

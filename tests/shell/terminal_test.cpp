@@ -64,11 +64,10 @@ TEST_F(Terminal, shows_the_mode_in_the_prompt_and_calls_what_is_typed) {
   enter("end", "schedsh> ");
   EXPECT_EQ(called(),
             "called: create_delete_schedule \"nightly\"\r\ncalled: modify_schedule /3 \"nightly\" \"23:30\"\r\ncalled: "
-            "control 51 \"nightly\"\r\n");
+            "control explain_time \"nightly\"\r\n");
   EXPECT_EQ(status, 0);
 }
 
-// 60 sends a text, 61 applies it.
 TEST_F(Terminal, shows_what_a_crontab_becomes_and_configures_it_when_that_is_wanted) {
   const std::string table = testing::TempDir() + "/table.cron";
   std::ofstream(table) << "30 2 * * * backup\n";
@@ -88,8 +87,8 @@ TEST_F(Terminal, shows_what_a_crontab_becomes_and_configures_it_when_that_is_wan
   terminal.type("y\r");
   ASSERT_TRUE(terminal.asks("schedsh> "));
   const std::string calls = called();
-  EXPECT_NE(calls.find("control 60"), std::string::npos) << calls;
-  EXPECT_EQ(calls.find("control 60"), calls.rfind("control 60")) << calls;
+  EXPECT_NE(calls.find("control put_configuration"), std::string::npos) << calls;
+  EXPECT_EQ(calls.find("control put_configuration"), calls.rfind("control put_configuration")) << calls;
 }
 
 TEST_F(Terminal, completes_a_word_with_the_tabulator) {
@@ -116,7 +115,7 @@ TEST_F(Terminal, shows_what_may_follow_at_a_question_mark_and_keeps_the_line) {
   EXPECT_TRUE(terminal.sees("schedsh> show scheduler job "));
   terminal.type("name x\r");
   EXPECT_TRUE(terminal.asks("schedsh> "));
-  EXPECT_EQ(called(), "called: control 46 1 \"x\"\r\ncalled: show_jobs \"x\"\r\n");
+  EXPECT_EQ(called(), "called: control find job \"x\"\r\ncalled: show_jobs \"x\"\r\n");
 }
 
 TEST_F(Terminal, takes_a_jobs_lines_as_they_are_typed) {
@@ -124,9 +123,9 @@ TEST_F(Terminal, takes_a_jobs_lines_as_they_are_typed) {
   enter("scheduler job name x", "schedsh(job x)> ");
   enter("ls\t*?", "schedsh(job x)> ");
   enter("end-job", "schedsh(config)> ");
-  EXPECT_EQ(
-      called(),
-      "called: control 46 1 \"x\"\r\ncalled: create_delete_job \"x\"\r\ncalled: define_job \"x\" \"ls\t*?\r\n\"\r\n");
+  EXPECT_EQ(called(),
+            "called: control find job \"x\"\r\ncalled: create_delete_job \"x\"\r\ncalled: define_job \"x\" "
+            "\"ls\t*?\r\n\"\r\n");
 }
 
 TEST_F(Terminal, drops_a_line_at_control_c_and_goes_on) {
@@ -146,7 +145,7 @@ TEST_F(Terminal, gives_up_a_job_at_control_c) {
   enter("one", "schedsh(job x)> ");
   terminal.type(control_c);
   ASSERT_TRUE(terminal.asks("schedsh(config)> "));
-  EXPECT_EQ(called(), "called: control 46 1 \"x\"\r\n");
+  EXPECT_EQ(called(), "called: control find job \"x\"\r\n");
 }
 
 TEST_F(Terminal, asks_for_a_password_without_showing_it) {
