@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // A fragment of a job's text does not know its own size: readers take as much as the job's header announces. Where a
-// damaged store gave fewer bytes than that, the real size of the fragment is noted here.
+// damaged store gave fewer bytes than that, the real size of the fragment is noted here. The header is not cut to it
+// instead: it is shown and stored as it came, and a record may come by itself, by sch_add_config_entry(), so that there
+// is no moment at which all of a job's fragments are known.
 #pragma once
 
 #include <cstdint>

@@ -45,7 +45,7 @@ TEST_F(BadInput, parameters_that_are_missing_null_or_integers_are_refused) {
   for (const auto &[command, errors] : rows) {
     for (size_t bad = 0; bad < command.params.size(); ++bad) {
       for (int kind : {missing_one, null_one, integer_one}) {
-        // A period alone is a command of its own; the shell's URI has a kind of its own.
+        // These are no errors: a period without a start is a command, and a URI is no string.
         if (kind == missing_one && command.subcommand == 7 && bad == 2) continue;
         if (kind == integer_one && command.handler == sch_cli_logfile_rename) continue;
         Context context;

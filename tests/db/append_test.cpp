@@ -48,7 +48,7 @@ TEST_F(Append, lists_interleave_in_a_session) {
 }
 
 TEST_F(Append, lists_that_share_a_place_interleave) {
-  std::vector<GList *> heads(16 * 1024, nullptr);  // more heads than places
+  std::vector<GList *> heads(16 * 1024, nullptr);  // more lists than the table of ends has places
   const append_session session;
   for (int round = 1; round <= 3; ++round)
     for (auto &head : heads)

@@ -13,7 +13,7 @@ namespace {
 struct Operation {
   const char *name;
   std::function<int()> run;
-  int leaks_from;  // the allocation from which on the key of the intake stays
+  int leaks_from;  // from the failure of this allocation on, the key that was taken in stays allocated
 };
 
 class Faults : public PlatformTest {

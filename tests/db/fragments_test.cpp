@@ -10,7 +10,7 @@ class Fragments : public PlatformTest {
  protected:
   ~Fragments() override { g_list_free_full(list_, free); }
 
-  // Splits as a store holds a text, each piece on the heap at its exact size.
+  // The text in the fragments in which a store holds it, each on the heap at its exact size.
   void split(const std::string &text) {
     for (size_t at = 0; at < text.size(); at += 1024)
       append(text.substr(at, 1024));

@@ -147,7 +147,7 @@ TEST_F(HostileRecords, fragment_of_a_job_that_lacks_its_header_keeps_its_size) {
   EXPECT_EQ(fake.calls_with("mtrack_alloc 224 7"), std::vector<std::string>{"mtrack_alloc 224 7 2"});
 }
 
-// A header, its fragment of some bytes, then a second header: the text of that.
+// The text of a job that got a header for `first` bytes, a fragment, and then a header for `second` bytes.
 std::string text_after(uint32_t first, size_t fragment, uint32_t second) {
   reset_library();
   fake.reset();
@@ -184,7 +184,7 @@ TEST_F(HostileRecords, second_fragment_of_two_is_bound_by_its_place) {
   EXPECT_EQ(joined(1032), std::string(1024, 'a') + "abcdef" + zeros(2));
 }
 
-// What is short is known by its place in memory, which the next fragment may take.
+// A short fragment is remembered by its address, which a later fragment may get.
 TEST_F(HostileRecords, place_of_a_short_fragment_is_whole_for_the_one_that_takes_it_next) {
   add_config_entry(stored_key(1, 0, "j"), bytes_of_hdr(0, 0, 4));
   char *place = make_fragment("text");

@@ -13,7 +13,7 @@ class JobNames : public platform_test::PlatformTest {
  protected:
   static int walked(const std::string &name) { return slot_named(&sch_running_config, name.c_str()); }
 
-  // By the same call, as it answers in a session of the table.
+  // The same within a session, where the names are in a table.
   static int found(const std::string &name) {
     const job_name_session session(&sch_running_config);
     return walked(name);

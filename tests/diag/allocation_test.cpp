@@ -67,7 +67,7 @@ TEST_F(Allocation, failure_reaches_standard_error_only_above_level_103_and_the_m
     fake.reset();
     fake.alloc.nth = 1;
     fake.history_allowed = fake.buginf_allowed = false;
-    cli_debug = 1;  // not its gate
+    cli_debug = 1;  // that of the commands, not of these traces
     debug_level = row.level;
     const Output output = capture([] { EXPECT_EQ(sch_malloc_check(12, 6, 0, "add job entry"), nullptr); });
     EXPECT_EQ(output.err, row.expected) << row.level;

@@ -20,7 +20,7 @@ TEST_F(ErrorCode, parts_are_traced_with_the_facility_times_eight) {
       {0, "Syserr - type:0 facility:0 number:0"},
       {0xffffffff, "Syserr - type:3 facility:32760 number:4095"},
       {0x80480011, "Syserr - type:2 facility:576 number:17"},
-      {0x3000f000, "Syserr - type:0 facility:0 number:0"},  // bits of no part
+      {0x3000f000, "Syserr - type:0 facility:0 number:0"},  // bits that belong to none of the three
       {0x00010001, "Syserr - type:0 facility:8 number:1"},
       {0x0fff0000, "Syserr - type:0 facility:32760 number:0"},
       {0x40bd0fff, "Syserr - type:1 facility:1512 number:4095"},

@@ -40,7 +40,8 @@ TEST_F(ShortBlocks, smaller_of_two_notes_stays) {
   EXPECT_EQ(readable_of(block_, 8), 3u);
 }
 
-// It came without the allocator, so nobody forgot the note of the one before.
+// A block that did not come from the allocator: what was noted of the block before it in the same place was not
+// dropped.
 TEST_F(ShortBlocks, other_content_in_a_noted_place_is_whole) {
   note_short_block(block_, 3);
   block_[2] = 'N';

@@ -23,7 +23,7 @@ using host::FileDescriptor;
 using host::Loop;
 using host::Watch;
 
-// Readable as often as it was rung.
+// A descriptor that is readable until it was heard as often as it was rung.
 class Bell {
  public:
   explicit Bell(Watch::Callback ready)
@@ -131,7 +131,7 @@ TEST(Loop, a_callback_may_set_its_own_time_anew) {
   EXPECT_EQ(times, 3);
 }
 
-// What a callback holds, and the watch that calls it.
+// Holds a watch and what its callback uses.
 struct Owner {
   std::string text = "long enough to be stored apart from the object itself";
   Watch watch;

@@ -25,7 +25,7 @@ using namespace host;
 
 namespace {
 
-// As the service has it: a record is its user's, and root's.
+// The service's rule: a password may be used by its user and by root.
 Answer control(const Incoming &incoming) {
   uint32_t operation = 0;
   std::memcpy(&operation, incoming.body.data(), sizeof operation);

@@ -25,7 +25,7 @@ inline pss_buf buffer(const std::string &text) {
   return {const_cast<char *>(text.data()), static_cast<uint32_t>(text.size())};
 }
 
-pss_buf buffer(std::string &&text) = delete;  // it would be gone
+pss_buf buffer(std::string &&text) = delete;  // the buffer would outlive it
 
 template <std::size_t size>
 pss_buf buffer(const char (&text)[size]) {

@@ -54,7 +54,7 @@ class GrowthTest : public StoreTest {
 
   unsigned below(unsigned end) { return static_cast<unsigned>(random_()) % end; }
 
-  // A change that may be anything a caller does, to the store and to the model.
+  // A change at random, made in the store and in the model.
   void change(pss_handle store, Model *model, unsigned keys) {
     const std::string key = name(below(keys));
     if (below(4) == 0) {

@@ -19,7 +19,7 @@ using namespace host;
 
 class HostileTest : public TransportTest {};
 
-// A wrong access that a million frames provoke, the sanitizer sees.
+// A million frames are for the build in which a wrong access is seen.
 #ifdef __SANITIZE_ADDRESS__
 constexpr bool under_address_sanitizer = true;
 #else

@@ -127,7 +127,7 @@ TEST_F(IdentityTest, a_users_own_service_lets_only_that_user_and_root_in) {
   EXPECT_EQ(status_or_text(""), "root 0 0 by 0 self vty1");
   EXPECT_EQ(as_user(1, [] { return status_or_text(""); }), hex(err_not_permitted));
 
-  // Were the socket's mode no obstacle, the server would be.
+  // The server refuses them also when the socket's mode does not.
   ASSERT_EQ(::chmod(socket_path().c_str(), 0666), 0);
   EXPECT_EQ(as_user(nobody_, [] { return status_or_text(""); }), "nobody 65534 65534 by 65534 other vty1");
   EXPECT_EQ(as_user(1, [] { return status_or_text(""); }), hex(err_not_permitted));
@@ -154,7 +154,7 @@ TEST_F(IdentityTest, the_systems_service_can_be_reached_in_a_private_directory_a
 }
 
 TEST_F(IdentityTest, a_service_of_another_user_is_not_trusted) {
-  // Whoever else serves at the path may not learn what is asked. Root trusts what it was pointed at.
+  // Another user who serves at the path does not learn what is asked. Only root is trusted there.
   ASSERT_EQ(::chmod(directory().c_str(), 0777), 0);
   const pid_t impostor = ::fork();
   ASSERT_GE(impostor, 0);

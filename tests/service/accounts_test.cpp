@@ -34,7 +34,7 @@ class AccountOfCaller : public ::testing::Test {
 
   void pam_says(const char *module) { std::ofstream(services_ + "/schedcli") << "account required " << module << "\n"; }
 
-  // As the transport has it: later, when the answer is known.
+  // Waits, as the transport does, for an answer that comes later.
   static host::Answer settled(host::Answer answer, bool *asked = nullptr) {
     if (asked != nullptr) *asked = answer.pending != nullptr;
     if (!answer.pending) return answer;

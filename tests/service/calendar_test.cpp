@@ -70,7 +70,7 @@ TEST(Calendar, berlin_time_that_comes_twice_runs_once_the_first_time) {
   EXPECT_EQ(next(half_past, "2027-10-31 02:15 +01:00", "Europe/Berlin"), "2027-11-01 02:30:00 +01:00");
   EXPECT_EQ(next(half_past, "2027-10-31 02:45 +02:00", "Europe/Berlin"), "2027-11-01 02:30:00 +01:00");
   EXPECT_EQ(next(once(2027, 10, 31, 2, 30), "2027-10-31 02:45 +02:00", "Europe/Berlin"), none);
-  // Three o'clock ends the second round: it comes once.
+  // The hour that comes twice ends at 03:00, which comes once.
   EXPECT_EQ(next(daily(3, 0), "2027-10-31 02:59 +02:00", "Europe/Berlin"), "2027-10-31 03:00:00 +01:00");
 }
 

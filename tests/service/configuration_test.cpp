@@ -242,7 +242,7 @@ TEST(Replacement, killed_at_any_store_call_leaves_before_or_after) {
     changed = changed || (!survived && found == "other");
   }
   EXPECT_GT(point, 8);
-  EXPECT_TRUE(changed);  // there is a point behind the commit
+  EXPECT_TRUE(changed);  // some of the calls come after the commit
 }
 
 class Confirming : public testing::Test {

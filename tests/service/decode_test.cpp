@@ -220,7 +220,7 @@ Bytes transport_with(size_t field, const std::string &text) {
   return payload;
 }
 
-// Whatever a client checks before it sends.
+// What the shell checks before it sends, another client may not.
 TEST(Decode, a_control_character_in_any_name_address_or_host_is_refused) {
   World world;
   ASSERT_EQ(create_job(world, "known", "echo\n"), 0u);

@@ -95,7 +95,7 @@ TEST_P(RunsEnd, a_job_that_does_not_listen_is_killed_when_its_grace_is_over) {
   EXPECT_TRUE(has_ended(read_number(file("pid"))));
 }
 
-// A signal that queues, and a job that takes none of them before it is told to count: of others the kernel makes one.
+// Counted by a real-time signal, of which each one that is sent waits; of others the kernel keeps one.
 TEST_P(RunsEnd, each_process_of_a_run_is_asked_once) {
   std::ofstream(file("counter")) << "import os, signal, time\n"
                                     "signals = [signal.SIGRTMIN]\n"

@@ -61,7 +61,7 @@ TEST_F(JobOfAnotherUser, it_cannot_name_files_beside_its_text) {
       "closed\n");
 }
 
-// A process number that the owner reaches by forking would fail; the shell tells it.
+// The shell says that it cannot fork.
 TEST_F(JobOfAnotherUser, a_limit_of_tasks_stops_a_fork_bomb) {
   service::Task bomb = task_of("games", "i=0; while test $i -lt 50; do sleep 1000 & i=$((i+1)); done; echo all\n");
   bomb.limits.tasks = 10;

@@ -304,7 +304,7 @@ TEST_F(ServiceProgram, in_standby_it_is_ready_and_says_when_it_takes_over) {
   EXPECT_EQ(told(), "STATUS=active");
   EXPECT_EQ(control::ask_service(control::Operation::enable_feature).code(), 0u);
   EXPECT_EQ(control::ask_service(control::Operation::take_over).code(), control::err_active);
-  program.signal(SIGUSR1);  // it has nothing left to take over, and ends of nothing
+  program.signal(SIGUSR1);  // there is nothing to take over any more: the signal does nothing
   EXPECT_EQ(program.end(SIGTERM), 0);
   EXPECT_THAT(program.output(), HasSubstr(", in standby; state directory " + state));
 }

@@ -35,7 +35,7 @@ class Maker {
   bool chance(int one_in) { return below(one_in) == 0; }
   std::string letter() { return std::string(1, static_cast<char>('a' + below(26))); }
 
-  // Of few, so that configurations have some in common, in any order.
+  // Out of fifteen, so that two configurations have some in common; in any order.
   std::vector<std::string> names(int count) {
     std::vector<std::string> all;
     for (char first = 'a'; first < 'p'; first++)
@@ -83,7 +83,7 @@ class Maker {
     return buffer;
   }
 
-  // Some have passed, of any year.
+  // Of several years, so that some have passed.
   std::string start() {
     return formatted("start %d:%02d:%02d:%02d:%02d", 2020 + below(17), 1 + below(12), 1 + below(28), below(24),
                      below(60));

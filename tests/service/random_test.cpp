@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char *memory_disk = "/dev/shm";
 
-// A wrong access that many requests provoke, the sanitizer sees. Each granted one is a synced commit, hence the disk.
+// Most for the build in which a wrong access is seen, and where a commit is quick: each granted request is one.
 int how_many() {
 #ifdef __SANITIZE_ADDRESS__
   if (access(memory_disk, W_OK) == 0) return 200000;

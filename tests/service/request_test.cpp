@@ -203,7 +203,6 @@ TEST(Requests, a_hundred_thousand_schedules_are_served_when_they_are_allowed) {
   EXPECT_STREQ(reinterpret_cast<const sch_show_schedule_reply *>(shown.reply->data())->name, "one-more");
 }
 
-// The cursor stays good when its schedule goes.
 TEST(Requests, a_listing_goes_on_behind_a_schedule_that_was_deleted_meanwhile) {
   World world;
   for (const char *name : {"a", "b", "c"})

@@ -94,8 +94,8 @@ TEST(RingFile, a_record_of_half_the_file_fits_and_a_larger_one_is_refused) {
   EXPECT_EQ(texts(*ring).size(), 2u);
 }
 
-// Every prefix of the last write, over the file as it was before: what is found is what was written, whole, in order,
-// and of what the write does not touch nothing is missing.
+// Every prefix of the last write, laid over the file as it was before: all that is found was written, is whole and in
+// order; what the write does not overwrite is found.
 TEST(RingFile, a_write_torn_at_any_byte_loses_nothing_but_what_it_overwrites) {
   const Directory directory;
   const std::string path = directory.path() + "/log";

@@ -7,7 +7,7 @@ namespace service_test {
 void fail_store_call(int nth);  // the nth from now on, of pss_store and store_commit, fails once; 0: none
 bool store_call_failed();       // since then
 
-// The process is killed before (odd) or after (even) one of these calls: the first one's before is 1. 0: not.
+// Kills the process at one of these calls: 1 before the first, 2 after it, 3 before the second, and so on. 0: never.
 void die_at_store_call(int point);
 
 // How many of these calls were made.

@@ -109,7 +109,7 @@ TEST(StoredPasswordsOfAReplacement, killed_at_any_store_call_come_with_the_rest_
     EXPECT_TRUE(found == before || found == after) << point << "\n" << found;
     if (!survived && found == after) changed++;
   }
-  EXPECT_GT(changed, 0);  // there is a point behind the commit
+  EXPECT_GT(changed, 0);  // some of the calls come after the commit
 }
 
 }  // namespace

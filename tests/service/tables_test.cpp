@@ -226,7 +226,7 @@ TEST_F(TablesTest, jobs_are_found_by_name_and_counted_for_their_owner) {
   EXPECT_EQ(service::job_count(8), 1u);
 }
 
-// All items hash alike: every step meets the others.
+// All items have the same hash, so that each look-up meets all of them.
 struct Crowded {
   using Key = int;
   static Key key(const int &item) { return item; }

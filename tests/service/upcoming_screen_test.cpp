@@ -97,7 +97,7 @@ TEST_F(UpcomingScreen, refuses_a_query_that_is_cut_or_out_of_range) {
             host::err_bad_value);
 }
 
-// What is foretold is what comes.
+// The times that are shown are those at which the schedule then runs.
 TEST_F(UpcomingScreen, foretells_the_due_times_that_are_then_taken) {
   sch_tminfo weekly = daily(7, 15), monthly = daily(23, 0);
   weekly.type = SCH_SCHEDULE_WEEKLY;

@@ -43,7 +43,7 @@ const Case cases[] = {
     {"| count", "13\n"},
     {"| include ^scheduler | count", "4\n"},
     {"|count", "13\n"},
-    {"| json | include ^feature", "feature scheduler\n"},  // made elsewhere: as it comes
+    {"| json | include ^feature", "feature scheduler\n"},  // the document is made before the pipes, which pass it on
 };
 
 TEST(pipes, leave_what_is_asked_for) {

@@ -113,7 +113,7 @@ TEST_F(ShowJobsTest, a_name_without_terminator_is_printed_to_the_end_of_its_fiel
 TEST_F(ShowJobsTest, a_reply_that_holds_less_than_it_announces_is_refused_whole) {
   const std::string whole = job_reply("liar", 0, "0123456789");
   for (size_t length = 0; length < whole.size(); ++length) {
-    if (length == 48) continue;  // the length word as it was: see below
+    if (length == 48) continue;  // as the length word was before the call: a test of its own below
     EXPECT_EQ(run(sch_cli_show_jobs, {Reply::with(whole.substr(0, length)), Reply::with(whole)}),
               (Outcome{1, "", incomplete}))
         << length;

@@ -129,7 +129,7 @@ inline Outcome run(Handler handler, std::deque<platform_test::Reply> replies = {
   return run(handler, context);
 }
 
-// What a service answers that fails.
+// The answer of a service that fails.
 inline platform_test::Reply failed(uint32_t status) {
   return {status, "", true};
 }

@@ -76,7 +76,8 @@ Wall today_at(const sch_tminfo &record, time_t now) {
   return wall;
 }
 
-// What passed today is what the wall clock really showed then; the next run takes that hour on.
+// Where the clock leaps over the time of day, the run came at the time that the clock showed instead; the next one is
+// at that time, too.
 Wall shown_today(const Wall &today, const Zone &zone) {
   return wall_at(moment_of(today, zone));
 }

@@ -84,7 +84,7 @@ void Disk::apply(const Entry &entry, Names *names) {
   if (!entry.name.empty()) (*names)[entry.name] = entry.file;
 }
 
-// Changes of the directory reach the disk in order, as far as they do, or some of them not at all.
+// Of the changes of the directory the first few reach the disk, or any of them.
 Disk::Names Disk::surviving_names(Unsynced unsynced, std::mt19937 *random) const {
   if (unsynced == Unsynced::everything) return names_;
   Names names = promised_names_;

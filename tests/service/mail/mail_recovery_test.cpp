@@ -169,9 +169,9 @@ TEST_F(OwedMail, of_a_run_that_the_crash_interrupted_has_all_its_jobs) {
               HasSubstr("Job job: failed, exit code 3\nJob slow: interrupted"));
 }
 
-// A start that recorded before it knew what waited wrote over the first message.
+// The start has to know the numbers of waiting messages before it queues one for the interrupted run.
 TEST_F(OwedMail, of_an_interrupted_run_replaces_nothing_that_waits) {
-  world_.settings.mail_retry_window_s = 7 * 86400;  // of the first run it still waits a day later
+  world_.settings.mail_retry_window_s = 7 * 86400;  // so that the first run's still waits a day later
   run_at(due);
   crash();
   start();

@@ -135,7 +135,7 @@ void World::pass(int64_t milliseconds) {
   if (!configured_.is_open()) tell_what_is_switched_off();
 }
 
-// No time passes by it.
+// Only the wall clock is set: no time passes.
 void World::set_clock_back(int64_t milliseconds) {
   faults_->wall_ms -= milliseconds;
   faults_->clock_was_set = true;
