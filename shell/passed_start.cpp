@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "control/one_shot.h"
 #include "schedcli_requests.h"
 #include "shell/session.h"
 #include "shell/show_request.h"
@@ -45,12 +46,7 @@ struct Start {
 
 // Not by the library, whose time_t on 32 bits is another than ours.
 time_t moment_of(const sch_tminfo &time) {
-  tm fields = {};
-  fields.tm_year = time.year;
-  fields.tm_mon = time.month;
-  fields.tm_mday = time.day_of_month;
-  fields.tm_hour = time.hour;
-  fields.tm_min = time.minute;
+  tm fields = control::wall_clock_of(time);
   return std::mktime(&fields);
 }
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "control/one_shot.h"
 #include "service/calendar/service_zone.h"
 
 namespace service {
@@ -22,12 +23,7 @@ std::string time_of_day(const sch_tminfo &time) {
 }
 
 std::string one_shot_moment(const sch_tminfo &time) {
-  tm fields = {};
-  fields.tm_year = time.year;
-  fields.tm_mon = time.month;
-  fields.tm_mday = time.day_of_month;
-  fields.tm_hour = time.hour;
-  fields.tm_min = time.minute;
+  tm fields = control::wall_clock_of(time);
   return control::json_moment(service_zone().moment_of({timegm(&fields)}));
 }
 

@@ -114,6 +114,27 @@ Launch Processes::describe(const Task &task, const Started &started) const {
   return launch;
 }
 
+// The record, then the groups, the texts and the variables.
+host::Result<std::vector<char>> Processes::message_for(const Task &task, const Started &started) {
+  const std::vector<gid_t> none;
+  const std::vector<gid_t> *groups = task.change_user ? user_groups_.of(task.owner, Groups::Clock::now()) : &none;
+  if (groups == nullptr)
+    return host::Error{host::err_io, "cannot start the job: the groups of user " + task.owner.name};
+  const std::vector<std::string> variables = job_environment(task);
+  Launch launch = describe(task, started);
+  launch.group_count = static_cast<uint32_t>(groups->size());
+  launch.variable_count = static_cast<uint32_t>(variables.size());
+  std::vector<char> message;
+  put(&message, &launch, sizeof launch);
+  put(&message, groups->data(), groups->size() * sizeof(gid_t));
+  for (const std::string &text :
+       {task.owner.name, task.owner.home, options_.pam_directory, task.interpreter, started.script.path()})
+    put(&message, text);
+  for (const std::string &variable : variables)
+    put(&message, variable);
+  return message;
+}
+
 host::Result<void> Processes::launch(const Task &task, Started *started) {
   int output[2], channel[2];
   if (pipe2(output, O_CLOEXEC) != 0) return failure("its output");
@@ -124,26 +145,10 @@ host::Result<void> Processes::launch(const Task &task, Started *started) {
   started->channel = host::FileDescriptor(channel[0]);
   const host::FileDescriptor theirs(channel[1]);
 
-  Launch launch = describe(task, *started);
-  const std::vector<gid_t> none;
-  const std::vector<gid_t> *groups = &none;
-  if (task.change_user) groups = user_groups_.of(task.owner, Groups::Clock::now());
-  if (groups == nullptr)
-    return host::Error{host::err_io, "cannot start the job: the groups of user " + task.owner.name};
-  const std::vector<std::string> variables = job_environment(task);
-  launch.group_count = static_cast<uint32_t>(groups->size());
-  launch.variable_count = static_cast<uint32_t>(variables.size());
-  std::vector<char> message;
-  put(&message, &launch, sizeof launch);
-  put(&message, groups->data(), groups->size() * sizeof(gid_t));
-  for (const std::string &text :
-       {task.owner.name, task.owner.home, options_.pam_directory, task.interpreter, started->script.path()})
-    put(&message, text);
-  for (const std::string &variable : variables)
-    put(&message, variable);
-
+  const host::Result<std::vector<char>> message = message_for(task, *started);
+  if (!message) return message.error();
   const int descriptors[] = {writer.get(), theirs.get(), started->group.directory()};
-  const host::Result<pid_t> pid = starter_.launch(message, std::span(descriptors, launch.in_group != 0 ? 3 : 2));
+  const host::Result<pid_t> pid = starter_.launch(*message, std::span(descriptors, groups_ ? 3 : 2));
   if (!pid) return pid.error();
   started->pid = *pid;
   started->pidfd = host::FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, *pid, 0)));

@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/files/file_descriptor.h"
 #include "host/result.h"
@@ -59,6 +60,7 @@ class Processes {
   host::Result<void> launch(const Task &task, Started *started);
   bool finds_pam() const;
   Launch describe(const Task &task, const Started &started) const;
+  host::Result<std::vector<char>> message_for(const Task &task, const Started &started);
 
   Options options_;
   std::string directory_;
