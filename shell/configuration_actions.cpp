@@ -120,11 +120,7 @@ int roll_back(Session &session, const Match &match) {
 }
 
 int confirm_configuration(Session &, const Match &match) {
-  return show_answer(match, Operation::confirm_configuration);
-}
-
-int show_configuration_history(Session &, const Match &match) {
-  return show_answer(match, Operation::configuration_history);
+  return show_text(words_of(match), Operation::confirm_configuration);
 }
 
 int show_configuration_difference(Session &, const Match &match) {
@@ -140,7 +136,7 @@ int copy_startup_to_file(Session &, const Match &match) {
 }
 
 int erase_startup(Session &, const Match &match) {
-  return show_answer(match, Operation::erase_startup);
+  return show_text(words_of(match), Operation::erase_startup);
 }
 
 }  // namespace shell

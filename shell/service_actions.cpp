@@ -42,10 +42,6 @@ int show_history(Session &, const Match &match) {
 }
 
 // Not by the library's handler, which returns success whatever happens.
-int show_memory(Session &, const Match &match) {
-  return show_answer(match, control::Operation::memory_statistics);
-}
-
 int copy_running_startup(Session &, const Match &match) {
   return request(words_of(match), control::Operation::copy_running_startup);
 }
