@@ -54,6 +54,9 @@ Json content_of(const ServiceStatus &status) {
   if (status.whole) add_whole(&content, *status.whole);
   if (status.next_due)
     content["next-due"] = {{"time", json_moment(status.next_due->due)}, {"schedule", status.next_due->schedule}};
+  if (status.confirmation)
+    content["confirmation"] = {{"deadline", json_moment(status.confirmation->deadline)},
+                               {"user", json_text(status.confirmation->who)}};
   for (const UserShare &share : status.shares)
     content["share"].push_back(share_of(share));
   return content;

@@ -122,8 +122,9 @@ uint32_t may_apply(const Call &call, const ConfigurationOrder &order) {
 Origin origin_of(const Call &call, std::string_view sent) {
   const std::string_view whence = sent.substr(0, sent.find('\0'));
   sent.remove_prefix(std::min(whence.size() + 1, sent.size()));
-  return {wall_clock(), call.caller.user_name,
-          "process " + std::to_string(call.caller.pid) + ", " + std::string(whence), std::string(sent)};
+  const std::string process = "process " + std::to_string(call.caller.pid);
+  return {wall_clock(), call.caller.user_name, whence.empty() ? process : process + ", " + std::string(whence),
+          std::string(sent)};
 }
 
 host::Result<Applied> apply(const Call &call, const ConfigurationOrder &order, const Configuration &target,
@@ -252,8 +253,13 @@ host::Answer erase_startup(const Call &, Payload) {
   return with_status(status);
 }
 
-host::Answer save_running(const Call &call, Payload payload) {
-  const Origin origin = origin_of(call, text_of(payload));
+host::Answer save_running(const Call &call, Payload) {
+  // The configuration is that of whoever changed it last; after a restart that is not known any more.
+  Origin origin = call.context.last_change;
+  if (origin.at == 0) {
+    origin = origin_of(call, {});
+    origin.what = "copy running-config startup-config";
+  }
   if (const auto kept = keep_in_history(configuration_in_use(), origin); !kept) return with_status(kept.code());
   if (const auto held = hold_startup_logging_level(); !held) return with_status(held.code());
   const bool saved = sch_pss_snapshot(sch_debug_pss_running_uri, sch_debug_pss_startup_uri) == 0 &&

@@ -9,7 +9,9 @@
 #include "host/files/paths.h"
 #include "host/security/security.h"
 #include "host/store/store.h"
+#include "host/visible.h"
 #include "service/calendar/service_zone.h"
+#include "service/configuration/pending.h"
 #include "service/mail/courier.h"
 #include "service/request/answer.h"
 #include "service/request/shown.h"
@@ -107,6 +109,13 @@ ServiceStatus service_status(bool active, const Settings &settings, time_t start
   return status;
 }
 
+std::optional<AwaitedConfirmation> awaited_confirmation(const Context &context) {
+  if (context.pending_configuration == nullptr) return std::nullopt;
+  const std::optional<Confirmation::Awaited> awaited = context.pending_configuration->confirmation.awaited();
+  if (!awaited) return std::nullopt;
+  return AwaitedConfirmation{awaited->deadline, awaited->who};
+}
+
 void add_service(Lines *lines, const ServiceStatus &status) {
   lines->add("version", SCHEDCLI_VERSION);
   lines->add("mode", status.active ? "active" : "standby");
@@ -147,6 +156,9 @@ std::string text_of(const ServiceStatus &status) {
   if (status.active)
     lines.add("next due",
               status.next_due ? time_text(status.next_due->due) + ", schedule " + status.next_due->schedule : "none");
+  if (status.confirmation)
+    lines.add("rolled back unless confirmed",
+              time_text(status.confirmation->deadline) + ", changed by " + host::visible(status.confirmation->who));
   for (const UserShare &share : status.shares)
     add_share(&lines, share);
   return lines.text();
@@ -156,6 +168,7 @@ std::string text_of(const ServiceStatus &status) {
 
 ServiceStatus status_of(const Call &call) {
   ServiceStatus status = service_status(true, *call.context.settings, call.context.started);
+  status.confirmation = awaited_confirmation(call.context);
   if (!call.context.authority.administrator(call.caller)) {
     const uint32_t tag = owner_tag(call.caller.uid);
     const Share runs = shares_of_runs(call.context.runner)[tag];

@@ -29,6 +29,12 @@ struct NextDue {
   std::string schedule;
 };
 
+// A changed configuration that is rolled back unless it is confirmed.
+struct AwaitedConfirmation {
+  time_t deadline;
+  std::string who;
+};
+
 // What belongs to nobody alone: an administrator's to see.
 struct WholeStatus {
   std::string state_directory;
@@ -46,6 +52,7 @@ struct ServiceStatus {
   host::BootFrom boot_from = {};
   std::optional<WholeStatus> whole;
   std::optional<NextDue> next_due;
+  std::optional<AwaitedConfirmation> confirmation;
   std::vector<UserShare> shares;
 };
 

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -163,6 +164,22 @@ TEST_F(Configure, what_is_not_confirmed_is_taken_back_after_a_restart) {
   std::ofstream(waits) << entry << " 1000" << rest << "\n";
   ASSERT_TRUE(service_.start()) << service_.errors();
   EXPECT_EQ(running(), "no feature scheduler\n");
+}
+
+TEST_F(Configure, what_waits_for_a_confirmation_is_told_by_the_status) {
+  const std::string mark = "\nrolled back unless confirmed: ";
+  EXPECT_EQ(shell({"show scheduler status"}).output.find(mark), std::string::npos);
+  ASSERT_EQ(shell({"configure replace " + file("site.conf", site) + " confirm 5"}).status, 0);
+  EXPECT_NE(shell({"show scheduler status"}).output.find(mark), std::string::npos);
+  ASSERT_EQ(shell({"configure confirm"}).status, 0);
+  EXPECT_EQ(shell({"show scheduler status"}).output.find(mark), std::string::npos);
+}
+
+TEST_F(Configure, what_was_typed_is_kept_with_its_maker_when_it_is_saved) {
+  ASSERT_EQ(shell({"feature scheduler", "scheduler job name a commands true"}).status, 0);
+  ASSERT_EQ(shell({"write memory"}).status, 0);
+  const std::string history = shell({"show configuration history"}).output;
+  EXPECT_TRUE(std::regex_search(history, std::regex("\n1 .* process [0-9]+ +commands\n"))) << history;
 }
 
 TEST_F(Configure, a_crontab_is_taken_over_as_one_change) {
