@@ -21,9 +21,8 @@ struct CloseFile {
 // Locking puts '!' before the hash. Without a hash behind it there never was a password, which is how accounts of
 // services and accounts with keys alone are made.
 bool is_locked(std::string_view password) {
-  constexpr size_t shortest_hash = 13;  // of the oldest method; later ones begin with '$' or '_'
   const size_t mark = password.find_first_not_of('!');
-  return mark != 0 && mark != password.npos && password.size() - mark >= shortest_hash;
+  return mark != 0 && mark != password.npos && password[mark] != '*';
 }
 
 bool has_expired(const spwd &entry, time_t now) {

@@ -20,7 +20,7 @@ class AccountState : public SecurityTest {
 
 TEST_F(AccountState, a_password_behind_a_mark_is_a_locked_account) {
   for (const char *password :
-       {"!$6$salt$hash-of-sixty-four", "!!$y$j9T$salt$hash", "!ab01FAX.bQRSU", "!_J9..rasmBYk8r9AiWNc"})
+       {"!$6$salt$hash-of-sixty-four", "!!$y$j9T$salt$hash", "!ab01FAX.bQRSU", "!_J9..rasmBYk8r9AiWNc", "!$6$a$b"})
     EXPECT_EQ(state_of(std::string(password) + ":19000:0:99999:7:::"), "its account is locked") << password;
 }
 
