@@ -20,6 +20,12 @@ TEST(ConfigurationDiff, shows_what_goes_comes_and_changes_block_by_block) {
             " scheduler job name a\n one\n-two\n+three\n end-job\n");
 }
 
+TEST(ConfigurationDiff, keeps_a_job_with_empty_lines_in_one_block) {
+  const std::string head = "scheduler job name a\none\n\n";
+  EXPECT_EQ(configuration_diff(head + "two\nend-job\n\n", head + "three\nend-job\n\n"),
+            " scheduler job name a\n one\n \n-two\n+three\n end-job\n");
+}
+
 TEST(ConfigurationDiff, of_the_same_is_empty) {
   EXPECT_EQ(configuration_diff("feature scheduler\n", "feature scheduler\n"), "");
 }

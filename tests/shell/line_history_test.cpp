@@ -44,6 +44,7 @@ TEST_F(History, is_none_without_a_place) {
 
 TEST_F(History, uses_no_link_no_device_and_no_file_that_others_read) {
   std::ofstream(directory + "/elsewhere") << "secret\n";
+  chmod((directory + "/elsewhere").c_str(), 0600);  // so that only the link is wrong
   symlink((directory + "/elsewhere").c_str(), path.c_str());
   EXPECT_EQ(LineHistory(path).read(), Lines{});
   LineHistory(path).add("one");

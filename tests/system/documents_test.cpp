@@ -220,6 +220,17 @@ TEST_F(FilledDocuments, agree_in_one_schedule_whichever_command_shows_it) {
   EXPECT_EQ(overview["schedule"][0]["next-due"], one["schedule"][0]["next-due"]);
 }
 
+TEST_F(Documents, tell_that_a_change_waits_for_its_confirmation) {
+  const std::string wanted = directory_.path() + "/wanted.conf";
+  std::ofstream(wanted) << "feature scheduler\n";
+  shell("configure replace " + wanted + " confirm 5");
+  ASSERT_EQ(status_, 0);
+  const Json waiting = document("show scheduler status");
+  EXPECT_TRUE(waiting.contains("confirmation") && waiting["confirmation"].contains("deadline")) << waiting;
+  shell("configure confirm");
+  EXPECT_FALSE(document("show scheduler status").contains("confirmation"));
+}
+
 TEST_F(Documents, go_on_to_other_pipes) {
   configure("scheduler job name a commands true\n");
   EXPECT_EQ(shell("show scheduler job | json | include name"), "        \"name\": \"a\",\n");
