@@ -104,7 +104,7 @@ class AssertionTest : public LoggingLevelTest {
   }
 };
 
-const std::string open_call = "open /log/assert-backtrace 0x441";  // write, create, append
+const std::string open_call = "open /log/assert-backtrace 0x441 0600";  // write, create, append
 const std::string exception = "syslog 7 Exception at: sdwrap_sys_asciigen_condserv_startup/1308";
 
 TEST_F(AssertionTest, a_key_without_data_leaves_place_and_backtrace_and_generation_goes_on) {

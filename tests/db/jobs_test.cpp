@@ -136,6 +136,7 @@ TEST_F(JobTable, job_is_found_by_its_exact_name) {
   EXPECT_EQ(sch_find_job(&sch_running_config, "backup", &slot_), 200);
   EXPECT_EQ(slot_, &sch_job_list[200]);
   EXPECT_EQ(sch_find_job(&sch_running_config, "a", &slot_), 0);
+  EXPECT_EQ(slot_, &sch_job_list[0]);
 }
 
 TEST_F(JobTable, job_not_found_clears_the_result) {

@@ -88,7 +88,7 @@ int __wrap_open(const char *path, int flags, ...) {
   const int mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, int) : 0;
   va_end(arguments);
   if (!fake.scripted_libc || std::strcmp(path, assert_log) != 0) return __real_open(path, flags, mode);
-  note("open %s 0x%x", path, static_cast<unsigned>(flags));
+  note("open %s 0x%x %#o", path, static_cast<unsigned>(flags), static_cast<unsigned>(mode));
   if (!fake.assert_log_opens) return fail(EACCES);
   assert_log_descriptor = __real_open("/dev/null", O_WRONLY);
   return assert_log_descriptor;

@@ -241,6 +241,13 @@ TEST_F(Timer, a_zone_that_changes_counts_from_the_next_computation_on) {
   EXPECT_EQ(text_of(compute(daily(5, 50)).next), "2026-06-15 05:50:00 IST");  // it is 05:44
 }
 
+TEST_F(Timer, a_zone_that_the_environment_has_got_meanwhile_counts_without_tzset) {
+  set_zone("UTC");
+  fake.now = moment("2026-06-15 02:00:00 UTC");
+  setenv("TZ", "America/New_York", 1);  // it is 22:00 of the day before there
+  EXPECT_EQ(text_of(compute(daily(23, 0)).next), "2026-06-14 23:00:00 EDT");
+}
+
 TEST_F(Timer, half_hour_offsets_count) {
   const char *kolkata = "Asia/Kolkata";
   EXPECT_EQ(next(daily(0, 15), "2026-06-15 00:14:59 IST", kolkata), "2026-06-15 00:15:00 IST");
