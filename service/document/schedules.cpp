@@ -24,7 +24,6 @@ namespace service {
 namespace {
 
 using control::json_moment;
-using control::json_number;
 using control::json_text;
 
 using UnderWay = std::map<std::string, RunSummary>;  // by schedule

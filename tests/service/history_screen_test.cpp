@@ -14,7 +14,6 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::Not;
-using ::testing::StartsWith;
 
 constexpr time_t minute = 60, day = 86400;
 constexpr time_t due = noon + 30 * minute;

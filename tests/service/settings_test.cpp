@@ -18,7 +18,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::SizeIs;
 
 service::SettingsRead parse(const std::string &text) {
   return service::parse_settings(text, "schedd.conf");

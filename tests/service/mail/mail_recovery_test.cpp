@@ -23,7 +23,6 @@ namespace fs = std::filesystem;
 
 using service::Active;
 using service::QueuedMail;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
