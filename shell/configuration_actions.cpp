@@ -63,7 +63,8 @@ int change_to_file(Session &session, const Match &match, const std::string &verb
 
 int show_text(const Match &match, const host::Result<std::string> &text) {
   if (!text) return failed(words_of(match), text.error());
-  std::fwrite(text->data(), 1, text->size(), stdout);
+  const std::string &shown = *text;
+  std::fwrite(shown.data(), 1, shown.size(), stdout);
   return 0;
 }
 
