@@ -98,7 +98,7 @@ void Ledger::account_for(Expected *expected, const SeenRun &run, Complaints *com
 void Ledger::judge_due(time_t now, Complaints *complaints) {
   for (auto &[name, expected] : schedules_) {
     while (expected.period_s != 0 && expected.next <= now) {
-      const bool was_taken = expected.taken.erase(expected.next) != 0, was_off = expected.off.erase(expected.next) != 0;
+      const bool was_taken = expected.taken.erase(expected.next) != 0, was_off = expected.off.contains(expected.next);
       if (was_taken && was_off)
         complaints->push_back(name + " ran while it was switched off, due " + std::to_string(expected.next));
       if (!was_taken && !was_off)

@@ -48,7 +48,7 @@ class Ledger {
     std::set<std::string> jobs;
     time_t next = 0, period_s = 0;  // the first due time that is not accounted for
     std::set<time_t> taken;         // later ones that are
-    std::set<time_t> off;           // that it was switched off for
+    std::set<time_t> off;           // that it was switched off for, also those before
     std::set<uint64_t> promised;
     unsigned perhaps = 0;  // runs that may be there or not
     uint64_t newest = 0;

@@ -91,6 +91,7 @@ class World {
   void promised(const std::string &schedule, uint64_t run);
   static uint32_t status_of(const Change &change, const Reply &reply);
   void tell_what_is_switched_off();
+  void acknowledged(const Change &change, const Reply &reply);
   void look_whether_it_is_there(const Change &change);
   void end_endless_runs();
   Complaints judge_configuration();

@@ -2,6 +2,7 @@
 // What the world knows of the configuration: the changes that were made, and what must be seen of them.
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <stdexcept>
 
 #include "control/configuration.h"
@@ -28,10 +29,25 @@ uint32_t World::status_of(const Change &change, const Reply &reply) {
 // Where the directory's sync has failed, what was refused may be there, whole.
 void World::look_whether_it_is_there(const Change &change) {
   configured_.unanswered(change.effect);
+  const uint64_t first = faults_->first.exchange(0);  // reading opens stores, which a full disk refuses as well
   if (const std::optional<Facts> seen = see_facts(*client_)) {
     const Complaints complaints = configured_.judge(*seen);
     found_.insert(found_.end(), complaints.begin(), complaints.end());
   }
+  faults_->first = first;
+}
+
+// The level lies in a store of its own: an answer that says so acknowledges the rest.
+void World::acknowledged(const Change &change, const Reply &reply) {
+  const Facts before = configured_.facts();
+  const bool but_the_level = reply.text().find("the logging level could not be stored") != std::string::npos;
+  configured_.acknowledged([&](Facts &facts) {
+    change.effect(facts);
+    if (!but_the_level) return;
+    const auto is_level = [](const std::string &fact) { return fact.starts_with("logging level "); };
+    std::erase_if(facts, is_level);
+    std::ranges::copy_if(before, std::inserter(facts, facts.end()), is_level);
+  });
 }
 
 std::optional<Reply> World::change(const Change &change) {
@@ -55,7 +71,7 @@ std::optional<Reply> World::change(const Change &change) {
     return reply;
   }
   const Facts before = configured_.facts();
-  configured_.acknowledged(change.effect);
+  acknowledged(change, *reply);
   if (clears_log) ledger_.cleared();
   if (configured_.facts() != before && faults_->syncs == syncs)
     found_.push_back("operation " + std::to_string(number) + " of service " + std::to_string(service) +
