@@ -34,8 +34,4 @@ void print_time(time_t when) {
   std::fputs(ctime_r(&when, text) != nullptr ? text : "out of range\n", stdout);
 }
 
-void print_recorded_time(int32_t when) {
-  print_time(static_cast<time_t>(static_cast<uint32_t>(when)));
-}
-
 }  // namespace show

@@ -19,8 +19,4 @@ void print_bytes(const char *bytes, int32_t length);
 // As ctime() formats it, with the newline at its end.
 void print_time(time_t when);
 
-// A moment that the service has recorded. Its 32 bits are unsigned where time_t has room for them, so that it is right
-// after 2038, too.
-void print_recorded_time(int32_t when);
-
 }  // namespace show

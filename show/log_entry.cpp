@@ -24,7 +24,7 @@ void display_log_entry(const sch_log_entry *entry, const char *output) {
               show::exit_code(entry->wait_status));
   std::printf("Schedule Name  : %-32.32s  User Name : %.40s\n", entry->schedule, entry->user);
   std::fputs("Completion time: ", stdout);
-  show::print_recorded_time(entry->completion);
+  show::print_time(entry->completion);
   print_output_heading();
   show::print_bytes(output, entry->total_length);
   show::print_rule();

@@ -15,9 +15,9 @@ constexpr char no_jobs_before_run[] = "          No jobs assigned to schedule";
 
 void print_history(const sch_show_schedule_reply *reply) {
   std::fputs("Last Execution Time : ", stdout);
-  show::print_recorded_time(reply->last_execution);
+  show::print_time(reply->last_execution);
   std::fputs("Last Completion Time: ", stdout);
-  show::print_recorded_time(reply->last_completion);
+  show::print_time(reply->last_completion);
   std::printf("Execution count     : %d\n", reply->execution_count);
 }
 

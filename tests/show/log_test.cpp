@@ -249,14 +249,6 @@ TEST_F(ShowLogTest, completion_times_by_zone) {
   }
 }
 
-TEST_F(ShowLogTest, a_completion_beyond_the_signed_seconds_is_right_where_time_t_has_room) {
-  sch_log_entry entry = log_entry(1, 1, 0);
-  entry.completion = INT32_MIN;
-  EXPECT_EQ(
-      printed([&] { display_log_entry(&entry, nullptr); }),
-      entry_text("", "Success (0)", sizeof(time_t) == 4 ? "Fri Dec 13 20:45:52 1901" : "Tue Jan 19 03:14:08 2038"));
-}
-
 TEST_F(ShowLogTest, names_that_fill_their_fields_are_printed_to_the_end_of_them) {
   sch_log_entry entry = log_entry(1, 1, -1);
   put(entry.job, std::string(32, 'j'));
