@@ -222,8 +222,8 @@ void Run::record_unstarted(const sch_job_entry &slot, Reason reason, const std::
   record(std::move(step), Then::wait);
 }
 
-// With Then::go_on the next job starts when this outcome is stored, unless the run has been stopped meanwhile. The run's
-// end is stored with its last outcome.
+// With Then::go_on the next job starts when this outcome is stored, unless the run has been stopped meanwhile. The
+// run's end is stored with its last outcome.
 void Run::record(RunStep step, Then then) {
   step.ends_run = job_after(last_job_) < 0;
   over_ = step.ends_run;

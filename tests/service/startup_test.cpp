@@ -16,8 +16,8 @@
 #include "service/state/left_out.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
-#include "tests/service/store_faults.h"
 #include "tests/service/operator_requests.h"
+#include "tests/service/store_faults.h"
 #include "tests/service/world.h"
 
 namespace service_test {
