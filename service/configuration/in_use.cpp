@@ -144,8 +144,9 @@ Configuration configuration_in_use() {
 host::Result<Configuration> startup_configuration() {
   const auto refused = [](uint32_t status) { return host::Error{status, syserr2str(status)}; };
   if (!host::store_exists(sch_pss_startup_uri)) return refused(control::err_no_startup);
-  const OpenStore store(sch_pss_startup_uri);
+  const OpenStore store(sch_pss_startup_uri), level(sch_debug_pss_startup_uri);
   if (store.get() == 0) return refused(store.error());
+  if (level.error() != 0) return refused(level.error());
   const host::LiveGlobals kept;
   const RestoredStartup restored;
   sch_log_file = SCH_LOG_FILE_INITIALIZER;
