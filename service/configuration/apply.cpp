@@ -163,8 +163,9 @@ host::Result<Applied> apply_configuration(
   Applied applied = {database.keeps_order(), "", *draft};
   log.adopt();
   settle_statuses(context, database.moved_jobs());
-  if (!change_logging_level(wanted.logging_level)) applied.warning = "the logging level could not be stored";
-  adopt_draft(*draft);
+  const bool has_level = change_logging_level(wanted.logging_level), adopted = adopt_draft(*draft);
+  if (!has_level) applied.warning = "the logging level could not be stored";
+  if (!has_level && !adopted) applied.warning += "; the next start of the service tries again";
   context.last_change = origin;
   context.scheduler.check_soon();
   return applied;

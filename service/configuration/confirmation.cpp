@@ -53,6 +53,7 @@ host::Result<void> Confirmation::await(const Awaited &awaited) {
                            std::to_string(awaited.owner_tag) + " " + awaited.who + " " + std::to_string(awaited.after) +
                            "\n";
   if (host::Result<void> written = host::write_whole_file(path(), text); !written) return written;
+  withdrawn_ = 0;
   const time_t wait = std::clamp<time_t>(awaited.deadline - wall_clock(), 0, look_again_s);
   again_ = host::Watch::after_ms(static_cast<unsigned>(wait) * 1000, [this] { look(wall_clock()); });
   return {};
@@ -68,11 +69,19 @@ host::Result<void> Confirmation::forget() {
   return {};
 }
 
+// What cannot be removed now is removed by the next start, as the changed configuration is not kept.
+void Confirmation::withdraw() {
+  const std::optional<Awaited> found = awaited();
+  again_.stop();
+  if (found && !forget()) withdrawn_ = found->after;
+}
+
 std::optional<Confirmation::Awaited> Confirmation::awaited() const {
   std::ifstream file(path());
   Awaited awaited;
   if (!(file >> awaited.entry >> awaited.deadline >> awaited.owner_tag >> awaited.who)) return std::nullopt;
   if (!(file >> awaited.after)) awaited.after = 0;  // written by an older version
+  if (awaited.after != 0 && awaited.after == withdrawn_) return std::nullopt;
   return awaited;
 }
 

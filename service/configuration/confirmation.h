@@ -28,7 +28,8 @@ class Confirmation {
 
   void start();  // at the service's start: goes on waiting, or rolls back if the deadline has passed
   host::Result<void> await(const Awaited &awaited);
-  host::Result<void> forget();  // after the confirmation, or when the change failed
+  host::Result<void> forget();  // after the confirmation
+  void withdraw();              // when the change failed
   std::optional<Awaited> awaited() const;
   void look(time_t now);  // rolls back if the deadline has passed
 
@@ -38,6 +39,7 @@ class Confirmation {
 
   Context &context_;
   host::Watch again_;
+  uint32_t withdrawn_ = 0;  // Awaited::after of a change that failed, if the file of it is still there; 0: none
 };
 
 }  // namespace service

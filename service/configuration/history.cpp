@@ -153,10 +153,12 @@ host::Result<HistoryDraft> draft_history(const Configuration &before, const Orig
   return draft;
 }
 
-void adopt_draft(const HistoryDraft &draft) {
+bool adopt_draft(const HistoryDraft &draft) {
   // If this fails, the next change adds this configuration to the history, but without its origin.
-  (void)host::rename_file(configuration_file(draft.after, draft_end), configuration_file(draft.after, file_end));
+  const std::string path = configuration_file(draft.after, draft_end);
+  (void)host::rename_file(path, configuration_file(draft.after, file_end));
   forget_oldest();
+  return access(path.c_str(), F_OK) != 0;
 }
 
 void discard_draft(const HistoryDraft &draft) {
@@ -173,7 +175,7 @@ std::optional<Configuration> settle_history(const Configuration &in_use) {
       discard_draft({0, number});
       continue;
     }
-    adopt_draft({0, number});
+    (void)adopt_draft({0, number});
     adopted = std::move(wanted);
   }
   return adopted;

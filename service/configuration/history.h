@@ -37,7 +37,8 @@ struct HistoryDraft {
 };
 host::Result<HistoryDraft> draft_history(const Configuration &before, const Origin &last_change,
                                          const Configuration &after, const Origin &origin);
-void adopt_draft(const HistoryDraft &draft);  // after the commit; also removes the oldest entries
+// After the commit; also removes the oldest entries. False: the draft is left for the next start.
+bool adopt_draft(const HistoryDraft &draft);
 void discard_draft(const HistoryDraft &draft);
 
 // At the service's start, for a draft that a crash has left: adopts it if it is the configuration in use, otherwise

@@ -139,7 +139,7 @@ host::Result<Applied> apply(const Call &call, const ConfigurationOrder &order, c
                                part_of_caller(call).value_or(0), call.caller.user_name});
   };
   host::Result<Applied> applied = apply_configuration(call.context, target, origin, await);
-  if (!applied && order.confirm_minutes != 0) (void)confirmation.forget();  // else the next start does
+  if (!applied && order.confirm_minutes != 0) confirmation.withdraw();
   if (applied && !store_passwords(passwords)) {
     applied->warning = "the passwords could not be stored; the next start of the service tries again";
     return applied;

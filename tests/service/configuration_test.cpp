@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
@@ -16,6 +18,19 @@
 #include "tests/service/configuration_fixture.h"
 #include "tests/service/operator_requests.h"
 #include "tests/service/store_faults.h"
+
+namespace {
+
+std::string kept_file;  // what ends so is not removed; empty: all is
+
+}  // namespace
+
+extern "C" int unlink(const char *path) {
+  if (kept_file.empty() || !std::string_view(path).ends_with(kept_file))
+    return static_cast<int>(syscall(SYS_unlink, path));
+  errno = ENOSPC;
+  return -1;
+}
 
 namespace service_test {
 namespace {
@@ -286,6 +301,19 @@ TEST_F(Confirming, of_a_change_that_a_crash_prevented_is_not_awaited) {
       << "1 " << noon + 300 << " 0 root 2\n";
   world.restart();
   EXPECT_EQ(ask(world, control::Operation::confirm_configuration).status, control::err_nothing_to_confirm);
+}
+
+TEST_F(Confirming, of_a_change_that_failed_is_not_awaited_though_its_note_stays) {
+  kept_file = "awaits-confirmation";
+  fail_store_call(1);
+  const uint32_t status = replace_for(5, two_jobs).status;
+  fail_store_call(0);
+  EXPECT_NE(status, 0u);
+  EXPECT_EQ(ask(world, control::Operation::confirm_configuration).status, control::err_nothing_to_confirm);
+  kept_file.clear();
+  ASSERT_EQ(replace_for(5, two_jobs).status, 0u);
+  EXPECT_EQ(ask(world, control::Operation::confirm_configuration).status, 0u);
+  EXPECT_EQ(running(world), two_jobs);
 }
 
 TEST_F(Confirming, comes_before_another_replacement) {

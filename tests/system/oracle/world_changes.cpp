@@ -40,7 +40,8 @@ void World::look_whether_it_is_there(const Change &change) {
 // The level lies in a store of its own: an answer that says so acknowledges the rest.
 void World::acknowledged(const Change &change, const Reply &reply) {
   const Facts before = configured_.facts();
-  const bool but_the_level = reply.text().find("the logging level could not be stored") != std::string::npos;
+  const auto says = [&](const char *words) { return reply.text().find(words) != std::string::npos; };
+  const bool but_the_level = says("the logging level could not be stored");
   configured_.acknowledged([&](Facts &facts) {
     change.effect(facts);
     if (!but_the_level) return;
@@ -48,6 +49,7 @@ void World::acknowledged(const Change &change, const Reply &reply) {
     std::erase_if(facts, is_level);
     std::ranges::copy_if(before, std::inserter(facts, facts.end()), is_level);
   });
+  if (but_the_level && says("the next start of the service tries again")) configured_.unanswered(change.effect);
 }
 
 std::optional<Reply> World::change(const Change &change) {
