@@ -2,6 +2,7 @@
 // Fair queueing of waiting runs: owners take turns, each within a share of its own.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -55,6 +56,7 @@ class Turn {
 
   void give_back(uint32_t owner) {
     const auto found = shares_.find(owner);
+    assert(found != shares_.end() && found->second.running > 0);
     found->second.running--;
     running_--;
     if (found->second.running == 0 && found->second.waiting.empty()) shares_.erase(found);

@@ -108,11 +108,13 @@ TEST_F(Startup, a_boot_takes_as_many_commits_with_many_schedules_as_with_few) {
       EXPECT_EQ(create_schedule(world, "s-" + std::to_string(schedules) + "-" + std::to_string(i), {}, daily(13, 0)),
                 0u);
     save_startup(world);
-    const int before = store_commits();
+    const int before = store_syncs();
     world.boot();
-    return store_commits() - before;
+    return store_syncs() - before;
   };
-  EXPECT_EQ(commits_of_boot(1), commits_of_boot(30));
+  const int with_one = commits_of_boot(1);
+  EXPECT_GT(with_one, 0);
+  EXPECT_EQ(with_one, commits_of_boot(30));
 }
 
 TEST_F(Startup, a_boot_brings_back_nothing_that_was_not_saved) {

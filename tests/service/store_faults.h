@@ -14,4 +14,6 @@ void die_at_store_call(int point);
 int store_writes();
 int store_commits();
 
+int store_syncs();  // of their files, of which each commit has one, also that of a single call outside a batch
+
 }  // namespace service_test
