@@ -109,7 +109,9 @@ void Confirmation::take_back(const Awaited &awaited) {
   const host::Result<Applied> applied =
       apply_configuration(context_, target.whole, origin, [](const HistoryDraft &) { return host::Result<void>(); });
   if (!applied) return tell("an unconfirmed configuration is not taken back yet: " + applied.error().text);
-  tell("the configuration of " + awaited.who + " was not confirmed in time and was taken back");
+  tell("the configuration of " + awaited.who +
+       " was not confirmed in time and was taken back; what was in use is kept as configuration " +
+       std::to_string(applied->history.before));
   forget_or_tell();
 }
 

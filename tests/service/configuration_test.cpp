@@ -286,6 +286,15 @@ TEST_F(Confirming, too_late_takes_it_back) {
   EXPECT_EQ(running(world), "feature scheduler\n");
 }
 
+TEST_F(Confirming, too_late_keeps_in_the_history_what_was_typed_meanwhile) {
+  ASSERT_EQ(replace_for(5, two_jobs).status, 0u);
+  ASSERT_EQ(create_job(world, "typed", "echo three\n"), 0u);
+  const std::string in_use = running(world);
+  world.parts->pending_configuration.confirmation.look(noon + 300);
+  ASSERT_EQ(running(world), "feature scheduler\n");
+  EXPECT_EQ(text_in(ask(world, control::Operation::configuration_entry, query(uint32_t{3}))), in_use);
+}
+
 TEST_F(Confirming, is_still_awaited_after_a_restart) {
   ASSERT_EQ(replace_for(5, two_jobs).status, 0u);
   world.restart();
