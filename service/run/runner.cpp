@@ -98,6 +98,7 @@ host::Result<void> Runner::kill(uint64_t number, const std::string &asked_by) {
     run->second->kill(asked_by);
     return {};
   }
+  if (unstarted_.contains(number)) return {};
   std::optional<Waiting> waiting =
       turn_.take([&](const Waiting &candidate) { return candidate.ticket.number == number; });
   if (!waiting) return host::Error{control::err_no_such_run, "run " + std::to_string(number) + " is not under way"};
@@ -117,7 +118,9 @@ void Runner::end_unstarted(Waiting waiting, Reason reason, const std::string &re
   step.outcome.remark = remark;
   step.ends_run = true;
   step.had_its_turn = false;
-  recorder_.record(std::move(step));
+  const uint64_t number = waiting.ticket.number;
+  unstarted_.emplace(number, service::under_way(step, waiting.ticket, "", true));
+  recorder_.record(std::move(step), [this, number] { unstarted_.erase(number); });
 }
 
 void Runner::stop_all() {
@@ -141,6 +144,8 @@ std::vector<Runner::UnderWay> Runner::list() const {
     found.push_back(service::under_way(run->schedule(), run->ticket(), run->job_name(), false));
   turn_.for_each_waiting(
       [&](const Waiting &waiting) { found.push_back(service::under_way(waiting.schedule, waiting.ticket, "", true)); });
+  for (const auto &[number, run] : unstarted_)
+    found.push_back(run);
   return found;
 }
 

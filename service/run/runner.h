@@ -68,6 +68,7 @@ class Runner {
   Processes processes_;
   Turn<Waiting> turn_;
   std::map<uint64_t, std::unique_ptr<Run>> runs_;  // by number
+  std::map<uint64_t, UnderWay> unstarted_;         // ended before their turn, until that is stored
   size_t unrecorded_ = 0;                          // of these, without processes but with an outcome not stored yet
   bool starting_ = false;
   host::Watch again_;

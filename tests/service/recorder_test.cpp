@@ -238,6 +238,32 @@ TEST_F(Recorded, a_schedule_deleted_while_it_waits_for_its_turn_leaves_its_outco
   EXPECT_EQ(output["second"], "[skipped: the schedule was deleted before its turn came]\n");
 }
 
+TEST_F(Recorded, a_run_killed_before_its_turn_is_under_way_until_that_is_stored) {
+  world.settings.max_parallel = 1;
+  world.use(world.settings);
+  configure("first", {"job"}, daily(12, 30));
+  configure("second", {"job"}, daily(12, 30));
+  set_clock(due);
+  world.parts->scheduler.check();
+  service::Runner &runner = world.parts->runner;
+  const auto waiting = [&] {
+    std::vector<std::string> names;
+    for (const service::Runner::UnderWay &run : runner.list())
+      if (run.waits) names.push_back(run.schedule);
+    return names;
+  };
+  ASSERT_THAT(waiting(), ElementsAre("second"));
+  const uint64_t number = runner.list().back().ticket.number;
+  ASSERT_TRUE(runner.kill(number, "root"));
+  EXPECT_THAT(waiting(), ElementsAre("second"));
+  EXPECT_TRUE(runner.kill(number, "root"));
+  world.settle();
+  EXPECT_THAT(waiting(), SizeIs(0));
+  ASSERT_THAT(history("second"), SizeIs(1));
+  EXPECT_THAT(history("second").front().outcomes, SizeIs(1));
+  EXPECT_EQ(history("second").front().outcomes.front().reason, Reason::killed);
+}
+
 // Each store call of a run once refused: nothing is lost, nothing is told twice, nothing runs twice.
 TEST_F(Recorded, a_refusal_of_any_store_call_of_a_run_is_made_up_for) {
   configure("s", {"first", "second"}, daily(12, 30));

@@ -44,10 +44,13 @@ TEST_P(FaultOracle, every_step_that_fails_leaves_one_outcome_for_each_job_of_eac
     world.have_patience(true);
     Complaints complaints = world.judge();
     ASSERT_TRUE(complaints.empty()) << "with step " << step << " failed:\n" << text_of(complaints);
+    const bool is_complete = !world.awaits_start();
     const std::string before = configuration(world);
     complaints = world.judge_anew();
     ASSERT_TRUE(complaints.empty()) << "after step " << step << " failed and a restart:\n" << text_of(complaints);
-    ASSERT_EQ(configuration(world), before) << "after step " << step << " failed and a restart";
+    if (is_complete) {
+      ASSERT_EQ(configuration(world), before) << "after step " << step << " failed and a restart";
+    }
   }
   EXPECT_GT(step, 3u);
   RecordProperty("steps", static_cast<int>(step));

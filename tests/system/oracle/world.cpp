@@ -275,6 +275,7 @@ Complaints World::judge_anew() {
   disarm();
   if (service_.pid() > 0) kill();
   if (!start()) return {"the service does not start: " + errors()};
+  if (awaits_start()) configured_.unanswered(std::exchange(of_next_start_, nullptr));
   return judge();
 }
 

@@ -77,6 +77,9 @@ class World {
 
   void prlimit(__rlimit_resource resource, uint64_t most) const;  // of the service
 
+  // What a change could not store is stored by the next start, if that can.
+  bool awaits_start() const { return of_next_start_ != nullptr; }
+
   Ledger &ledger() { return ledger_; }
   const std::string &directory() const { return directory_.path(); }
   const std::string &state() const { return state_; }
@@ -109,6 +112,7 @@ class World {
   std::vector<std::string> asked_;  // schedules, of which the answers are to come
   std::optional<uint64_t> last_promised_;
   Ledger ledger_;
+  Effect of_next_start_;
   bool follows_ = false, stops_ = false;
   std::string base_text_, user_ = host::user_by_uid(geteuid()).value().name;
   Facts base_;

@@ -9,6 +9,15 @@
 #include "tests/system/oracle/world.h"
 
 namespace oracle {
+namespace {
+
+void take_level(const Facts &from, Facts *facts) {
+  const auto is_level = [](const std::string &fact) { return fact.starts_with("logging level "); };
+  std::erase_if(*facts, is_level);
+  std::ranges::copy_if(from, std::inserter(*facts, facts->end()), is_level);
+}
+
+}  // namespace
 
 void World::follow_changes() {
   base_text_ = client_->control(control::Operation::running_text, "")->text();
@@ -37,19 +46,17 @@ void World::look_whether_it_is_there(const Change &change) {
   faults_->first = first;
 }
 
-// The level lies in a store of its own: an answer that says so acknowledges the rest.
+// The level lies in a store of its own: an answer that says so acknowledges the rest, and the next start may store it.
 void World::acknowledged(const Change &change, const Reply &reply) {
   const Facts before = configured_.facts();
   const auto says = [&](const char *words) { return reply.text().find(words) != std::string::npos; };
   const bool but_the_level = says("the logging level could not be stored");
-  configured_.acknowledged([&](Facts &facts) {
-    change.effect(facts);
-    if (!but_the_level) return;
-    const auto is_level = [](const std::string &fact) { return fact.starts_with("logging level "); };
-    std::erase_if(facts, is_level);
-    std::ranges::copy_if(before, std::inserter(facts, facts.end()), is_level);
-  });
-  if (but_the_level && says("the next start of the service tries again")) configured_.unanswered(change.effect);
+  configured_.acknowledged(change.effect);
+  if (!but_the_level) return;
+  const Facts wanted = configured_.facts();
+  configured_.acknowledged([&](Facts &facts) { take_level(before, &facts); });
+  if (says("the next start of the service tries again"))
+    of_next_start_ = [wanted](Facts &facts) { take_level(wanted, &facts); };
 }
 
 std::optional<Reply> World::change(const Change &change) {
