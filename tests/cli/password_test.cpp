@@ -40,7 +40,7 @@ TEST_F(Password, another_user_s_name_replaces_the_operator_s_in_any_order) {
     fake.calls.clear();
     fake.security_records.clear();
     EXPECT_EQ(command(*context).result, success);
-    EXPECT_THAT(fake.calls, ElementsAre(config_call(3, "bob", 0, "secret"), "check_if_user_remote 42 bob"));
+    EXPECT_THAT(fake.calls, UnorderedElementsAre(config_call(3, "bob", 0, "secret"), "check_if_user_remote 42 bob"));
     sch_security_user_rec expected{};  // nothing of "admin" behind "bob"
     std::strcpy(expected.user_name, "bob");
     expected.kind = 2;
@@ -73,8 +73,8 @@ TEST_F(Password, long_values_are_cut_to_their_fields_and_the_name_tried_whole) {
   Context context;
   context.string_param(std::string(300, 'u'), user_name).string_param(std::string(300, 'p'), clear);
   EXPECT_EQ(command(context).result, success);
-  EXPECT_THAT(fake.calls, ElementsAre(config_call(3, std::string(127, 'u'), 0, std::string(127, 'p')),
-                                      "check_if_user_remote 42 " + std::string(127, 'u')));
+  EXPECT_THAT(fake.calls, UnorderedElementsAre(config_call(3, std::string(127, 'u'), 0, std::string(127, 'p')),
+                                               "check_if_user_remote 42 " + std::string(127, 'u')));
 }
 
 TEST_F(Password, removal_for_another_user) {

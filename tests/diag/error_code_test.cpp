@@ -48,15 +48,6 @@ TEST_F(ErrorCode, standard_error_takes_it_when_the_debug_level_exceeds_the_trace
   }
 }
 
-TEST_F(ErrorCode, calls_come_in_the_order_of_the_sinks) {
-  fake.record_traces = true;
-  sch_syserr_log(103, 0x40480003);
-  EXPECT_THAT(fake.calls, ElementsAre("sdwrap_hist_event_subtype_check 0x730000 103",                 //
-                                      "sdwrap_hist_event 103 Syserr - type:1 facility:576 number:3",  //
-                                      "sdwrap_chk_int 103 0 0 1",                                     //
-                                      "buginf 1 scheduler 0 Syserr - type:1 facility:576 number:3"));
-}
-
 TEST_F(ErrorCode, level_zero_reaches_buginf_without_asking) {
   fake.record_traces = true;
   fake.buginf_allowed = false;

@@ -13,19 +13,6 @@ namespace {
 
 class Trace : public PlatformTest {};
 
-TEST_F(Trace, reaches_all_sinks_in_order) {
-  fake.record_traces = true;
-  cli_debug = 1;
-  const Output output = capture([] { SCH_TRACE_CLI("job %s (%d)", "backup", 3); });
-  EXPECT_EQ(output.err, "job backup (3)\n");
-  EXPECT_EQ(output.out, "");
-  EXPECT_THAT(fake.calls, ElementsAre("sdwrap_hist_event_subtype_check 0x730000 103",  //
-                                      "sdwrap_hist_event 103 job backup (3)",          //
-                                      "sdwrap_chk_int 103 0 0 1",                      //
-                                      "buginf 1 scheduler 0 job backup (3)"));
-  EXPECT_THAT(fake.buginf_formats, ElementsAre("job %s (%d)"));
-}
-
 TEST_F(Trace, history_record_holds_subtype_text_and_terminator) {
   SCH_TRACE_SERVICE(trace_store, "abc");
   SCH_TRACE_SERVICE(trace_status, "%s", "");

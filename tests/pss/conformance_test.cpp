@@ -63,6 +63,17 @@ int shrink(uint32_t free) {
   return static_cast<int>(status);
 }
 
+int shrink_all() {
+  pss_running = open_store("run");
+  pss_running_db = open_store("db");
+  debug_pss_running = open_store("debug");
+  set_text(sch_pss_running_uri, 64, "run");
+  set_text(sch_pss_running_db_uri, 64, "db");
+  set_text(sch_debug_pss_running_uri, 64, "debug");
+  fake.free_space = 501;
+  return sch_pss_shrink(500);
+}
+
 int save_transport(pss_handle store, int (*save)(pss_handle, const sch_email_transport *)) {
   sch_email_transport conf{};
   set_text(conf.from, sizeof conf.from, "switch@example.net");
@@ -337,6 +348,19 @@ pss_shrink 1
      R"(pss_free_space 1
 100| Free space in run: 501 status: 0x40480009  ; Freespace 501 max size 500. Uri run
 = 0x40480009)"},
+    {"all three stores are shrunk", shrink_all, R"(pss_free_space 1
+100| Free space in run: 501 status: 0x0 
+pss_shrink 1
+100| Attempted pss shrink on run. status: 0x0\n
+pss_free_space 2
+100| Free space in db: 501 status: 0x0 
+pss_shrink 2
+100| Attempted pss shrink on db. status: 0x0\n
+pss_free_space 3
+100| Free space in debug: 501 status: 0x0 
+pss_shrink 3
+100| Attempted pss shrink on debug. status: 0x0\n
+= 0)"},
     {"sender", twice([](pss_handle h) { return save_transport(h, sch_save_email_from_conf_to_pss); }),
      R"(pss_store 1 00000005(0 x 36) = 'switch@example.net'(0 x 46)
 103| saving Email FROM conf success

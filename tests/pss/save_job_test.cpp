@@ -6,6 +6,7 @@
 
 using namespace pss_test;
 using testing::ElementsAre;
+using testing::UnorderedElementsAre;
 
 namespace {
 
@@ -86,9 +87,9 @@ TEST_F(SaveJobTest, short_fragments_are_stored_with_zero_behind_what_they_hold) 
   sch_restore_config_from_pss(&sch_running_config, store);
   fake.calls.clear();
   EXPECT_EQ(sch_save_job_entry_to_pss(store, &sch_job_list[7]), 0);
-  EXPECT_THAT(fake.calls, ElementsAre(stored(store, key_hex(1, 0, "job"), "07000000" + zeros(4) + "06040000"),
-                                      stored(store, key_hex(1, 1, "job"), "6162" + zeros(1022)),
-                                      stored(store, key_hex(1, 2, "job"), "636465" + zeros(3))));
+  EXPECT_THAT(fake.calls, UnorderedElementsAre(stored(store, key_hex(1, 0, "job"), "07000000" + zeros(4) + "06040000"),
+                                               stored(store, key_hex(1, 1, "job"), "6162" + zeros(1022)),
+                                               stored(store, key_hex(1, 2, "job"), "636465" + zeros(3))));
 }
 
 TEST_F(SaveJobTest, slot_without_key_or_header_is_refused_without_a_store_call) {
