@@ -64,12 +64,7 @@ int shrink(uint32_t free) {
 }
 
 int shrink_all() {
-  pss_running = open_store("run");
-  pss_running_db = open_store("db");
-  debug_pss_running = open_store("debug");
-  set_text(sch_pss_running_uri, 64, "run");
-  set_text(sch_pss_running_db_uri, 64, "db");
-  set_text(sch_debug_pss_running_uri, 64, "debug");
+  open_all_stores();
   fake.free_space = 501;
   return sch_pss_shrink(500);
 }

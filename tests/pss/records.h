@@ -51,4 +51,13 @@ class OpenStoreTest : public platform_test::PlatformTest {
   }
 };
 
+inline void open_all_stores() {
+  pss_running = open_store("run");
+  pss_running_db = open_store("db");
+  debug_pss_running = open_store("debug");
+  set_text(sch_pss_running_uri, 64, "run");
+  set_text(sch_pss_running_db_uri, 64, "db");
+  set_text(sch_debug_pss_running_uri, 64, "debug");
+}
+
 }  // namespace pss_test

@@ -9,14 +9,6 @@ namespace {
 
 class ShrinkTest : public platform_test::PlatformTest {
  protected:
-  void open_all() {
-    pss_running = open_store("run");
-    pss_running_db = open_store("db");
-    debug_pss_running = open_store("debug");
-    set_text(sch_pss_running_uri, 64, "run");
-    set_text(sch_pss_running_db_uri, 64, "db");
-    set_text(sch_debug_pss_running_uri, 64, "debug");
-  }
   uint32_t status = 99;
 };
 
@@ -38,7 +30,7 @@ TEST_F(ShrinkTest, handle_and_status_by_free_space_and_error) {
 }
 
 TEST_F(ShrinkTest, all_three_stores_are_shrunk) {
-  open_all();
+  open_all_stores();
   fake.free_space = 501;
   EXPECT_EQ(sch_pss_shrink(500), 0);
   EXPECT_EQ(pss_running, 4u);
@@ -50,7 +42,7 @@ TEST_F(ShrinkTest, failing_store_loses_its_handle_and_the_others_are_not_touched
   for (pss_handle failing : {1u, 2u, 3u}) {
     SCOPED_TRACE(failing);
     fake.reset();
-    open_all();
+    open_all_stores();
     fake.free_space = 501;
     fake.shrink_fails = {failing};
     EXPECT_EQ(sch_pss_shrink(500), 0x40480009);
@@ -63,7 +55,7 @@ TEST_F(ShrinkTest, failing_store_loses_its_handle_and_the_others_are_not_touched
 }
 
 TEST_F(ShrinkTest, unknown_free_space_ends_the_round_and_keeps_every_handle) {
-  open_all();
+  open_all_stores();
   fake.free_space = 501;
   fake.store = {3, false};  // free space and shrink of the first, free space of the second
   EXPECT_EQ(sch_pss_shrink(500), 0x40480009);
@@ -89,7 +81,7 @@ TEST_F(ShrinkTest, bound_and_free_space_beyond_2_gigabytes_compare_as_they_are) 
 }
 
 TEST_F(ShrinkTest, uri_that_fills_its_buffer_is_traced_whole) {
-  open_all();
+  open_all_stores();
   set_text(sch_pss_running_uri, 64, std::string(64, 'u'));
   set_text(sch_pss_running_db_uri, 64, "db");
   sch_pss_shrink(500);

@@ -45,6 +45,18 @@ struct Recorded : ::testing::Test {
   }
 };
 
+// Two schedules that are due, with a place for one.
+struct Queued : Recorded {
+  void SetUp() override {
+    world.settings.max_parallel = 1;
+    world.use(world.settings);
+    configure("first", {"job"}, daily(12, 30));
+    configure("second", {"job"}, daily(12, 30));
+    set_clock(due);
+    world.parts->scheduler.check();
+  }
+};
+
 TEST_F(Recorded, a_run_alone_is_two_commits_its_intent_and_its_outcome) {
   configure("s", {"job"}, daily(12, 30));
   pass_to(world, due);
@@ -220,13 +232,7 @@ TEST_F(Recorded, a_schedule_configured_after_its_last_run_is_found_as_it_was_con
   EXPECT_EQ(state_of_schedule("s").next_due, noon + 60 * minute + day);
 }
 
-TEST_F(Recorded, a_schedule_deleted_while_it_waits_for_its_turn_leaves_its_outcome_in_the_log) {
-  world.settings.max_parallel = 1;
-  world.use(world.settings);
-  configure("first", {"job"}, daily(12, 30));
-  configure("second", {"job"}, daily(12, 30));
-  set_clock(due);
-  world.parts->scheduler.check();
+TEST_F(Queued, a_schedule_deleted_while_it_waits_for_its_turn_leaves_its_outcome_in_the_log) {
   ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_DELETE_SCHEDULE, schedule_payload("second")).status, 0u);
   world.settle();
   const std::vector<Logged> log = log_of(world);
@@ -238,13 +244,7 @@ TEST_F(Recorded, a_schedule_deleted_while_it_waits_for_its_turn_leaves_its_outco
   EXPECT_EQ(output["second"], "[skipped: the schedule was deleted before its turn came]\n");
 }
 
-TEST_F(Recorded, a_run_killed_before_its_turn_is_under_way_until_that_is_stored) {
-  world.settings.max_parallel = 1;
-  world.use(world.settings);
-  configure("first", {"job"}, daily(12, 30));
-  configure("second", {"job"}, daily(12, 30));
-  set_clock(due);
-  world.parts->scheduler.check();
+TEST_F(Queued, a_run_killed_before_its_turn_is_under_way_until_that_is_stored) {
   service::Runner &runner = world.parts->runner;
   const auto waiting = [&] {
     std::vector<std::string> names;
