@@ -43,6 +43,12 @@ class PamTest : public SecurityTest {
     EXPECT_EQ(text.code(), 0u);
     return text ? *text : "";
   }
+  // The module waits for somebody who writes them.
+  void let_passwords_be_awaited() {
+    const std::string passwords = services_ + "/passwords";
+    EXPECT_EQ(::unlink(passwords.c_str()), 0);
+    EXPECT_EQ(::mkfifo(passwords.c_str(), 0600), 0);
+  }
 
  private:
   std::string services_;
@@ -96,11 +102,12 @@ TEST_F(PamTest, as_many_as_allowed_run_at_once_and_the_next_is_told_to_wait) {
 }
 
 TEST_F(PamTest, one_without_an_answer_is_ended_at_its_deadline) {
+  let_passwords_be_awaited();
   ClearText password;
   std::strcpy(reinterpret_cast<char *>(password.bytes.data()), "right horse");
   const auto authentication = Authentication::start("alice", password);
   ASSERT_TRUE(authentication);
-  (*authentication)->deadline_ms = 0;  // nothing can be ready by then
+  (*authentication)->deadline_ms = 10;
   EXPECT_EQ((*authentication)->wait().code(), err_timed_out);
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
 }
