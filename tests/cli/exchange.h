@@ -19,8 +19,8 @@ using platform_test::error_text;
 using platform_test::fake;
 using platform_test::Reply;
 using testing::ElementsAre;
-using testing::UnorderedElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 using Handler = int (*)(const sch_cli_cmd_ctx *);
 
