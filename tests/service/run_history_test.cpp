@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: Apache-2.0
+// The history of runs: what it tells, what it keeps, and whose it is.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "control/operations.h"
+#include "service/request/control.h"
+#include "tests/service/recorded_fixture.h"
+
+namespace service_test {
+namespace {
+
+TEST_F(Recorded, the_history_tells_of_a_run_what_is_known_and_survives_a_restart) {
+  configure("s", {"first", "second"}, daily(12, 30));
+  pass_to(world, due + 5);
+  world.restart();
+  const std::vector<HistoryRun> runs = history("s");
+  ASSERT_THAT(runs, SizeIs(1));
+  ASSERT_THAT(runs[0].outcomes, SizeIs(2));
+  const Outcome &second = runs[0].outcomes[1];
+  EXPECT_EQ(second.run, runs[0].number);
+  EXPECT_EQ(second.sequence, runs[0].outcomes[0].sequence + 1);
+  EXPECT_EQ(second.due, due);
+  EXPECT_EQ(second.reason, Reason::ended);
+  EXPECT_EQ(second.wait_status, 0u);
+  EXPECT_EQ(second.run_begin_ms, (due + 5) * 1000);
+  EXPECT_EQ(second.begin_ms, (due + 5) * 1000);
+  EXPECT_EQ(second.end_ms, (due + 5) * 1000);
+  EXPECT_EQ(second.job, "second");
+  EXPECT_EQ(second.job_id, 1u);
+  EXPECT_EQ(second.output_bytes, 7u);
+  EXPECT_EQ(second.asked_by, "");
+}
+
+TEST_F(Recorded, the_history_keeps_the_last_64_runs_and_not_many_more) {
+  configure("s", {"job"}, every(1, noon + minute));
+  uint64_t last = 0;
+  for (time_t run = 1; run <= 100; run++)
+    pass_to(world, noon + run * minute);
+  const std::vector<HistoryRun> runs = service::read_history(*service::find_schedule("s"), 1000);
+  EXPECT_GE(runs.size(), service::history_runs);
+  EXPECT_LT(runs.size(), service::history_runs + 16);
+  for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
+    EXPECT_EQ(run->number, last == 0 ? run->number : last + 1);
+    last = run->number;
+  }
+  EXPECT_EQ(runs.front().outcomes[0].due, noon + 100 * minute);
+  EXPECT_THAT(history("s"), SizeIs(service::history_runs));
+  const auto found = service::find_in_history(*service::find_schedule("s"), runs[20].number);
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->outcomes[0].due, runs[20].outcomes[0].due);
+  EXPECT_FALSE(service::find_in_history(*service::find_schedule("s"), last + 1));
+}
+
+TEST_F(Recorded, a_run_of_which_the_history_has_lost_the_beginning_is_not_shown_by_its_end) {
+  ASSERT_EQ(create_job(world, "fails", "exit 3\n"), 0u);
+  configure("s", {"fails", "succeeds"}, every(1, noon + minute));
+  for (time_t run = 1; run <= 100; run++) {
+    pass_to(world, noon + run * minute);
+    for (const HistoryRun &shown : service::read_history(*service::find_schedule("s"), 1000))
+      EXPECT_THAT(shown.outcomes, SizeIs(2)) << "run " << shown.number << " after " << run;
+  }
+}
+
+// A due time that is skipped during a run is stored between the run's outcomes: so a page of the history may begin with
+// it, while the run's first outcome was in the page that is gone.
+TEST_F(Recorded, a_run_whose_beginning_is_lost_is_not_shown_behind_a_due_time_that_was_skipped_meanwhile) {
+  ASSERT_EQ(create_job(world, "fails", "exit 3\n"), 0u);
+  ASSERT_EQ(create_job(world, "waits", "while [ -e " + world.directory.path() + "/wait ]; do sleep 0.002; done\n"), 0u);
+  configure("s", {"fails", "waits"}, every(1, noon + minute));
+  const std::string wait = world.directory.path() + "/wait";
+  for (time_t run = 1; run <= 120; run += 2) {
+    std::ofstream(wait).put('x');
+    set_clock(noon + run * minute);
+    world.parts->scheduler.check();
+    while (service::read_history(*service::find_schedule("s"), 1).empty() ||
+           !service::find_in_history(*service::find_schedule("s"), world.parts->runner.list().at(0).ticket.number))
+      world.loop.turn();
+    set_clock(noon + (run + 1) * minute);
+    world.parts->scheduler.check();
+    unlink(wait.c_str());
+    world.settle();
+    for (const HistoryRun &shown : service::read_history(*service::find_schedule("s"), 1000)) {
+      const bool skipped = shown.outcomes[0].reason == Reason::skipped;
+      ASSERT_THAT(shown.outcomes, SizeIs(skipped ? 1 : 2)) << "run " << shown.number << " after " << run;
+    }
+  }
+  EXPECT_THAT(history("s"), SizeIs(service::history_runs));
+}
+
+// No page is gone here: what stands in the first one behind a skipped due time is whole.
+TEST_F(Recorded, the_first_run_of_all_is_shown_behind_a_due_time_that_was_skipped_meanwhile) {
+  ASSERT_EQ(create_job(world, "waits", "while [ -e " + world.directory.path() + "/wait ]; do sleep 0.002; done\n"), 0u);
+  configure("s", {"waits"}, every(1, noon + minute));
+  const std::string wait = world.directory.path() + "/wait";
+  std::ofstream(wait).put('x');
+  for (const time_t run : {1, 2}) {
+    set_clock(noon + run * minute);
+    world.parts->scheduler.check();
+  }
+  unlink(wait.c_str());
+  world.settle();
+  EXPECT_THAT(history("s"), SizeIs(2));
+}
+
+TEST_F(Recorded, outcomes_after_a_sequence_number_come_in_its_order_from_all_schedules) {
+  configure("a", {"job"}, daily(12, 30));
+  configure("b", {"job"}, daily(12, 30));
+  pass_to(world, due);
+  const uint64_t seen = std::max(history("a")[0].outcomes[0].sequence, history("b")[0].outcomes[0].sequence);
+  pass_to(world, due + day);
+  std::vector<uint64_t> found;
+  service::walk_outcomes_after(seen, [&](const sch_schedule_entry &, const Outcome &outcome) {
+    found.push_back(outcome.sequence);
+    EXPECT_EQ(outcome.due, due + day);
+  });
+  EXPECT_THAT(found, ElementsAre(seen + 1, seen + 2));
+}
+
+TEST_F(Recorded, numbers_of_runs_are_never_given_twice_and_a_namesake_inherits_nothing) {
+  configure("s", {"job"}, daily(12, 30));
+  pass_to(world, due);
+  const uint64_t number = history("s")[0].number;
+  ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_DELETE_SCHEDULE, schedule_payload("s")).status, 0u);
+  configure("s", {"job"}, daily(12, 30));
+  EXPECT_THAT(history("s"), SizeIs(0));
+  EXPECT_EQ(state_of_schedule("s").execution_count, 0u);
+  world.restart();
+  EXPECT_THAT(history("s"), SizeIs(0));
+  pass_to(world, due + day);
+  ASSERT_THAT(history("s"), SizeIs(1));
+  EXPECT_GT(history("s")[0].number, number);
+}
+
+TEST_F(Recorded, a_schedule_that_a_boot_brings_back_inherits_nothing_of_its_namesake) {
+  world.settings.boot_from = service::BootFrom::startup;
+  configure("s", {"job"}, daily(12, 30));
+  const service::Call call = {world.parts->context, root()};
+  ASSERT_EQ(service::control(call, control::Operation::copy_running_startup, {}).status, 0u);
+  ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_DELETE_SCHEDULE, schedule_payload("s")).status, 0u);
+  configure("s", {"job"}, daily(12, 30));
+  pass_to(world, due);
+  ASSERT_EQ(state_of_schedule("s").execution_count, 1u);
+  set_clock(due - minute);
+  world.boot();
+  EXPECT_EQ(state_of_schedule("s").execution_count, 0u);
+  EXPECT_EQ(state_of_schedule("s").next_due, due);
+  EXPECT_THAT(history("s"), SizeIs(0));
+}
+
+TEST_F(Recorded, a_schedule_configured_after_its_last_run_is_found_as_it_was_configured) {
+  configure("s", {"job"}, daily(12, 30));
+  pass_to(world, due);
+  ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_MODIFY_SCHEDULE, time_payload("s", daily(13, 0))).status, 0u);
+  world.restart();
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 60 * minute);
+  EXPECT_EQ(state_of_schedule("s").execution_count, 1u);
+  EXPECT_EQ(state_of_schedule("s").last_execution, due);
+  pass_to(world, noon + 60 * minute);
+  world.restart();
+  EXPECT_EQ(state_of_schedule("s").next_due, noon + 60 * minute + day);
+}
+
+}  // namespace
+}  // namespace service_test
