@@ -22,6 +22,14 @@ std::string in_header(std::string_view text) {
   return plain;
 }
 
+// For a value between quotes there.
+std::string quoted(std::string_view text) {
+  std::string plain = in_header(text);
+  std::replace_if(
+      plain.begin(), plain.end(), [](char c) { return c == '"' || c == '\\'; }, '?');
+  return '"' + plain + '"';
+}
+
 std::string date_text(time_t now) {
   tm fields = {};
   char text[64];
@@ -41,8 +49,9 @@ void append_base64(std::string *message, std::string_view bytes) {
 
 void append_part(std::string *message, const std::string &name, std::string_view text) {
   *message += std::string("--") + boundary + "\r\n";
-  *message += "Content-Type: text/plain; charset=utf-8" + (name.empty() ? "" : "; name=\"" + name + ".txt\"") + "\r\n";
-  *message += "Content-Disposition: inline" + (name.empty() ? "" : "; filename=\"" + name + ".txt\"") + "\r\n";
+  const std::string file = name.empty() ? "" : "name=" + quoted(name + ".txt");
+  *message += "Content-Type: text/plain; charset=utf-8" + (file.empty() ? "" : "; " + file) + "\r\n";
+  *message += "Content-Disposition: inline" + (file.empty() ? "" : "; file" + file) + "\r\n";
   *message += "Content-Transfer-Encoding: base64\r\n\r\n";
   append_base64(message, text);
 }

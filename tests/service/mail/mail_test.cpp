@@ -68,6 +68,17 @@ TEST(MailMessage, lets_no_line_end_of_a_name_begin_a_header) {
   EXPECT_EQ(text.find("\nX:"), std::string::npos);
 }
 
+TEST(MailMessage, lets_no_line_end_or_quote_of_a_job_begin_a_header_of_its_part) {
+  MailReport report = nightly();
+  report.parts[0].job = "x\r\nX: y";
+  report.parts[1].job = "a\"; b=\"c\\";
+  report.parts[0].output = report.parts[1].output = "o";
+  const std::string text = compose_mail(report, {"a@x.net", "", "host"}, "c@x.net", noon);
+  EXPECT_EQ(text.find("\nX:"), std::string::npos);
+  EXPECT_THAT(text, ::testing::HasSubstr("; name=\"x??X: y.txt\""));
+  EXPECT_THAT(text, ::testing::HasSubstr("; filename=\"a?; b=?c?.txt\""));
+}
+
 TEST(MailAddress, is_what_a_server_takes_unquoted) {
   for (const char *good : {"a@b.c", "root", "a+b=c_d@x-y.net", "-a/b@c", "a@[192.0.2.1]", "a@[IPv6:2001:db8::1]"})
     EXPECT_TRUE(is_mail_address(good)) << good;
