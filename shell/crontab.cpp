@@ -9,6 +9,7 @@
 #include "control/lines.h"
 #include "schedcli.h"
 #include "shell/crontab_fields.h"
+#include "shell/job_body.h"
 
 namespace shell {
 
@@ -55,6 +56,14 @@ std::string exported(const Setting &setting) {
   return "export " + setting.first + "='" + value + "'\n";
 }
 
+// A line that the input does not have.
+std::string end_of(const std::string &input) {
+  std::string end(input_end);
+  while (("\n" + input).find("\n" + end + "\n") != input.npos)
+    end += '-';
+  return end;
+}
+
 // In a crontab the first unescaped '%' ends the command; what follows is its standard input, in which further '%' are
 // newlines.
 std::string command_lines(std::string_view command) {
@@ -72,7 +81,24 @@ std::string command_lines(std::string_view command) {
     }
   }
   if (part == &lines) return lines + "\n";
-  return lines + " <<'" + std::string(input_end) + "'\n" + input + "\n" + std::string(input_end) + "\n";
+  input += '\n';
+  const std::string end = end_of(input);
+  return lines + " <<'" + end + "'\n" + input + end + "\n";
+}
+
+// Why a job cannot have this text; empty: it can.
+std::string objection_to(std::string_view text) {
+  JobBody body("", false);
+  while (!text.empty()) {
+    const std::string_view line = control::cut_line(&text);
+    if (body.add(line) != JobBody::Close::open) return "a line '" + std::string(line) + "' would end the job";
+  }
+  return body.problem();
+}
+
+bool is_address(std::string_view text) {
+  return text.find('@') != text.npos && text.size() < SCH_ADDRESS_SIZE &&
+         std::ranges::all_of(text, [](char c) { return c > ' ' && c < 0x7f; });
 }
 
 std::string stem_of(const std::string &file) {
@@ -129,10 +155,14 @@ class Table {
     while (!rest.empty()) {
       const std::string address(trimmed(rest.substr(0, rest.find(','))));
       rest.remove_prefix(std::min(rest.find(','), rest.size() - 1) + 1);
-      if (address.find('@') != address.npos && addresses_.size() < SCH_MAX_EMAIL_IDS)
-        addresses_.push_back(address);
-      else if (!address.empty())
+      if (address.empty() || std::ranges::find(addresses_, address) != addresses_.end()) continue;
+      if (!is_address(address))
         note("mail to " + address + " is left out: an address has a host");
+      else if (addresses_.size() == SCH_MAX_EMAIL_IDS)
+        note("mail to " + address + " is left out: a schedule has no more than " + std::to_string(SCH_MAX_EMAIL_IDS) +
+             " addresses");
+      else
+        addresses_.push_back(address);
     }
   }
 
@@ -162,10 +192,12 @@ class Table {
 
   void configure(std::string_view command, const std::vector<std::string> &times) {
     const std::string name = stem_of(source_.file) + "-" + std::to_string(number_);
-    jobs_ += "scheduler job name " + name + "\n";
+    std::string text;
     for (const Setting &setting : settings_)
-      jobs_ += exported(setting);
-    jobs_ += command_lines(command) + "end-job\n\n";
+      text += exported(setting);
+    text += command_lines(command);
+    if (const std::string why = objection_to(text); !why.empty()) return leave_out(why);
+    jobs_ += "scheduler job name " + name + "\n" + text + "end-job\n\n";
     for (size_t i = 0; i < times.size(); i++)
       add_schedule(times.size() == 1 ? name : name + "-" + std::to_string(i + 1), name, times[i]);
   }

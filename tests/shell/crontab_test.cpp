@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "schedcli.h"
+
 namespace shell {
 namespace {
 
@@ -72,6 +74,41 @@ TEST(Crontab, times_that_a_schedule_or_some_can_have) {
   EXPECT_EQ(times_of("15 3 * * 7"), "weekly 01:03:15\n");
   EXPECT_EQ(times_of("@daily"), "daily 00:00\n");
   EXPECT_EQ(times_of("@hourly"), "start 2026:01:01:00:00 repeat 0:1:0\n");
+}
+
+TEST(Crontab, a_line_is_no_more_than_one_job_whatever_is_in_it) {
+  struct Row {
+    const char *line, *why;
+  };
+  const Row rows[] = {
+      {"@daily cat%end-job%scheduler job name other%true", "'end-job' would end the job"},
+      {"@daily cat%end", "'end' would end the job"},
+      {"@daily cat%x\ry", "^M at byte 2"},
+      {"@daily echo \x1b[2J", "^[ at byte 6"},
+  };
+  for (const Row &row : rows) {
+    const CrontabImport import = imported(row.line + std::string("\n"));
+    EXPECT_EQ(import.configuration, "") << row.line;
+    EXPECT_THAT(all(import.left_out), HasSubstr(row.why));
+  }
+}
+
+TEST(Crontab, a_commands_input_ends_by_no_line_of_its_own) {
+  EXPECT_THAT(imported("@daily cat%END-OF-INPUT%rm x%END-OF-INPUT-\n").configuration,
+              HasSubstr("cat <<'END-OF-INPUT--'\nEND-OF-INPUT\nrm x\nEND-OF-INPUT-\nEND-OF-INPUT--\nend-job\n"));
+}
+
+TEST(Crontab, mail_goes_to_each_address_once_and_to_no_more_than_a_schedule_has) {
+  std::string many = "MAILTO=a@b, a@b,x@y z,";
+  for (int i = 0; i < SCH_MAX_EMAIL_IDS; i++)
+    many += "c" + std::to_string(i) + "@d,";
+  const CrontabImport import = imported(many + "\n@daily true\n");
+  size_t addresses = 0;
+  for (size_t at = 0; (at = import.configuration.find("email-addr ", at)) != std::string::npos; at++)
+    addresses++;
+  EXPECT_EQ(addresses, size_t{SCH_MAX_EMAIL_IDS});
+  EXPECT_THAT(all(import.notes), HasSubstr("mail to x@y z is left out"));
+  EXPECT_THAT(all(import.notes), HasSubstr("no more than"));
 }
 
 TEST(Crontab, tells_what_cannot_be_and_why_and_what_is_nearest) {
