@@ -13,6 +13,9 @@ namespace {
 
 constexpr uint32_t version = 1;
 
+// Far more than the runs that are kept can fill. A damaged record that names more would be walked for ever.
+constexpr uint32_t most_pages = 1 << 16;
+
 template <typename Record>
 bool fetch(sch_runtime_key key, Record *record) {
   uint32_t error = 0;
@@ -61,6 +64,7 @@ std::optional<RunState> read_run_state(const sch_schedule_entry &entry) {
   RunState state;
   if (!fetch(run_key(run_state_key, 0, entry.key->name), &state)) return std::nullopt;
   if (state.creation != creation(*entry.rec)) return std::nullopt;
+  if (state.end_page - state.first_page > most_pages) state.first_page = state.end_page;
   return state;
 }
 

@@ -6,7 +6,9 @@
 #include <fstream>
 
 #include "control/operations.h"
+#include "platform/pss.h"
 #include "service/request/control.h"
+#include "service/state/run_state.h"
 #include "tests/service/recorded_fixture.h"
 
 namespace service_test {
@@ -52,6 +54,23 @@ TEST_F(Recorded, the_history_keeps_the_last_64_runs_and_not_many_more) {
   ASSERT_TRUE(found);
   EXPECT_EQ(found->outcomes[0].due, runs[20].outcomes[0].due);
   EXPECT_FALSE(service::find_in_history(*service::find_schedule("s"), last + 1));
+}
+
+// Walked, these would keep the service busy for hours.
+TEST_F(Recorded, a_state_that_names_more_pages_than_there_can_be_has_no_history_and_takes_outcomes_again) {
+  configure("s", {"job"}, every(1, noon + minute));
+  pass_to(world, noon + minute);
+  const sch_schedule_entry &entry = *service::find_schedule("s");
+  service::RunState state = *service::read_run_state(entry);
+  state.first_page = state.end_page + 1;
+  sch_runtime_key key = service::run_key(service::run_state_key, 0, "s");
+  const pss_buf name = {&key, sizeof key}, value = {&state, sizeof state};
+  ASSERT_EQ(pss_store(pss_running_db, 1, &name, &value), 0u);
+  EXPECT_THAT(history("s"), SizeIs(0));
+  pass_to(world, noon + 2 * minute);
+  EXPECT_THAT(history("s"), SizeIs(1));
+  world.restart();
+  EXPECT_THAT(history("s"), SizeIs(1));
 }
 
 TEST_F(Recorded, a_run_of_which_the_history_has_lost_the_beginning_is_not_shown_by_its_end) {
