@@ -3,6 +3,7 @@
 
 #include "control/statuses.h"
 #include "host/status.h"
+#include "host/visible.h"
 #include "tests/shell/session_fixture.h"
 
 namespace shell {
@@ -86,6 +87,18 @@ TEST_F(Modes, of_a_schedule_that_was_refused_are_not_entered) {
             Calls{"create_delete_schedule \"nightly\""});
   EXPECT_EQ(session.mode(), Mode::config);
   EXPECT_NE(session.status(), 0);
+}
+
+class Complaints : public SessionTest {};
+
+// A line may be of a file that somebody else has written.
+TEST_F(Complaints, have_nothing_that_a_terminal_would_interpret) {
+  Session session(script_options());
+  testing::internal::CaptureStderr();
+  session.feed("show \x9b\xff", "a\x1b]0;title\x07:3");
+  const std::string shown = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(shown.substr(0, shown.find(": ")), "a^[]0;title^G:3");
+  EXPECT_EQ(shown, host::visible(shown));
 }
 
 class Status : public SessionTest {};
