@@ -1,24 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-// What every target shares: the platform that keeps no record of calls, and the fuzzer's input taken apart.
+// What every target shares: the fuzzer's input taken apart, and what must hold whatever it was.
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
-
-#include "tests/platform/platform.h"
 
 namespace fuzz {
 
-// A size beyond this is a lie of the input; memory is not what these targets look for.
-inline constexpr uint32_t largest_block = 1 << 16;
-
-// The library and the platform as they are loaded; what is never freed on purpose is given back.
-inline void reset() {
-  platform_test::reset_library();
-  platform_test::fake.reset();
-  platform_test::fake.scripted_libc = false;
-  platform_test::fake.record_calls = false;
-  platform_test::fake.largest_block = largest_block;
+inline void require(bool holds, const char *what) {
+  if (holds) return;
+  std::fprintf(stderr, "not true: %s\n", what);
+  std::abort();
 }
 
 // Lengths are little-endian, what is missing at the end is empty.
@@ -43,6 +38,12 @@ class Input {
   std::string sized_by_two_bytes() {
     const size_t low = byte();
     return bytes(low | static_cast<size_t>(byte()) << 8);
+  }
+  uint32_t number() {
+    uint32_t value = 0;
+    for (unsigned shift = 0; shift < 32; shift += 8)
+      value |= static_cast<uint32_t>(byte()) << shift;
+    return value;
   }
 
  private:

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A store of any records: restored as configuration and as run-time status, generated as text, saved, freed.
 // Input: records, each a key (one byte of length) and a value (two bytes of length).
-#include "fuzz/input.h"
+#include "fuzz/library.h"
 
 using platform_test::fake;
 

@@ -1,15 +1,34 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# run.sh [SECONDS]: every fuzz target for that long, from its corpus; stops at the first finding, whose input it names.
+# run.sh [--32] [SECONDS [TARGET...]]: fuzz targets, all unless some are named, each for that long (60) from its corpus; stops at
+# the first finding, whose input it names. --32: as 32-bit programs, with the libraries of build/sysroot32.
 set -euo pipefail
-seconds=${1:-60}
 build=build/fuzz
-cmake -S . -B $build -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug -DCMAKE_COMPILE_WARNING_AS_ERROR=ON \
-  -DSCHEDCLI_FUZZ=ON -DSCHEDCLI_TESTS=OFF -DSCHEDCLI_PROGRAMS=OFF >/dev/null
-ninja -C $build --quiet
-for target in $build/fuzz/*_fuzz; do
-  name=$(basename "$target" _fuzz)
+bits=()
+if [ "${1:-}" = --32 ]; then
+  shift
+  build=build/fuzz32
+  bits=(-DCMAKE_TOOLCHAIN_FILE="$PWD/packaging/target32.cmake" -DSCHEDCLI_SYSROOT32="$PWD/build/sysroot32"
+    -DSCHEDCLI_GTEST_SOURCE=/usr/src/googletest)
+fi
+seconds=${1:-60}
+targets=("${@:2}")
+if [ ${#targets[@]} -eq 0 ]; then
+  for source in fuzz/*_fuzz.cpp; do targets+=("$(basename "$source" _fuzz.cpp)"); done
+fi
+flags="-O1 -gline-tables-only -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer"
+cmake -S . -B $build -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug \
+  -DCMAKE_COMPILE_WARNING_AS_ERROR=ON -DCMAKE_C_FLAGS_DEBUG="$flags" -DCMAKE_CXX_FLAGS_DEBUG="$flags" -DSCHEDCLI_FUZZ=ON -DSCHEDCLI_TESTS=OFF \
+  "${bits[@]}" >/dev/null
+ninja -C $build --quiet "${targets[@]/%/_fuzz}"
+# Stores and logs of an input lie in memory where the machine has room there.
+TMPDIR=$(mktemp -d -p /dev/shm 2>/dev/null || mktemp -d)
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
+for name in "${targets[@]}"; do
   printf '\n-- %s, %s seconds\n' "$name" "$seconds"
   mkdir -p "$build/corpus/$name"
-  "$target" -max_total_time="$seconds" -timeout=10 -artifact_prefix="$build/$name-" "$build/corpus/$name" "fuzz/corpus/$name"
+  # The fuzzer sees no time pass while an input has its own clock: what hangs is ended from outside.
+  timeout --signal=ABRT $((seconds + 60)) "$build/fuzz/${name}_fuzz" -max_total_time="$seconds" -timeout=10 -artifact_prefix="$build/$name-" \
+    "$build/corpus/$name" "fuzz/corpus/$name"
 done

@@ -3,7 +3,7 @@
 // Input: the command and its transport (one byte), then replies, each with two bytes of length.
 #include <cstdio>
 
-#include "fuzz/input.h"
+#include "fuzz/library.h"
 
 namespace {
 
@@ -14,6 +14,13 @@ constexpr uint8_t command_bits = 0x03;
 constexpr uint8_t named_bit = 0x04;
 constexpr uint8_t no_length_bit = 0x08;
 
+// What the commands print is of no interest; the fuzzer and the sanitizers keep their own standard error.
+bool be_silent() {
+  stdout = std::fopen("/dev/null", "w");
+  stderr = std::fopen("/dev/null", "w");
+  return stdout != nullptr && stderr != nullptr;
+}
+
 }  // namespace
 
 // An announced total beyond this is a lie of the input: it finds no memory, as on a small machine.
@@ -22,14 +29,9 @@ extern "C" void *__wrap_malloc(size_t size) {
   return size > fuzz::largest_block ? nullptr : __real_malloc(size);
 }
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-  // What the commands print is of no interest; the fuzzer and the sanitizers keep their own standard error.
-  stdout = std::fopen("/dev/null", "w");
-  stderr = std::fopen("/dev/null", "w");
-  return stdout == nullptr || stderr == nullptr ? 1 : 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  static const bool is_silent = be_silent();
+  fuzz::require(is_silent, "there is /dev/null");
   fuzz::reset();
   fuzz::Input input(data, size);
   const uint8_t choice = input.byte();

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "fuzz/input.h"
+#include "fuzz/library.h"
 
 namespace {
 
