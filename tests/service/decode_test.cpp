@@ -220,6 +220,14 @@ Bytes transport_with(size_t field, const std::string &text) {
   return payload;
 }
 
+TEST(Decode, a_name_names_no_path) {
+  World world;
+  for (const char *name : {"..", ".", "a/b", "../a", "/a", "a/../b", "a.."}) {
+    EXPECT_EQ(create_job(world, name, "true\n"), control::err_bad_name) << name;
+    EXPECT_EQ(create_schedule(world, name, {}, {}), control::err_bad_name) << name;
+  }
+}
+
 // What the shell checks before it sends, another client may not.
 TEST(Decode, a_control_character_in_any_name_address_or_host_is_refused) {
   World world;

@@ -9,6 +9,7 @@
 
 #include <cstring>
 
+#include "host/debug.h"
 #include "tests/service/world.h"
 
 namespace service_test {
@@ -64,6 +65,18 @@ TEST(OutcomeLine, no_value_imitates_a_field_or_begins_a_line) {
     report.remark = row.value;
     EXPECT_THAT(service::outcome_line(report), ::testing::EndsWith(std::string(" ") + row.text));
   }
+}
+
+TEST(OutcomeLine, is_no_format_of_the_system_log) {
+  const char text[] = "%s%s%s%n %1$s %";
+  service::OutcomeReport report = failed_run();
+  report.remark = text;
+  service::set_journal_socket("/nonexistent/socket");
+  host::syslog_open("schedd", true);
+  testing::internal::CaptureStderr();
+  service::report_outcome(report);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(text));
+  host::syslog_open("schedd", false);
 }
 
 struct Journal : ::testing::Test {

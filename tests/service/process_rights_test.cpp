@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/service/process_fixture.h"
@@ -28,6 +31,19 @@ TEST_F(JobOfAnotherUser, it_has_its_owners_identity_with_no_way_back) {
                 .output,
             "65534\n65534\n65534\nUid: 65534 65534 65534 65534\nGid: 65534 65534 65534 65534\n"
             "CapEff: 0000000000000000\n/\n");
+}
+
+// In a process of its own, which has lost the right to become another user for good.
+TEST_F(JobOfAnotherUser, it_does_not_run_where_the_kernel_refuses_its_identity) {
+  const pid_t child = fork();
+  if (child == 0) {
+    prctl(PR_CAPBSET_DROP, CAP_SETUID, 0, 0, 0);
+    const JobProcess::Result result = Starting().run(task_of("nobody", "echo ran as $(id -u)\n"));
+    _exit(result.output.empty() && result.reason == Reason::user ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
 }
 
 TEST_F(JobOfAnotherUser, none_of_the_services_groups_stay_with_it) {

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+// Where a command writes a file (store dump, copy, | save), somebody else may have put something before.
+#include "shell/saved_file.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace shell {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string text_of(const fs::path &path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class SavedFile : public testing::Test {
+ protected:
+  SavedFile() {
+    char pattern[] = "/tmp/schedsh_saved.XXXXXX";
+    directory = mkdtemp(pattern);
+    std::ofstream(victim()) << "mine\n";
+  }
+  ~SavedFile() override { fs::remove_all(directory); }
+
+  fs::path victim() const { return directory / "victim"; }
+  fs::path path() const { return directory / "file"; }
+  int save() const {
+    return write_own_file(path(), [](FILE *file) { return std::fputs("saved\n", file) < 0 ? 1 : 0; });
+  }
+
+  fs::path directory;
+};
+
+TEST_F(SavedFile, is_made_for_its_owner_alone_and_replaces_what_it_held) {
+  EXPECT_EQ(save(), 0);
+  EXPECT_EQ(save(), 0);
+  EXPECT_EQ(text_of(path()), "saved\n");
+  EXPECT_EQ(fs::status(path()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(SavedFile, is_written_through_no_symbolic_link) {
+  fs::create_symlink(victim(), path());
+  EXPECT_NE(save(), 0);
+  EXPECT_EQ(text_of(victim()), "mine\n");
+  fs::remove(path());
+  fs::create_symlink(directory / "not-there", path());
+  EXPECT_NE(save(), 0);
+  EXPECT_FALSE(fs::exists(directory / "not-there"));
+}
+
+TEST_F(SavedFile, is_written_through_no_hard_link) {
+  fs::create_hard_link(victim(), path());
+  EXPECT_NE(save(), 0);
+  EXPECT_EQ(text_of(victim()), "mine\n");
+}
+
+TEST_F(SavedFile, is_no_device_and_no_pipe_and_nobody_waits_for_its_reader) {
+  ASSERT_EQ(mkfifo(path().c_str(), 0600), 0);
+  EXPECT_NE(save(), 0);
+  fs::remove(path());
+  fs::create_directory(path());
+  EXPECT_NE(save(), 0);
+}
+
+TEST_F(SavedFile, of_somebody_else_is_left_alone_by_root_too) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root";
+  fs::rename(victim(), path());
+  ASSERT_EQ(chown(path().c_str(), 65534, 65534), 0);
+  EXPECT_NE(save(), 0);
+  EXPECT_EQ(text_of(path()), "mine\n");
+}
+
+}  // namespace
+}  // namespace shell
