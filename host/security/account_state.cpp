@@ -4,6 +4,7 @@
 #include <shadow.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string_view>
 
@@ -17,6 +18,26 @@ const char *shadow_file = "/etc/shadow";
 struct CloseFile {
   void operator()(FILE *file) const { std::fclose(file); }
 };
+
+// Each run reads this file. The C library's own reader of it asks the kernel for its position twice for every line.
+class Lines {
+ public:
+  explicit Lines(const char *path) : file_(std::fopen(path, "re")) {}
+  ~Lines() { std::free(line_); }
+  Lines(const Lines &) = delete;
+  Lines &operator=(const Lines &) = delete;
+
+  const char *next() { return file_ && ::getline(&line_, &room_, file_.get()) > 0 ? line_ : nullptr; }
+
+ private:
+  std::unique_ptr<FILE, CloseFile> file_;
+  char *line_ = nullptr;
+  std::size_t room_ = 0;
+};
+
+bool begins_with_field(std::string_view line, std::string_view field) {
+  return line.starts_with(field) && line.substr(field.size()).starts_with(':');
+}
 
 // Locking puts '!' before the hash. Without a hash behind it there never was a password, which is how accounts of
 // services and accounts with keys alone are made.
@@ -32,9 +53,11 @@ bool has_expired(const spwd &entry, time_t now) {
 }  // namespace
 
 std::optional<std::string> why_account_is_closed(const std::string &user, time_t now) {
-  const std::unique_ptr<FILE, CloseFile> file(std::fopen(shadow_file, "re"));
-  while (const spwd *entry = file ? ::fgetspent(file.get()) : nullptr) {
-    if (user != entry->sp_namp) continue;
+  Lines lines(shadow_file);
+  while (const char *line = lines.next()) {
+    if (!begins_with_field(line, user)) continue;
+    const spwd *entry = ::sgetspent(line);
+    if (entry == nullptr) continue;
     if (is_locked(entry->sp_pwdp)) return "its account is locked";
     if (has_expired(*entry, now)) return "its account has expired";
     return std::nullopt;

@@ -17,7 +17,7 @@ struct Job {
   std::array<char *, 3> arguments = {};  // the interpreter and the text's file
   std::array<char *, launch_strings_max + 1> environment = {};
   char **working_directory = nullptr;  // the environment's PWD
-  int output = -1, channel = -1, group = -1;
+  int output = -1, channel = -1, gate = -1, group = -1;
 };
 
 void report(int channel, const Report &what);

@@ -33,12 +33,18 @@ struct Launch {
   uint32_t in_group;        // 1: a control group's directory is among the descriptors
   uint32_t pam;             // 1: account and session by PAM, in the keeper
   uint32_t leave_daemons;   // 1: the keeper ends when the job has
+  uint32_t waits;           // 1: the job begins when a byte comes through the gate, and never if that is closed
   uint32_t group_count;     // gid_t each, behind this record
   uint32_t variable_count;  // of the environment. NUL-terminated strings follow the groups: user, home, PAM's
                             // directory, interpreter, script, and the variables
 };
 
-enum LaunchDescriptor { launch_output, launch_channel, launch_group };
+// The descriptors are, in this order: output, channel, gate (if it waits), control group's directory (if it has one).
+inline constexpr size_t launch_descriptors_max = 4;
+
+inline size_t descriptor_count(const Launch &launch) {
+  return 2 + (launch.waits != 0 ? 1u : 0u) + (launch.in_group != 0 ? 1u : 0u);
+}
 
 struct Launched {
   pid_t pid;      // of the job, or of its keeper; -1: see error

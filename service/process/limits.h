@@ -17,6 +17,8 @@ struct Limits {
   uint32_t cpu_percent = 0;             // 0: none; of one processor; needs a control group
   size_t output_bytes = capture_limit;  // that are kept; the rest is only counted
   int nice = 0;                         // -20 to 19
+
+  bool operator==(const Limits &) const = default;
 };
 
 // With less even the interpreter may not start.

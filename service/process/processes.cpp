@@ -23,6 +23,7 @@ namespace {
 
 constexpr int lock_rounds = 2000;
 constexpr useconds_t lock_round_us = 5000;  // up to 10 s in all; keepers of a killed service need milliseconds to end
+constexpr unsigned ready_ms = 5000;         // then a process that was made ahead is not needed any more
 
 host::Error failure(const std::string &what) {
   return {host::err_io, "cannot start the job: " + what + ": " + std::strerror(errno)};
@@ -98,7 +99,7 @@ host::Result<void> Processes::end_left_overs() {
   return host::Error{host::err_busy, "processes that an earlier service started do not end"};
 }
 
-Launch Processes::describe(const Task &task, const Started &started) const {
+Launch Processes::describe(const Task &task, const Started &started, bool waits) const {
   Launch launch = {};
   const Limits &limits = task.limits;
   launch.keeper = started.kept;
@@ -107,6 +108,7 @@ Launch Processes::describe(const Task &task, const Started &started) const {
   launch.gid = task.owner.gid;
   launch.nice = limits.nice;
   launch.leave_daemons = task.leave_daemons;
+  launch.waits = waits;
   launch.in_group = groups_.has_value();
   launch.pam = started.pam_deadline_ms != 0;
   if (!groups_ || !groups_->limits_memory()) launch.data_limit = limits.memory_bytes;
@@ -115,13 +117,13 @@ Launch Processes::describe(const Task &task, const Started &started) const {
 }
 
 // The record, then the groups, the texts and the variables.
-host::Result<std::vector<char>> Processes::message_for(const Task &task, const Started &started) {
+host::Result<std::vector<char>> Processes::message_for(const Task &task, const Started &started, bool waits) {
   const std::vector<gid_t> none;
   const std::vector<gid_t> *groups = task.change_user ? user_groups_.of(task.owner, Groups::Clock::now()) : &none;
   if (groups == nullptr)
     return host::Error{host::err_io, "cannot start the job: the groups of user " + task.owner.name};
   const std::vector<std::string> variables = job_environment(task);
-  Launch launch = describe(task, started);
+  Launch launch = describe(task, started, waits);
   launch.group_count = static_cast<uint32_t>(groups->size());
   launch.variable_count = static_cast<uint32_t>(variables.size());
   std::vector<char> message;
@@ -135,7 +137,7 @@ host::Result<std::vector<char>> Processes::message_for(const Task &task, const S
   return message;
 }
 
-host::Result<void> Processes::launch(const Task &task, Started *started) {
+host::Result<std::vector<char>> Processes::launch(const Task &task, int gate, Started *started) {
   int output[2], channel[2];
   if (pipe2(output, O_CLOEXEC) != 0) return failure("its output");
   started->output = host::FileDescriptor(output[0]);
@@ -145,35 +147,69 @@ host::Result<void> Processes::launch(const Task &task, Started *started) {
   started->channel = host::FileDescriptor(channel[0]);
   const host::FileDescriptor theirs(channel[1]);
 
-  const host::Result<std::vector<char>> message = message_for(task, *started);
-  if (!message) return message.error();
-  const int descriptors[] = {writer.get(), theirs.get(), started->group.directory()};
-  const host::Result<pid_t> pid = starter_.launch(*message, std::span(descriptors, groups_ ? 3 : 2));
+  host::Result<std::vector<char>> message = message_for(task, *started, gate >= 0);
+  if (!message) return message;
+  std::vector<int> descriptors = {writer.get(), theirs.get()};
+  if (gate >= 0) descriptors.push_back(gate);
+  if (groups_) descriptors.push_back(started->group.directory());
+  const host::Result<pid_t> pid = starter_.launch(*message, descriptors);
   if (!pid) return pid.error();
   started->pid = *pid;
   started->pidfd = host::FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, *pid, 0)));
-  if (started->pidfd) return {};
+  if (started->pidfd) return message;
   const host::Error error = failure("its process");
   kill_and_collect(*pid);
   return error;
 }
 
-host::Result<Started> Processes::start(const Task &task) {
+void Processes::describe_start(const Task &task, Started *started) const {
+  if (pam_ && task.change_user) started->pam_deadline_ms = options_.pam_deadline_ms;
+  started->kept = started->pam_deadline_ms != 0 || (!groups_ && !task.leave_daemons);
+}
+
+host::Result<std::vector<char>> Processes::make(const Task &task, int gate, Started *started) {
   if (auto settled = settle(); !settled) return settled.error();
   if (auto begun = starter_.begin(lock_.get()); !begun) return begun.error();
-  Started started;
-  if (pam_ && task.change_user) started.pam_deadline_ms = options_.pam_deadline_ms;
-  started.kept = started.pam_deadline_ms != 0 || (!groups_ && !task.leave_daemons);
+  describe_start(task, started);
   host::Result<Script> script = Script::make(directory_ + "/jobs", task.text, task.change_user ? &task.owner : nullptr);
   if (!script) return host::Error{script.error().code, "cannot start the job: " + script.error().text};
-  started.script = std::move(*script);
+  started->script = std::move(*script);
   if (groups_) {
     host::Result<RunGroup> group = groups_->make(task.limits, task.leave_daemons);
     if (!group) return group.error();
-    started.group = std::move(*group);
+    started->group = std::move(*group);
   }
-  if (const auto launched = launch(task, &started); !launched) return launched.error();
+  return launch(task, gate, started);
+}
+
+host::Result<Started> Processes::start(const Task &task) {
+  if (std::optional<Started> ready = begin_ready(task)) return std::move(*ready);
+  Started started;
+  if (const auto made = make(task, -1, &started); !made) return made.error();
   return started;
+}
+
+void Processes::prepare(const Task &task) {
+  ready_.reset();
+  if (pam_ && task.change_user) return;
+  int gate[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, gate) != 0) return;
+  const host::FileDescriptor theirs(gate[0]);
+  host::FileDescriptor ours(gate[1]);
+  Started started;
+  host::Result<std::vector<char>> told = make(task, theirs.get(), &started);
+  if (!told) return;
+  ready_ = std::make_unique<ReadyJob>(task, std::move(*told), std::move(started), std::move(ours));
+  ready_timer_ = host::Watch::after_ms(ready_ms, [this] { ready_.reset(); });
+}
+
+std::optional<Started> Processes::begin_ready(const Task &task) {
+  if (!ready_) return std::nullopt;
+  const host::Result<std::vector<char>> message = message_for(task, ready_->started(), true);
+  if (!message || !ready_->serves(task, *message)) return std::nullopt;
+  const std::unique_ptr<ReadyJob> ready = std::move(ready_);
+  ready_timer_.stop();
+  return ready->begin();
 }
 
 }  // namespace service

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,24 +13,13 @@
 #include "host/result.h"
 #include "service/process/groups.h"
 #include "service/process/launch.h"
+#include "service/process/ready_job.h"
 #include "service/process/run_groups.h"
-#include "service/process/script.h"
+#include "service/process/started.h"
 #include "service/process/starter.h"
 #include "service/process/task.h"
 
 namespace service {
-
-// A started job, with everything that it needs until its end.
-struct Started {
-  pid_t pid = -1;                // the keeper's if there is one, otherwise the job's
-  bool kept = false;             // has a keeper
-  unsigned pam_deadline_ms = 0;  // 0: without PAM
-  host::FileDescriptor pidfd;    // readable when the process has ended
-  host::FileDescriptor output;   // the job's standard output and error; non-blocking
-  host::FileDescriptor channel;  // reports of the start and of the keeper, orders to the keeper
-  RunGroup group;
-  Script script;
-};
 
 class Processes {
  public:
@@ -51,16 +41,25 @@ class Processes {
 
   host::Result<Started> start(const Task &task);
 
+  // A moment before a task is due: makes its process, which begins when start() is called with this very task. There is
+  // one at a time; a failure is harmless, as start() then makes the process. Without effect where PAM is to be asked
+  // first.
+  void prepare(const Task &task);
+
   bool uses_pam() const { return pam_; }  // valid after end_left_overs()
   Groups &user_groups() { return user_groups_; }
 
  private:
   host::Result<void> settle();
   bool outlast_keepers();
-  host::Result<void> launch(const Task &task, Started *started);
+  void describe_start(const Task &task, Started *started) const;
+  // Fills `started`, and returns what the process was told. gate: -1 if it does not wait.
+  host::Result<std::vector<char>> make(const Task &task, int gate, Started *started);
+  host::Result<std::vector<char>> launch(const Task &task, int gate, Started *started);
+  std::optional<Started> begin_ready(const Task &task);
   bool finds_pam() const;
-  Launch describe(const Task &task, const Started &started) const;
-  host::Result<std::vector<char>> message_for(const Task &task, const Started &started);
+  Launch describe(const Task &task, const Started &started, bool waits) const;
+  host::Result<std::vector<char>> message_for(const Task &task, const Started &started, bool waits);
 
   Options options_;
   std::string directory_;
@@ -69,6 +68,8 @@ class Processes {
   Starter starter_;
   Groups user_groups_;
   std::optional<RunGroups> groups_;
+  std::unique_ptr<ReadyJob> ready_;
+  host::Watch ready_timer_;
 };
 
 }  // namespace service

@@ -44,7 +44,7 @@ host::FileDescriptor out_of_reach(host::FileDescriptor from) {
 }
 
 ssize_t send_message(int channel, std::span<const char> message, std::span<const int> descriptors) {
-  alignas(cmsghdr) char control[CMSG_SPACE(3 * sizeof(int))] = {};
+  alignas(cmsghdr) char control[CMSG_SPACE(launch_descriptors_max * sizeof(int))] = {};
   iovec body = {const_cast<char *>(message.data()), message.size()};
   msghdr header = {};
   header.msg_iov = &body;
@@ -115,7 +115,7 @@ host::Result<pid_t> Starter::exchange(std::span<const char> message, std::span<c
 
 // A spare cannot be used for a run with a control group: processes are created in their group.
 std::optional<pid_t> Starter::launch_spare(std::span<const char> message, std::span<const int> descriptors) {
-  if (spare_.pid <= 0 || descriptors.size() != 2) return std::nullopt;
+  if (spare_.pid <= 0 || reinterpret_cast<const Launch *>(message.data())->in_group != 0) return std::nullopt;
   if (send_message(spare_.channel.get(), message, descriptors) < 0) {
     end_spare();
     return std::nullopt;
@@ -150,7 +150,7 @@ void Starter::end_spare() {
 }
 
 host::Result<pid_t> Starter::launch(std::span<const char> message, std::span<const int> descriptors) {
-  if (message.size() <= launch_size_max && descriptors.size() <= 3) {
+  if (message.size() <= launch_size_max && descriptors.size() <= launch_descriptors_max) {
     const std::optional<pid_t> pid = launch_spare(message, descriptors);
     if (!make_spare_.active()) make_spare_ = host::Watch::after_ms(0, [this] { make_spare(); });
     return pid ? *pid : exchange(message, descriptors);

@@ -22,11 +22,9 @@
 namespace service {
 namespace {
 
-constexpr size_t descriptors_max = 3;
-
 alignas(Launch) char message[launch_size_max];
-int descriptors[descriptors_max];
-size_t descriptor_count = 0;
+int descriptors[launch_descriptors_max];
+size_t received = 0;  // of the descriptors
 
 ssize_t receive() {
   alignas(cmsghdr) char control[CMSG_SPACE(sizeof descriptors)];
@@ -37,11 +35,11 @@ ssize_t receive() {
   header.msg_control = control;
   header.msg_controllen = sizeof control;
   const ssize_t size = recvmsg(starter_channel, &header, MSG_CMSG_CLOEXEC);
-  descriptor_count = 0;
+  received = 0;
   const cmsghdr *rights = size > 0 ? CMSG_FIRSTHDR(&header) : nullptr;
   if (rights == nullptr || rights->cmsg_type != SCM_RIGHTS) return size;
-  descriptor_count = (rights->cmsg_len - CMSG_LEN(0)) / sizeof(int);
-  std::memcpy(descriptors, CMSG_DATA(rights), descriptor_count * sizeof(int));
+  received = (rights->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+  std::memcpy(descriptors, CMSG_DATA(rights), received * sizeof(int));
   return size;
 }
 
@@ -73,12 +71,14 @@ bool read_launch(Job *job, size_t size) {
   const Launch &launch = *job->launch;
   const size_t groups_size = size_t{launch.group_count} * sizeof(gid_t);
   if (launch.group_count > launch_groups_max || launch.variable_count > launch_strings_max ||
-      size < sizeof launch + groups_size || descriptor_count != (launch.in_group != 0 ? 3u : 2u))
+      size < sizeof launch + groups_size || received != descriptor_count(launch))
     return false;
   job->groups = reinterpret_cast<const gid_t *>(message + sizeof launch);
-  job->output = descriptors[launch_output];
-  job->channel = descriptors[launch_channel];
-  job->group = launch.in_group != 0 ? descriptors[launch_group] : -1;
+  const int *next = descriptors;
+  job->output = *next++;
+  job->channel = *next++;
+  job->gate = launch.waits != 0 ? *next++ : -1;
+  job->group = launch.in_group != 0 ? *next++ : -1;
   return read_strings(job, message + sizeof launch + groups_size, message + size);
 }
 
@@ -102,7 +102,7 @@ bool read_launch(Job *job, size_t size) {
 }
 
 bool asks_for_spare(size_t size) {
-  return size == sizeof(Launch) && descriptor_count == 1 && reinterpret_cast<const Launch *>(message)->spare != 0;
+  return size == sizeof(Launch) && received == 1 && reinterpret_cast<const Launch *>(message)->spare != 0;
 }
 
 Launched launch(size_t size, pid_t service) {
@@ -138,7 +138,7 @@ int serve() {
     if (size < 0 && errno == EINTR) continue;
     if (size <= 0) return 0;
     const Launched answer = launch(static_cast<size_t>(size), service);
-    for (size_t i = 0; i < descriptor_count; i++)
+    for (size_t i = 0; i < received; i++)
       close(descriptors[i]);
     if (send(starter_channel, &answer, sizeof answer, MSG_NOSIGNAL) < 0) return 0;
   }

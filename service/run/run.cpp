@@ -8,12 +8,9 @@
 #include "host/security/account_state.h"
 #include "host/status.h"
 #include "host/text_field.h"
-#include "platform/bitset.h"
 #include "platform/errors.h"
-#include "service/calendar/service_zone.h"
 #include "service/clock.h"
 #include "service/limits.h"
-#include "service/state/job_text.h"
 #include "service/state/tables.h"
 
 namespace service {
@@ -57,7 +54,7 @@ void Run::begin(int64_t now_ms) {
 
 // Name and uid must both still belong to the user who configured the schedule, as a uid may be given to another user.
 host::Result<void> Run::find_owner() {
-  owner_ = options_.change_user ? host::user_by_name(schedule_.owner) : host::user_by_uid(schedule_.owner_tag - 1);
+  owner_ = owner_for(options_, schedule_.owner, schedule_.owner_tag);
   if (owner_ && schedule_.owner_tag == owner_tag(owner_->uid)) return check_account();
   return host::Error{SCH_STATUS_AUTHENTICATION_FAILED,
                      owner_ ? "user " + schedule_.owner + " is not the one who configured the schedule"
@@ -109,11 +106,7 @@ void Run::refuse_user(const std::string &why) {
 
 int Run::job_after(int id) const {
   const sch_schedule_entry *schedule = entry();
-  if (schedule == nullptr) return -1;
-  do {
-    id = bitset_next_bit(schedule->rec->jobs, SCH_MAX_JOBS, id);
-  } while (id >= 0 && (sch_job_list[id].key == nullptr || sch_job_list[id].hdr == nullptr));
-  return id;
+  return schedule == nullptr ? -1 : service::job_after(*schedule->rec, id);
 }
 
 // Starts the next job; those that cannot run are recorded and passed over.
@@ -162,25 +155,8 @@ std::string Run::refusal_of(const sch_job_entry &slot) const {
   return owner_of(slot) == schedule_.owner_tag ? "" : "the job belongs to another user than the schedule";
 }
 
-// Looks up groups only if there are classes. A user whose groups cannot be looked up counts as in none.
-const ClassSettings &Run::class_of_owner() const {
-  const Settings &settings = *options_.settings;
-  if (settings.classes.size() == 1) return settings.classes.front();
-  const std::vector<std::string> *groups = processes_.user_groups().names_of(*owner_, Groups::Clock::now());
-  return class_for(settings, groups != nullptr ? *groups : std::vector<std::string>());
-}
-
 host::Result<std::unique_ptr<JobProcess>> Run::start_process(const sch_job_entry &slot) {
-  const ClassSettings &settings = class_of_owner();
-  Task task = {options_.settings->interpreter,
-               schedule_.schedule_name,
-               name_of(*slot.key),
-               job_text(slot),
-               *owner_,
-               options_.change_user};
-  task.limits = limits_of(settings);
-  task.leave_daemons = settings.leave_daemons;
-  task.time_zone = service_zone().identifier();
+  const Task task = task_for(slot, schedule_.schedule_name, *owner_, options_, processes_);
   return JobProcess::start(processes_, task, [this](JobProcess::Result result) { job_ended(std::move(result)); });
 }
 

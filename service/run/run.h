@@ -9,8 +9,8 @@
 #include "host/loop/watch.h"
 #include "host/security/security.h"
 #include "schedcli.h"
-#include "service/config/settings.h"
 #include "service/run/job_process.h"
+#include "service/run/job_task.h"
 #include "service/run/recorder.h"
 
 namespace service {
@@ -22,11 +22,6 @@ struct RunTicket {
   uint32_t due = 0;        // 0: an operator started it
   int64_t begin_ms = 0;    // when it was found due
   std::string asked_by;
-};
-
-struct RunOptions {
-  std::shared_ptr<const Settings> settings;  // replaced at a reload, for jobs that start later
-  bool change_user;                          // run jobs as the schedule's owner, otherwise as the service's user
 };
 
 // One run of one schedule. The configuration may change meanwhile: each next job is taken from the schedule as it is
@@ -72,7 +67,6 @@ class Run {
   void go_on();
   bool start_job(const sch_job_entry &slot);
   std::string refusal_of(const sch_job_entry &slot) const;
-  const ClassSettings &class_of_owner() const;
   host::Result<std::unique_ptr<JobProcess>> start_process(const sch_job_entry &slot);
   void job_ended(JobProcess::Result result);
   void record_unstarted(const sch_job_entry &slot, Reason reason, const std::string &remark);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "control/statuses.h"
+#include "host/security/users.h"
 #include "service/clock.h"
 #include "service/limits.h"
 #include "service/memory_reserve.h"
@@ -79,6 +80,17 @@ void Runner::start(Waiting waiting) {
                             Run::Ends{[this, owner] { processes_ended(owner); }, [this, number] { ended(number); }});
   Run &begun = *(runs_[number] = std::move(run));
   begun.begin(wall_clock_ms());
+}
+
+// Of another name service's users nothing is asked ahead, as it may be a server that does not answer.
+void Runner::prepare(const sch_schedule_entry &entry) {
+  const RunStep schedule(entry);
+  const int id = job_after(*entry.rec, -1);
+  if (id < 0 || !host::user_is_local(schedule.owner)) return;
+  const sch_job_entry &slot = sch_job_list[id];
+  const std::optional<host::User> owner = owner_for(options_, schedule.owner, schedule.owner_tag);
+  if (!owner || owner_of(slot) != schedule.owner_tag) return;
+  processes_.prepare(task_for(slot, schedule.schedule_name, *owner, options_, processes_));
 }
 
 void Runner::processes_ended(uint32_t owner_tag) {

@@ -38,6 +38,9 @@ class Runner {
   void add(const sch_schedule_entry &entry, RunTicket ticket);
   void start_waiting();
 
+  // A moment before the schedule is due: has its first job's process made, which waits for the run's start.
+  void prepare(const sch_schedule_entry &entry);
+
   host::Result<void> kill(uint64_t number, const std::string &asked_by);  // err_no_such_run
   void stop_all();  // when the service ends: ends and records every run
 

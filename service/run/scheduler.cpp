@@ -21,6 +21,9 @@
 namespace service {
 namespace {
 
+constexpr int64_t prepared_ahead_ms = 250;          // a process is made in a few; a busy machine needs longer
+constexpr int64_t longest_wait_ms = 24 * 3600'000;  // of one timer
+
 bool has_outcome(const std::optional<HistoryRun> &run, uint32_t job_id) {
   return run && std::ranges::any_of(run->outcomes, [&](const Outcome &outcome) { return outcome.job_id == job_id; });
 }
@@ -117,10 +120,38 @@ void Scheduler::take_due() {
 
 // While commits fail no alarm is set, as the recorder calls back when they succeed again.
 void Scheduler::set_alarm() {
-  alarm_.set(scheduler_enabled == 0 || recorder_.failing() ? 0 : earliest_due());
+  const uint32_t due = scheduler_enabled == 0 || recorder_.failing() ? 0 : earliest_due();
+  alarm_.set(due);
+  set_preparation(due);
+}
+
+void Scheduler::set_preparation(uint32_t due) {
+  if (due == prepares_for_) return;
+  prepares_for_ = due;
+  preparation_.stop();
+  if (due == 0) return;
+  const int64_t wait = int64_t{due} * 1000 - prepared_ahead_ms - wall_clock_ms();
+  const bool is_near = wait <= longest_wait_ms;
+  preparation_ = host::Watch::after_ms(static_cast<unsigned>(is_near ? std::max<int64_t>(wait, 0) : longest_wait_ms),
+                                       [this, is_near] { is_near ? prepare() : prepare_later(); });
+}
+
+// Nothing is taken and nothing stored yet; whatever changes until the due time, the run begins as it is then.
+void Scheduler::prepare() {
+  const auto first = [this] {
+    const std::vector<sch_schedule_entry *> due = schedules_due(prepares_for_);
+    if (!due.empty() && state_of(*due.front()->rec).running_since == 0) runner_.prepare(*due.front());
+  };
+  if (!memory_is_short()) host::guarded(first, [] {});
+}
+
+void Scheduler::prepare_later() {
+  prepares_for_ = 0;
+  set_alarm();
 }
 
 void Scheduler::clock_set(time_t step) {
+  prepares_for_ = 0;  // its wait was computed by the clock of then
   meet_step(judge_step(step), step);
   check();
 }

@@ -37,6 +37,9 @@ class Scheduler {
   void check_after_ms(unsigned milliseconds);
   void take_due();
   void set_alarm();
+  void set_preparation(uint32_t due);
+  void prepare();
+  void prepare_later();
   enum class Taken { stays, forgotten };
   void meet_step(ClockStep kind, time_t step);
   template <typename Arm>
@@ -48,6 +51,8 @@ class Scheduler {
   LatePolicy policy_;
   Alarm alarm_;
   host::Watch soon_;
+  uint32_t prepares_for_ = 0;  // a due time; 0: none
+  host::Watch preparation_;
 };
 
 }  // namespace service
