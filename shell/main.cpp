@@ -68,6 +68,12 @@ void forbid_core() {
   setrlimit(RLIMIT_CORE, &none);
 }
 
+// A full log is tens of megabytes: with the C library's own 4 KiB the most time would go into calls of the kernel.
+void write_in_large_pieces() {
+  static char buffer[64 * 1024];  // what a pipe holds
+  if (isatty(STDOUT_FILENO) == 0) std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+}
+
 bool output_arrived() {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
   std::fprintf(stderr, "schedsh: standard output: %s\n", std::strerror(errno));
@@ -78,6 +84,7 @@ bool output_arrived() {
 
 int main(int argc, char **argv) {
   forbid_core();
+  write_in_large_pieces();
   control::use_error_texts(shell::limits_in_use);
   Arguments arguments;
   int status = 0;
