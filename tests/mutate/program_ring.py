@@ -2,20 +2,24 @@
 """Host, service and shell under mutation: each worker has a copy of the committed tree and a build of its own.
 
 The rings are shared libraries there, so that a mutant costs one object and one link; what was built of the tests stays.
-The tests of the ring's own folder come first, of those the ones that have caught most, then the quicker ones.
+It is tried on the test cases that enter a function of its line; what none of them enters has survived. The tests of the
+ring's own folder come first, of those the ones that have caught most, then the quicker ones.
 """
 
 import collections
+import concurrent.futures
 import dataclasses
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
 import time
 
 from commands import MEMORY_LIMIT_MB, ROOT, SANITIZERS, must, run
+from reach import Notes, Places, Reach, cases_of, instrumented
 
 # Where the tests are that could notice a change of the ring.
 TEST_FOLDERS = {
@@ -65,9 +69,11 @@ class Tree:
         shutil.rmtree(fresh)
 
     def configure(self):
-        flags = f"-O0 -w {' '.join(SANITIZERS)}"
+        noted, library = instrumented(self.build)
+        flags = f"-O0 -g1 -w {' '.join(SANITIZERS)} {noted}"
         options = ["-DCMAKE_BUILD_TYPE=Mutate", "-DBUILD_SHARED_LIBS=ON"]
         options += [f"-DCMAKE_{language}_FLAGS={flags}" for language in ("C", "CXX")]
+        options += [f"-DCMAKE_{language}_STANDARD_LIBRARIES={library}" for language in ("C", "CXX")]
         if shutil.which("ccache"):
             options += [f"-DCMAKE_{language}_COMPILER_LAUNCHER=ccache" for language in ("C", "CXX")]
         must(["cmake", "-S", self.source, "-B", self.build, "-G", "Ninja", *options])
@@ -82,6 +88,22 @@ class Tree:
         targets = must(["ninja", "-C", self.build, "-t", "targets", "all"]).splitlines()
         linked = [line.split(":")[0] for line in targets if "_LINKER__" in line]
         return [target for target in linked if not target.startswith("tests/")]
+
+    def programs_with(self, header):
+        """The test programs that include it."""
+        found, program = set(), None
+        for line in must(["ninja", "-C", self.build, "-t", "deps"]).splitlines():
+            if not line.startswith(" "):
+                named = re.match(r"tests/.*CMakeFiles/([^/]+)\.dir/", line)
+                program = named and named[1]
+            elif program and os.path.relpath(self.build / line.strip(), self.source) == header:
+                found.add(program)
+        return found
+
+    def is_ours(self, target):
+        """Whether it is linked from the rings' sources: no archive, and no link to another name."""
+        path = self.build / target
+        return path.suffix != ".a" and path.is_file() and not path.is_symlink()
 
     def sources(self, ring):
         """The ring's sources, and its headers that they include."""
@@ -108,14 +130,15 @@ class Tree:
                 found.append(Test(test["name"], folder, tuple(test["command"]), directory, environment))
         return found
 
-    def passes(self, test, seconds):
-        """Whether it does; or None when its time was over."""
+    def passes(self, test, cases, seconds):
+        """Whether these cases of the test do; or None when their time was over."""
         shutil.rmtree(self.scratch, ignore_errors=True)
         self.scratch.mkdir()
         self.scratch.chmod(0o1777)
         environment = {
             **os.environ,
             "TMPDIR": str(self.scratch),
+            "GTEST_FILTER": ":".join(case.name for case in cases) or "*",
             "GTEST_FAIL_FAST": "1",
             "GTEST_BRIEF": "1",
             "ASAN_OPTIONS": f"hard_rss_limit_mb={MEMORY_LIMIT_MB}",
@@ -139,44 +162,81 @@ class ProgramRing:
             built = tree.make(jobs=jobs)
             if built.returncode != 0:
                 sys.exit(built.stdout + built.stderr)
-        self.targets = self.trees[0].products()
-        self.texts = {file: (self.trees[0].source / file).read_text() for file in self.trees[0].sources(ring)}
+        first = self.trees[0]
+        self.targets = first.products()
+        self.texts = {file: (first.source / file).read_text() for file in first.sources(ring)}
         self.caught_by = collections.Counter()
-        self.seconds = self.time_tests()
+        self.reach = Reach(directory / "reach.json", must(["git", "rev-parse", "HEAD"]).strip())
+        self.program_of = {test.name: os.path.basename(test.command[0]) for test in first.tests(ring)}
+        self.try_cases()
+        self.places = Places([first.build / target for target in self.targets if first.is_ours(target)], first.source)
 
-    def time_tests(self):
-        """The unchanged ring must pass everything."""
-        seconds = {}
-        for test in self.trees[0].tests(self.ring):
+    def try_cases(self):
+        """The unchanged ring must pass each; what it enters then is noted."""
+        waiting = [(test, case) for test in self.trees[0].tests(self.ring) for case in cases_of(test)]
+        waiting = [entry for entry in waiting if entry[1] not in self.reach.seconds]
+        share = [waiting[number :: len(self.trees)] for number in range(len(self.trees))]
+        with concurrent.futures.ThreadPoolExecutor(len(self.trees)) as pool:
+            for failed in pool.map(self.try_share, self.trees, share):
+                if failed:
+                    sys.exit(f"with the unchanged {self.ring} these fail: {' '.join(failed)}")
+        self.reach.keep()
+
+    def try_share(self, tree, share):
+        failed = []
+        tests = {test.name: test for test in tree.tests(self.ring)}
+        for test, case in share:
             start = time.monotonic()
-            if not self.trees[0].passes(test, 900):
-                sys.exit(f"{test.name} fails with the unchanged {self.ring}")
-            seconds[test.name] = time.monotonic() - start
-        return seconds
+            with Notes(tree.build) as notes:
+                if tree.passes(tests[test.name], [case], 900) or tree.passes(tests[test.name], [case], 900):
+                    self.reach.add(case, time.monotonic() - start, notes.entered())
+                else:
+                    failed.append(f"{case.test} {case.name}")
+        return failed
+
+    def cases_for(self, mutant):
+        functions = self.places.of(mutant.file, mutant.line)
+        cases = self.reach.that_enter(functions) if functions else self.cases_of_file(mutant.file)
+        if not mutant.file.endswith(".h"):
+            return cases
+        # What a test program has of a header's inline functions is its own.
+        programs = self.trees[0].programs_with(mutant.file)
+        return cases | {case for case in self.reach.seconds if self.program_of[case.test] in programs}
+
+    def cases_of_file(self, file):
+        """For a line without code of its own, as in a table."""
+        return self.reach.that_enter(self.places.of_file(file)) or set(self.reach.seconds)
 
     def workers(self):
         return [Worker(self, tree) for tree in self.trees]
 
-    def in_order(self, tests, file):
+    def in_order(self, tests, file, cases):
+        """(test, its cases)"""
         folder = os.path.dirname(file)
+        of_test = collections.defaultdict(list)
+        for case in cases:
+            of_test[case.test].append(case)
 
         def rank(test):
             return (
                 -self.caught_by[file, test.name],
                 -self.caught_by[folder, test.name],
                 test.folder != self.ring,
-                self.seconds[test.name],
+                self.time_of(of_test[test.name]),
             )
 
-        return sorted(tests, key=rank)
+        return [(test, of_test[test.name]) for test in sorted((t for t in tests if of_test[t.name]), key=rank)]
 
     def note_catch(self, file, test):
         self.caught_by[file, test.name] += 1
         self.caught_by[os.path.dirname(file), test.name] += 1
 
-    def time_limit(self, test):
+    def time_of(self, cases):
+        return sum(self.reach.seconds[case] for case in cases)
+
+    def time_limit(self, cases):
         """Generous, since a busy machine must not pass for a caught mutant."""
-        return 15 + 6 * self.seconds[test.name]
+        return 30 + 6 * self.time_of(cases)
 
 
 class Worker:
@@ -184,6 +244,7 @@ class Worker:
         self.ring = ring
         self.tree = tree
         self.tests = tree.tests(ring.ring)
+        self.stale = set()  # test programs that may have an earlier mutant's header
 
     def check(self, mutant):
         """'invalid', 'survived', or what caught it."""
@@ -193,16 +254,28 @@ class Worker:
         try:
             if self.tree.make(self.ring.targets).returncode != 0:
                 return "invalid"
-            return self.run_tests(mutant.file)
+            return self.run_tests(mutant)
         finally:
             path.write_text(original)
 
-    def run_tests(self, file):
-        for test in self.ring.in_order(self.tests, file):
-            limit = self.ring.time_limit(test)
-            passed = self.tree.passes(test, limit)
+    def run_tests(self, mutant):
+        for test, cases in self.ring.in_order(self.tests, mutant.file, self.ring.cases_for(mutant)):
+            if not self.fresh(mutant, self.ring.program_of[test.name]):
+                return "invalid"
+            limit = self.ring.time_limit(cases)
+            passed = self.tree.passes(test, cases, limit)
             # What fails by chance would pass for a catch.
-            if passed is None or not passed and not self.tree.passes(test, limit):
-                self.ring.note_catch(file, test)
+            if passed is None or not passed and not self.tree.passes(test, cases, limit):
+                self.ring.note_catch(mutant.file, test)
                 return test.name
         return "survived"
+
+    def fresh(self, mutant, program):
+        """Whether the test program is built of the source as it is."""
+        if program.endswith("_test") and (mutant.file.endswith(".h") or program in self.stale):
+            if self.tree.make([program]).returncode != 0:
+                return False
+            self.stale.discard(program)
+            if mutant.file.endswith(".h"):
+                self.stale.add(program)
+        return True
