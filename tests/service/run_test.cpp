@@ -97,7 +97,7 @@ TEST(Run, the_services_end_between_two_jobs_ends_the_run_once) {
   set_clock(noon + 60);
   world.parts->scheduler.check();
   while (world.parts->recorder.waiting() == 0)  // the first job's outcome is to be stored before the next one starts
-    world.loop.turn_without_waiting();
+    world.loop.turn();
   world.parts->runner.stop_all();
   EXPECT_EQ(world.parts->recorder.waiting(), 0u);
   const std::vector<Logged> log = log_of(world);
