@@ -19,12 +19,12 @@ struct remembered {
 };
 
 // More places than job slots, so that neighbouring slots' lists rarely share one. Sharing only costs a walk to the end.
-constexpr size_t places = 4 * SCH_MAX_JOBS;
-remembered ends[places];
+constexpr size_t end_places = 4 * SCH_MAX_JOBS;
+remembered ends[end_places];
 int open_sessions = 0;
 
 remembered &place_of(GList **list) {
-  return ends[reinterpret_cast<uintptr_t>(list) / sizeof(sch_job_entry) % places];
+  return ends[reinterpret_cast<uintptr_t>(list) / sizeof(sch_job_entry) % end_places];
 }
 
 void forget_all() {

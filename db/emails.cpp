@@ -11,7 +11,7 @@ namespace {
 
 constexpr int32_t in_use = 1;
 
-sch_schedule_email_entry *entry_at(GList *node) {
+sch_schedule_email_entry *addresses_at(GList *node) {
   return static_cast<sch_schedule_email_entry *>(node->data);
 }
 
@@ -36,7 +36,7 @@ sch_schedule_email_entry *append_new(GList **list) {
 // The prefix match is meant: a text that begins a longer schedule name removes from that schedule.
 GList *first_beginning_with(GList *list, const char *schedule) {
   GList *node = g_list_first(list);
-  while (node != nullptr && !begins_with(entry_at(node)->schedule_name, schedule))
+  while (node != nullptr && !begins_with(addresses_at(node)->schedule_name, schedule))
     node = node->next;
   return node;
 }
@@ -62,7 +62,7 @@ void clear_addresses(sch_schedule_email_entry *entry, const char *address) {
 int sch_find_schedule_email_entry(GList **list, const char *schedule, sch_schedule_email_entry **entry) {
   *entry = nullptr;
   for (GList *node = g_list_first(*list); node != nullptr && *entry == nullptr; node = node->next)
-    if (same_name(entry_at(node)->schedule_name, schedule)) *entry = entry_at(node);
+    if (same_name(addresses_at(node)->schedule_name, schedule)) *entry = addresses_at(node);
   return 0;
 }
 
@@ -114,10 +114,10 @@ int sch_remove_schedule_email_entry(GList **list, const char *schedule) {
 int sch_remove_schedule_email_addr(GList **list, const char *schedule, const char *address) {
   GList *node = first_beginning_with(*list, schedule);
   if (node == nullptr) return 0;
-  if (entry_at(node)->count == 1)
+  if (addresses_at(node)->count == 1)
     *list = g_list_remove_link(*list, node);
   else
-    clear_addresses(entry_at(node), address);
+    clear_addresses(addresses_at(node), address);
   SCH_TRACE_SERVICE(trace_config, "email-id %s removed from %s", address, schedule);
   return 0;
 }

@@ -6,7 +6,7 @@
 
 namespace {
 
-sch_schedule_entry *entry_at(GList *node) {
+sch_schedule_entry *schedule_at(GList *node) {
   return static_cast<sch_schedule_entry *>(node->data);
 }
 
@@ -31,12 +31,12 @@ int sch_add_schedule_entry(sch_config_db *config, sch_config_key *key, sch_sched
 int sch_find_schedule(const sch_config_db *config, const char *name, sch_schedule_entry **entry) {
   *entry = nullptr;
   for (GList *node = g_list_first(*config->schedules); node != nullptr && *entry == nullptr; node = node->next)
-    if (same_name(entry_at(node)->key->name, name)) *entry = entry_at(node);
+    if (same_name(schedule_at(node)->key->name, name)) *entry = schedule_at(node);
   return 0;
 }
 
 void sch_free_schedule_entry(sch_config_db *config, GList *element) {
-  sch_schedule_entry *entry = entry_at(element);
+  sch_schedule_entry *entry = schedule_at(element);
   mtrack_free(entry->key);
   mtrack_free(entry->rec);
   *config->schedules = g_list_remove_link(*config->schedules, element);

@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 
 #include "host/files/directory.h"
 #include "host/files/file_descriptor.h"
@@ -41,13 +40,6 @@ Held &held() {
 
 Error failure(const std::string &path, const std::string &reason) {
   return {err_io, path + ": " + reason};
-}
-
-std::string first_line(const std::string &path) {
-  std::ifstream file(path);
-  std::string line;
-  std::getline(file, line);
-  return line;
 }
 
 // Every user must be able to reach the socket of a system-wide service.

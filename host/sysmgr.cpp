@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 
 #include "host/files/paths.h"
 #include "host/files/whole_file.h"
@@ -28,13 +27,6 @@ struct Start {
 Start &start() {
   static Start instance;
   return instance;
-}
-
-std::string first_line(const std::string &path) {
-  std::ifstream file(path);
-  std::string line;
-  std::getline(file, line);
-  return line;
 }
 
 std::string boot_id() {

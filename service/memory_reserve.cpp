@@ -13,7 +13,7 @@ namespace {
 constexpr size_t reserve_bytes = size_t{4} << 20;
 
 void *reserve = nullptr;  // null: not allocated, or released
-bool is_kept = false;
+bool is_wanted = false;
 
 bool take() {
   void *const memory = mmap(nullptr, reserve_bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
@@ -32,12 +32,12 @@ void give() {
 }  // namespace
 
 void keep_memory_reserve() {
-  is_kept = true;
+  is_wanted = true;
   if (take()) std::set_new_handler(give);
 }
 
 bool memory_is_short() {
-  return is_kept && reserve == nullptr && !take();
+  return is_wanted && reserve == nullptr && !take();
 }
 
 }  // namespace service

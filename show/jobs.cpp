@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr int label_width = 10;  // "Job Name: "
+constexpr int job_label_width = 10;  // "Job Name: "
 
 void show_job(const sch_show_job_reply *reply) {
   display_job(reply);
@@ -17,7 +17,7 @@ void show_job(const sch_show_job_reply *reply) {
 
 void display_job(const sch_show_job_reply *reply) {
   std::printf("Job Name: %.32s\n", reply->name);
-  show::print_underline(label_width, reply->name, sizeof reply->name);
+  show::print_underline(job_label_width, reply->name, sizeof reply->name);
   show::print_bytes(reinterpret_cast<const char *>(reply + 1), reply->length);
 }
 

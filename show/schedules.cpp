@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr int label_width = 22;  // "Schedule Name       : "
+constexpr int schedule_label_width = 22;  // "Schedule Name       : "
 
 // The two indentations of the empty table differ; both are meant.
 constexpr char no_jobs_after_run[] = "              No jobs assigned to schedule";
@@ -31,7 +31,7 @@ void show_schedule(const sch_show_schedule_reply *reply) {
 void display_schedule(const sch_show_schedule_reply *reply) {
   const bool has_run = reply->last_completion != 0;
   std::printf("Schedule Name       : %.32s\n", reply->name);
-  show::print_underline(label_width, reply->name, sizeof reply->name);
+  show::print_underline(schedule_label_width, reply->name, sizeof reply->name);
   std::printf("User Name           : %.40s\n", reply->user);
   print_schedule_type(&reply->time);
   if (reply->time.type == SCH_SCHEDULE_PERIODIC) {

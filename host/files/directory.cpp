@@ -18,7 +18,7 @@ Error refused(const std::string &path, const std::string &reason) {
   return {err_not_permitted, path + ": " + reason};
 }
 
-Error failed(const std::string &path, const std::string &what) {
+Error unusable(const std::string &path, const std::string &what) {
   const uint32_t code = errno == ENOENT ? err_absent : errno == EACCES || errno == EPERM ? err_not_permitted : err_io;
   return {code, path + ": " + what + ": " + strerror(errno) +
                     "; check the directory's path and permissions, or name another one"};
@@ -27,18 +27,18 @@ Error failed(const std::string &path, const std::string &what) {
 Result<void> make_one(const std::string &path) {
   if (mkdir(path.c_str(), 0700) != 0) {
     if (errno == EEXIST) return {};
-    return failed(path, "cannot make the directory");
+    return unusable(path, "cannot make the directory");
   }
   // The umask may have removed the owner's permissions.
-  if (chmod(path.c_str(), 0700) != 0) return failed(path, "cannot set the directory's mode");
-  if (!sync_directory(parent_directory(path))) return failed(path, "cannot make the directory durable");
+  if (chmod(path.c_str(), 0700) != 0) return unusable(path, "cannot set the directory's mode");
+  if (!sync_directory(parent_directory(path))) return unusable(path, "cannot make the directory durable");
   return {};
 }
 
 Result<void> make_with_parents(const std::string &path) {
   struct stat found {};
   if (stat(path.c_str(), &found) == 0) return {};
-  if (errno != ENOENT) return failed(path, "cannot use the directory");
+  if (errno != ENOENT) return unusable(path, "cannot use the directory");
   const std::string parent = parent_directory(path);
   if (parent != path)
     if (Result<void> made = make_with_parents(parent); !made) return made;
@@ -57,7 +57,7 @@ std::string parent_directory(const std::string &path) {
 
 Result<void> check_private_directory(const std::string &path) {
   struct stat found {};
-  if (stat(path.c_str(), &found) != 0) return failed(path, "cannot use the directory");
+  if (stat(path.c_str(), &found) != 0) return unusable(path, "cannot use the directory");
   if (!S_ISDIR(found.st_mode)) return refused(path, "is no directory; remove it or name another one");
   if (found.st_uid != geteuid())
     return refused(path, "belongs to user " + std::to_string(found.st_uid) + ", not to user " +

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 
 #include "host/files/directory.h"
 #include "host/status.h"
@@ -60,6 +61,13 @@ Result<std::string> read_to_end(int file, size_t limit) {
     text.append(buffer, static_cast<size_t>(size));
   }
   return text;
+}
+
+std::string first_line(const std::string &path) {
+  std::ifstream file(path);
+  std::string line;
+  std::getline(file, line);
+  return line;
 }
 
 bool write_at(int file, std::span<const std::byte> bytes, uint64_t offset) {

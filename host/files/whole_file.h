@@ -25,6 +25,8 @@ bool rename_file(const std::string &from, const std::string &to);
 // The rest of a file or pipe. Stops behind `limit` bytes, with one more than these.
 Result<std::string> read_to_end(int file, size_t limit);
 
+std::string first_line(const std::string &path);  // without its end; empty if it cannot be read
+
 bool write_at(int file, std::span<const std::byte> bytes, uint64_t offset);
 size_t read_at(int file, std::span<std::byte> bytes, uint64_t offset);  // bytes read; fewer at the end
 

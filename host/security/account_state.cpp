@@ -8,16 +8,14 @@
 #include <memory>
 #include <string_view>
 
+#include "host/files/close_file.h"
+
 namespace host {
 namespace {
 
 constexpr time_t day_s = 24 * 3600;
 
 const char *shadow_file = "/etc/shadow";
-
-struct CloseFile {
-  void operator()(FILE *file) const { std::fclose(file); }
-};
 
 // Each run reads this file. The C library's own reader of it asks the kernel for its position twice for every line.
 class Lines {

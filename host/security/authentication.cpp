@@ -18,6 +18,7 @@
 #include <cstring>
 
 #include "host/errors.h"
+#include "host/security/symbol.h"
 #include "host/status.h"
 #include "platform/syslog.h"
 #include "schedcli.h"
@@ -71,18 +72,12 @@ struct Pam {
   decltype(&pam_end) end = nullptr;
 };
 
-template <class Function>
-bool find(void *library, const char *name, Function *function) {
-  *function = reinterpret_cast<Function>(::dlsym(library, name));
-  return *function != nullptr;
-}
-
 // In the child alone: the service never loads PAM. RTLD_GLOBAL because modules look for PAM's symbols.
 bool load(Pam *pam) {
   void *library = ::dlopen("libpam.so.0", RTLD_NOW | RTLD_GLOBAL);
-  return library != nullptr && find(library, "pam_start_confdir", &pam->start) &&
-         find(library, "pam_authenticate", &pam->authenticate) && find(library, "pam_acct_mgmt", &pam->account) &&
-         find(library, "pam_end", &pam->end);
+  return library != nullptr && find_symbol(library, "pam_start_confdir", &pam->start) &&
+         find_symbol(library, "pam_authenticate", &pam->authenticate) &&
+         find_symbol(library, "pam_acct_mgmt", &pam->account) && find_symbol(library, "pam_end", &pam->end);
 }
 
 // Without a password only the account is checked.

@@ -13,6 +13,8 @@
 #include <unordered_set>
 #include <vector>
 
+#include "host/files/close_file.h"
+
 namespace host {
 
 namespace {
@@ -22,10 +24,6 @@ constexpr std::size_t first_buffer = 1024;           // of a look-up; grown whil
 constexpr std::size_t largest_buffer = 1024 * 1024;  // no user's record is that large
 
 const char *local_file = "/etc/passwd";
-
-struct CloseFile {
-  void operator()(FILE *file) const { std::fclose(file); }
-};
 
 class LocalUsers {
  public:

@@ -31,12 +31,12 @@ constexpr Advice advices[] = {
     {err_not_permitted, "run as the directory's owner, or name another state directory"},
 };
 
-struct Mapping {
+struct Meaning {
   int code;
   uint32_t status;
 };
 
-constexpr Mapping mappings[] = {
+constexpr Meaning meanings[] = {
     {MDB_NOTFOUND, PSS_ERR_NO_KEY},
     {MDB_KEYEXIST, PSS_ERR_EXISTS},
     {MDB_MAP_FULL, err_store_full},
@@ -74,8 +74,8 @@ bool no_room_left(int data_file) {
 
 uint32_t mapped(int code, int data_file) {
   if (code == EIO && no_room_left(data_file)) return err_store_full;
-  for (const Mapping &mapping : mappings) {
-    if (mapping.code == code) return mapping.status;
+  for (const Meaning &meaning : meanings) {
+    if (meaning.code == code) return meaning.status;
   }
   return err_store_io;
 }

@@ -6,9 +6,9 @@
 #include <cstring>
 #include <optional>
 
+#include "host/errors.h"
 #include "host/files/uri.h"
 #include "host/status.h"
-#include "platform/errors.h"
 #include "service/clock.h"
 #include "service/configuration/database.h"
 #include "service/configuration/in_use.h"
@@ -24,10 +24,6 @@ namespace service {
 namespace {
 
 constexpr uint32_t kind_ipv4 = 1, kind_ipv6 = 2, kind_name = 16;
-
-host::Error refused(uint32_t status) {
-  return {status, syserr2str(status)};
-}
 
 template <size_t size>
 void put(char (&field)[size], const std::string &text) {
@@ -67,7 +63,8 @@ class LogChange {
     if (now.log_kilobytes == wanted.log_kilobytes && now.log_uri == wanted.log_uri) return {};
     sch_log_file_rec settings = sch_log_file;
     settings.size = wanted.log_kilobytes * SCH_LOG_SIZE_UNIT;
-    if (now.log_uri != wanted.log_uri && !name_file(wanted.log_uri, &settings)) return refused(host::err_bad_value);
+    if (now.log_uri != wanted.log_uri && !name_file(wanted.log_uri, &settings))
+      return host::error_of(host::err_bad_value);
     const std::string path = log_path(settings);
     if (path != log_path(sch_log_file) && access(path.c_str(), F_OK) == 0)
       return host::Error{SCH_STATUS_EXISTS, path + ": a file is there already; the log is not put over it"};
@@ -155,7 +152,7 @@ host::Result<Applied> apply_configuration(
   if (!draft) return draft.error();
   host::Result<void> ready = before_commit(*draft);
   if (ready)
-    if (const uint32_t status = change.commit(); status != 0) ready = refused(status);
+    if (const uint32_t status = change.commit(); status != 0) ready = host::error_of(status);
   if (!ready) {
     discard_draft(*draft);
     return ready.error();

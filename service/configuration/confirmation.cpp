@@ -24,7 +24,7 @@ namespace {
 
 constexpr time_t look_again_s = 20;  // not one long wait: the wall clock may be set, and an attempt may fail
 
-std::string path() {
+std::string note_path() {
   return configuration_directory() + "/awaits-confirmation";
 }
 
@@ -52,7 +52,7 @@ host::Result<void> Confirmation::await(const Awaited &awaited) {
   const std::string text = std::to_string(awaited.entry) + " " + std::to_string(awaited.deadline) + " " +
                            std::to_string(awaited.owner_tag) + " " + awaited.who + " " + std::to_string(awaited.after) +
                            "\n";
-  if (host::Result<void> written = host::write_whole_file(path(), text); !written) return written;
+  if (host::Result<void> written = host::write_whole_file(note_path(), text); !written) return written;
   withdrawn_ = 0;
   const time_t wait = std::clamp<time_t>(awaited.deadline - wall_clock(), 0, look_again_s);
   again_ = host::Watch::after_ms(static_cast<unsigned>(wait) * 1000, [this] { look(wall_clock()); });
@@ -61,9 +61,9 @@ host::Result<void> Confirmation::await(const Awaited &awaited) {
 
 host::Result<void> Confirmation::forget() {
   const auto not_stored = [] {
-    return host::Error{control::err_not_stored, path() + ": cannot remove the file: " + std::strerror(errno)};
+    return host::Error{control::err_not_stored, note_path() + ": cannot remove the file: " + std::strerror(errno)};
   };
-  if (unlink(path().c_str()) != 0 && errno != ENOENT) return not_stored();
+  if (unlink(note_path().c_str()) != 0 && errno != ENOENT) return not_stored();
   again_.stop();
   if (!host::sync_directory(configuration_directory())) return not_stored();
   return {};
@@ -77,7 +77,7 @@ void Confirmation::withdraw() {
 }
 
 std::optional<Confirmation::Awaited> Confirmation::awaited() const {
-  std::ifstream file(path());
+  std::ifstream file(note_path());
   Awaited awaited;
   if (!(file >> awaited.entry >> awaited.deadline >> awaited.owner_tag >> awaited.who)) return std::nullopt;
   if (!(file >> awaited.after)) awaited.after = 0;  // written by an older version

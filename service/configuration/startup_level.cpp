@@ -18,7 +18,7 @@
 namespace service {
 namespace {
 
-std::string path() {
+std::string level_path() {
   return configuration_directory() + "/level-of-startup";
 }
 
@@ -31,7 +31,7 @@ std::string identity_of_startup() {
 }
 
 std::optional<int32_t> held_level() {
-  std::ifstream file(path());
+  std::ifstream file(level_path());
   std::string identity;
   int32_t level = 0;
   if (!(file >> identity >> level) || identity != identity_of_startup()) return std::nullopt;
@@ -61,11 +61,11 @@ host::Result<void> hold_startup_logging_level() {
   const int32_t level = startup_logging_level().value_or(default_logging_level);
   if (const host::Result<void> made = host::make_private_directory(configuration_directory()); !made)
     return host::Error{host::err_io, made.error().text};
-  return host::write_whole_file(path(), identity_of_startup() + " " + std::to_string(level) + "\n");
+  return host::write_whole_file(level_path(), identity_of_startup() + " " + std::to_string(level) + "\n");
 }
 
 void release_startup_logging_level() {
-  unlink(path().c_str());
+  unlink(level_path().c_str());
 }
 
 }  // namespace service

@@ -36,7 +36,7 @@ std::optional<std::vector<int>> numbers_of(std::string_view text) {
 }
 
 // Removes the first word from *rest and returns it.
-std::string_view take_word(std::string_view *rest) {
+std::string_view take_field(std::string_view *rest) {
   const std::string_view word = rest->substr(0, rest->find(' '));
   rest->remove_prefix(std::min(word.size() + 1, rest->size()));
   return word;
@@ -92,14 +92,14 @@ bool set_periodic(time_t start, const std::vector<int> &period, sch_tminfo *time
 
 host::Result<sch_tminfo> read_start(std::string_view line, std::string_view rest) {
   sch_tminfo time = {};
-  const auto start = numbers_of(take_word(&rest));
+  const auto start = numbers_of(take_field(&rest));
   if (!start || start->size() != 5) return refuse(SCH_STATUS_BAD_TIME_FORMAT, line);
   if (!is_calendar_day(*start)) return refuse(SCH_STATUS_TIME_OUT_OF_RANGE, line);
   if (rest.empty()) {
     set_once(*start, &time);
     return time;
   }
-  if (take_word(&rest) != "repeat") return refuse(SCH_STATUS_BAD_TIME_FORMAT, line);
+  if (take_field(&rest) != "repeat") return refuse(SCH_STATUS_BAD_TIME_FORMAT, line);
   const auto period = numbers_of(rest);
   if (!period || period->size() != 3) return refuse(SCH_STATUS_BAD_TIME_FORMAT, line);
   if (!set_periodic(moment_of(*start), *period, &time)) return refuse(SCH_STATUS_TIME_OUT_OF_RANGE, line);
@@ -121,7 +121,7 @@ host::Result<sch_tminfo> read_time_line(std::string_view line) {
   sch_tminfo time = {};
   if (line.empty()) return time;
   std::string_view rest = line;
-  const std::string_view form = take_word(&rest);
+  const std::string_view form = take_field(&rest);
   if (form == "start") return read_start(line, rest);
   const auto fields = numbers_of(rest);
   const bool known = form == "daily" || form == "weekly" || form == "monthly";

@@ -1,27 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/configuration/uploads.h"
 
+#include "host/errors.h"
 #include "host/status.h"
-#include "platform/errors.h"
 
 namespace service {
-namespace {
-
-host::Error refused(uint32_t status) {
-  return {status, syserr2str(status)};
-}
-
-}  // namespace
-
 host::Result<uint32_t> Uploads::add(uint32_t id, uid_t uid, std::string_view piece, time_t now) {
   forget_idle(now);
   const bool is_new = id == 0;
   const auto known = uploads_.find(id);
-  if (!is_new && (known == uploads_.end() || known->second.uid != uid)) return refused(host::err_bad_request);
-  if (is_new && uploads_.size() >= count_limit) return refused(host::err_busy);
+  if (!is_new && (known == uploads_.end() || known->second.uid != uid)) return host::error_of(host::err_bad_request);
+  if (is_new && uploads_.size() >= count_limit) return host::error_of(host::err_busy);
   if (bytes() + piece.size() > bytes_limit) {
     if (!is_new) uploads_.erase(known);
-    return refused(host::err_too_large);
+    return host::error_of(host::err_too_large);
   }
   if (is_new) id = ++last_id_ == 0 ? ++last_id_ : last_id_;
   Upload &upload = uploads_.try_emplace(id, Upload{uid, now, {}}).first->second;
@@ -32,7 +24,7 @@ host::Result<uint32_t> Uploads::add(uint32_t id, uid_t uid, std::string_view pie
 
 host::Result<std::string> Uploads::take(uint32_t id, uid_t uid) {
   const auto known = uploads_.find(id);
-  if (known == uploads_.end() || known->second.uid != uid) return refused(host::err_bad_request);
+  if (known == uploads_.end() || known->second.uid != uid) return host::error_of(host::err_bad_request);
   std::string text = std::move(known->second.text);
   uploads_.erase(known);
   return text;

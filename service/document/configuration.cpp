@@ -62,7 +62,7 @@ Json texts(const std::vector<std::string> &list) {
   return array;
 }
 
-Json schedule_json(const ScheduleBlock &schedule) {
+Json block_json(const ScheduleBlock &schedule) {
   Json json = {{"name", schedule.name}};
   add_text(&json, "owner", schedule.owner.name);
   json["enabled"] = schedule.enabled;
@@ -80,7 +80,7 @@ Json configuration_json(const Configuration &configuration, bool with_settings) 
   for (const JobBlock &job : configuration.jobs)
     json["job"].push_back(job_json(job));
   for (const ScheduleBlock &schedule : configuration.schedules)
-    json["schedule"].push_back(schedule_json(schedule));
+    json["schedule"].push_back(block_json(schedule));
   return json;
 }
 
@@ -167,7 +167,7 @@ host::Answer difference_document(const Call &call, Payload payload) {
   if (!part && old_part.settings != new_part.settings)
     content["settings"] = {{"before", settings_json(old_part.settings)}, {"after", settings_json(new_part.settings)}};
   content["job"] = changes(old_part.jobs, new_part.jobs, job_json);
-  content["schedule"] = changes(old_part.schedules, new_part.schedules, schedule_json);
+  content["schedule"] = changes(old_part.schedules, new_part.schedules, block_json);
   return document("difference", std::move(content));
 }
 

@@ -146,7 +146,7 @@ void leave_only(int channel, int signals) {
   syscall(SYS_close_range, high + 1, ~0u, 0);
 }
 
-[[noreturn]] void give_up(const Job &job, Stage stage) {
+[[noreturn]] void end_keeper(const Job &job, Stage stage) {
   report_failure(job.channel, stage, errno);
   _exit(1);
 }
@@ -156,7 +156,7 @@ void leave_only(int channel, int signals) {
 void keep_job(Job &job, pid_t service) {
   setsid();
   const int signals = watch_children();
-  if (signals < 0 || prctl(PR_SET_CHILD_SUBREAPER, 1) != 0) give_up(job, Stage::process);
+  if (signals < 0 || prctl(PR_SET_CHILD_SUBREAPER, 1) != 0) end_keeper(job, Stage::process);
   if (getppid() != service) _exit(1);
   leave_streams();
   PamSession session;
@@ -166,7 +166,7 @@ void keep_job(Job &job, pid_t service) {
   }
   const pid_t self = getpid();
   const pid_t child = fork_job(job, false);
-  if (child < 0) give_up(job, Stage::process);
+  if (child < 0) end_keeper(job, Stage::process);
   if (child == 0) become_job(job, self);
   const int channel = job.channel;
   leave_only(channel, signals);

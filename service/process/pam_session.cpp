@@ -59,14 +59,14 @@ bool has_variable(const Job &job, const char *variable) {
   return false;
 }
 
-Report failure;  // collects the modules' messages
+Report refusal;  // collects the modules' messages
 
 bool fail(int channel, Stage stage, const char *text) {
-  failure.kind = Report::Kind::failed;
-  failure.stage = stage;
-  failure.error = EACCES;
-  if (failure.text[0] == 0) std::strncpy(failure.text, text, sizeof failure.text - 1);
-  report(channel, failure);
+  refusal.kind = Report::Kind::failed;
+  refusal.stage = stage;
+  refusal.error = EACCES;
+  if (refusal.text[0] == 0) std::strncpy(refusal.text, text, sizeof refusal.text - 1);
+  report(channel, refusal);
   return false;
 }
 
@@ -74,7 +74,7 @@ bool fail(int channel, Stage stage, const char *text) {
 
 bool PamSession::open(const Job &job) {
   if (!load_pam()) return fail(job.channel, Stage::session, "PAM's library cannot be loaded");
-  const pam_conv conversation = {converse, &failure};
+  const pam_conv conversation = {converse, &refusal};
   const char *directory = job.pam_directory[0] == 0 ? nullptr : job.pam_directory;
   pam_handle_t *handle = nullptr;
   int result = pam.start(pam_service, job.user, &conversation, directory, &handle);
@@ -84,7 +84,7 @@ bool PamSession::open(const Job &job) {
   result = pam.account(handle, 0);
   if (result == PAM_SUCCESS) {
     stage = Stage::session;
-    failure.text[0] = 0;
+    refusal.text[0] = 0;
     result = pam.credentials(handle, PAM_ESTABLISH_CRED);
   }
   if (result == PAM_SUCCESS) result = pam.open(handle, PAM_SILENT);

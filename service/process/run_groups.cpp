@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "host/status.h"
+#include "service/process/close_directory.h"
 
 namespace service {
 namespace {
@@ -23,10 +24,6 @@ constexpr char run_prefix[] = "run-";
 constexpr char daemons_prefix[] = "daemons-";  // for groups of runs whose daemons may go on after the job's end
 constexpr int left_over_rounds = 2000;
 constexpr useconds_t left_over_round_us = 5000;  // up to 10 s in all: a process that waits for a disk ends late
-
-struct CloseDirectory {
-  void operator()(DIR *directory) const { closedir(directory); }
-};
 
 std::string read_text(const std::string &path) {
   const host::FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));

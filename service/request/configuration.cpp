@@ -64,14 +64,14 @@ host::Answer answer_part_with_passwords(const Call &call, const host::Result<Con
   return with_text(text_with(part_of(*configuration, part_of_caller(call)), *passwords));
 }
 
-struct Outcome {
+struct ReplaceOutcome {
   uint32_t status = 0;
   uint32_t flags = 0;
   std::string problems;  // one a line: the number of the text's line, a blank, what is wrong
   std::string before, after;
 };
 
-host::Answer answer_outcome(const Outcome &outcome) {
+host::Answer answer_outcome(const ReplaceOutcome &outcome) {
   const ConfigurationReply fixed = {outcome.status, outcome.flags, static_cast<uint32_t>(outcome.problems.size()),
                                     static_cast<uint32_t>(outcome.before.size())};
   host::Bytes reply;
@@ -148,9 +148,9 @@ host::Result<Applied> apply(const Call &call, const ConfigurationOrder &order, c
   return applied;
 }
 
-Outcome outcome_of(const Call &call, const ConfigurationOrder &order, const ConfigurationRead &wanted,
-                   const host::SealedPasswords &stored, const Origin &origin) {
-  Outcome outcome;
+ReplaceOutcome outcome_of(const Call &call, const ConfigurationOrder &order, const ConfigurationRead &wanted,
+                          const host::SealedPasswords &stored, const Origin &origin) {
+  ReplaceOutcome outcome;
   const std::optional<uint32_t> part = part_of_caller(call);
   const Configuration current = configuration_in_use();
   outcome.before = outcome.after = text_with(part_of(current, part), stored);

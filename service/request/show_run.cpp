@@ -80,7 +80,7 @@ std::string head_of(const FoundRun &found) {
   return text;
 }
 
-std::string text_of(const FoundRun &found) {
+std::string description_of(const FoundRun &found) {
   TextTable table({"job", "outcome", "code", "start", "duration", "output", "remark"});
   for (const Outcome &outcome : found.outcomes)
     table.add(row_of(outcome));
@@ -97,7 +97,7 @@ std::optional<FoundRun> find_run(const Call &call, uint64_t number) {
 host::Answer show_run(const Call &call, uint64_t number) {
   const std::optional<FoundRun> found = find_run(call, number);
   if (!found) return with_status(control::err_no_history_of_run);
-  return with_text(text_of(*found));
+  return with_text(description_of(*found));
 }
 
 }  // namespace service

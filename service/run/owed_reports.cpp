@@ -20,7 +20,7 @@ struct Record {
 };
 static_assert(sizeof(Record) == 24);
 
-constexpr uint32_t version = 1;
+constexpr uint32_t record_version = 1;
 constexpr uint32_t numbers_in_keys = 1u << 24;  // keys have no room for more, so numbers wrap; few are owed at once
 
 sch_runtime_key key_of(uint32_t number, const char *schedule) {
@@ -33,7 +33,7 @@ void take(sch_runtime_key key, const pss_buf *value, std::vector<OwedReport> *re
   if (key.type != owed_report_key || value == nullptr || value->length != sizeof record) return;
   std::memcpy(&record, value->data, sizeof record);
   const sch_schedule_entry *entry = find_schedule({key.name, strnlen(key.name, sizeof key.name)});
-  if (entry != nullptr && record.version == version && record.creation == creation(*entry->rec))
+  if (entry != nullptr && record.version == record_version && record.creation == creation(*entry->rec))
     reports->push_back({record.number, record.run, entry});
 }
 
@@ -53,7 +53,7 @@ std::vector<OwedReport> read_owed_reports() {
 }
 
 uint32_t store_owed_report(const OwedReport &report) {
-  Record record = {version, creation(*report.entry->rec), report.number, 0, report.run};
+  Record record = {record_version, creation(*report.entry->rec), report.number, 0, report.run};
   sch_runtime_key key = key_of(report.number, report.entry->key->name);
   const pss_buf name = {&key, sizeof key}, value = {&record, sizeof record};
   return pss_store(pss_running_db, 1, &name, &value);

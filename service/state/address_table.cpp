@@ -15,13 +15,13 @@ sch_schedule_email_entry &entry_of(const GList &element) {
   return *static_cast<sch_schedule_email_entry *>(element.data);
 }
 
-std::string_view name_of(const sch_schedule_email_entry &entry) {
+std::string_view schedule_of(const sch_schedule_email_entry &entry) {
   return host::text_in(entry.schedule_name);
 }
 
 struct BySchedule {
   using Key = std::string_view;
-  static Key key(const GList &element) { return name_of(entry_of(element)); }
+  static Key key(const GList &element) { return schedule_of(entry_of(element)); }
   static uint64_t hash(Key name) { return hash_of(name); }
 };
 
@@ -59,7 +59,7 @@ bool append_address(sch_schedule_email_entry &entry, const std::string &address)
 }
 
 void rename_addresses(sch_schedule_email_entry &entry, const std::string &schedule) {
-  GList *element = addresses.find(name_of(entry));
+  GList *element = addresses.find(schedule_of(entry));
   addresses.remove(*element);
   std::memset(entry.schedule_name, 0, sizeof entry.schedule_name);
   schedule.copy(entry.schedule_name, sizeof entry.schedule_name - 1);
@@ -67,7 +67,7 @@ void rename_addresses(sch_schedule_email_entry &entry, const std::string &schedu
 }
 
 void remove_addresses(const sch_schedule_email_entry &entry) {
-  GList *element = addresses.find(name_of(entry));
+  GList *element = addresses.find(schedule_of(entry));
   addresses.remove(*element);
   mtrack_free(element->data);
   sch_schedule_email_list = g_list_delete_link(sch_schedule_email_list, element);
