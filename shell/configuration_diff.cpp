@@ -11,11 +11,11 @@ namespace shell {
 
 namespace {
 
-using Lines = std::vector<std::string_view>;
+using LineViews = std::vector<std::string_view>;
 
 struct Block {
   std::string_view name;  // the block's first line
-  Lines lines;
+  LineViews lines;
 };
 
 constexpr std::string_view job_start = "scheduler job name ", schedule_start = "scheduler schedule name ";
@@ -44,7 +44,7 @@ std::string marked(char mark, std::string_view line) {
   return mark + std::string(line) + "\n";
 }
 
-std::string marked(char mark, const Lines &lines) {
+std::string marked(char mark, const LineViews &lines) {
   std::string text;
   for (const std::string_view line : lines)
     text += marked(mark, line);
@@ -54,7 +54,7 @@ std::string marked(char mark, const Lines &lines) {
 // Bounds the table for the longest common subsequence; blocks that need more are shown as removed and added whole.
 constexpr size_t cells_limit = 4'000'000;
 
-std::string lines_diff(const Lines &before, const Lines &after) {
+std::string lines_diff(const LineViews &before, const LineViews &after) {
   const size_t rows = before.size() + 1, columns = after.size() + 1;
   if (rows * columns > cells_limit) return marked('-', before) + marked('+', after);
   std::vector<uint32_t> common(rows * columns);

@@ -15,18 +15,18 @@ namespace shell {
 
 namespace {
 
-constexpr std::string_view blanks = " \t";
+constexpr std::string_view blanks_of_line = " \t";
 constexpr std::string_view input_end = "END-OF-INPUT";
 
 std::string_view trimmed(std::string_view text) {
-  const size_t first = text.find_first_not_of(blanks);
+  const size_t first = text.find_first_not_of(blanks_of_line);
   if (first == text.npos) return {};
   return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
 std::string_view take_word(std::string_view *rest) {
-  rest->remove_prefix(std::min(rest->find_first_not_of(blanks), rest->size()));
-  const std::string_view word = rest->substr(0, rest->find_first_of(blanks));
+  rest->remove_prefix(std::min(rest->find_first_not_of(blanks_of_line), rest->size()));
+  const std::string_view word = rest->substr(0, rest->find_first_of(blanks_of_line));
   rest->remove_prefix(word.size());
   return word;
 }
@@ -96,7 +96,7 @@ std::string objection_to(std::string_view text) {
   return body.problem();
 }
 
-bool is_address(std::string_view text) {
+bool looks_like_address(std::string_view text) {
   return text.find('@') != text.npos && text.size() < SCH_ADDRESS_SIZE &&
          std::ranges::all_of(text, [](char c) { return c > ' ' && c < 0x7f; });
 }
@@ -156,7 +156,7 @@ class Table {
       const std::string address(trimmed(rest.substr(0, rest.find(','))));
       rest.remove_prefix(std::min(rest.find(','), rest.size() - 1) + 1);
       if (address.empty() || std::ranges::find(addresses_, address) != addresses_.end()) continue;
-      if (!is_address(address))
+      if (!looks_like_address(address))
         note("mail to " + address + " is left out: an address has a host");
       else if (addresses_.size() == SCH_MAX_EMAIL_IDS)
         note("mail to " + address + " is left out: a schedule has no more than " + std::to_string(SCH_MAX_EMAIL_IDS) +

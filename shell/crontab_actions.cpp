@@ -21,7 +21,7 @@ constexpr const char *tables_of_users = "/var/spool/cron/crontabs/";
 constexpr const char *table_of_system = "/etc/crontab";
 constexpr const char *tables_of_packages = "/etc/cron.d";
 
-int failed(const host::Error &error) {
+int import_failed(const host::Error &error) {
   complain({}, "Error: " + error.text);
   return static_cast<int>(error.code);
 }
@@ -89,17 +89,17 @@ int import_crontab_file(Session &session, const Match &match) {
   CrontabImport import;
   const std::string name = path == "-" ? "input" : path;
   const host::Result<void> added = add_file(path, {name, false, session.options().identity.user}, &import);
-  return added ? import_into(session, match, import, "import crontab " + path) : failed(added.error());
+  return added ? import_into(session, match, import, "import crontab " + path) : import_failed(added.error());
 }
 
 int import_crontab_of_user(Session &session, const Match &match) {
   const std::string &user = *match.value("user");
   CrontabImport import;
-  if (user.find('/') != user.npos) return failed({failure_status, user + ": is no user's name"});
+  if (user.find('/') != user.npos) return import_failed({failure_status, user + ": is no user's name"});
   const host::Result<void> added =
       add_file(tables_of_users + user, {user, false, session.options().identity.user}, &import);
   if (!added)
-    return failed(
+    return import_failed(
         {added.code(), added.error().text + "; 'crontab -l | schedsh -c \"import crontab -\"' needs no rights"});
   return import_into(session, match, import, "import crontab user " + user);
 }
@@ -108,7 +108,7 @@ int import_crontab_of_system(Session &session, const Match &match) {
   CrontabImport import;
   for (const std::string &path : system_tables())
     if (const host::Result<void> added = add_file(path, {path, true, session.options().identity.user}, &import); !added)
-      return failed(added.error());
+      return import_failed(added.error());
   return import_into(session, match, import, "import crontab system");
 }
 

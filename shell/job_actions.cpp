@@ -18,7 +18,7 @@ namespace {
 
 using control::ObjectKind;
 
-std::string joined(const Names &names) {
+std::string some_of(const Names &names) {
   constexpr size_t named = 10;
   std::string text;
   for (size_t i = 0; i < names.size() && i < named; i++)
@@ -92,7 +92,7 @@ int delete_job(Session &session, const Match &match) {
     if (host::Result<Names> found = find_named(ObjectKind::job, name)) users = std::move(*found);
   if (users.empty()) return remove_job(session, name);
   std::fprintf(stderr, "Error: job %s is used by %s; take it off there, or add 'force' to delete it there as well\n",
-               name.c_str(), joined(users).c_str());
+               name.c_str(), some_of(users).c_str());
   return failure_status;
 }
 

@@ -7,7 +7,7 @@ namespace shell {
 
 namespace {
 
-std::string_view trimmed(std::string_view line) {
+std::string_view without_blanks(std::string_view line) {
   constexpr std::string_view blanks = " \t\r";
   const size_t first = line.find_first_not_of(blanks);
   if (first == std::string_view::npos) return {};
@@ -35,7 +35,7 @@ std::optional<std::string> JobBody::take_back() {
 }
 
 JobBody::Close JobBody::add(std::string_view line) {
-  if (trimmed(line) == "end-job") return Close::end_job;
+  if (without_blanks(line) == "end-job") return Close::end_job;
   if (line.ends_with('\r')) line.remove_suffix(1);  // the file has CRLF line ends
   if (line == "end") return Close::end;
   lines_++;

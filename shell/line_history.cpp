@@ -16,7 +16,7 @@ namespace {
 
 constexpr size_t file_limit = 256 * 1024;  // of what is read
 
-std::string text_of(int file) {
+std::string last_text_of(int file) {
   std::string text(file_limit, '\0');
   struct stat status {};
   if (fstat(file, &status) != 0) return {};
@@ -55,7 +55,7 @@ int LineHistory::open_file(int flags) const {
 std::vector<std::string> LineHistory::read() const {
   const int file = open_file(O_RDWR);
   if (file < 0) return {};
-  std::vector<std::string> lines = lines_of(text_of(file));
+  std::vector<std::string> lines = lines_of(last_text_of(file));
   if (lines.size() > history_size) lines.erase(lines.begin(), lines.end() - static_cast<std::ptrdiff_t>(history_size));
   struct stat status {};
   if (fstat(file, &status) == 0 && status.st_size > static_cast<off_t>(file_limit / 2)) {

@@ -45,7 +45,7 @@ struct Start {
 };
 
 // Not by the library, whose time_t on 32 bits is another than ours.
-time_t moment_of(const sch_tminfo &time) {
+time_t start_moment_of(const sch_tminfo &time) {
   tm fields = control::wall_clock_of(time);
   return std::mktime(&fields);
 }
@@ -56,7 +56,7 @@ std::optional<Start> passed(const std::string &text, time_t now) {
   Start start;
   if (!is_written_out(text) || get_start_time(text.c_str(), &start.once, &calendar) != SCH_ERR_TIME_IN_PAST)
     return std::nullopt;
-  start.moment = moment_of(start.once);
+  start.moment = start_moment_of(start.once);
   start.once.type = SCH_SCHEDULE_ONESHOT;
   return start;
 }

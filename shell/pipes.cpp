@@ -12,7 +12,7 @@ namespace shell {
 
 namespace {
 
-constexpr std::string_view block_start = "scheduler ", job_start = "scheduler job name ", job_end = "end-job";
+constexpr std::string_view block_start = "scheduler ", job_block_start = "scheduler job name ", job_end = "end-job";
 
 struct FilterWord {
   const char *word;
@@ -104,10 +104,10 @@ bool is_show(std::string_view line) {
          std::string_view("show").starts_with(tokens[first].text);
 }
 
-using Lines = std::vector<std::string>;
+using TextLines = std::vector<std::string>;
 
-Lines lines_of(const std::string &text) {
-  Lines lines;
+TextLines text_lines_of(const std::string &text) {
+  TextLines lines;
   for (size_t begin = 0; begin < text.size();) {
     const size_t end = std::min(text.find('\n', begin), text.size());
     lines.push_back(text.substr(begin, end - begin));
@@ -118,8 +118,8 @@ Lines lines_of(const std::string &text) {
 
 // The blocks whose first line matches. A block ends at an empty line or before the next block; a job's block at
 // "end-job", whatever its lines look like.
-Lines sections(const Lines &lines, const Pattern &pattern) {
-  Lines kept;
+TextLines sections(const TextLines &lines, const Pattern &pattern) {
+  TextLines kept;
   bool in_job = false, in_block = false, wanted = false;
   for (const std::string &line : lines) {
     if (!in_job && (!in_block || line.starts_with(block_start))) wanted = pattern.matches(line);
@@ -129,14 +129,14 @@ Lines sections(const Lines &lines, const Pattern &pattern) {
       in_block = false;
       continue;
     }
-    in_job = line.starts_with(job_start);
+    in_job = line.starts_with(job_block_start);
     in_block = !line.empty() && !in_job;
   }
   return kept;
 }
 
-Lines applied(const Lines &lines, const Filter &filter) {
-  Lines kept;
+TextLines applied(const TextLines &lines, const Filter &filter) {
+  TextLines kept;
   if (filter.kind == Filter::Kind::count) return {std::to_string(lines.size())};
   if (filter.kind == Filter::Kind::no_more || filter.kind == Filter::Kind::save || filter.kind == Filter::Kind::json)
     return lines;
@@ -196,7 +196,7 @@ std::vector<Choice> filter_choices(std::string_view line) {
 }
 
 std::string filtered(const std::string &text, const std::vector<Filter> &filters) {
-  Lines lines = lines_of(text);
+  TextLines lines = text_lines_of(text);
   for (const Filter &filter : filters)
     lines = applied(lines, filter);
   std::string kept;

@@ -26,9 +26,9 @@ bool is_device(int descriptor) {
   return S_ISBLK(status.st_mode) || (S_ISCHR(status.st_mode) && !is_null && isatty(descriptor) == 0);
 }
 
-class Lines {
+class InputLines {
  public:
-  explicit Lines(FILE *input) : input_(input) {
+  explicit InputLines(FILE *input) : input_(input) {
     if (is_device(fileno(input))) problem_ = "is a device, no file";
   }
 
@@ -56,7 +56,7 @@ class Lines {
 }  // namespace
 
 void run_script(Session &session, FILE *input, const std::string &name, bool stop_at_failure) {
-  Lines lines(input);
+  InputLines lines(input);
   std::string line;
   size_t number = 0;
   const auto origin = [&] { return name + ":" + std::to_string(number); };

@@ -24,7 +24,7 @@ struct FileCloser {
 };
 using File = std::unique_ptr<FILE, FileCloser>;
 
-int failed(const std::string &file, const char *what) {
+int file_failed(const std::string &file, const char *what) {
   std::fprintf(stderr, "Error: %s: %s: %s\n", file.c_str(), what, std::strerror(errno));
   return failure_status;
 }
@@ -66,7 +66,7 @@ int store_load(Session &session, const Match &match) {
   }
   if (path == nullptr) return reported(host::store_load(store.c_str(), stdin));
   const File file(std::fopen(path->c_str(), "re"));
-  return file == nullptr ? failed(*path, "cannot be read") : reported(host::store_load(store.c_str(), file.get()));
+  return file == nullptr ? file_failed(*path, "cannot be read") : reported(host::store_load(store.c_str(), file.get()));
 }
 
 }  // namespace shell

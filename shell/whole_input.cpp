@@ -19,7 +19,7 @@ namespace {
 // Twice the size of a configuration with a full table of the largest jobs.
 constexpr size_t input_limit = 32 << 20;
 
-host::Error failed(const std::string &path, const std::string &what) {
+host::Error unusable(const std::string &path, const std::string &what) {
   return {host::err_io, path + ": " + what};
 }
 
@@ -35,10 +35,10 @@ std::string objection_to(int descriptor) {
 }
 
 host::Result<std::string> read_all(int descriptor, const std::string &path) {
-  if (const std::string objection = objection_to(descriptor); !objection.empty()) return failed(path, objection);
+  if (const std::string objection = objection_to(descriptor); !objection.empty()) return unusable(path, objection);
   const host::Result<std::string> text = host::read_to_end(descriptor, input_limit);
-  if (!text) return failed(path, text.error().text);
-  return text->size() > input_limit ? failed(path, "is too long for a configuration, or does not end") : text;
+  if (!text) return unusable(path, text.error().text);
+  return text->size() > input_limit ? unusable(path, "is too long for a configuration, or does not end") : text;
 }
 
 }  // namespace
@@ -49,13 +49,13 @@ host::Result<std::string> read_whole(const std::string &path) {
   const bool is_pipe = stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
   // Opening a FIFO must block until its writer opens it, while opening a device must not block.
   const host::FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | (is_pipe ? 0 : O_NONBLOCK)));
-  return file ? read_all(file.get(), path) : failed(path, std::strerror(errno));
+  return file ? read_all(file.get(), path) : unusable(path, std::strerror(errno));
 }
 
 host::Result<void> write_whole(const std::string &path, const std::string &content) {
   struct stat status {};
   if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
-    return failed(path, "is there and no plain file; name another");
+    return unusable(path, "is there and no plain file; name another");
   return host::write_whole_file(path, content);
 }
 
