@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 """tidy.py BUILD: clang-tidy over every source of the library, the host and the programs, one process for each core.
-Most of its time goes into the standard headers: sources with the same options are checked as one translation unit. Where
-that has a finding, or two sources use one name for different things, either half is checked, down to single sources."""
+Most of its time goes into the standard headers: sources of a folder, where a name stands for one thing, are checked as one
+translation unit. Where that has a finding either half is checked, down to single sources."""
 import concurrent.futures
 import json
 import os
@@ -15,7 +15,7 @@ FOLDERS = ("diag", "db", "time", "cli", "pss", "show", "acfg", "host", "control"
 # The path-sensitive analyzer takes minutes there for what the address sanitizer sees in the tests.
 WITHOUT_ANALYZER = ("service", "shell")
 SOURCES_TOO = "--header-filter=/(include|platform|" + "|".join(FOLDERS) + r")/.*\.(h|cpp)$"
-AT_ONCE = 8
+AT_ONCE = 12
 
 
 def ring(file):
@@ -32,8 +32,9 @@ def options_of(entry):
 def groups_of(entries):
     alike = {}
     for entry in entries:
-        alike.setdefault((ring(entry["file"]) in WITHOUT_ANALYZER, options_of(entry)), []).append(entry["file"])
-    for (without_analyzer, options), files in alike.items():
+        kind = ring(entry["file"]) in WITHOUT_ANALYZER, options_of(entry), os.path.dirname(entry["file"])
+        alike.setdefault(kind, []).append(entry["file"])
+    for (without_analyzer, options, _), files in alike.items():
         for first in range(0, len(files), AT_ONCE):
             yield without_analyzer, options, files[first:first + AT_ONCE]
 
