@@ -169,7 +169,7 @@ host::Result<Applied> apply_configuration(
 }
 
 void settle_configuration() {
-  const std::optional<Configuration> wanted = settle_history(configuration_in_use());
+  const std::optional<Configuration> wanted = settle_history(configuration_in_use);
   if (wanted) (void)change_logging_level(wanted->settings.logging_level);
   settle_passwords();
 }

@@ -165,11 +165,11 @@ void discard_draft(const HistoryDraft &draft) {
   unlink(configuration_file(draft.after, draft_end).c_str());
 }
 
-std::optional<Configuration> settle_history(const Configuration &in_use) {
+std::optional<Configuration> settle_history(const std::function<Configuration()> &in_use) {
   std::optional<Configuration> adopted;
   for (const uint32_t number : configuration_files(draft_end)) {
     std::optional<Configuration> wanted = read_file(configuration_file(number, draft_end));
-    Configuration found = in_use;
+    Configuration found = in_use();
     if (wanted) found.settings.logging_level = wanted->settings.logging_level;
     if (!wanted || !is_same(*wanted, found)) {
       discard_draft({0, number});

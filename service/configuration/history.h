@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -43,7 +44,7 @@ void discard_draft(const HistoryDraft &draft);
 
 // At the service's start, for a draft that a crash has left: adopts it if it is the configuration in use, otherwise
 // discards it. Returns the adopted one, by which settings in other stores are completed.
-std::optional<Configuration> settle_history(const Configuration &in_use);
+std::optional<Configuration> settle_history(const std::function<Configuration()> &in_use);
 
 // Adds the configuration in use to the history. Its number there.
 host::Result<uint32_t> keep_in_history(const Configuration &in_use, const Origin &origin);
