@@ -19,4 +19,7 @@ void print_bytes(const char *bytes, int32_t length);
 // As ctime() formats it, with the newline at its end.
 void print_time(time_t when);
 
+inline constexpr size_t time_text_size = 26;  // ctime_r's fixed need
+const char *time_text(time_t when, char (&text)[time_text_size]);
+
 }  // namespace show

@@ -249,6 +249,20 @@ TEST_F(ShowLogTest, completion_times_by_zone) {
   }
 }
 
+// Every weekday, month, and day of one digit and of two comes in these steps.
+TEST_F(ShowLogTest, completion_times_are_those_of_ctime) {
+  set_zone("UTC");
+  constexpr int64_t step = 37 * 3600 + 41 * 60 + 13;
+  sch_log_entry entry = log_entry(1, 1, -1);
+  for (int64_t moment = INT32_MIN; moment <= INT32_MAX; moment += 50 * step) {
+    entry.completion = static_cast<int32_t>(moment);
+    const time_t completion = entry.completion;
+    std::string wanted = ctime(&completion);
+    wanted.pop_back();
+    ASSERT_EQ(printed([&] { display_log_entry(&entry, nullptr); }), entry_text("", "Success (0)", wanted));
+  }
+}
+
 TEST_F(ShowLogTest, names_that_fill_their_fields_are_printed_to_the_end_of_them) {
   sch_log_entry entry = log_entry(1, 1, -1);
   put(entry.job, std::string(32, 'j'));
