@@ -23,8 +23,22 @@ std::vector<DebugEvent> history_events();  // oldest first
 
 std::string history_text();               // the same, one event a line
 void history_enable(int level, bool on);  // on at the start: events of this level enter the history
-void buginf_to_journal(bool on);          // instead of standard error, which a service in the background has not
-std::string memory_statistics();          // a table: owner, type, what, live blocks and bytes, peak, allocations
+
+// Keeps the library's traces of records, several for each, out of the history during its lifetime: those of a long walk
+// would displace everything else, and take longer than the walk itself.
+class WithoutRecordsInHistory {
+ public:
+  WithoutRecordsInHistory() { history_enable(level_of_records, false); }
+  ~WithoutRecordsInHistory() { history_enable(level_of_records, true); }
+  WithoutRecordsInHistory(const WithoutRecordsInHistory &) = delete;
+  WithoutRecordsInHistory &operator=(const WithoutRecordsInHistory &) = delete;
+
+ private:
+  static constexpr int level_of_records = 103;
+};
+
+void buginf_to_journal(bool on);  // instead of standard error, which a service in the background has not
+std::string memory_statistics();  // a table: owner, type, what, live blocks and bytes, peak, allocations
 void syslog_open(const char *program, bool foreground);  // foreground: also standard error
 
 }  // namespace host

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "host/debug.h"
 #include "host/errors.h"
 #include "platform/cmi.h"
 #include "shell/actions.h"
@@ -73,6 +74,7 @@ int show_run(Session &session, const Match &match) {
 }
 
 int show_log(Session &session, const Match &match) {
+  const host::WithoutRecordsInHistory quiet;
   if (match.form->terms.size() == 3) {  // without any filter
     Context values = session.context(*match.command);
     return sch_cli_show_logfile(values.get());

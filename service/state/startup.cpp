@@ -124,17 +124,6 @@ void follow_zone(Mended *mended) {
   for_each_schedule([&](sch_schedule_entry &entry) { mend(entry, mended, follow); });
 }
 
-// Switches the debug history off during the restore, whose traces (several for each record) would displace everything
-// else.
-class WithoutRecordsInHistory {
- public:
-  WithoutRecordsInHistory() { host::history_enable(level_of_records, false); }
-  ~WithoutRecordsInHistory() { host::history_enable(level_of_records, true); }
-
- private:
-  static constexpr int level_of_records = 103;
-};
-
 // After a boot from startup the library saves jobs and schedules only: these would be lost at the next restart.
 void save_what_is_left_out(ConfigChange &change) {
   const sch_config_key enable = {SCH_CONFIG_ENABLE, 0, {}};
@@ -188,7 +177,7 @@ host::Result<void> open_stores(const Settings &settings, time_t now) {
     return host::Error{key.code(), "the key of the scheduler passwords cannot be read or made: " + key.error().text};
   sch_pss_uri_init();
   {
-    const WithoutRecordsInHistory restoring;
+    const host::WithoutRecordsInHistory restoring;
     OneCommit saved(sch_pss_running_uri);
     if (sch_pss_init() != 0 || !saved.commit()) return failed("stores");
   }
