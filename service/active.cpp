@@ -2,6 +2,7 @@
 #include "service/active.h"
 
 #include "control/statuses.h"
+#include "host/files/disk.h"
 #include "host/files/paths.h"
 #include "host/status.h"
 #include "host/sysmgr.h"
@@ -61,7 +62,20 @@ host::Result<void> Active::settle() {
   return host::sysmgr_mark_started();
 }
 
+Active::~Active() {
+  host::wait_for_disk_by({});
+}
+
+// Without the thread the service's own waits for the disk, and its clients wait too.
+void Active::start_worker() {
+  host::Result<std::unique_ptr<host::Worker>> started = host::Worker::start();
+  if (!started) return tell(started.error());
+  disk_ = std::move(*started);
+  host::wait_for_disk_by([this](const host::DiskWork &work) { disk_->run(work); });
+}
+
 host::Result<void> Active::start() {
+  start_worker();
   if (const auto started = scheduler_.start(); !started) return started.error();
   zone_watch_.start([this] { scheduler_.zone_changed(); });
   return {};

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <memory>
 
+#include "host/loop/worker.h"
 #include "host/result.h"
 #include "host/security/security.h"
 #include "host/transport/transport.h"
@@ -26,18 +27,21 @@ namespace service {
 class Active {
  public:
   Active(std::shared_ptr<const Settings> settings, const host::User &user, time_t started);
+  ~Active();
   Active(const Active &) = delete;
   Active &operator=(const Active &) = delete;
 
   // Cleans up after an earlier process: interrupted runs, unsent mail, a change of configuration. Starts nothing yet.
   host::Result<void> settle();
-  host::Result<void> start();  // from now on schedules run when they are due
+  host::Result<void> start();  // from now on schedules run when they are due, and a commit holds up nobody who reads
 
   host::Answer answer(const host::Incoming &incoming);
   void use(const std::shared_ptr<const Settings> &settings);
   void stop() { runner_.stop_all(); }
 
  private:
+  void start_worker();
+
   JobLog log_;
   Recorder recorder_;
   Runner runner_;
@@ -49,6 +53,7 @@ class Active {
   Context context_;
   PendingConfiguration pending_configuration_;
   ZoneWatch zone_watch_;
+  std::unique_ptr<host::Worker> disk_;  // null until schedules run: what is half set up is not shown
 };
 
 }  // namespace service

@@ -11,6 +11,7 @@ void keep_freed_memory_small() {
   constexpr int large_block = 128 * 1024;
   mallopt(M_MMAP_THRESHOLD, large_block);
   mallopt(M_TRIM_THRESHOLD, large_block);
+  mallopt(M_ARENA_MAX, 1);  // the thread for the disk is not to have a heap of its own
 }
 
 void give_back_start() {

@@ -2,6 +2,7 @@
 #include "service/notify.h"
 
 #include <sys/socket.h>
+#include <sys/timerfd.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -11,8 +12,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-
-#include "host/files/file_descriptor.h"
 
 namespace service {
 
@@ -60,11 +59,20 @@ unsigned watchdog_period_ms() {
   return static_cast<unsigned>(std::clamp(interval_us / 2000, 1ULL, longest_ms));
 }
 
-void Watchdog::tick() {
+// A timer with a descriptor, as the service is alive also while it waits for the disk.
+Watchdog::Watchdog() {
   const unsigned period = watchdog_period_ms();
   if (period == 0) return;
   notify_supervisor("WATCHDOG=1");
-  next_ = host::Watch::after_ms(period, [this] { tick(); });
+  const timespec interval = {static_cast<time_t>(period / 1000), static_cast<long>(period % 1000) * 1000000};
+  const itimerspec rhythm = {interval, interval};
+  timer_ = host::FileDescriptor(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
+  (void)timerfd_settime(timer_.get(), 0, &rhythm, nullptr);
+  const auto tick = [this] {
+    uint64_t times = 0;
+    if (read(timer_.get(), &times, sizeof times) == sizeof times) notify_supervisor("WATCHDOG=1");
+  };
+  rings_ = host::Watch::readable(timer_.get(), tick).also_in_waits();
 }
 
 }  // namespace service

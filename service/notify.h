@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "host/files/file_descriptor.h"
 #include "host/loop/watch.h"
 
 namespace service {
@@ -17,13 +18,13 @@ void notify_reloading();  // to be followed by "READY=1" when it is done
 // a hanging loop is noticed.
 class Watchdog {
  public:
-  Watchdog() { tick(); }
+  Watchdog();
   Watchdog(const Watchdog &) = delete;
   Watchdog &operator=(const Watchdog &) = delete;
 
  private:
-  void tick();
-  host::Watch next_;
+  host::FileDescriptor timer_;
+  host::Watch rings_;
 };
 
 // Milliseconds between two keep-alives; 0: the supervisor has no watchdog.

@@ -20,6 +20,7 @@
 #include "service/footprint.h"
 #include "service/notify.h"
 #include "service/request/answer.h"
+#include "service/request/dispatch.h"
 #include "service/request/payload.h"
 #include "service/state/startup.h"
 
@@ -87,6 +88,7 @@ std::optional<Failure> Service::listen() {
   host::Server::Options listening;
   listening.socket_path = host::paths().socket;
   if (!host::paths().system_wide) listening.only_uid = user_.uid;
+  listening.only_reads = [this](uint32_t asked, Payload request) { return active_ && only_reads(asked, request); };
   auto server = host::Server::listen(listening, [this](const host::Incoming &incoming) { return answer(incoming); });
   if (!server) return Failure{failed, server.error().text};
   server_ = std::move(*server);

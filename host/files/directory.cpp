@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "host/files/disk.h"
 #include "host/files/file_descriptor.h"
 #include "host/status.h"
 
@@ -74,7 +75,7 @@ Result<void> make_private_directory(const std::string &path) {
 
 bool sync_directory(const std::string &path) {
   const FileDescriptor directory(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return directory && fsync(directory.get()) == 0;
+  return directory && flush(directory.get()) == 0;
 }
 
 }  // namespace host

@@ -12,6 +12,7 @@
 #include <fstream>
 
 #include "host/files/directory.h"
+#include "host/files/disk.h"
 #include "host/status.h"
 
 namespace host {
@@ -34,7 +35,7 @@ Result<FileDescriptor> create_whole_file(const std::string &path, uint32_t size,
   const int no_room = size == 0 ? 0 : posix_fallocate(file.get(), 0, size);
   if (no_room != 0) return fail(draft, path, no_room);
   // The umask may have removed the owner's permissions.
-  if (fchmod(file.get(), 0600) != 0 || !write_at(file.get(), head, 0) || fsync(file.get()) != 0 ||
+  if (fchmod(file.get(), 0600) != 0 || !write_at(file.get(), head, 0) || flush(file.get()) != 0 ||
       !rename_file(draft, path))
     return fail(draft, path, errno);
   return file;

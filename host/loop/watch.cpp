@@ -2,56 +2,42 @@
 #include "host/loop/watch.h"
 
 #include <event2/event.h>
-#include <sys/time.h>
+#include <poll.h>
 #include <syslog.h>
 
 #include <exception>
 #include <new>
 
 #include "host/loop/loop.h"
+#include "host/loop/source.h"
 #include "platform/syslog.h"
 
 namespace host {
-namespace {
-
-// A timeval as libevent reads it: of the C library's own width, which on 32 bits is not the one that we ask for.
-struct EventTime {
-  long seconds, microseconds;
-};
-
-}  // namespace
-
-struct Watch::Source : std::enable_shared_from_this<Source> {
-  explicit Source(Callback given) : callback(std::move(given)) {}
-  Source(const Source &) = delete;
-  Source &operator=(const Source &) = delete;
-  ~Source() { free(); }
-
-  void add(int descriptor, short events, const EventTime *timeout);
-  void free() {
-    if (waiting != nullptr) event_free(std::exchange(waiting, nullptr));
-  }
-  static void call(int descriptor, short events, void *source);
-
-  Callback callback;
-  event *waiting = nullptr;  // null: stopped
-  bool once = false;
-};
 
 // No exception may unwind through libevent, which is C: this is the one place that catches them.
-void Watch::Source::call(int, short, void *source) {
-  const std::shared_ptr<Source> kept = static_cast<Source *>(source)->shared_from_this();
-  if (kept->once) kept->free();
+void Watch::Source::call() {
+  const std::shared_ptr<Source> kept = shared_from_this();
+  if (once) free();
+  is_called = true;
   try {
-    kept->callback();
+    callback();
   } catch (const std::exception &exception) {
     tarn_syslog(LOG_ERR, "an event was not served to its end: %s", exception.what());
   }
+  is_called = false;
 }
 
-void Watch::Source::add(int descriptor, short events, const EventTime *timeout) {
-  waiting = event_new(Loop::of_thread(), descriptor, events, &Source::call, this);
+void Watch::Source::add(int watched, short events, const EventTime *timeout) {
+  descriptor = watched;
+  awaited = static_cast<short>(((events & EV_READ) != 0 ? POLLIN : 0) | ((events & EV_WRITE) != 0 ? POLLOUT : 0));
+  const auto ring = [](int, short, void *source) { static_cast<Source *>(source)->call(); };
+  waiting = event_new(Loop::of_thread().base(), watched, events, ring, this);
   if (waiting == nullptr || event_add(waiting, reinterpret_cast<const timeval *>(timeout)) != 0) throw std::bad_alloc();
+}
+
+void Watch::Source::free() {
+  if (waiting != nullptr) event_free(std::exchange(waiting, nullptr));
+  if (serves_in_waits != nullptr) std::exchange(serves_in_waits, nullptr)->in_waits_.erase(place);
 }
 
 Watch &Watch::operator=(Watch &&other) noexcept {
@@ -85,6 +71,17 @@ Watch Watch::after_ms(unsigned milliseconds, Callback callback) {
   source->once = true;
   source->add(-1, 0, &after);
   return Watch(std::move(source));
+}
+
+Watch Watch::also_in_waits() && {
+  Loop &loop = Loop::of_thread();
+  source_->place = loop.in_waits_.insert(loop.in_waits_.end(), source_.get());
+  source_->serves_in_waits = &loop;
+  return std::move(*this);
+}
+
+void Watch::pass_over() {
+  if (source_) source_->passed_over_in = Loop::of_thread().wait_;
 }
 
 // A callback that is running holds a reference of its own to the source.

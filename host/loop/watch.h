@@ -28,10 +28,17 @@ class Watch {
   static Watch hung_up(int descriptor, Callback callback);
   static Watch after_ms(unsigned milliseconds, Callback callback);  // once; then the watch is inactive
 
+  // Of a descriptor: also served while a callback of the loop waits (Loop::serve_until_readable). It must not change
+  // what other callbacks work on.
+  Watch also_in_waits() &&;
+  // Within a wait: not called again before the wait has ended. Otherwise without effect.
+  void pass_over();
+
   void stop();
   bool active() const;
 
  private:
+  friend class Loop;
   struct Source;
   explicit Watch(std::shared_ptr<Source> source) : source_(std::move(source)) {}
   static Watch on_descriptor(int descriptor, short events, Callback callback);

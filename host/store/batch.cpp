@@ -4,11 +4,10 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstring>
-#include <new>
-#include <optional>
-#include <span>
+#include <functional>
+#include <utility>
 
+#include "host/files/disk.h"
 #include "host/guard.h"
 #include "host/status.h"
 #include "host/store/failure.h"
@@ -16,83 +15,69 @@
 namespace host {
 namespace {
 
-// A batch notes its changes one after the other, each as this head, the key and the value.
-struct NoteHead {
-  std::size_t key_size;
-  std::optional<std::size_t> value_size;
-};
-
-void append(std::vector<std::byte> *notes, const void *data, std::size_t size) {
-  const auto *bytes = static_cast<const std::byte *>(data);
-  notes->insert(notes->end(), bytes, bytes + size);
-}
-
-void write_note(std::vector<std::byte> *notes, const RecordChange &change) {
-  NoteHead head{change.key.mv_size, {}};
-  if (change.value != nullptr) head.value_size = change.value->mv_size;
-  append(notes, &head, sizeof head);
-  append(notes, change.key.mv_data, change.key.mv_size);
-  if (change.value != nullptr) append(notes, change.value->mv_data, change.value->mv_size);
-}
-
-int note(std::vector<std::byte> *notes, const RecordChange &change) {
-  const auto written = [&] {
-    write_note(notes, change);
+int note(Store &store, const RecordChange &change) {
+  Changes &changes = store.batch.changes;
+  if (!change.value)
+    if (const int code = read_value(store, change.key, [](const MDB_val &) {}); code != 0) return code;
+  const auto noted = [&] {
+    changes.add(change);
     return 0;
   };
-  return guarded(written, [] { return ENOMEM; });
+  if (const int code = guarded(noted, [] { return ENOMEM; }); code != 0) return code;
+  return changes.stored_bytes() <= records_bound() ? 0 : MDB_MAP_FULL;  // so that no batch grows for ever
 }
 
-MDB_val take(std::span<std::byte> *notes, std::size_t size) {
-  const MDB_val taken{size, notes->data()};
-  *notes = notes->subspan(size);
-  return taken;
-}
-
-int apply(MDB_txn *transaction, const RecordChange &change) {
-  MDB_val key = change.key;
-  if (change.value == nullptr) return mdb_del(transaction, store_table, &key, nullptr);
-  MDB_val value = *change.value;
-  return put_within_bound(transaction, &key, &value, 0);
-}
-
-int apply_notes(MDB_txn *transaction, std::span<std::byte> notes) {
-  while (!notes.empty()) {
-    NoteHead head{};
-    memcpy(&head, take(&notes, sizeof head).mv_data, sizeof head);
-    const MDB_val key = take(&notes, head.key_size);
-    const MDB_val value = take(&notes, head.value_size.value_or(0));
-    const int code = apply(transaction, {key, head.value_size ? &value : nullptr});
-    // Another process may have deleted the key first: what the batch wants is done.
-    if (code != 0 && code != MDB_NOTFOUND) return code;
+int apply(MDB_txn *transaction, RecordChange change, bool *adds_records) {
+  if (change.value) {
+    // Every store has room for its description.
+    *adds_records = *adds_records || *static_cast<std::byte *>(change.key.mv_data) != description_prefix;
+    return mdb_put(transaction, store_table, &change.key, &*change.value, 0);
   }
-  return 0;
+  const int code = mdb_del(transaction, store_table, &change.key, nullptr);
+  // Another process may have deleted the key first, or only the batch had it: what the batch wants is done.
+  return code == MDB_NOTFOUND ? 0 : code;
 }
 
-int begin_write(Store &store) {
-  pause_walks(store);
+// The whole transaction, as it may run in another thread. Returns LMDB's code.
+int write_changes(MDB_env *environment, const Changes &changes) {
   // Frees the reader slots of processes that were killed while reading: these would keep old pages from being reused.
   int dead = 0;
-  mdb_reader_check(store.environment.get(), &dead);
-  return begin_transaction(store, 0, &store.batch.transaction);
+  mdb_reader_check(environment, &dead);
+  MDB_txn *made = nullptr;
+  if (const int code = mdb_txn_begin(environment, nullptr, 0, &made); code != 0) return code;
+  Transaction transaction(made);
+  bool adds_records = false;
+  const auto apply_one = [&](const RecordChange &change) { return apply(made, change, &adds_records); };
+  if (const int code = changes.for_each(apply_one); code != 0) return code;
+  if (const int code = adds_records ? check_bound(made) : 0; code != 0) return code;
+  return mdb_txn_commit(transaction.release());
 }
 
-// Aborts the transaction, grows the map, and repeats all changes so far in a new transaction.
-int begin_anew(Store &store) {
-  int code = MDB_MAP_FULL;
-  while (code == MDB_MAP_FULL) {
-    store.batch.transaction.reset();
-    if (code = grow_map(store); code != 0) return code;
-    if (code = begin_write(store); code != 0) return code;
-    code = apply_notes(store.batch.transaction.get(), store.batch.changes);
-  }
+int write(Store &store) {
+  MDB_env *const environment = store.environment.get();
+  int code = 0;
+  const auto written = [&] { code = write_changes(environment, store.batch.changes); };
+  store.batch.is_written = true;
+  wait_for_disk(std::cref(written));
+  store.batch.is_written = false;
   return code;
 }
 
-int commit_write(Store &store) {
-  const int code = mdb_txn_commit(store.batch.transaction.release());
-  if (code == 0) return 0;
-  // A failed write of a meta page leaves the environment unusable; the file itself still has the last commit.
+int enlarge_map(Store &store, int code) {
+  code = code == MDB_MAP_FULL ? grow_map(store) : adopt_larger_map(store);
+  return code == 0 ? begin_snapshot(store) : code;
+}
+
+int write_in_whole_map(Store &store) {
+  int code = write(store);
+  while ((code == MDB_MAP_FULL || code == MDB_MAP_RESIZED) && (code = enlarge_map(store, code)) == 0)
+    code = write(store);
+  return code;
+}
+
+// A failed write of a meta page leaves the environment unusable; the file itself still has the last commit.
+void open_again_after_panic(Store &store) {
+  if (!store.environment) return;
   MDB_txn *probe = nullptr;
   if (mdb_txn_begin(store.environment.get(), nullptr, MDB_RDONLY, &probe) == MDB_PANIC) {
     close_environment(store);
@@ -100,7 +85,6 @@ int commit_write(Store &store) {
   } else {
     mdb_txn_abort(probe);
   }
-  return code;
 }
 
 // An open file that was removed, or replaced (even with its directory), accepts writes that nobody will ever read.
@@ -115,7 +99,8 @@ bool is_where_it_was(const Store &store) {
 }  // namespace
 
 Result<void> begin_batch(Store &store) {
-  const int code = begin_write(store);
+  pause_walks(store);
+  const int code = begin_snapshot(store);
   store.batch.open = code == 0;
   return store_result(code, store.path, store.data_file());
 }
@@ -123,12 +108,8 @@ Result<void> begin_batch(Store &store) {
 Result<void> change_batch(Store &store, const RecordChange &change) {
   Batch &batch = store.batch;
   if (batch.failure.code != 0) return batch.failure;
-  const std::size_t noted = batch.changes.size();
-  int code = note(&batch.changes, change);
-  if (code == 0) code = apply(batch.transaction.get(), change);
-  if (code == MDB_MAP_FULL) code = begin_anew(store);
+  const int code = note(store, change);
   if (code == 0) return {};
-  batch.changes.resize(noted);
   if (code != MDB_NOTFOUND) batch.failure.code = err_no_memory;  // replaced below, unless that runs out of memory
   Result<void> result = store_result(code, store.path, store.data_file());
   if (code != MDB_NOTFOUND) batch.failure = result.error();
@@ -145,12 +126,12 @@ Result<void> commit_batch(Store &store) {
     abort_batch(store);
     return store_error(err_store_gone, store.path, "has been removed or replaced while it was open");
   }
-  int code = 0;
-  do {
-    code = commit_write(store);
-  } while (code == MDB_MAP_FULL && (code = begin_anew(store)) == 0);
+  const int code = write_in_whole_map(store);
   store.batch = {};
-  if (code != 0) reread_description(store);
+  if (code != 0) {
+    open_again_after_panic(store);
+    reread_description(store);
+  }
   return store_result(code, store.path, store.data_file());
 }
 

@@ -96,6 +96,7 @@ int open_steps(Store &store) {
 
 int set_map_size(Store &store, std::size_t bytes) {
   pause_walks(store);
+  store.batch.snapshot.reset();
   const int code = mdb_env_set_mapsize(store.environment.get(), bytes);
   if (code != 0) close_environment(store);  // LMDB has unmapped the file already
   return code;
@@ -143,7 +144,7 @@ Result<void> open_environment(Store &store) {
 
 void close_environment(Store &store) {
   store.walk = 0;
-  store.batch.transaction.reset();
+  store.batch.snapshot.reset();
   store.walk_cursor.reset();
   store.walker.reset();
   store.reader.reset();
@@ -172,6 +173,20 @@ int renew_reader(Store &store, MDB_txn *transaction) {
   return begin_in_whole_map(store, [&] { return mdb_txn_renew(transaction); });
 }
 
+int begin_snapshot(Store &store) {
+  store.batch.snapshot.reset();
+  const int code = renew_reader(store, store.reader.get());
+  if (code == 0) store.batch.snapshot.reset(store.reader.get());
+  return code;
+}
+
+int use_reader(Store &store, ReaderInUse *use) {
+  if (store.batch.snapshot) return 0;
+  const int code = renew_reader(store, store.reader.get());
+  if (code == 0) use->reset(store.reader.get());
+  return code;
+}
+
 int grow_map(Store &store) {
   MDB_envinfo info{};
   MDB_stat stat{};
@@ -189,12 +204,14 @@ void reread_description(Store &store) {
   mdb_txn_reset(store.reader.get());
 }
 
-int put_within_bound(MDB_txn *transaction, MDB_val *key, MDB_val *value, unsigned flags) {
-  if (const int code = mdb_put(transaction, store_table, key, value, flags); code != 0) return code;
-  if (*static_cast<std::byte *>(key->mv_data) == description_prefix) return 0;  // every store has room for it
+std::size_t records_bound() {
+  return bound() / live_share;
+}
+
+int check_bound(MDB_txn *transaction) {
   MDB_stat stat{};
   if (const int code = mdb_stat(transaction, store_table, &stat); code != 0) return code;
-  return live_pages(stat) <= bound() / live_share / stat.ms_psize ? 0 : MDB_MAP_FULL;
+  return live_pages(stat) <= records_bound() / stat.ms_psize ? 0 : MDB_MAP_FULL;
 }
 
 Result<void> make_store_file(const std::string &path, const StoreDescription &description,

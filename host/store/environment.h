@@ -8,11 +8,13 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "host/result.h"
+#include "host/store/changes.h"
 #include "host/store/file.h"
 #include "platform/pss.h"
 
@@ -51,12 +53,14 @@ class RecordKey {
 
 MDB_val description_key();
 
-// One write transaction, of a single call or of several.
+// What one write transaction will hold, of a single call or of several. The transaction itself lasts no longer than the
+// commit: it must stay in one thread, and that need not be the caller's.
 struct Batch {
   bool open = false;
-  Transaction transaction;         // null: none is open, or the map was full and could not grow
-  std::vector<std::byte> changes;  // so far, to be repeated in a larger map
-  Error failure;                   // why it cannot be committed any more; code 0: it can
+  bool is_written = false;  // by its commit, perhaps in another thread: reads see the store as it was before the batch
+  ReaderInUse snapshot;     // the store's reader, which all reads use until the batch ends
+  Changes changes;
+  Error failure;  // why it cannot be committed any more; code 0: it can
 };
 
 struct Store {
@@ -80,7 +84,7 @@ struct Store {
 };
 
 Result<void> open_environment(Store &store);  // checks the file first
-void close_environment(Store &store);         // forgets a batch's transaction
+void close_environment(Store &store);
 
 // Both return 0 or LMDB's code, and a failure may leave the environment closed. No transaction may be under way.
 int adopt_larger_map(Store &store);  // after another process has enlarged the map
@@ -90,35 +94,45 @@ int grow_map(Store &store);          // MDB_MAP_FULL: it has reached its limit
 template <typename Attempt>
 int begin_in_whole_map(Store &store, Attempt attempt) {
   int code = attempt();
-  while (code == MDB_MAP_RESIZED && !store.batch.transaction) {
+  while (code == MDB_MAP_RESIZED) {
     if (code = adopt_larger_map(store); code == 0) code = attempt();
   }
   return code;
 }
 int begin_transaction(Store &store, unsigned flags, Transaction *transaction);
 int renew_reader(Store &store, MDB_txn *transaction);
+int begin_snapshot(Store &store);  // of the batch; all reads of the store use it until it is reset
+// Makes the store's reader ready until `use` ends, unless a batch has it in use.
+int use_reader(Store &store, ReaderInUse *use);
+
+// The changes that reads see; null: none.
+inline const Changes *changes_seen(const Store &store) {
+  return store.batch.open && !store.batch.is_written ? &store.batch.changes : nullptr;
+}
 
 // Passes the value to `take`, which must copy it: it is in LMDB's map and valid during the call alone. Reads through an
 // open batch.
 template <typename Take>
 int read_value(Store &store, MDB_val key, Take take) {
-  MDB_txn *transaction = store.batch.transaction.get();
-  ReaderInUse reader;
-  if (transaction == nullptr) {
-    transaction = store.reader.get();
-    if (const int code = renew_reader(store, transaction); code != 0) return code;
-    reader.reset(transaction);
+  if (const Changes *changes = changes_seen(store); changes != nullptr) {
+    if (const std::optional<RecordChange> change = changes->find(key)) {
+      if (change->value) take(*change->value);
+      return change->value ? 0 : MDB_NOTFOUND;
+    }
   }
+  ReaderInUse use;
+  if (const int code = use_reader(store, &use); code != 0) return code;
   MDB_val value{};
-  const int code = mdb_get(transaction, store_table, &key, &value);
+  const int code = mdb_get(store.reader.get(), store_table, &key, &value);
   if (code == 0) take(value);
   return code;
 }
 
 void pause_walks(Store &store);
-// As mdb_put. MDB_MAP_FULL when the records would exceed their share of the limit: then the transaction must be
-// aborted.
-int put_within_bound(MDB_txn *transaction, MDB_val *key, MDB_val *value, unsigned flags);
+// The share of the limit that all records together may have.
+std::size_t records_bound();
+// MDB_MAP_FULL when the records of the transaction exceed it: then it must be aborted.
+int check_bound(MDB_txn *transaction);
 
 void reread_description(Store &store);  // after a batch was aborted, which may have changed it
 

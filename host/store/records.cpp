@@ -47,7 +47,7 @@ Error out_of_limits(const Store &store) {
 
 Result<void> describe(Store &store, const StoreDescription &description) {
   const MDB_val value{sizeof description, const_cast<StoreDescription *>(&description)};
-  Result<void> changed = change_store(store, [&] { return change_batch(store, {description_key(), &value}); });
+  Result<void> changed = change_store(store, [&] { return change_batch(store, {description_key(), value}); });
   if (changed) store.description = description;
   return changed;
 }
@@ -94,7 +94,7 @@ uint32_t pss_store(pss_handle handle, uint32_t count, const pss_buf *keys, const
     for (uint32_t i = 0; i < count && changed; ++i) {
       host::RecordKey key(keys[i]);
       const MDB_val value{values[i].length, values[i].data};
-      changed = host::change_batch(*store, {key.value(), &value});
+      changed = host::change_batch(*store, {key.value(), value});
     }
     return changed;
   }));
@@ -105,9 +105,7 @@ uint32_t pss_delete(pss_handle handle, const pss_buf *keys) {
   if (store == nullptr) return host::status_of(host::bad_handle(handle));
   if (!host::is_key(*keys)) return host::status_of(host::out_of_limits(*store));
   host::RecordKey key(*keys);
-  return host::status_of(host::change_store(*store, [&] {
-    return host::change_batch(*store, {key.value(), nullptr});
-  }));
+  return host::status_of(host::change_store(*store, [&] { return host::change_batch(*store, {key.value(), {}}); }));
 }
 
 const pss_buf *pss2_fetch(pss_handle handle, const pss_buf *key, uint32_t *error) {

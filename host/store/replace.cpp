@@ -10,6 +10,7 @@
 #include <cstdio>
 
 #include "host/files/directory.h"
+#include "host/files/disk.h"
 #include "host/files/paths.h"
 #include "host/status.h"
 #include "host/store/failure.h"
@@ -41,16 +42,17 @@ Result<void> claim(const std::string &path) {
 // The lock file belongs to the old data file and goes with it. Processes that still read the old file keep both open.
 Result<void> swap_files(const std::string &path, const std::string &fresh) {
   if (unlink(lock_path(path).c_str()) != 0 && errno != ENOENT) return store_result(errno, path);
-  if (rename(fresh.c_str(), path.c_str()) != 0) return store_result(errno, path);
-  return store_result(sync_directory(parent_directory(path)) ? 0 : errno, path);
+  return store_result(rename(fresh.c_str(), path.c_str()) == 0 ? 0 : errno, path);
 }
 
+// The store is open again before the directory is synced, as it may be read while that waits for the disk.
 Result<void> replace_claimed(const std::string &path, const std::string &fresh) {
   Store *store = open_store(path);
   if (store != nullptr) close_environment(*store);
   Result<void> swapped = swap_files(path, fresh);
-  if (store == nullptr) return swapped;
-  Result<void> reopened = open_environment(*store);
+  Result<void> reopened;
+  if (store != nullptr) reopened = open_environment(*store);
+  if (swapped) swapped = store_result(sync_directory(parent_directory(path)) ? 0 : errno, path);
   return swapped ? reopened : swapped;
 }
 
@@ -63,7 +65,7 @@ Result<void> copy_store(Store &store, const std::string &fresh) {
     code =
         begin_in_whole_map(store, [&] { return mdb_env_copyfd2(store.environment.get(), file.get(), MDB_CP_COMPACT); });
   }
-  if (code == 0 && fsync(file.get()) != 0) code = errno;
+  if (code == 0 && flush(file.get()) != 0) code = errno;
   Result<void> result = store_result(code, fresh, file.get());
   if (!result) unlink(fresh.c_str());
   return result;

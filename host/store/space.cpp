@@ -42,9 +42,9 @@ int free_space(Store &store, uint32_t *bytes) {
   mdb_env_info(store.environment.get(), &info);
   mdb_env_stat(store.environment.get(), &stat);
   std::size_t pages = 0;
-  if (const int code = renew_reader(store, store.reader.get()); code != 0) return code;
+  ReaderInUse use;
+  if (const int code = use_reader(store, &use); code != 0) return code;
   const int code = count_free_pages(store.reader.get(), &pages);
-  mdb_txn_reset(store.reader.get());
   const std::size_t total = pages * stat.ms_psize + unused_tail(store, (info.me_last_pgno + 1) * stat.ms_psize);
   *bytes = static_cast<uint32_t>(std::min<std::size_t>(total, UINT32_MAX));
   return code;

@@ -12,7 +12,8 @@
 namespace host {
 
 // A batch collects every change that is made through `store` into one durable transaction. Reads through the store see
-// its changes, until it fails. Nothing of it is on disk before store_commit. Batches do not nest (err_store_busy).
+// its changes, until it fails. Nothing of it is on disk before store_commit. While that waits for the disk
+// (files/disk.h) reads see the store as it was before the batch. Batches do not nest (err_store_busy).
 Result<void> store_begin(pss_handle store);
 Result<void> store_commit(pss_handle store);  // after an error nothing of the batch is kept
 void store_abort(pss_handle store);           // harmless without a batch

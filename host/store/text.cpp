@@ -155,7 +155,8 @@ class DumpReader {
       return refuse("is longer than a record can be, or has no key");
     }
     MDB_val where{key.size(), key.data()}, what{value.size(), value.data()};
-    const int code = put_within_bound(transaction, &where, &what, MDB_NOOVERWRITE);
+    int code = mdb_put(transaction, store_table, &where, &what, MDB_NOOVERWRITE);
+    if (code == 0) code = check_bound(transaction);
     return code == MDB_KEYEXIST ? refuse("has the key of an earlier line") : code;
   }
 

@@ -108,19 +108,46 @@ int seek_behind(MDB_cursor *cursor, const MDB_val &last, MDB_val *key, MDB_val *
   return mdb_cursor_get(cursor, key, value, MDB_NEXT);
 }
 
+bool is_before(const MDB_val &one, const MDB_val &other) {
+  const int order = memcmp(one.mv_data, other.mv_data, std::min(one.mv_size, other.mv_size));
+  return order != 0 ? order < 0 : one.mv_size < other.mv_size;
+}
+
+// `code`, `key` and `value`: of the first record behind `last`. Gives instead the first that there is with the changes.
+int step_with_changes(const Changes &changes, MDB_cursor *cursor, int code, MDB_val last, MDB_val *key,
+                      MDB_val *value) {
+  while (code == 0 || code == MDB_NOTFOUND) {
+    const std::optional<RecordChange> change = changes.first_behind(last);
+    if (!change || (code == 0 && is_before(*key, change->key))) return code;
+    if (change->value) {
+      *key = change->key;
+      *value = *change->value;
+      return 0;
+    }
+    last = change->key;
+    if (code == 0 && !is_before(last, *key)) code = mdb_cursor_get(cursor, key, value, MDB_NEXT);
+  }
+  return code;
+}
+
 // Within a batch the walk sees the batch's changes. Its cursor is of this step alone, as the batch may end before the
 // next.
 int step_in_batch(const Walk &walk, MDB_val *key, MDB_val *value) {
+  Store &store = *walk.store;
+  ReaderInUse use;
+  if (const int code = use_reader(store, &use); code != 0) return code;
   MDB_cursor *made = nullptr;
-  if (const int code = mdb_cursor_open(walk.store->batch.transaction.get(), store_table, &made); code != 0) return code;
+  if (const int code = mdb_cursor_open(store.reader.get(), store_table, &made); code != 0) return code;
   const Cursor cursor(made);
-  return seek_behind(made, walk.last_key(), key, value);
+  const int code = seek_behind(made, walk.last_key(), key, value);
+  const Changes *changes = changes_seen(store);
+  return changes == nullptr ? code : step_with_changes(*changes, made, code, walk.last_key(), key, value);
 }
 
 // When another walk or a write has moved the store's cursor.
 [[gnu::noinline]] int step_from_last_key(const Walk &walk, MDB_val *key, MDB_val *value) {
   Store &store = *walk.store;
-  if (store.batch.transaction) return step_in_batch(walk, key, value);
+  if (store.batch.open) return step_in_batch(walk, key, value);
   MDB_cursor *cursor = store.walk_cursor.get();
   pause_walks(store);
   if (const int code = renew_reader(store, store.walker.get()); code != 0) return code;

@@ -44,6 +44,7 @@ class Server::State {
  public:
   State(const Options &options, Handler handler) : options_(options) {
     setting_.handler = std::move(handler);
+    setting_.only_reads = options.only_reads;
     setting_.deadline_ms = options.deadline_ms;
   }
   ~State();
@@ -84,7 +85,7 @@ Server::State::~State() {
 }
 
 void Server::State::await_clients() {
-  accept_ = Watch::readable(listener_.get(), [this] { accept_clients(); });
+  accept_ = Watch::readable(listener_.get(), [this] { accept_clients(); }).also_in_waits();
 }
 
 void Server::State::accept_clients() {

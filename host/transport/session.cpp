@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "host/guard.h"
+#include "host/loop/loop.h"
 #include "host/status.h"
 
 namespace host {
@@ -51,11 +52,33 @@ Watch::Callback Session::ending_if_it_fails(Event event) {
 }
 
 void Session::await_request() {
-  request_ = Watch::readable(socket(), ending_if_it_fails([this] { read_request(); }));
+  request_ = Watch::readable(socket(), ending_if_it_fails([this] { read_request(); })).also_in_waits();
 }
 
+// The setting outlives this session, which the request may end.
 void Session::read_request() {
-  iovec part = {setting_.packet.data(), setting_.packet.size()};
+  SessionSetting &setting = setting_;
+  std::unique_ptr<Packet> packet = std::move(setting.packet);
+  if (!packet) packet = std::make_unique_for_overwrite<Packet>();
+  if (Loop::of_thread().waits() && has_to_wait(*packet))
+    request_.pass_over();
+  else
+    read_into(*packet);
+  setting.packet = std::move(packet);
+}
+
+// In the midst of another request's change: looks at the request without taking it.
+bool Session::has_to_wait(Packet &packet) const {
+  const ssize_t size = ::recv(socket(), packet.data(), packet.size(), MSG_PEEK | MSG_DONTWAIT);
+  Frame frame;
+  if (size <= 0 || !parse_frame({packet.data(), static_cast<std::size_t>(size)}, &frame)) return false;
+  const bool waits = !setting_.only_reads || !setting_.only_reads(frame.header.service, frame.body);
+  explicit_bzero(packet.data(), static_cast<std::size_t>(size));  // a password may be in it
+  return waits;
+}
+
+void Session::read_into(Packet &packet) {
+  iovec part = {packet.data(), packet.size()};
   msghdr message = {};  // no room for control data: the kernel discards descriptors that a client passes
   message.msg_iov = &part;
   message.msg_iovlen = 1;
@@ -63,13 +86,12 @@ void Session::read_request() {
   if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
   if (size <= 0) return end();  // closed; an empty packet looks the same
   if ((message.msg_flags & MSG_CTRUNC) != 0) return refuse(err_bad_request);
-  take_packet(static_cast<std::size_t>(size));
+  take_packet(packet, static_cast<std::size_t>(size));
 }
 
 // After a frame was answered no member may be used: the answer may have destroyed the session.
-void Session::take_packet(std::size_t size) {
+void Session::take_packet(Packet &packet, std::size_t size) {
   if (size > frame_limit) return refuse(err_too_large);
-  auto &packet = setting_.packet;
   Frame frame;
   if (!parse_frame({packet.data(), size}, &frame) || frame.header.kind != FrameKind::request)
     return refuse(err_bad_request);
@@ -150,7 +172,7 @@ void Session::answered() {
 
 void Session::await_room(bool sent_some) {
   request_.stop();
-  if (!room_.active()) room_ = Watch::writable(socket(), ending_if_it_fails([this] { push(); }));
+  if (!room_.active()) room_ = Watch::writable(socket(), ending_if_it_fails([this] { push(); })).also_in_waits();
   if (sent_some || !deadline_.active())
     deadline_ = Watch::after_ms(static_cast<unsigned>(setting_.deadline_ms), [this] { end(); });
 }

@@ -18,14 +18,18 @@
 
 namespace host {
 
+// A request as it is read. One byte more than the limit, to notice a packet that is too long.
+using Packet = std::array<std::byte, frame_limit + 1>;
+
 // What all sessions of a server share.
 struct SessionSetting {
   Handler handler;
+  OnlyReads only_reads;
   int deadline_ms = 0;
   RefusalReport refusals = RefusalReport(1);  // of malformed frames and wrong names
   UserCounts connections, streams;
-  // The packet that is being read. One byte more than the limit, to notice a packet that is too long.
-  std::array<std::byte, frame_limit + 1> packet;
+  // For the next request. Null while one is answered: another that is answered in its midst needs one of its own.
+  std::unique_ptr<Packet> packet = std::make_unique_for_overwrite<Packet>();
 };
 
 // Reads a request only when the client has received the answer to the one before. Between two requests of a client the
@@ -45,7 +49,9 @@ class Session {
   Watch::Callback ending_if_it_fails(Event event);
   void await_request();
   void read_request();
-  void take_packet(std::size_t size);
+  bool has_to_wait(Packet &packet) const;
+  void read_into(Packet &packet);
+  void take_packet(Packet &packet, std::size_t size);
   void take_request(const Frame &frame);
   void respond(const FrameHeader &request, Answer &&answer);
   bool may_stream() const;

@@ -64,6 +64,9 @@ struct PendingAnswer {
 };
 
 using Handler = std::function<Answer(const Incoming &)>;
+// Whether a request only reads, so that it may be answered in the midst of a change that waits for the disk. The others
+// are answered in their turn, when it is done.
+using OnlyReads = std::function<bool(uint32_t service, std::span<const std::byte> body)>;
 
 // Listens on `socket_path` and serves on the thread's loop (host/loop/loop.h) until destroyed. If `only_uid` is given,
 // only that user and root may connect. Removes a socket that an earlier service left at the path: the caller must hold
@@ -73,7 +76,8 @@ class Server {
   struct Options {
     std::string socket_path;
     std::optional<uid_t> only_uid;
-    int deadline_ms = 10000;  // a client that does not read its reply for so long is disconnected
+    int deadline_ms = 10000;    // a client that does not read its reply for so long is disconnected
+    OnlyReads only_reads = {};  // null: no request does
   };
   static Result<std::unique_ptr<Server>> listen(const Options &options, Handler handler);
   int clients() const;  // connected now

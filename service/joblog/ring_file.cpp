@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "host/files/disk.h"
 #include "host/files/whole_file.h"
 #include "host/status.h"
 #include "service/joblog/keyed_hash.h"
@@ -230,7 +231,7 @@ bool RingFile::append(std::span<const std::byte> body) {
 }
 
 bool RingFile::sync() {
-  return fdatasync(file_.get()) == 0;
+  return host::flush_data(file_.get()) == 0;
 }
 
 const char *RingFile::loss(const std::string &path) const {

@@ -97,19 +97,20 @@ constexpr Row orders[] = {
     row(Operation::kill_run, For::everybody, kill_run),
     row(Operation::enable_schedule, For::everybody, set_schedule_enabled<true>),
     row(Operation::disable_schedule, For::everybody, set_schedule_enabled<false>),
-    {Operation::raw_output, For::everybody, sizeof(uint64_t), sizeof(uint64_t), raw_output, nullptr},
-    {Operation::find, For::everybody, sizeof(control::ObjectKind), any_length, find_named, nullptr},
-    {Operation::names, For::everybody, sizeof(control::ObjectKind), any_length, list_names, nullptr},
-    row(Operation::log_uri, For::everybody, bare<log_uri>),
+    at_once({Operation::raw_output, For::everybody, sizeof(uint64_t), sizeof(uint64_t), raw_output, nullptr}),
+    at_once({Operation::find, For::everybody, sizeof(control::ObjectKind), any_length, find_named, nullptr}),
+    at_once({Operation::names, For::everybody, sizeof(control::ObjectKind), any_length, list_names, nullptr}),
+    at_once(row(Operation::log_uri, For::everybody, bare<log_uri>)),
     {Operation::rename, For::everybody, sizeof(control::ObjectKind), any_length, rename_named, nullptr},
-    row(Operation::explain_time, For::everybody, explain_time),
+    at_once(row(Operation::explain_time, For::everybody, explain_time)),
     {Operation::put_configuration, For::everybody, sizeof(uint32_t), any_length, put_configuration, nullptr},
     {Operation::apply_configuration, For::everybody, sizeof(control::ConfigurationOrder), any_length,
      apply_configuration, nullptr},
-    {Operation::configuration_entry, For::everybody, sizeof(uint32_t), sizeof(uint32_t), show_configuration, nullptr},
+    at_once({Operation::configuration_entry, For::everybody, sizeof(uint32_t), sizeof(uint32_t), show_configuration,
+             nullptr}),
     row(Operation::confirm_configuration, For::everybody, confirm_configuration),
     row(Operation::erase_startup, For::administrator, erase_startup),
-    row(Operation::limits, For::everybody, limits_reply),
+    at_once(row(Operation::limits, For::everybody, limits_reply)),
 };
 
 const Row *row_of(Operation operation) {
@@ -120,7 +121,19 @@ const Row *row_of(Operation operation) {
   return nullptr;
 }
 
+bool is_shown(const Row &row) {
+  return std::ranges::any_of(shown, [&](const Row &each) { return &each == &row; });
+}
+
 }  // namespace
+
+bool only_reads(Payload request) {
+  if (request.size() < sizeof(Operation)) return false;
+  const auto operation = record_of<Operation>(request);
+  if (operation == Operation::as_json) return only_reads(request.subspan(sizeof operation));
+  const Row *row = row_of(operation);
+  return row != nullptr && (row->when == When::at_once || is_shown(*row));
+}
 
 bool changes_something(Operation operation) {
   const bool of_runs = operation >= Operation::run_schedule && operation <= Operation::disable_schedule;

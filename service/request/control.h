@@ -7,6 +7,7 @@
 
 namespace service {
 
+bool only_reads(Payload request);                      // of an operation and its payload
 bool changes_something(control::Operation operation);  // of the operations that are open to everybody
 host::Answer control(const Call &call, control::Operation operation, Payload payload);
 

@@ -206,6 +206,10 @@ host::Answer answer_if_account_is_usable(Context &context, const host::Incoming 
 
 }  // namespace
 
+bool only_reads(uint32_t service, Payload request) {
+  return service == show || (service == host::service_control && only_reads(request));
+}
+
 host::Answer dispatch(Context &context, const host::Incoming &incoming) {
   if (!needs_account(context, incoming)) return carry_out(context, incoming);
   if (host::why_account_is_closed(incoming.caller.user_name, wall_clock())) {

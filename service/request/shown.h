@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// All that show commands show, as text and as documents of the module yang/schedcli.yang. Documents are made from the
-// service's data, never from its text.
+// All that show commands show, at once, as text and as documents of the module yang/schedcli.yang. Documents are made
+// from the service's data, never from its text.
 #pragma once
 
 #include "control/operations.h"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/system/oracle/client.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
@@ -58,6 +59,11 @@ bool Client::receive_packet() {
   packet_.resize(static_cast<size_t>(std::max<ssize_t>(size, 0)));
   rest_ = std::as_bytes(std::span(packet_));
   return size > 0;
+}
+
+bool Client::has_answer() const {
+  pollfd polled = {socket_.get(), POLLIN, 0};
+  return !rest_.empty() || poll(&polled, 1, 0) != 0;
 }
 
 std::optional<Reply> Client::receive() {

@@ -39,6 +39,7 @@ class Client {
   Client &operator=(const Client &) = delete;
 
   bool send(uint32_t service, uint32_t message_class, std::string_view body);  // false: the service has gone
+  bool has_answer() const;                                                     // or the service has gone
   std::optional<Reply> receive();  // of the oldest request that has no reply yet; nothing: the service has gone
 
   bool ask(uint32_t service, uint32_t number, std::string_view payload);  // an opcode, or an operation of the control

@@ -31,6 +31,8 @@ struct FaultControl {
   std::atomic<uint64_t> count;   // and those behind it, so many in all
   std::atomic<Action> action;
   std::atomic<uint32_t> stall_ms;          // that the next sync of a file takes
+  std::atomic<bool> gate_closed;           // syncs of files wait until it is open
+  std::atomic<uint32_t> at_gate;           // how many have come to it
   std::atomic<bool> clock_was_set;         // not only time has passed
   std::atomic<uint64_t> syncs;             // of files and directories, whatever is armed
   std::atomic<bool> directory_not_synced;  // a sync that failed: what was renamed or removed in it can be seen already
