@@ -42,6 +42,14 @@ std::string stripped(const std::string &text) {
   return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
+// Values may hold escaped line ends.
+std::string in_one_line(const std::string &text) {
+  std::string line;
+  for (const char c : host::visible(text))
+    line += c == '\n' ? std::string("^J") : std::string(1, c);
+  return line;
+}
+
 class Reader {
  public:
   Reader(const std::string &text, const std::string &file) : file_(file), keys_(g_key_file_new(), g_key_file_unref) {
@@ -58,7 +66,7 @@ class Reader {
 
  private:
   void problem(int line, const std::string &what) {
-    read_.problems.push_back(file_ + (line > 0 ? ":" + std::to_string(line) : "") + ": " + what);
+    read_.problems.push_back(file_ + (line > 0 ? ":" + std::to_string(line) : "") + ": " + in_one_line(what));
   }
 
   // GKeyFile reports no line numbers: the first line that it refuses alone, in a group; 0: none.

@@ -153,6 +153,14 @@ TEST(Settings, what_is_no_settings_file_is_refused_by_line) {
   EXPECT_THAT(parse(std::string("[runs]\n\0", 8)).problems, ElementsAre(HasSubstr("NUL")));
 }
 
+// Though no line of the file may have one, a value may: by an escape.
+TEST(Settings, a_problem_is_one_line_that_a_terminal_can_show) {
+  const service::SettingsRead read = service::parse_settings("[service]\nstart-as=x\\r[2J\\nf:9: all is well\n", "f");
+  ASSERT_EQ(read.problems.size(), 1u);
+  EXPECT_EQ(read.problems[0].find_first_of("\r\n"), std::string::npos);
+  EXPECT_NE(read.problems[0].find("x^M[2J^Jf:9: all is well"), std::string::npos) << read.problems[0];
+}
+
 TEST(Settings, all_problems_are_told_in_the_order_of_the_file) {
   EXPECT_THAT(
       parse("[class x]\nnice=99\n[mail]\nsend=x\n[nothing]\n[runs]\nparallel=0\n").problems,
