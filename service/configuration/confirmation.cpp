@@ -41,8 +41,7 @@ Settings without_limits() {
 // A crash may have come before the change that was to be confirmed.
 void Confirmation::start() {
   const std::optional<Awaited> found = awaited();
-  if (!found) return;
-  if (found->after != 0 && !is_kept(found->after))
+  if (found && found->after != 0 && !is_kept(found->after))
     (void)forget();
   else
     look(wall_clock());
@@ -88,16 +87,19 @@ std::optional<Confirmation::Awaited> Confirmation::awaited() const {
 void Confirmation::look(time_t now) {
   again_.stop();
   const std::optional<Awaited> found = awaited();
-  if (!found) return;
-  if (found->deadline <= now) take_back(*found);
-  if (!awaited()) return;
-  const time_t wait = std::clamp<time_t>(found->deadline - now, 1, look_again_s);
+  if (found && found->deadline <= now) take_back(*found);
+  // A file that is there and cannot be read now may be so the next time.
+  if (!awaited() && (withdrawn_ != 0 || access(path().c_str(), F_OK) != 0)) return;
+  const time_t wait = found ? std::clamp<time_t>(found->deadline - now, 1, look_again_s) : look_again_s;
   again_ = host::Watch::after_ms(static_cast<unsigned>(wait) * 1000, [this] { look(wall_clock()); });
 }
 
 void Confirmation::take_back(const Awaited &awaited) {
   const auto tell = [](const std::string &text) { sch_syslog_raise(&syslog_msg_SCH_ERR, text.c_str()); };
   const host::Result<Configuration> before = configuration_of_entry(awaited.entry);
+  if (!before && is_kept(awaited.entry))
+    return tell("an unconfirmed configuration is not taken back yet: configuration " + std::to_string(awaited.entry) +
+                " cannot be read");
   if (!before) {
     tell("an unconfirmed configuration stays: configuration " + std::to_string(awaited.entry) + " is not kept");
     return forget_or_tell();

@@ -286,6 +286,23 @@ TEST_F(Confirming, too_late_takes_it_back) {
   EXPECT_EQ(running(world), "feature scheduler\n");
 }
 
+TEST_F(Confirming, too_late_takes_it_back_once_what_that_needs_can_be_read_again) {
+  ASSERT_EQ(replace_for(5, two_jobs).status, 0u);
+  const std::filesystem::path notes = world.directory.path() + "/state/configurations/awaits-confirmation";
+  std::string entry;
+  std::ifstream(notes) >> entry;
+  for (const std::filesystem::path &file : {notes, notes.parent_path() / (entry + ".conf")}) {
+    std::filesystem::rename(file, file.string() + ".aside");
+    std::filesystem::create_directory(file);
+    world.parts->pending_configuration.confirmation.look(noon + 300);
+    EXPECT_EQ(running(world), two_jobs) << file;
+    std::filesystem::remove(file);
+    std::filesystem::rename(file.string() + ".aside", file);
+  }
+  world.parts->pending_configuration.confirmation.look(noon + 300);
+  EXPECT_EQ(running(world), "feature scheduler\n");
+}
+
 TEST_F(Confirming, too_late_keeps_in_the_history_what_was_typed_meanwhile) {
   ASSERT_EQ(replace_for(5, two_jobs).status, 0u);
   ASSERT_EQ(create_job(world, "typed", "echo three\n"), 0u);
