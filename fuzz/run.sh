@@ -28,7 +28,10 @@ trap 'rm -rf "$TMPDIR"' EXIT
 for name in "${targets[@]}"; do
   printf '\n-- %s, %s seconds\n' "$name" "$seconds"
   mkdir -p "$build/corpus/$name"
-  # The fuzzer sees no time pass while an input has its own clock: what hangs is ended from outside.
-  timeout --signal=ABRT $((seconds + 60)) "$build/fuzz/${name}_fuzz" -max_total_time="$seconds" -timeout=10 -artifact_prefix="$build/$name-" \
+  # With a service of its own an input has its own clock too, and the fuzzer would take any time for too long: what hangs there is
+  # ended from outside.
+  limit=10
+  grep -q fuzz/world.h "fuzz/${name}_fuzz.cpp" && limit=0
+  timeout --signal=ABRT $((seconds + 60)) "$build/fuzz/${name}_fuzz" -max_total_time="$seconds" -timeout=$limit -artifact_prefix="$build/$name-" \
     "$build/corpus/$name" "fuzz/corpus/$name"
 done

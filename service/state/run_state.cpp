@@ -13,8 +13,9 @@ namespace {
 
 constexpr uint32_t version = 1;
 
-// Far more than the runs that are kept can fill. A damaged record that names more would be walked for ever.
-constexpr uint32_t most_pages = 1 << 16;
+// More than the runs that are kept can fill with an outcome of each job that there can be, three in a page. A damaged
+// record that names more would be walked for ever.
+constexpr uint32_t most_pages = 1 << 13;
 
 template <typename Record>
 bool fetch(sch_runtime_key key, Record *record) {
