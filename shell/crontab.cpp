@@ -87,7 +87,7 @@ std::string command_lines(std::string_view command) {
 }
 
 // Why a job cannot have this text; empty: it can.
-std::string objection_to(std::string_view text) {
+std::string objection_to_job(std::string_view text) {
   JobBody body("", false);
   while (!text.empty()) {
     const std::string_view line = control::cut_line(&text);
@@ -196,7 +196,7 @@ class Table {
     for (const Setting &setting : settings_)
       text += exported(setting);
     text += command_lines(command);
-    if (const std::string why = objection_to(text); !why.empty()) return leave_out(why);
+    if (const std::string why = objection_to_job(text); !why.empty()) return leave_out(why);
     jobs_ += "scheduler job name " + name + "\n" + text + "end-job\n\n";
     for (size_t i = 0; i < times.size(); i++)
       add_schedule(times.size() == 1 ? name : name + "-" + std::to_string(i + 1), name, times[i]);

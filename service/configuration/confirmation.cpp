@@ -89,7 +89,7 @@ void Confirmation::look(time_t now) {
   const std::optional<Awaited> found = awaited();
   if (found && found->deadline <= now) take_back(*found);
   // A file that is there and cannot be read now may be so the next time.
-  if (!awaited() && (withdrawn_ != 0 || access(path().c_str(), F_OK) != 0)) return;
+  if (!awaited() && (withdrawn_ != 0 || access(note_path().c_str(), F_OK) != 0)) return;
   const time_t wait = found ? std::clamp<time_t>(found->deadline - now, 1, look_again_s) : look_again_s;
   again_ = host::Watch::after_ms(static_cast<unsigned>(wait) * 1000, [this] { look(wall_clock()); });
 }

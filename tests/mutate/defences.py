@@ -8,12 +8,13 @@ more; ends with 1 when a test passes without its defence, fails with it, or a ro
 import argparse
 import dataclasses
 import pathlib
+import shutil
 import subprocess
 import sys
 import time
 
 sys.dont_write_bytecode = True  # the tree stays as it is
-from commands import ROOT  # noqa: E402
+from commands import ROOT, must  # noqa: E402
 from program_ring import CONTAINED, Tree  # noqa: E402
 
 SECONDS = 300  # for one test, generously: what hangs without its defence fails too
@@ -78,7 +79,9 @@ DEFENCES = [
             "transport_identity_test", "IdentityTest.another_user_speaks_for_nobody_else"),
     Defence("peer identity, of the service", "host/transport/connection.cpp", "server.uid == ::geteuid()", "true",
             "transport_identity_test", "IdentityTest.a_service_of_another_user_is_not_trusted"),
-    Defence("sizes beyond", "host/transport/frame.cpp", "header.length > packet.size() - sizeof(FrameHeader)", "false",
+    Defence("sizes that lie, of a record", "service/request/dispatch.cpp", "header.payload_length != payload.size() || ", "",
+            "service_decode_test", "Decode.records_shorter_than_their_header_or_with_a_lying_length_are_refused"),
+    Defence("sizes that lie, of a frame", "host/transport/frame.cpp", " && rest.empty()", "",
             "transport_hostile_test", "HostileTest.a_malformed_packet_is_refused_with_its_reason_and_hung_up_on"),
     Defence("sizes of zero", "service/request/dispatch.cpp", "payload.size() < row->shortest || ", "",
             "service_decode_test", "Decode.wrong_requests_are_answered_with_their_status_and_change_nothing"),
@@ -122,6 +125,15 @@ class Checker:
             path.write_text(original)
 
 
+def configure(tree):
+    """Without the sanitizers and the notes of the mutation check, which would only take time: the tests alone decide."""
+    options = ["-DCMAKE_BUILD_TYPE=Defences", "-DBUILD_SHARED_LIBS=ON"]
+    options += [f"-DCMAKE_{language}_FLAGS=-O0 -w" for language in ("C", "CXX")]
+    if shutil.which("ccache"):
+        options += [f"-DCMAKE_{language}_COMPILER_LAUNCHER=ccache" for language in ("C", "CXX")]
+    must(["cmake", "-S", tree.source, "-B", tree.build, "-G", "Ninja", *options])
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--folder", type=pathlib.Path, default=ROOT / "build/defences", help="of the copy and its build")
@@ -131,7 +143,7 @@ def main():
     chosen = [defence for defence in DEFENCES if options.only in defence.attack]
     tree = Tree(options.folder)
     tree.take_commit()
-    tree.configure()
+    configure(tree)
     built = tree.make(sorted({defence.test for defence in chosen}), jobs=options.jobs)
     if built.returncode != 0:
         sys.exit(built.stdout + built.stderr)
