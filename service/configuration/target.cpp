@@ -156,7 +156,10 @@ class Builder {
     for (size_t i = 0; i < target_.whole.jobs.size(); i++)
       places.emplace(target_.whole.jobs[i].name, i);
     for (ScheduleBlock &schedule : target_.whole.schedules)
-      std::ranges::sort(schedule.jobs, {}, [&](const std::string &name) { return places[name]; });
+      std::ranges::sort(schedule.jobs, {}, [&](const std::string &name) {
+        const auto place = places.find(name);
+        return place == places.end() ? places.size() : place->second;  // one that is not there is objected to later
+      });
   }
 
   const Configuration &current_;

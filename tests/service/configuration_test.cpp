@@ -270,6 +270,21 @@ class Confirming : public testing::Test {
   World world;
 };
 
+// While they are put in order a name may lie in a temporary that is gone when the next one is compared.
+TEST(Replaced, by_schedules_of_many_jobs_that_are_not_there_it_is_refused_for_each_of_them) {
+  World world;
+  std::string text = "feature scheduler\nscheduler schedule name s\n";
+  for (const char *name : {"zz-a-rather-long-name-of-a-job-1", "b", "ab-a-rather-long-name-of-a-job", "c", "a"})
+    text += " job name " + std::string(name).substr(0, 31) + "\n";
+  const ConfigurationAnswer answer = replace(world, text + "  time daily 01:00\n\n");
+  EXPECT_NE(answer.status, 0u);
+  size_t problems = 0;
+  for (size_t at = 0; (at = answer.problems.find("schedule s, job ", at)) != std::string::npos; at++)
+    problems++;
+  EXPECT_EQ(problems, 5u) << answer.problems;
+  EXPECT_EQ(running(world), "feature scheduler\n");
+}
+
 TEST_F(Confirming, in_time_keeps_it) {
   ASSERT_EQ(replace_for(5, two_jobs).status, 0u);
   ASSERT_EQ(ask(world, control::Operation::confirm_configuration).status, 0u);
