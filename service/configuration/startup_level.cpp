@@ -38,9 +38,10 @@ std::optional<int32_t> held_level() {
   return level;
 }
 
+// Nothing: its store is there and cannot be read.
 std::optional<int32_t> stored_level() {
   uint32_t error = 0;
-  if (!host::store_exists(sch_debug_pss_startup_uri)) return std::nullopt;
+  if (!host::store_exists(sch_debug_pss_startup_uri)) return default_logging_level;
   const pss_handle store = pss_open(sch_debug_pss_startup_uri, &error);
   if (error != 0) return std::nullopt;
   const int32_t level = logging_level(store);
@@ -58,10 +59,11 @@ std::optional<int32_t> startup_logging_level() {
 
 host::Result<void> hold_startup_logging_level() {
   if (!host::store_exists(sch_pss_startup_uri)) return {};
-  const int32_t level = startup_logging_level().value_or(default_logging_level);
+  const std::optional<int32_t> level = startup_logging_level();
+  if (!level) return {};  // a level that cannot be read now is not known to be the default
   if (const host::Result<void> made = host::make_private_directory(configuration_directory()); !made)
     return host::Error{host::err_io, made.error().text};
-  return host::write_whole_file(level_path(), identity_of_startup() + " " + std::to_string(level) + "\n");
+  return host::write_whole_file(level_path(), identity_of_startup() + " " + std::to_string(*level) + "\n");
 }
 
 void release_startup_logging_level() {
