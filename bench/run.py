@@ -29,7 +29,7 @@ def arguments():
     parser.add_argument("--svg", type=pathlib.Path, metavar="FILE", help="draw them there")
     parser.add_argument("--rounds", type=float, default=1, help="the factor of rounds; less is quicker and noisier")
     parser.add_argument("--compare", nargs=2, metavar="FILE", help="show two results side by side")
-    given = parser.parse_args()
+    given = parser.parse_intermixed_args()  # measures may stand behind options
     if unknown := [name for name in given.measures if name not in MEASURES]:
         parser.error(f"no measure {', '.join(unknown)}; there are {', '.join(MEASURES)}")
     return given
