@@ -9,6 +9,7 @@
 #include "host/acfg.h"
 #include "host/memory.h"
 #include "host/security/security.h"
+#include "host/status.h"
 #include "host/store/store.h"
 #include "platform/errors.h"
 #include "service/configuration/startup_level.h"
@@ -147,12 +148,14 @@ host::Result<Configuration> startup_configuration() {
   const OpenStore store(sch_pss_startup_uri), level(sch_debug_pss_startup_uri);
   if (store.get() == 0) return refused(store.error());
   if (level.error() != 0) return refused(level.error());
+  const std::optional<int32_t> logging_level = startup_logging_level();
+  if (!logging_level) return refused(host::err_io);
   const host::LiveGlobals kept;
   const RestoredStartup restored;
   sch_log_file = SCH_LOG_FILE_INITIALIZER;
   scheduler_enabled = 0;
   sch_restore_config_from_pss(&sch_startup_config, store.get());
-  return configuration_of(sch_startup_config, startup_logging_level().value_or(usual_logging_level));
+  return configuration_of(sch_startup_config, *logging_level);
 }
 
 Configuration part_of(const Configuration &whole, std::optional<uint32_t> owner_tag) {
