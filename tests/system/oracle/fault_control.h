@@ -17,6 +17,10 @@ enum class Action : uint32_t {
   fail_io,           // EIO
   fail_full,         // ENOSPC
   fail_cut,          // a write is done by half; what cannot be cut fails with EIO
+  fail_interrupted,  // EINTR, where a process waits for another
+  fail_again,        // EAGAIN, where nothing is ready, or no process can be made
+  fail_descriptors,  // EMFILE, of what makes a descriptor
+  cut_read,          // a read of a file or pipe is done by half
 };
 
 inline bool kills(Action action) {

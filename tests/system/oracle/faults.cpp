@@ -3,7 +3,6 @@
 // what the test says (fault_control.h).
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/timerfd.h>
@@ -13,11 +12,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdlib>
 #include <ctime>
 
-#include "tests/system/oracle/fault_control.h"
+#include "tests/system/oracle/fault_steps.h"
 
 namespace oracle {
 namespace {
@@ -35,17 +33,6 @@ FaultControl &control() {
   return *shared;
 }
 
-// What this step has to do; a step that only can die, as it has no error to give, is no step where others fail.
-Action next_step(bool can_fail) {
-  FaultControl &shared = control();
-  const uint64_t first = shared.first.load();
-  if (first == 0) return Action::none;
-  const Action action = shared.action.load();
-  if (!can_fail && !kills(action)) return Action::none;
-  const uint64_t step = ++shared.steps;
-  return step >= first && step - first < shared.count.load() ? action : Action::none;
-}
-
 [[noreturn]] void die() {
   syscall(SYS_kill, getpid(), SIGKILL);
   _exit(120);
@@ -59,15 +46,45 @@ int meet(Action action) {
       return 0;
     case Action::fail_full:
       return ENOSPC;
+    case Action::fail_interrupted:
+      return EINTR;
+    case Action::fail_again:
+      return EAGAIN;
+    case Action::fail_descriptors:
+      return EMFILE;
     default:
       return EIO;
   }
 }
 
-bool fails(bool can_fail = true) {
-  const int error = meet(next_step(can_fail));
+}  // namespace
+
+Action next_step(Ways ways) {
+  FaultControl &shared = control();
+  const uint64_t first = shared.first.load();
+  if (first == 0) return Action::none;
+  const Action action = shared.action.load();
+  if ((ways & way(action)) == 0 && !kills(action)) return Action::none;
+  const uint64_t step = ++shared.steps;
+  return step >= first && step - first < shared.count.load() ? action : Action::none;
+}
+
+bool fails(Ways ways) {
+  const int error = meet(next_step(ways));
   if (error != 0) errno = error;
   return error != 0;
+}
+
+bool fails_alive(Ways ways) {
+  return !kills(control().action.load()) && fails(ways);
+}
+
+bool is_cut() {
+  return !kills(control().action.load()) && next_step(cut) == Action::cut_read;
+}
+
+void note_unsynced_directory() {
+  control().directory_not_synced = true;
 }
 
 bool has_type(int descriptor, mode_t type) {
@@ -80,11 +97,13 @@ bool is_file(int descriptor) {
   return has_type(descriptor, S_IFREG);
 }
 
+namespace {
+
 // `write` takes how much of the whole is to be written. 0 bytes are no step.
 template <typename Write>
 ssize_t write_step(int descriptor, size_t whole, Write write) {
   if (whole == 0 || !is_file(descriptor)) return write(whole);
-  const Action action = next_step(true);
+  const Action action = next_step(of_disk);
   const bool by_half = whole > 1 && (action == Action::die_half_written || action == Action::fail_cut);
   if (by_half) {
     const ssize_t written = write(whole / 2);
@@ -116,19 +135,14 @@ int sync_step(long number, int descriptor) {
   const bool is_directory = has_type(descriptor, S_IFDIR);
   if (!is_directory && !is_file(descriptor)) return static_cast<int>(syscall(number, descriptor));
   pass_gate();
-  if (fails()) {
-    if (is_directory) control().directory_not_synced = true;
+  if (fails(of_disk)) {
+    if (is_directory) note_unsynced_directory();
     return -1;
   }
   ++control().syncs;
   const uint32_t stall_ms = control().stall_ms.exchange(0);
   if (stall_ms != 0) sleep_ms(stall_ms);
   return static_cast<int>(syscall(number, descriptor));
-}
-
-int open_step(const char *path, int flags, mode_t mode) {
-  if ((flags & O_CREAT) != 0 && fails()) return -1;
-  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
 // The timers that wait for the wall clock.
@@ -181,8 +195,6 @@ int set_wall_timer(int descriptor, const itimerspec &wanted) {
 // Named by assembler label: the system's headers declare these with attributes of their own.
 extern "C" {
 
-int step_open(const char *path, int flags, ...) __asm__("open");
-int step_open64(const char *path, int flags, ...) __asm__("open64");
 ssize_t step_write(int descriptor, const void *data, size_t size) __asm__("write");
 ssize_t step_pwrite(int descriptor, const void *data, size_t size, off_t offset) __asm__("pwrite");
 ssize_t step_pwrite64(int descriptor, const void *data, size_t size, off_t offset) __asm__("pwrite64");
@@ -196,29 +208,9 @@ int step_rename(const char *from, const char *to) __asm__("rename");
 int step_unlink(const char *path) __asm__("unlink");
 int step_fsync(int descriptor) __asm__("fsync");
 int step_fdatasync(int descriptor) __asm__("fdatasync");
-ssize_t step_send(int socket, const void *data, size_t size, int flags) __asm__("send");
-ssize_t step_sendto(int socket, const void *data, size_t size, int flags, const sockaddr *to,
-                    socklen_t length) __asm__("sendto");
-ssize_t step_sendmsg(int socket, const msghdr *message, int flags) __asm__("sendmsg");
 int step_clock_gettime(clockid_t clock, timespec *now) __asm__("clock_gettime");
 time_t step_time(time_t *out) __asm__("time");
 int step_timerfd_settime(int timer, int flags, const itimerspec *wanted, itimerspec *before) __asm__("timerfd_settime");
-
-int step_open(const char *path, int flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const auto mode = static_cast<mode_t>((flags & O_CREAT) != 0 ? va_arg(arguments, int) : 0);
-  va_end(arguments);
-  return oracle::open_step(path, flags, mode);
-}
-
-int step_open64(const char *path, int flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const auto mode = static_cast<mode_t>((flags & O_CREAT) != 0 ? va_arg(arguments, int) : 0);
-  va_end(arguments);
-  return oracle::open_step(path, flags, mode);
-}
 
 ssize_t step_write(int descriptor, const void *data, size_t size) {
   return oracle::write_step(descriptor, size,
@@ -241,8 +233,9 @@ ssize_t step_writev(int descriptor, const iovec *parts, int count) {
 }
 
 int step_ftruncate(int descriptor, off_t size) {
-  return oracle::is_file(descriptor) && oracle::fails() ? -1
-                                                        : static_cast<int>(syscall(SYS_ftruncate, descriptor, size));
+  return oracle::is_file(descriptor) && oracle::fails(oracle::of_disk)
+             ? -1
+             : static_cast<int>(syscall(SYS_ftruncate, descriptor, size));
 }
 
 int step_ftruncate64(int descriptor, off_t size) {
@@ -250,7 +243,7 @@ int step_ftruncate64(int descriptor, off_t size) {
 }
 
 int step_fallocate(int descriptor, off_t offset, off_t size) {
-  if (oracle::fails()) return errno;
+  if (oracle::fails(oracle::of_disk)) return errno;
   return syscall(SYS_fallocate, descriptor, 0, offset, size) == 0 ? 0 : errno;
 }
 
@@ -259,15 +252,16 @@ int step_fallocate64(int descriptor, off_t offset, off_t size) {
 }
 
 int step_mkdir(const char *path, mode_t mode) {
-  return oracle::fails() ? -1 : static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
+  return oracle::fails(oracle::of_disk) ? -1 : static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
 }
 
 int step_rename(const char *from, const char *to) {
-  return oracle::fails() ? -1 : static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
+  return oracle::fails(oracle::of_disk) ? -1
+                                        : static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
 }
 
 int step_unlink(const char *path) {
-  return oracle::fails() ? -1 : static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+  return oracle::fails(oracle::of_disk) ? -1 : static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
 }
 
 int step_fsync(int descriptor) {
@@ -276,21 +270,6 @@ int step_fsync(int descriptor) {
 
 int step_fdatasync(int descriptor) {
   return oracle::sync_step(SYS_fdatasync, descriptor);
-}
-
-ssize_t step_send(int socket, const void *data, size_t size, int flags) {
-  oracle::fails(false);
-  return syscall(SYS_sendto, socket, data, size, flags, nullptr, 0);
-}
-
-ssize_t step_sendto(int socket, const void *data, size_t size, int flags, const sockaddr *to, socklen_t length) {
-  oracle::fails(false);
-  return syscall(SYS_sendto, socket, data, size, flags, to, length);
-}
-
-ssize_t step_sendmsg(int socket, const msghdr *message, int flags) {
-  oracle::fails(false);
-  return syscall(SYS_sendmsg, socket, message, flags);
 }
 
 int step_clock_gettime(clockid_t clock, timespec *now) {
