@@ -15,7 +15,7 @@ namespace host {
 
 namespace {
 
-thread_local Loop *loop_of_thread = nullptr;
+thread_local event_base *loop_of_thread = nullptr;
 
 // By default libevent writes to standard error, which nobody reads in a service.
 void report(int, const char *message) {
@@ -43,7 +43,7 @@ void Loop::Free::operator()(event_base *base) const {
   event_base_free(base);
 }
 
-Loop::Loop() : base_(new_base()), before_(std::exchange(loop_of_thread, this)) {}
+Loop::Loop() : base_(new_base()), before_(std::exchange(loop_of_thread, base_.get())) {}
 
 Loop::~Loop() {
   loop_of_thread = before_;
@@ -65,9 +65,9 @@ void Loop::turn_without_waiting() {
   event_base_loop(base_.get(), EVLOOP_NONBLOCK);
 }
 
-Loop &Loop::of_thread() {
+event_base *Loop::of_thread() {
   assert(loop_of_thread != nullptr);
-  return *loop_of_thread;
+  return loop_of_thread;
 }
 
 }  // namespace host

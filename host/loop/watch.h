@@ -28,19 +28,24 @@ class Watch {
   static Watch hung_up(int descriptor, Callback callback);
   static Watch after_ms(unsigned milliseconds, Callback callback);  // once; then the watch is inactive
 
-  // Of a descriptor: also served while a callback of the loop waits (Loop::serve_until_readable). It must not change
+  // Of a descriptor: also served while a callback of the loop waits (serve_until_readable). It must not change
   // what other callbacks work on.
   Watch also_in_waits() &&;
   // Within a wait: not called again before the wait has ended. Otherwise without effect.
   void pass_over();
 
+  // For a callback that has to wait: returns when `descriptor` is readable, and until then serves the thread's watches
+  // that are also_in_waits, and no others. Waits do not nest.
+  static void serve_until_readable(int descriptor) noexcept;
+  static bool is_waiting();
+
   void stop();
   bool active() const;
 
  private:
-  friend class Loop;
   struct Source;
   explicit Watch(std::shared_ptr<Source> source) : source_(std::move(source)) {}
+  static bool serve_once(int descriptor);
   static Watch on_descriptor(int descriptor, short events, Callback callback);
 
   std::shared_ptr<Source> source_;

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "host/loop/loop.h"
+#include "host/loop/watch.h"
 #include "host/status.h"
 
 namespace host {
@@ -83,7 +83,7 @@ void Worker::run(const std::function<void()> &work) noexcept {
   runs_ = true;
   work_ = &work;
   ring(begin_);
-  if (!rings_soon(done_)) Loop::of_thread().serve_until_readable(done_.get());
+  if (!rings_soon(done_)) Watch::serve_until_readable(done_.get());
   await(done_);
   runs_ = false;
 }

@@ -22,7 +22,7 @@ class Worker {
   Worker &operator=(const Worker &) = delete;
 
   // Calls `work` in the worker's thread and returns when it has returned. It must not throw. When that takes long the
-  // calling thread, which must have a loop, serves it meanwhile (Loop::serve_until_readable). What is served so and
+  // calling thread, which must have a loop, serves it meanwhile (Watch::serve_until_readable). What is served so and
   // asks for work itself does it in its own thread.
   void run(const std::function<void()> &work) noexcept;
 

@@ -7,7 +7,6 @@
 #include <cstring>
 
 #include "host/guard.h"
-#include "host/loop/loop.h"
 #include "host/status.h"
 
 namespace host {
@@ -60,7 +59,7 @@ void Session::read_request() {
   SessionSetting &setting = setting_;
   std::unique_ptr<Packet> packet = std::move(setting.packet);
   if (!packet) packet = std::make_unique_for_overwrite<Packet>();
-  if (Loop::of_thread().waits() && has_to_wait(*packet))
+  if (Watch::is_waiting() && has_to_wait(*packet))
     request_.pass_over();
   else
     read_into(*packet);

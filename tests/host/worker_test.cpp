@@ -69,12 +69,12 @@ TEST_F(WorkerTest, signals_are_not_taken_by_its_thread) {
 TEST_F(WorkerTest, what_is_also_for_waits_is_served_in_one_and_the_rest_after_it) {
   const Watch reading = Watch::readable(reads.descriptor.get(), [&] {
                           reads.hear();
-                          served += loop.waits() ? 'R' : 'r';
-                          if (loop.waits()) finish();
+                          served += Watch::is_waiting() ? 'R' : 'r';
+                          if (Watch::is_waiting()) finish();
                         }).also_in_waits();
   const Watch changing = Watch::readable(changes.descriptor.get(), [&] {
     changes.hear();
-    served += loop.waits() ? 'C' : 'c';
+    served += Watch::is_waiting() ? 'C' : 'c';
     loop.quit();
   });
   const Watch waiting = Watch::after_ms(0, [&] {
@@ -90,13 +90,13 @@ TEST_F(WorkerTest, what_is_also_for_waits_is_served_in_one_and_the_rest_after_it
 TEST_F(WorkerTest, what_is_passed_over_is_called_once_in_the_wait_and_again_after_it) {
   Watch changing;
   changing = Watch::readable(changes.descriptor.get(), [&] {
-               served += loop.waits() ? 'P' : 'c';
-               if (loop.waits()) return changing.pass_over(), reads.ring();
+               served += Watch::is_waiting() ? 'P' : 'c';
+               if (Watch::is_waiting()) return changing.pass_over(), reads.ring();
                loop.quit();
              }).also_in_waits();
   const Watch reading = Watch::readable(reads.descriptor.get(), [&] {
                           reads.hear();
-                          if (loop.waits()) finish();
+                          if (Watch::is_waiting()) finish();
                         }).also_in_waits();
   const Watch waiting = Watch::after_ms(0, [&] {
     changes.ring();
@@ -109,7 +109,7 @@ TEST_F(WorkerTest, what_is_passed_over_is_called_once_in_the_wait_and_again_afte
 TEST_F(WorkerTest, a_callback_that_waits_is_not_called_within_itself) {
   const Watch other = Watch::readable(reads.descriptor.get(), [&] {
                         reads.hear();
-                        if (loop.waits()) finish();
+                        if (Watch::is_waiting()) finish();
                       }).also_in_waits();
   int depth = 0, deepest = 0;
   const Watch waiting = Watch::readable(changes.descriptor.get(), [&] {
@@ -130,7 +130,7 @@ TEST_F(WorkerTest, a_watch_that_ends_in_a_wait_is_not_called_any_more) {
   const Watch ending = Watch::readable(reads.descriptor.get(), [&] {
                          reads.hear();
                          victim.stop();
-                         if (loop.waits()) finish();
+                         if (Watch::is_waiting()) finish();
                        }).also_in_waits();
   victim = std::move(victim).also_in_waits();
   const Watch waiting = Watch::after_ms(0, [&] {
@@ -147,7 +147,7 @@ TEST_F(WorkerTest, work_that_is_asked_for_in_a_wait_is_done_at_once) {
   const Watch asking = Watch::readable(reads.descriptor.get(), [&] {
                          reads.hear();
                          worker->run([&] { served += 'i'; });
-                         if (loop.waits()) finish();
+                         if (Watch::is_waiting()) finish();
                        }).also_in_waits();
   const Watch waiting = Watch::after_ms(0, [&] {
     reads.ring();
