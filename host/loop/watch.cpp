@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <syslog.h>
 
+#include <cerrno>
 #include <exception>
 #include <list>
 #include <new>
@@ -44,6 +45,7 @@ struct Watch::Source : std::enable_shared_from_this<Source> {
   }
 
   void add(int watched, short events, const EventTime *timeout);
+  bool can_add(short events, const EventTime *timeout);
   void free();
   void call();
 
@@ -72,12 +74,21 @@ void Watch::Source::call() {
   is_called = false;
 }
 
+bool Watch::Source::can_add(short events, const EventTime *timeout) {
+  const auto ring = [](int, short, void *source) { static_cast<Source *>(source)->call(); };
+  if (waiting == nullptr) waiting = event_new(Loop::of_thread(), descriptor, events, ring, this);
+  return waiting != nullptr && event_add(waiting, reinterpret_cast<const timeval *>(timeout)) == 0;
+}
+
+// libevent takes its memory from malloc(), which does not ask the handler that operator new has for want of it.
 void Watch::Source::add(int watched, short events, const EventTime *timeout) {
   descriptor = watched;
   awaited = static_cast<short>(((events & EV_READ) != 0 ? POLLIN : 0) | ((events & EV_WRITE) != 0 ? POLLOUT : 0));
-  const auto ring = [](int, short, void *source) { static_cast<Source *>(source)->call(); };
-  waiting = event_new(Loop::of_thread(), watched, events, ring, this);
-  if (waiting == nullptr || event_add(waiting, reinterpret_cast<const timeval *>(timeout)) != 0) throw std::bad_alloc();
+  while (!can_add(events, timeout)) {
+    const std::new_handler make_room = std::get_new_handler();
+    if (errno != ENOMEM || make_room == nullptr) throw std::bad_alloc();
+    make_room();  // throws where there is none left
+  }
 }
 
 void Watch::Source::free() {

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/loop/loop.h"
 
+#include <event2/event.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <list>
@@ -254,6 +257,43 @@ TEST(Loop, a_loop_gives_its_place_back_when_it_ends) {
   bell.ring();
   outer.run();
   EXPECT_NE(Loop::of_thread(), nullptr);
+}
+
+// libevent's memory, of which there is none until somebody makes room.
+class NoRoom {
+ public:
+  NoRoom() {
+    has_room = false;
+    event_set_mem_functions(allocate, reallocate, free);
+  }
+  ~NoRoom() {
+    std::set_new_handler(nullptr);
+    has_room = true;
+    event_set_mem_functions(malloc, realloc, free);
+  }
+  NoRoom(const NoRoom &) = delete;
+  NoRoom &operator=(const NoRoom &) = delete;
+
+  static inline bool has_room = true;
+
+ private:
+  static void *allocate(size_t size) { return reallocate(nullptr, size); }
+  static void *reallocate(void *block, size_t size) {
+    if (has_room) return realloc(block, size);
+    errno = ENOMEM;
+    return nullptr;
+  }
+};
+
+TEST(Watch, that_finds_no_memory_asks_for_room_as_operator_new_does) {
+  const Loop loop;
+  const NoRoom there_is_none;
+  EXPECT_THROW((void)Watch::after_ms(0, [] {}), std::bad_alloc);
+  std::set_new_handler([] {
+    if (NoRoom::has_room) throw std::bad_alloc();
+    NoRoom::has_room = true;
+  });
+  EXPECT_TRUE(Watch::after_ms(0, [] {}).active());
 }
 
 }  // namespace
