@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""builds.py FOLDER: the product builds without a preset too, where a warning is none of ours to refuse: by clang, which
-static analysis gives every source to, and without a build type, where nothing is optimised. A source of each folder is
-compiled."""
+"""builds.py FOLDER: the product builds without a preset too, where a warning is none of ours to refuse. As a Release with
+Debian's hardening it is compiled whole, as that is what optimisation makes the compiler warn of; by clang, which static
+analysis gives every source to, and without a build type, where nothing is optimised, a source of each folder is."""
 import concurrent.futures
 import json
 import os
@@ -13,6 +13,12 @@ import sys
 import time
 
 CLANG = {"CC": "clang", "CXX": "clang++"}
+
+
+def debian_flags():
+    def get(name):
+        return subprocess.run(["dpkg-buildflags", "--get", name], capture_output=True, text=True, check=True).stdout.strip()
+    return {"CXXFLAGS": get("CPPFLAGS") + " " + get("CXXFLAGS"), "CFLAGS": get("CPPFLAGS") + " " + get("CFLAGS")}
 
 
 def ring(entry):
@@ -38,9 +44,9 @@ def compiled(entry):
     return subprocess.run(words, cwd=entry["directory"], capture_output=True, text=True)
 
 
-def fails(folder):
+def fails(folder, choose):
     begun = time.monotonic()
-    entries = one_of_each_ring(json.loads((folder / "compile_commands.json").read_text()))
+    entries = choose(json.loads((folder / "compile_commands.json").read_text()))
     warned, failed = 0, 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         for result in pool.map(compiled, entries):
@@ -54,9 +60,11 @@ def fails(folder):
 
 def main():
     root = pathlib.Path(sys.argv[1])
-    builds = [("clang", CLANG, ["-DCMAKE_BUILD_TYPE=Release"]), ("no-build-type", {}, [])]
-    bad = [name for name, environment, options in builds
-           if not configured(root / name, environment, options) or fails(root / name)]
+    release = ["-DCMAKE_BUILD_TYPE=Release"]
+    builds = [("hardened-release", debian_flags(), [*release, "-DSCHEDCLI_UNITE=ON"], list),
+              ("clang", CLANG, release, one_of_each_ring), ("no-build-type", {}, [], one_of_each_ring)]
+    bad = [name for name, environment, options, choose in builds
+           if not configured(root / name, environment, options) or fails(root / name, choose)]
     return 1 if bad else 0
 
 
