@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// Notes each function of this build that a process enters, once, in the file ENTERED while there is one: for code that was
-// compiled with -finstrument-functions. The file's first eight bytes count its notes, of eight bytes each: a hash of the
-// object's name above 48 bits of the function's place in it. It is mapped, so that a kill loses nothing and no descriptor
-// stays open.
+// Notes each function of this build that a process enters, once, in the file ENTERED while there is one: for code that
+// was compiled with -finstrument-functions. The file's first eight bytes count its notes, of eight bytes each: a hash
+// of the object's name above 48 bits of the function's place in it. It is mapped, so that a kill loses nothing and no
+// descriptor stays open.
 #define _GNU_SOURCE
 #include <fcntl.h>
 #include <link.h>
@@ -30,7 +30,8 @@ static _Atomic int state;             // 0: not looked, 1: looking, 2: off, 3: o
 // Without the version of a library, whose names have several.
 static uint64_t hash(const char *name) {
   uint64_t sum = 5381;
-  for (; *name != 0 && strncmp(name, ".so", 3) != 0; name++) sum = (sum * 33 + (unsigned char)*name) & 0xffff;
+  for (; *name != 0 && strncmp(name, ".so", 3) != 0; name++)
+    sum = (sum * 33 + (unsigned char)*name) & 0xffff;
   return sum;
 }
 
@@ -81,7 +82,8 @@ static void note(uintptr_t place) {
 void __cyg_profile_func_enter(void *function, void *site) {
   (void)site;
   int before = 0;
-  if (atomic_load(&state) == 0 && atomic_compare_exchange_strong(&state, &before, 1)) atomic_store(&state, is_on() ? 3 : 2);
+  if (atomic_load(&state) == 0 && atomic_compare_exchange_strong(&state, &before, 1))
+    atomic_store(&state, is_on() ? 3 : 2);
   if (atomic_load(&state) == 3) note((uintptr_t)function);
 }
 
