@@ -63,7 +63,7 @@ struct Watch::Source : std::enable_shared_from_this<Source> {
 
 // No exception may unwind through libevent, which is C: this is the one place that catches them.
 void Watch::Source::call() {
-  const std::shared_ptr<Source> kept = shared_from_this();
+  const std::shared_ptr<Source> kept = weak_from_this().lock();  // never empty: a watch holds it
   if (once) free();
   is_called = true;
   try {
@@ -152,7 +152,7 @@ bool Watch::serve_once(int descriptor) {
   for (Source *source : Source::in_waits()) {
     if (source->is_called || source->passed_over_in == wait) continue;
     polled.push_back({source->descriptor, source->awaited, 0});
-    sources.push_back(source->shared_from_this());
+    sources.push_back(source->weak_from_this().lock());
   }
   if (poll(polled.data(), polled.size(), -1) <= 0) return false;
   for (std::size_t i = 0; i < sources.size(); i++)
