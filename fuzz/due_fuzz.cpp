@@ -15,7 +15,7 @@ const std::vector<Zone> &zones() {
   static const std::vector<Zone> all = [] {
     std::vector<Zone> loaded(1);
     for (const char *rule :
-         {"CET-1CEST,M3.5.0,M10.5.0/3", "NST3:30NDT,M3.2.0,M11.1.0", "LHST-10:30LHDT-11,M10.1.0,M4.1.0", "XXX-14",
+         {"CET-1CEST,M3.5.0,M10.5.0/3", "NST3:30NDT,M3.2.0,M11.1.0", "LHST-10:30LHDT-11,M10.1.0,M4.1.0", "LINT-14",
           "YYY12ZZZ,J60/0,J300/0", "AAA-2BBB,M3.5.0/-1,M10.5.0/25"})
       if (const auto zone = Zone::load(rule)) loaded.push_back(*zone);
     return loaded;
