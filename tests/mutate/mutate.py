@@ -147,7 +147,7 @@ def refuse_changes():
 def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--ring", choices=sorted(REQUIRED), default="library")
-    parser.add_argument("--build", type=pathlib.Path, help="where copies and builds are (build/mutate/RING)")
+    parser.add_argument("--build", type=pathlib.Path, help="where copies and builds are (build/mutate)")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--count", type=int, default=500)
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
@@ -162,9 +162,13 @@ def parse_arguments():
 def main():
     arguments = parse_arguments()
     refuse_changes()
-    build = (arguments.build or ROOT / "build/mutate" / arguments.ring).resolve()
-    make_ring = LibraryRing if arguments.ring == "library" else ProgramRing
-    ring = make_ring(arguments.ring, build, arguments.jobs)
+    place = (arguments.build or ROOT / "build/mutate").resolve()
+    build = place / arguments.ring
+    build.mkdir(parents=True, exist_ok=True)
+    if arguments.ring == "library":
+        ring = LibraryRing(arguments.ring, build, arguments.jobs)
+    else:
+        ring = ProgramRing(arguments.ring, place / "programs", arguments.jobs)  # the three share their copies
     everything = [m for file, text in ring.texts.items() for m in mutants(file, text)]
     candidates = [m for m in everything if m.file.startswith(arguments.only)]
     candidates = [m for m in candidates if arguments.operator in (None, m.operator)]

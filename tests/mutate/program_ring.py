@@ -74,6 +74,8 @@ class Tree:
         options = ["-DCMAKE_BUILD_TYPE=Mutate", "-DBUILD_SHARED_LIBS=ON"]
         options += [f"-DCMAKE_{language}_FLAGS={flags}" for language in ("C", "CXX")]
         options += [f"-DCMAKE_{language}_STANDARD_LIBRARIES={library}" for language in ("C", "CXX")]
+        if shutil.which("ld.lld"):
+            options += [f"-DCMAKE_{kind}_LINKER_FLAGS=-fuse-ld=lld" for kind in ("EXE", "SHARED")]
         if shutil.which("ccache"):
             options += [f"-DCMAKE_{language}_COMPILER_LAUNCHER=ccache" for language in ("C", "CXX")]
         must(["cmake", "-S", self.source, "-B", self.build, "-G", "Ninja", *options])
