@@ -11,6 +11,7 @@ import collections
 import concurrent.futures
 import hashlib
 import json
+import math
 import os
 import pathlib
 import queue
@@ -151,6 +152,7 @@ def parse_arguments():
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--count", type=int, default=500)
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
+    parser.add_argument("--seconds", type=float, default=math.inf, help="begin no further test of a mutant after so many (all)")
     parser.add_argument("--only", default="", help="mutate files whose path begins so")
     parser.add_argument("--operator", help="mutate in this way alone")
     parser.add_argument("--resume", action="store_true", help="keep what earlier runs found in files that are the same")
@@ -168,7 +170,7 @@ def main():
     if arguments.ring == "library":
         ring = LibraryRing(arguments.ring, build, arguments.jobs)
     else:
-        ring = ProgramRing(arguments.ring, place / "programs", arguments.jobs)  # the three share their copies
+        ring = ProgramRing(arguments.ring, place / "programs", arguments.jobs, arguments.seconds)  # the three share their copies
     everything = [m for file, text in ring.texts.items() for m in mutants(file, text)]
     candidates = [m for m in everything if m.file.startswith(arguments.only)]
     candidates = [m for m in candidates if arguments.operator in (None, m.operator)]

@@ -155,8 +155,9 @@ class Tree:
 class ProgramRing:
     """What the check needs to know of a ring: its texts, and a worker for each job."""
 
-    def __init__(self, ring, directory, jobs):
+    def __init__(self, ring, directory, jobs, seconds):
         self.ring = ring
+        self.seconds = seconds
         self.trees = [Tree(directory / f"worker{number}") for number in range(jobs)]
         for tree in self.trees:
             tree.take_commit()
@@ -213,7 +214,7 @@ class ProgramRing:
         return [Worker(self, tree) for tree in self.trees]
 
     def in_order(self, tests, file, cases):
-        """(test, its cases)"""
+        """(test, its cases), as many as the time for a mutant has room for."""
         folder = os.path.dirname(file)
         of_test = collections.defaultdict(list)
         for case in cases:
@@ -227,7 +228,12 @@ class ProgramRing:
                 self.time_of(of_test[test.name]),
             )
 
-        return [(test, of_test[test.name]) for test in sorted((t for t in tests if of_test[t.name]), key=rank)]
+        spent = 0
+        for test in sorted((t for t in tests if of_test[t.name]), key=rank):
+            if spent >= self.seconds:
+                return
+            spent += self.time_of(of_test[test.name])
+            yield test, of_test[test.name]
 
     def note_catch(self, file, test):
         self.caught_by[file, test.name] += 1
