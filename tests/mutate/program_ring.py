@@ -9,6 +9,7 @@ ring's own folder come first, of those the ones that have caught most, then the 
 import collections
 import concurrent.futures
 import dataclasses
+import hashlib
 import json
 import os
 import pathlib
@@ -132,6 +133,19 @@ class Tree:
                 found.append(Test(test["name"], folder, tuple(test["command"]), directory, environment))
         return found
 
+    def digests(self, tests, products):
+        """Of all that each test runs, by its name."""
+        linked = hashlib.sha256()
+        for product in sorted(products):
+            linked.update((self.build / product).read_bytes())
+        found = {}
+        for test in tests:
+            own = linked.copy()
+            for part in test.command:
+                own.update(pathlib.Path(part).read_bytes() if os.path.isfile(part) else part.encode())
+            found[test.name] = own.hexdigest()
+        return found
+
     def passes(self, test, cases, seconds):
         """Whether these cases of the test do; or None when their time was over."""
         shutil.rmtree(self.scratch, ignore_errors=True)
@@ -169,30 +183,34 @@ class ProgramRing:
         self.targets = first.products()
         self.texts = {file: (first.source / file).read_text() for file in first.sources(ring)}
         self.caught_by = collections.Counter()
-        self.reach = Reach(directory / "reach.json", must(["git", "rev-parse", "HEAD"]).strip())
+        self.reach = Reach(directory / "reach.json")
         self.program_of = {test.name: os.path.basename(test.command[0]) for test in first.tests(ring)}
         self.try_cases()
         self.places = Places([first.build / target for target in self.targets if first.is_ours(target)], first.source)
 
     def try_cases(self):
         """The unchanged ring must pass each; what it enters then is noted."""
-        waiting = [(test, case) for test in self.trees[0].tests(self.ring) for case in cases_of(test)]
+        tests = self.trees[0].tests(self.ring)
+        self.made_of = self.trees[0].digests(tests, self.targets)
+        self.reach.take_kept(self.made_of)
+        waiting = [(test, case) for test in tests for case in cases_of(test)]
         waiting = [entry for entry in waiting if entry[1] not in self.reach.seconds]
-        share = [waiting[number :: len(self.trees)] for number in range(len(self.trees))]
+        queue = collections.deque(waiting)
         with concurrent.futures.ThreadPoolExecutor(len(self.trees)) as pool:
-            for failed in pool.map(self.try_share, self.trees, share):
-                if failed:
-                    sys.exit(f"with the unchanged {self.ring} these fail: {' '.join(failed)}")
+            failed = sum(pool.map(lambda tree: self.try_waiting(tree, queue), self.trees), [])
         self.reach.keep()
+        if failed:
+            sys.exit(f"with the unchanged {self.ring} these fail: {' '.join(failed)}")
 
-    def try_share(self, tree, share):
+    def try_waiting(self, tree, queue):
         failed = []
         tests = {test.name: test for test in tree.tests(self.ring)}
-        for test, case in share:
+        while queue:
+            test, case = queue.popleft()
             start = time.monotonic()
             with Notes(tree.build) as notes:
                 if tree.passes(tests[test.name], [case], 900) or tree.passes(tests[test.name], [case], 900):
-                    self.reach.add(case, time.monotonic() - start, notes.entered())
+                    self.reach.add(case, time.monotonic() - start, self.made_of[case.test], notes.entered())
                 else:
                     failed.append(f"{case.test} {case.name}")
         return failed

@@ -123,18 +123,21 @@ class Places:
 
 
 class Reach:
-    """Function -> cases, kept from one run to the next of the same commit."""
+    """Function -> cases, kept from one run to the next while what a case runs is the same to the byte."""
 
-    def __init__(self, path, commit):
-        self.path, self.commit = path, commit
-        kept = json.loads(path.read_text()) if path.exists() else {}
-        self.seconds, self.cases = {}, collections.defaultdict(set)
-        if kept.get("commit") == commit:
-            for test, name, seconds, functions in kept["cases"]:
-                self.add(Case(test, name), seconds, functions)
+    def __init__(self, path):
+        self.path = path
+        self.seconds, self.made_of, self.cases = {}, {}, collections.defaultdict(set)
 
-    def add(self, case, seconds, functions):
-        self.seconds[case] = seconds
+    def take_kept(self, made_of):
+        """What is known of the cases that `made_of` names, by their test's name; of others nothing is."""
+        kept = json.loads(self.path.read_text()) if self.path.exists() else []
+        for test, name, seconds, digest, functions in kept:
+            if made_of.get(test) == digest:
+                self.add(Case(test, name), seconds, digest, functions)
+
+    def add(self, case, seconds, digest, functions):
+        self.seconds[case], self.made_of[case] = seconds, digest
         for function in functions:
             self.cases[function].add(case)
 
@@ -143,8 +146,8 @@ class Reach:
         for function, cases in self.cases.items():
             for case in cases:
                 of_case[case].append(function)
-        rows = [[case.test, case.name, seconds, of_case[case]] for case, seconds in self.seconds.items()]
-        self.path.write_text(json.dumps({"commit": self.commit, "cases": rows}))
+        rows = [[case.test, case.name, seconds, self.made_of[case], of_case[case]] for case, seconds in self.seconds.items()]
+        self.path.write_text(json.dumps(rows))
 
     def that_enter(self, functions):
         return set().union(*(self.cases[function] for function in functions)) if functions else set()
