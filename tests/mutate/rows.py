@@ -1,0 +1,113 @@
+# SPDX-License-Identifier: Apache-2.0
+"""A table of named changes of the product, each with the test that is said to notice it.
+
+The product has no switch for them: a copy of the committed tree is changed, and put back. The check ends with 1 when a
+test passes with its change, fails without it, or a row no longer fits the source."""
+
+import argparse
+import dataclasses
+import functools
+import pathlib
+import shutil
+import subprocess
+import sys
+import time
+
+from commands import ROOT, must
+from program_ring import CONTAINED, Tree
+
+SECONDS = 300  # for one test, generously: what hangs with the change is noticed too
+
+
+@dataclasses.dataclass(frozen=True)
+class Row:
+    what: str
+    file: str
+    there: str
+    gone: str  # the same place with the change
+    program: str  # the test program
+    case: str  # the test in it
+    or_else: tuple = ()  # further (program, case), of which one is enough
+
+    @property
+    def tests(self):
+        return ((self.program, self.case), *self.or_else)
+
+
+class Checker:
+    def __init__(self, tree):
+        self.tree = tree
+
+    def runs(self, program, case):
+        """Whether the test passes; None when it is skipped or not there."""
+        found = [path for path in (self.tree.build / "tests").rglob(program) if path.is_file()]
+        if not found:
+            return None
+        command = [sys.executable, CONTAINED, str(SECONDS), found[0], f"--gtest_filter={case}"]
+        ended = subprocess.run(command, cwd=found[0].parent, capture_output=True, text=True)
+        if ended.returncode == 0 and "[  PASSED  ] 1 test" not in ended.stdout:
+            return None
+        return ended.returncode == 0
+
+    @functools.cache
+    def passes_unchanged(self, program, case):
+        return self.runs(program, case)
+
+    def changed(self, row):
+        """What is seen: 'fails' is what is wanted."""
+        path = self.tree.source / row.file
+        original = path.read_text()
+        if original.count(row.there) != 1:
+            return f"the source has {original.count(row.there)} such places"
+        path.write_text(original.replace(row.there, row.gone))
+        try:
+            for program, case in row.tests:
+                made = self.tree.make([program, "schedd_starter"])
+                if made.returncode != 0:
+                    return "does not compile: " + made.stdout[-2000:]
+                if self.runs(program, case) is False:
+                    return "fails"
+            return "passes"
+        finally:
+            path.write_text(original)
+
+    def check(self, row):
+        for program, case in row.tests:
+            if not self.passes_unchanged(program, case):
+                return f"{program} {case} does not pass, unchanged"
+        return self.changed(row)
+
+
+def configure(tree):
+    """Without the sanitizers and the notes of the mutation check, which would only take time: the tests alone decide."""
+    options = ["-DCMAKE_BUILD_TYPE=Rows", "-DBUILD_SHARED_LIBS=ON", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON"]
+    options += [f"-DCMAKE_{language}_FLAGS=-O0 -w" for language in ("C", "CXX")]
+    if shutil.which("ld.lld"):
+        options += [f"-DCMAKE_{kind}_LINKER_FLAGS=-fuse-ld=lld" for kind in ("EXE", "SHARED")]
+    if shutil.which("ccache"):
+        options += [f"-DCMAKE_{language}_COMPILER_LAUNCHER=ccache" for language in ("C", "CXX")]
+    must(["cmake", "-S", tree.source, "-B", tree.build, "-G", "Ninja", *options])
+
+
+def main(description, rows, name):
+    parser = argparse.ArgumentParser(description=description)
+    parser.add_argument("--folder", type=pathlib.Path, default=ROOT / "build" / name, help="of the copy and its build")
+    parser.add_argument("--only", default="", help="rows that are called so, in part")
+    parser.add_argument("--jobs", type=int, default=1)
+    options = parser.parse_args()
+    chosen = [row for row in rows if options.only in row.what]
+    tree = Tree(options.folder)
+    tree.take_commit()
+    configure(tree)
+    built = tree.make(sorted({program for row in chosen for program, _ in row.tests}), jobs=options.jobs)
+    if built.returncode != 0:
+        sys.exit(built.stdout + built.stderr)
+    checker = Checker(tree)
+    wrong = 0
+    for row in chosen:
+        begun = time.monotonic()
+        seen = checker.check(row)
+        wrong += seen != "fails"
+        print(f"{row.what:60} {row.case:90} {seen}, {time.monotonic() - begun:.0f} s", flush=True)
+    print(f"{len(chosen) - wrong} of {len(chosen)} rows are noticed")
+    sys.exit(1 if wrong else 0)
