@@ -3,7 +3,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <memory>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/memory.h"
@@ -16,13 +19,12 @@ namespace {
 
 struct Element {
   uint32_t number, priority;
-  std::string text;
+  size_t end;  // of its lines in the text
 };
 
 struct Collected {
-  std::vector<Element> elements;
-  std::string groups;
-  size_t expected = 0;  // of one element; what is reserved and not used costs no memory
+  std::vector<Element> elements;  // by ascending priority, as their lines in the text
+  std::string text, groups;
 };
 
 struct Request {
@@ -47,31 +49,17 @@ Collected *collected(acfg_hdl *handle) {
   return static_cast<Collected *>(handle->platform);
 }
 
-Element *find_element(Collected &all, uint32_t number) {
-  for (Element &element : all.elements) {
-    if (element.number == number) return &element;
-  }
-  return nullptr;
+using Place = std::vector<Element>::iterator;
+
+Place find_element(Collected &all, uint32_t number) {
+  return std::ranges::find(all.elements, number, &Element::number);
 }
 
-// The other elements are inserted around the longest one, which holds the jobs: so the one large text is moved only
-// once.
-std::string arranged(Collected &all) {
-  auto &elements = all.elements;
-  std::stable_sort(elements.begin(), elements.end(),
-                   [](const Element &a, const Element &b) { return a.priority < b.priority; });
-  const auto longest = std::max_element(elements.begin(), elements.end(), [](const Element &a, const Element &b) {
-    return a.text.size() < b.text.size();
-  });
-  if (longest == elements.end()) return std::move(all.groups);
-  std::string before;
-  for (auto element = elements.begin(); element != longest; ++element)
-    before += element->text;
-  std::string text = std::move(longest->text);
-  text.insert(0, before);
-  for (auto element = longest + 1; element != elements.end(); ++element)
-    text += element->text;
-  return text += all.groups;
+// The library adds what comes first in the text before the jobs, so nearly every line goes to the text's end.
+void add_line(Collected &all, Place element, std::string_view line) {
+  all.text.insert(element->end, line);
+  for (; element != all.elements.end(); ++element)
+    element->end += line.size();
 }
 
 }  // namespace
@@ -79,22 +67,26 @@ std::string arranged(Collected &all) {
 extern "C" {
 
 int acfg_hdl_init(acfg_hdl *handle) {
-  handle->platform = new Collected{{}, {}, host::tracked_bytes()};
+  handle->platform = new Collected{};
   return 0;
 }
 
 int acfg_elem_add(acfg_hdl *handle, uint32_t, uint32_t element, uint32_t priority) {
-  if (find_element(*collected(handle), element) != nullptr) return -1;
-  collected(handle)->elements.push_back({element, priority, {}});
+  Collected &all = *collected(handle);
+  if (find_element(all, element) != all.elements.end()) return -1;
+  const Place place = std::ranges::upper_bound(all.elements, priority, {}, &Element::priority);
+  const size_t end = place == all.elements.begin() ? 0 : std::prev(place)->end;
+  all.elements.insert(place, {element, priority, end});
   return 0;
 }
 
 int acfg_elem_str_add_indent(acfg_hdl *handle, uint32_t element, const char *text, uint32_t indent) {
-  Element *found = find_element(*collected(handle), element);
-  if (found == nullptr) return -1;
-  if (found->text.empty()) found->text.reserve(collected(handle)->expected);
-  if (indent != 0) found->text += ' ';
-  found->text += text;
+  Collected &all = *collected(handle);
+  const Place found = find_element(all, element);
+  if (found == all.elements.end()) return -1;
+  if (all.text.empty()) all.text.reserve(host::tracked_bytes());  // what is not used costs no memory
+  if (indent != 0) add_line(all, found, " ");
+  add_line(all, found, text);
   return 0;
 }
 
@@ -131,7 +123,8 @@ const char *acfg_uri_complete(const char *prefix, const char *empty, const char 
 int acfg_respond(acfg_hdl *handle, void *message, void *) {
   const std::unique_ptr<Collected> all(collected(handle));
   handle->platform = nullptr;
-  *static_cast<std::string *>(message) = arranged(*all);
+  all->text += all->groups;
+  *static_cast<std::string *>(message) = std::move(all->text);
   return 0;
 }
 
