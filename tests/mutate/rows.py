@@ -109,6 +109,8 @@ def main(description, rows, name):
     if built.returncode != 0:
         sys.exit(built.stdout + built.stderr)
     checker = Checker(tree)
+    for test in dict.fromkeys(test for row in chosen for test in row.tests):
+        checker.seconds_unchanged(*test)  # while nothing of what is built has a change
     wrong = 0
     for row in chosen:
         begun = time.monotonic()
