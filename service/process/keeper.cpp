@@ -130,6 +130,12 @@ int watch_children() {
   return signalfd(-1, &child, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
+// A module's program may have made a session for itself, so that the keeper's process group would not reach it.
+void give_up_modules(int) {
+  end_children();
+  _exit(1);
+}
+
 void leave_streams() {
   const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
   for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
@@ -161,6 +167,7 @@ void keep_job(Job &job, pid_t service) {
   leave_streams();
   PamSession session;
   if (job.launch->pam != 0) {
+    signal(give_up_signal, give_up_modules);
     if (!session.open(job)) _exit(1);
     session.add_environment(&job);
   }

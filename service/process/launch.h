@@ -10,6 +10,7 @@
 
 #include <sys/types.h>
 
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 
@@ -17,6 +18,7 @@ namespace service {
 
 inline constexpr int starter_channel = 3;             // the starter's end, when it begins
 inline constexpr int starter_lock = 4;                // held open by it and by every keeper
+inline constexpr int give_up_signal = SIGUSR2;        // to a keeper whose PAM modules do not answer
 inline constexpr size_t launch_size_max = 96 * 1024;  // a message: groups, names and paths; never a job's text
 inline constexpr size_t launch_groups_max = 8192;
 inline constexpr size_t launch_strings_max = 64;

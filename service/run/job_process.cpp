@@ -23,6 +23,7 @@ constexpr int stop_rounds = 500;        // 1 s in all when the service ends: the
 constexpr useconds_t stop_round_us = 2000;
 constexpr int keeper_end_ms = 5000;          // when the service ends: for a keeper that was told to kill its job
 constexpr unsigned keeper_grace_ms = 10000;  // otherwise; then the keeper is killed itself
+constexpr unsigned give_up_ms = 1000;        // for a keeper to end what PAM's modules have started
 
 }  // namespace
 
@@ -109,12 +110,15 @@ void JobProcess::out_of_time() {
   kill(started_.pid, SIGKILL);  // its keeper waits for a process that cannot be killed
 }
 
-// Kills the keeper's process group, in which programs of PAM's modules are too.
+// A module may hold the signal back: then at least the keeper's process group is killed.
 void JobProcess::pam_out_of_time() {
-  pam_timer_.stop();
   failure_ = Report{Report::Kind::failed, Stage::account, ETIMEDOUT, 0, 0, "PAM timed out"};
-  kill(-started_.pid, SIGKILL);
-  kill(started_.pid, SIGKILL);
+  kill(started_.pid, give_up_signal);
+  pam_timer_ = host::Watch::after_ms(give_up_ms, [this] {
+    pam_timer_.stop();
+    kill(-started_.pid, SIGKILL);
+    kill(started_.pid, SIGKILL);
+  });
 }
 
 void JobProcess::signal_all(int number) const {

@@ -79,6 +79,20 @@ TEST_F(JobWithPam, the_session_is_open_while_the_job_runs_and_closed_after_it) {
   EXPECT_EQ(noted(), "open_session nobody\nclose_session nobody\n");
 }
 
+TEST_F(JobWithPam, programs_that_the_session_leaves_are_ended_those_of_its_closing_too) {
+  const std::string leaving =
+      program("setsid sleep 1000 >/dev/null 2>&1 &\necho $! > " + directory.path() + "/$PAM_TYPE\n");
+  services("account required pam_permit.so\nauth required pam_permit.so\nsession required pam_exec.so " + leaving +
+           "\n");
+  EXPECT_EQ(run("echo ran\n").output, "ran\n");
+  for (const char *type : {"/open_session", "/close_session"}) {
+    const pid_t left = read_number(directory.path() + type);
+    ASSERT_GT(left, 0);
+    EXPECT_TRUE(has_ended(left)) << type;
+    kill(left, SIGKILL);
+  }
+}
+
 TEST_F(JobWithPam, what_the_session_sets_reaches_the_job_beside_its_own) {
   std::ofstream(directory.path() + "/variables") << "FROM_PAM DEFAULT=yes\nHOME DEFAULT=/wrong\n";
   services(
@@ -94,6 +108,18 @@ TEST_F(JobWithPam, modules_that_do_not_answer_are_given_up) {
   EXPECT_EQ(result.reason, Reason::user);
   EXPECT_EQ(result.output, "");
   EXPECT_THAT(result.remark, HasSubstr("timed out"));
+}
+
+// What it has begun by then; on a slow machine that may be nothing.
+TEST_F(JobWithPam, programs_of_modules_that_do_not_answer_end_with_them) {
+  deadline_ms = 1000;
+  const std::string begun = directory.path() + "/begun";
+  services("account required pam_exec.so " + program("echo $$ > " + begun + "; sleep 1000\n") + "\n");
+  EXPECT_EQ(run("echo ran\n").reason, Reason::user);
+  pid_t slow = 0;
+  if (!(std::ifstream(begun) >> slow)) GTEST_SKIP() << "none had begun";
+  EXPECT_TRUE(comes_true([&] { return has_ended(slow); }));
+  kill(slow, SIGKILL);
 }
 
 TEST_F(JobWithPam, daemons_are_left_alone_where_they_are_allowed) {
