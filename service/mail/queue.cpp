@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/mail/queue.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "host/files/directory.h"
 #include "host/files/whole_file.h"
 #include "host/status.h"
 
@@ -74,7 +74,8 @@ std::string MailQueue::path_of(Number number) const {
 }
 
 host::Result<void> MailQueue::open() {
-  if (mkdir(directory_.c_str(), 0700) != 0 && errno != EEXIST) return failed(directory_, std::strerror(errno));
+  if (const host::Result<void> made = host::make_private_directory(directory_); !made)
+    return host::Error{host::err_io, made.error().text};
   last_taken_ = read_last_taken();
   std::error_code error;
   for (const fs::directory_entry &file : fs::directory_iterator(directory_, error)) {

@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <pwd.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -23,101 +24,12 @@
 #include "host/store/store.h"
 #include "host/transport/transport.h"
 #include "schedcli.h"
+#include "tests/service/program_fixture.h"
 
 namespace service_test {
 namespace {
 
 using ::testing::HasSubstr;
-
-class Program {
- public:
-  // `notify`: the socket that is told when it is ready.
-  // `environment`: assignments.
-  explicit Program(std::vector<std::string> arguments, const std::string &notify = {}, uid_t uid = geteuid(),
-                   const std::string &path = SCHEDD_PATH, std::vector<std::string> environment = {}) {
-    int ends[2];
-    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    arguments.insert(arguments.begin(), path);
-    pid_ = fork();
-    if (pid_ == 0) {
-      for (std::string &assignment : environment)
-        putenv(assignment.data());
-      run(std::move(arguments), ends[1], notify, uid);
-    }
-    close(ends[1]);
-    output_ = ends[0];
-  }
-  ~Program() {
-    if (pid_ > 0) end(SIGKILL);
-    close(output_);
-  }
-  Program(const Program &) = delete;
-  Program &operator=(const Program &) = delete;
-
-  int wait() {
-    int status = 0;
-    waitpid(std::exchange(pid_, -1), &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  }
-  void signal(int number) const { kill(pid_, number); }
-  int end(int number) {
-    kill(pid_, number);
-    return wait();
-  }
-  std::string output() {  // all of it, once the program has ended
-    std::string text;
-    char buffer[4096];
-    for (ssize_t size; (size = read(output_, buffer, sizeof buffer)) > 0;)
-      text.append(buffer, static_cast<size_t>(size));
-    return text;
-  }
-
- private:
-  [[noreturn]] static void run(std::vector<std::string> arguments, int output, const std::string &notify, uid_t uid) {
-    dup2(output, STDOUT_FILENO);
-    dup2(output, STDERR_FILENO);
-    if (!notify.empty()) setenv("NOTIFY_SOCKET", notify.c_str(), 1);
-    if (uid != geteuid() && setuid(uid) != 0) _exit(99);
-    std::vector<char *> pointers;
-    for (std::string &argument : arguments)
-      pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    execv(pointers[0], pointers.data());
-    _exit(98);
-  }
-
-  pid_t pid_ = -1;
-  int output_ = -1;
-};
-
-struct ServiceProgram : ::testing::Test {
-  std::string directory, state, notify_path;
-  int notify = -1;
-
-  void SetUp() override {
-    char path[] = "/tmp/schedcli-program-XXXXXX";
-    ASSERT_NE(mkdtemp(path), nullptr);
-    directory = path;
-    state = directory + "/state";
-    notify_path = directory + "/notify";
-    notify = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, notify_path.c_str());
-    ASSERT_EQ(bind(notify, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-  }
-  void TearDown() override {
-    close(notify);
-    std::filesystem::remove_all(directory);
-  }
-  std::string told(int timeout_ms = 20000) const {
-    pollfd readable = {notify, POLLIN, 0};
-    char text[128];
-    if (poll(&readable, 1, timeout_ms) != 1) return "(nothing)";
-    const ssize_t size = recv(notify, text, sizeof text, 0);
-    return {text, static_cast<size_t>(std::max<ssize_t>(size, 0))};
-  }
-};
 
 std::string written(const std::string &path, const std::string &text) {
   std::ofstream(path) << text;
@@ -267,6 +179,28 @@ TEST_F(ServiceProgram, a_hangup_reads_the_settings_again_or_leaves_them_and_says
   EXPECT_THAT(output, HasSubstr("settings: not read again, those in use stay"));
   EXPECT_THAT(output, HasSubstr("settings: store-limit=7 takes effect when the service starts again"));
   EXPECT_THAT(output, HasSubstr("settings: read again"));
+}
+
+TEST_F(ServiceProgram, a_file_beyond_the_size_limit_is_an_error_and_not_its_end) {
+  Program program({"--state-dir", state}, notify_path);
+  ASSERT_EQ(told(), "READY=1");
+  host::use_paths(host::resolve_paths(state.c_str()));
+  program.limit_file_size(1);
+  EXPECT_NE(control::ask_service(control::Operation::enable_feature).code(), 0u);
+  program.limit_file_size(RLIM_INFINITY);
+  EXPECT_EQ(control::ask_service(control::Operation::enable_feature).code(), 0u);
+  EXPECT_EQ(program.end(SIGTERM), 0);
+}
+
+TEST_F(ServiceProgram, messages_that_nobody_reads_are_not_its_end) {
+  const std::string conf = written(directory + "/conf", "[runs]\nparallel=3\n");
+  Program program({"--state-dir", state, "--config", conf, "--foreground"}, notify_path);
+  ASSERT_EQ(told(), "READY=1");
+  program.close_output();
+  program.signal(SIGHUP);
+  EXPECT_THAT(told(), HasSubstr("RELOADING=1"));
+  EXPECT_EQ(told(), "READY=1");
+  EXPECT_EQ(program.end(SIGTERM), 0);
 }
 
 TEST_F(ServiceProgram, the_supervisors_watchdog_hears_from_the_main_loop_again_and_again) {

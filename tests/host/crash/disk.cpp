@@ -21,6 +21,11 @@ void write_sectors(uint64_t offset, const std::string &data, std::string *conten
   }
 }
 
+std::string directory_of(const std::string &name) {
+  const std::size_t slash = name.find_last_of('/');
+  return slash == std::string::npos ? "" : name.substr(0, slash);
+}
+
 }  // namespace
 
 void Disk::begin(const Event &event) {
@@ -37,6 +42,7 @@ void Disk::complete(const Event &event) {
       return open(event);
     case Call::close:
       descriptors_.erase(event.descriptor);
+      directories_.erase(event.descriptor);
       return;
     case Call::write:
       if (file != nullptr) file->since.back().promised = event.durable;
@@ -46,8 +52,7 @@ void Disk::complete(const Event &event) {
       return;
     case Call::sync:
       if (file == nullptr) {
-        entries_.clear();
-        promised_names_ = names_;
+        promise_names_in(directories_.at(event.descriptor));
       } else {
         file->promised = surviving_content(*file, Unsynced::everything, nullptr);
         file->since.clear();
@@ -57,6 +62,10 @@ void Disk::complete(const Event &event) {
       return change_directory({event.name, event.new_name, names_.at(event.name)});
     case Call::unlink:
       return change_directory({event.name, {}, 0});
+    case Call::make_directory:
+      made_.insert(event.name);
+      files_.emplace_back();
+      return change_directory({{}, event.name, files_.size() - 1});
     case Call::acknowledge:
       return;
   }
@@ -64,7 +73,11 @@ void Disk::complete(const Event &event) {
 
 void Disk::open(const Event &event) {
   descriptors_.erase(event.descriptor);
-  if (event.directory) return;
+  directories_.erase(event.descriptor);
+  if (event.directory) {
+    directories_[event.descriptor] = event.name;
+    return;
+  }
   if (!names_.contains(event.name)) {
     files_.emplace_back();
     change_directory({{}, event.name, files_.size() - 1});
@@ -82,6 +95,20 @@ void Disk::change_directory(const Entry &entry) {
 void Disk::apply(const Entry &entry, Names *names) {
   if (!entry.gone.empty()) names->erase(entry.gone);
   if (!entry.name.empty()) (*names)[entry.name] = entry.file;
+}
+
+void Disk::promise_names_in(const std::string &directory) {
+  std::erase_if(entries_, [&](const Entry &entry) {
+    const bool synced = directory_of(entry.name.empty() ? entry.gone : entry.name) == directory;
+    if (synced) apply(entry, &promised_names_);
+    return synced;
+  });
+}
+
+bool Disk::is_reached(const std::string &name, const Names &names) const {
+  const std::string directory = directory_of(name);
+  return directory.empty() ||
+         ((!made_.contains(directory) || names.contains(directory)) && is_reached(directory, names));
 }
 
 // Of the changes of the directory the first few reach the disk, or any of them.
@@ -121,7 +148,9 @@ std::string Disk::surviving_content(const File &file, Unsynced unsynced, std::mt
 Image Disk::crash(Unsynced unsynced, std::mt19937 *random) const {
   std::mt19937 *chance = unsynced == Unsynced::some ? random : nullptr;
   Image image;
-  for (const auto &[name, file] : surviving_names(unsynced, chance)) {
+  const Names names = surviving_names(unsynced, chance);
+  for (const auto &[name, file] : names) {
+    if (made_.contains(name) || !is_reached(name, names)) continue;
     image[name] = surviving_content(files_[file], unsynced, chance);
   }
   return image;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -45,15 +46,18 @@ class Disk {
 
   void open(const Event &event);
   void change_directory(const Entry &entry);
+  void promise_names_in(const std::string &directory);
+  bool is_reached(const std::string &name, const Names &names) const;
   static void apply(const Entry &entry, Names *names);
   Names surviving_names(Unsynced unsynced, std::mt19937 *random) const;
   static std::string surviving_content(const File &file, Unsynced unsynced, std::mt19937 *random);
 
   std::vector<File> files_;
   Names promised_names_, names_;
-  std::vector<Entry> entries_;              // since the directory was synced
+  std::vector<Entry> entries_;              // since their directories were synced
+  std::set<std::string> made_;              // directories; each has an entry, and an empty file, as well
   std::map<int, std::size_t> descriptors_;  // open files
-  int directory_descriptor_ = -1;
+  std::map<int, std::string> directories_;  // open ones
 };
 
 }  // namespace crash

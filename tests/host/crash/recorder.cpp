@@ -99,8 +99,8 @@ int open_file(const char *path, int flags, mode_t mode) {
   event.name = name;
   event.creates = (flags & O_CREAT) != 0;
   event.truncates = (flags & O_TRUNC) != 0;
-  event.directory = name.empty();
-  recorder->descriptors[static_cast<std::size_t>(result)] = {true, name.empty(), (flags & O_DSYNC) != 0};
+  event.directory = name.empty() || (flags & O_DIRECTORY) != 0;
+  recorder->descriptors[static_cast<std::size_t>(result)] = {true, event.directory, (flags & O_DSYNC) != 0};
   record(event);
   return result;
 }
@@ -185,6 +185,9 @@ ssize_t recorded_pwritev(int descriptor, const iovec *parts, int count, off_t of
 ssize_t recorded_pwritev64(int descriptor, const iovec *parts, int count, off_t offset) __asm__("pwritev64");
 int recorded_ftruncate(int descriptor, off_t size) __asm__("ftruncate");
 int recorded_ftruncate64(int descriptor, off_t size) __asm__("ftruncate64");
+int recorded_posix_fallocate(int descriptor, off_t offset, off_t size) __asm__("posix_fallocate");
+int recorded_posix_fallocate64(int descriptor, off_t offset, off_t size) __asm__("posix_fallocate64");
+int recorded_mkdir(const char *path, mode_t mode) __asm__("mkdir");
 int recorded_rename(const char *from, const char *to) __asm__("rename");
 int recorded_unlink(const char *path) __asm__("unlink");
 int recorded_fsync(int descriptor) __asm__("fsync");
@@ -277,6 +280,29 @@ int recorded_ftruncate(int descriptor, off_t size) {
 
 int recorded_ftruncate64(int descriptor, off_t size) {
   return recorded_ftruncate(descriptor, size);
+}
+
+// Of a new file: it gets its size, and no data.
+int recorded_posix_fallocate(int descriptor, off_t offset, off_t size) {
+  if (fallocate(descriptor, 0, offset, size) != 0) return errno;
+  if (crash::recorded(descriptor) != nullptr) {
+    crash::Event event{crash::Call::truncate, descriptor};
+    event.offset = static_cast<uint64_t>(offset + size);
+    crash::record(event);
+  }
+  return 0;
+}
+
+int recorded_posix_fallocate64(int descriptor, off_t offset, off_t size) {
+  return recorded_posix_fallocate(descriptor, offset, size);
+}
+
+int recorded_mkdir(const char *path, mode_t mode) {
+  crash::Event event{crash::Call::make_directory};
+  const bool below = crash::is_recorded(path, &event.name);
+  const int result = static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
+  if (result == 0 && below) crash::record(event);
+  return result;
 }
 
 int recorded_rename(const char *from, const char *to) {

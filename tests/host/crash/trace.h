@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a process did to the files of one directory, call by call.
+// What a process did to the files below one directory, call by call.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace crash {
 
-enum class Call : uint32_t { open, close, write, truncate, sync, rename, unlink, acknowledge };
+enum class Call : uint32_t { open, close, write, truncate, sync, rename, unlink, acknowledge, make_directory };
 
 struct Event {
   Call call;
