@@ -149,6 +149,13 @@ const BadKey bad_keys[] = {
        write_file(path + ".real", std::string(32, 'k'));
        ASSERT_EQ(::symlink((path + ".real").c_str(), path.c_str()), 0);
      }},
+    {"somebody else's", err_io,
+     [](const std::string &path) {
+       write_file(path, std::string(32, 'k'), ::geteuid() == 0 ? 0600 : 0640);  // only root can give it away
+       if (::geteuid() == 0) {
+         ASSERT_EQ(::chown(path.c_str(), 1, 1), 0);
+       }
+     }},
 };
 
 TEST_F(SealTest, a_key_that_is_not_a_private_file_of_32_bytes_is_refused_and_left) {

@@ -1,9 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/security/users.h"
 
+#include <dlfcn.h>
+#include <pwd.h>
+
+#include <algorithm>
+#include <string>
+
 #include "host/security/security.h"
 #include "platform/security.h"
 #include "tests/host/security_fixture.h"
+
+namespace {
+bool folds_case = false;
+}
+
+// A name service that knows its users in small letters, and takes any.
+extern "C" int getpwnam_r(const char *name, passwd *entry, char *buffer, size_t size, passwd **found) {
+  static const auto real = reinterpret_cast<decltype(&getpwnam_r)>(dlsym(RTLD_NEXT, "getpwnam_r"));
+  std::string asked = name;
+  if (folds_case)
+    std::transform(asked.begin(), asked.end(), asked.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  return real(asked.c_str(), entry, buffer, size, found);
+}
 
 namespace security_test {
 
@@ -91,6 +111,18 @@ TEST_F(UsersTest, a_user_is_found_by_name_and_by_uid) {
   EXPECT_EQ(by_uid->name, "root");
   EXPECT_FALSE(user_by_name("no-such-user"));
   EXPECT_FALSE(user_by_uid(4000000));
+}
+
+TEST_F(UsersTest, a_name_service_that_folds_case_makes_no_second_name_of_a_user) {
+  folds_case = true;
+  passwd entry = {}, *found = nullptr;
+  char buffer[4096];
+  EXPECT_EQ(::getpwnam_r("ROOT", &entry, buffer, sizeof buffer, &found), 0);
+  EXPECT_NE(found, nullptr);
+  EXPECT_TRUE(user_by_name("root"));
+  EXPECT_FALSE(user_by_name("ROOT"));
+  EXPECT_FALSE(user_by_name("Root"));
+  folds_case = false;
 }
 
 TEST_F(UsersTest, local_is_who_has_a_line_in_the_local_file) {

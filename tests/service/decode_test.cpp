@@ -88,6 +88,8 @@ std::vector<Wrong> wrong_requests() {
        host::err_bad_value},
       {"define job, the line that ends its block", config, SCH_OP_DEFINE_JOB,
        job_payload("known", "a\n end-job\t\nb\n"), host::err_bad_value},
+      {"define job, the line that ends its block with the other line end", config, SCH_OP_DEFINE_JOB,
+       job_payload("known", "a\nend-job\r\nb\n"), host::err_bad_value},
       {"define job that there is not", config, SCH_OP_DEFINE_JOB, job_payload("unknown", "a\n"),
        control::err_no_such_job},
       {"delete job that there is not", config, SCH_OP_DELETE_JOB, job_payload("unknown"), control::err_no_such_job},

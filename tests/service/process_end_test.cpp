@@ -7,8 +7,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
 #include "tests/service/process_fixture.h"
 
@@ -93,6 +95,45 @@ TEST_P(RunsEnd, a_job_that_does_not_listen_is_killed_when_its_grace_is_over) {
   const JobProcess::Result result = starting->run(deaf);
   EXPECT_EQ(result.reason, Reason::timed_out);
   EXPECT_TRUE(has_ended(read_number(file("pid"))));
+}
+
+// The loop serves what is due in its order, however late it comes to it: so the second watch tells of a longer limit.
+TEST_P(RunsEnd, a_job_is_asked_to_end_after_its_seconds_and_not_after_a_multiple_of_them) {
+  service::Task slow = task("while :; do sleep 0.05; done\n");
+  slow.limits.time_s = 1;
+  std::optional<JobProcess::Result> result;
+  const auto process = starting->start(slow, [&](JobProcess::Result end) { result = std::move(end); });
+  bool later = false;
+  const host::Watch much_later = host::Watch::after_ms(5000, [&] { later = true; });
+  while (!result && !later)
+    starting->loop()->turn();
+  if (!result) result = process->end();
+  EXPECT_THAT(result->remark, HasSubstr("stopped: it ran longer than 1 seconds"));
+}
+
+TEST_P(RunsEnd, a_job_that_does_not_listen_has_all_of_its_time_and_its_grace) {
+  service::Task deaf = task("trap '' TERM; while :; do sleep 0.05; done\n");
+  deaf.limits.time_s = 1;
+  deaf.limits.grace_ms = 1000;
+  const auto begun = std::chrono::steady_clock::now();
+  EXPECT_EQ(starting->run(deaf).reason, Reason::timed_out);
+  EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
+}
+
+// Where daemons may stay there is no keeper, and the job's group is what can be asked.
+TEST_P(RunsEnd, a_job_that_may_leave_daemons_is_asked_with_its_whole_group) {
+  service::Task job =
+      task("sh -c 'trap \"echo child asked; exit\" TERM; echo > " + file("ready") +
+           "; while :; do sleep 0.01; done' & trap 'echo job asked; wait; exit' TERM; while ! test -e " +
+           file("ready") + "; do sleep 0.01; done; echo > " + file("both") + "; while :; do sleep 0.01; done\n");
+  job.leave_daemons = true;
+  std::optional<JobProcess::Result> result;
+  const auto process = starting->start(job, [&](JobProcess::Result end) { result = std::move(end); });
+  ASSERT_TRUE(comes_true([&] { return std::filesystem::exists(file("both")); }));
+  process->signal_all(SIGTERM);
+  ASSERT_TRUE(comes_true([&] { return result.has_value(); }, starting->loop()));
+  EXPECT_THAT(result->output, HasSubstr("job asked\n"));
+  EXPECT_THAT(result->output, HasSubstr("child asked\n"));
 }
 
 // Counted by a real-time signal, of which each one that is sent waits; of others the kernel keeps one.

@@ -1,14 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
 // Whose rights and whose limits a job has.
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <linux/capability.h>
+#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "tests/service/process_fixture.h"
+
+namespace {
+bool has_more_groups = false;
+}
+
+// The groups of users as some machine may have them.
+extern "C" int getgrouplist(const char *user, gid_t group, gid_t *groups, int *count) {
+  static const auto real = reinterpret_cast<decltype(&getgrouplist)>(dlsym(RTLD_NEXT, "getgrouplist"));
+  if (!has_more_groups) return real(user, group, groups, count);
+  const gid_t all[] = {group, 4242, 4243};
+  std::copy(std::begin(all), std::end(all), groups);
+  return *count = 3;
+}
 
 namespace service_test {
 namespace {
@@ -60,6 +78,12 @@ TEST_F(JobOfAnotherUser, none_of_the_services_groups_stay_with_it) {
   setgroups(static_cast<size_t>(count), before);
 }
 
+TEST_F(JobOfAnotherUser, all_of_its_owners_groups_are_its_own) {
+  has_more_groups = true;
+  EXPECT_EQ(starting.run(task_of("nobody", "id -G\n")).output, "65534 4242 4243\n");
+  has_more_groups = false;
+}
+
 TEST_F(JobOfAnotherUser, its_text_is_its_owners_alone) {
   EXPECT_EQ(starting.run(task_of("daemon", "stat -c '%a %U %G' $0\n")).output, "400 daemon daemon\n");
 }
@@ -75,6 +99,18 @@ TEST_F(JobOfAnotherUser, it_cannot_name_files_beside_its_text) {
       starting.run(task_of("nobody", "ls ${0%/*} >/dev/null 2>&1 || echo closed; echo > ${0%/*}/x || echo refused\n"))
           .output.substr(0, 7),
       "closed\n");
+}
+
+// The kernel forgets whose end a process follows when it becomes another user.
+TEST_F(JobOfAnotherUser, it_ends_with_its_keeper) {
+  const std::string keepers = starting.path() + "/keeper", jobs = starting.path() + "/pid";
+  const auto process = starting.start(
+      task_of("nobody", "echo $PPID > " + keepers + "; echo $$ > " + jobs + "; trap '' TERM HUP; exec sleep 1000\n"));
+  const pid_t job = read_number(jobs), keeper = read_number(keepers);
+  ASSERT_GT(job, 0);
+  ASSERT_GT(keeper, 0);
+  kill(keeper, SIGKILL);
+  EXPECT_TRUE(comes_true([&] { return has_ended(job); }));
 }
 
 // The shell says that it cannot fork.

@@ -96,6 +96,23 @@ TEST_P(Ready, that_is_not_needed_ends_with_the_service_and_leaves_nothing) {
   EXPECT_TRUE(std::filesystem::is_empty(starting_->path() + "/jobs"));
 }
 
+// Nobody would end it with the service.
+TEST_P(Ready, that_has_lost_its_keeper_never_begins) {
+  if (GetParam() == Kept::in_group) GTEST_SKIP() << "there is none";
+  const service::Task wanted = task(marking());
+  std::set<pid_t> made = prepare(wanted);
+  made.erase(starter_);
+  ASSERT_EQ(made.size(), 1u);
+  const pid_t keeper = *made.begin();
+  ASSERT_TRUE(comes_true([&] { return !children_of(keeper).empty(); }));
+  const pid_t job = *children_of(keeper).begin();
+  kill(keeper, SIGKILL);
+  ASSERT_TRUE(comes_true([&] { return has_ended(keeper); }));
+  const auto process = starting_->start(wanted);
+  EXPECT_TRUE(comes_true([&] { return has_ended(job); }));
+  EXPECT_FALSE(marked());
+}
+
 TEST_P(Ready, that_was_killed_keeps_no_run_from_beginning) {
   const service::Task wanted = task(marking());
   std::set<pid_t> made = prepare(wanted);
