@@ -79,6 +79,8 @@ bool decode(std::string_view *body, Outcome *outcome) {
   Stored stored;
   if (body->size() < sizeof stored) return false;
   std::memcpy(&stored, body->data(), sizeof stored);
+  if (!is_moment_ms(stored.run_begin_ms) || !is_moment_ms(stored.begin_ms) || !is_moment_ms(stored.end_ms))
+    return false;
   body->remove_prefix(sizeof stored);
   if (body->size() < size_t{stored.job_size} + stored.asked_by_size + stored.remark_size) return false;
   const auto take = [&](size_t size) {

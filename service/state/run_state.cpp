@@ -66,6 +66,7 @@ std::optional<RunState> read_run_state(const sch_schedule_entry &entry) {
   if (!fetch(run_key(run_state_key, 0, entry.key->name), &state)) return std::nullopt;
   if (state.creation != creation(*entry.rec)) return std::nullopt;
   if (state.end_page - state.first_page > most_pages) state.first_page = state.end_page;
+  if (!is_moment_ms(state.running_since_ms)) state.running_since_ms = 0;
   return state;
 }
 
@@ -79,6 +80,7 @@ RunState new_run_state(const sch_schedule_entry &entry) {
 RunCounters read_run_counters() {
   RunCounters counters = {};
   if (!fetch(run_key(counters_key, 0, ""), &counters)) counters = {};
+  if (!is_moment_ms(counters.last_seen)) counters.last_seen = 0;
   counters.version = version;
   return counters;
 }

@@ -19,6 +19,12 @@ enum RunKeyType : uint32_t { owed_report_key = 250, counters_key = 251, history_
 
 sch_runtime_key run_key(RunKeyType type, uint32_t number, const char *schedule);  // as stored
 
+// Whether it is a moment that a clock may tell. Of others, which a damaged record may hold, no difference is computed.
+constexpr bool is_moment_ms(int64_t ms) {
+  constexpr int64_t farthest_ms = int64_t{1} << 53;  // 285,000 years; and exact as a number of JSON
+  return -farthest_ms <= ms && ms <= farthest_ms;
+}
+
 struct RunState {
   uint32_t version;
   uint32_t creation, edition;  // of the schedule's record when this was written

@@ -4,11 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <limits>
 
 #include "control/operations.h"
 #include "platform/pss.h"
 #include "service/request/control.h"
+#include "service/run/history_page.h"
 #include "service/state/run_state.h"
+#include "service/state/schedule_state.h"
 #include "tests/service/recorded_fixture.h"
 
 namespace service_test {
@@ -71,6 +74,43 @@ TEST_F(Recorded, a_state_that_names_more_pages_than_there_can_be_has_no_history_
   EXPECT_THAT(history("s"), SizeIs(1));
   world.restart();
   EXPECT_THAT(history("s"), SizeIs(1));
+}
+
+// What is computed of such moments overflows.
+TEST_F(Recorded, an_outcome_whose_moments_no_clock_tells_is_not_shown_nor_what_stands_behind_it) {
+  configure("s", {"job"}, every(1, noon + minute));
+  pass_to(world, noon + minute);
+  const sch_schedule_entry &entry = *service::find_schedule("s");
+  Outcome outcome = history("s")[0].outcomes[0];
+  service::HistoryPage page(service::creation(*entry.rec), nullptr);
+  ASSERT_TRUE(page.add(outcome));
+  for (int64_t Outcome::*moment : {&Outcome::run_begin_ms, &Outcome::begin_ms, &Outcome::end_ms})
+    for (const int64_t damaged : {std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max()}) {
+      service::HistoryPage lying = page;
+      Outcome lie = outcome;
+      lie.*moment = damaged;
+      ASSERT_TRUE(lying.add(lie) && lying.add(outcome));
+      EXPECT_THAT(lying.outcomes(), SizeIs(1));
+    }
+  outcome.end_ms = outcome.begin_ms = int64_t{1} << 53;
+  ASSERT_TRUE(page.add(outcome));
+  EXPECT_THAT(page.outcomes(), SizeIs(2));
+}
+
+TEST_F(Recorded, a_state_or_counters_with_a_moment_that_no_clock_tells_have_none) {
+  configure("s", {"job"}, every(1, noon + minute));
+  pass_to(world, noon + minute);
+  service::RunState state = *service::read_run_state(*service::find_schedule("s"));
+  service::RunCounters counters = service::read_run_counters();
+  EXPECT_NE(counters.last_seen, 0);
+  state.running_since_ms = counters.last_seen = std::numeric_limits<int64_t>::min();
+  sch_runtime_key of_state = service::run_key(service::run_state_key, 0, "s");
+  sch_runtime_key of_counters = service::run_key(service::counters_key, 0, "");
+  const pss_buf names[] = {{&of_state, sizeof of_state}, {&of_counters, sizeof of_counters}};
+  const pss_buf values[] = {{&state, sizeof state}, {&counters, sizeof counters}};
+  ASSERT_EQ(pss_store(pss_running_db, 2, names, values), 0u);
+  EXPECT_EQ(service::read_run_state(*service::find_schedule("s"))->running_since_ms, 0);
+  EXPECT_EQ(service::read_run_counters().last_seen, 0);
 }
 
 TEST_F(Recorded, a_run_of_which_the_history_has_lost_the_beginning_is_not_shown_by_its_end) {
