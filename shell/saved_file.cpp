@@ -26,6 +26,14 @@ bool is_ones_own_file(int descriptor) {
          status.st_uid == geteuid();
 }
 
+// A buffer that was lost on the way does not fail the last one.
+bool is_whole(FILE *file) {
+  if (std::fflush(file) != 0) return false;
+  if (std::ferror(file) == 0) return fsync(fileno(file)) == 0;
+  errno = EIO;
+  return false;
+}
+
 }  // namespace
 
 int write_own_file(const std::string &path, const std::function<int(FILE *)> &write) {
@@ -44,7 +52,7 @@ int write_own_file(const std::string &path, const std::function<int(FILE *)> &wr
     return status;
   }
   const int status = write(file);
-  const bool whole = std::fflush(file) == 0 && fsync(descriptor) == 0;
+  const bool whole = is_whole(file);
   return std::fclose(file) == 0 && whole ? status : failed(path, "was not written whole");
 }
 

@@ -3,9 +3,11 @@
 #include "shell/saved_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -40,9 +42,31 @@ class SavedFile : public testing::Test {
 
 TEST_F(SavedFile, is_made_for_its_owner_alone_and_replaces_what_it_held) {
   EXPECT_EQ(save(), 0);
+  std::ofstream(path()) << std::string(10000, 'x');
   EXPECT_EQ(save(), 0);
   EXPECT_EQ(text_of(path()), "saved\n");
   EXPECT_EQ(fs::status(path()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(SavedFile, that_finds_no_room_is_a_failure_wherever_it_ends) {
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const auto ignored = signal(SIGXFSZ, SIG_IGN);
+  const rlimit small{8192, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  const auto save_bytes = [this](size_t size, bool flushed) {
+    return write_own_file(path(), [&](FILE *file) {
+      const std::string text(size, 'x');
+      std::fwrite(text.data(), 1, size, file);
+      if (flushed) std::fflush(file);
+      return 0;
+    });
+  };
+  EXPECT_EQ(save_bytes(8192, false), 0);
+  EXPECT_NE(save_bytes(8193, false), 0);  // in the last buffer
+  EXPECT_NE(save_bytes(20000, true), 0);  // before it
+  setrlimit(RLIMIT_FSIZE, &before);
+  signal(SIGXFSZ, ignored);
 }
 
 TEST_F(SavedFile, is_written_through_no_symbolic_link) {
