@@ -7,7 +7,6 @@
 
 #include "control/statuses.h"
 #include "host/status.h"
-#include "service/limits.h"
 #include "service/request/dispatch.h"
 #include "tests/service/world.h"
 
@@ -51,7 +50,7 @@ Bytes transport(const char *server, uint32_t kind, uint32_t port) {
 }
 
 constexpr uint32_t config = SCH_SERVICE_CONFIG, show = SCH_SERVICE_SHOW;
-const std::string long_line(service::job_text_limit, 'x');
+const std::string long_line(61440, 'x');
 
 std::vector<Wrong> wrong_requests() {
   return {
@@ -144,9 +143,8 @@ std::vector<Wrong> wrong_requests() {
       {"deassign a job that is not assigned", config, SCH_OP_MODIFY_SCHEDULE,
        modify_payload("known", SCH_MODIFY_JOB, true, "other"), control::err_not_assigned},
 
-      {"resize the log below the least", config, SCH_OP_RESIZE_LOG, log_payload("", "", service::log_size_min - 1),
-       host::err_bad_value},
-      {"resize the log above the most", config, SCH_OP_RESIZE_LOG, log_payload("", "", service::log_size_max + 1),
+      {"resize the log below the least", config, SCH_OP_RESIZE_LOG, log_payload("", "", 1023), host::err_bad_value},
+      {"resize the log above the most", config, SCH_OP_RESIZE_LOG, log_payload("", "", 16777217),
        control::err_log_too_large},
       {"resize the log, a byte short", config, SCH_OP_RESIZE_LOG, cut(log_payload("", "", 16384), 523),
        host::err_bad_request},
@@ -268,13 +266,13 @@ TEST(Decode, a_control_character_in_any_name_address_or_host_is_refused) {
 
 TEST(Decode, limits_themselves_are_accepted) {
   World world;
-  const std::string text(service::job_text_limit - 1, 'x');
+  const std::string text(61439, 'x');
   EXPECT_EQ(create_job(world, std::string(31, 'a'), text + "\n"), 0u);
   const host::Answer shown = world.send(root(), SCH_SERVICE_SHOW, SCH_OP_SHOW_JOB, show_payload());
   ASSERT_TRUE(shown.reply);
-  EXPECT_EQ(shown.reply->size(), sizeof(sch_show_job_reply) + service::job_text_limit);
+  EXPECT_EQ(shown.reply->size(), sizeof(sch_show_job_reply) + 61440);
   EXPECT_EQ(create_schedule(world, "a", {}, every(1, noon)), 0u);
-  for (const uint32_t size : {service::log_size_min, service::log_size_max})
+  for (const uint32_t size : {1024, 16777216})
     EXPECT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_RESIZE_LOG, log_payload("", "", size)).status, 0u);
 }
 

@@ -5,7 +5,6 @@
 
 #include "control/operations.h"
 #include "host/status.h"
-#include "service/limits.h"
 #include "service/request/control.h"
 #include "service/run/due.h"
 #include "service/run/outcome.h"
@@ -110,8 +109,8 @@ TEST_F(Scheduled, a_start_before_the_due_time_misses_nothing) {
 
 TEST_F(Scheduled, noticed_at_the_limit_it_still_runs_and_a_second_later_it_is_missed) {
   configure(daily(12, 30));
-  due_now(world, noon + 30 * minute + service::late_limit_s);
-  due_now(world, noon + day + 30 * minute + service::late_limit_s + 1);
+  due_now(world, noon + 30 * minute + 60);
+  due_now(world, noon + day + 30 * minute + 61);
   const std::vector<Logged> log = log_of(world);
   ASSERT_THAT(log, SizeIs(2));
   EXPECT_EQ(log[0].exit_code, 0u);
@@ -135,6 +134,16 @@ TEST_F(Scheduled, due_while_the_run_before_is_under_way_it_is_skipped) {
   EXPECT_EQ(log[1].job, "slow");
   EXPECT_EQ(state_of_schedule("s").execution_count, 1u);
   EXPECT_EQ(state_of_schedule("s").next_due, noon + 3 * minute);
+}
+
+TEST_F(Scheduled, of_two_due_times_that_are_found_together_one_runs_and_the_other_is_skipped) {
+  configure(every(1, noon + minute));
+  due_now(world, noon + 2 * minute);
+  const std::vector<Logged> log = log_of(world);
+  ASSERT_THAT(log, SizeIs(2));
+  EXPECT_EQ(log[0].exit_code, code(service::Reason::skipped));
+  EXPECT_EQ(log[1].job, "job");
+  EXPECT_EQ(state_of_schedule("s").execution_count, 1u);
 }
 
 TEST_F(Scheduled, due_without_jobs_it_says_so_and_counts_no_execution) {

@@ -149,6 +149,23 @@ TEST(JobLog, a_replacement_that_a_crash_stopped_is_finished_at_the_next_start) {
   EXPECT_FALSE(std::filesystem::exists(path + ".next"));
 }
 
+// Of a replacement that was never stored.
+TEST(JobLog, a_left_over_draft_is_not_taken_for_the_log_even_when_that_is_gone) {
+  World world;
+  const std::string path = world.directory.path() + "/state/" + SCH_LOG_NAME_DEFAULT;
+  for (const bool is_there : {true, false}) {
+    const service::JobLog::Draft draft = *world.parts->log.prepare(sch_log_file, service::JobLog::Keep::records);
+    world.parts->log.append(record("kept", "x"));
+    world.stop();
+    if (!is_there) std::filesystem::remove(path);
+    world.start();
+    EXPECT_EQ(jobs(world).empty(), !is_there);
+    EXPECT_FALSE(std::filesystem::exists(path + ".next"));
+    world.restart();
+    EXPECT_EQ(jobs(world).empty(), !is_there);
+  }
+}
+
 TEST(JobLog, a_replacement_that_the_store_refuses_changes_nothing) {
   World world;
   world.parts->log.append(record("a", "x"));

@@ -109,7 +109,7 @@ TEST(Run, the_services_end_between_two_jobs_ends_the_run_once) {
 TEST(Run, more_due_schedules_than_run_at_once_wait_for_their_turn_and_are_told_when_the_service_ends) {
   World world;
   ASSERT_EQ(create_job(world, "slow", "sleep 0.3\n"), 0u);
-  const size_t count = service::run_limit + 3;
+  constexpr size_t count = 67, at_once = 48;  // of one owner: the other 16 places are for other owners
   for (size_t i = 0; i < count; i++)
     ASSERT_EQ(create_schedule(world, "s" + std::to_string(i), {"slow"}, daily(12, 1)), 0u);
   ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_RESIZE_LOG, log_payload("", "", 1024 * 1024)).status, 0u);
@@ -118,6 +118,7 @@ TEST(Run, more_due_schedules_than_run_at_once_wait_for_their_turn_and_are_told_w
   set_clock(noon + 60 + 86400);
   world.parts->scheduler.check();
   EXPECT_EQ(world.parts->runner.under_way(), count);
+  EXPECT_EQ(world.parts->runner.begun(), at_once);
   world.parts->runner.stop_all();
   EXPECT_EQ(world.parts->runner.under_way(), 0u);
   const std::vector<Logged> log = log_of(world);
@@ -125,6 +126,27 @@ TEST(Run, more_due_schedules_than_run_at_once_wait_for_their_turn_and_are_told_w
   EXPECT_EQ(log.back().job, "-");
   EXPECT_EQ(log.back().exit_code, service::exit_code(service::Reason::stopped));
   EXPECT_EQ(service::state_of(*service::find_schedule(log.back().schedule)->rec).last_completion, noon + 60);
+}
+
+TEST(Run, a_schedule_that_waits_for_its_turn_is_not_queued_again) {
+  World world;
+  service::Settings settings;
+  settings.max_parallel = 1;
+  world.use(settings);
+  ASSERT_EQ(create_job(world, "endless", "exec sleep 1000\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "runs", {"endless"}, daily(12, 1)), 0u);
+  ASSERT_EQ(create_schedule(world, "waits", {"endless"}, every(1, noon + 60)), 0u);
+  for (time_t minute = 1; minute <= 3; minute++) {
+    set_clock(noon + 60 * minute);
+    world.parts->scheduler.check();
+    EXPECT_EQ(world.parts->runner.begun(), 1u);
+    EXPECT_EQ(world.parts->runner.waiting(), 1u);
+  }
+  world.parts->runner.stop_all();
+  size_t skipped = 0;
+  for (const Logged &entry : log_of(world, root(), "waits"))
+    skipped += entry.exit_code == service::exit_code(service::Reason::skipped) ? 1 : 0;
+  EXPECT_EQ(skipped, 2u);
 }
 
 // The schedule's owner as the store has it, changed to one who is not to be trusted.
