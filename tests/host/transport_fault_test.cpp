@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -30,6 +31,7 @@ struct Plan {
   const char *call = nullptr;
   bool of_client = true;
   int nth = 0;
+  int times = 1;  // from that one on
   int error = 0;
   int seen = 0;
 };
@@ -39,11 +41,12 @@ Plan &plan() {
   return current;
 }
 
-void fail(const char *call, bool of_client, int nth, int error) {
+void fail(const char *call, bool of_client, int nth, int error, int times = 1) {
   const std::lock_guard lock(plan().mutex);
   plan().call = call;
   plan().of_client = of_client;
   plan().nth = nth;
+  plan().times = times;
   plan().error = error;
   plan().seen = 0;
 }
@@ -57,7 +60,7 @@ bool stop_failing() {  // whether there was an Nth call
 bool fails(const char *call) {
   const std::lock_guard lock(plan().mutex);
   if (plan().call == nullptr || std::strcmp(plan().call, call) != 0 || plan().of_client != is_client) return false;
-  if (++plan().seen != plan().nth) return false;
+  if (++plan().seen < plan().nth || plan().seen >= plan().nth + plan().times) return false;
   errno = plan().error;
   return true;
 }
@@ -252,6 +255,20 @@ TEST_F(FaultTest, a_stream_copes_with_each_failing_call_of_either_end) {
     try_row(row, true);
   for (const Row &row : server_rows)
     try_row(row, false);
+}
+
+TEST_F(FaultTest, a_server_without_a_descriptor_for_its_client_rests_between_its_attempts) {
+  const auto server = serve();
+  constexpr int attempts = 3;
+  for (const int error : {EMFILE, ENFILE}) {
+    const auto begun = std::chrono::steady_clock::now();
+    fail("accept4", false, 1, error, attempts);
+    EXPECT_EQ(request("x").text, "x");
+    EXPECT_TRUE(stop_failing());
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, attempts * std::chrono::milliseconds(100));
+    forget_connection();
+    ASSERT_TRUE(server->reaches_clients(0));
+  }
 }
 
 TEST_F(FaultTest, a_server_that_cannot_listen_says_so_and_leaves_nothing) {

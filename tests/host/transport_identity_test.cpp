@@ -189,6 +189,22 @@ TEST_F(IdentityTest, one_user_cannot_take_every_place) {
   EXPECT_EQ(as_user(1, [] { return status_or_text("").substr(0, 6); }), "daemon");
 }
 
+TEST_F(IdentityTest, the_last_places_are_roots_alone) {
+  raise_open_files(4096);
+  const auto server = serve(tell);
+  constexpr int usual = client_limit - root_client_reserve;
+  std::vector<std::unique_ptr<RawClient>> clients;
+  for (int i = 0; i < usual - 1; i++)
+    clients.push_back(std::make_unique<RawClient>(socket_path()));
+  ASSERT_TRUE(server->reaches_clients(usual - 1));
+  EXPECT_EQ(as_user(nobody_, [] { return status_or_text("").substr(0, 6); }), "nobody");
+  ASSERT_TRUE(server->reaches_clients(usual - 1));
+  clients.push_back(std::make_unique<RawClient>(socket_path()));
+  ASSERT_TRUE(server->reaches_clients(usual));
+  EXPECT_EQ(as_user(nobody_, [] { return status_or_text(""); }), hex(err_busy));
+  EXPECT_EQ(status_or_text("").substr(0, 4), "root");
+}
+
 TEST_F(IdentityTest, a_users_connections_are_given_back_when_they_end) {
   const auto server = serve(tell);
   const auto come_and_go = [&] {

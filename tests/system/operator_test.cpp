@@ -116,6 +116,26 @@ TEST_F(AtTerminal, what_another_operator_did_to_the_schedule_of_the_mode_is_told
   EXPECT_NE(shell("show running-config").find("time daily 12:12\n\n"), std::string::npos);
 }
 
+// More than the pipe to the pager holds, so that the shell is still writing when the pager is left.
+TEST_F(AtTerminal, a_pager_that_is_left_early_ends_neither_the_shell_nor_its_output) {
+  std::string lines;
+  for (int i = 0; i < 3000; i++)
+    lines += "line " + std::to_string(i) + " of many\n";
+  for (const char *job : {"first", "second", "third"})
+    give(std::string("configure terminal\nscheduler job name ") + job + "\n" + lines + "end-job\n");
+  for (int times = 0; times < 2; times++) {
+    terminal_.type("show running-config\r");
+    ASSERT_TRUE(says("line 9 of many")) << terminal_.everything();
+    ASSERT_TRUE(says("\r\n:")) << terminal_.everything();
+    terminal_.type("q");
+    ASSERT_TRUE(terminal_.asks("schedsh> ")) << terminal_.everything();
+  }
+  terminal_.type("show scheduler schedule\r");
+  ASSERT_TRUE(terminal_.asks("schedsh> "));
+  terminal_.type("exit\r");
+  EXPECT_EQ(terminal_.wait_for_end(), 0);
+}
+
 TEST_F(AtTerminal, a_question_mark_behind_an_unknown_word_says_so) {
   terminal_.type("show nonsense ?");
   EXPECT_TRUE(says("\"nonsense\" at column 6 is not known here")) << terminal_.everything();
