@@ -33,7 +33,7 @@ ROWS = [
     Row("a moment that is waited for is set again", ALARM, "!timer_ || moment == set_for_", "!timer_",
         TEST, "AlarmTest.set_for_the_moment_that_it_waits_for_already_is_left_alone"),
     Row("the sign of the step", ALARM, "offset_ms_ - before", "before - offset_ms_", *STEPS),
-    Row("the step in milliseconds", ALARM, "(offset_ms_ - before) / 1000", "offset_ms_ - before", *STEPS),
+    Row("the step in milliseconds", ALARM, "(offset_ms_ - before) / 1000", "(offset_ms_ - before)", *STEPS),
     Row("the offset of the last ring is not kept", ALARM, "std::exchange(offset_ms_, wall_clock_offset_ms())",
         "std::exchange(offset_ms_, offset_ms_)", *STEPS),
     Row("the first step is measured from nothing", ALARM, "  offset_ms_ = wall_clock_offset_ms();\n", "", *STEPS),
