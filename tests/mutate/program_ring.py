@@ -72,7 +72,7 @@ class Tree:
     def configure(self):
         noted, library = instrumented(self.build)
         flags = f"-O0 -g1 -w {' '.join(SANITIZERS)} {noted}"
-        options = ["-DCMAKE_BUILD_TYPE=Mutate", "-DBUILD_SHARED_LIBS=ON"]
+        options = ["-DCMAKE_BUILD_TYPE=Mutate", "-DBUILD_SHARED_LIBS=ON", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON"]
         options += [f"-DCMAKE_{language}_FLAGS={flags}" for language in ("C", "CXX")]
         options += [f"-DCMAKE_{language}_STANDARD_LIBRARIES={library}" for language in ("C", "CXX")]
         if shutil.which("ld.lld"):
