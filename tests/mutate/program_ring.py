@@ -3,7 +3,7 @@
 
 The rings are shared libraries there, so that a mutant costs one object and one link; what was built of the tests stays.
 It is tried on the test cases that enter a function of its line; what none of them enters has survived. The tests of the
-ring's own folder come first, of those the ones that have caught most, then the quicker ones.
+ring's own folder come first, of those the ones that have caught most, then those that enter most of the file in their time.
 """
 
 import collections
@@ -238,12 +238,16 @@ class ProgramRing:
         for case in cases:
             of_test[case.test].append(case)
 
+        entered = collections.Counter()
+        for function in self.places.of_file(file):
+            entered.update({case.test for case in self.reach.cases[function]})
+
         def rank(test):
             return (
                 -self.caught_by[file, test.name],
                 -self.caught_by[folder, test.name],
                 test.folder != self.ring,
-                self.time_of(of_test[test.name]),
+                -entered[test.name] / (1 + self.time_of(of_test[test.name])),
             )
 
         spent = 0
