@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cerrno>
 #include <cstdio>
+#include <utility>
 
 #include "tests/host/store_commits.h"
 #include "tests/host/store_fixture.h"
@@ -160,6 +162,24 @@ TEST_F(TextTest, dump_that_cannot_be_written_is_an_error) {
   ASSERT_NE(full, nullptr);
   EXPECT_EQ(host::store_dump("running:a", full).code(), host::err_store_io);
   fclose(full);
+}
+
+// Takes nothing at first, and then everything: as a disk that somebody makes room on.
+ssize_t refuse_first(void *refused, const char *, size_t size) {
+  if (std::exchange(*static_cast<bool *>(refused), true)) return static_cast<ssize_t>(size);
+  errno = ENOSPC;
+  return 0;
+}
+
+TEST_F(TextTest, dump_that_lost_a_part_before_its_end_is_an_error) {
+  create("running:a");
+  bool refused = false;
+  FILE *out = fopencookie(&refused, "w", {nullptr, refuse_first, nullptr, nullptr});
+  ASSERT_NE(out, nullptr);
+  char small[16];
+  setvbuf(out, small, _IOFBF, sizeof small);
+  EXPECT_EQ(host::store_dump("running:a", out).code(), host::err_store_io);
+  fclose(out);
 }
 
 TEST_F(TextTest, load_above_the_bound_changes_nothing) {

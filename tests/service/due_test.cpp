@@ -7,6 +7,7 @@
 #include "host/status.h"
 #include "service/request/control.h"
 #include "service/run/due.h"
+#include "service/run/history.h"
 #include "service/run/outcome.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
@@ -186,6 +187,10 @@ TEST_F(Scheduled, a_crash_leaves_one_outcome_for_each_job_of_the_run_and_none_is
   EXPECT_THAT(log_of(world), ElementsAre(Logged{"job", "s", "root", "ran\n", 0, due},
                                          interrupted("slow", due, "Sat Nov 21 12:30:00 2026"),
                                          interrupted("third", due, "Sat Nov 21 12:30:00 2026")));
+  const std::vector<service::HistoryRun> runs = service::read_history(*service::find_schedule("s"));
+  ASSERT_THAT(runs, SizeIs(1));
+  for (const service::Outcome &outcome : runs[0].outcomes)
+    EXPECT_EQ(outcome.due, due);
   EXPECT_EQ(service::find_status(sch_job_list[0], "s")->words[0], 0u);
   EXPECT_EQ(service::find_status(sch_job_list[1], "s")->words[0], service::exit_status(service::Reason::interrupted));
   EXPECT_EQ(state_of_schedule("s").running_since, 0u);

@@ -43,6 +43,8 @@ struct Inheritance : ::testing::Test {
     ASSERT_EQ(control(control::Operation::copy_running_startup), 0u);
     world.settings.boot_from = service::BootFrom::startup;
   }
+  // What is stored of its runs is then not of the schedule as it was saved.
+  void configure_anew() { ASSERT_EQ(send(SCH_OP_MODIFY_SCHEDULE, time_payload("s", daily(12, 30))), 0u); }
 
   // The request is granted, and what belongs to it in the store of the runs cannot be deleted: of its store calls the
   // first whose failure does not refuse it.
@@ -127,6 +129,7 @@ TEST_F(Inheritance, a_second_deletion_does_not_make_good_for_the_first) {
 TEST_F(Inheritance, a_due_time_of_which_no_job_tells_is_not_taken_again_after_a_boot) {
   configure({});
   save_and_boot_from_it();
+  configure_anew();
   due_now(world, half_past);
   world.settle();
   set_clock(half_past + 5);
@@ -134,6 +137,19 @@ TEST_F(Inheritance, a_due_time_of_which_no_job_tells_is_not_taken_again_after_a_
   world.settle();
   EXPECT_THAT(log_of(world), SizeIs(1));
   EXPECT_EQ(state_of_schedule("s").next_due, half_past + days);
+}
+
+TEST_F(Inheritance, what_a_clock_that_had_been_wrong_took_keeps_nothing_from_being_due_after_a_boot) {
+  configure({});
+  save_and_boot_from_it();
+  configure_anew();
+  due_now(world, half_past + 400 * days);
+  world.settle();
+  set_clock(noon);
+  world.parts->scheduler.clock_set(-400 * days);
+  world.settle();
+  world.boot();
+  EXPECT_EQ(state_of_schedule("s").next_due, half_past);
 }
 
 // As a state directory of an older version has it.

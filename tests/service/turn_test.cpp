@@ -50,6 +50,12 @@ TEST_F(Shared, the_administrator_is_bound_by_no_share_but_leaves_the_places_for_
   EXPECT_THAT(begun(), ElementsAre("a1"));
 }
 
+TEST_F(Shared, of_many_owners_no_more_begin_than_there_are_places) {
+  for (uint32_t owner = anna; owner < anna + 9; owner++)
+    wait(owner, "a", 1);
+  EXPECT_EQ(begun().size(), 8u);
+}
+
 TEST_F(Shared, owners_with_all_the_usual_places_keep_nobody_from_beginning) {
   wait(anna, "a", 100);
   wait(ben, "b", 100);

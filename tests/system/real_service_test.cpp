@@ -101,6 +101,7 @@ TEST_F(RealService, asks_the_job_under_way_to_end_when_it_ends_itself_and_record
   ASSERT_TRUE(service_.start()) << service_.errors();
   const std::string log = shell("show scheduler logfile");
   EXPECT_NE(log.find("[stopped: the scheduler service ended]"), std::string::npos) << log;
+  EXPECT_NE(log.find("Failed (115)"), std::string::npos) << log;
   EXPECT_EQ(log.find("interrupted"), std::string::npos) << log;
 }
 

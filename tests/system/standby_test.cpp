@@ -85,6 +85,7 @@ TEST_F(Standby, what_was_due_just_before_the_take_over_runs_once) {
   int status = -1;
   EXPECT_EQ(shell("scheduler take-over", &status), "");
   ASSERT_EQ(status, 0);
+  ASSERT_TRUE(comes_true([&] { return content(noted_) == "ran\n"; }));  // a request would make it look at its clock
   EXPECT_NE(shell("show scheduler status").find("\nmode: active\n"), std::string::npos);
   ASSERT_TRUE(comes_true([&] { return has_run(); })) << shell("show scheduler history");
   EXPECT_EQ(standby_.stop(), 0) << standby_.errors();
