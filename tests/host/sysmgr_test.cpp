@@ -3,12 +3,26 @@
 #include "host/sysmgr.h"
 
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
+#include <fstream>
 
 #include "platform/sysmgr.h"
 #include "tests/host/store_fixture.h"
+
+namespace {
+std::string notes;  // a file for the directories whose disk was synced, with the number of what was in each
+}
+
+extern "C" int syncfs(int descriptor) noexcept {
+  const auto directory = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor));
+  const auto entries = std::filesystem::directory_iterator(directory);
+  std::ofstream(notes) << directory.string() << " " << std::distance(begin(entries), end(entries)) << "\n";
+  return static_cast<int>(syscall(SYS_syncfs, descriptor));
+}
 
 namespace store_test {
 namespace {
@@ -157,6 +171,17 @@ TEST_F(SysmgrTest, new_state_directory_has_this_version) {
 }
 
 // What a version before this one left: stores, a marker in the run directory, and no version.
+TEST_F(SysmgrTest, copy_of_an_older_state_directory_is_on_the_disk_before_it_has_its_name) {
+  make_store("running:scheduler_runtime");
+  make_store("startup:scheduler_startup");
+  const auto copied = std::filesystem::directory_iterator(directory);
+  const auto count = std::distance(begin(copied), end(copied));
+  notes = directory + "-notes";
+  EXPECT_EQ(start("boot-1", true), first_since_boot | stateless);
+  EXPECT_EQ(file_content(notes), directory + "/before-version-2.new " + std::to_string(count) + "\n");
+  std::filesystem::remove(notes);
+}
+
 TEST_F(SysmgrTest, older_state_directory_is_migrated_once_and_kept) {
   make_store("running:scheduler_runtime");
   make_store("startup:scheduler_startup");

@@ -111,13 +111,16 @@ TEST_P(RunsEnd, a_job_is_asked_to_end_after_its_seconds_and_not_after_a_multiple
   EXPECT_THAT(result->remark, HasSubstr("stopped: it ran longer than 1 seconds"));
 }
 
-TEST_P(RunsEnd, a_job_that_does_not_listen_has_all_of_its_time_and_its_grace) {
-  service::Task deaf = task("trap '' TERM; while :; do sleep 0.05; done\n");
+TEST_P(RunsEnd, a_job_that_does_not_listen_has_all_of_its_time_and_its_grace_and_is_asked_once) {
+  service::Task deaf = task("trap 'echo asked' TERM; echo > " + file("begun") + "; while :; do sleep 0.05; done\n");
   deaf.limits.time_s = 1;
   deaf.limits.grace_ms = 1000;
   const auto begun = std::chrono::steady_clock::now();
-  EXPECT_EQ(starting->run(deaf).reason, Reason::timed_out);
+  const JobProcess::Result result = starting->run(deaf);
+  if (!std::filesystem::exists(file("begun"))) GTEST_SKIP() << "it had not begun when its time was over";
   EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
+  EXPECT_EQ(result.reason, Reason::timed_out);
+  EXPECT_EQ(result.output.find("asked"), result.output.rfind("asked"));
 }
 
 // Where daemons may stay there is no keeper, and the job's group is what can be asked.

@@ -32,15 +32,21 @@ std::string asked(Operation operation, const host::Bytes &payload = {}) {
   return answer ? std::string(reinterpret_cast<const char *>(answer->data()), answer->size()) : "";
 }
 
-void configure(const std::string &text) {
-  asked(Operation::enable_feature);
+// The reply's status, of a configuration that replaces what there is.
+uint32_t replace_by(const std::string &text) {
   const std::string id = asked(Operation::put_configuration, payload_of(uint32_t{0}, text));
   control::ConfigurationOrder order = {};
   order.source = static_cast<uint32_t>(control::ConfigurationSource::text);
-  ASSERT_EQ(id.size(), sizeof order.number);
-  std::memcpy(&order.number, id.data(), sizeof order.number);
+  id.copy(reinterpret_cast<char *>(&order.number), sizeof order.number);
   const std::string reply = asked(Operation::apply_configuration, payload_of(order, std::string_view("\0", 1)));
-  EXPECT_THAT(reply, HasSubstr("scheduler job name work"));
+  uint32_t status = ~0u;
+  reply.copy(reinterpret_cast<char *>(&status), sizeof status);
+  return status;
+}
+
+void configure(const std::string &text) {
+  asked(Operation::enable_feature);
+  ASSERT_EQ(replace_by(text), 0u);
 }
 
 std::string outcomes() {
@@ -96,6 +102,19 @@ struct JobUnderWay : ServiceProgram {
   bool was_asked() const { return std::filesystem::exists(directory + "/asked"); }
   bool holds_texts() const { return !std::filesystem::is_empty(state + "/run/jobs"); }
 };
+
+// Where it may write nothing more.
+TEST_F(ServiceProgram, a_file_beyond_the_size_limit_is_an_error_and_not_its_end) {
+  Program program({"--state-dir", state}, notify_path);
+  ASSERT_EQ(told(), "READY=1");
+  host::use_paths(host::resolve_paths(state.c_str()));
+  configure("scheduler job name first\ntrue\nend-job\n");
+  program.limit_file_size(1);
+  EXPECT_NE(replace_by("scheduler job name second\ntrue\nend-job\n"), 0u);
+  program.limit_file_size(RLIM_INFINITY);
+  EXPECT_EQ(replace_by("scheduler job name second\ntrue\nend-job\n"), 0u);
+  EXPECT_EQ(program.end(SIGTERM), 0);
+}
 
 TEST_F(JobUnderWay, is_asked_and_ended_with_all_it_left_when_the_service_is_asked_to_end) {
   {

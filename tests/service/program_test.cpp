@@ -22,6 +22,7 @@
 #include "host/files/paths.h"
 #include "host/status.h"
 #include "host/store/store.h"
+#include "host/transport/frame.h"
 #include "host/transport/transport.h"
 #include "schedcli.h"
 #include "tests/service/program_fixture.h"
@@ -181,17 +182,6 @@ TEST_F(ServiceProgram, a_hangup_reads_the_settings_again_or_leaves_them_and_says
   EXPECT_THAT(output, HasSubstr("settings: read again"));
 }
 
-TEST_F(ServiceProgram, a_file_beyond_the_size_limit_is_an_error_and_not_its_end) {
-  Program program({"--state-dir", state}, notify_path);
-  ASSERT_EQ(told(), "READY=1");
-  host::use_paths(host::resolve_paths(state.c_str()));
-  program.limit_file_size(1);
-  EXPECT_NE(control::ask_service(control::Operation::enable_feature).code(), 0u);
-  program.limit_file_size(RLIM_INFINITY);
-  EXPECT_EQ(control::ask_service(control::Operation::enable_feature).code(), 0u);
-  EXPECT_EQ(program.end(SIGTERM), 0);
-}
-
 TEST_F(ServiceProgram, messages_that_nobody_reads_are_not_its_end) {
   const std::string conf = written(directory + "/conf", "[runs]\nparallel=3\n");
   Program program({"--state-dir", state, "--config", conf, "--foreground"}, notify_path);
@@ -300,6 +290,55 @@ TEST_F(ServiceProgram, an_ordinary_user_is_served_alone_by_their_own_service) {
   EXPECT_EQ(sch_cli_create_delete_job(&context), 0);
   EXPECT_EQ(program.end(SIGTERM), 0);
   EXPECT_THAT(program.output(), HasSubstr("serves nobody alone"));
+}
+
+// How the service answers that user, whose client is not the host's.
+uint32_t status_for_raw_client(const std::string &path, uid_t uid) {
+  int told[2];
+  EXPECT_EQ(pipe2(told, O_CLOEXEC), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    const int client = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    host::FrameHeader frame, answer;
+    frame.service = host::service_control;
+    const auto asked = static_cast<uint32_t>(control::Operation::status);
+    frame.length = sizeof asked;
+    char packet[sizeof frame + sizeof asked];
+    std::memcpy(packet, &frame, sizeof frame);
+    std::memcpy(packet + sizeof frame, &asked, sizeof asked);
+    if (setuid(uid) != 0 || connect(client, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+      _exit(1);
+    (void)!send(client, packet, sizeof packet, MSG_NOSIGNAL);  // it may have been hung up on already
+    if (recv(client, &answer, sizeof answer, 0) != sizeof answer) _exit(1);
+    _exit(write(told[1], &answer.status, sizeof answer.status) == sizeof answer.status ? 0 : 1);
+  }
+  int ended = -1;
+  waitpid(child, &ended, 0);
+  EXPECT_EQ(ended, 0);
+  close(told[1]);
+  uint32_t status = ~0u;
+  EXPECT_EQ(read(told[0], &status, sizeof status), ssize_t{sizeof status});
+  close(told[0]);
+  return status;
+}
+
+TEST_F(ServiceProgram, an_ordinary_users_service_answers_no_third_user) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+  const passwd nobody = *getpwnam("nobody"), daemon = *getpwnam("daemon");
+  ASSERT_EQ(chown(directory.c_str(), nobody.pw_uid, nobody.pw_gid), 0);
+  ASSERT_EQ(chmod(notify_path.c_str(), 0777), 0);
+  Program program({"--state-dir", state}, notify_path, nobody.pw_uid, copied_program(directory));
+  unsetenv("LD_LIBRARY_PATH");
+  ASSERT_EQ(told(), "READY=1");
+  const std::string path = state + "/run/schedd.sock";
+  for (const std::string &above : {directory, state, state + "/run", path})  // the modes alone would keep others out
+    ASSERT_EQ(chmod(above.c_str(), 0777), 0);
+  EXPECT_EQ(status_for_raw_client(path, nobody.pw_uid), 0u);
+  EXPECT_EQ(status_for_raw_client(path, daemon.pw_uid), host::err_not_permitted);
+  EXPECT_EQ(program.end(SIGTERM), 0);
 }
 
 }  // namespace

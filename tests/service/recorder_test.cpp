@@ -11,12 +11,18 @@
 
 #include "control/operations.h"
 #include "control/statuses.h"
+#include "host/files/paths.h"
 #include "service/request/control.h"
+#include "tests/host/store_commits.h"
 #include "tests/service/recorded_fixture.h"
 #include "tests/service/store_faults.h"
 
 namespace service_test {
 namespace {
+
+uint64_t commits_on_disk() {
+  return store_test::commits_below(host::paths().state);
+}
 
 // Two schedules that are due, with a place for one.
 struct Queued : Recorded {
@@ -33,9 +39,9 @@ struct Queued : Recorded {
 TEST_F(Recorded, a_run_alone_is_two_commits_its_intent_and_its_outcome) {
   configure("s", {"job"}, daily(12, 30));
   pass_to(world, due);
-  const int before = store_commits();
+  const uint64_t before = commits_on_disk();
   pass_to(world, due + day);
-  EXPECT_EQ(store_commits() - before, 2);
+  EXPECT_EQ(commits_on_disk() - before, 2u);
 }
 
 TEST_F(Recorded, what_is_due_together_shares_its_commits) {
@@ -44,12 +50,12 @@ TEST_F(Recorded, what_is_due_together_shares_its_commits) {
   for (int i = 0; i < schedules; i++)
     ASSERT_EQ(create_schedule(world, "s" + std::to_string(i), {"job"}, daily(12, 30)), 0u);
   set_clock(due);
-  int before = store_commits();
+  uint64_t before = commits_on_disk();
   world.parts->scheduler.check();
-  EXPECT_EQ(store_commits() - before, 1) << "all intents before the first process";
-  before = store_commits();
+  EXPECT_EQ(commits_on_disk() - before, 1u) << "all intents before the first process";
+  before = commits_on_disk();
   world.settle();
-  EXPECT_LT(store_commits() - before, schedules / 2);
+  EXPECT_LT(commits_on_disk() - before, uint64_t{schedules} / 2);
   for (int i = 0; i < schedules; i++)
     EXPECT_EQ(history("s" + std::to_string(i)).size(), 1u) << i;
 }

@@ -34,14 +34,13 @@ class WrittenFiles : public ::testing::Test {
   Image promised_after(const std::function<void()> &work, crash::Dropped dropped = {}) {
     std::filesystem::remove_all(below());
     std::filesystem::create_directory(below());
-    const std::string trace = scratch.path() + "/trace";
     EXPECT_TRUE(survives([&] {
-      crash::start_recording(below(), trace, dropped);
+      crash::start_recording(below(), trace(), dropped);
       work();
       if (HasFailure()) _exit(1);
     }));
     crash::Disk disk;
-    for (const crash::Event &event : crash::read_trace(trace)) {
+    for (const crash::Event &event : crash::read_trace(trace())) {
       disk.begin(event);
       disk.complete(event);
     }
@@ -73,6 +72,7 @@ class WrittenFiles : public ::testing::Test {
     EXPECT_TRUE(written().contains(name)) << name;
   }
 
+  std::string trace() const { return scratch.path() + "/trace"; }
   std::string below() const { return scratch.path() + "/below"; }
 
   const Directory scratch;
@@ -160,6 +160,7 @@ TEST_F(WrittenFiles, of_the_mail_are_there_when_it_is_queued) {
         EXPECT_TRUE(queue.put_back(1, mail));
       },
       "mail/1.mail");
+  EXPECT_TRUE(written().contains("mail/taken"));
 }
 
 TEST_F(WrittenFiles, of_what_a_boot_leaves_out_are_there_before_it_is_left_out) {
@@ -173,6 +174,44 @@ TEST_F(WrittenFiles, of_what_a_boot_leaves_out_are_there_before_it_is_left_out) 
         world->boot();
       },
       "state/boot-left-out-20261121-120000.conf");
+}
+
+// Otherwise the next start would take it back.
+TEST_F(WrittenFiles, of_a_confirmed_configuration_have_no_note_that_awaits_it) {
+  const auto confirm = [&] {
+    World *world = new World(below(), noon);
+    EXPECT_EQ(ask(*world, control::Operation::enable_feature).status, 0u);
+    control::ConfigurationOrder wanted =
+        order_of(control::ConfigurationSource::text, put(*world, "scheduler job name new\necho\nend-job\n"));
+    wanted.confirm_minutes = 5;
+    EXPECT_EQ(order(*world, wanted).status, 0u);
+    EXPECT_EQ(ask(*world, control::Operation::confirm_configuration).status, 0u);
+  };
+  EXPECT_FALSE(promised_after(confirm).contains("state/configurations/awaits-confirmation"));
+}
+
+// The second password has the length of the first.
+TEST_F(WrittenFiles, that_are_secret_are_whole_or_absent_whenever_the_power_fails) {
+  const auto store_twice = [&] {
+    World(below(), noon).stop();
+    EXPECT_TRUE(host::security_become_service());
+    for (const char *password : {"secret", "better"})
+      EXPECT_TRUE(host::security_store(host::security_record("alice", host::security_form_clear, password)));
+  };
+  promised_after(store_twice);
+  const Image last = written();
+  crash::Disk disk;
+  for (const crash::Event &event : crash::read_trace(trace())) {
+    disk.begin(event);
+    disk.complete(event);
+    for (const auto unsynced : {crash::Disk::Unsynced::nothing, crash::Disk::Unsynced::everything}) {
+      const Image image = disk.crash(unsynced, nullptr);
+      for (const char *name : {"state/security.key", "state/passwords"}) {
+        const auto found = image.find(name);
+        ASSERT_TRUE(found == image.end() || found->second.size() == last.at(name).size()) << name;
+      }
+    }
+  }
 }
 
 // Where nothing had been synced this would be seen.

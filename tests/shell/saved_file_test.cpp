@@ -12,6 +12,16 @@
 #include <fstream>
 #include <iterator>
 
+namespace {
+off_t synced_size = -1;  // of the last file that was
+}
+
+extern "C" int fsync(int file) {
+  struct stat status = {};
+  if (fstat(file, &status) == 0) synced_size = status.st_size;
+  return fdatasync(file);
+}
+
 namespace shell {
 namespace {
 
@@ -67,6 +77,11 @@ TEST_F(SavedFile, that_finds_no_room_is_a_failure_wherever_it_ends) {
   EXPECT_NE(save_bytes(20000, true), 0);  // before it
   setrlimit(RLIMIT_FSIZE, &before);
   signal(SIGXFSZ, ignored);
+}
+
+TEST_F(SavedFile, is_on_the_disk_with_all_of_it_when_that_is_said) {
+  EXPECT_EQ(save(), 0);
+  EXPECT_EQ(synced_size, static_cast<off_t>(fs::file_size(path())));
 }
 
 TEST_F(SavedFile, is_written_through_no_symbolic_link) {
