@@ -5,7 +5,6 @@ from rows import Row
 
 STARTUP = "service/state/startup.cpp"
 STATUSES = "service/state/statuses.cpp"
-RUNNER = "service/run/runner.cpp"
 SERVER = "host/transport/server.cpp"
 NAMESAKE = ("service_recorder_test", "Recorded.a_schedule_that_a_boot_brings_back_inherits_nothing_of_its_namesake")
 USED = ("service_startup_test",
@@ -104,6 +103,8 @@ ROWS = [
         "service_due_test", "Scheduled.noticed_at_the_limit_it_still_runs_and_a_second_later_it_is_missed"),
     Row("a log below the smallest is taken", "service/request/decode.cpp", "request->size >= log_size_min", "request->size >= log_size_min - 1",
         "service_decode_test", "Decode.wrong_requests_are_answered_with_their_status_and_change_nothing"),
+    Row("ten times the runs at once", "service/limits.h", "run_limit = 64;", "run_limit = 640;",
+        "service_run_test", "Run.more_due_schedules_than_run_at_once_wait_for_their_turn_and_are_told_when_the_service_ends"),
     Row("the service accepts nobody after it lacked descriptors", SERVER,
         "  accept_again_ = Watch::after_ms(accept_pause_ms, [this] { await_clients(); });\n", "",
         "transport_fault_test", "FaultTest.a_server_without_a_descriptor_for_its_client_rests_between_its_attempts"),
