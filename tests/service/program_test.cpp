@@ -292,8 +292,8 @@ TEST_F(ServiceProgram, an_ordinary_user_is_served_alone_by_their_own_service) {
   EXPECT_THAT(program.output(), HasSubstr("serves nobody alone"));
 }
 
-// How the service answers that user, whose client is not the host's.
-uint32_t status_for_raw_client(const std::string &path, uid_t uid) {
+// How the service answers that user, whose client is not the host's; or what it says before it is asked.
+uint32_t status_for_raw_client(const std::string &path, uid_t uid, bool asks) {
   int told[2];
   EXPECT_EQ(pipe2(told, O_CLOEXEC), 0);
   const pid_t child = fork();
@@ -311,7 +311,9 @@ uint32_t status_for_raw_client(const std::string &path, uid_t uid) {
     std::memcpy(packet + sizeof frame, &asked, sizeof asked);
     if (setuid(uid) != 0 || connect(client, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
       _exit(1);
-    (void)!send(client, packet, sizeof packet, MSG_NOSIGNAL);  // it may have been hung up on already
+    if (asks && send(client, packet, sizeof packet, MSG_NOSIGNAL) != sizeof packet) _exit(1);
+    pollfd answered = {client, POLLIN, 0};
+    if (poll(&answered, 1, 20000) != 1) _exit(1);
     if (recv(client, &answer, sizeof answer, 0) != sizeof answer) _exit(1);
     _exit(write(told[1], &answer.status, sizeof answer.status) == sizeof answer.status ? 0 : 1);
   }
@@ -336,8 +338,8 @@ TEST_F(ServiceProgram, an_ordinary_users_service_answers_no_third_user) {
   const std::string path = state + "/run/schedd.sock";
   for (const std::string &above : {directory, state, state + "/run", path})  // the modes alone would keep others out
     ASSERT_EQ(chmod(above.c_str(), 0777), 0);
-  EXPECT_EQ(status_for_raw_client(path, nobody.pw_uid), 0u);
-  EXPECT_EQ(status_for_raw_client(path, daemon.pw_uid), host::err_not_permitted);
+  EXPECT_EQ(status_for_raw_client(path, nobody.pw_uid, true), 0u);
+  EXPECT_EQ(status_for_raw_client(path, daemon.pw_uid, false), host::err_not_permitted);
   EXPECT_EQ(program.end(SIGTERM), 0);
 }
 
