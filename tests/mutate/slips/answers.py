@@ -105,6 +105,8 @@ ROWS = [
         "service_decode_test", "Decode.wrong_requests_are_answered_with_their_status_and_change_nothing"),
     Row("ten times the runs at once", "service/limits.h", "run_limit = 64;", "run_limit = 640;",
         "service_run_test", "Run.more_due_schedules_than_run_at_once_wait_for_their_turn_and_are_told_when_the_service_ends"),
+    Row("no places for others", "service/limits.h", "run_places_for_others = 16;", "run_places_for_others = 0;",
+        "service_run_test", "Run.more_due_schedules_than_run_at_once_wait_for_their_turn_and_are_told_when_the_service_ends"),
     Row("the service accepts nobody after it lacked descriptors", SERVER,
         "  accept_again_ = Watch::after_ms(accept_pause_ms, [this] { await_clients(); });\n", "",
         "transport_fault_test", "FaultTest.a_server_without_a_descriptor_for_its_client_rests_between_its_attempts"),
