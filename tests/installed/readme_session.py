@@ -14,8 +14,9 @@ import tempfile
 import time
 
 BLOCK = re.compile(r"(?s)(<!-- session -->\n```text\n)(.*?)(\n```)")
-DATE = r"(Mon|Tue|Wed|Thu|Fri|Sat|Sun) [A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d \d{4}"
-CHANGING = [(DATE, "DATE"), (r"\d{4}-\d\d-\d\d[T ]\d\d:\d\d(:\d\d)?(Z|[+-]\d\d:?\d\d)?", "DATE"), (r"\d\d:\d\d:\d\d", "TIME"),
+DAY = r"(Mon|Tue|Wed|Thu|Fri|Sat|Sun)"
+DATE = DAY + r" [A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d \d{4}"
+CHANGING = [(DATE, "DATE"), (rf"({DAY} )?" + r"\d{4}-\d\d-\d\d[T ]\d\d:\d\d(:\d\d)?(Z|[+-]\d\d:?\d\d)?", "DATE"), (r"\d\d:\d\d:\d\d", "TIME"),
             (r"\d+\.\d+ ?s\b|\d+ ?ms\b", "LONG"), (r"-{3,}|={3,}", "RULE"), (r"[ \t]+", " "), (r" $", "")]
 PATIENCE_S = 60  # only ends a wait that would not end
 
