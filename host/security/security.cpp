@@ -27,9 +27,9 @@ Result<Value> reported(Result<Value> result) {
 }
 
 Result<std::string> sealed_of(const std::string &user, const sch_security_user_rec &record) {
-  const std::string password(text_in(record.password));
   if (record.form == security_form_clear) return seal_password(user, text_in(record.password));
   if (record.form != security_form_sealed) return error_of(err_bad_value);
+  const std::string password(text_in(record.password));
   ClearText clear;
   if (const Result<void> opened = open_password(user, password, &clear); !opened) return opened.error();
   return password;

@@ -36,6 +36,7 @@ class ServiceProcess {
   ~ServiceProcess();
   ServiceProcess(const ServiceProcess &) = delete;
   ServiceProcess &operator=(const ServiceProcess &) = delete;
+  pid_t id() const { return process_; }
 
  private:
   pid_t process_;
