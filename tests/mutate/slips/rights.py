@@ -13,6 +13,7 @@ CLOSED = "Rights.of_a_user_whose_account_is_closed_change_nothing"
 NAMES = "Rights.on_a_password_are_of_the_very_name"
 SEEN, OWN = "Authority.users_see_their_own_jobs_schedules_and_log_and_root_sees_all", (
     "Authority.everybody_works_with_their_own_and_the_administrator_with_everything")
+OUTLASTS = "PamTest.no_clear_password_outlasts_its_request_in_the_services_memory"
 REQUESTS, IDENTITY = "service_request_test", "transport_identity_test"
 
 
@@ -91,4 +92,7 @@ ROWS = [
         "  const Result<pss_handle> handle", "store_test", "TextTest.directory_of_somebody_else_is_neither_dumped_nor_touched"),
     Row("a password is asked for visibly", "shell/keyboard.cpp", "& ~static_cast<tcflag_t>(ECHO)", "| static_cast<tcflag_t>(ECHO)",
         "shell_terminal_test", "Terminal.asks_for_a_password_without_showing_it"),
+    Row("a password stays where it was received", "host/transport/session.cpp",
+        "  explicit_bzero(packet.data(), size);  // a password may have been in it\n", "", "security_pam_test", OUTLASTS),
+    Row("a password stays in the stack", "host/transport/session.cpp", "in it\n  wipe_stack_below();", "in it", "security_pam_test", OUTLASTS),
 ]  # fmt: skip
