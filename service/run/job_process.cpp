@@ -116,16 +116,23 @@ void JobProcess::pam_out_of_time() {
   kill(started_.pid, give_up_signal);
   pam_timer_ = host::Watch::after_ms(give_up_ms, [this] {
     pam_timer_.stop();
-    kill(-started_.pid, SIGKILL);
-    kill(started_.pid, SIGKILL);
+    kill_keeper();
   });
+}
+
+// With what PAM's modules have left in its process group.
+void JobProcess::kill_keeper() const {
+  kill(-started_.pid, SIGKILL);
+  kill(started_.pid, SIGKILL);
 }
 
 void JobProcess::signal_all(int number) const {
   if (started_.pid <= 0) return;
   // Every process gets the signal only once: some programs quit without cleaning up at the second one.
   if (started_.group && started_.group.signal(number)) return;
-  if (started_.kept) {
+  if (started_.kept && pam_timer_.active()) {
+    kill(started_.pid, give_up_signal);  // it reads no order before PAM's modules have answered
+  } else if (started_.kept) {
     const KeeperOrder order = {number};
     send(started_.channel.get(), &order, sizeof order, MSG_NOSIGNAL | MSG_DONTWAIT);
   } else if (kill(-started_.pid, number) != 0) {
@@ -239,13 +246,14 @@ void JobProcess::finish() {
 }
 
 JobProcess::Result JobProcess::end() {
-  for (host::Watch *watch : {&output_, &exit_, &timer_, &reports_, &emptying_, &pam_timer_})
+  for (host::Watch *watch : {&output_, &exit_, &timer_, &reports_, &emptying_})
     watch->stop();
   if (started_.pid > 0) {
     kill_all();
-    if (!wait_ms(keeper_end_ms)) kill(started_.pid, SIGKILL);
+    if (!wait_ms(keeper_end_ms)) kill_keeper();
     collect();
   }
+  pam_timer_.stop();
   started_.group.kill();
   for (int round = 0; round < stop_rounds && !started_.group.remove(); round++)
     usleep(stop_round_us);

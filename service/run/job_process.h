@@ -58,6 +58,7 @@ class JobProcess {
   void finish();
   void collect();
   void kill_all() const;
+  void kill_keeper() const;
   static void wait_for(std::vector<JobProcess *> processes, int milliseconds);
   void say(const std::string &what);
   void judge();

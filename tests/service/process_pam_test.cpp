@@ -34,14 +34,18 @@ class JobWithPam : public ::testing::Test {
     return path;
   }
 
+  service::Processes::Options options() const {
+    service::Processes::Options with_pam;
+    with_pam.pam = true;
+    with_pam.pam_directory = directory.path();
+    with_pam.pam_deadline_ms = deadline_ms;
+    return with_pam;
+  }
+
   JobProcess::Result run(const std::string &text, bool leave_daemons = false) {
-    service::Processes::Options options;
-    options.pam = true;
-    options.pam_directory = directory.path();
-    options.pam_deadline_ms = deadline_ms;
     service::Task job = task_of("nobody", text);
     job.leave_daemons = leave_daemons;
-    return Starting(Kept::by_keeper, options).run(job);
+    return Starting(Kept::by_keeper, options()).run(job);
   }
 
   std::string noted() const {
@@ -119,6 +123,21 @@ TEST_F(JobWithPam, programs_of_modules_that_do_not_answer_end_with_them) {
   pid_t slow = 0;
   if (!(std::ifstream(begun) >> slow)) GTEST_SKIP() << "none had begun";
   EXPECT_TRUE(comes_true([&] { return has_ended(slow); }));
+  kill(slow, SIGKILL);
+}
+
+TEST_F(JobWithPam, modules_under_way_when_the_service_ends_are_given_up_at_once_with_their_programs) {
+  const std::string begun = directory.path() + "/begun";
+  services("account required pam_exec.so " + program("echo $$ > " + begun + "; sleep 1000\n") + "\n");
+  Starting starting(Kept::by_keeper, options());
+  const auto process = starting.start(task_of("nobody", "echo ran\n"));
+  const pid_t slow = read_number(begun);
+  ASSERT_GT(slow, 0);
+  JobProcess::end_all({process.get()}, 60000);
+  const JobProcess::Result result = process->end();
+  EXPECT_EQ(result.reason, Reason::stopped);
+  EXPECT_EQ(result.output, "");
+  EXPECT_TRUE(has_ended(slow));
   kill(slow, SIGKILL);
 }
 

@@ -113,4 +113,6 @@ ROWS = [
         TEST, "Kept/Ready.for_another_text_never_begins/by_keeper"),
     Row("the owner's groups are left out", PROCESSES, "launch.group_count = static_cast<uint32_t>(groups->size());", "launch.group_count = 0;",
         TEST, "JobOfAnotherUser.all_of_its_owners_groups_are_its_own"),
+    Row("modules that do not answer are waited for at the end", "service/run/job_process.cpp", "started_.kept && pam_timer_.active()", "false",
+        "service_process_test", "JobWithPam.modules_under_way_when_the_service_ends_are_given_up_at_once_with_their_programs"),
 ]  # fmt: skip
