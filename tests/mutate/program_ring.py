@@ -78,7 +78,7 @@ class Tree:
     def configure_sanitized(self):
         self.configure(" ".join(SANITIZERS))
 
-    def configure(self, flags, *more):
+    def configure(self, flags="", *more):
         options = ["-DCMAKE_BUILD_TYPE=Mutate", "-DBUILD_SHARED_LIBS=ON", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", *more]
         options += [f"-DCMAKE_{language}_FLAGS=-O0 -w {flags}" for language in ("C", "CXX")]
         if shutil.which("ld.lld"):

@@ -8,12 +8,11 @@ import argparse
 import dataclasses
 import functools
 import pathlib
-import shutil
 import subprocess
 import sys
 import time
 
-from commands import ROOT, must
+from commands import ROOT
 from program_ring import CONTAINED, Tree
 
 SECONDS = 300  # for one test as it is
@@ -84,17 +83,6 @@ class Checker:
         return self.changed(row)
 
 
-def configure(tree):
-    """Without the sanitizers and the notes of the mutation check, which would only take time: the tests alone decide."""
-    options = ["-DCMAKE_BUILD_TYPE=Rows", "-DBUILD_SHARED_LIBS=ON", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON"]
-    options += [f"-DCMAKE_{language}_FLAGS=-O0 -w" for language in ("C", "CXX")]
-    if shutil.which("ld.lld"):
-        options += [f"-DCMAKE_{kind}_LINKER_FLAGS=-fuse-ld=lld" for kind in ("EXE", "SHARED")]
-    if shutil.which("ccache"):
-        options += [f"-DCMAKE_{language}_COMPILER_LAUNCHER=ccache" for language in ("C", "CXX")]
-    must(["cmake", "-S", tree.source, "-B", tree.build, "-G", "Ninja", *options])
-
-
 def main(description, rows, name):
     parser = argparse.ArgumentParser(description=description)
     parser.add_argument("--folder", type=pathlib.Path, default=ROOT / "build" / name, help="of the copy and its build")
@@ -104,7 +92,7 @@ def main(description, rows, name):
     chosen = [row for row in rows if options.only in row.what]
     tree = Tree(options.folder)
     tree.take_commit()
-    configure(tree)
+    tree.configure()  # the tests alone decide: no sanitizers, no notes of what is entered
     built = tree.make(sorted({program for row in chosen for program, _ in row.tests}), jobs=options.jobs)
     if built.returncode != 0:
         sys.exit(built.stdout + built.stderr)
