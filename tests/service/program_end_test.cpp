@@ -19,7 +19,7 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 
 template <typename Record>
-host::Bytes payload_of(const Record &record, std::string_view text = {}) {
+host::Bytes payload_of(const Record &record, std::string_view text = "") {
   host::Bytes payload(sizeof record + text.size());
   std::memcpy(payload.data(), &record, sizeof record);
   std::memcpy(payload.data() + sizeof record, text.data(), text.size());
