@@ -2,8 +2,6 @@
 #include "tests/service/store_faults.h"
 
 #include <dlfcn.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include <csignal>
 
@@ -17,7 +15,7 @@ namespace {
 int calls_until_failure = 0;
 bool has_failed = false;
 int points_until_death = 0;
-int writes = 0, commits = 0, syncs = 0;
+int writes = 0, commits = 0;
 
 void maybe_die() {
   if (points_until_death != 0 && --points_until_death == 0) raise(SIGKILL);
@@ -59,10 +57,6 @@ int store_commits() {
   return commits;
 }
 
-int store_syncs() {
-  return syncs;
-}
-
 bool store_call_failed() {
   return has_failed;
 }
@@ -75,11 +69,6 @@ extern "C" uint32_t pss_store(pss_handle store, uint32_t count, const pss_buf *k
   service_test::writes++;
   if (service_test::fails_now()) return host::err_store_io;
   return service_test::between_points([&] { return stored(store, count, keys, values); });
-}
-
-extern "C" int fdatasync(int file) {
-  service_test::syncs++;
-  return static_cast<int>(syscall(SYS_fdatasync, file));
 }
 
 host::Result<void> host::store_commit(pss_handle store) {
