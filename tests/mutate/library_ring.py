@@ -29,6 +29,8 @@ class Test:
 class LibraryRing:
     """The library and its tests, built once; the tests relinked so that they load the library instead of holding it."""
 
+    stages = ("sanitized",)
+
     def __init__(self, _, directory, jobs):
         self.directory = directory
         self.jobs = jobs
@@ -40,7 +42,7 @@ class LibraryRing:
         self.texts = {file: (ROOT / file).read_text() for file in self.sources()}  # as they were built
         self.limits = time_limits(self)
 
-    def workers(self):
+    def workers(self, _):
         return [Worker(self, number) for number in range(self.jobs)]
 
     def configure(self):

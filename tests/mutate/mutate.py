@@ -44,7 +44,7 @@ def as_row(mutant):
 
 class Verdicts:
     """What is known from earlier runs: of what was caught as long as the mutated file is the same and tests only get
-    better, of what survived as long as the commit is."""
+    better, of what survived a stage as long as the commit is."""
 
     def __init__(self, path, texts):
         self.path = path
@@ -55,37 +55,48 @@ class Verdicts:
     def name(self, mutant):
         return " ".join([self.digests[mutant.file], mutant.file, str(mutant.begin), mutant.change])
 
-    def earlier(self, mutant):
-        verdict, commit = self.known.get(self.name(mutant), (None, None))
+    def earlier(self, mutant, stage):
+        verdict, commit = self.known.get(self.name(mutant), {}).get(stage, (None, None))
         return None if verdict == "survived" and commit != self.commit else verdict
 
-    def note(self, mutant, verdict):
-        self.known[self.name(mutant)] = (verdict, self.commit)
+    def note(self, mutant, stage, verdict):
+        self.known.setdefault(self.name(mutant), {})[stage] = (verdict, self.commit)
         whole = self.path.with_suffix(".new")  # an interruption leaves the old one or the new one
         whole.write_text(json.dumps(self.known))
         whole.replace(self.path)
 
 
-def check_all(ring, candidates, wanted, jobs, verdicts, log):
-    """Results of the first `wanted` candidates that compile."""
+def check_stages(ring, stages, candidates, wanted, jobs, verdicts, log):
+    """Results of the first `wanted` candidates that compile: each stage tries what has survived those before."""
+    results = {}
+    for stage in stages:
+        for mutant, verdict in check_all(ring, stage, candidates, wanted, jobs, verdicts, log):
+            results[mutant] = verdict
+        candidates = [mutant for mutant, verdict in results.items() if verdict == "survived"]
+        wanted = len(candidates)
+    return [(mutant, verdict) for mutant, verdict in results.items() if verdict != "invalid"]
+
+
+def check_all(ring, stage, candidates, wanted, jobs, verdicts, log):
+    """Results of one stage."""
     workers = queue.SimpleQueue()
-    for worker in ring.workers():
+    for worker in ring.workers(stage):
         workers.put(worker)
 
     def check(mutant):
-        if verdicts.earlier(mutant) is not None:
-            return mutant, verdicts.earlier(mutant)
+        if verdicts.earlier(mutant, stage) is not None:
+            return mutant, verdicts.earlier(mutant, stage)
         worker = workers.get()
         try:
             return mutant, worker.check(mutant)
         finally:
             workers.put(worker)
 
-    results, remaining = [], iter(candidates)
+    results, valid, remaining = [], 0, iter(candidates)
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
         pending = set()
         while True:
-            while len(pending) < jobs and len(results) + len(pending) < wanted:
+            while len(pending) < jobs and valid + len(pending) < wanted:
                 mutant = next(remaining, None)
                 if mutant is None:
                     break
@@ -95,16 +106,18 @@ def check_all(ring, candidates, wanted, jobs, verdicts, log):
             done, pending = concurrent.futures.wait(pending, return_when=concurrent.futures.FIRST_COMPLETED)
             for future in done:
                 mutant, verdict = future.result()
-                verdicts.note(mutant, verdict)
-                print(f"{verdict:24} {mutant.file}:{mutant.line}: {mutant.change}: {mutant.source}", file=log, flush=True)
+                verdicts.note(mutant, stage, verdict)
+                where = f"{mutant.file}:{mutant.line}"
+                print(f"{stage:9} {verdict:24} {where}: {mutant.change}: {mutant.source}", file=log, flush=True)
+                results.append((mutant, verdict))
                 if verdict != "invalid":
-                    results.append((mutant, verdict))
-                    show_progress(len(results), wanted)
+                    valid += 1
+                    show_progress(stage, valid, wanted)
 
 
-def show_progress(done, wanted):
+def show_progress(stage, done, wanted):
     if sys.stderr.isatty():
-        print(f"\r{done} of {wanted}", end="\n" if done == wanted else "", file=sys.stderr, flush=True)
+        print(f"\r{stage}: {done} of {wanted}", end="\n" if done == wanted else "", file=sys.stderr, flush=True)
 
 
 def print_table(results):
@@ -156,6 +169,7 @@ def parse_arguments():
     parser.add_argument("--only", default="", help="mutate files whose path begins so")
     parser.add_argument("--operator", help="mutate in this way alone")
     parser.add_argument("--resume", action="store_true", help="keep what earlier runs found in files that are the same")
+    parser.add_argument("--first", action="store_true", help="leave out what comes after the first stage")
     parser.add_argument("--survivors", action="store_true", help="check the survivors of the last run again")
     parser.add_argument("--known", action="store_true", help="check the explained survivors again")
     return parser.parse_args()
@@ -187,8 +201,9 @@ def main():
     if not arguments.resume:
         (build / "verdicts.json").unlink(missing_ok=True)
     verdicts = Verdicts(build / "verdicts.json", ring.texts)
+    stages = ring.stages[:1] if arguments.first else ring.stages
     with open(build / "mutants.log", "w") as log:
-        results = check_all(ring, candidates, arguments.count, arguments.jobs, verdicts, log)
+        results = check_stages(ring, stages, candidates, arguments.count, arguments.jobs, verdicts, log)
     last.write_text(json.dumps([m.key() for m, verdict in results if verdict == "survived"]))
     return report(results, known, REQUIRED[arguments.ring])
 

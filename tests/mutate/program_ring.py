@@ -92,6 +92,11 @@ class Tree:
         environment = {**os.environ, "CCACHE_BASEDIR": str(self.directory), "CCACHE_NOHASHDIR": "1"}
         return run(["ninja", "-C", self.build, f"-j{jobs}", *targets], env=environment)
 
+    def make_all(self, jobs):
+        built = self.make(jobs=jobs)
+        if built.returncode != 0:
+            sys.exit(built.stdout + built.stderr)
+
     def products(self):
         """All that is linked and is no test."""
         targets = must(["ninja", "-C", self.build, "-t", "targets", "all"]).splitlines()
@@ -173,19 +178,19 @@ class Tree:
 
 
 class ProgramRing:
-    """What the check needs to know of a ring: its texts, and a worker for each job."""
+    """What the check needs to know of a ring: its texts, its stages, and a worker for each job."""
+
+    stages = ("plain", "sanitized")
 
     def __init__(self, ring, directory, jobs, seconds):
         self.ring = ring
         self.seconds = seconds
         self.trees = [Tree(directory / f"noted{number}") for number in range(jobs)]
         self.sanitized_trees = [Tree(directory / f"sanitized{number}") for number in range(jobs)]
-        for tree in self.trees + self.sanitized_trees:
+        for tree in self.trees:
             tree.take_commit()
-            tree.configure_noted() if tree in self.trees else tree.configure_sanitized()
-            built = tree.make(jobs=jobs)
-            if built.returncode != 0:
-                sys.exit(built.stdout + built.stderr)
+            tree.configure_noted()
+            tree.make_all(jobs)
         first = self.trees[0]
         self.targets = first.products()
         self.texts = {file: (first.source / file).read_text() for file in first.sources(ring)}
@@ -235,8 +240,14 @@ class ProgramRing:
         """For a line without code of its own, as in a table."""
         return self.reach.that_enter(self.places.of_file(file)) or set(self.reach.seconds)
 
-    def workers(self):
-        return [Worker(self, *trees) for trees in zip(self.trees, self.sanitized_trees)]
+    def workers(self, stage):
+        if stage == "plain":
+            return [Worker(self, tree, is_known=True) for tree in self.trees]
+        for tree in self.sanitized_trees:
+            tree.take_commit()
+            tree.configure_sanitized()
+            tree.make_all(len(self.trees))
+        return [Worker(self, tree, is_known=False) for tree in self.sanitized_trees]
 
     def in_order(self, tests, file, cases):
         """(test, its cases), as many as the time for a mutant has room for."""
@@ -277,19 +288,6 @@ class ProgramRing:
 
 
 class Worker:
-    def __init__(self, ring, noted, sanitized):
-        self.stages = [Stage(ring, noted, is_known=True), Stage(ring, sanitized, is_known=False)]
-
-    def check(self, mutant):
-        """'invalid', 'survived', or what caught it."""
-        verdict = "survived"
-        for stage in self.stages:
-            if verdict == "survived":
-                verdict = stage.check(mutant)
-        return verdict
-
-
-class Stage:
     """A build that mutants are tried in. is_known: its tests have passed with the unchanged ring."""
 
     def __init__(self, ring, tree, is_known):
@@ -300,6 +298,7 @@ class Stage:
         self.stale = set()  # test programs that may have an earlier mutant's header
 
     def check(self, mutant):
+        """'invalid', 'survived', or what caught it."""
         path = self.tree.source / mutant.file
         original = self.ring.texts[mutant.file]
         path.write_text(mutant.apply(original))
