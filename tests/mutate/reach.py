@@ -114,6 +114,8 @@ class Places:
                 at = bisect.bisect_right(begins, address) - 1
                 if at >= 0 and address < known[at][1]:
                     self.functions[file, line].add(name | begins[at])
+        if not self.functions:
+            raise RuntimeError("no function was found by its lines: is the build without debug information?")
 
     def of(self, file, line):
         return self.functions.get((file, line), set())
