@@ -7,8 +7,9 @@ import signal
 import struct
 import time
 
-from measures import OTHER_USER, Probe, lateness, settings, sleep_until
-from service import HEADER, MORE, SHOW, Client, Service
+from probe import Probe, lateness, sleep_until
+from service import HEADER, MORE, SHOW, Client, Service, settings
+from tables import OTHER_USER
 
 HOG = "daemon"
 HANGING = 64

@@ -7,8 +7,7 @@ import re
 import subprocess
 import time
 
-from measures import settings
-from service import Service
+from service import Service, settings
 
 KNOWN = pathlib.Path(__file__).with_name("instructions.json")
 TOLERANCE = 1.15  # the same build differs by a twentieth, as its loop turns once more when the client is late

@@ -64,7 +64,7 @@ def line_of(row):
     peer = f"{row['peer_name']:12.12} {both(row['peer'])}" if "peer" in row else " " * 34
     goal = "" if row["goal"] is None else f"goal {'>=' if row['at_least'] else '<='} {row['goal']:<8.4g}"
     verdict = {None: "", True: "met", False: "MISSED"}[row["met"]]
-    return f"{row['name']:44.44} {row['unit']:4} {both(row['ours'])}  {peer}  {row['figure']:9.3f}  {goal:16} {verdict}"
+    return f"{row['name']:60.60} {row['unit']:4} {both(row['ours'])}  {peer}  {row['figure']:9.3f}  {goal:16} {verdict}"
 
 
 def compare(before, after):
@@ -76,7 +76,7 @@ def compare(before, after):
         was = known.get(row["name"])
         change = f"{was['figure']:9.3f} -> {row['figure']:9.3f}  x {row['figure'] / was['figure']:.2f}" \
             if was and was["figure"] else f"{'new':>9} -> {row['figure']:9.3f}"
-        print(f"{row['name']:44.44} {change}")
+        print(f"{row['name']:60.60} {change}")
 
 
 def exponent(sizes, costs):

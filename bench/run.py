@@ -11,13 +11,18 @@ import pathlib
 import sys
 import tempfile
 
-import measures
+from burst import burst
+from clients import log, shell
+from due import due
 from fairness import fairness
+from footprint import memory, start
 from instructions import instructions
 from picture import write_picture
+from programs import growth, store, text, transport
 from report import Report, commit_of, compare, head
 
-MEASURES = {**measures.MEASURES, "fairness": fairness, "instructions": instructions}
+MEASURES = {measure.__name__: measure for measure in (
+    due, burst, growth, start, memory, log, shell, store, transport, text, fairness, instructions)}
 
 
 def arguments():

@@ -3,17 +3,25 @@
 import contextlib
 import os
 import pathlib
+import re
 import socket
 import struct
 import subprocess
 import time
 
 CONFIG, SHOW, CONTROL = 5950, 5951, 5949
-ENABLE = 3  # of CONTROL
+ENABLE, STATUS, PUT_CONFIGURATION, APPLY_CONFIGURATION, METRICS = 3, 26, 60, 61, 76  # of CONTROL
+TEXT, OVERLAY = 1, 1  # a configuration is applied from a text; what it does not name stays
+PIECE = 60000  # of a text, well below what a frame takes
 CREATE_JOB, DEFINE_JOB, CREATE_SCHEDULE, MODIFY, DELETE_SCHEDULE, SHOW_SCHEDULE, RESIZE_LOG = 0, 1, 3, 4, 5, 6, 9
 ADD_JOB, PERIODIC = 999, 7  # what a schedule is changed in
 HEADER = struct.Struct("=IHHIIIIII32s32s")
 MAGIC, VERSION, REQUEST, MORE = 0x46484353, 1, 1, 1
+
+
+def settings(interpreter, **limits):
+    lines = [f"[service]\ninterpreter={interpreter}\n[limits]\nschedules=100000\nschedules-per-user=100000\n[runs]"]
+    return "\n".join(lines + [f"{name.replace('_', '-')}={value}" for name, value in limits.items()]) + "\n"
 
 
 class Client:
@@ -26,14 +34,50 @@ class Client:
     def ask(self, service, message_class, body, user=""):
         header = HEADER.pack(MAGIC, VERSION, REQUEST, service, message_class, 1, 0, 0, len(body), user.encode(), b"")
         self.socket.send(header + body)
-        reply = self.socket.recv(70000)
-        return HEADER.unpack_from(reply)[7], reply[HEADER.size:]
+        reply = b""
+        while True:  # a packet has one frame or several, and a long reply several packets
+            packet = self.socket.recv(70000)
+            if not packet:
+                raise RuntimeError("the service hangs up")
+            while packet:
+                head = HEADER.unpack_from(packet)
+                end = HEADER.size + head[8]
+                reply += packet[HEADER.size:end]
+                packet = packet[end:]
+                if not head[6] & MORE:
+                    return head[7], reply
 
     def want(self, opcode, payload, user="", service=CONFIG, message_class=3):
         status, reply = self.ask(service, message_class, struct.pack("=II", opcode, len(payload)) + payload, user)
         if status:
             raise RuntimeError(f"request {opcode}: status {status}")
         return reply
+
+    def control(self, operation, payload=b"", user=""):
+        status, reply = self.ask(CONTROL, 0, struct.pack("=I", operation) + payload, user)
+        if status:
+            raise RuntimeError(f"operation {operation}: status {status}")
+        return reply
+
+    def configure(self, text, user=""):
+        """A configuration's text is added to the present one, as one change."""
+        number = 0
+        for place in range(0, len(text), PIECE):
+            piece = text[place:place + PIECE].encode()
+            number, = struct.unpack("=I", self.control(PUT_CONFIGURATION, struct.pack("=I", number) + piece, user))
+        reply = self.control(APPLY_CONFIGURATION, struct.pack("=6IQ", TEXT, number, OVERLAY, 0, 0, 0, 0) + b"\0", user)
+        if status := struct.unpack_from("=I", reply)[0]:
+            raise RuntimeError(f"a configuration is refused: status {status}, {reply[16:400]}")
+
+    def schedule_counts(self, owners=()):
+        """Of all schedules, and of those of each owner."""
+        text = self.control(STATUS).decode()
+        lines = ["schedules", *(f"share of {owner}: schedules" for owner in owners)]
+        found = [re.search(rf"^{line}:? (\d+)", text, re.MULTILINE) for line in lines]
+        return [int(count[1]) if count else 0 for count in found]
+
+    def stored_outcomes(self):
+        return int(re.search(rb"^schedcli_stored_outcomes_total (\d+)", self.control(METRICS), re.MULTILINE)[1])
 
     def define_job(self, name, text, user=""):
         head = struct.pack("=II32s", 0, 0, name.encode())
@@ -86,7 +130,7 @@ class Service:
             path.unlink(missing_ok=True)
             told.bind(str(path))
             told.settimeout(60)
-            environment = dict(os.environ, NOTIFY_SOCKET=str(path), SCHEDCLI_RUN_DIR=str(self.run), TZ="UTC")
+            environment = dict(self.environment(), NOTIFY_SOCKET=str(path), TZ="UTC")
             if self.preload:
                 environment["LD_PRELOAD"] = str(self.preload)
             begin = time.monotonic()
@@ -100,9 +144,11 @@ class Service:
         client.ask(CONTROL, 0, struct.pack("=I", ENABLE))
         return client
 
+    def environment(self):
+        """In which the shell finds this service and no other."""
+        return dict(os.environ, SCHEDCLI_RUN_DIR=str(self.run))
+
     def shell(self, command):
-        """The words that run one command of the shell here, and on any other service no more."""
-        os.environ["SCHEDCLI_RUN_DIR"] = str(self.run)
         return [self.build / "shell/schedsh", "-c", command]
 
     def stop(self):

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The service's round trips beside what the machine can do at best and beside what others use, in turns, so that a busy
-// machine touches all alike, on one core and from core to core:
+// transport_bench DIRECTORY SCHEDULES: of the service whose settings and state, with so many schedules, are in
+// DIRECTORY. Its round trips beside what the machine can do at best and beside what others use, in turns, so that a
+// busy machine touches all alike, on one core and from core to core:
 //   a show request        beside a bare SEQPACKET ping-pong of the same sizes, and beside a message bus
 //   a durable request     beside a bare peer that commits the same bytes to LMDB, synced, before it answers
 #include <fcntl.h>
@@ -16,12 +17,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "bench/dbus_peer.h"
+#include "bench/durable_peer.h"
 #include "bench/process.h"
 #include "bench/rows.h"
 #include "control/operations.h"
@@ -37,7 +38,7 @@ namespace bench {
 namespace {
 
 constexpr std::size_t job_text = 400;
-constexpr std::size_t frame_header = 96, show_request = 48, show_reply = 44 + job_text;
+constexpr std::size_t frame_header = 96, define_request = 56 + job_text, show_request = 48, show_reply = 44 + job_text;
 constexpr int rounds = 200, show_calls = 50, durable_calls = 1;
 constexpr const char *job_name = "bench";
 
@@ -45,6 +46,8 @@ struct JobRequest {
   sch_request_header header;
   sch_job_request payload = {};
 };
+
+static_assert(sizeof(JobRequest) + job_text == define_request);
 
 struct ShowRequest {
   sch_request_header header = {SCH_OP_SHOW_JOB, sizeof(sch_show_request)};
@@ -65,9 +68,19 @@ void want(uint32_t status, const char *what) {
   if (status != 0) fail(what, syserr2str(status));
 }
 
+// In the tables beside the job of the benchmark: schedules that wait, with jobs of their own.
+void want_schedules(int count) {
+  const auto status = control::ask_service(control::Operation::status);
+  if (!status) fail("status", status.error().text);
+  const std::string text(reinterpret_cast<const char *>(status->data()), status->size());
+  if (text.find("\nschedules: " + std::to_string(count) + "\n") == std::string::npos)
+    fail("the tables", "not as many schedules as they should hold");
+}
+
 class Service {
  public:
-  explicit Service(const std::string &state) : process_(spawn({SCHEDD, "--state-dir", state})) {
+  Service(const std::string &directory, int schedules)
+      : process_(spawn({SCHEDD, "--config", directory + "/schedd.conf", "--state-dir", directory + "/state"})) {
     host::set_reply_timeout_ms(10000);
     const auto end_of_patience = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     uint32_t status = 0;
@@ -78,6 +91,7 @@ class Service {
     JobRequest create = {{SCH_OP_CREATE_JOB, sizeof create.payload}};
     std::strcpy(create.payload.head.name, job_name);
     want(send(SCH_SERVICE_CONFIG, SCH_CLASS_CONFIG, &create, sizeof create, nullptr), "creating a job");
+    want_schedules(schedules);
   }
   ~Service() { end(process_); }
   Service(const Service &) = delete;
@@ -85,6 +99,7 @@ class Service {
 
   static void show() {
     ShowRequest request;
+    std::strcpy(request.payload.name, job_name);
     std::size_t replied = 0;
     want(send(SCH_SERVICE_SHOW, SCH_CLASS_SHOW, &request, sizeof request, &replied), "show");
     if (replied != show_reply) fail("show", "a reply of another size");
@@ -137,84 +152,6 @@ class PingPong {
     std::array<char, answered> buffer = {};
     while (::recv(socket, buffer.data(), buffer.size(), 0) > 0)
       if (::send(socket, buffer.data(), answered, 0) < 0) break;
-    ::_exit(0);
-  }
-  int socket_ = -1;
-  pid_t process_ = 0;
-};
-
-// One synced commit of what a job's text is in the store: its header and its one fragment.
-class BareCommit {
- public:
-  explicit BareCommit(const std::string &path) {
-    check(mdb_env_create(&environment_));
-    check(mdb_env_set_mapsize(environment_, std::size_t{64} << 20));
-    check(mdb_env_open(environment_, path.c_str(), MDB_NOSUBDIR | MDB_NOTLS | MDB_NORDAHEAD, 0600));
-  }
-  ~BareCommit() { mdb_env_close(environment_); }
-  BareCommit(const BareCommit &) = delete;
-  BareCommit &operator=(const BareCommit &) = delete;
-
-  void commit(char letter) {
-    MDB_txn *transaction = nullptr;
-    check(mdb_txn_begin(environment_, nullptr, 0, &transaction));
-    if (table_ == 0) check(mdb_dbi_open(transaction, nullptr, 0, &table_));
-    put(transaction, 0, 12, letter);
-    put(transaction, 1, job_text, letter);
-    check(mdb_txn_commit(transaction));
-  }
-
- private:
-  static void check(int code) {
-    if (code != 0) fail("LMDB", mdb_strerror(code));
-  }
-  void put(MDB_txn *transaction, char fragment, std::size_t size, char letter) {
-    std::array<char, 40> key_bytes = {0, 0, 0, 1, 0, 0, 0, fragment, 'b', 'e', 'n', 'c', 'h'};
-    std::array<char, job_text> value_bytes;
-    value_bytes.fill(letter);
-    MDB_val key = {key_bytes.size(), key_bytes.data()}, value = {size, value_bytes.data()};
-    check(mdb_put(transaction, table_, &key, &value, 0));
-  }
-  MDB_env *environment_ = nullptr;
-  MDB_dbi table_ = 0;
-};
-
-// The floor of a durable request: a process of its own, where the service is, that commits and then answers.
-class DurablePeer {
-  static constexpr std::size_t asked = frame_header + sizeof(JobRequest) + job_text, answered = frame_header;
-
- public:
-  explicit DurablePeer(const std::string &path) {
-    int ends[2];
-    if (::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) fail("socket", std::strerror(errno));
-    socket_ = ends[0];
-    process_ = fork_peer();
-    if (process_ == 0) answer(ends[1], path);
-  }
-  ~DurablePeer() {
-    ::close(socket_);
-    end(process_);
-  }
-  DurablePeer(const DurablePeer &) = delete;
-  DurablePeer &operator=(const DurablePeer &) = delete;
-
-  void ask(char letter) const {
-    std::array<char, asked> buffer;
-    buffer.fill(letter);
-    if (::send(socket_, buffer.data(), asked, 0) != asked ||
-        ::recv(socket_, buffer.data(), buffer.size(), 0) != answered)
-      fail("durable peer", "a reply of another size");
-  }
-
- private:
-  [[noreturn]] static void answer(int socket, const std::string &path) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    BareCommit store(path);
-    std::array<char, asked> buffer = {};
-    while (::recv(socket, buffer.data(), buffer.size(), 0) > 0) {
-      store.commit(buffer.back());
-      if (::send(socket, buffer.data(), answered, 0) < 0) break;
-    }
     ::_exit(0);
   }
   int socket_ = -1;
@@ -280,8 +217,8 @@ void compare_shows(const std::string &directory) {
   if (has_two_cores()) compare_shows(ping_pong, bus, Placement::two_cores);
 }
 
-void compare_durable(const std::string &directory) {
-  const DurablePeer peer(directory + "/bare.mdb");
+void compare_durable(const std::string &directory, int schedules) {
+  const DurablePeer peer(directory + "/bare.mdb", {frame_header + define_request, frame_header, job_text}, schedules);
   place(Placement::one_core);
   char letter = 'a', bare_letter = 'a';
   const auto next = [](char *c) { return *c = *c == 'z' ? 'a' : static_cast<char>(*c + 1); };
@@ -294,18 +231,13 @@ void compare_durable(const std::string &directory) {
   report("durable request", contenders[0], contenders[1], 1.2);
 }
 
-int run(const char *where) {
-  std::string directory = std::string(where) + "/schedcli-bench-XXXXXX";
-  if (::mkdtemp(directory.data()) == nullptr) fail(directory.c_str(), std::strerror(errno));
+int run(const std::string &directory, int schedules) {
   const std::string state = directory + "/state";
   host::use_paths(host::resolve_paths(state.c_str()));
-  {
-    const Service service(state);
-    Service::define('a');
-    compare_shows(directory);
-    compare_durable(directory);
-  }
-  std::filesystem::remove_all(directory);
+  const Service service(directory, schedules);
+  Service::define('a');
+  compare_shows(directory);
+  compare_durable(directory, schedules);
   return 0;
 }
 
@@ -314,5 +246,5 @@ int run(const char *where) {
 }  // namespace bench
 
 int main(int count, char **arguments) {
-  return bench::run(count > 1 ? arguments[1] : "/tmp");
+  return count == 3 ? bench::run(arguments[1], std::atoi(arguments[2])) : 2;
 }
