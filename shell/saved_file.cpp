@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "host/files/directory.h"
 #include "shell/exit_status.h"
 
 namespace shell {
@@ -34,6 +35,11 @@ bool is_whole(FILE *file) {
   return false;
 }
 
+// Its name too. A directory that the user may write into and not read can be synced with its file system alone.
+bool is_durable(FILE *file, const std::string &path) {
+  return is_whole(file) && (host::sync_directory(host::parent_directory(path)) || syncfs(fileno(file)) == 0);
+}
+
 }  // namespace
 
 int write_own_file(const std::string &path, const std::function<int(FILE *)> &write) {
@@ -52,8 +58,8 @@ int write_own_file(const std::string &path, const std::function<int(FILE *)> &wr
     return status;
   }
   const int status = write(file);
-  const bool whole = is_whole(file);
-  return std::fclose(file) == 0 && whole ? status : failed(path, "was not written whole");
+  const bool durable = is_durable(file, path);
+  return std::fclose(file) == 0 && durable ? status : failed(path, "was not written whole");
 }
 
 }  // namespace shell

@@ -13,13 +13,23 @@
 #include <iterator>
 
 namespace {
-off_t synced_size = -1;  // of the last file that was
-}
+off_t synced_size = -1;      // of the last file that was
+ino_t synced_directory = 0;  // the last one
+bool whole_system_synced = false;
+}  // namespace
 
 extern "C" int fsync(int file) {
   struct stat status = {};
-  if (fstat(file, &status) == 0) synced_size = status.st_size;
+  if (fstat(file, &status) == 0 && S_ISDIR(status.st_mode))
+    synced_directory = status.st_ino;
+  else
+    synced_size = status.st_size;
   return fdatasync(file);
+}
+
+extern "C" int syncfs(int) noexcept {
+  whole_system_synced = true;
+  return 0;
 }
 
 namespace shell {
@@ -82,6 +92,22 @@ TEST_F(SavedFile, that_finds_no_room_is_a_failure_wherever_it_ends) {
 TEST_F(SavedFile, is_on_the_disk_with_all_of_it_when_that_is_said) {
   EXPECT_EQ(save(), 0);
   EXPECT_EQ(synced_size, static_cast<off_t>(fs::file_size(path())));
+  struct stat status = {};
+  ASSERT_EQ(stat(directory.c_str(), &status), 0);
+  EXPECT_EQ(synced_directory, status.st_ino);
+}
+
+TEST_F(SavedFile, in_a_directory_that_cannot_be_read_is_on_the_disk_all_the_same) {
+  if (geteuid() == 0) {
+    ASSERT_EQ(chown(directory.c_str(), 65534, 65534), 0);
+    ASSERT_EQ(seteuid(65534), 0);
+  }
+  ASSERT_EQ(chmod(directory.c_str(), 0300), 0);
+  whole_system_synced = false;
+  EXPECT_EQ(save(), 0);
+  EXPECT_TRUE(whole_system_synced);
+  chmod(directory.c_str(), 0700);
+  seteuid(getuid());
 }
 
 TEST_F(SavedFile, is_written_through_no_symbolic_link) {
