@@ -46,12 +46,14 @@ def prepared(bench, size):
         client = service.client()
         client.define_job("bench", b"true\n")
         client.configure("".join(f"scheduler schedule name bench-{i}\n job name bench\n" for i in range(BURST)))
+        service.own = BURST
     return service.state
 
 
 def burst_once(bench, name, size, tables, preload):
     """Milliseconds to the last start and to the last commit of the run-time store."""
     service = Holding(bench, name, size, "", None, tables)
+    service.own = BURST
     probe = Probe(bench, service.directory)
     service.settings.write_text(settings(probe.program, parallel=64, parallel_per_user=64))
     with service:
@@ -75,7 +77,7 @@ def set_times(client):
     begin = time.time()
     for i in range(PACED):
         client.set_time(f"bench-{i}", int(begin) + YEAR_S)
-    moment = int(time.time() + 2 * BURST / PACED * (time.time() - begin)) + 3
+    moment = int(time.time() + 2 * BURST / PACED * (time.time() - begin)) + 2
     for i in range(BURST):
         client.set_time(f"bench-{i}", moment)
     return moment

@@ -89,6 +89,7 @@ class DueService(Holding):
         self.asker.define_job("bench", f"exec {self.probe.program}\n".encode(), self.user)
         for i in range(rounds):
             self.asker.create_schedule(f"bench-{i}", "bench", None, self.user)
+        self.own = rounds
 
     def set_times(self, moments):
         for i, moment in enumerate(moments):

@@ -8,8 +8,8 @@ import struct
 import time
 
 from probe import Probe, lateness, sleep_until
-from service import HEADER, MORE, SHOW, Client, Service, settings
-from tables import OTHER_USER
+from service import HEADER, MORE, SHOW, Client, settings
+from tables import OTHER_USER, SIZES, Holding, at
 
 HOG = "daemon"
 HANGING = 64
@@ -19,11 +19,17 @@ SHOW_LOG = 8
 
 
 def fairness(bench):
-    """Idle first, then beside the hog: one service, one user whose runs are measured."""
-    directory = bench.fresh("fairness")
-    probe = Probe(bench, directory)
-    rounds = bench.rounds(15)
-    with Service(bench.build, directory, settings("/bin/sh", parallel=64)) as service:
+    """Idle first, then beside the hog: one service of each size, one user whose runs are measured."""
+    for size in SIZES:
+        idle, beside = measured(Holding(bench, "fairness", size, settings("/bin/sh", parallel=64)), bench)
+        bench.report.add(at("due beside a user with all of a share", size), "ms", beside, idle, 2, "idle")
+
+
+def measured(service, bench):
+    probe = Probe(bench, service.directory)
+    rounds = bench.rounds(12)
+    service.own = 2 * rounds + 2 * HANGING
+    with service:
         client = service.client()
         client.define_job("bench", f"exec {probe.program}\n".encode(), OTHER_USER)
         idle = phase(client, probe, "idle", rounds)
@@ -34,7 +40,7 @@ def fairness(bench):
     if len(idle) != rounds or len(beside) != rounds:
         raise RuntimeError(f"of {rounds} runs {len(idle)} began idle and {len(beside)} beside the hog")
     print(f"fairness: {HANGING} schedules of {HOG} hang, {read} of its reads of the log in {rounds} s")
-    bench.report.add("due beside a user with all of a share", "ms", beside, idle, 2, "idle")
+    return idle, beside
 
 
 def phase(client, probe, name, rounds):

@@ -12,7 +12,7 @@ SETTINGS = settings("/bin/sh")
 
 def start(bench):
     services = {at("ready", size): Holding(bench, "ready", size, SETTINGS) for size in SIZES}
-    services[at("ready, 256 full jobs", SIZES[-1])] = Service(bench.build, full(bench), SETTINGS)
+    services[at("ready, 256 full jobs", SIZES[-1])] = Holding(bench, "ready-full", SIZES[-1], SETTINGS, None, full(bench))
     taken = {name: [] for name in services}
     for _ in range(bench.rounds(12) + 1):
         for name, service in services.items():

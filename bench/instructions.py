@@ -7,15 +7,15 @@ import re
 import subprocess
 import time
 
-from service import Service, settings
+from service import settings
+from tables import SIZES, Holding, at
 
 KNOWN = pathlib.Path(__file__).with_name("instructions.json")
 TOLERANCE = 1.15  # the same build differs by a twentieth, as its loop turns once more when the client is late
-TABLES = 1000  # schedules that are there, as an empty table would hide a walk
 FEW, MANY = 50, 1050
 
 
-class Counted(Service):
+class Counted(Holding):
     """A service under callgrind."""
 
     def command(self):
@@ -28,11 +28,11 @@ class Counted(Service):
 
 
 def show(client, _):
-    client.show_schedule("bench-500")
+    client.show_schedule("bench")
 
 
 def change(client, _):
-    client.set_time("bench-500", int(time.time()) + 10**6)
+    client.set_time("bench", int(time.time()) + 10**6)
 
 
 def create_and_delete(client, turn):
@@ -43,21 +43,21 @@ def create_and_delete(client, turn):
 REQUESTS = {"show a schedule": show, "change a due time": change, "create and delete a schedule": create_and_delete}
 
 
-def count(bench, request, times):
-    directory = bench.fresh(f"instructions {request.__name__} {times}")
-    service = Counted(bench.build, directory, settings("/bin/true"))
+def count(bench, size, request, times):
+    service = Counted(bench, f"instructions-{request.__name__}-{times}", size, settings("/bin/true"))
     service.start()
     client = service.client()
-    client.define_job("bench", b"true\n")
-    for i in range(TABLES):
-        client.create_schedule(f"bench-{i}", "bench")
+    client.create_schedule("bench", "waits-root")
+    service.own = 1
     for turn in range(times):
         request(client, turn)
     return service.instructions()
 
 
 def instructions(bench):
+    """Noted for each size, as a change copies a page of each level of the store's tree."""
     known = json.loads(KNOWN.read_text())
     for name, request in REQUESTS.items():
-        each = (count(bench, request, MANY) - count(bench, request, FEW)) / (MANY - FEW)
-        bench.report.add(f"instructions: {name}", "", [each], [known[name]], TOLERANCE, "when noted")
+        for size in SIZES:
+            each = (count(bench, size, request, MANY) - count(bench, size, request, FEW)) / (MANY - FEW)
+            bench.report.add(at(f"instructions: {name}", size), "", [each], [known[name][str(size)]], TOLERANCE, "when noted")

@@ -25,7 +25,7 @@ def store(bench):
 
 
 def text(bench):
-    put(bench, "text", full(bench) / "state")
+    put(bench, "text", full(bench))
 
 
 def transport(bench):

@@ -48,7 +48,7 @@ def schedule_text(number, job, due):
 
 
 def full(bench):
-    """The directory of a stopped service with 256 full jobs and 10,000 schedules."""
+    """The state directory of a stopped service with 256 full jobs and 10,000 schedules."""
     directory = bench.directory / "tables-full"
     if not directory.exists():
         directory.mkdir()
@@ -60,7 +60,7 @@ def full(bench):
                                      for i in range(SIZES[-1])))
             if client.schedule_counts() != [SIZES[-1]]:
                 raise RuntimeError(f"{client.schedule_counts()} schedules instead of {SIZES[-1]}")
-    return directory
+    return directory / "state"
 
 
 class Holding(Service):
@@ -72,6 +72,7 @@ class Holding(Service):
         shutil.copytree(tables or waiting(bench, size), directory / "state")
         super().__init__(bench.build, directory, service_settings, preload)
         self.size = size
+        self.own = 0  # schedules of the measure itself
 
     def stop(self):
         try:
@@ -80,7 +81,13 @@ class Holding(Service):
         finally:
             super().stop()
 
+    def __exit__(self, failed, *_):
+        if failed:
+            super().stop()
+        else:
+            self.stop()
+
     def want_schedules(self):
         found, = Client(self.run / "schedd.sock").schedule_counts()
-        if found < self.size:
-            raise RuntimeError(f"{found} schedules where {self.size} should wait")
+        if found != self.size + self.own:
+            raise RuntimeError(f"{found} schedules instead of {self.size} that wait and {self.own}")
