@@ -73,16 +73,17 @@ class Tree:
     def configure_noted(self):
         """Each function that is entered can be noted."""
         noted, library = instrumented(self.build)
-        self.configure(f"-g1 {noted}", *(f"-DCMAKE_{language}_STANDARD_LIBRARIES={library}" for language in ("C", "CXX")))
+        # Before the C library, which has functions of the same names that note nothing.
+        self.configure(f"-g1 {noted}", f"-Wl,--push-state,--no-as-needed,{library},--pop-state")
 
     def configure_sanitized(self):
         self.configure(" ".join(SANITIZERS))
 
-    def configure(self, flags="", *more):
-        options = ["-DCMAKE_BUILD_TYPE=Mutate", "-DBUILD_SHARED_LIBS=ON", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", *more]
+    def configure(self, flags="", linked=""):
+        options = ["-DCMAKE_BUILD_TYPE=Mutate", "-DBUILD_SHARED_LIBS=ON", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON"]
         options += [f"-DCMAKE_{language}_FLAGS=-O0 -w {flags}" for language in ("C", "CXX")]
-        if shutil.which("ld.lld"):
-            options += [f"-DCMAKE_{kind}_LINKER_FLAGS=-fuse-ld=lld" for kind in ("EXE", "SHARED")]
+        linker = "-fuse-ld=lld" if shutil.which("ld.lld") else ""
+        options += [f"-DCMAKE_{kind}_LINKER_FLAGS={linker} {linked}" for kind in ("EXE", "SHARED", "MODULE")]
         if shutil.which("ccache"):
             options += [f"-DCMAKE_{language}_COMPILER_LAUNCHER=ccache" for language in ("C", "CXX")]
         must(["cmake", "-S", self.source, "-B", self.build, "-G", "Ninja", *options])

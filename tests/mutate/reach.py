@@ -5,6 +5,7 @@ import bisect
 import collections
 import dataclasses
 import json
+import os
 import pathlib
 import re
 import struct
@@ -89,16 +90,17 @@ def functions_of(linked):
 
 def lines_of(linked, source):
     """(file, line, address) of each row of the line table that is of our sources."""
-    table = must(["objdump", "--dwarf=decodedline", "-WL", linked])
+    table = must(["objdump", "--wide", "--dwarf=decodedline", linked])
     file = None
     for row in table.splitlines():
         if row.endswith(":") and "/" in row:
             path = row.rstrip(":").removeprefix("CU: ")
             file = path.removeprefix(f"{source}/") if path.startswith(f"{source}/") else None
             continue
-        match = re.match(r"\S+\s+(\d+)\s+0x([0-9a-f]+)", row)
-        if match and file:
-            yield file, int(match[1]), int(match[2], 16)
+        match = re.match(r"(\S+)\s+(\d+)\s+0x([0-9a-f]+)", row)
+        # The rows behind a unit's heading may be of one of its headers.
+        if match and file and os.path.basename(file) == match[1]:
+            yield file, int(match[2]), int(match[3], 16)
 
 
 class Places:
