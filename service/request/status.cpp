@@ -48,8 +48,10 @@ std::map<uint32_t, Share> shares_of_runs(const Runner &runner) {
 
 std::map<uint32_t, Share> every_share(const Runner &runner) {
   std::map<uint32_t, Share> shares = shares_of_runs(runner);
-  for_each_schedule([&](const sch_schedule_entry &entry) { shares[owner_of(entry)].schedules++; });
-  for_each_job([&](const sch_job_entry &slot, uint32_t) { shares[owner_of(slot)].jobs++; });
+  for (const uint32_t tag : owner_tags()) {
+    shares[tag].schedules = schedule_count(tag);
+    shares[tag].jobs = job_count(tag);
+  }
   return shares;
 }
 

@@ -179,6 +179,13 @@ size_t schedule_count(uint32_t owner_tag) {
   return owner == tables.owners.end() ? 0 : owner->second.schedule_count;
 }
 
+std::vector<uint32_t> owner_tags() {
+  std::vector<uint32_t> tags;
+  for (const auto &[tag, of] : tables.owners)
+    if (of.schedule_count != 0 || of.job_count != 0) tags.push_back(tag);
+  return tags;
+}
+
 sch_schedule_entry *add_schedule(std::string_view name, const ScheduleState &state) {
   Tracked<sch_config_key> key(
       static_cast<sch_config_key *>(sch_malloc_check(sizeof(sch_config_key), SCH_MEMORY_KEY, 0, "add config entry")));

@@ -56,4 +56,6 @@ void rename_job(sch_job_entry &slot, std::string_view name);
 size_t job_count(uint32_t owner_tag);
 std::vector<sch_schedule_entry *> schedules_with_job(uint32_t job_id);  // by number
 
+std::vector<uint32_t> owner_tags();  // of all that have a schedule or a job, in any order
+
 }  // namespace service

@@ -226,6 +226,22 @@ TEST_F(TablesTest, jobs_are_found_by_name_and_counted_for_their_owner) {
   EXPECT_EQ(service::job_count(8), 1u);
 }
 
+TEST_F(TablesTest, owners_are_those_with_a_schedule_or_a_job) {
+  const auto tags_in_order = [] {
+    const std::vector<uint32_t> tags = service::owner_tags();
+    return std::set<uint32_t>(tags.begin(), tags.end());
+  };
+  EXPECT_EQ(tags_in_order(), std::set<uint32_t>());
+  add("a", 1);
+  sch_schedule_entry &last = add("b", 2);
+  sch_job_entry *slot = service::add_job("c", 3, 0);
+  EXPECT_EQ(tags_in_order(), (std::set<uint32_t>{1, 2, 3}));
+  remove(last);
+  EXPECT_EQ(tags_in_order(), (std::set<uint32_t>{1, 3}));
+  service::remove_job(*slot);
+  EXPECT_EQ(tags_in_order(), (std::set<uint32_t>{1}));
+}
+
 // All items have the same hash, so that each look-up meets all of them.
 struct Crowded {
   using Key = int;
