@@ -24,7 +24,10 @@ def instrumented(build):
     places = [f'-DENTERED="{build}/entered"', f'-DBUILD="{build}/"']
     must(["cc", "-O1", "-fPIC", "-shared", *places, SOURCE, "-o", library])
     noted = "-finstrument-functions -finstrument-functions-exclude-file-list=/usr/,/tests/"
-    return f"{noted} -fvisibility-inlines-hidden", library
+    # The linker would leave it out of a program that has no such function itself, and the C library has empty ones of
+    # the same names, which would then come before those of the libraries' own library.
+    linked = f"-Wl,--push-state,--no-as-needed {library} -Wl,--pop-state"
+    return f"{noted} -fvisibility-inlines-hidden", linked
 
 
 def hash_of(name):
