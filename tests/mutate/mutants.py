@@ -176,6 +176,8 @@ def calls(statement):
 
 def target(statement):
     """What an assignment or a declaration sets, as it is written there; empty for anything else."""
+    if plain := re.fullmatch(r"struct \w+ (\w+) ?\{\};", statement.strip()):  # one of C, all zeroes
+        return plain.group(1)
     bare = re.sub(r"^if \(.*?\) (?=[\w>.-]+ = )", "", without_texts(statement).strip())
     set_by_call = re.match(rf"{SETTERS}\(&?([\w.>\[\]-]+),", bare)
     if set_by_call:
