@@ -133,8 +133,8 @@ Result<void> replace_store(const std::string &path, const std::string &fresh) {
 Result<void> remove_store(const std::string &path) {
   if (!exists(path)) return store_error(err_store_absent, path, "no such store");
   if (Result<void> claimed = claim(path); !claimed) return claimed;
-  forget_store(path);
   if (unlink(path.c_str()) != 0) return store_result(errno, path);
+  forget_store(path);
   unlink(lock_path(path).c_str());
   return store_result(sync_directory(parent_directory(path)) ? 0 : errno, path);
 }

@@ -175,6 +175,18 @@ TEST_F(ReplaceTest, destroyed_store_takes_its_handles_with_it) {
   EXPECT_EQ(records(create("running:a")), Records{});
 }
 
+TEST_F(ReplaceTest, store_that_cannot_be_removed_stays_open) {
+  const pss_handle store = create("running:a");
+  put(store, "key", "value");
+  ASSERT_EQ(chmod(directory.c_str(), 0555), 0);
+  ASSERT_TRUE(geteuid() != 0 || seteuid(65534) == 0);
+  const uint32_t status = pss_destroy("running:a");
+  ASSERT_TRUE(getuid() != 0 || seteuid(0) == 0);
+  ASSERT_EQ(chmod(directory.c_str(), 0700), 0);
+  EXPECT_EQ(status, host::err_not_permitted);
+  EXPECT_EQ(get(store, "key"), "value");
+}
+
 TEST_F(ReplaceTest, damaged_store_can_be_destroyed) {
   write_file(host::store_path("running:a"), "damaged");
   EXPECT_EQ(pss_destroy("running:a"), 0U);
