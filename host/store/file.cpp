@@ -26,7 +26,7 @@ constexpr uint32_t format_magic = 0xbeefc0de;
 constexpr uint32_t format_version = 1;
 constexpr Word no_page = ~Word{0};
 constexpr uint32_t smallest_page = 512;
-constexpr uint32_t largest_page = 65536;
+constexpr uint32_t largest_page = 32768;  // places within a page have 16 bits
 constexpr unsigned deepest_tree = 32;
 // A page must have exactly one of these flags. With the dirty flag LMDB would write into the page where it is mapped.
 enum PageFlag : uint16_t { branch_page = 1, leaf_page = 2, overflow_page = 4, meta_page = 8 };

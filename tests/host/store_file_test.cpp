@@ -4,6 +4,7 @@
 #include <lmdb.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <random>
@@ -12,6 +13,58 @@
 
 namespace store_test {
 namespace {
+
+// Of a page: where its header has what, and the header's size.
+constexpr std::size_t flags_at = sizeof(std::size_t) + 2, lower_at = flags_at + 2, upper_at = lower_at + 2,
+                      header_size = upper_at + 2;
+constexpr std::size_t page_size_at = header_size + 8 + 2 * sizeof(std::size_t);
+constexpr std::size_t usual_page = 4096;
+constexpr uint16_t leaf_flag = 2;
+
+template <typename T>
+T word_at(const std::string &file, std::size_t at) {
+  T value;
+  memcpy(&value, file.data() + at, sizeof value);
+  return value;
+}
+
+template <typename T, typename Change>
+void change_word(std::string &file, std::size_t at, Change change) {
+  const auto value = static_cast<T>(change(word_at<T>(file, at)));
+  memcpy(file.data() + at, &value, sizeof value);
+}
+
+// The first page that has several records.
+std::size_t leaf_of_records(const std::string &file) {
+  std::size_t page = 2 * usual_page;
+  while (word_at<uint16_t>(file, page + flags_at) != leaf_flag ||
+         word_at<uint16_t>(file, page + lower_at) < header_size + 2 * sizeof(uint16_t))
+    page += usual_page;
+  return page;
+}
+
+// A page's head is at its beginning and its records at its end.
+std::string page_of(std::size_t size, const std::string &usual) {
+  std::string page(size, '\0');
+  if (word_at<uint16_t>(usual, flags_at) != leaf_flag)
+    return page.replace(0, std::min(size, usual.size()), usual, 0, size);
+  const std::size_t upper = word_at<uint16_t>(usual, upper_at), lower = word_at<uint16_t>(usual, lower_at);
+  page.replace(0, lower, usual, 0, lower);
+  page.replace(size - (usual.size() - upper), std::string::npos, usual, upper, std::string::npos);
+  const auto moved = [&](std::size_t place) { return place + size - usual.size(); };
+  for (std::size_t at = upper_at; at < lower; at += sizeof(uint16_t))
+    change_word<uint16_t>(page, at, moved);
+  return page;
+}
+
+std::string in_pages_of(std::size_t size, const std::string &usual) {
+  std::string file;
+  for (std::size_t at = 0; at < usual.size(); at += usual_page)
+    file += page_of(size, usual.substr(at, usual_page));
+  for (const std::size_t meta : {std::size_t{0}, size})
+    change_word<uint32_t>(file, meta + page_size_at, [&](uint32_t) { return size; });
+  return file;
+}
 
 class FileTest : public StoreTest {
  protected:
@@ -125,9 +178,51 @@ TEST_F(FileTest, page_of_zeroes_or_of_another_place_is_refused) {
   }
 }
 
+// The next page would be read for a part of its value.
+TEST_F(FileTest, record_that_reaches_over_its_pages_end_is_refused) {
+  std::string file = compact_store();
+  const std::size_t page = leaf_of_records(file);
+  std::vector<std::size_t> nodes;
+  for (std::size_t at = page + header_size; at < page + word_at<uint16_t>(file, page + lower_at);
+       at += sizeof(uint16_t))
+    nodes.push_back(page + word_at<uint16_t>(file, at));
+  const auto [lowest, highest] = std::ranges::minmax_element(nodes);
+  change_word<uint16_t>(file, *highest, [](uint16_t length) { return length + 2; });
+  change_word<uint16_t>(file, *lowest, [](uint16_t length) { return length - 2; });  // as much room as before in all
+  expect_refused(file, "damaged", "over the end");
+}
+
+struct PageSize {
+  std::size_t bytes;
+  const char *fault;  // null: none
+};
+
+TEST_F(FileTest, pages_may_have_any_size_that_a_machine_can_have_and_no_other) {
+  pss_close(create("running:a"));
+  opened.clear();
+  const std::string usual = file_content(path);
+  const PageSize sizes[] = {{256, "its page size is 256"},
+                            {512, nullptr},
+                            {4095, "its page size is 4095"},
+                            {32768, nullptr},
+                            {65536, "its page size is 65536"}};
+  for (const PageSize &each : sizes) {
+    const std::string file = in_pages_of(each.bytes, usual);
+    if (each.fault != nullptr) {
+      expect_refused(file, each.fault, std::to_string(each.bytes));
+      continue;
+    }
+    write_file(path, file);
+    EXPECT_EQ(records(open("running:a")), Records{}) << each.bytes;
+    pss_close(opened.back());
+    opened.clear();
+  }
+}
+
 TEST_F(FileTest, foreign_files_are_refused_and_left_alone) {
   expect_refused(std::string(100000, '\0'), "is no store", "zeroes");
   expect_refused("#!/bin/sh\nexit 0\n", "is no store", "script");
+  expect_refused("x", "is no store, or cut: it has 1 bytes", "one byte");
   std::string noise(50000, '\0');
   std::mt19937 random(7);
   for (char &c : noise)
