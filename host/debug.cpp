@@ -152,7 +152,7 @@ extern "C" int buginf(int, const char *modname, int, const char *format, ...) {
   return static_cast<int>(line.size());
 }
 
-extern "C" int sdwrap_debug_dump(uint32_t, uint32_t, uint32_t, const uint32_t[2], const char *text) {
+extern "C" int sdwrap_debug_dump(uint32_t, uint32_t, uint32_t, const uint32_t *, const char *text) {
   return text != nullptr && std::strcmp(text, "mtrack_dump_memstats") == 0 ? dump_memory_statistics() : -1;
 }
 

@@ -14,6 +14,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -111,7 +112,7 @@ void leave_only(int outcome) {
   const int nowhere = ::open("/dev/null", O_RDWR);
   for (const int standard : {0, 1, 2})
     ::dup2(nowhere, standard);
-  ::close_range(outcome_in_child + 1, ~0U, 0);
+  ::close_range(outcome_in_child + 1, UINT_MAX, 0);
 }
 
 [[noreturn]] void be_child(int outcome, const std::string &user, const ClearText *password) {

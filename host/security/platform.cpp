@@ -86,9 +86,9 @@ int security_conf_decrypt(const char *text, uint32_t length_with_nul, uint32_t f
                           uint32_t *clear_length) {
   *clear = nullptr;
   *clear_length = 0;
-  if (form != security_form_sealed || length_with_nul == 0) return -1;
+  if (form != security_form_sealed) return -1;
   const std::size_t length = ::strnlen(text, length_with_nul);
-  if (length != length_with_nul - 1) return -1;
+  if (length + 1 != length_with_nul) return -1;
   *clear = ::strndup(text, length);
   if (*clear == nullptr) return -1;
   *clear_length = static_cast<uint32_t>(length);

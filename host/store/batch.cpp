@@ -91,8 +91,7 @@ void open_again_after_panic(Store &store) {
 bool is_where_it_was(const Store &store) {
   struct stat opened {
   }, named{};
-  const int file = store.data_file();
-  if (file < 0 || fstat(file, &opened) != 0) return true;  // not open: the commit reports that
+  if (fstat(store.data_file(), &opened) != 0) return true;  // not open: the commit reports that
   return stat(store.path.c_str(), &named) == 0 && named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
 }
 

@@ -195,13 +195,12 @@ int grow_map(Store &store) {
   // The limit may have been lowered below what the store holds: it can still be emptied.
   const std::size_t most = std::max(bound(), live_pages(stat) * stat.ms_psize * live_share);
   if (info.me_mapsize >= most) return MDB_MAP_FULL;
-  return set_map_size(store, info.me_mapsize > most / 2 ? most : info.me_mapsize * 2);
+  return set_map_size(store, info.me_mapsize + std::min(info.me_mapsize, most - info.me_mapsize));
 }
 
 void reread_description(Store &store) {
-  if (!store.environment || renew_reader(store, store.reader.get()) != 0) return;
-  read_description(store);
-  mdb_txn_reset(store.reader.get());
+  ReaderInUse use;
+  if (store.environment && use_reader(store, &use) == 0) read_description(store);
 }
 
 std::size_t records_bound() {

@@ -36,7 +36,7 @@ bool parse_frame(std::span<const std::byte> packet, Frame *frame) {
 
 SendResult send_packet(int socket, std::span<const std::byte> packet) {
   for (;;) {
-    if (::send(socket, packet.data(), packet.size(), MSG_NOSIGNAL | MSG_DONTWAIT) >= 0) return SendResult::sent;
+    if (::send(socket, packet.data(), packet.size(), MSG_NOSIGNAL | MSG_DONTWAIT) != -1) return SendResult::sent;
     if (errno == EINTR) continue;
     return errno == EAGAIN ? SendResult::blocked : SendResult::failed;
   }
@@ -50,7 +50,7 @@ SendResult send_frame(int socket, const FrameHeader &header, std::span<const std
   message.msg_iov = parts.data();
   message.msg_iovlen = parts.size();
   for (;;) {
-    if (::sendmsg(socket, &message, MSG_NOSIGNAL | MSG_DONTWAIT) >= 0) return SendResult::sent;
+    if (::sendmsg(socket, &message, MSG_NOSIGNAL | MSG_DONTWAIT) != -1) return SendResult::sent;
     if (errno == EINTR) continue;
     return errno == EAGAIN ? SendResult::blocked : SendResult::failed;
   }

@@ -95,8 +95,7 @@ bool Outbox::fill() {
 Outbox::Progress Outbox::push(int socket) {
   if (!fill()) return Progress::done;
   const SendResult result = send_packet(socket, packet_);
-  if (result == SendResult::blocked) return Progress::blocked;
-  if (result == SendResult::failed) return Progress::failed;
+  if (result != SendResult::sent) return result == SendResult::blocked ? Progress::blocked : Progress::failed;
   packet_.clear();
   if (!next_ && !has_piece_) packet_.shrink_to_fit();
   return next_ || has_piece_ ? Progress::more : Progress::done;
