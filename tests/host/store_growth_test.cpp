@@ -7,6 +7,7 @@
 #include <random>
 #include <sstream>
 
+#include "host/store/environment.h"
 #include "tests/host/store_commits.h"
 #include "tests/host/store_fixture.h"
 
@@ -14,6 +15,13 @@ namespace store_test {
 namespace {
 
 constexpr std::size_t mib = 1U << 20;
+
+// The limit is the process's, and needs no store.
+TEST(LimitTest, limit_above_all_addresses_is_a_large_part_of_them) {
+  host::store_set_bound(UINT64_MAX);
+  EXPECT_GT(host::records_bound(), SIZE_MAX / 8);
+  host::store_set_bound(128U << 20);
+}
 
 class GrowthTest : public StoreTest {
  protected:

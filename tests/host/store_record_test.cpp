@@ -113,6 +113,16 @@ TEST_F(RecordTest, names_that_are_no_store_lead_nowhere) {
   EXPECT_TRUE(std::filesystem::is_empty(directory));
 }
 
+TEST_F(RecordTest, name_may_have_each_letter_and_digit_and_the_underscore_and_nothing_else) {
+  const std::string allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";
+  for (int c = 1; c < 256; ++c) {
+    const std::string name(1, static_cast<char>(c));
+    const bool is_allowed = allowed.find(name) != std::string::npos;
+    EXPECT_EQ(host::store_path(("running:" + name).c_str()), is_allowed ? directory + "/running-" + name + ".mdb" : "")
+        << c;
+  }
+}
+
 TEST_F(RecordTest, limits_are_kept_and_exact) {
   const pss_handle store = create("running:a");
   EXPECT_EQ(pss_max_key(store, 40), 0U);

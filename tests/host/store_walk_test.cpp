@@ -207,6 +207,15 @@ TEST_F(WalkTest, unfinished_walk_does_not_let_the_file_grow_once_something_is_wr
   EXPECT_LE(std::filesystem::file_size(host::store_path("running:a")), 20U * 4096U);
 }
 
+TEST_F(WalkTest, walk_ends_with_its_handle_also_when_another_keeps_the_store_open) {
+  fill(2);
+  open("running:a");
+  first();
+  pss_close(store);
+  EXPECT_EQ(next(), "(none)");
+  EXPECT_EQ(cursor.error, host::err_store_bad_handle);
+}
+
 TEST_F(WalkTest, walk_ends_with_its_store) {
   fill(2);
   first();

@@ -78,6 +78,14 @@ TEST_F(UriTest, text_that_names_no_file_here_is_refused_with_the_reason) {
   }
 }
 
+TEST_F(UriTest, name_may_have_each_letter_and_digit_and_few_signs) {
+  const std::string allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-+@%,/";
+  for (int c = 0; c < 256; ++c) {
+    const std::string name = {'a', static_cast<char>(c), 'z'};
+    EXPECT_EQ(host::parse_file_uri("flash:" + name).ok(), allowed.find(name[1]) != std::string::npos) << c;
+  }
+}
+
 TEST_F(UriTest, longest_name_fills_a_record_and_one_more_is_too_long) {
   const std::string root = directory + "/flash/";
   const std::string longest(host::file_path_size - 1 - root.size(), 'a');
