@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Requests, replies and streams between the host's own two ends.
 #include <fcntl.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 
 #include <atomic>
@@ -8,6 +9,7 @@
 #include <cstring>
 
 #include "host/files/paths.h"
+#include "host/loop/watch.h"
 #include "host/status.h"
 #include "tests/host/transport_fixture.h"
 
@@ -345,6 +347,64 @@ TEST_F(ExchangeTest, a_later_answer_is_asked_for_at_its_deadline) {
   EXPECT_EQ(request("x").status, err_timed_out);
   server.reset();
   EXPECT_EQ(ended, 1);
+}
+
+// Known at once, and as large as a frame can be.
+struct LargeAnswer : PendingAnswer {
+  LargeAnswer() : known(::eventfd(1, EFD_CLOEXEC)) {
+    descriptor = known.get();
+    deadline_ms = 1;
+  }
+  Answer answer() override {
+    Answer result;
+    result.reply = Bytes(60000);
+    return result;
+  }
+  FileDescriptor known;
+};
+
+TEST_F(ExchangeTest, a_later_answer_that_its_client_does_not_take_yet_is_not_asked_for_again_at_its_deadline) {
+  constexpr int answers = 20;  // more than a socket holds
+  std::atomic<int> ended = 0;
+  const auto server = serve([&](const Incoming &incoming) {
+    Answer answer;
+    if (incoming.service == 5951) {
+      answer.pending = std::make_shared<LargeAnswer>();
+    } else {
+      answer.pending = std::make_shared<PipeAnswer>(&ended);
+      answer.pending->deadline_ms = 100;
+    }
+    return answer;
+  });
+  const RawClient client(socket_path());
+  for (int i = 0; i < answers; i++)
+    ASSERT_TRUE(client.send(request_header(0, 5951)));
+  EXPECT_EQ(request("never known").status, err_timed_out);  // when that deadline has long passed
+  for (int i = 0; i < answers; i++)
+    ASSERT_EQ(client.receive()->body.size(), 60000u);
+}
+
+// The server in this thread, so that the client takes each piece before the server could find it late.
+TEST_F(ExchangeTest, a_client_that_has_taken_a_long_stream_may_be_idle_for_longer_than_it_may_read) {
+  constexpr int pieces = 20, deadline_ms = 40;
+  Loop loop;
+  const Server::Options options = {.socket_path = socket_path(), .only_uid = {}, .deadline_ms = deadline_ms};
+  const auto server = Server::listen(options, [](const Incoming &incoming) {
+    return incoming.service == 5951 ? count_to(pieces, 60000) : echo(incoming);
+  });
+  ASSERT_TRUE(server);
+  const RawClient client(socket_path());
+  ASSERT_TRUE(client.send(request_header(0, 5951)));
+  const auto has_sent = [&] {
+    char byte = 0;
+    return ::recv(client.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
+  };
+  for (int taken = 0; taken < pieces; loop.turn_without_waiting())
+    for (; has_sent(); taken++)
+      ASSERT_TRUE(client.receive());
+  const Watch later = Watch::after_ms(2 * deadline_ms, [&] { loop.quit(); });
+  loop.run();
+  ASSERT_EQ((*server)->clients(), 1);
 }
 
 TEST_F(ExchangeTest, a_later_answer_of_a_client_that_left_is_dropped) {

@@ -133,6 +133,22 @@ TEST_F(IdentityTest, a_users_own_service_lets_only_that_user_and_root_in) {
   EXPECT_EQ(as_user(1, [] { return status_or_text(""); }), hex(err_not_permitted));
 }
 
+// Whoever may not come in is not told to come again.
+TEST_F(IdentityTest, a_full_service_of_one_user_tells_another_that_it_is_not_for_it) {
+  raise_open_files(4096);
+  Server::Options options;
+  options.socket_path = socket_path();
+  options.only_uid = nobody_;
+  RunningServer server(options, tell);
+  ASSERT_EQ(::chmod(socket_path().c_str(), 0666), 0);
+  std::vector<std::unique_ptr<RawClient>> clients;
+  for (int i = 0; i < client_limit; i++)
+    clients.push_back(std::make_unique<RawClient>(socket_path()));
+  ASSERT_TRUE(server.reaches_clients(client_limit));
+  EXPECT_EQ(as_user(nobody_, [] { return status_or_text(""); }), hex(err_busy));
+  EXPECT_EQ(as_user(1, [] { return status_or_text(""); }), hex(err_not_permitted));
+}
+
 TEST_F(IdentityTest, the_systems_service_is_open_to_every_user) {
   const auto server = serve(tell);
   struct stat info = {};

@@ -55,6 +55,22 @@ TEST_F(ReportTest, speaking_for_an_unknown_user_is_reported) {
   EXPECT_NE(lines[0].text.find("not permitted for this user"), std::string::npos) << lines[0].text;
 }
 
+TEST_F(ReportTest, a_client_above_the_limit_is_reported) {
+  raise_open_files(4096);
+  const int most = ::geteuid() == 0 ? client_limit : client_limit - root_client_reserve;
+  const auto server = serve();
+  std::vector<std::unique_ptr<RawClient>> clients;
+  for (int i = 0; i < most; i++)
+    clients.push_back(std::make_unique<RawClient>(socket_path()));
+  ASSERT_TRUE(server->reaches_clients(most));
+  const RawClient one_too_many(socket_path());
+  ASSERT_TRUE(one_too_many.receive());
+  const std::lock_guard lock(lines_mutex);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_NE(lines[0].text.find("of uid " + std::to_string(::geteuid()) + ": "), std::string::npos) << lines[0].text;
+  EXPECT_NE(lines[0].text.find("busy"), std::string::npos) << lines[0].text;
+}
+
 TEST_F(ReportTest, honest_clients_are_not_reported) {
   const auto server = serve();
   EXPECT_EQ(request("x").status, 0u);
