@@ -5,7 +5,9 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace host {
@@ -14,15 +16,18 @@ class RefusalReport {
  public:
   explicit RefusalReport(unsigned lines_a_minute) : lines_a_minute_(lines_a_minute) {}
 
+  using Time = std::chrono::steady_clock::time_point;
+
   // `who`: "user alice", "uid 1000". Each line also says how many were suppressed since the previous one.
-  void add(pid_t process, const std::string &who, uint32_t status);
+  void add(pid_t process, const std::string &who, uint32_t status, Time now = std::chrono::steady_clock::now());
 
  private:
-  bool has_room();
-
+  struct Minute {
+    Time began;
+    unsigned lines = 0;
+  };
   unsigned lines_a_minute_;
-  int64_t began_ = 0;  // start of the current minute, in seconds of the monotonic clock; 0: none yet
-  unsigned lines_ = 0;
+  std::optional<Minute> minute_;  // begins with its first refusal
   unsigned unreported_ = 0;
 };
 

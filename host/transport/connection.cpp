@@ -96,7 +96,7 @@ int connect_within(int socket, const SocketAddress &address, Deadline deadline) 
   for (;;) {
     if (!limit_wait(socket, SO_SNDTIMEO, deadline.remaining_ms())) return errno;
     if (::connect(socket, address.get(), SocketAddress::size()) == 0) return 0;
-    if (errno != EINTR || deadline.remaining_ms() == 0) return errno == EINTR ? EAGAIN : errno;
+    if (errno != EINTR || deadline.has_passed()) return errno == EINTR ? EAGAIN : errno;
   }
 }
 
@@ -118,6 +118,10 @@ Deadline Deadline::of_reply() {
   Deadline deadline;
   deadline.end_ms_ = monotonic_ms() + reply_timeout_ms;
   return deadline;
+}
+
+bool Deadline::has_passed() const {
+  return monotonic_ms() >= end_ms_;
 }
 
 int Deadline::remaining_ms() const {
@@ -183,7 +187,7 @@ Result<Frame> Connection::receive(uint32_t service, uint32_t token, Deadline dea
     if (header.kind == FrameKind::request) return give_up(error_of(err_bad_reply));
     if (header.token == token) return header.service == service ? frame : give_up(error_of(err_bad_reply));
     // Checked here too: answers to other requests may come faster than any receive times out.
-    if (deadline.remaining_ms() == 0) return give_up(error_of(err_timed_out));
+    if (deadline.has_passed()) return give_up(error_of(err_timed_out));
   }
 }
 
@@ -200,7 +204,7 @@ Result<void> Connection::receive_packet(Deadline deadline) {
     if (!limit_receive(deadline)) return error_of(err_io);
     const ssize_t size = ::recv(socket_.get(), buffer_.data(), buffer_.size(), 0);
     if (size < 0 && (errno == EINTR || errno == EAGAIN)) {
-      if (deadline.remaining_ms() == 0) return error_of(err_timed_out);
+      if (deadline.has_passed()) return error_of(err_timed_out);
       continue;
     }
     // The kernel reports a reset before the data that was received ahead of it, which may be a refusal: so read again.

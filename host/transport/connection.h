@@ -16,6 +16,7 @@ class Deadline {
  public:
   static Deadline of_reply();  // now and the reply timeout
   int remaining_ms() const;    // never below 0
+  bool has_passed() const;
 
  private:
   int64_t end_ms_ = 0;  // on the monotonic clock

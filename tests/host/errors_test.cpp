@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "host/errors.h"
 #include "host/status.h"
 #include "schedcli.h"
@@ -55,6 +57,45 @@ constexpr uint32_t codes[] = {
 
 TEST(error_texts, each_code_has_a_text_of_its_own) {
   ::error_texts::expect_a_text_of_its_own_each(codes);
+}
+
+// A shell and a service of different versions exchange them.
+TEST(error_codes, have_the_same_numbers_in_every_version) {
+  constexpr std::pair<uint32_t, uint32_t> numbers[] = {
+      {host::err_bad_value, 0x40bd002d},
+      {host::err_absent, 0x40be0010},
+      {host::err_state_newer, 0x40be0012},
+      {host::err_not_running, 0x40be0001},
+      {host::err_not_permitted, 0x40be0002},
+      {host::err_too_large, 0x40be0003},
+      {host::err_timed_out, 0x40be0004},
+      {host::err_bad_reply, 0x40be0005},
+      {host::err_bad_request, 0x40be0006},
+      {host::err_unknown_service, 0x40be0007},
+      {host::err_unknown_opcode, 0x40be0008},
+      {host::err_no_memory, 0x40be0009},
+      {host::err_busy, 0x40be000a},
+      {host::err_io, 0x40be000b},
+      {host::err_cut_off, 0x40be000c},
+      {host::err_too_many_connections, 0x40be000e},
+      {host::err_too_many_streams, 0x40be000f},
+      {host::err_account_refused, 0x40be0011},
+      {host::err_password_too_long, 0x40be000d},
+      {host::err_store_bad_handle, 0x40480004},
+      {host::err_store_limit, 0x40480005},
+      {host::err_store_full, 0x40480006},
+      {host::err_store_absent, 0x40480007},
+      {host::err_store_unusable, 0x40480008},
+      {host::err_store_io, 0x40480009},
+      {host::err_store_uri, 0x4048000a},
+      {host::err_store_busy, 0x4048000b},
+      {host::err_store_gone, 0x4048000c},
+      {host::err_feature_enabled, 0x40aa0005},
+      {host::err_feature_disabled, 0x40aa0006},
+      {host::err_feature_unknown, 0x40aa0007},
+  };
+  for (const auto &[code, number] : numbers)
+    EXPECT_EQ(code, number) << syserr2str(code);
 }
 
 TEST(error_texts, begin_in_lower_case_and_end_without_a_full_stop) {

@@ -10,6 +10,7 @@
 #include "host/files/paths.h"
 #include "host/status.h"
 #include "host/transport/address.h"
+#include "host/transport/connection.h"
 #include "tests/host/transport_fixture.h"
 
 namespace transport_test {
@@ -129,6 +130,24 @@ TEST_F(ClientTest, a_service_that_answers_only_others_times_out) {
     }
   });
   EXPECT_EQ(request("x").status, err_timed_out);
+}
+
+// The kernel tells of the reset first, as the service has left the request unread.
+TEST_F(ClientTest, a_refusal_is_read_also_when_the_service_has_hung_up_on_the_request) {
+  const FrameHeader header = request_header();
+  Connection connection;
+  {
+    const PlayedService service(socket_path(), 1, [](int socket) {
+      char byte = 0;
+      EXPECT_EQ(::recv(socket, &byte, 1, MSG_PEEK), 1);
+      FrameHeader refusal = request_header();
+      refusal.kind = FrameKind::refusal;
+      refusal.status = err_busy;
+      EXPECT_EQ(send_frame(socket, refusal, {}), SendResult::sent);
+    });
+    ASSERT_TRUE(connection.send(header, {}, Deadline::of_reply()));
+  }
+  EXPECT_EQ(connection.receive(header.service, header.token, Deadline::of_reply()).code(), err_busy);
 }
 
 TEST_F(ClientTest, stale_replies_are_passed_over) {

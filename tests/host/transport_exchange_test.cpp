@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 
 #include <atomic>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 
@@ -28,6 +29,36 @@ TEST_F(ExchangeTest, a_reply_of_every_size_comes_back_as_it_went) {
     EXPECT_EQ(reply.text, pattern(size)) << size;
     EXPECT_EQ(reply.length, size);
   }
+}
+
+template <typename Word>
+void append_word(Bytes *bytes, Word word) {
+  const auto more = std::as_bytes(std::span(&word, 1));
+  bytes->insert(bytes->end(), more.begin(), more.end());
+}
+
+Bytes frame_of_bytes(uint16_t kind, uint32_t token) {
+  Bytes frame = to_bytes("SCHF");
+  append_word<uint16_t>(&frame, 1);
+  append_word<uint16_t>(&frame, kind);
+  for (const uint32_t word : {uint32_t{5950}, uint32_t{3}, token, uint32_t{0}, uint32_t{0}, uint32_t{4}})
+    append_word(&frame, word);
+  frame.resize(frame.size() + 64);  // two empty names
+  const Bytes body = to_bytes("body");
+  frame.insert(frame.end(), body.begin(), body.end());
+  return frame;
+}
+
+// A shell may have been started before the service was replaced by one of another version.
+TEST_F(ExchangeTest, a_request_and_its_reply_have_the_same_bytes_in_every_version) {
+  if constexpr (std::endian::native == std::endian::big) GTEST_SKIP() << "the mark would be written the other way";
+  const auto server = serve();
+  const RawClient client(socket_path());
+  ASSERT_TRUE(client.send(frame_of_bytes(1, 77)));
+  Bytes reply(frame_limit);
+  const ssize_t size = ::recv(client.get(), reply.data(), reply.size(), 0);
+  reply.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+  EXPECT_TRUE(reply == frame_of_bytes(2, 77)) << size;
 }
 
 TEST_F(ExchangeTest, a_request_above_the_limit_is_not_sent) {

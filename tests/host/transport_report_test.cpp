@@ -2,15 +2,19 @@
 // What the system log gets to see of refused clients.
 #include <syslog.h>
 
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
 
+#include "host/refusal_report.h"
+#include "host/status.h"
 #include "tests/host/transport_fixture.h"
 
 namespace transport_test {
 
 using namespace host;
+using namespace std::chrono_literals;
 
 struct Line {
   int priority;
@@ -53,6 +57,22 @@ TEST_F(ReportTest, speaking_for_an_unknown_user_is_reported) {
   const std::lock_guard lock(lines_mutex);
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_NE(lines[0].text.find("not permitted for this user"), std::string::npos) << lines[0].text;
+}
+
+TEST_F(ReportTest, a_minute_has_so_many_lines_and_the_next_one_says_how_many_were_left_out) {
+  RefusalReport report(2);
+  const auto begun = std::chrono::steady_clock::now();
+  const auto refuse_after = [&](std::chrono::milliseconds after) {
+    report.add(7, "uid 1000", err_busy, begun + after);
+  };
+  for (const auto after : {0ms, 0ms, 1ms, 59999ms, 60000ms, 60001ms, 119999ms, 120000ms})
+    refuse_after(after);
+  std::vector<std::string> ends;
+  for (const Line &line : lines)
+    ends.push_back(line.text.substr(line.text.find("(and ")));
+  EXPECT_EQ(ends, (std::vector<std::string>{"(and 0 others before it)", "(and 0 others before it)",
+                                            "(and 2 others before it)", "(and 0 others before it)",
+                                            "(and 1 others before it)"}));
 }
 
 TEST_F(ReportTest, a_client_above_the_limit_is_reported) {
