@@ -14,8 +14,8 @@ namespace shell {
 class Session;
 
 struct StartCheck {
-  Match match;                 // with the start moved on if it has passed
-  bool nothing_to_do = false;  // the schedule has this time already, or the time is skipped
+  Match match;         // with the start moved on if it has passed
+  bool nothing_to_do;  // the schedule has this time already, or the time is skipped
   std::optional<std::string> note;
 };
 

@@ -61,7 +61,6 @@ std::optional<std::string> change_since(const std::string &job, const SeenJob &s
 host::Result<std::string> schedule_in_use(const Identity &identity, const std::string &schedule) {
   const host::Result<host::Bytes> reply = show_by_name(identity, SCH_OP_SHOW_SCHEDULE, schedule);
   if (!reply) return reply.error();
-  if (reply->empty()) return std::string();
   sch_show_schedule_reply shown = {};
   if (reply->size() < sizeof shown) return host::error_of(host::err_bad_reply);
   std::memcpy(&shown, reply->data(), sizeof shown);

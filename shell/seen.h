@@ -18,7 +18,7 @@ host::Result<SeenJob> job_in_use(const Identity &identity, const std::string &jo
 // None if the two are the same; otherwise a sentence if the job came or went, and the difference of its block.
 std::optional<std::string> change_since(const std::string &job, const SeenJob &seen, const SeenJob &now);
 
-// The schedule's block as in a configuration; empty if there is no such schedule.
+// The schedule's block as in a configuration.
 host::Result<std::string> schedule_in_use(const Identity &identity, const std::string &schedule);
 
 }  // namespace shell

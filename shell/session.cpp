@@ -213,7 +213,7 @@ int Session::run(const Match &match, Form form, std::string_view origin) {
 void Session::tell_changes_of_schedule() const {
   if (!seen_schedule_) return;
   const host::Result<std::string> now = schedule_in_use(options_.identity, schedule_);
-  if (!now || now->empty() || *now == *seen_schedule_) return;
+  if (!now || *now == *seen_schedule_) return;
   note("schedule " + schedule_ + " was changed by somebody else since:");
   std::fputs(configuration_diff(*seen_schedule_, *now).c_str(), stderr);
 }

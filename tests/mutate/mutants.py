@@ -155,15 +155,15 @@ PURE = set(
     "FieldText Reply add as back begin c_str complete contains count data empty end entry_at find find_hint front get "
     "has_value rfind substr to_string value "
     " fragments_of g_list_first g_list_length holds htonl "
-    "is_integer is_null is_string max min names_one normalize_day_of_month ntohl parameter size status_entries stored_key strlen "
-    "strnlen text_parameter".split()
+    "is_integer is_null is_string max min names_one normalize_day_of_month ntohl parameter size split_words status_entries "
+    "stored_key string strlen strnlen text_parameter wcwidth".split()
 )
 # They read their arguments and change nothing that the program reads.
 WRITERS = set("fprintf fputs printf putchar puts".split())
 READ_ONLY = {"ctx"}
 SETTERS = r"(?:std::)?(?:copy_at_most|copy_text|fill|memcpy|memset|snprintf|store_text)"  # change their first argument alone
 
-DECLARED_TYPES = r"(?:const )?(?:[a-z]+::)?(?:FieldText|Reply)"
+DECLARED_TYPES = r"(?:const )?(?:[a-z]+::)?(?:FieldText|Reply|string)"
 
 
 def calls(statement):

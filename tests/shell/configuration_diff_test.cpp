@@ -26,6 +26,14 @@ TEST(ConfigurationDiff, keeps_a_job_with_empty_lines_in_one_block) {
             " scheduler job name a\n one\n \n-two\n+three\n end-job\n");
 }
 
+TEST(ConfigurationDiff, keeps_as_many_lines_as_it_can) {
+  const auto job = [](const std::string &lines) { return "scheduler job name a\n" + lines + "end-job\n\n"; };
+  const std::string head = " scheduler job name a\n", end = " end-job\n";
+  EXPECT_EQ(configuration_diff(job("a\nb\nc\n"), job("b\nc\n")), head + "-a\n b\n c\n" + end);
+  EXPECT_EQ(configuration_diff(job("b\nc\n"), job("a\nb\nc\n")), head + "+a\n b\n c\n" + end);
+  EXPECT_EQ(configuration_diff(job("a\nx\nb\n"), job("a\nb\ny\n")), head + " a\n-x\n b\n+y\n" + end);
+}
+
 TEST(ConfigurationDiff, of_the_same_is_empty) {
   EXPECT_EQ(configuration_diff("feature scheduler\n", "feature scheduler\n"), "");
 }

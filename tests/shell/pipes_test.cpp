@@ -90,6 +90,8 @@ TEST(pipes, tell_what_may_follow) {
   EXPECT_EQ(texts("show run | "), "include exclude begin section count no-more save json ");
   EXPECT_EQ(texts("show run | s"), "section save ");
   EXPECT_EQ(texts("show run | include "), "<pattern> ");
+  EXPECT_EQ(texts("show run | include ab"), "<pattern> ");
+  EXPECT_EQ(texts("show run | include ab "), "<end> ");
   EXPECT_EQ(texts("show run | count "), "<end> ");
 }
 

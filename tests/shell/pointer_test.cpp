@@ -29,6 +29,10 @@ TEST(pointed_at, has_no_caret_beyond_the_screen) {
             "\"x\" at column 31 is too much: the\n  command ends before it");
 }
 
+TEST(wrapped, counts_no_column_for_what_the_screen_does_not_show) {
+  EXPECT_EQ(wrapped(std::string(30, '\a') + "b a", 20), std::string(30, '\a') + "b a");
+}
+
 TEST(wrapped, keeps_a_word_that_is_wider_than_the_screen_whole) {
   EXPECT_EQ(wrapped("a " + std::string(30, 'b') + " c", 20), "a\n  " + std::string(30, 'b') + "\n  c");
 }

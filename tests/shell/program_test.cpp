@@ -102,6 +102,14 @@ TEST_F(Program, takes_commands_from_a_file_and_names_file_and_line) {
       << output;
 }
 
+TEST_F(Program, keeps_its_answers_and_its_complaints_in_their_order) {
+  EXPECT_EQ(run("-c help -c nonsense -c help"), 2);
+  const size_t complaint = output.find("\"nonsense\" at column 1");
+  ASSERT_NE(complaint, std::string::npos) << output;
+  EXPECT_NE(output.rfind("configure", complaint), std::string::npos) << output;
+  EXPECT_NE(output.find("configure", output.find('\n', complaint)), std::string::npos) << output;
+}
+
 TEST_F(Program, takes_commands_from_a_pipe) {
   EXPECT_EQ(run("", "printf 'show scheduler job\\n' |"), 1);
   EXPECT_EQ(output, std::string(not_running) + "standard input:1: failed with status 1\n");

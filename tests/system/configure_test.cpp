@@ -183,10 +183,11 @@ TEST_F(Configure, what_was_typed_is_kept_with_its_maker_when_it_is_saved) {
 }
 
 TEST_F(Configure, a_crontab_is_taken_over_as_one_change) {
-  const std::string table = file("table.x", "PATH=/bin\n*/5 * * * * date\n@reboot true\n");
+  const std::string table = file("table.x", "PATH=/bin\n*/5 * * * * date\n@reboot true\nSHELL=/bin/dash\n");
   const Result imported = shell({"import crontab " + table});
   EXPECT_EQ(imported.status, 1);
   EXPECT_NE(imported.output.find("table.x:3: cannot be expressed: "), std::string::npos) << imported.output;
+  EXPECT_NE(imported.output.find("table.x:4: note: SHELL=/bin/dash: "), std::string::npos) << imported.output;
   EXPECT_NE(running().find("scheduler job name cron-table-x-2\nexport PATH='/bin'\ndate\nend-job\n"),
             std::string::npos);
   EXPECT_NE(running().find("  time start 2026:01:01:00:00 repeat 0:0:5\n"), std::string::npos);
