@@ -146,14 +146,25 @@ def without_texts(statement):
     return re.sub(r"\b(?:static|reinterpret|const)_cast<[^()]*>|\bsizeof\b", "", bare)
 
 
-def names(statement):
+# They name no thing that two statements could share.
+WORDS_OF_THE_LANGUAGE = set(
+    "auto bool char const constexpr else false if int int32_t int64_t nullptr return size_t ssize_t static std string string_view true "
+    "uint32_t uint64_t uint8_t unsigned".split()
+)
+
+
+def words(statement):
     return set(re.findall(r"[A-Za-z_]\w*", without_texts(statement)))
+
+
+def names(statement):
+    return words(statement) - WORDS_OF_THE_LANGUAGE
 
 
 # They look and answer, and change nothing.
 PURE = set(
-    "FieldText Reply add as back begin c_str complete contains count data empty end entry_at find find_hint front get "
-    "has_value rfind substr to_string value "
+    "FieldText Reply add as back begin c_str complete contains count data decisive empty end entry_at find find_hint front get "
+    "has_value is_enabled is_whole name_of rfind schedule_number substr to_string value word_for "
     " fragments_of g_list_first g_list_length holds htonl "
     "is_integer is_null is_string max min names_one normalize_day_of_month ntohl parameter size split_words status_entries "
     "stored_key string strlen strnlen text_parameter wcwidth".split()
@@ -163,15 +174,26 @@ WRITERS = set("fprintf fputs printf putchar puts".split())
 READ_ONLY = {"ctx"}
 SETTERS = r"(?:std::)?(?:copy_at_most|copy_text|fill|memcpy|memset|snprintf|store_text)"  # change their first argument alone
 
+SET = r"&?[\w.>\[\]-]+"
+
 DECLARED_TYPES = r"(?:const )?(?:[a-z]+::)?(?:FieldText|Reply|string)"
 
 
 def calls(statement):
     """Whether it may do something besides setting its target."""
     bare = re.sub(rf"^\s*({DECLARED_TYPES}) \w+\(", r"\1(", without_texts(statement))
-    bare = re.sub(rf"^\s*{SETTERS}\(", "c_str(", bare)
+    bare = re.sub(rf"^\s*{SETTERS}\((?={SET}, )", "c_str(", bare)
     called = set(re.findall(r"(\w+)\(", bare)) - PURE
-    return bool(called) or re.search(r"\b(return|continue|break)\b", bare) is not None
+    # What is never written to and has no value is there for what it does at its end.
+    kept = re.match(r"\s*const ([\w:]+) \w+(?:\(.*\))?;", bare)
+    is_guard = kept is not None and kept.group(1) not in WORDS_OF_THE_LANGUAGE
+    return bool(called) or is_guard or re.search(r"\b(return|continue|break|errno)\b", bare) is not None
+
+
+def calls_an_own_function(statement):
+    """Which knows the members of its object."""
+    called = set(re.findall(r"(?<![\w.>:])([a-z]\w*)\(", without_texts(statement)))
+    return bool(called - PURE - {"if", "for", "while", "switch", "kill", "read", "sizeof"})
 
 
 def target(statement):
@@ -201,7 +223,8 @@ def only_shows(statement):
     shown = re.sub(r"^if \(.*?\) (?=std::|SCH_TRACE)", "", statement.strip())
     if shown.startswith(("SCH_TRACE", "trace_", "print_")) and "buffer" not in shown:
         return True
-    return shown.startswith("std::") and not calls(re.sub(rf"\b({'|'.join(WRITERS)})\(", "c_str(", shown))
+    writes = re.match(rf"std::(?:{'|'.join(WRITERS)})\(", shown) is not None
+    return writes and not calls(re.sub(rf"\b({'|'.join(WRITERS)})\(", "c_str(", shown))
 
 
 def is_plain_guard(statement):
@@ -210,8 +233,37 @@ def is_plain_guard(statement):
     return found is not None and not calls(found.group(1))
 
 
+# They leave with the same answer whichever stands first, where the second's condition can be asked at any time.
+def leave_alike(first, second):
+    one, other = GUARD.fullmatch(first.strip()), GUARD.fullmatch(second.strip())
+    if one is None or other is None or first.strip()[one.end(1) :] != second.strip()[other.end(1) :]:
+        return False
+    acts = any(calls(condition) or re.search(r" = |\+\+|--", condition) for condition in (one.group(1), other.group(1)))
+    return not acts and not may_go_wrong(other.group(1))
+
+
+def may_go_wrong(expression):
+    """By a null pointer, a place that is not there, or a division."""
+    return re.search(r"->|\[|[/%]|(?:^|[(!]|\s)\*\w|front\(|back\(|value\(", expression) is not None
+
+
+def sets_a_number_beside_a_guard(one, other, before):
+    """A local value has no reader when the guard leaves, and setting it does nothing else."""
+    found = re.fullmatch(r"([a-z]\w*) [-+*|&]?= ([^()]*);", one.strip())
+    if found is None or not is_plain_guard(other) or found.group(1) in names(other) or may_go_wrong(found.group(2)):
+        return False
+    body = re.split(r"^(?=\S)", before, flags=re.MULTILINE)[-1]
+    return re.search(rf"^ +(?:int|bool|(?:std::)?(?:size_t|u?int\d+_t|ptrdiff_t|time_t)) {found.group(1)} = ", body, re.MULTILINE) is not None
+
+
 def mentions(statement, thing):
     return re.search(rf"(?<!\w){re.escape(thing)}(?!\w)", statement) is not None
+
+
+def reads(statement, thing):
+    """It, or all that it is a part of."""
+    whole = re.split(r"\W", thing.lstrip("*&"))[0]
+    return mentions(statement, thing) or re.search(rf"(?<![\w.>]){whole}(?!\w|\.|->|\[)", without_texts(statement)) is not None
 
 
 def sets_what_the_other_ignores(one, other):
@@ -223,8 +275,11 @@ def sets_what_the_other_ignores(one, other):
     if is_plain_guard(other):
         return is_declaration(one) and set_here not in names(other)
     if calls(other):
-        return not (names(one) & names(other)) - READ_ONLY
-    return not mentions(other, set_here) and (not set_there or not mentions(one, set_there))
+        if calls_an_own_function(other) and any(re.fullmatch(r"[a-z]\w*_", name) for name in names(one)):
+            return False
+        shared = names(one) & names(other) - READ_ONLY
+        return not shared and not (may_go_wrong(one) and {"const"} <= words(one) & words(other))
+    return not reads(other, set_here) and (not set_there or not reads(one, set_there))
 
 
 def indentation(line):
@@ -251,9 +306,11 @@ def declares_what_is_used(first, second):
     return declared is not None and declared.group(1) in names(second)
 
 
-def is_worth_swapping(first, second):
+def is_worth_swapping(first, second, before):
     """Otherwise nobody could see the order of the two, or it would not compile."""
-    if declares_what_is_used(first, second):
+    if declares_what_is_used(first, second) or leave_alike(first, second):
+        return False
+    if sets_a_number_beside_a_guard(first, second, before) or sets_a_number_beside_a_guard(second, first, before):
         return False
     return not sets_what_the_other_ignores(first, second) and not sets_what_the_other_ignores(second, first)
 
@@ -268,7 +325,7 @@ def swaps(text):
         first, second = lines[n], lines[n + 1]
         if not (is_statement(first) and is_statement(second) and starts_afresh(lines[n - 1])):
             continue
-        if indentation(first) == indentation(second) and is_worth_swapping(first, second):
+        if indentation(first) == indentation(second) and is_worth_swapping(first, second, text[: offsets[n]]):
             yield offsets[n], offsets[n + 2], second + first
 
 
