@@ -16,6 +16,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "host/child.h"
 #include "host/files/whole_file.h"
 #include "host/status.h"
 #include "host/text_field.h"
@@ -122,8 +123,7 @@ struct Courier::Attempt {
   ~Attempt() {
     if (pid <= 0) return;
     kill(pid, SIGKILL);
-    while (waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    host::collect_child(pid);
   }
 
   host::Result<void> start(const std::string &program, const host::FileDescriptor &request);
@@ -212,14 +212,14 @@ void Courier::look() {
 void Courier::start(MailQueue::Number number) {
   auto attempt = std::make_unique<Attempt>();
   attempt->number = number;
-  const host::Result<QueuedMail> mail = queue_.read(number);
+  host::Result<QueuedMail> mail = queue_.read(number);
   if (!mail) {
     tarn_syslog(LOG_WARNING, "mail: %s", mail.error().text.c_str());
     queue_.remove(number);
     return look();
   }
-  attempt->mail = *mail;
-  const host::Result<host::FileDescriptor> request = request_for(*mail, *settings_);
+  attempt->mail = std::move(*mail);
+  const host::Result<host::FileDescriptor> request = request_for(attempt->mail, *settings_);
   const host::Result<void> started = request ? attempt->start(program_, *request) : request.error();
   attempt_ = std::move(attempt);
   if (!started) return settle(attempt_->mail, static_cast<int>(Sent::later), started.error().text);
@@ -228,9 +228,7 @@ void Courier::start(MailQueue::Number number) {
 }
 
 void Courier::finish() {
-  int status = 0;
-  while (waitpid(attempt_->pid, &status, 0) < 0 && errno == EINTR) {
-  }
+  const int status = host::collect_child(attempt_->pid);
   attempt_->pid = -1;
   char words[512];
   const ssize_t size = read(attempt_->output.get(), words, sizeof words);

@@ -12,10 +12,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
-#include <cstring>
+#include <iterator>
+#include <string_view>
 
 #include "service/process/job.h"
 #include "service/process/pam_session.h"
@@ -31,13 +33,17 @@ struct Children {
 };
 Children family;
 
+char *put(std::string_view text, char *at) {
+  return std::copy(text.begin(), text.end(), at);
+}
+
 // Adds the children of one process, from /proc. If a child ends while the list is read, another may be missing in it
 // until the next reading.
 void add_children(pid_t parent) {
-  char path[64] = "/proc/", *end = std::to_chars(path + 6, path + 20, parent).ptr;
-  std::memcpy(end, "/task/", 6);
-  end = std::to_chars(end + 6, end + 20, parent).ptr;
-  std::memcpy(end, "/children", 10);
+  char path[64] = {}, *end = put("/proc/", path);
+  end = std::to_chars(end, std::end(path), parent).ptr;
+  end = std::to_chars(put("/task/", end), std::end(path), parent).ptr;
+  put("/children", end);
   const int file = open(path, O_RDONLY | O_CLOEXEC);
   if (file < 0) return;
   char text[4096];

@@ -5,7 +5,6 @@
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,6 +12,7 @@
 #include <cstring>
 #include <vector>
 
+#include "host/child.h"
 #include "host/files/paths.h"
 #include "host/status.h"
 #include "schedcli.h"
@@ -40,8 +40,7 @@ void put(std::vector<char> *message, const std::string &text) {
 
 void kill_and_collect(pid_t pid) {
   kill(pid, SIGKILL);
-  while (waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
-  }
+  host::collect_child(pid);
 }
 
 }  // namespace

@@ -2,12 +2,12 @@
 #include "service/process/ready_job.h"
 
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <utility>
+
+#include "host/child.h"
 
 namespace service {
 
@@ -23,8 +23,7 @@ ReadyJob::~ReadyJob() {
   gate_ = host::FileDescriptor();
   if (started_.pid <= 0) return;
   kill(started_.pid, SIGKILL);
-  while (waitpid(started_.pid, nullptr, 0) < 0 && errno == EINTR) {
-  }
+  host::collect_child(started_.pid);
 }
 
 bool ReadyJob::serves(const Task &task, const std::vector<char> &told) const {

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <utility>
 
+#include "host/child.h"
 #include "host/status.h"
 
 namespace service {
@@ -72,8 +73,7 @@ void Starter::end() {
   channel_ = host::FileDescriptor();
   if (pid_ <= 0) return;
   kill(pid_, SIGKILL);
-  while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
-  }
+  host::collect_child(pid_);
   pid_ = -1;
 }
 
@@ -144,8 +144,7 @@ void Starter::end_spare() {
   spare_.channel = host::FileDescriptor();
   if (spare_.pid <= 0) return;
   kill(spare_.pid, SIGKILL);
-  while (waitpid(spare_.pid, nullptr, 0) < 0 && errno == EINTR) {
-  }
+  host::collect_child(spare_.pid);
   spare_.pid = -1;
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/run/job_process.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -12,14 +13,16 @@
 #include <csignal>
 #include <cstring>
 
+#include "host/child.h"
 #include "service/process/start_failure.h"
 
 namespace service {
 namespace {
 
-constexpr unsigned group_round_ms = 2;  // between two looks; the kernel ends a killed group in about that time
-constexpr int group_rounds = 2500;      // 5 s in all: a process that waits for a disk ends late
-constexpr int stop_rounds = 500;        // 1 s in all when the service ends: the next one kills what is left
+constexpr size_t turn_output = 128 * 1024;  // twice what a pipe usually holds
+constexpr unsigned group_round_ms = 2;      // between two looks; the kernel ends a killed group in about that time
+constexpr int group_rounds = 2500;          // 5 s in all: a process that waits for a disk ends late
+constexpr int stop_rounds = 500;            // 1 s in all when the service ends: the next one kills what is left
 constexpr useconds_t stop_round_us = 2000;
 constexpr int keeper_end_ms = 5000;          // when the service ends: for a keeper that was told to kill its job
 constexpr unsigned keeper_grace_ms = 10000;  // otherwise; then the keeper is killed itself
@@ -48,7 +51,7 @@ JobProcess::~JobProcess() {
 }
 
 void JobProcess::watch() {
-  output_ = host::Watch::readable(started_.output.get(), [this] { take_output(); });
+  output_ = host::Watch::readable(started_.output.get(), [this] { take_output(turn_output); });
   exit_ = host::Watch::readable(started_.pidfd.get(), [this] { ended(); });
   reports_ = host::Watch::readable(started_.channel.get(), [this] { take_reports(); });
   timer_ = host::Watch::after_ms(limits_.time_s * 1000, [this] { out_of_time(); });
@@ -62,20 +65,25 @@ void JobProcess::keep(const char *bytes, size_t size) {
   result_.output.append(bytes, std::min(size, room));
 }
 
-// Reads a bounded amount, as a job that prints without end must not keep the service from its other work; but more than
-// a pipe holds.
-void JobProcess::take_output() {
+// No more than `most` and a part of it: a job that prints without end must not keep the service from its other work.
+void JobProcess::take_output(size_t most) {
   char buffer[16384];
-  for (int round = 0; round < 8; round++) {
+  for (size_t taken = 0; taken < most;) {
     const ssize_t size = read(started_.output.get(), buffer, sizeof buffer);
     if (size > 0) {
       keep(buffer, static_cast<size_t>(size));
+      taken += static_cast<size_t>(size);
       continue;
     }
     if (size == 0) output_.stop();  // end of file: no process has the pipe open for writing
     if (size < 0 && errno == EINTR) continue;
     return;
   }
+}
+
+// Only what is in the pipe now: a daemon that may go on can keep it open for ever.
+void JobProcess::take_last_output() {
+  take_output(static_cast<size_t>(std::max(fcntl(started_.output.get(), F_GETPIPE_SZ), 0)));
 }
 
 void JobProcess::take_reports() {
@@ -163,7 +171,7 @@ void JobProcess::wait_for(std::vector<JobProcess *> processes, int milliseconds)
     const auto left = ceil<std::chrono::milliseconds>(deadline - steady_clock::now()).count();
     if (left <= 0 || poll(ready.data(), ready.size(), static_cast<int>(left)) == 0) return;
     for (size_t i = processes.size(); i-- > 0;) {
-      if (ready[2 * i + 1].revents != 0) processes[i]->take_output();
+      if (ready[2 * i + 1].revents != 0) processes[i]->take_output(turn_output);
       if (ready[2 * i].revents != 0) processes.erase(processes.begin() + static_cast<ptrdiff_t>(i));
     }
   }
@@ -181,9 +189,7 @@ void JobProcess::end_all(const std::vector<JobProcess *> &processes, int grace_m
 // Kills the job's process group before waiting for its leader, as until then the group's number cannot be reused.
 void JobProcess::collect() {
   if (!started_.kept && !leave_daemons_) kill(-started_.pid, SIGKILL);
-  int status = 0;
-  while (waitpid(started_.pid, &status, 0) < 0 && errno == EINTR) {
-  }
+  const int status = host::collect_child(started_.pid);
   started_.pid = -1;
   if (started_.kept) return;
   job_ended_ = true;
@@ -238,7 +244,7 @@ void JobProcess::judge() {
 }
 
 void JobProcess::finish() {
-  take_output();  // only what is in the pipe now: a daemon that may go on can keep it open for ever
+  take_last_output();
   output_.stop();
   judge();
   const Done done = std::move(done_);
@@ -257,7 +263,7 @@ JobProcess::Result JobProcess::end() {
   started_.group.kill();
   for (int round = 0; round < stop_rounds && !started_.group.remove(); round++)
     usleep(stop_round_us);
-  take_output();
+  take_last_output();
   result_.reason = Reason::stopped;
   result_.wait_status = exit_status(Reason::stopped);
   say("stopped: the scheduler service ended");

@@ -48,7 +48,8 @@ class JobProcess {
  private:
   JobProcess(Started started, const Task &task, Done done);
   void watch();
-  void take_output();
+  void take_output(size_t most);
+  void take_last_output();
   void keep(const char *bytes, size_t size);
   void take_reports();
   void out_of_time();
