@@ -78,7 +78,6 @@ Json output_of(const Outcome &outcome, const Outputs &outputs) {
   } else {
     LogRecord gone;
     gone.output_total = outcome.output_bytes;
-    gone.output_gone = true;
     add_output(&json, gone);
   }
   return json;
