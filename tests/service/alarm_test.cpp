@@ -180,6 +180,17 @@ TEST_F(AlarmTest, rings_for_a_step_just_before_it_was_set) {
   EXPECT_THAT(rung, ElementsAre(-60));
 }
 
+// What a call before has left in errno is no news of this one.
+TEST_F(AlarmTest, that_was_set_without_a_step_rings_for_none) {
+  errno = ECANCELED;
+  alarm.set(time(nullptr) + 1000);
+  bool later = false;
+  const host::Watch behind = host::Watch::after_ms(1, [&] { later = true; });
+  while (!later)
+    loop.turn();
+  EXPECT_THAT(rung, ElementsAre());
+}
+
 // Schedules that begin at a second of their own, as a client may ask for it. The clock stands until they are
 // configured.
 struct Awake : ::testing::Test {

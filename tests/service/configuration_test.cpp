@@ -79,6 +79,14 @@ TEST(Replacement, refuses_a_text_with_every_wrong_line_and_changes_nothing) {
   EXPECT_EQ(running(world), two_jobs);
 }
 
+TEST(Replacement, ends_a_schedule_at_an_empty_line) {
+  World world;
+  const ConfigurationAnswer answer =
+      replace(world, two_jobs + "scheduler schedule name x\n job name clean\n\n job name backup\n");
+  EXPECT_EQ(answer.status, control::err_bad_configuration);
+  EXPECT_EQ(answer.problems, "18 \" job name backup\" is no line of a configuration\n");
+}
+
 TEST(Replacement, keeps_state_history_and_place_of_what_stays_the_same) {
   World world;
   ASSERT_EQ(replace(world, two_jobs).status, 0u);
@@ -182,6 +190,16 @@ TEST(Replacement, takes_over_another_order_of_jobs_with_their_outcomes) {
   EXPECT_EQ(running(world), turned);
   EXPECT_EQ(outcomes(world, "nightly"), shown);
   EXPECT_EQ(shown, "1 runs\nclean 3\nbackup 0\n");
+}
+
+TEST(Replacement, moves_no_job_into_a_place_that_has_become_free) {
+  World world;
+  ASSERT_EQ(replace(world, two_jobs).status, 0u);
+  ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_DELETE_JOB, job_payload("backup")).status, 0u);
+  ASSERT_EQ(replace(world, "feature scheduler\nscheduler job name clean\necho three\nend-job\n\n").status, 0u);
+  EXPECT_EQ(sch_job_list[0].hdr, nullptr);
+  ASSERT_NE(sch_job_list[1].hdr, nullptr);
+  EXPECT_EQ(shown_text(world, "clean"), "echo three\n");
 }
 
 TEST(Overlay, leaves_what_it_does_not_name) {

@@ -79,6 +79,8 @@ std::vector<Wrong> wrong_requests() {
        with_u32(job_payload("known", "x\n"), 44, 3), host::err_bad_request},
       {"define job, announcing less than comes", config, SCH_OP_DEFINE_JOB,
        with_u32(job_payload("known", "x\n"), 44, 1), host::err_bad_request},
+      {"define job without a name, announcing more than comes", config, SCH_OP_DEFINE_JOB,
+       with_u32(job_payload("", "x\n"), 44, 3), host::err_bad_request},
       {"define job, announcing 4 GiB", config, SCH_OP_DEFINE_JOB, with_u32(job_payload("known", "x\n"), 44, ~0u),
        host::err_bad_request},
       {"define job, a byte above the limit", config, SCH_OP_DEFINE_JOB, job_payload("known", long_line + "\n"),

@@ -138,6 +138,14 @@ TEST_F(HistoryScreen, of_one_run_has_its_jobs) {
             "bad   failed   3     Sat 2026-11-21 12:30:00 +0000  0.000s    0 bytes  \n");
 }
 
+TEST_F(HistoryScreen, of_each_run_that_is_kept_is_there) {
+  ASSERT_EQ(create_schedule(world, "s", {"good"}, daily(12, 30)), 0u);
+  for (int i = 0; i < 3; i++)
+    pass_to(world, due + i * day);
+  for (const uint64_t run : {1, 2, 3})
+    EXPECT_THAT(history(world, {run, 0, 0}), HasSubstr("run: " + std::to_string(run) + "\n"));
+}
+
 TEST_F(HistoryScreen, of_one_run_has_what_the_service_remarked) {
   ASSERT_EQ(create_schedule(world, "s", {"good"}, daily(12, 30)), 0u);
   pass_to(world, due + 10 * minute);

@@ -15,6 +15,7 @@
 #include "service/state/run_state.h"
 #include "service/state/statuses.h"
 #include "service/state/tables.h"
+#include "tests/service/operator_requests.h"
 #include "tests/service/store_faults.h"
 #include "tests/service/world.h"
 
@@ -100,6 +101,18 @@ TEST_F(Inheritance, a_namesake_of_a_schedule_has_no_status_that_could_not_be_del
   world.restart();
   EXPECT_NE(service::find_status(sch_job_list[0], "s"), nullptr);
   EXPECT_EQ(service::find_status(sch_job_list[1], "s"), nullptr);
+}
+
+TEST_F(Inheritance, a_schedule_of_a_name_that_another_had_before_has_none_of_its_statuses) {
+  configure({"job"});
+  due_now(world, half_past);
+  world.settle();
+  const auto kind = static_cast<uint32_t>(control::ObjectKind::schedule);
+  ASSERT_EQ(control(control::Operation::rename, query(kind, std::string_view("s\0t", 3))), 0u);
+  ASSERT_EQ(create_schedule(world, "s", {"job"}, daily(12, 45)), 0u);
+  world.restart();
+  EXPECT_NE(service::find_status(sch_job_list[0], "t"), nullptr);
+  EXPECT_EQ(service::find_status(sch_job_list[0], "s"), nullptr);
 }
 
 TEST_F(Inheritance, nothing_is_created_while_what_is_left_of_something_else_cannot_be_deleted) {

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <optional>
 #include <sstream>
 
 #include "tests/service/process_fixture.h"
@@ -193,6 +194,19 @@ TEST(JobProcess, an_endless_output_is_bounded_and_counted) {
   EXPECT_EQ(result.wait_status, 0u);
   job.limits.output_bytes = 10;
   EXPECT_EQ(run(job).output, "y\ny\ny\ny\ny\n");
+}
+
+// A program may make its pipe larger than it is usually; what it printed last is there when it has ended.
+TEST(JobProcess, output_in_a_pipe_that_the_job_made_larger_is_counted_to_its_end) {
+  Starting starting;
+  std::optional<JobProcess::Result> result;
+  const auto process = starting.start(
+      task("exec python3 -c 'import fcntl, os; fcntl.fcntl(1, 1031, 1 << 20); os.write(1, b\"x\" * 1000000)'\n"),
+      [&](JobProcess::Result end) { result = std::move(end); });
+  ASSERT_TRUE(process->wait_ms(60000));  // nobody has read anything yet
+  ASSERT_TRUE(comes_true([&] { return result.has_value(); }, starting.loop()));
+  EXPECT_EQ(result->output_total, 1000000u);
+  EXPECT_EQ(result->wait_status, 0u);
 }
 
 TEST(JobProcess, a_job_that_prints_without_end_leaves_others_their_turn) {

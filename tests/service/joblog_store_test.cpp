@@ -181,6 +181,14 @@ struct Version1 {
   }
 };
 
+uint32_t version_in(const std::string &path) {
+  uint32_t version = 0;
+  std::ifstream file(path, std::ios::binary);
+  file.seekg(offsetof(Version1::File, version));
+  file.read(reinterpret_cast<char *>(&version), sizeof version);
+  return version;
+}
+
 TEST(JobLogFile, of_the_first_version_is_taken_over_with_its_records) {
   World world;
   world.stop();
@@ -193,6 +201,8 @@ TEST(JobLogFile, of_the_first_version_is_taken_over_with_its_records) {
     const std::vector<Logged> log = log_of(world);
     ASSERT_EQ(log.size(), 1u);
     EXPECT_EQ(log[0], (Logged{"old", "schedule", "root", "out\n", 1, noon}));
+    EXPECT_EQ(version_in(path), service::RingFile::current_version);
+    EXPECT_FALSE(std::filesystem::exists(path + ".next"));
     world.stop();
   }
   world.start();

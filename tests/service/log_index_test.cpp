@@ -33,7 +33,9 @@ std::vector<LogIndex::Position> found(const LogIndex &index, const LogFilter &fi
 std::vector<LogIndex::Position> scanned(const std::deque<Held> &held, const LogFilter &filter) {
   std::vector<LogIndex::Position> positions;
   for (const Held &entry : held)
-    if (filter.wants(entry.head.owner_tag, entry.head.schedule, entry.head.job)) positions.push_back(entry.position);
+    if (filter.wants(entry.head.owner_tag, entry.head.schedule, entry.head.job) &&
+        filter.wants(entry.head.outcome, entry.head.completion, entry.head.wait_status != 0))
+      positions.push_back(entry.position);
   return positions;
 }
 
@@ -70,6 +72,8 @@ TEST(LogIndex, finds_what_a_scan_of_all_records_finds_while_records_come_and_go)
       head.schedule = names[random() % 5];
       head.job = names[random() % 5];
       if (random() % 4 != 0) head.outcome = newest += 1 + random() % 3;
+      head.wait_status = random() % 2 != 0 ? 3 << 8 : 0;
+      head.completion = static_cast<uint32_t>(step);
       held.push_back({index.end(), head});
       index.push_back(head);
     }
@@ -77,7 +81,10 @@ TEST(LogIndex, finds_what_a_scan_of_all_records_finds_while_records_come_and_go)
     const LogFilter by_owner = {static_cast<uint32_t>(random() % 5)};
     const LogFilter by_both = {by_owner.owner_tag, std::string(names[random() % 5])};
     for (const LogFilter &filter :
-         {LogFilter{}, by_owner, by_both, LogFilter{{}, by_both.name}, LogFilter{{}, "unknown"}})
+         {LogFilter{}, by_owner, by_both, LogFilter{{}, by_both.name}, LogFilter{{}, "unknown"},
+          LogFilter{.owner_tag = {}, .schedule = by_both.name}, LogFilter{.owner_tag = {}, .job = by_both.name},
+          LogFilter{.owner_tag = {}, .since = step / 2}, LogFilter{.owner_tag = {}, .failed_only = true},
+          LogFilter{.owner_tag = {}, .outcomes = {newest, newest / 2}}})
       expect_same(index, held, filter, random);
     if (step % 100 == 0) expect_outcomes(index, held, newest);
   }

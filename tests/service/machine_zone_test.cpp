@@ -70,6 +70,23 @@ TEST_F(Machine, a_copy_beside_another_zones_name_goes_by_its_path) {
   EXPECT_EQ(loaded->offset_at(0), 9 * 3600);
 }
 
+// What stands in TZ before a colon, and what cannot be shown, would not be read as this name.
+TEST_F(Machine, a_link_to_what_can_be_no_zones_name_goes_by_its_path) {
+  fs::create_directory(etc / "zoneinfo");
+  for (const char *name : {"of:colon", "of blank", "of\ttab", "of\x7f", "of\xc3\xa4"}) {
+    fs::copy_file(database / "Asia/Tokyo", etc / "zoneinfo" / name);
+    fs::create_symlink(etc / "zoneinfo" / name, localtime);
+    EXPECT_EQ(zone(), ":" + localtime.string()) << name;
+    fs::remove(localtime);
+  }
+  for (const char *name : {"of!", "of~"}) {
+    fs::copy_file(database / "Asia/Tokyo", etc / "zoneinfo" / name);
+    fs::create_symlink(etc / "zoneinfo" / name, localtime);
+    EXPECT_EQ(zone(), name);
+    fs::remove(localtime);
+  }
+}
+
 TEST_F(Machine, without_a_file_it_is_utc) {
   EXPECT_EQ(zone(), "UTC");
 }

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "control/operations.h"
 #include "control/statuses.h"
 #include "host/status.h"
@@ -98,6 +100,28 @@ TEST_F(RunOrders, to_end_a_run_are_its_owners_and_the_administrators) {
   const std::vector<service::HistoryRun> runs = service::read_history(*service::find_schedule("hangs"));
   ASSERT_THAT(runs, SizeIs(1));
   EXPECT_EQ(runs.front().outcomes.front().reason, service::Reason::killed);
+}
+
+TEST_F(RunOrders, a_killed_job_keeps_the_code_that_it_ended_with_unless_that_says_success) {
+  const std::string begun = world.directory.path() + "/begun";
+  for (const auto &[code, kept] :
+       {std::pair{"0", service::exit_status(service::Reason::killed)}, std::pair{"7", 7u << 8}}) {
+    const std::string name = std::string("exits-") + code;
+    ASSERT_EQ(
+        create_job(world, name,
+                   std::string("trap 'exit ") + code + "' TERM\necho > " + begun + "\nwhile :; do sleep 0.01; done\n"),
+        0u);
+    ASSERT_EQ(create_schedule(world, name, {name}, {}), 0u);
+    const uint64_t run = start(name, root());
+    while (!std::filesystem::exists(begun))
+      world.loop.turn_without_waiting();
+    EXPECT_EQ(kill(run, root()), 0u);
+    world.settle();
+    const service::HistoryRun ended = service::find_in_history(*service::find_schedule(name), run).value();
+    EXPECT_EQ(ended.outcomes.front().reason, service::Reason::killed);
+    EXPECT_EQ(ended.outcomes.front().wait_status, kept);
+    std::filesystem::remove(begun);
+  }
 }
 
 TEST_F(RunOrders, a_disabled_schedule_rests_over_a_restart_until_it_is_enabled) {

@@ -219,7 +219,9 @@ TEST_F(Startup, the_status_shows_everybodys_share_to_the_administrator_and_to_ot
   ASSERT_EQ(create_schedule(world, "early", {}, {}), 0u);
   const std::string all = status_for(world, root()), own = status_for(world, nobody()),
                     none = status_for(world, daemon_user());
-  EXPECT_THAT(all, ::testing::StartsWith("version: 1."));
+  EXPECT_THAT(all,
+              ::testing::MatchesRegex("version: 1\\.[^\n]*\nmode: active\nstarted: [^\n]*\nsettings: [^\n]*\nzone: "
+                                      "UTC\nenabled: yes\n(.|\n)*"));
   EXPECT_THAT(all, ::testing::HasSubstr("\nenabled: yes\nboot from: running\n"));
   EXPECT_THAT(all, ::testing::HasSubstr("\nschedules: 2\nruns under way: 0\nruns waiting: 0\nrunning store: "));
   EXPECT_THAT(all, ::testing::HasSubstr("\nstartup store: none\njob log: 16384 bytes\n"));
