@@ -30,7 +30,7 @@ Error fail(const std::string &draft, const std::string &path, int number) {
 Result<FileDescriptor> create_whole_file(const std::string &path, uint32_t size, std::span<const std::byte> head) {
   const std::string draft = path + ".new";
   unlink(draft.c_str());
-  FileDescriptor file(open(draft.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
+  FileDescriptor file(open(draft.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (!file) return fail(draft, path, errno);
   const int no_room = size == 0 ? 0 : posix_fallocate(file.get(), 0, size);
   if (no_room != 0) return fail(draft, path, no_room);

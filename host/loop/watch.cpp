@@ -83,7 +83,7 @@ bool Watch::Source::can_add(short events, const EventTime *timeout) {
 // libevent takes its memory from malloc(), which does not ask the handler that operator new has for want of it.
 void Watch::Source::add(int watched, short events, const EventTime *timeout) {
   descriptor = watched;
-  awaited = static_cast<short>(((events & EV_READ) != 0 ? POLLIN : 0) | ((events & EV_WRITE) != 0 ? POLLOUT : 0));
+  awaited = static_cast<short>((events & EV_WRITE) != 0 ? POLLOUT : POLLIN);
   while (!can_add(events, timeout)) {
     const std::new_handler make_room = std::get_new_handler();
     if (errno != ENOMEM || make_room == nullptr) throw std::bad_alloc();
@@ -97,9 +97,9 @@ void Watch::Source::free() {
 }
 
 Watch &Watch::operator=(Watch &&other) noexcept {
-  if (this == &other) return *this;
+  Watch moved(std::move(other));
   stop();
-  source_ = std::move(other.source_);
+  source_.swap(moved.source_);
   return *this;
 }
 

@@ -25,7 +25,7 @@ class Lines {
   Lines(const Lines &) = delete;
   Lines &operator=(const Lines &) = delete;
 
-  const char *next() { return file_ && ::getline(&line_, &room_, file_.get()) > 0 ? line_ : nullptr; }
+  const char *next() { return file_ && ::getline(&line_, &room_, file_.get()) != -1 ? line_ : nullptr; }
 
  private:
   std::unique_ptr<FILE, CloseFile> file_;

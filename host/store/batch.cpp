@@ -41,8 +41,7 @@ int apply(MDB_txn *transaction, RecordChange change, bool *adds_records) {
 // The whole transaction, as it may run in another thread. Returns LMDB's code.
 int write_changes(MDB_env *environment, const Changes &changes) {
   // Frees the reader slots of processes that were killed while reading: these would keep old pages from being reused.
-  int dead = 0;
-  mdb_reader_check(environment, &dead);
+  mdb_reader_check(environment, nullptr);
   MDB_txn *made = nullptr;
   if (const int code = mdb_txn_begin(environment, nullptr, 0, &made); code != 0) return code;
   Transaction transaction(made);

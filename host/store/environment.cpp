@@ -70,8 +70,7 @@ int read_description(Store &store) {
 }
 
 int prepare_transactions(Store &store) {
-  int dead = 0;
-  if (const int code = mdb_reader_check(store.environment.get(), &dead); code != 0) return code;
+  if (const int code = mdb_reader_check(store.environment.get(), nullptr); code != 0) return code;
   if (const int code = begin_transaction(store, MDB_RDONLY, &store.reader); code != 0) return code;
   MDB_dbi table = 0;
   if (const int code = mdb_dbi_open(store.reader.get(), nullptr, 0, &table); code != 0) return code;

@@ -58,7 +58,7 @@ Result<void> replace_claimed(const std::string &path, const std::string &fresh) 
 
 // Writes a compacted copy of what is committed, and syncs it.
 Result<void> copy_store(Store &store, const std::string &fresh) {
-  const FileDescriptor file(open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
+  const FileDescriptor file(open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (!file) return store_result(errno, fresh);
   int code = fchmod(file.get(), 0600) == 0 ? 0 : errno;
   if (code == 0) {

@@ -169,9 +169,12 @@ void Session::push() {
     progress = outbox_.push(socket());
     sent_some = sent_some || progress != Outbox::Progress::blocked;
   }
-  if (progress == Outbox::Progress::done) return answered();
-  if (progress == Outbox::Progress::failed) return end();
-  await_room(sent_some);
+  if (progress == Outbox::Progress::done)
+    answered();
+  else if (progress == Outbox::Progress::failed)
+    end();
+  else
+    await_room(sent_some);
 }
 
 void Session::answered() {

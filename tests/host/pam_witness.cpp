@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A PAM module that writes down what it finds around it, and how its questions are answered. Its arguments: the file
-// for that, and the password that it accepts.
+// for that, and the password that it accepts. Without them it ends its process.
 #include <fcntl.h>
 #include <security/pam_modules.h>
 #include <signal.h>
@@ -89,6 +89,7 @@ std::string conversation_of(const pam_conv &conversation) {
 }
 
 int witness(pam_handle_t *handle, int flags, int count, const char **arguments, const char *call) {
+  if (count == 0) _exit(0);
   if (count != 2) return PAM_SERVICE_ERR;
   const void *found = nullptr;
   if (pam_get_item(handle, PAM_CONV, &found) != PAM_SUCCESS) return PAM_SERVICE_ERR;

@@ -4,19 +4,34 @@
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/wait.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 
 #include "host/files/file_descriptor.h"
 #include "host/security/authentication.h"
+#include "schedcli.h"
 #include "tests/host/security_fixture.h"
 
 namespace security_test {
 
 using namespace host;
+
+std::vector<std::string> log_lines;
+
+// In the place of the C library's, for every library of the process.
+extern "C" void vsyslog(int priority, const char *format, va_list arguments) {
+  char text[512];
+  std::vsnprintf(text, sizeof text, format, arguments);
+  log_lines.push_back(std::to_string(LOG_PRI(priority)) + " " + text);
+}
 
 constexpr int service_signals[] = {SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGALRM, SIGUSR1, SIGUSR2};
 
@@ -30,11 +45,14 @@ class ChildTest : public SecurityTest {
     const std::string services = state() + "/pam.d";
     EXPECT_EQ(::mkdir(services.c_str(), 0700), 0);
     const std::string module = std::string(PAM_WITNESS_MODULE) + " " + notes_path() + " horse\n";
-    write_file(services + "/schedcli", "auth required " + module + "account required " + module);
     services_ = services;
+    use_module(module);
     use_pam_services(services_.c_str());
   }
   ~ChildTest() override { use_pam_services(nullptr); }
+  void use_module(const std::string &module) const {
+    write_file(services_ + "/schedcli", "auth required " + module + "account required " + module);
+  }
   std::string notes() const { return read_file(notes_path()); }
 
  private:
@@ -100,6 +118,23 @@ TEST_F(ChildTest, modules_that_look_at_the_account_alone_get_no_password) {
   ASSERT_TRUE(started);
   EXPECT_EQ((*started)->wait().code(), 0u);
   EXPECT_EQ(notes(), "account\n" + around + asked(""));
+}
+
+TEST_F(ChildTest, module_that_ends_its_process_has_not_accepted_anybody_and_is_told_of) {
+  use_module(std::string(PAM_WITNESS_MODULE) + "\n");
+  log_lines.clear();
+  const auto started = Authentication::start("alice", Horse());
+  ASSERT_TRUE(started);
+  errno = EAGAIN;  // as an earlier call has left it
+  EXPECT_EQ((*started)->wait().code(), SCH_STATUS_AUTHENTICATION_FAILED);
+  EXPECT_EQ(log_lines, (std::vector<std::string>{std::to_string(LOG_WARNING) +
+                                                 " authentication of user alice for the scheduler broke off"}));
+}
+
+TEST_F(ChildTest, authentication_that_nobody_waits_for_any_more_leaves_no_process) {
+  ASSERT_TRUE(Authentication::start("alice", Horse()));
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(errno, ECHILD);
 }
 
 // The signal handler lets the module go on, the third time that the wait was interrupted.

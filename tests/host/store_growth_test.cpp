@@ -23,6 +23,18 @@ TEST(LimitTest, limit_above_all_addresses_is_a_large_part_of_them) {
   host::store_set_bound(128U << 20);
 }
 
+class BoundTest : public StoreTest {};
+
+// A third of the limit is 10 pages: one of the records and one of each value.
+TEST_F(BoundTest, records_fit_up_to_the_last_page_of_their_share) {
+  host::store_set_bound(128U << 10);
+  const pss_handle store = create("running:a");
+  int fitting = 0;
+  while (put(store, "key" + std::to_string(fitting), std::string(4000, 'v')) == 0)
+    ++fitting;
+  EXPECT_EQ(fitting, 9);
+}
+
 class GrowthTest : public StoreTest {
  protected:
   using Model = std::map<std::string, std::string>;

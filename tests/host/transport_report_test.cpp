@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
+#include <stdexcept>
 
 #include "host/refusal_report.h"
 #include "host/status.h"
@@ -73,6 +74,18 @@ TEST_F(ReportTest, a_minute_has_so_many_lines_and_the_next_one_says_how_many_wer
   EXPECT_EQ(ends, (std::vector<std::string>{"(and 0 others before it)", "(and 0 others before it)",
                                             "(and 2 others before it)", "(and 0 others before it)",
                                             "(and 1 others before it)"}));
+}
+
+TEST_F(ReportTest, a_handler_that_fails_is_an_error_and_its_client_is_hung_up_on) {
+  const auto server = serve([](const Incoming &) -> Answer { throw std::runtime_error("odd"); });
+  const RawClient client(socket_path());
+  ASSERT_TRUE(client.send(request_header()));
+  EXPECT_TRUE(client.hung_up());
+  EXPECT_TRUE(server->reaches_clients(0));
+  const std::lock_guard lock(lines_mutex);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].priority, LOG_ERR);
+  EXPECT_EQ(lines[0].text, "an event was not served to its end: odd");
 }
 
 TEST_F(ReportTest, a_client_above_the_limit_is_reported) {

@@ -143,6 +143,7 @@ GLOBALS = {"cli_debug", "debug_level", "scheduler_enabled", "sch_log_file", "ema
 
 def without_texts(statement):
     bare = re.sub(r'"(?:\\.|[^"\\])*"', "", statement)
+    bare = re.sub(r"\bdecltype\([^()]*\)", "auto", bare)
     return re.sub(r"\b(?:static|reinterpret|const)_cast<[^()]*>|\bsizeof\b", "", bare)
 
 
@@ -268,7 +269,7 @@ def reads(statement, thing):
 
 def sets_what_the_other_ignores(one, other):
     set_here, set_there = target(one), target(other)
-    if calls(one) or not set_here or re.split(r"\W", set_here)[0] in GLOBALS:
+    if calls(one) or not set_here or re.split(r"\W", set_here)[0] in GLOBALS and calls(other):
         return False
     if only_shows(other):
         return re.split(r"\W", set_here)[0] not in names(other)
@@ -302,13 +303,22 @@ def starts_afresh(line):
 
 
 def declares_what_is_used(first, second):
-    declared = re.match(r"(?:const |static |constexpr )*[\w:<>]+ [*&]?(\w+)(?: =|\[|;|\{|\()", first.strip())
+    declared = re.match(r"(?:const |static |constexpr |struct )*[\w:<>]+ [*&]?(\w+)(?: =|\[|;| ?\{|\()", first.strip())
     return declared is not None and declared.group(1) in names(second)
+
+
+# A function of a class, in its declaration: each parameter has a type and a name.
+PARAMETER = r"(?:const )?[\w:<>]+ [*&]?\w+"
+DECLARED_FUNCTION = re.compile(rf"(?:static )?(?:void|bool|int|[\w:]*Result<[\w:]+>) \w+\((?:{PARAMETER}(?:, {PARAMETER})*)?\)(?: const)?;")
+
+
+def declares_a_function(statement):
+    return DECLARED_FUNCTION.fullmatch(statement.strip()) is not None
 
 
 def is_worth_swapping(first, second, before):
     """Otherwise nobody could see the order of the two, or it would not compile."""
-    if declares_what_is_used(first, second) or leave_alike(first, second):
+    if declares_what_is_used(first, second) or declares_a_function(first) or declares_a_function(second) or leave_alike(first, second):
         return False
     if sets_a_number_beside_a_guard(first, second, before) or sets_a_number_beside_a_guard(second, first, before):
         return False
