@@ -94,12 +94,13 @@ int witness(pam_handle_t *handle, int flags, int count, const char **arguments, 
   const void *found = nullptr;
   if (pam_get_item(handle, PAM_CONV, &found) != PAM_SUCCESS) return PAM_SERVICE_ERR;
   const auto &conversation = *static_cast<const pam_conv *>(found);
+  const auto asked = static_cast<unsigned>(flags);
   const std::string around = descriptors();  // before it opens one itself
   FILE *file = fopen(arguments[0], "a");
   if (file == nullptr) return PAM_SERVICE_ERR;
   fprintf(file, "%s\ndescriptors%s\nsignals%s\nprocess%s\n%s%s", call, around.c_str(), signals().c_str(),
-          process().c_str(), (flags & PAM_SILENT) != 0 ? "silent\n" : "",
-          (flags & PAM_DISALLOW_NULL_AUTHTOK) != 0 ? "no empty password\n" : "");
+          process().c_str(), (asked & PAM_SILENT) != 0 ? "silent\n" : "",
+          (asked & PAM_DISALLOW_NULL_AUTHTOK) != 0 ? "no empty password\n" : "");
   fputs(conversation_of(conversation).c_str(), file);
   fclose(file);
   return answers(conversation, {{PAM_PROMPT_ECHO_OFF, "?"}}) == std::string(" ") + arguments[1] ? PAM_SUCCESS
