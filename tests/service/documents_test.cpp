@@ -63,7 +63,7 @@ TEST_F(DocumentOfAWorld, of_all_schedules_has_a_line_with_the_newest_run_of_each
   ASSERT_EQ(create_schedule(world, "bare", {}, {}), 0u);
   ASSERT_EQ(ask(world, Operation::disable_schedule, bytes("bare")).status, 0u);
   pass_to(world, due);
-  const Json lines = document(Operation::overview)["schedule"];
+  Json lines = document(Operation::overview)["schedule"];
   ASSERT_EQ(lines.size(), 2u) << lines;
   EXPECT_EQ(lines[0]["recurrence"], Json::parse(R"({"kind": "daily", "time-of-day": "12:30"})"));
   EXPECT_EQ(lines[0]["last-run"], Json::parse(R"({"number": "1", "schedule": "s", "due": "2026-11-21T12:30:00+00:00",
@@ -87,7 +87,7 @@ TEST_F(DocumentOfAWorld, of_a_run_whose_log_was_cleared_tells_how_long_the_outpu
   ASSERT_EQ(create_schedule(world, "s", {"good"}, daily(12, 30)), 0u);
   pass_to(world, due);
   ASSERT_EQ(send(SCH_OP_CLEAR_LOG, log_payload("", "", 0)), 0u);
-  const Json outcome = run(1)["job-outcome"][0];
+  Json outcome = run(1)["job-outcome"][0];
   EXPECT_EQ(outcome["output"], "");
   EXPECT_EQ(outcome["output-length"], "5");
   EXPECT_EQ(outcome["output-cut"], true);
@@ -97,7 +97,7 @@ TEST_F(DocumentOfAWorld, of_a_run_that_was_asked_for_has_who_asked_and_no_due_ti
   ASSERT_EQ(create_schedule(world, "s", {"good"}, daily(12, 30)), 0u);
   ASSERT_EQ(ask(world, Operation::run_schedule, bytes("s")).status, 0u);
   world.settle();
-  const Json asked = run(1);
+  Json asked = run(1);
   EXPECT_EQ(asked["asked-by"], "root");
   EXPECT_FALSE(asked.contains("due"));
 }
@@ -105,7 +105,7 @@ TEST_F(DocumentOfAWorld, of_a_run_that_was_asked_for_has_who_asked_and_no_due_ti
 TEST_F(DocumentOfAWorld, of_a_due_time_that_was_missed_has_no_start) {
   ASSERT_EQ(create_schedule(world, "s", {"good"}, daily(12, 30)), 0u);
   pass_to(world, due + 10 * minute);
-  const Json missed = run(1);
+  Json missed = run(1);
   EXPECT_EQ(missed["outcome"], "missed");
   EXPECT_EQ(missed["missed"], 1);
   EXPECT_FALSE(missed.contains("start") || missed.contains("duration")) << missed;
@@ -125,7 +125,7 @@ TEST_F(DocumentOfAWorld, of_the_log_has_an_entry_for_each_outcome) {
 TEST_F(DocumentOfAWorld, of_the_kept_configurations_has_no_moment_that_is_not_known) {
   world.restart();
   ASSERT_EQ(replace(world, "feature scheduler\n").status, 0u);
-  const Json kept = document(Operation::configuration_history)["configuration"];
+  Json kept = document(Operation::configuration_history)["configuration"];
   ASSERT_EQ(kept.size(), 2u) << kept;
   EXPECT_EQ(kept[0]["when"], "2026-11-21T12:00:00+00:00");
   EXPECT_EQ(kept[0]["who"], "root");
@@ -135,7 +135,7 @@ TEST_F(DocumentOfAWorld, of_the_kept_configurations_has_no_moment_that_is_not_kn
 
 TEST_F(DocumentOfAWorld, of_the_service_says_how_it_does) {
   ASSERT_EQ(create_schedule(world, "s", {"good"}, daily(12, 30)), 0u);
-  const Json status = document(Operation::status);
+  Json status = document(Operation::status);
   EXPECT_EQ(status["mode"], "active");
   EXPECT_EQ(status["enabled"], true);
   EXPECT_EQ(status["schedules"], 1);
