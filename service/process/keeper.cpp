@@ -16,7 +16,7 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
-#include <iterator>
+#include <limits>
 #include <string_view>
 
 #include "service/process/job.h"
@@ -40,9 +40,11 @@ char *put(std::string_view text, char *at) {
 // Adds the children of one process, from /proc. If a child ends while the list is read, another may be missing in it
 // until the next reading.
 void add_children(pid_t parent) {
+  constexpr int digits = std::numeric_limits<pid_t>::digits10 + 1;
   char path[64] = {}, *end = put("/proc/", path);
-  end = std::to_chars(end, std::end(path), parent).ptr;
-  end = std::to_chars(put("/task/", end), std::end(path), parent).ptr;
+  end = std::to_chars(end, end + digits, parent).ptr;
+  end = put("/task/", end);
+  end = std::to_chars(end, end + digits, parent).ptr;
   put("/children", end);
   const int file = open(path, O_RDONLY | O_CLOEXEC);
   if (file < 0) return;
