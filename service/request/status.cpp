@@ -55,24 +55,8 @@ std::map<uint32_t, Share> every_share(const Runner &runner) {
   return shares;
 }
 
-NextDue due_of(const sch_schedule_entry &entry) {
-  return {state_of(*entry.rec).next_due, name_of(*entry.key)};
-}
-
-std::optional<NextDue> first_due() {
-  const uint32_t due = earliest_due();
-  const std::vector<sch_schedule_entry *> entries = due != 0 ? schedules_due(due) : std::vector<sch_schedule_entry *>();
-  return entries.empty() ? std::nullopt : std::optional(due_of(*entries.front()));
-}
-
-std::optional<NextDue> first_due(uint32_t tag) {
-  const sch_schedule_entry *first = nullptr;
-  for (const sch_schedule_entry *entry = schedule_after(-1, tag); entry != nullptr;
-       entry = schedule_after(schedule_number(*entry->rec), tag)) {
-    const uint32_t due = next_due(*entry);
-    if (due != 0 && (first == nullptr || due < state_of(*first->rec).next_due)) first = entry;
-  }
-  return first == nullptr ? std::nullopt : std::optional(due_of(*first));
+std::optional<NextDue> due_of(const sch_schedule_entry *entry) {
+  return entry == nullptr ? std::nullopt : std::optional(NextDue{next_due(*entry), name_of(*entry->key)});
 }
 
 StoreSize store_size(const char *name, const char *uri) {
@@ -174,12 +158,12 @@ ServiceStatus status_of(const Call &call) {
   if (!call.context.authority.administrator(call.caller)) {
     const uint32_t tag = owner_tag(call.caller.uid);
     const Share runs = shares_of_runs(call.context.runner)[tag];
-    status.next_due = first_due(tag);
+    status.next_due = due_of(first_due(tag));
     status.shares = {{user_name(tag), {schedule_count(tag), job_count(tag), runs.runs, runs.waiting}}};
     return status;
   }
   status.whole = whole_status(call.context);
-  status.next_due = first_due();
+  status.next_due = due_of(first_due());
   for (const auto &[tag, share] : every_share(call.context.runner))
     status.shares.push_back({user_name(tag), share});
   return status;

@@ -10,7 +10,7 @@
 #include "host/text_field.h"
 #include "platform/memory.h"
 #include "service/state/address_table.h"
-#include "service/state/due_heap.h"
+#include "service/state/due_times.h"
 #include "service/state/number_tree.h"
 #include "service/state/open_table.h"
 #include "service/state/status_table.h"
@@ -43,6 +43,7 @@ struct ByAddress {
 
 struct Possession {
   NumberTree<own_left, own_right> schedules;
+  DueTimes::Owner due;
   size_t schedule_count = 0, job_count = 0;
 };
 
@@ -50,7 +51,7 @@ struct Tables {
   OpenTable<sch_schedule_entry, ByName<sch_schedule_entry>> schedules;
   OpenTable<sch_job_entry, ByName<sch_job_entry>> jobs;
   NumberTree<number_left, number_right> numbers;
-  DueHeap due;
+  DueTimes due;
   std::unordered_map<uint32_t, Possession> owners;  // by owner tag
   OpenTable<sch_schedule_entry, ByAddress> users[SCH_MAX_JOBS];
   uint32_t next_number = 1;
@@ -63,10 +64,14 @@ void set_name(sch_config_key &key, std::string_view name) {
   name.copy(key.name, sizeof key.name - 1);
 }
 
+void reserve_for_schedule_of(uint32_t owner) {
+  Possession &of = tables.owners.try_emplace(owner).first->second;
+  tables.due.reserve(of.due, of.schedule_count + 1, tables.owners.size());
+}
+
 void reserve_for_schedule(uint32_t owner) {
   tables.schedules.reserve_one();
-  tables.due.reserve(tables.schedules.size() + 1);
-  tables.owners.try_emplace(owner);
+  reserve_for_schedule_of(owner);
 }
 
 void forget_without_possessions(uint32_t owner) {
@@ -78,11 +83,13 @@ void enter_owner(sch_schedule_entry &entry) {
   Possession &owner = tables.owners.at(owner_of(entry));
   owner.schedules.insert(entry);
   owner.schedule_count++;
+  tables.due.update(owner.due, entry);
 }
 
 void leave_owner(sch_schedule_entry &entry) {
   const uint32_t tag = owner_of(entry);
   Possession &owner = tables.owners.at(tag);
+  tables.due.remove(owner.due, entry);
   owner.schedules.remove(entry);
   owner.schedule_count--;
   forget_without_possessions(tag);
@@ -93,7 +100,6 @@ void enter(sch_schedule_entry &entry, GList *element) {
   tables.schedules.insert(entry);
   tables.numbers.insert(entry);
   enter_owner(entry);
-  tables.due.update(entry);
 }
 
 void enter_again(GList *element) {
@@ -209,7 +215,6 @@ sch_schedule_entry *add_schedule(std::string_view name, const ScheduleState &sta
 
 void remove_schedule(sch_schedule_entry &entry) {
   for_each_assigned(*entry.rec, [&](uint32_t id) { tables.users[id].remove(entry); });
-  tables.due.remove(entry);
   leave_owner(entry);
   tables.numbers.remove(entry);
   tables.schedules.remove(entry);
@@ -218,12 +223,15 @@ void remove_schedule(sch_schedule_entry &entry) {
 }
 
 void set_state(sch_schedule_entry &entry, const ScheduleState &state) {
-  const bool other_owner = state.owner_tag != owner_of(entry);
-  if (other_owner) tables.owners.try_emplace(state.owner_tag);
-  if (other_owner) leave_owner(entry);
+  if (state.owner_tag == owner_of(entry)) {
+    put_state(*entry.rec, state);
+    tables.due.update(tables.owners.at(state.owner_tag).due, entry);
+    return;
+  }
+  reserve_for_schedule_of(state.owner_tag);
+  leave_owner(entry);
   put_state(*entry.rec, state);
-  if (other_owner) enter_owner(entry);
-  tables.due.update(entry);
+  enter_owner(entry);
 }
 
 void set_next_due(sch_schedule_entry &entry, uint32_t due) {
@@ -252,8 +260,17 @@ void deassign_job(sch_schedule_entry &entry, uint32_t job_id) {
 }
 
 uint32_t earliest_due() {
-  const sch_schedule_entry *first = tables.due.top();
-  return first == nullptr ? 0 : state_of(*first->rec).next_due;
+  const sch_schedule_entry *first = tables.due.first();
+  return first == nullptr ? 0 : next_due(*first);
+}
+
+const sch_schedule_entry *first_due() {
+  return tables.due.first();
+}
+
+const sch_schedule_entry *first_due(uint32_t owner_tag) {
+  const auto owner = tables.owners.find(owner_tag);
+  return owner == tables.owners.end() ? nullptr : owner->second.due.schedules.top();
 }
 
 std::vector<sch_schedule_entry *> schedules_due(time_t now) {

@@ -46,6 +46,8 @@ void assign_job(sch_schedule_entry &entry, uint32_t job_id);
 void deassign_job(sch_schedule_entry &entry, uint32_t job_id);
 
 uint32_t earliest_due();                                      // over all schedules; 0: none
+const sch_schedule_entry *first_due();                        // the lowest number of the earliest; nullptr: none
+const sch_schedule_entry *first_due(uint32_t owner_tag);      // of the owner's
 std::vector<sch_schedule_entry *> schedules_due(time_t now);  // at that moment or before, the earliest first
 
 // Jobs.

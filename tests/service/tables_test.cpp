@@ -106,6 +106,15 @@ struct TablesTest : ::testing::Test {
       if (row.due != 0) expected.emplace_back(row.due, number);
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(service::earliest_due(), expected.empty() ? 0 : expected.front().first);
+    const auto number_of = [](const sch_schedule_entry *entry) {
+      return entry == nullptr ? 0 : service::schedule_number(*entry->rec);
+    };
+    EXPECT_EQ(number_of(service::first_due()), expected.empty() ? 0 : expected.front().second);
+    for (uint32_t owner = 1; owner <= owners; owner++) {
+      const auto first =
+          std::ranges::find(expected, owner, [&](const auto &row) { return model.at(row.second).owner; });
+      EXPECT_EQ(number_of(service::first_due(owner)), first == expected.end() ? 0 : first->second) << owner;
+    }
     const uint32_t moment = below(60);
     std::erase_if(expected, [&](const auto &row) { return row.first > moment; });
     std::vector<std::pair<uint32_t, uint32_t>> found;
