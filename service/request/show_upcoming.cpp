@@ -70,7 +70,7 @@ host::Result<UpcomingAsked> upcoming_asked(Payload payload) {
   return UpcomingAsked{query.count, std::string(text_of(payload.subspan(sizeof query)))};
 }
 
-size_t job_count(const sch_schedule_rec &rec) {
+size_t count_of_jobs(const sch_schedule_rec &rec) {
   size_t count = 0;
   for_each_assigned(rec, [&](uint32_t) { count++; });
   return count;
@@ -88,7 +88,7 @@ std::string wait_cell(uint32_t due, time_t now) {
 TextTable::Row row_of(const Upcoming &one, time_t now) {
   const bool disabled = one.due == 0;
   return {disabled ? "disabled" : shown_moment(one.due), disabled ? "-" : wait_cell(one.due, now),
-          name_of(*one.entry->key), std::to_string(job_count(*one.entry->rec)), owner_name(*one.entry)};
+          name_of(*one.entry->key), std::to_string(count_of_jobs(*one.entry->rec)), owner_name(*one.entry)};
 }
 
 std::string note_of_feature() {
@@ -122,7 +122,7 @@ std::string text_of_one(const sch_schedule_entry &entry, uint32_t count) {
 
 Json coming_schedule(const Upcoming &coming) {
   Json schedule = schedule_head(*coming.entry);
-  schedule["jobs"] = job_count(*coming.entry->rec);
+  schedule["jobs"] = count_of_jobs(*coming.entry->rec);
   return schedule;
 }
 
