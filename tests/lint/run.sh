@@ -15,7 +15,7 @@ check formatting formatting
 check 'ring direction' python3 tests/lint/rings.py "$build"
 check 'words of the service' python3 tests/lint/words.py
 check 'the check of words' python3 tests/lint/words_test.py
-check 'rows of slips fit the source' python3 tests/lint/slip_rows.py
+check 'rows of slips and survivors' python3 tests/lint/slip_rows.py
 check 'no circles' python3 tests/lint/circles.py "$build"
 check 'the circle check' python3 tests/lint/circles_test.py
 check 'files that documents name' python3 tests/lint/documents.py
