@@ -21,7 +21,7 @@ class DueTimes {
     uintptr_t place = 0;
   };
 
-  void reserve(Owner &owner, size_t schedules, size_t owners);  // the one call that may run out of memory
+  void reserve(Owner &owner, size_t schedules, size_t owners);  // may run out of memory: update() then does not
   void update(Owner &owner, sch_schedule_entry &entry);  // after its due time changed: inserts, moves or removes it
   void remove(Owner &owner, sch_schedule_entry &entry);  // if it is in
 

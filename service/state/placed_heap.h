@@ -18,7 +18,7 @@ class PlacedHeap {
  public:
   Item *top() const { return items_.empty() ? nullptr : items_.front(); }
 
-  // The only function that may throw std::bad_alloc. Grows by a quarter, as doubling could leave half of the memory
+  // May throw std::bad_alloc: put() then does not. Grows by a quarter, as doubling could leave half of the memory
   // unused.
   void reserve(size_t count) {
     if (count > items_.capacity()) items_.reserve(count + count / 4);

@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -221,6 +222,15 @@ std::unique_ptr<RunningServer> TransportTest::serve(Handler handler, int deadlin
   options.socket_path = socket_path();
   options.deadline_ms = deadline_ms;
   return std::make_unique<RunningServer>(options, std::move(handler));
+}
+
+std::vector<std::unique_ptr<RawClient>> TransportTest::as_many_as_may_connect() const {
+  raise_open_files(4096);
+  const int most = ::geteuid() == 0 ? host::client_limit : host::client_limit - host::root_client_reserve;
+  std::vector<std::unique_ptr<RawClient>> clients;
+  for (int i = 0; i < most; i++)
+    clients.push_back(std::make_unique<RawClient>(socket_path()));
+  return clients;
 }
 
 }  // namespace transport_test

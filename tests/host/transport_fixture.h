@@ -98,6 +98,7 @@ class TransportTest : public testing::Test {
   TransportTest();
   ~TransportTest() override;
   std::unique_ptr<RunningServer> serve(host::Handler handler = echo, int deadline_ms = 10000) const;
+  std::vector<std::unique_ptr<RawClient>> as_many_as_may_connect() const;
   const std::string &directory() const { return directory_; }
   std::string socket_path() const { return directory_ + "/schedd.sock"; }
 

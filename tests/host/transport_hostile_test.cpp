@@ -359,12 +359,9 @@ TEST_F(HostileTest, a_thousand_stalled_clients_hold_up_no_honest_one) {
 }
 
 TEST_F(HostileTest, one_client_above_the_limit_is_told_that_the_service_is_busy) {
-  raise_open_files(4096);
-  const int most = ::geteuid() == 0 ? client_limit : client_limit - root_client_reserve;
   const auto server = serve();
-  std::vector<std::unique_ptr<RawClient>> clients;
-  for (int i = 0; i < most; i++)
-    clients.push_back(std::make_unique<RawClient>(socket_path()));
+  auto clients = as_many_as_may_connect();
+  const auto most = static_cast<int>(clients.size());
   ASSERT_TRUE(server->reaches_clients(most));
   EXPECT_EQ(request("x").status, err_busy);
   EXPECT_EQ(server->clients(), most);

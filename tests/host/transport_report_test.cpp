@@ -89,13 +89,9 @@ TEST_F(ReportTest, a_handler_that_fails_is_an_error_and_its_client_is_hung_up_on
 }
 
 TEST_F(ReportTest, a_client_above_the_limit_is_reported) {
-  raise_open_files(4096);
-  const int most = ::geteuid() == 0 ? client_limit : client_limit - root_client_reserve;
   const auto server = serve();
-  std::vector<std::unique_ptr<RawClient>> clients;
-  for (int i = 0; i < most; i++)
-    clients.push_back(std::make_unique<RawClient>(socket_path()));
-  ASSERT_TRUE(server->reaches_clients(most));
+  const auto clients = as_many_as_may_connect();
+  ASSERT_TRUE(server->reaches_clients(static_cast<int>(clients.size())));
   const RawClient one_too_many(socket_path());
   ASSERT_TRUE(one_too_many.receive());
   const std::lock_guard lock(lines_mutex);
