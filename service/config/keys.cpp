@@ -70,10 +70,10 @@ struct Value {
 
 std::vector<std::string> split(const std::string &text) {
   std::vector<std::string> names;
-  const std::unique_ptr<char *, decltype(&g_strfreev)> parts(g_strsplit(text.c_str(), ";", -1), g_strfreev);
+  const std::unique_ptr<char *, decltype(&g_strfreev)> parts(g_strsplit(text.c_str(), ";", 0), g_strfreev);
   for (char **part = parts.get(); *part != nullptr; part++)
     names.emplace_back(g_strstrip(*part));
-  if (names.size() > 1 && names.back().empty()) names.pop_back();  // a list may end with a separator
+  if (!names.empty() && names.back().empty()) names.pop_back();  // a list may end with a separator
   return names;
 }
 

@@ -134,7 +134,7 @@ class Reader {
     const std::vector<Key> keys = keys_of(read_.settings);
     for (const GroupLine &group : groups_)
       if (!group.name.starts_with(class_prefix)) take_group(group, group_keys(keys, group.name));
-    take_class({default_class, 0}, &read_.settings.classes.front());
+    take_class(default_class, &read_.settings.classes.front());
     for (const GroupLine &group : groups_)
       if (group.name.starts_with(class_prefix) && group.name != default_class) add_class(group);
     std::stable_sort(read_.problems.begin(), read_.problems.end(),
@@ -153,19 +153,19 @@ class Reader {
   void add_class(const GroupLine &group) {
     ClassSettings record = read_.settings.classes.front();
     record.name = stripped(group.name.substr(std::strlen(class_prefix)));
-    record.groups.clear();
     if (record.name.empty()) return problem(group.line, "[" + group.name + "] has no name");
-    take_class(group, &record);
+    take_class(group.name, &record);
     if (record.groups.empty())
       problem(group.line, "[" + group.name + "] names no groups; it needs a key groups=NAME;NAME");
     read_.settings.classes.push_back(std::move(record));
   }
 
-  void take_class(const GroupLine &group, ClassSettings *record) {
+  // The default class has no groups, so that a class that begins with its values has none either.
+  void take_class(const std::string &group, ClassSettings *record) {
     std::vector<Key> keys = class_keys_of(*record);
     if (record->name == "default")
       std::erase_if(keys, [](const Key &key) { return std::strcmp(key.name, "groups") == 0; });
-    take_entries(group.name, keys);
+    take_entries(group, keys);
   }
 
   void take_group(const GroupLine &group, const std::vector<Key> &keys) {

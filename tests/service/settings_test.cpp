@@ -3,10 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
+#include "host/debug.h"
 #include "service/config/keys.h"
 #include "service/config/reload.h"
 #include "service/config/settings_file.h"
@@ -53,7 +57,7 @@ const std::vector<KeyCase> &key_cases() {
       {"runs", "missed-window", {"0", "2678400"}, wrong_numbers("-1", "2678401")},
       {"runs", "late-grace", {"1", "3600"}, wrong_numbers("0", "3601")},
       {"runs", "stop-grace", {"0", "600"}, wrong_numbers("-1", "601")},
-      {"access", "allow-groups", {"a", "a;b", "a;b;", ""}, {";", "a;;b", ";a"}},
+      {"access", "allow-groups", {"a", "a;", "a;b", "a;b;", ""}, {";", "a;;b", ";a"}},
       {"mail", "send", {"always", "failure", "never"}, {"yes", ""}},
       {"mail", "require-tls", {"true", "false"}, {"1", "yes", "True", ""}},
       {"mail", "credentials", {"/etc/x", ""}, {"x", "./x"}},
@@ -150,7 +154,8 @@ TEST(Settings, what_is_no_settings_file_is_refused_by_line) {
   };
   for (const WrongFile &row : rows)
     EXPECT_THAT(parse(row.text).problems, ElementsAre(::testing::StartsWith(row.problem))) << row.text;
-  EXPECT_THAT(parse(std::string("[runs]\n\0", 8)).problems, ElementsAre(HasSubstr("NUL")));
+  EXPECT_THAT(parse(std::string("[runs]\n\0", 8)).problems,
+              ElementsAre("schedd.conf: holds a NUL byte; it must be a text"));
 }
 
 // Though no line of the file may have one, a value may: by an escape.
@@ -225,6 +230,42 @@ TEST(Settings, a_reload_takes_right_settings_and_leaves_those_in_use_otherwise) 
   EXPECT_EQ(before->max_parallel, 64);
 }
 
+// Who has many errors in the file is told of so many as fit a screen.
+TEST(Settings, a_reload_says_the_first_problems_or_what_waits_for_a_start) {
+  auto in_use = std::make_shared<const service::Settings>();
+  std::string wrong, said;
+  for (int line = 1; line <= 21; line++) {
+    wrong += "wrong\n";
+    if (line <= 20)
+      said += "reload_test: settings: schedd.conf:" + std::to_string(line) +
+              ": 'wrong' is neither [group] nor key=value nor a comment that begins with '#'\n";
+  }
+  host::syslog_open("reload_test", true);
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(service::reload(parse(wrong), &in_use));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            said + "reload_test: settings: not read again, those in use stay\n");
+  testing::internal::CaptureStderr();
+  EXPECT_TRUE(service::reload(parse("[service]\nstart-as=standby\nstore-limit=7\n[runs]\nparallel=3\n"), &in_use));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "reload_test: settings: start-as=standby takes effect when the service starts again\n"
+            "reload_test: settings: store-limit=7 takes effect when the service starts again\n"
+            "reload_test: settings: read again\n");
+  host::syslog_open("reload_test", false);
+}
+
+TEST(Settings, a_client_is_told_of_each_limit_that_is_set) {
+  const auto read =
+      parse("[limits]\nschedules=11\nschedules-per-user=12\njobs-per-user=13\njob-text=14\nlog-size=17\n");
+  ASSERT_THAT(read.problems, IsEmpty());
+  const control::ConfiguredLimits limits = service::configured_limits(read.settings);
+  EXPECT_EQ(limits.schedules, 11u);
+  EXPECT_EQ(limits.schedules_per_user, 12u);
+  EXPECT_EQ(limits.jobs_per_user, 13u);
+  EXPECT_EQ(limits.job_text, 14u);
+  EXPECT_EQ(limits.log_size, 17u);
+}
+
 TEST(Settings, the_installed_file_is_the_one_of_the_table) {
   std::ostringstream installed;
   installed << std::ifstream(INSTALLED_SETTINGS).rdbuf();
@@ -238,6 +279,15 @@ struct SettingsFile : ::testing::Test {
     std::ofstream(path) << text;
     chmod(path.c_str(), mode);
   }
+  std::vector<std::string> problems(bool must_exist = true) const {
+    return service::read_settings(path, must_exist).problems;
+  }
+};
+
+// An effective user for as long as it stands; only root can have another one.
+struct AsUser {
+  explicit AsUser(uid_t user) { EXPECT_EQ(seteuid(user), 0); }
+  ~AsUser() { EXPECT_EQ(seteuid(getuid()), 0); }
 };
 
 TEST_F(SettingsFile, one_that_was_named_must_be_there) {
@@ -253,18 +303,85 @@ TEST_F(SettingsFile, its_values_and_its_name_are_in_the_settings) {
   EXPECT_EQ(read.settings.file, path);
 }
 
+// What the C library's last error was does not matter.
+TEST_F(SettingsFile, one_that_is_there_counts_whether_it_was_named_or_not) {
+  write("[mail]\nsend=failure\n");
+  for (const bool named : {true, false}) {
+    errno = ENOENT;
+    EXPECT_EQ(service::read_settings(path, named).settings.mail, service::MailPolicy::failure) << named;
+  }
+}
+
+TEST_F(SettingsFile, one_that_was_not_named_and_cannot_be_there_or_be_seen_is_none) {
+  write("");
+  EXPECT_THAT(service::read_settings(path + "/below", false).problems, IsEmpty());
+  EXPECT_THAT(service::read_settings(path + "/below", true).problems, ElementsAre(HasSubstr("Not a directory")));
+  const std::string endless = directory.path() + "/" + std::string(300, 'x');
+  EXPECT_THAT(service::read_settings(endless, false).problems, ElementsAre(endless + ": File name too long"));
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+  chmod(directory.path().c_str(), 0700);
+  const AsUser other(1);
+  EXPECT_THAT(problems(false), IsEmpty());
+  EXPECT_THAT(problems(true), ElementsAre(path + ": Permission denied"));
+}
+
+TEST_F(SettingsFile, one_of_another_user_is_refused_unless_that_is_root) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to give files away";
+  chmod(directory.path().c_str(), 0755);
+  write("");
+  const auto problems_for = [&](uid_t served) {
+    const AsUser other(served);
+    return problems();
+  };
+  EXPECT_THAT(problems_for(2), IsEmpty());
+  ASSERT_EQ(chown(path.c_str(), 1, 0), 0);
+  EXPECT_THAT(problems_for(1), IsEmpty());
+  for (const uid_t served : {0, 2})
+    EXPECT_THAT(problems_for(served),
+                ElementsAre(::testing::StartsWith(path + ": belongs to user 1; give it to root")));
+}
+
+TEST_F(SettingsFile, the_usual_one_is_the_systems_for_root_and_otherwise_the_users_own) {
+  const auto usual_with = [](const char *base, const char *home) {
+    base != nullptr ? setenv("XDG_CONFIG_HOME", base, 1) : unsetenv("XDG_CONFIG_HOME");
+    home != nullptr ? setenv("HOME", home, 1) : unsetenv("HOME");
+    return service::usual_settings_file();
+  };
+  const char *home = std::getenv("HOME");
+  const std::string home_before = home != nullptr ? home : "";
+  if (geteuid() == 0) {
+    EXPECT_EQ(usual_with("/base", "/home"), "/etc/schedcli/schedd.conf");
+    const AsUser other(1);
+    EXPECT_EQ(usual_with("/base", "/home"), "/base/schedcli/schedd.conf");
+  }
+  const AsUser other(geteuid() == 0 ? 1 : geteuid());
+  EXPECT_EQ(usual_with("/base", "/home"), "/base/schedcli/schedd.conf");
+  EXPECT_EQ(usual_with("base", "/home"), "/home/.config/schedcli/schedd.conf");
+  EXPECT_EQ(usual_with("", "/home"), "/home/.config/schedcli/schedd.conf");
+  EXPECT_EQ(usual_with(nullptr, "/home"), "/home/.config/schedcli/schedd.conf");
+  EXPECT_EQ(usual_with(nullptr, nullptr), "/.config/schedcli/schedd.conf");
+  setenv("HOME", home_before.c_str(), 1);
+}
+
 TEST_F(SettingsFile, one_that_others_may_change_is_refused) {
-  write("", 0664);
-  EXPECT_THAT(service::read_settings(path, true).problems, ElementsAre(HasSubstr("can be written by group or others")));
+  for (const mode_t mode : {0664, 0646}) {
+    write("", mode);
+    EXPECT_THAT(problems(), ElementsAre(HasSubstr("can be written by group or others")));
+  }
   chmod(path.c_str(), 0644);
-  EXPECT_THAT(service::read_settings(path, true).problems, IsEmpty());
+  EXPECT_THAT(problems(), IsEmpty());
 }
 
 TEST_F(SettingsFile, what_is_no_file_or_without_end_is_refused) {
   EXPECT_THAT(service::read_settings(directory.path(), true).problems, ElementsAre(HasSubstr("is no file")));
   EXPECT_THAT(service::read_settings("/dev/zero", true).problems, ElementsAre(HasSubstr("is no file")));
+  const std::string pipe = directory.path() + "/pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_THAT(service::read_settings(pipe, true).problems, ElementsAre(pipe + ": is no file"));
+  write(std::string(1 << 20, '#'));
+  EXPECT_THAT(problems(), IsEmpty());
   write(std::string((1 << 20) + 1, '#'));
-  EXPECT_THAT(service::read_settings(path, true).problems, ElementsAre(HasSubstr("larger than 1 MiB")));
+  EXPECT_THAT(problems(), ElementsAre(path + ": is larger than 1 MiB"));
 }
 
 }  // namespace
