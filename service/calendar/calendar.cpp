@@ -43,10 +43,7 @@ struct Search {
   WallTime taken;
 
   // Starts a day early: a due time on the day before may fall into a gap of the wall clock that ends on this day.
-  sys_days first_day() const {
-    const sys_days yesterday = day_of(zone.wall_at(after)) - days(1);
-    return taken == nothing_taken ? yesterday : std::max(yesterday, day_of(taken));
-  }
+  sys_days first_day() const { return std::max(day_of(zone.wall_at(after)) - days(1), day_of(taken)); }
 
   // The first due time on `day` or a later one; `next` gives the day to try after a day.
   template <typename Next>

@@ -13,7 +13,7 @@ ClockStep judge_step(time_t step) {
 }
 
 ClockStep judge_downtime(time_t newest, time_t now) {
-  return judge_step(std::min<time_t>(0, now - newest));
+  return judge_step(now - newest);
 }
 
 uint32_t due_after_step(uint32_t due, int64_t period, time_t step) {

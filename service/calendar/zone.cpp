@@ -8,6 +8,7 @@
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <numeric>
 
 #include "host/status.h"
 #include "service/calendar/machine_zone.h"
@@ -43,7 +44,7 @@ int64_t next_interval(GTimeZone *zone, int64_t moment) {
     high += stride;
   }
   while (high - low > 1) {
-    const int64_t middle = low + (high - low) / 2;
+    const int64_t middle = std::midpoint(low, high);
     (interval_at(zone, middle) == interval ? low : high) = middle;
   }
   return high;

@@ -80,6 +80,11 @@ TEST(Calendar, berlin_one_shot_in_july_is_what_was_typed) {
   EXPECT_EQ(next(once(2027, 7, 1, 12, 0), "2027-07-01 11:59:59 +02:00", "Europe/Berlin"), "2027-07-01 12:00:00 +02:00");
 }
 
+TEST(Calendar, a_one_shot_may_be_in_any_month_and_on_its_first_and_last_day) {
+  EXPECT_EQ(next(once(2027, 1, 1, 0, 0), "2026-12-31 23:59 +00:00", "UTC"), "2027-01-01 00:00:00 +00:00");
+  EXPECT_EQ(next(once(2027, 12, 31, 23, 59), "2027-01-01 00:00 +00:00", "UTC"), "2027-12-31 23:59:00 +00:00");
+}
+
 TEST(Calendar, berlin_last_days_of_months_are_clamped_in_every_month) {
   const char *expected[] = {"2027-01-31 01:00:00 +01:00", "2027-02-28 01:00:00 +01:00", "2027-03-31 01:00:00 +02:00",
                             "2027-04-30 01:00:00 +02:00", "2027-05-31 01:00:00 +02:00", "2027-06-30 01:00:00 +02:00",
@@ -186,6 +191,22 @@ TEST(Calendar, due_times_end_with_the_unsigned_seconds) {
   EXPECT_EQ(next(daily(0, 0), "2200-01-01 00:00 +00:00", "UTC"), none);
 }
 
+// They would be a day that there is if a part of the number were taken for it.
+TEST(Calendar, a_date_whose_numbers_have_more_bits_than_a_date_has_is_never_due) {
+  const std::string now = "2027-01-01 00:00 +00:00";
+  EXPECT_EQ(next(once(2027 + 65536, 5, 1, 0, 0), now, "UTC"), none);
+  EXPECT_EQ(next(once(2027, 5 + 256, 1, 0, 0), now, "UTC"), none);
+  EXPECT_EQ(next(once(2027, 5, 1 + 256, 0, 0), now, "UTC"), none);
+}
+
+TEST(Calendar, due_times_begin_with_the_second_after_the_epoch_and_end_with_the_last) {
+  EXPECT_EQ(next(every(0, 1, 0, 0), "1969-12-31 23:59:59 +00:00", "UTC"), none);
+  EXPECT_EQ(next(every(0, 1, 0, 1), "1970-01-01 00:00 +00:00", "UTC"), "1970-01-01 00:00:01 +00:00");
+  const uint32_t last = UINT32_MAX - 600;
+  EXPECT_EQ(next(every(0, 0, 10, 0, last), "2106-02-07 06:20 +00:00", "UTC"), "2106-02-07 06:28:15 +00:00");
+  EXPECT_EQ(next(every(0, 0, 10, 0, last + 1), "2106-02-07 06:20 +00:00", "UTC"), none);
+}
+
 TEST(Calendar, works_at_the_epoch_and_beyond_the_signed_seconds) {
   EXPECT_EQ(next(daily(0, 0), "1970-01-01 00:00 +00:00", "UTC"), "1970-01-02 00:00:00 +00:00");
   EXPECT_EQ(next(daily(19, 0), "1970-01-01 00:00 +00:00", "America/New_York"), "1970-01-01 19:00:00 -05:00");
@@ -210,7 +231,10 @@ TEST(Calendar, a_record_without_a_time_or_with_fields_out_of_range_is_never_due)
   EXPECT_EQ(next(weekly(8, 0, 0), now, "UTC"), none);
   EXPECT_EQ(next(monthly(0, 0, 0), now, "UTC"), none);
   EXPECT_EQ(next(monthly(32, 0, 0), now, "UTC"), none);
+  EXPECT_EQ(next(daily(0, -1), now, "UTC"), none);
   EXPECT_EQ(next(once(2027, 4, 31, 0, 0), now, "UTC"), none);
+  EXPECT_EQ(next(once(2027, 5, 0, 0, 0), now, "UTC"), none);
+  EXPECT_EQ(next(once(2027, 0, 1, 0, 0), now, "UTC"), none);
   EXPECT_EQ(next(once(2027, 13, 1, 0, 0), now, "UTC"), none);
   EXPECT_EQ(next(once(2100, 2, 29, 0, 0), now, "UTC"), none);
   EXPECT_EQ(next(every(0, 0, 0, 0), now, "UTC"), none);

@@ -39,7 +39,9 @@ TEST(ClockStep, periodic_due_times_come_whole_periods_earlier) {
   EXPECT_EQ(due_after_step(noon, 86400, -hour), noon);
   EXPECT_EQ(due_after_step(noon, minute, 2 * hour), noon);
   EXPECT_EQ(due_after_step(noon, 0, -hour), noon);
+  EXPECT_EQ(due_after_step(noon, 1, -hour), noon - hour);
   EXPECT_EQ(due_after_step(0, minute, -hour), 0u);
+  EXPECT_EQ(due_after_step(100, minute, -hour), 1u);
 }
 
 // However far within its period the schedule was: it waits for less than two periods, and is not due at once.
