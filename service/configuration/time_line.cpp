@@ -26,12 +26,11 @@ std::optional<std::vector<int>> numbers_of(std::string_view text) {
   for (;;) {
     int number = 0;
     const auto [behind, error] = std::from_chars(at, end, number);
-    if (error != std::errc() || number < 0 || *at == '-') return std::nullopt;
+    if (error != std::errc() || *at == '-') return std::nullopt;
     numbers.push_back(number);
     if (behind == end) return numbers;
     if (*behind != ':') return std::nullopt;
     at = behind + 1;
-    if (at == end) return std::nullopt;
   }
 }
 
@@ -44,8 +43,8 @@ std::string_view take_field(std::string_view *rest) {
 
 bool read_recurring(std::string_view form, const std::vector<int> &fields, sch_tminfo *time) {
   const bool is_daily = form == "daily";
-  if (fields.size() != (is_daily ? 2u : 3u)) return false;
   time->type = is_daily ? SCH_SCHEDULE_DAILY : form == "weekly" ? SCH_SCHEDULE_WEEKLY : SCH_SCHEDULE_MONTHLY;
+  if (fields.size() != (is_daily ? 2u : 3u)) return false;
   if (time->type == SCH_SCHEDULE_WEEKLY) time->day_of_week = fields.front();
   if (time->type == SCH_SCHEDULE_MONTHLY) time->day_of_month = fields.front();
   time->hour = fields[fields.size() - 2];
