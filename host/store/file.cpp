@@ -73,7 +73,6 @@ class Check {
     if (auto fault = read_newest_meta(); !fault.empty()) return fault;
     pages_ = std::min<Word>(meta_.last_page + 1, size_ / page_size_);
     seen_.assign(pages_, false);
-    seen_[0] = seen_[1] = true;
     if (meta_.records.root == no_page) return "was not made by this program";
     if (meta_.records.flags != 0) return "was not made by this program";
     if (auto fault = tree(meta_.records, false); !fault.empty()) return fault;
@@ -133,7 +132,7 @@ class Check {
 
   // Marks `count` pages from `page` on as used; a page that is used twice is damage.
   std::string take(Word page, Word count) {
-    if (page > meta_.last_page || count == 0 || count > meta_.last_page + 1 - page) return damaged(page);
+    if (page > meta_.last_page || count > meta_.last_page + 1 - page) return damaged(page);
     if (page + count > pages_) return cut(page + count - 1);
     for (Word each = page; each < page + count; ++each) {
       if (seen_[each]) return damaged(each);
