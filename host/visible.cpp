@@ -109,10 +109,10 @@ size_t end_of_plain(std::string_view text, size_t offset) {
 std::string visible(std::string_view text) {
   std::string result;
   result.reserve(text.size());
-  for (size_t offset = 0; offset < text.size();) {
+  for (size_t offset = 0;;) {
     const size_t plain_end = end_of_plain(text, offset);
     result.append(text, offset, plain_end - offset);
-    if (plain_end == text.size()) break;
+    if (plain_end == text.size()) return result;
     const Character character = character_at(text, plain_end);
     if (character.code == no_character || is_hidden(character.code))
       append_shown(&result, byte_at(text, plain_end), character.code);
@@ -120,7 +120,6 @@ std::string visible(std::string_view text) {
       result.append(text, plain_end, character.length);
     offset = plain_end + character.length;
   }
-  return result;
 }
 
 std::optional<ControlCharacter> find_control(std::string_view text) {
