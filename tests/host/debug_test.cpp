@@ -85,8 +85,8 @@ TEST_F(Debug, history_refuses_a_record_without_its_subtype) {
 }
 
 TEST_F(Debug, history_cuts_a_text_at_its_limit) {
-  add(103, std::string(host::history_text_limit + 1, 'x'));
-  EXPECT_EQ(history().at(0), "103 " + std::string(host::history_text_limit, 'x'));
+  add(103, std::string(512, 'x'));
+  EXPECT_EQ(history().at(0), "103 " + std::string(511, 'x'));
 }
 
 TEST_F(Debug, history_keeps_an_event_on_one_line) {
@@ -95,12 +95,12 @@ TEST_F(Debug, history_keeps_an_event_on_one_line) {
 }
 
 TEST_F(Debug, history_gives_its_oldest_event_for_the_newest) {
-  for (size_t i = 0; i <= host::history_event_limit; i++)
+  for (int i = 0; i <= 2048; i++)
     add(103, std::to_string(i));
   const std::vector<std::string> lines = history();
-  ASSERT_EQ(lines.size(), host::history_event_limit);
+  ASSERT_EQ(lines.size(), 2048u);
   EXPECT_EQ(lines.front(), "103 1");
-  EXPECT_EQ(lines.back(), "103 " + std::to_string(host::history_event_limit));
+  EXPECT_EQ(lines.back(), "103 2048");
 }
 
 TEST_F(Debug, history_switch_works_for_its_level_alone) {

@@ -2,6 +2,7 @@
 // What PAM's modules see of the service: as little as possible.
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -14,6 +15,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 #include "host/files/file_descriptor.h"
 #include "host/security/authentication.h"
@@ -31,6 +33,22 @@ extern "C" void vsyslog(int priority, const char *format, va_list arguments) {
   char text[512];
   std::vsnprintf(text, sizeof text, format, arguments);
   log_lines.push_back(std::to_string(LOG_PRI(priority)) + " " + text);
+}
+
+// Which file the system log has open, and what stood there when it was first closed; shared with the child.
+struct Log {
+  int descriptor;
+  int closed;
+  mode_t found;
+};
+Log *log_of_child = nullptr;
+
+extern "C" void closelog() {
+  if (log_of_child == nullptr) return;
+  if (log_of_child->closed++ > 0) return;  // by PAM, which has a log of its own
+  struct stat file = {};
+  ::fstat(log_of_child->descriptor, &file);
+  log_of_child->found = file.st_mode & S_IFMT;
 }
 
 constexpr int service_signals[] = {SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGALRM, SIGUSR1, SIGUSR2};
@@ -83,6 +101,26 @@ class ServiceSignals {
   sigset_t mask_;
 };
 
+// As a service in the foreground has it.
+class Terminal {
+ public:
+  explicit Terminal(int file) {
+    for (const int standard : {0, 1, 2}) {
+      kept_.emplace_back(::fcntl(standard, F_DUPFD_CLOEXEC, 3));
+      ::dup2(file, standard);
+    }
+  }
+  ~Terminal() {
+    for (const int standard : {0, 1, 2})
+      ::dup2(kept_[static_cast<std::size_t>(standard)].get(), standard);
+  }
+  Terminal(const Terminal &) = delete;
+  Terminal &operator=(const Terminal &) = delete;
+
+ private:
+  std::vector<FileDescriptor> kept_;
+};
+
 const std::string around =
     "descriptors 0 nowhere 1 nowhere 2 nowhere 3 pipe\n"
     "signals usual usual usual usual usual usual usual\n"
@@ -105,12 +143,30 @@ TEST_F(ChildTest, modules_see_nothing_of_the_service_and_get_the_password_where_
   std::shared_ptr<Authentication> authentication;
   {
     const ServiceSignals handled;
+    const Terminal terminal(of_the_service.get());
     const auto started = Authentication::start("alice", Horse());
     ASSERT_TRUE(started);
     authentication = *started;
   }
   EXPECT_EQ(authentication->wait().code(), 0u);
   EXPECT_EQ(notes(), "authenticate\n" + around + asked("horse") + "account\n" + around + asked("horse"));
+}
+
+// The answer's descriptor may be the log's, which would close it, or write into it.
+TEST_F(ChildTest, the_log_is_closed_before_its_descriptor_is_taken_for_the_answer) {
+  void *shared = ::mmap(nullptr, sizeof(Log), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(shared, MAP_FAILED);
+  log_of_child = new (shared) Log{3, 0, 0};
+  const FileDescriptor as_the_log(::open("/dev/zero", O_RDONLY));
+  if (as_the_log.get() != 3) ::dup2(as_the_log.get(), 3);
+  const auto started = Authentication::start("alice", Horse());
+  ASSERT_TRUE(started);
+  EXPECT_EQ((*started)->wait().code(), 0u);
+  EXPECT_GE(log_of_child->closed, 1);
+  EXPECT_EQ(log_of_child->found, mode_t{S_IFCHR});
+  log_of_child = nullptr;
+  ::munmap(shared, sizeof(Log));
+  if (as_the_log.get() != 3) ::close(3);
 }
 
 TEST_F(ChildTest, modules_that_look_at_the_account_alone_get_no_password) {

@@ -85,11 +85,11 @@ TEST_F(PamTest, no_child_is_left) {
   EXPECT_EQ(errno, ECHILD);
 }
 
-TEST_F(PamTest, as_many_as_allowed_run_at_once_and_the_next_is_told_to_wait) {
+TEST_F(PamTest, eight_run_at_once_and_the_next_is_told_to_wait) {
   ClearText password;
   std::strcpy(reinterpret_cast<char *>(password.bytes.data()), "right horse");
   std::vector<std::shared_ptr<Authentication>> running;
-  for (int i = 0; i < authentications_at_once; i++) {
+  for (int i = 0; i < 8; i++) {
     const auto started = Authentication::start("alice", password);
     ASSERT_EQ(started.code(), 0u);
     running.push_back(*started);

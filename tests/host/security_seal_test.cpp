@@ -225,6 +225,18 @@ TEST_F(SealTest, records_that_are_not_what_they_say_are_refused) {
   EXPECT_NE(::access(passwords_path().c_str(), F_OK), 0);
 }
 
+TEST_F(SealTest, more_passwords_than_the_file_may_have_are_refused_and_change_nothing) {
+  constexpr std::size_t most = 4 * 1024 * 1024, around = 3;  // "a", a blank and a line end
+  EXPECT_EQ(write_passwords({{"a", std::string(most - around, 'x')}}).code(), 0u);
+  EXPECT_EQ(write_passwords({{"a", std::string(most - around + 1, 'y')}}).code(), err_too_large);
+  const std::string content = read_file(passwords_path());
+  EXPECT_EQ(content.size(), most);
+  EXPECT_EQ(content.substr(0, 3), "a x");
+  EXPECT_EQ(read_passwords().code(), err_store_unusable);
+  write_file(passwords_path(), content + "\n");
+  EXPECT_EQ(read_passwords().code(), err_io);
+}
+
 TEST_F(SealTest, a_damaged_password_file_is_refused_and_left) {
   const std::string sealed = sealed_for("alice", "secret");
   const std::string rows[] = {

@@ -15,6 +15,8 @@ namespace transport_test {
 
 using namespace host;
 
+constexpr int most_clients = 1200, most_of_a_user = 128, most_streams = 16;
+
 class IdentityTest : public TransportTest {
  protected:
   void SetUp() override {
@@ -142,9 +144,9 @@ TEST_F(IdentityTest, a_full_service_of_one_user_tells_another_that_it_is_not_for
   RunningServer server(options, tell);
   ASSERT_EQ(::chmod(socket_path().c_str(), 0666), 0);
   std::vector<std::unique_ptr<RawClient>> clients;
-  for (int i = 0; i < client_limit; i++)
+  for (int i = 0; i < most_clients; i++)
     clients.push_back(std::make_unique<RawClient>(socket_path()));
-  ASSERT_TRUE(server.reaches_clients(client_limit));
+  ASSERT_TRUE(server.reaches_clients(most_clients));
   EXPECT_EQ(as_user(nobody_, [] { return status_or_text(""); }), hex(err_busy));
   EXPECT_EQ(as_user(1, [] { return status_or_text(""); }), hex(err_not_permitted));
 }
@@ -197,7 +199,7 @@ TEST_F(IdentityTest, one_user_cannot_take_every_place) {
   EXPECT_EQ(as_user(nobody_,
                     [&] {
                       std::vector<std::unique_ptr<RawClient>> clients;
-                      for (int i = 0; i < user_client_limit; i++)
+                      for (int i = 0; i < most_of_a_user; i++)
                         clients.push_back(std::make_unique<RawClient>(socket_path()));
                       return status_or_text("");
                     }),
@@ -208,7 +210,7 @@ TEST_F(IdentityTest, one_user_cannot_take_every_place) {
 TEST_F(IdentityTest, the_last_places_are_roots_alone) {
   raise_open_files(4096);
   const auto server = serve(tell);
-  constexpr int usual = client_limit - root_client_reserve;
+  constexpr int usual = most_clients - 16;  // of root alone
   std::vector<std::unique_ptr<RawClient>> clients;
   for (int i = 0; i < usual - 1; i++)
     clients.push_back(std::make_unique<RawClient>(socket_path()));
@@ -224,7 +226,7 @@ TEST_F(IdentityTest, the_last_places_are_roots_alone) {
 TEST_F(IdentityTest, a_users_connections_are_given_back_when_they_end) {
   const auto server = serve(tell);
   const auto come_and_go = [&] {
-    for (int i = 0; i < 2 * user_client_limit; i++) {
+    for (int i = 0; i < 2 * most_of_a_user; i++) {
       const RawClient client(socket_path());
       if (!client.send(request_header(3), "who") || client.receive()->header.status != 0) return std::string("refused");
     }
@@ -254,10 +256,10 @@ std::string open_streams(const std::string &path, int count) {
 
 TEST_F(IdentityTest, one_user_has_so_many_streams_and_no_more_and_root_any_number) {
   const auto server = serve(endless);
-  const std::string one_too_many = std::to_string(user_stream_limit) + ":" + hex(err_too_many_streams) + " ";
-  EXPECT_EQ(as_user(nobody_, [&] { return open_streams(socket_path(), user_stream_limit + 1); }), one_too_many);
-  EXPECT_EQ(as_user(1, [&] { return open_streams(socket_path(), user_stream_limit); }), "");
-  EXPECT_EQ(open_streams(socket_path(), user_stream_limit + 4), "");
+  const std::string one_too_many = std::to_string(most_streams) + ":" + hex(err_too_many_streams) + " ";
+  EXPECT_EQ(as_user(nobody_, [&] { return open_streams(socket_path(), most_streams + 1); }), one_too_many);
+  EXPECT_EQ(as_user(1, [&] { return open_streams(socket_path(), most_streams); }), "");
+  EXPECT_EQ(open_streams(socket_path(), most_streams + 4), "");
 }
 
 // A user's clients that each read a short stream to its end, twice as many as may read at once.
@@ -269,7 +271,7 @@ TEST_F(IdentityTest, a_stream_that_was_read_to_its_end_makes_room_for_another_on
   });
   const auto read_many = [&] {
     std::vector<std::unique_ptr<RawClient>> clients;
-    for (int i = 0; i < 2 * user_stream_limit; i++) {
+    for (int i = 0; i < 2 * most_streams; i++) {
       clients.push_back(std::make_unique<RawClient>(socket_path()));
       if (!clients.back()->send(request_header(0, 5951))) return std::string("not sent");
       for (FrameKind kind = FrameKind::reply; kind != FrameKind::stream_end;) {
