@@ -7,6 +7,7 @@
 
 #include "control/statuses.h"
 #include "host/status.h"
+#include "service/request/decode.h"
 #include "service/request/dispatch.h"
 #include "tests/service/world.h"
 
@@ -37,6 +38,13 @@ Bytes unterminated_name(Bytes payload, size_t offset = 8) {
 
 sch_tminfo changed(sch_tminfo time, int32_t sch_tminfo::*field, int32_t value) {
   time.*field = value;
+  return time;
+}
+
+sch_tminfo lasting(int days, int hours, int minutes) {
+  sch_tminfo time = every(minutes, noon);
+  time.day_of_week = days;
+  time.hour = hours;
   return time;
 }
 
@@ -134,6 +142,12 @@ std::vector<Wrong> wrong_requests() {
       {"modify schedule, a period beyond 32 bits", config, SCH_OP_MODIFY_SCHEDULE,
        time_payload("known", changed(every(1, noon + 60), &sch_tminfo::day_of_week, 24856)),
        SCH_STATUS_TIME_OUT_OF_RANGE},
+      {"modify schedule, a period of a minute less than no time", config, SCH_OP_MODIFY_SCHEDULE,
+       time_payload("known", lasting(1, 0, -1)), SCH_STATUS_TIME_OUT_OF_RANGE},
+      {"modify schedule, a period of days less than no time", config, SCH_OP_MODIFY_SCHEDULE,
+       time_payload("known", lasting(-1, 23, 59)), SCH_STATUS_TIME_OUT_OF_RANGE},
+      {"modify schedule, a period that ends a minute after the clock's last second", config, SCH_OP_MODIFY_SCHEDULE,
+       time_payload("known", lasting(4076, 15, 15)), SCH_STATUS_TIME_OUT_OF_RANGE},
       {"assign a job that there is not", config, SCH_OP_MODIFY_SCHEDULE,
        modify_payload("known", SCH_MODIFY_JOB, false, "unknown"), control::err_no_such_job},
       {"assign a job without a name", config, SCH_OP_MODIFY_SCHEDULE,
@@ -266,6 +280,27 @@ TEST(Decode, a_control_character_in_any_name_address_or_host_is_refused) {
   EXPECT_EQ(configuration(), before);
 }
 
+TEST(Decode, a_name_is_of_letters_and_digits_and_two_other_characters_inside) {
+  const std::string first = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", inside = first + "_-";
+  for (int byte = 0; byte < 256; byte++) {
+    const auto letter = static_cast<char>(byte);
+    EXPECT_EQ(service::is_name(std::string(1, letter)), first.find(letter) != first.npos) << byte;
+    EXPECT_EQ(service::is_name(std::string{'a', letter, 'a'}), inside.find(letter) != inside.npos) << byte;
+  }
+  EXPECT_TRUE(service::is_name(std::string(31, 'a')));
+  EXPECT_FALSE(service::is_name(std::string(32, 'a')));
+  EXPECT_FALSE(service::is_name(""));
+}
+
+TEST(Decode, lines_that_only_resemble_the_end_of_a_job_are_part_of_its_text) {
+  World world;
+  const std::string text = "\n \t\nend-jobs\nan end-job\nend-job it\nEND-JOB\nend job\n\n";
+  EXPECT_EQ(create_job(world, "a", text), 0u);
+  EXPECT_EQ(shown_text(world, "a"), text);
+  for (const char *end : {"end-job", "\n\nend-job\n", "\tend-job \r\n"})
+    EXPECT_EQ(world.send(root(), config, SCH_OP_DEFINE_JOB, job_payload("a", end)).status, host::err_bad_value) << end;
+}
+
 TEST(Decode, limits_themselves_are_accepted) {
   World world;
   const std::string text(61439, 'x');
@@ -274,6 +309,11 @@ TEST(Decode, limits_themselves_are_accepted) {
   ASSERT_TRUE(shown.reply);
   EXPECT_EQ(shown.reply->size(), sizeof(sch_show_job_reply) + 61440);
   EXPECT_EQ(create_schedule(world, "a", {}, every(1, noon)), 0u);
+  EXPECT_EQ(create_schedule(world, "long", {}, lasting(4076, 15, 14)), 0u);  // to seven seconds before the clock's last
+  for (const uint32_t port : {1, 65535})
+    for (const uint32_t kind : {1, 2, 16})
+      EXPECT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_SET_EMAIL_SMTP, transport("mail", kind, port)).status,
+                0u);
   for (const uint32_t size : {1024, 16777216})
     EXPECT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_RESIZE_LOG, log_payload("", "", size)).status, 0u);
 }
