@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "host/debug.h"
+#include "service/state/tables.h"
 #include "tests/service/world.h"
 
 namespace service_test {
@@ -77,6 +78,57 @@ TEST(OutcomeLine, is_no_format_of_the_system_log) {
   service::report_outcome(report);
   EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(text));
   host::syslog_open("schedd", false);
+}
+
+// What a run of a schedule says in the system log.
+struct Reported : ::testing::Test {
+  World world;
+
+  Reported() {
+    EXPECT_EQ(create_job(world, "good", "echo fine\n"), 0u);
+    EXPECT_EQ(create_job(world, "bad", "exit 3\n"), 0u);
+    service::set_journal_socket("/nonexistent/socket");
+    host::syslog_open("schedd", true);
+  }
+  ~Reported() override {
+    host::syslog_open("schedd", false);
+    service::set_journal_socket("");
+  }
+
+  template <typename Act>
+  std::string said_during(Act act) {
+    ::testing::internal::CaptureStderr();
+    act();
+    return ::testing::internal::GetCapturedStderr();
+  }
+};
+
+TEST_F(Reported, a_run_on_time_tells_of_each_job_how_late_it_began_and_what_became_of_it) {
+  ASSERT_EQ(create_schedule(world, "s", {"good", "bad"}, daily(12, 1)), 0u);
+  const std::string said = said_during([&] { pass_to(world, noon + 65); });
+  EXPECT_THAT(said, HasSubstr("schedule=s job=good run=1 outcome=success status=0 owner=root due=1795262460 "
+                              "lateness_ms=5000 duration_ms=0 output_bytes=5\n"));
+  EXPECT_THAT(said, HasSubstr("schedule=s job=bad run=1 outcome=failed status=3 owner=root due=1795262460 "
+                              "lateness_ms=5000 duration_ms=0 output_bytes=0\n"));
+}
+
+TEST_F(Reported, a_due_time_that_was_missed_has_neither_lateness_nor_duration) {
+  ASSERT_EQ(create_schedule(world, "s", {"good"}, daily(12, 1)), 0u);
+  EXPECT_THAT(said_during([&] { pass_to(world, noon + 3600); }),
+              HasSubstr("schedule=s run=1 outcome=missed status=112 owner=root due=1795262460 lateness_ms=0 "
+                        "output_bytes=0 remark=\"missed: it was due at "));
+}
+
+TEST_F(Reported, a_run_that_was_asked_for_is_never_late) {
+  ASSERT_EQ(create_schedule(world, "s", {"good"}, {}), 0u);
+  const std::string said = said_during([&] {
+    ASSERT_TRUE(world.parts->scheduler.run_now(*service::find_schedule("s"), "root"));
+    while (service::state_of(*service::find_schedule("s")->rec).running_since != 0)
+      world.loop.turn();
+    world.settle();
+  });
+  EXPECT_THAT(said, HasSubstr("schedule=s job=good run=1 outcome=success status=0 owner=root due=0 lateness_ms=0 "
+                              "duration_ms=0 output_bytes=5\n"));
 }
 
 struct Journal : ::testing::Test {
