@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <utility>
-
 #include "service/state/entry_words.h"
 #include "service/state/schedule_state.h"
 
@@ -44,7 +42,7 @@ class NumberTree {
     uintptr_t *link = &root_;
     while (entry(*link) != &removed)
       link = toward(removed, *entry(*link));
-    join(std::exchange(removed.service[left], 0), std::exchange(removed.service[right], 0), link);
+    join(removed.service[left], removed.service[right], link);  // which insert() sets anew
   }
 
  private:
