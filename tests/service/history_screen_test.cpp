@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "control/operations.h"
 #include "control/statuses.h"
 #include "host/status.h"
@@ -64,6 +67,78 @@ TEST_F(HistoryScreen, shows_as_many_of_the_newest_as_are_asked_for_over_all_sche
   EXPECT_THAT(shown, HasSubstr("\n6    b "));
   EXPECT_THAT(shown, HasSubstr("\n5    a "));
   EXPECT_THAT(shown, HasSubstr("\n4    b "));
+}
+
+TEST_F(HistoryScreen, has_twenty_runs_where_no_number_is_asked_for_and_of_a_schedule_too) {
+  ASSERT_EQ(create_schedule(world, "s", {"good"}, every(1, noon + minute)), 0u);
+  for (int i = 1; i <= 22; i++)
+    pass_to(world, noon + i * minute);
+  for (const char *schedule : {"", "s"}) {
+    EXPECT_EQ(std::ranges::count(history(world, {}, schedule), '\n'), 1 + 20);
+    EXPECT_EQ(std::ranges::count(history(world, {0, 22, 0}, schedule), '\n'), 1 + 22);
+  }
+}
+
+// Each of these may find older runs than the newest ones.
+TEST_F(HistoryScreen, goes_back_as_far_as_it_must_for_what_is_asked_for) {
+  const std::string fails = world.directory.path() + "/fails";
+  ASSERT_EQ(create_job(world, "now-and-then", "test ! -e " + fails + "\n"), 0u);
+  ASSERT_EQ(create_job(world, "former", "echo\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "s", {"now-and-then", "former"}, every(1, noon + minute)), 0u);
+  std::ofstream(fails).put('x');
+  pass_to(world, noon + minute);
+  std::filesystem::remove(fails);
+  ASSERT_EQ(world.send(root(), SCH_SERVICE_CONFIG, SCH_OP_DELETE_JOB, job_payload("former")).status, 0u);
+  for (int i = 2; i <= 5; i++)
+    pass_to(world, noon + i * minute);
+  EXPECT_THAT(history(world, {0, 1, 1}), HasSubstr("\n1    s "));
+  control::HistoryQuery of_job = {0, 1, 0};
+  std::strcpy(of_job.job, "former");
+  EXPECT_THAT(history(world, of_job), HasSubstr("\n1    s "));
+  EXPECT_EQ(history(world, {0, 1, 0}, "s").find("\n1    s "), std::string::npos);
+}
+
+TEST_F(HistoryScreen, since_a_moment_has_what_was_due_then_or_began_then_and_what_came_later) {
+  ASSERT_EQ(create_schedule(world, "due", {"good"}, daily(12, 30)), 0u);
+  ASSERT_EQ(create_schedule(world, "asked", {"good"}, {}), 0u);
+  pass_to(world, due);
+  set_clock(due + minute);
+  ASSERT_EQ(ask(world, control::Operation::run_schedule, bytes("asked")).status, 0u);
+  while (history(world, {}, "asked").find("success") == std::string::npos)
+    world.loop.turn();
+  world.settle();
+  const auto shown_since = [&](time_t moment) {
+    control::HistoryQuery asked = {0, 0, 0};
+    asked.since = moment;
+    return std::ranges::count(history(world, asked), '\n');
+  };
+  EXPECT_EQ(shown_since(due), 3);
+  EXPECT_EQ(shown_since(due + 1), 2);
+  EXPECT_EQ(shown_since(due + minute), 2);
+  EXPECT_EQ(shown_since(due + minute + 1), 0);
+}
+
+// Its schedule and one of its jobs are asked for; neither another schedule's nor another user's run is shown.
+TEST_F(HistoryScreen, has_a_run_under_way_once_and_where_it_is_meant) {
+  ASSERT_EQ(create_job(world, "endless", "sleep 1000\n"), 0u);
+  ASSERT_EQ(create_schedule(world, "s", {"good", "endless"}, {}), 0u);
+  ASSERT_EQ(create_schedule(world, "other", {"good"}, {}), 0u);
+  ASSERT_EQ(ask(world, control::Operation::run_schedule, bytes("s")).status, 0u);
+  while (world.parts->runner.list().front().job != "endless")
+    world.loop.turn();
+  const auto shown = [&](const char *job, const char *schedule, const host::Caller &caller = root()) {
+    control::HistoryQuery asked = {0, 0, 0};
+    std::strcpy(asked.job, job);
+    return std::ranges::count(history(world, asked, schedule, caller), '\n');
+  };
+  EXPECT_EQ(shown("", ""), 2);
+  EXPECT_EQ(shown("", "s"), 2);
+  EXPECT_EQ(shown("good", ""), 2);
+  EXPECT_EQ(shown("endless", "s"), 2);
+  EXPECT_EQ(shown("bad", ""), 0);
+  EXPECT_EQ(shown("none", ""), 0);
+  EXPECT_EQ(shown("", "other"), 0);
+  EXPECT_EQ(shown("", "", nobody()), 0);
 }
 
 TEST_F(HistoryScreen, of_one_schedule_shows_no_other) {

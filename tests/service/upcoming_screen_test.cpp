@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "control/operations.h"
 #include "control/statuses.h"
 #include "host/status.h"
@@ -53,6 +55,27 @@ TEST_F(UpcomingScreen, has_as_many_as_are_asked_for) {
   EXPECT_THAT(shown, Not(HasSubstr("  c  ")));
 }
 
+TEST_F(UpcomingScreen, has_twenty_schedules_where_no_number_is_asked_for) {
+  for (int i = 0; i < 22; i++)
+    ASSERT_EQ(create_schedule(world, "s" + std::to_string(i), {"job"}, daily(12, 30)), 0u);
+  EXPECT_EQ(std::ranges::count(upcoming(world), '\n'), 1 + 20);
+  EXPECT_EQ(std::ranges::count(upcoming(world, {}, 22), '\n'), 1 + 22);
+  EXPECT_EQ(std::ranges::count(upcoming(world, {}, 23), '\n'), 1 + 22);
+}
+
+TEST_F(UpcomingScreen, shows_what_is_due_together_and_what_is_disabled_in_the_order_it_was_created_in) {
+  for (const char *name : {"c", "a", "b", "z", "y"})
+    ASSERT_EQ(create_schedule(world, name, {"job"}, daily(12, 30)), 0u);
+  disable("z");
+  disable("y");
+  std::string order;
+  std::istringstream lines(upcoming(world));
+  for (std::string line; std::getline(lines, line);)
+    for (const char *name : {"  a  ", "  b  ", "  c  ", "  z  ", "  y  "})
+      if (line.find(name) != line.npos) order += name[2];
+  EXPECT_EQ(order, "cabzy");
+}
+
 TEST_F(UpcomingScreen, shows_a_user_what_is_theirs) {
   ASSERT_EQ(create_schedule(world, "roots", {"job"}, daily(12, 30)), 0u);
   ASSERT_EQ(create_schedule(world, "nobodys", {"own"}, daily(12, 30), nobody()), 0u);
@@ -90,11 +113,20 @@ TEST_F(UpcomingScreen, says_that_nothing_runs_while_the_feature_is_disabled) {
   EXPECT_THAT(upcoming(world), ::testing::StartsWith("(the scheduler feature is disabled: nothing runs)\n"));
 }
 
+TEST_F(UpcomingScreen, of_one_schedule_says_that_nothing_runs_while_the_feature_is_disabled) {
+  ASSERT_EQ(create_schedule(world, "s", {"job"}, daily(12, 30)), 0u);
+  ASSERT_EQ(ask(world, control::Operation::disable_feature, {}).status, 0u);
+  EXPECT_THAT(upcoming(world, "s"), HasSubstr("jobs: job\n(the scheduler feature is disabled: nothing runs)\ndue "));
+}
+
 TEST_F(UpcomingScreen, refuses_a_query_that_is_cut_or_out_of_range) {
   EXPECT_EQ(ask(world, control::Operation::show_upcoming, Bytes(3)).status, host::err_bad_request);
   EXPECT_EQ(ask(world, control::Operation::show_upcoming, query(control::UpcomingQuery{control::query_lines_limit + 1}))
                 .status,
             host::err_bad_value);
+  EXPECT_EQ(
+      ask(world, control::Operation::show_upcoming, query(control::UpcomingQuery{control::query_lines_limit})).status,
+      0u);
 }
 
 // The times that are shown are those at which the schedule then runs.
