@@ -5,6 +5,7 @@
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <linux/capability.h>
+#include <linux/securebits.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -61,6 +62,22 @@ TEST_F(JobOfAnotherUser, it_does_not_run_where_the_kernel_refuses_its_identity) 
   }
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
+// So it is where the kernel was told to leave a process its rights when it becomes another user.
+TEST_F(JobOfAnotherUser, it_does_not_run_where_it_could_become_root_again) {
+  const pid_t child = fork();
+  if (child == 0) {
+    if (prctl(PR_SET_SECUREBITS, SECBIT_NO_SETUID_FIXUP) != 0) _exit(2);
+    const JobProcess::Result result = Starting().run(task_of("nobody", "echo ran\n"));
+    const bool told =
+        result.remark == "cannot start the job: user nobody could become root again: Operation not permitted";
+    _exit(told && result.output.empty() && result.reason == Reason::user ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "needs the right to change what rights are left";
   EXPECT_EQ(status, 0);
 }
 
