@@ -186,6 +186,18 @@ TEST(JobProcess, a_starter_that_was_killed_is_started_anew) {
   EXPECT_EQ(starting.run(task("echo two\n")).output, "two\n");
 }
 
+// A supervisor sends them to every process of the service.
+TEST(JobProcess, a_starter_leaves_the_signals_of_a_supervisor_to_the_service) {
+  Starting starting;
+  EXPECT_EQ(starting.run(task("echo one\n")).output, "one\n");
+  const pid_t starter = read_number("/proc/self/task/" + std::to_string(getpid()) + "/children");
+  ASSERT_GT(starter, 0);
+  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGALRM})
+    ASSERT_EQ(kill(starter, number), 0);
+  EXPECT_EQ(starting.run(task("echo two\n")).output, "two\n");
+  EXPECT_FALSE(has_ended(starter));
+}
+
 TEST(JobProcess, an_endless_output_is_bounded_and_counted) {
   service::Task job = task("yes | head -c 1000000\n");
   const JobProcess::Result result = run(job);

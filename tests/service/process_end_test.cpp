@@ -60,6 +60,15 @@ TEST_P(RunsEnd, a_daemon_that_gave_up_its_parents_is_ended) {
   EXPECT_GE(result.killed, 1u);
 }
 
+TEST_P(RunsEnd, a_process_is_ended_whatever_digits_are_in_its_number) {
+  for (const char *digit : {"0", "9"}) {
+    const JobProcess::Result result = starting->run(task("while :; do sleep 1000 & case $! in *" + std::string(digit) +
+                                                         "*) break;; esac; kill $!; done; echo $!\n"));
+    EXPECT_TRUE(has_ended(static_cast<pid_t>(std::stol(result.output)))) << result.output;
+    EXPECT_EQ(result.wait_status, 0u);
+  }
+}
+
 // Each ends as soon as its child runs, so that a list of processes is old when it has been read.
 TEST_P(RunsEnd, processes_that_hop_from_fork_to_fork_are_ended) {
   const std::string hopper = file("hopper");

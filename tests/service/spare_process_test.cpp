@@ -2,10 +2,14 @@
 // The process that is kept ready for the next run.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <fstream>
+#include <memory>
 #include <set>
+#include <vector>
 
 #include "tests/service/process_fixture.h"
 
@@ -70,6 +74,43 @@ TEST_F(Spare, serves_one_of_two_runs_that_begin_together) {
 TEST_F(Spare, ends_with_the_service) {
   starting_.begin_again();
   EXPECT_TRUE(has_ended(spare_));
+}
+
+// The first run takes the spare, the second a new process.
+TEST_F(Spare, or_new_a_keeper_without_a_descriptor_left_begins_nothing_and_that_is_told) {
+  for (const pid_t process : children()) {
+    const rlimit few = {7, 7};  // what each has from the beginning, and what comes with a run
+    ASSERT_EQ(prlimit(process, RLIMIT_NOFILE, &few, nullptr), 0);
+  }
+  std::vector<JobProcess::Result> results;
+  const auto done = [&](JobProcess::Result result) { results.push_back(std::move(result)); };
+  const auto first = starting_.start(task("echo ran\n"), done), second = starting_.start(task("echo ran\n"), done);
+  ASSERT_TRUE(comes_true([&] { return results.size() == 2; }, starting_.loop()));
+  for (const JobProcess::Result &result : results) {
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.reason, service::Reason::not_started);
+    EXPECT_EQ(result.remark, "cannot start the job: its process: Too many open files");
+  }
+}
+
+extern "C" void take_no_notice(int) {}
+
+TEST_F(Spare, or_new_a_process_begins_also_where_signals_interrupt_the_service) {
+  struct sigaction interrupting = {}, before = {};
+  interrupting.sa_handler = take_no_notice;  // without SA_RESTART
+  sigaction(SIGALRM, &interrupting, &before);
+  const itimerval often = {{0, 200}, {0, 200}}, never = {};
+  setitimer(ITIMER_REAL, &often, nullptr);
+  int ended = 0;
+  std::vector<std::unique_ptr<JobProcess>> processes;
+  for (int i = 0; i < 20; i++)
+    processes.push_back(starting_.start(task("true\n"), [&](const JobProcess::Result &result) {
+      EXPECT_EQ(result.reason, service::Reason::ended);
+      ended++;
+    }));
+  setitimer(ITIMER_REAL, &never, nullptr);
+  sigaction(SIGALRM, &before, nullptr);
+  EXPECT_TRUE(comes_true([&] { return ended == 20; }, starting_.loop()));
 }
 
 }  // namespace
