@@ -59,6 +59,86 @@ TEST_F(Recorded, the_history_keeps_the_last_64_runs_and_not_many_more) {
   EXPECT_FALSE(service::find_in_history(*service::find_schedule("s"), last + 1));
 }
 
+TEST_F(Recorded, the_outcomes_of_a_run_come_in_their_order_also_from_two_pages) {
+  configure("s", {"job"}, {});
+  const sch_schedule_entry &entry = *service::find_schedule("s");
+  service::RunState state = service::new_run_state(entry);
+  state.end_page = 2;
+  sch_runtime_key key = service::run_key(service::run_state_key, 0, "s");
+  const pss_buf name = {&key, sizeof key}, value = {&state, sizeof state};
+  ASSERT_EQ(pss_store(pss_running_db, 1, &name, &value), 0u);
+  service::HistoryPage first(service::creation(*entry.rec), nullptr);
+  Outcome outcome;
+  outcome.run = 5;
+  for (outcome.sequence = 1; outcome.sequence <= 2; outcome.sequence++)
+    ASSERT_TRUE(first.add(outcome));
+  service::HistoryPage second(service::creation(*entry.rec), &first);
+  for (outcome.sequence = 3; outcome.sequence <= 4; outcome.sequence++)
+    ASSERT_TRUE(second.add(outcome));
+  ASSERT_EQ(first.write(entry, 0), 0u);
+  ASSERT_EQ(second.write(entry, 1), 0u);
+  const auto sequences = [](const HistoryRun &run) {
+    std::vector<uint64_t> all;
+    for (const Outcome &each : run.outcomes)
+      all.push_back(each.sequence);
+    return all;
+  };
+  ASSERT_THAT(history("s"), SizeIs(1));
+  EXPECT_THAT(sequences(history("s")[0]), ElementsAre(1, 2, 3, 4));
+  EXPECT_THAT(sequences(*service::find_in_history(entry, 5)), ElementsAre(1, 2, 3, 4));
+  EXPECT_EQ(service::newest_run(entry), 5u);
+  EXPECT_EQ(second.new_runs(), 0u);
+}
+
+Outcome outcome_of(uint64_t run, uint64_t sequence) {
+  Outcome outcome;
+  outcome.run = run;
+  outcome.sequence = sequence;
+  return outcome;
+}
+
+TEST(Page, knows_its_first_and_last_run_and_how_many_begin_in_it) {
+  service::HistoryPage before(1, nullptr);
+  EXPECT_EQ(before.last_run(), 0u);
+  ASSERT_TRUE(before.add(outcome_of(6, 10)));
+  EXPECT_EQ(before.new_runs(), 1u);
+  service::HistoryPage page(1, &before);
+  EXPECT_EQ(page.last_run(), 6u);
+  for (const auto &[run, sequence] : {std::pair{6, 12}, {7, 11}, {5, 14}, {9, 13}, {9, 15}})
+    ASSERT_TRUE(page.add(outcome_of(static_cast<uint64_t>(run), static_cast<uint64_t>(sequence))));
+  EXPECT_EQ(page.first_run(), 5u);
+  EXPECT_EQ(page.last_run(), 9u);
+  EXPECT_EQ(page.last_sequence(), 15u);
+  EXPECT_EQ(page.new_runs(), 2u);
+  EXPECT_THAT(page.outcomes(), SizeIs(5));
+}
+
+TEST(Page, keeps_whole_names_and_the_beginning_of_a_long_remark_until_it_is_full) {
+  service::HistoryPage page(1, nullptr);
+  Outcome outcome = outcome_of(1, 1);
+  outcome.job = std::string(31, 'j');
+  outcome.asked_by = std::string(31, 'a');
+  outcome.remark = std::string(200, 'r');
+  size_t kept = 0;
+  while (page.add(outcome))
+    kept++;
+  EXPECT_EQ(kept, (1024u - 40) / (80 + 31 + 31 + 160));
+  ASSERT_THAT(page.outcomes(), SizeIs(kept));
+  for (const Outcome &each : page.outcomes()) {
+    EXPECT_EQ(each.job, outcome.job);
+    EXPECT_EQ(each.asked_by, outcome.asked_by);
+    EXPECT_EQ(each.remark, std::string(160, 'r'));
+  }
+}
+
+TEST(Moments, are_those_that_a_number_holds_exactly_on_either_side_of_the_epoch) {
+  constexpr int64_t farthest = int64_t{1} << 53;
+  for (const int64_t ms : {-farthest, int64_t{-1}, int64_t{0}, farthest})
+    EXPECT_TRUE(service::is_moment_ms(ms)) << ms;
+  for (const int64_t ms : {-farthest - 1, farthest + 1})
+    EXPECT_FALSE(service::is_moment_ms(ms)) << ms;
+}
+
 // Walked, these would keep the service busy for hours.
 TEST_F(Recorded, a_state_that_names_more_pages_than_there_can_be_has_no_history_and_takes_outcomes_again) {
   configure("s", {"job"}, every(1, noon + minute));
