@@ -1,20 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the start of a process is made of, each by itself.
+#include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
-#include <filesystem>
+#include <algorithm>
+#include <cerrno>
 #include <fstream>
-#include <iterator>
 
 #include "service/process/groups.h"
-#include "service/process/run_groups.h"
 #include "tests/service/world.h"
+
+namespace {
+size_t largest_room = 0;  // that was offered for the record of the group whose members nothing is large enough for
+constexpr gid_t endless_group = 4244;
+}  // namespace
+
+extern "C" int getgrgid_r(gid_t number, group *record, char *room, size_t size, group **found) {
+  static const auto real = reinterpret_cast<decltype(&getgrgid_r)>(dlsym(RTLD_NEXT, "getgrgid_r"));
+  if (number != endless_group) return real(number, record, room, size, found);
+  largest_room = std::max(largest_room, size);
+  return ERANGE;
+}
 
 namespace service_test {
 namespace {
@@ -84,152 +92,19 @@ TEST_F(GroupsOfUsers, a_failure_is_told_and_not_kept) {
   EXPECT_EQ(look_ups, 2);
 }
 
+TEST(GroupsOfTheSystem, are_named_but_for_those_that_have_no_name_or_too_many_members) {
+  Groups groups{{}, [](const host::User &, std::vector<gid_t> *all) {
+                  *all = {0, endless_group, 4245, 1};
+                  return true;
+                }};
+  const host::User user{1000, 1000, "user", "/", "/bin/sh"};
+  EXPECT_THAT(*groups.names_of(user, {}), ElementsAre("root", "daemon"));
+  EXPECT_EQ(largest_room, size_t{1} << 20);
+}
+
 TEST(GroupsOfTheSystem, root_has_its_own) {
   EXPECT_THAT(*Groups().of({0, 0, "root", "/root", "/bin/sh"}, {}), ::testing::Contains(0));
 }
 
-// A tree of plain files in the form of the kernel's, where a machine may have no controller to offer: a new directory
-// comes with its files, as a group does.
-class GroupTree {
- public:
-  explicit GroupTree(bool has_controllers = true) {
-    make_files(path());
-    if (has_controllers) return;
-    std::filesystem::remove(path() + "/cgroup.subtree_control");
-    std::filesystem::create_symlink("/dev/full", path() + "/cgroup.subtree_control");
-  }
-  ~GroupTree() { tree() = nullptr; }
-  GroupTree(const GroupTree &) = delete;
-  GroupTree &operator=(const GroupTree &) = delete;
-
-  const std::string &path() const { return directory_.path(); }
-  std::string of_run(const std::string &file) const {
-    std::ifstream in(run() + "/" + file);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
-  void write_of_run(const std::string &file, const std::string &text) const {
-    std::ofstream(run() + "/" + file) << text;
-  }
-  void refuse(const std::string &file) const { refused_ = file; }
-
-  static const GroupTree *&tree() {
-    static const GroupTree *current = nullptr;
-    return current;
-  }
-  void made(const std::string &group) const {
-    make_files(group);
-    if (refused_.empty()) return;
-    std::filesystem::remove(group + "/" + refused_);
-    std::filesystem::create_symlink("/dev/full", group + "/" + refused_);
-  }
-
- private:
-  static void make_files(const std::string &group) {
-    for (const char *file : {"cgroup.procs", "cgroup.subtree_control", "memory.oom.group", "memory.events",
-                             "memory.max", "memory.swap.max", "pids.max", "cpu.max"})
-      std::ofstream(group + "/" + file);
-  }
-  std::string run() const {
-    for (const auto &entry : std::filesystem::directory_iterator(path()))
-      if (entry.is_directory()) return entry.path();
-    return "(no run)";
-  }
-
-  Directory directory_;
-  mutable std::string refused_;
-  const GroupTree *const current_ = tree() = this;
-};
-
-TEST(ControlGroups, the_second_hierarchy_is_found_among_the_mounts) {
-  const auto mount = service::group_mount(
-      "24 1 0:22 / /sys rw,nosuid - sysfs sysfs rw\n"
-      "30 24 0:26 / /sys/fs/cgroup/cpu rw shared:9 - cgroup cgroup rw,cpu\n"
-      "31 24 0:27 /base /sys/fs/my\\040groups rw shared:9 - cgroup2 cgroup2 rw,nsdelegate\n");
-  ASSERT_TRUE(mount);
-  EXPECT_EQ(mount->mounted_at, "/sys/fs/my groups");
-  EXPECT_EQ(mount->root, "/base");
-  EXPECT_FALSE(service::group_mount("24 1 0:22 / /sys rw,nosuid - sysfs sysfs rw\n"));
-}
-
-TEST(ControlGroups, a_run_gets_the_limits_of_its_class_where_the_controllers_are) {
-  const GroupTree tree;
-  host::Result<service::RunGroups> groups = service::RunGroups::below(tree.path());
-  ASSERT_TRUE(groups);
-  EXPECT_TRUE(groups->limits_memory());
-  EXPECT_TRUE(groups->limits_tasks());
-  service::Limits limits;
-  limits.memory_bytes = 64 << 20;
-  limits.tasks = 20;
-  limits.cpu_percent = 150;
-  const host::Result<service::RunGroup> group = groups->make(limits, false);
-  ASSERT_TRUE(group);
-  EXPECT_EQ(tree.of_run("memory.max"), "67108864");
-  EXPECT_EQ(tree.of_run("memory.swap.max"), "0");
-  EXPECT_EQ(tree.of_run("memory.oom.group"), "1");
-  EXPECT_EQ(tree.of_run("pids.max"), "20");
-  EXPECT_EQ(tree.of_run("cpu.max"), "150000 100000");
-  EXPECT_FALSE(group->out_of_memory());
-  tree.write_of_run("memory.events", "low 0\nhigh 3\nmax 7\noom 1\noom_kill 1\n");
-  EXPECT_TRUE(group->out_of_memory());
-}
-
-TEST(ControlGroups, a_run_without_limits_is_given_none) {
-  const GroupTree tree;
-  host::Result<service::RunGroups> groups = service::RunGroups::below(tree.path());
-  ASSERT_TRUE(groups);
-  const host::Result<service::RunGroup> group = groups->make(service::Limits(), false);
-  ASSERT_TRUE(group);
-  for (const char *file : {"memory.max", "memory.swap.max", "pids.max", "cpu.max"})
-    EXPECT_EQ(tree.of_run(file), "") << file;
-}
-
-TEST(ControlGroups, without_controllers_a_run_is_made_and_the_limits_are_left_to_the_processes) {
-  const GroupTree tree(false);
-  host::Result<service::RunGroups> groups = service::RunGroups::below(tree.path());
-  ASSERT_TRUE(groups);
-  EXPECT_FALSE(groups->limits_memory());
-  EXPECT_FALSE(groups->limits_tasks());
-  service::Limits limits;
-  limits.memory_bytes = 64 << 20;
-  limits.tasks = 20;
-  limits.cpu_percent = 50;
-  const host::Result<service::RunGroup> group = groups->make(limits, false);
-  ASSERT_TRUE(group);
-  EXPECT_EQ(tree.of_run("memory.max"), "");
-}
-
-TEST(ControlGroups, a_limit_that_cannot_be_set_starts_no_job) {
-  const GroupTree tree;
-  host::Result<service::RunGroups> groups = service::RunGroups::below(tree.path());
-  ASSERT_TRUE(groups);
-  tree.refuse("pids.max");
-  service::Limits limits;
-  limits.tasks = 20;
-  const host::Result<service::RunGroup> group = groups->make(limits, false);
-  ASSERT_FALSE(group);
-  EXPECT_THAT(group.error().text, ::testing::HasSubstr("the limits of " + tree.path()));
-}
-
-TEST(ControlGroups, the_own_one_is_that_of_the_second_hierarchy) {
-  EXPECT_EQ(service::own_group("8:pids:/a\n0::/system.slice/schedd.service\n"), "/system.slice/schedd.service");
-  EXPECT_FALSE(service::own_group("8:pids:/a\n"));
-}
-
 }  // namespace
 }  // namespace service_test
-
-// Groups are made and removed with their files in the tree above.
-extern "C" int mkdir(const char *path, mode_t mode) {
-  const long result = syscall(SYS_mkdirat, AT_FDCWD, path, mode);
-  const auto *tree = service_test::GroupTree::tree();
-  if (result == 0 && tree != nullptr && std::string(path).starts_with(tree->path() + "/")) tree->made(path);
-  return static_cast<int>(result);
-}
-
-extern "C" int rmdir(const char *path) {
-  const auto *tree = service_test::GroupTree::tree();
-  if (tree != nullptr && std::string(path).starts_with(tree->path() + "/"))
-    for (const auto &file : std::filesystem::directory_iterator(path))
-      std::filesystem::remove(file.path());
-  return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, AT_REMOVEDIR));
-}
