@@ -296,7 +296,7 @@ TEST_F(PamTest, what_is_no_sealed_form_is_not_decrypted) {
     char dummy = 0;
     char *clear = &dummy;
     uint32_t length = 1;
-    EXPECT_NE(security_conf_decrypt(row.text, row.length, row.form, 0, 0, &clear, &length), 0);
+    EXPECT_EQ(security_conf_decrypt(row.text, row.length, row.form, 0, 0, &clear, &length), -1);
     EXPECT_EQ(clear, nullptr);
     EXPECT_EQ(length, 0u);
   }
