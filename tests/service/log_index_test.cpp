@@ -90,6 +90,49 @@ TEST(LogIndex, finds_what_a_scan_of_all_records_finds_while_records_come_and_go)
   }
 }
 
+struct FilterCase {
+  LogFilter filter;
+  bool narrows;
+};
+
+TEST(LogFilter, narrows_by_all_but_an_owner_and_a_number_of_records) {
+  const FilterCase cases[] = {{{}, false},
+                              {{.owner_tag = 1}, false},
+                              {{.owner_tag = {}, .last = 5}, false},
+                              {{.owner_tag = {}, .name = "a"}, true},
+                              {{.owner_tag = {}, .schedule = "a"}, true},
+                              {{.owner_tag = {}, .job = "a"}, true},
+                              {{.owner_tag = {}, .since = 1}, true},
+                              {{.owner_tag = {}, .failed_only = true}, true},
+                              {{.owner_tag = {}, .outcomes = {1}}, true}};
+  for (const FilterCase &each : cases)
+    EXPECT_EQ(each.filter.narrows(), each.narrows) << &each - cases;
+}
+
+TEST(LogFilter, wants_what_fits_each_of_its_fields) {
+  const LogFilter all, owners = {.owner_tag = 7}, named = {.owner_tag = {}, .name = "a"},
+                       schedules = {.owner_tag = {}, .schedule = "a"}, jobs = {.owner_tag = {}, .job = "a"};
+  EXPECT_TRUE(all.wants(7, "x", "y"));
+  EXPECT_TRUE(owners.wants(7, "x", "y"));
+  EXPECT_FALSE(owners.wants(8, "x", "y"));
+  EXPECT_TRUE(named.wants(7, "a", "y"));
+  EXPECT_TRUE(named.wants(7, "x", "a"));
+  EXPECT_FALSE(named.wants(7, "x", "y"));
+  EXPECT_TRUE(schedules.wants(7, "a", "y"));
+  EXPECT_FALSE(schedules.wants(7, "x", "a"));
+  EXPECT_TRUE(jobs.wants(7, "x", "a"));
+  EXPECT_FALSE(jobs.wants(7, "a", "y"));
+  const LogFilter late = {.owner_tag = {}, .since = 100}, failed = {.owner_tag = {}, .failed_only = true},
+                  some = {.owner_tag = {}, .outcomes = {3, 5}};
+  EXPECT_TRUE(all.wants(1, 0, false));
+  EXPECT_TRUE(late.wants(1, 100, false));
+  EXPECT_FALSE(late.wants(1, 99, true));
+  EXPECT_TRUE(failed.wants(1, 0, true));
+  EXPECT_FALSE(failed.wants(1, 0, false));
+  EXPECT_TRUE(some.wants(5, 0, false));
+  EXPECT_FALSE(some.wants(4, 0, true));
+}
+
 service::LogRecord record(uint32_t owner, size_t output) {
   service::LogRecord result;
   result.job = "job";

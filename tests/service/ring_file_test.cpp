@@ -4,11 +4,15 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <random>
+#include <span>
 
+#include "service/joblog/keyed_hash.h"
 #include "tests/service/world.h"
 
 namespace service_test {
@@ -92,6 +96,50 @@ TEST(RingFile, a_record_of_half_the_file_fits_and_a_larger_one_is_refused) {
   EXPECT_EQ(texts(*ring).size(), 2u);
   EXPECT_FALSE(ring->append(bytes(largest + "x")));
   EXPECT_EQ(texts(*ring).size(), 2u);
+}
+
+// Each takes a quarter of the file: 40 bytes of a header and 200 of a text, of 960.
+TEST(RingFile, records_that_fill_it_to_the_last_byte_leave_when_their_own_place_is_written) {
+  const Directory directory;
+  const std::string path = directory.path() + "/log";
+  const auto ring = make(path);
+  EXPECT_EQ(ring->largest_body(), 440u);
+  EXPECT_EQ(ring->read_offset(), 64u);
+  for (int i = 0; i < 12; i++) {
+    const std::string text = std::to_string(i % 10) + std::string(199, '.');
+    ASSERT_TRUE(ring->append(bytes(text)));
+    EXPECT_EQ(ring->places().size(), std::min<size_t>(static_cast<size_t>(i) + 1, 4)) << i;
+    EXPECT_EQ(ring->places().back().offset, 64u + static_cast<uint32_t>(i % 4) * 240);
+    EXPECT_EQ(ring->write_offset(), ring->places().back().offset + 240);
+    EXPECT_EQ(ring->read_offset(), ring->places().front().offset);
+    EXPECT_EQ(texts(*reopen(path)), texts(*ring));
+  }
+}
+
+TEST(RingFile, that_is_opened_again_goes_on_with_the_next_number) {
+  const Directory directory;
+  const std::string path = directory.path() + "/log";
+  for (uint64_t next = 1; next <= 3; next++) {
+    const auto ring = next == 1 ? make(path) : reopen(path);
+    ASSERT_TRUE(ring->append(bytes("x")));
+    EXPECT_EQ(ring->places().back().sequence, next);
+  }
+}
+
+TEST(RingFile, a_record_whose_header_is_damaged_anywhere_is_not_read) {
+  const Directory directory;
+  const std::string path = directory.path() + "/log";
+  const auto ring = make(path);
+  ASSERT_TRUE(ring->append(bytes("one")));
+  const std::string whole = read_file(path);
+  for (size_t at = 64; at < 64 + 40; at++) {
+    if (at - 64 < 4) continue;  // its mark alone is not looked at where a record is known to be
+    std::string damaged = whole;
+    damaged[at] ^= 1;
+    write_file(path, damaged);
+    EXPECT_EQ(ring->read(ring->places().front()), std::nullopt) << at;
+    EXPECT_TRUE(reopen(path)->places().empty()) << at;
+  }
 }
 
 // Every prefix of the last write, laid over the file as it was before: all that is found was written, is whole and in
@@ -193,6 +241,36 @@ TEST(RingFile, files_that_are_no_such_file_are_refused_and_left_alone) {
   std::filesystem::create_symlink(path, link);
   EXPECT_FALSE(RingFile::open(link));
   EXPECT_FALSE(RingFile::open(directory.path() + "/absent"));
+}
+
+// The file's header with these words of it changed, and its checksum computed anew.
+std::string with_head(std::string file, uint32_t version, uint32_t size) {
+  std::memcpy(file.data() + 8, &version, sizeof version);
+  std::memcpy(file.data() + 12, &size, sizeof size);
+  std::memset(file.data() + 40, 0, 8);
+  uint8_t key[16];
+  std::memcpy(key, file.data() + 24, sizeof key);
+  const uint64_t checksum = service::keyed_hash(key, std::as_bytes(std::span(file.data(), version == 1 ? 40 : 64)));
+  std::memcpy(file.data() + 40, &checksum, sizeof checksum);
+  return file;
+}
+
+TEST(RingFile, is_of_a_version_that_is_known_and_larger_than_its_header) {
+  const Directory directory;
+  const std::string path = directory.path() + "/log";
+  make(path);
+  const std::string good = read_file(path);
+  const auto opens = [&](uint32_t version, uint32_t size) {
+    write_file(path, with_head(good, version, size));
+    return RingFile::open(path).ok();
+  };
+  EXPECT_FALSE(opens(0, small));
+  EXPECT_TRUE(opens(1, small));
+  EXPECT_TRUE(opens(2, small));
+  EXPECT_FALSE(opens(3, small));
+  EXPECT_FALSE(opens(2, 64));
+  EXPECT_TRUE(opens(2, 65));
+  EXPECT_FALSE(opens(2, small + 1));
 }
 
 TEST(RingFile, a_record_that_was_overwritten_is_not_read_as_another) {
