@@ -28,7 +28,7 @@ const char *local_file = "/etc/passwd";
 class LocalUsers {
  public:
   bool has(const std::string &name) {
-    if (!is_read() && !read()) return false;
+    if (!is_read()) read();
     return names_.contains(name);
   }
 
@@ -40,15 +40,14 @@ class LocalUsers {
 
   // Two writes within one tick of the file system's clock have the same time stamp. So when the file was written just
   // now, the names are read again the next time.
-  bool read() {
+  void read() {
     path_.clear();
     names_.clear();
     const std::unique_ptr<FILE, CloseFile> file(std::fopen(local_file, "re"));
-    if (!file || ::fstat(::fileno(file.get()), &read_) != 0) return false;
+    if (!file || ::fstat(::fileno(file.get()), &read_) != 0) return;
     while (const passwd *entry = ::fgetpwent(file.get()))
       names_.insert(entry->pw_name);
     if (::time(nullptr) > read_.st_mtim.tv_sec + 1) path_ = local_file;
-    return true;
   }
 
   static bool same(const struct stat &now, const struct stat &then) {
@@ -85,9 +84,8 @@ bool is_digit_of(char c, bool hexadecimal) {
   return hexadecimal && ((c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'));
 }
 
-// Decimal, octal and hexadecimal, with and without a sign: what tools would take for a uid.
+// Decimal, octal and hexadecimal: what tools would take for a uid. One with a sign is no name either way.
 bool is_number(std::string name) {
-  if (name.starts_with('+') || name.starts_with('-')) name.erase(0, 1);
   const bool hexadecimal = name.starts_with("0x") || name.starts_with("0X");
   if (hexadecimal) name.erase(0, 2);
   return std::all_of(name.begin(), name.end(), [&](char c) { return is_digit_of(c, hexadecimal); });

@@ -81,6 +81,9 @@ int socket(int domain, int type, int protocol) noexcept {
 int connect(int fd, const sockaddr *name, socklen_t size) {
   return call_or_fail("connect", &::connect, fd, name, size);
 }
+ssize_t send(int fd, const void *data, size_t size, int flags) {
+  return call_or_fail("send", &::send, fd, data, size, flags);
+}
 ssize_t sendmsg(int fd, const msghdr *message, int flags) {
   return call_or_fail("sendmsg", &::sendmsg, fd, message, flags);
 }
@@ -163,10 +166,10 @@ const Row server_rows[] = {
     {"recvmsg", EAGAIN, {0}},
     {"recvmsg", ECONNRESET, {err_cut_off}},
     {"recvmsg", ENOMEM, {err_cut_off}},
-    {"sendmsg", EINTR, {0}},
-    {"sendmsg", EAGAIN, {0}},
-    {"sendmsg", EPIPE, {err_cut_off}},
-    {"sendmsg", EMSGSIZE, {err_cut_off}},
+    {"send", EINTR, {0}},
+    {"send", EAGAIN, {0}},
+    {"send", EPIPE, {err_cut_off}},
+    {"send", EMSGSIZE, {err_cut_off}},
 };
 
 std::string describe(const Row &row, bool of_client, bool kept, int nth) {
