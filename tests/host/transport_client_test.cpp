@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The client's end against services that are absent, restarted, silent or wrong.
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 
 #include <atomic>
+#include <cerrno>
+#include <csignal>
 #include <cstring>
 
 #include "host/files/paths.h"
@@ -48,6 +52,11 @@ TEST_F(ClientTest, without_a_service_there_is_none) {
   const std::string long_path = directory() + "/" + std::string(250, 'n') + "/schedd.sock";
   use_paths({.state = "/", .run = "/", .socket = long_path, .system_wide = true});
   EXPECT_EQ(request("x").status, err_not_running);
+}
+
+TEST_F(ClientTest, a_request_above_the_limit_is_not_sent_to_anybody) {
+  EXPECT_EQ(request(std::string(65536 - 96, 'x')).status, err_not_running);
+  EXPECT_EQ(request(std::string(65536 - 96 + 1, 'x')).status, err_too_large);
 }
 
 TEST_F(ClientTest, a_dead_socket_is_no_service) {
@@ -119,6 +128,54 @@ TEST_F(ClientTest, a_service_that_accepts_nobody_times_out) {
   EXPECT_EQ(request("x").status, err_timed_out);
 }
 
+// Each millisecond, and no call is begun again by the system.
+class Interruptions {
+ public:
+  Interruptions() {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    ::sigaction(SIGALRM, &action, &before_);
+    const itimerval often = {{0, 1000}, {0, 1000}};
+    ::setitimer(ITIMER_REAL, &often, nullptr);
+  }
+  ~Interruptions() {
+    const itimerval never = {};
+    ::setitimer(ITIMER_REAL, &never, nullptr);
+    ::sigaction(SIGALRM, &before_, nullptr);
+  }
+  Interruptions(const Interruptions &) = delete;
+  Interruptions &operator=(const Interruptions &) = delete;
+
+ private:
+  struct sigaction before_ = {};
+};
+
+TEST_F(ClientTest, a_service_that_takes_no_requests_times_out_whatever_interrupts_the_wait) {
+  const PlayedService service(socket_path(), 1, [](int socket) {
+    pollfd watched = {socket, 0, 0};
+    ::poll(&watched, 1, -1);  // until the client has gone
+  });
+  set_reply_timeout_ms(20);
+  const Bytes body(frame_body_limit);
+  FrameHeader header = request_header();
+  header.length = frame_body_limit;
+  const Interruptions interrupted;
+  Connection connection;
+  uint32_t status = 0;
+  for (int i = 0; status == 0 && i < 1000; i++)
+    status = connection.send(header, body, Deadline::of_reply()).code();
+  EXPECT_EQ(status, err_timed_out);
+}
+
+TEST_F(ClientTest, an_earlier_failure_of_the_system_is_not_taken_for_that_of_the_answer) {
+  for (const int earlier : {EAGAIN, EINTR, ECONNRESET, 0}) {
+    ::unlink(socket_path().c_str());
+    const PlayedService service(socket_path(), 1, [](int socket) { take_request(socket); });
+    errno = earlier;
+    EXPECT_EQ(request("x").status, err_cut_off) << earlier;
+  }
+}
+
 TEST_F(ClientTest, a_service_that_answers_only_others_times_out) {
   set_reply_timeout_ms(50);
   const PlayedService service(socket_path(), 1, [](int socket) {
@@ -126,7 +183,11 @@ TEST_F(ClientTest, a_service_that_answers_only_others_times_out) {
     header.token++;
     header.kind = FrameKind::reply;
     header.length = 0;
-    while (send_frame(socket, header, {}) != SendResult::failed) {
+    const auto frame = std::as_bytes(std::span(&header, 1));
+    Bytes packet;  // of as many as it takes, so that they come faster than they are passed over
+    while (packet.size() + frame.size() <= frame_limit)
+      packet.insert(packet.end(), frame.begin(), frame.end());
+    while (send_packet(socket, packet) != SendResult::failed) {
     }
   });
   EXPECT_EQ(request("x").status, err_timed_out);
