@@ -136,6 +136,21 @@ TEST_F(RecordTest, limits_are_kept_and_exact) {
   EXPECT_EQ(put(open("running:a"), std::string(41, 'k'), "v"), host::err_store_limit);
 }
 
+TEST_F(RecordTest, record_without_bytes_has_to_have_none) {
+  const pss_handle store = create("running:a");
+  const pss_buf key = buffer("key"), value = buffer("value"), nothing{nullptr, 0}, lost{nullptr, 3};
+  EXPECT_EQ(pss_store(store, 1, &key, &lost), host::err_store_limit);
+  EXPECT_EQ(pss_store(store, 1, &lost, &value), host::err_store_limit);
+  EXPECT_EQ(pss_store(store, 1, &nothing, &value), host::err_store_limit);
+  EXPECT_EQ(pss_delete(store, &lost), host::err_store_limit);
+  uint32_t error = 0;
+  EXPECT_EQ(pss2_fetch(store, &lost, &error), nullptr);
+  EXPECT_EQ(error, host::err_store_limit);
+  EXPECT_EQ(pss_store(store, 1, &key, &nothing), 0U);
+  EXPECT_EQ(pss_store(store, 0, nullptr, nullptr), 0U);
+  EXPECT_EQ(records(store), (Records{{"key", ""}}));
+}
+
 TEST_F(RecordTest, limits_themselves_have_limits) {
   const pss_handle store = create("running:a");
   EXPECT_EQ(pss_max_key(store, 510), 0U);

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // Snapshot, shrink, destroy, and other processes at the same store.
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 
 #include <csignal>
 
+#include "host/files/file_descriptor.h"
 #include "tests/host/store_fixture.h"
 
 namespace store_test {
@@ -185,6 +188,8 @@ TEST_F(ReplaceTest, store_that_cannot_be_removed_stays_open) {
   ASSERT_EQ(chmod(directory.c_str(), 0700), 0);
   EXPECT_EQ(status, host::err_not_permitted);
   EXPECT_EQ(get(store, "key"), "value");
+  const host::FileDescriptor of_another(::open(host::store_path("running:a").c_str(), O_RDONLY));
+  EXPECT_EQ(flock(of_another.get(), LOCK_SH | LOCK_NB), 0) << "other processes may still open it";
 }
 
 TEST_F(ReplaceTest, damaged_store_can_be_destroyed) {

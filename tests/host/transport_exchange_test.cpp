@@ -2,7 +2,10 @@
 // Requests, replies and streams between the host's own two ends.
 #include <fcntl.h>
 #include <sys/eventfd.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <bit>
@@ -10,6 +13,7 @@
 #include <cstring>
 
 #include "host/files/paths.h"
+#include "host/loop/loop.h"
 #include "host/loop/watch.h"
 #include "host/status.h"
 #include "tests/host/transport_fixture.h"
@@ -19,6 +23,30 @@ namespace transport_test {
 using namespace host;
 
 class ExchangeTest : public TransportTest {};
+
+struct OpenFiles {
+  rlim_t current, most, of_server;
+};
+
+// All clients, and what else a service has open.
+TEST_F(ExchangeTest, a_server_may_have_as_many_open_files_as_it_needs_where_it_is_allowed_to) {
+  const OpenFiles rows[] = {
+      {200, 4096, 1328}, {1327, 4096, 1328}, {1328, 4096, 1328}, {2000, 4096, 2000}, {200, 500, 500}};
+  for (const OpenFiles &row : rows) {
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      rlimit limit = {row.current, row.most};
+      if (::setrlimit(RLIMIT_NOFILE, &limit) != 0) ::_exit(1);
+      const Loop loop;
+      const auto server = Server::listen({.socket_path = socket_path(), .only_uid = {}}, echo);
+      ::_exit(server && ::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur == row.of_server ? 0 : 2);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0) << row.current << " of " << row.most;
+  }
+}
 
 TEST_F(ExchangeTest, a_reply_of_every_size_comes_back_as_it_went) {
   const auto server = serve();
