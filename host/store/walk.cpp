@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "host/status.h"
@@ -32,6 +34,7 @@ struct Walk {
   std::vector<std::byte> record;  // the last key with its prefix, then, aligned, its value if the page has it behind it
   std::vector<std::byte> value;   // a value that is on overflow pages, or was changed since
   pss_buf key_given{}, value_given{};     // what the caller was given last
+  const std::byte *page = nullptr;        // of the last key
   const void *value_elsewhere = nullptr;  // on overflow pages, while the cursor is here; null: the value is in `record`
 
   MDB_val last_key() const { return {key_given.length + 1, static_cast<std::byte *>(key_given.data) - 1}; }
@@ -163,13 +166,22 @@ int step_in_batch(const Walk &walk, MDB_val *key, MDB_val *value) {
   return nullptr;
 }
 
-// Records lie in their order within a page, and the next page in order is mostly the next in the file. So what is a
-// page further will soon be asked for, and the processor's own guess does not cross pages.
-void fetch_ahead(const MDB_val &key) {
-  constexpr std::size_t page = 4096, line = 64, most = 512;
-  const auto *next = static_cast<const std::byte *>(key.mv_data) + page;
-  for (const std::byte *at = next; at != next + most; at += line)
+void fetch(const std::byte *from, std::size_t size) {
+  constexpr std::size_t line = 64;
+  for (const std::byte *at = from; at < from + size; at += line)
     __builtin_prefetch(at);  // harmless where there is nothing
+}
+
+// The processor's own guess does not cross pages, and within a page that came to be bit by bit records do not lie in
+// their order. Mostly the next page in order is the next in the file: so what is a page further will soon be asked for.
+// Any other page is fetched whole when the walk comes to it.
+void fetch_ahead(Walk &walk, const MDB_val &key) {
+  constexpr std::size_t page_size = 4096, soon = 512;
+  const auto *record = static_cast<const std::byte *>(key.mv_data);
+  const std::byte *page = record - reinterpret_cast<uintptr_t>(record) % page_size;
+  const std::byte *last = std::exchange(walk.page, page);
+  if (page != last && page - page_size != last) fetch(page, page_size);
+  fetch(record + page_size, soon);
 }
 
 const pss_buf *move(Walk &walk, pss_cursor *cursor) {
@@ -177,7 +189,7 @@ const pss_buf *move(Walk &walk, pss_cursor *cursor) {
   const int code = is_at_its_place(walk) ? mdb_cursor_get(walk.store->walk_cursor.get(), &key, &value, MDB_NEXT)
                                          : step_from_last_key(walk, &key, &value);
   if (code != 0) return stop(walk, cursor, code);
-  fetch_ahead(key);
+  fetch_ahead(walk, key);
   cursor->error = 0;
   const bool is_behind_key = static_cast<std::byte *>(key.mv_data) + key.mv_size == value.mv_data;
   walk.value_given = {keep(walk, key, is_behind_key ? value.mv_size : 0), static_cast<uint32_t>(value.mv_size)};
