@@ -15,6 +15,8 @@ TEST_F(RecordTest, stored_record_is_fetched_also_after_the_store_was_closed) {
   EXPECT_EQ(put(first, "key", "value"), 0U);
   EXPECT_EQ(pss_close(first), 0U);
   EXPECT_EQ(get(open("running:a"), "key"), "value");
+  EXPECT_TRUE(host::store_exists("running:a"));
+  EXPECT_FALSE(host::store_exists("running:b"));
 }
 
 TEST_F(RecordTest, storing_again_replaces_the_value) {
@@ -106,6 +108,7 @@ TEST_F(RecordTest, names_that_are_no_store_lead_nowhere) {
     EXPECT_EQ(open_error(name), host::err_store_uri) << name;
     EXPECT_EQ(pss_destroy(name.c_str()), host::err_store_uri) << name;
     EXPECT_EQ(host::store_path(name.c_str()), "") << name;
+    EXPECT_FALSE(host::store_exists(name.c_str())) << name;
   }
   EXPECT_EQ(host::store_path(nullptr), "");
   EXPECT_EQ(host::store_path(("running:" + std::string(55, 'a')).c_str()),
