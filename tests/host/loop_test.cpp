@@ -6,9 +6,12 @@
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -16,11 +19,15 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "host/files/file_descriptor.h"
 #include "host/loop/watch.h"
+#include "platform/syslog.h"
 
 namespace {
+
+std::vector<std::string> log_lines;
 
 using host::FileDescriptor;
 using host::Loop;
@@ -175,6 +182,7 @@ TEST(Loop, a_watch_destroyed_by_another_one_of_the_same_turn_is_not_called) {
 
 TEST(Loop, an_exception_ends_its_callback_and_nothing_else) {
   Loop loop;
+  log_lines.clear();
   Bell failing([&] {
     failing.hear();
     throw std::bad_alloc();
@@ -188,6 +196,18 @@ TEST(Loop, an_exception_ends_its_callback_and_nothing_else) {
   EXPECT_TRUE(failing.watch().active());
   other.ring();
   loop.run();
+  EXPECT_EQ(log_lines,
+            std::vector<std::string>{std::to_string(LOG_ERR) + " an event was not served to its end: std::bad_alloc"});
+}
+
+// By default libevent writes to standard error, which nobody reads in a service.
+TEST(Loop, what_the_event_library_has_to_say_goes_to_the_log) {
+  const Loop loop;
+  log_lines.clear();
+  const FileDescriptor file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
+  EXPECT_THROW(Watch::readable(file.get(), [] {}), std::bad_alloc);
+  ASSERT_FALSE(log_lines.empty());
+  EXPECT_TRUE(log_lines[0].starts_with(std::to_string(LOG_WARNING) + " event loop: ")) << log_lines[0];
 }
 
 TEST(Loop, the_other_end_that_has_gone_is_told_beside_what_is_unread) {
@@ -297,3 +317,14 @@ TEST(Watch, that_finds_no_memory_asks_for_room_as_operator_new_does) {
 }
 
 }  // namespace
+
+// In the place of the host's, for every library of the process.
+extern "C" int tarn_syslog(int priority, const char *format, ...) {
+  char text[256];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  log_lines.push_back(std::to_string(priority) + " " + text);
+  return 0;
+}

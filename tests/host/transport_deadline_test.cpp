@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // How long a client waits, with a clock that stands still.
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <ctime>
+#include <future>
 
+#include "host/status.h"
 #include "host/transport/connection.h"
 #include "host/transport/transport.h"
 #include "tests/host/transport_fixture.h"
@@ -56,6 +59,36 @@ TEST(Deadline, of_nothing_has_passed) {
   fixed = {100, 0};
   EXPECT_TRUE(host::Deadline().has_passed());
   EXPECT_EQ(host::Deadline().remaining_ms(), 0);
+}
+
+class WaitTest : public TransportTest {};
+
+TEST_F(WaitTest, ends_at_its_deadline_also_when_another_answer_is_there_already) {
+  fixed = {100, 0};
+  host::set_reply_timeout_ms(1000);
+  std::promise<void> sent;
+  const PlayedService service(socket_path(), 1, [&](int socket) {
+    host::FrameHeader header = request_header();
+    header.kind = host::FrameKind::reply;
+    host::Bytes packet;
+    for (const uint32_t token : {1U, 2U}) {
+      header.token = token;
+      const auto frame = std::as_bytes(std::span(&header, 1));
+      packet.insert(packet.end(), frame.begin(), frame.end());
+    }
+    EXPECT_EQ(host::send_packet(socket, packet), host::SendResult::sent);
+    sent.set_value();
+    char byte = 0;
+    while (::recv(socket, &byte, 1, 0) > 0) {
+    }
+  });
+  host::Connection connection;
+  const host::Deadline deadline = host::Deadline::of_reply();
+  ASSERT_TRUE(connection.send(request_header(), {}, deadline));
+  sent.get_future().wait();
+  fixed = {101, 0};
+  EXPECT_EQ(connection.receive(request_header().service, 2, deadline).code(), host::err_timed_out);
+  EXPECT_FALSE(connection.usable());
 }
 
 }  // namespace transport_test

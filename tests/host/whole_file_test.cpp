@@ -58,7 +58,7 @@ TEST(ReadToEnd, goes_on_after_a_signal) {
   const host::Result<std::string> text = host::read_to_end(from.get(), 100);
   ASSERT_TRUE(text) << text.error().text;
   EXPECT_EQ(*text, "text");
-  EXPECT_EQ(interruptions, 3);
+  EXPECT_GE(interruptions, 3);
 }
 
 TEST(ReadToEnd, reads_one_byte_above_the_limit_and_no_more) {
@@ -70,6 +70,16 @@ TEST(ReadToEnd, reads_one_byte_above_the_limit_and_no_more) {
   EXPECT_EQ(*host::read_to_end(from.get(), 4), "12345");
   into = host::FileDescriptor();
   EXPECT_EQ(*host::read_to_end(from.get(), 4), "6789");
+}
+
+TEST(ReadToEnd, stops_there_also_when_it_comes_in_pieces) {
+  const FailingCalls pieces;
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const host::FileDescriptor from(ends[0]), into(ends[1]);
+  ASSERT_EQ(write(into.get(), "123456789", 9), 9);
+  most_at_once = 2;
+  EXPECT_EQ(*host::read_to_end(from.get(), 4), "12345");
 }
 
 TEST(ReadToEnd, tells_what_cannot_be_read) {

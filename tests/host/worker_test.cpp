@@ -143,6 +143,26 @@ TEST_F(WorkerTest, a_watch_that_ends_in_a_wait_is_not_called_any_more) {
   EXPECT_EQ(served, "");
 }
 
+TEST_F(WorkerTest, a_wait_within_a_wait_serves_nobody_and_leaves_the_outer_one_as_it_is) {
+  const Bell inner, done;
+  const Watch changing = Watch::readable(changes.descriptor.get(), [&] {
+                           changes.hear();
+                           served += 'c';
+                         }).also_in_waits();
+  const Watch reading = Watch::readable(reads.descriptor.get(), [&] {
+                          reads.hear();
+                          changes.ring();
+                          inner.ring();
+                          Watch::serve_until_readable(inner.descriptor.get());
+                          served += Watch::is_waiting() ? 'w' : '-';
+                          done.ring();
+                        }).also_in_waits();
+  reads.ring();
+  Watch::serve_until_readable(done.descriptor.get());
+  EXPECT_EQ(served, "wc");
+  EXPECT_FALSE(Watch::is_waiting());
+}
+
 TEST_F(WorkerTest, work_that_is_asked_for_in_a_wait_is_done_at_once) {
   const Watch asking = Watch::readable(reads.descriptor.get(), [&] {
                          reads.hear();
