@@ -276,6 +276,18 @@ TEST(ControlGroups, below_a_directory_that_is_no_group_nothing_is_made) {
   EXPECT_FALSE(service::RunGroups::below(directory.path() + "/no/directory"));
 }
 
+TEST(ControlGroups, a_service_that_was_given_a_group_which_it_cannot_use_starts_nothing_and_says_so) {
+  const Directory directory;
+  service::Processes processes({.starter = SCHEDD_STARTER_BUILT,
+                                .directory = directory.path(),
+                                .group_directory = directory.path() + "/group",
+                                .pam = false});
+  const host::Result<void> ended = processes.end_left_overs();
+  ASSERT_FALSE(ended);
+  EXPECT_THAT(ended.error().text, ::testing::HasSubstr("/group: no control group to use: "));
+  EXPECT_FALSE(processes.start(task("true\n")));
+}
+
 // In a group of its own, a child does as a service that a supervisor has started there.
 class Delegated : public ::testing::Test {
  protected:

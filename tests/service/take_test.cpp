@@ -80,6 +80,16 @@ TEST_F(TakeTest, one_that_was_missed_too_long_ago_does_not_run) {
   EXPECT_THAT(outcomes(), ElementsAre("ended 30", "missed 1470 1 1470"));
 }
 
+TEST_F(TakeTest, a_day_is_too_long_ago_where_nothing_else_is_wanted) {
+  world.settings.missed = service::MissedPolicy::run_once;
+  world.use(world.settings);
+  configure("s", {"job"}, once(12, 30));
+  configure("t", {"job"}, once(12, 31));
+  look_at(due + day + minute);
+  EXPECT_THAT(outcomes(), ElementsAre("missed 30 1 30"));
+  EXPECT_THAT(outcomes("t"), ElementsAre("ended 31"));
+}
+
 TEST_F(TakeTest, of_two_that_were_missed_the_second_runs_and_the_first_is_told) {
   run_once(24 * hour);
   configure("s", {"job"}, daily(12, 30));
