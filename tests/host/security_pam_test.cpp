@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <thread>
 
 #include "host/security/authentication.h"
@@ -275,6 +276,45 @@ TEST_F(PamTest, no_clear_password_outlasts_its_request_in_the_services_memory) {
   EXPECT_TRUE(is_gone());
 }
 #endif
+
+// The service has nobody to ask. Its calls are those of a process of its own; what they give is told by its status.
+int in_a_service(const std::function<bool()> &holds) {
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(security_become_service() && security_is_service() && holds() ? 0 : 1);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  return status;
+}
+
+TEST_F(PamTest, the_service_itself_asks_nobody) {
+  EXPECT_EQ(in_a_service([] {
+              sch_security_user_rec record = record_of("alice", "");
+              return store("alice", "right horse") == 0 && cmi_security_user_config(7, 1, &record) == 0 &&
+                     record.form == 7;
+            }),
+            0);
+  EXPECT_EQ(in_a_service([] {
+              sch_security_user_rec record = record_of("alice", "");
+              aaa_result result = {{9, 9}};
+              return cmi_security_user_config(7, 1, &record) == 0 &&
+                     aaa_scheduler_authenticate("alice", record.password, "login", "default", "host", 0, &result) ==
+                         0 &&
+                     result.words[0] == 0 && result.words[1] == 1;
+            }),
+            0);
+  EXPECT_EQ(in_a_service([] {
+              aaa_result result = {{9, 9}};
+              return aaa_scheduler_authenticate("alice", "wrong", "login", "default", "host", 0, &result) == 0 &&
+                     result.words[0] == SCH_STATUS_AUTHENTICATION_FAILED && result.words[1] == 0;
+            }),
+            0);
+  EXPECT_EQ(in_a_service([] {
+              sch_security_user_rec record = record_of("alice", "");
+              return cmi_security_user_config(7, 4, &record) == 0 &&
+                     cmi_security_user_config(7, 1, &record) == static_cast<int>(SCH_STATUS_NO_PASSWORD);
+            }),
+            0);
+}
 
 TEST_F(PamTest, without_the_service_every_call_says_so) {
   sch_security_user_rec record = record_of("alice", "");

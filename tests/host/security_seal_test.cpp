@@ -42,6 +42,13 @@ std::string stored_for(const std::string &user) {
 
 const std::string no_password = "status " + std::to_string(err_bad_value);
 
+// Which tells of a wrong password where the key is missing as well.
+TEST_F(SecurityTest, a_text_that_is_no_sealed_password_needs_no_key_to_be_refused) {
+  ClearText clear;
+  EXPECT_EQ(open_password("alice", "nonsense", &clear).code(), err_bad_value);
+  EXPECT_EQ(open_password("alice", "1" + std::string(sealed_length - 1, 'A'), &clear).code(), err_io);
+}
+
 TEST_F(SealTest, a_password_of_every_length_opens_for_its_user) {
   for (std::size_t length = 1; length <= password_limit; length++) {
     const std::string clear(length, 'p');
