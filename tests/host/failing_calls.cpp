@@ -53,9 +53,11 @@ std::size_t at_most(std::size_t size) {
   return most_at_once == 0 ? size : std::min(size, most_at_once);
 }
 
+// With offsets of 64 bits on 32, the C library has them under other names.
 template <typename Call>
-Call *real(const char *name, Call *) {
-  return reinterpret_cast<Call *>(dlsym(RTLD_NEXT, name));
+Call *real(const std::string &name, Call *, bool has_offset) {
+  const bool is_wide = has_offset && sizeof(off_t) > sizeof(void *);
+  return reinterpret_cast<Call *>(dlsym(RTLD_NEXT, (name + (is_wide ? "64" : "")).c_str()));
 }
 
 }  // namespace
@@ -88,19 +90,19 @@ int rename(const char *from, const char *to) noexcept {
   return fails_at("rename", to) ? -1 : static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
 }
 int posix_fallocate(int file, off_t offset, off_t size) {
-  static const auto call = real("posix_fallocate", &posix_fallocate);
+  static const auto call = real("posix_fallocate", &posix_fallocate, true);
   return fails_on("posix_fallocate", file) ? errno : call(file, offset, size);
 }
 ssize_t read(int file, void *bytes, size_t size) {
-  static const auto call = real("read", &read);
+  static const auto call = real("read", &read, false);
   return fails_on("read", file) ? -1 : call(file, bytes, at_most(size));
 }
 ssize_t pread(int file, void *bytes, size_t size, off_t offset) {
-  static const auto call = real("pread", &pread);
+  static const auto call = real("pread", &pread, true);
   return fails_on("pread", file) ? -1 : call(file, bytes, at_most(size), offset);
 }
 ssize_t pwrite(int file, const void *bytes, size_t size, off_t offset) {
-  static const auto call = real("pwrite", &pwrite);
+  static const auto call = real("pwrite", &pwrite, true);
   return fails_on("pwrite", file) ? -1 : call(file, bytes, at_most(size), offset);
 }
 }

@@ -18,7 +18,12 @@ timespec fixed = {};
 
 // In the place of the C library's, for every library of the process.
 extern "C" int clock_gettime(clockid_t clock, timespec *now) noexcept {
-  if (clock != CLOCK_MONOTONIC_COARSE) return static_cast<int>(syscall(SYS_clock_gettime, clock, now));
+#ifdef SYS_clock_gettime64  // 32 bits, with a time of 64
+  constexpr long call = SYS_clock_gettime64;
+#else
+  constexpr long call = SYS_clock_gettime;
+#endif
+  if (clock != CLOCK_MONOTONIC_COARSE) return static_cast<int>(syscall(call, clock, now));
   *now = fixed;
   return 0;
 }
