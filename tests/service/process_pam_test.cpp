@@ -114,6 +114,17 @@ TEST_F(JobWithPam, modules_that_do_not_answer_are_given_up) {
   EXPECT_THAT(result.remark, HasSubstr("timed out"));
 }
 
+TEST_F(JobWithPam, a_job_may_take_longer_than_modules_may) {
+  services("account required pam_permit.so\nauth required pam_permit.so\nsession required pam_permit.so\n");
+  JobProcess::Result result;
+  result.reason = Reason::user;
+  // On a slow machine the modules themselves take longer than the first deadline.
+  for (deadline_ms = 250; result.reason == Reason::user && deadline_ms < 20000; deadline_ms *= 2)
+    result = run("sleep " + std::to_string(2e-3 * deadline_ms) + "; echo ran\n");
+  EXPECT_EQ(result.reason, Reason::ended);
+  EXPECT_EQ(result.output, "ran\n");
+}
+
 TEST_F(JobWithPam, programs_of_modules_that_do_not_answer_end_with_them) {
   const std::string begun = directory.path() + "/begun";
   services("account required pam_exec.so " + program("echo $$ > " + begun + "; sleep 1000\n") + "\n");
