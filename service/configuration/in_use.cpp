@@ -40,19 +40,23 @@ class UserNames {
   std::map<uint32_t, std::string> names_;
 };
 
+std::string unless_usual(std::string text, std::string_view usual) {
+  return text == usual ? std::string() : text;
+}
+
+MailServer server_in(const sch_smtp_server_rec &smtp) {
+  if (smtp.server[0] == 0) return {};
+  return {text_in(smtp.server), unless_usual(text_in(smtp.vrf), SCH_SMTP_VRF_DEFAULT), smtp.port};
+}
+
 GlobalSettings settings_in_globals(int32_t level) {
-  GlobalSettings settings;
-  settings.feature = scheduler_enabled != 0;
-  settings.log_kilobytes = sch_log_file.size / SCH_LOG_SIZE_UNIT;
-  settings.log_uri = text_in(sch_log_file.uri);
-  if (settings.log_uri == SCH_LOG_URI_DEFAULT) settings.log_uri.clear();
-  settings.mail_from = text_in(email_transport_conf.from);
-  settings.mail_reply_to = text_in(email_transport_conf.reply_to);
-  const sch_smtp_server_rec &smtp = email_transport_conf.smtp;
-  if (smtp.server[0] != 0) settings.mail_server = {text_in(smtp.server), text_in(smtp.vrf), smtp.port};
-  if (settings.mail_server.vrf == SCH_SMTP_VRF_DEFAULT) settings.mail_server.vrf.clear();
-  settings.logging_level = level;
-  return settings;
+  return {scheduler_enabled != 0,
+          sch_log_file.size / SCH_LOG_SIZE_UNIT,
+          unless_usual(text_in(sch_log_file.uri), SCH_LOG_URI_DEFAULT),
+          text_in(email_transport_conf.from),
+          text_in(email_transport_conf.reply_to),
+          server_in(email_transport_conf.smtp),
+          level};
 }
 
 using Addresses = std::map<std::string, std::vector<std::string>>;
@@ -68,12 +72,13 @@ Addresses addresses_in(const GList *list) {
 }
 
 ScheduleBlock block_of(const sch_config_db &config, const sch_schedule_entry &entry, Addresses &addresses) {
-  ScheduleBlock block;
   const ScheduleState state = state_of(*entry.rec);
-  block.name = name_of(*entry.key);
-  block.time = time_line(entry.rec->time);
-  block.enabled = is_enabled(*entry.rec);
-  block.owner = {state.owner_tag, text_in(state.owner)};
+  ScheduleBlock block = {name_of(*entry.key),
+                         time_line(entry.rec->time),
+                         {},
+                         {},
+                         is_enabled(*entry.rec),
+                         {state.owner_tag, text_in(state.owner)}};
   for_each_assigned(*entry.rec, [&](uint32_t id) {
     if (config.jobs[id].key != nullptr) block.jobs.push_back(name_of(*config.jobs[id].key));
   });
@@ -97,7 +102,7 @@ Configuration configuration_of(const sch_config_db &config, int32_t level) {
   for (uint32_t id = 0; id < SCH_MAX_JOBS; id++) {
     const sch_job_entry &slot = config.jobs[id];
     if (slot.key == nullptr || slot.hdr == nullptr) continue;
-    configuration.jobs.push_back({name_of(*slot.key), fragments_text(slot), names.of(owner_of(slot)), 0});
+    configuration.jobs.push_back({name_of(*slot.key), fragments_text(slot), names.of(owner_of(slot))});
   }
   Addresses addresses = addresses_in(sch_schedule_email_list);
   for (const sch_schedule_entry *entry : in_order(*config.schedules))

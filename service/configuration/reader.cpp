@@ -93,38 +93,43 @@ class Reader {
     if (line.empty()) return false;
     line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
     if (line.empty()) return true;  // a schedule without a time has a line of two blanks
-    if (skip("job name ", &line)) return take_assigned(line);
-    if (skip("time ", &line)) return take_time(line);
-    if (skip("email-addr ", &line)) return take_address(line);
+    struct Row {
+      std::string_view beginning;
+      void (Reader::*take)(std::string_view);
+    };
+    constexpr Row rows[] = {
+        {"job name ", &Reader::take_assigned}, {"time ", &Reader::take_time}, {"email-addr ", &Reader::take_address}};
+    for (const Row &row : rows)
+      if (skip(row.beginning, &line)) {
+        (this->*row.take)(line);
+        return true;
+      }
     if (line != "scheduler disable schedule " + schedule_->name) return false;
     schedule_->enabled = false;
     return true;
   }
 
-  bool take_assigned(std::string_view name) {
+  void take_assigned(std::string_view name) {
     require(is_name(name), "job's name", name);
     if (std::ranges::find(schedule_->jobs, name) != schedule_->jobs.end())
       object("job " + host::visible(name) + " is assigned twice");
     schedule_->jobs.emplace_back(name);
-    return true;
   }
 
-  bool take_time(std::string_view line) {
+  void take_time(std::string_view line) {
     if (!schedule_->time.empty()) object("the schedule has two times");
     const host::Result<sch_tminfo> time = read_time_line(line);
     if (!time) object(host::visible(time.error().text));
     schedule_->time = time ? time_line(*time) : std::string(line);
-    return true;
   }
 
-  bool take_address(std::string_view address) {
+  void take_address(std::string_view address) {
     require(is_plain_word(address, SCH_ADDRESS_SIZE), "e-mail address", address);
     if (std::ranges::find(schedule_->addresses, address) != schedule_->addresses.end())
       object("address " + host::visible(address) + " is given twice");
     schedule_->addresses.emplace_back(address);
     if (schedule_->addresses.size() > SCH_MAX_EMAIL_IDS)
       object("a schedule has at most " + std::to_string(SCH_MAX_EMAIL_IDS) + " addresses");
-    return true;
   }
 
   void take_line(std::string_view line) {
@@ -147,19 +152,15 @@ class Reader {
   void begin_job(std::string_view name) {
     require(is_name(name), "job's name", name);
     if (!job_names_.emplace(name).second) object("job " + host::visible(name) + " is defined twice");
-    job_ = &result_.configuration.jobs.emplace_back();
-    job_->name = name;
-    job_->owner = std::exchange(owner_, {});
-    job_->line = number_;
+    job_ =
+        &result_.configuration.jobs.emplace_back(JobBlock{std::string(name), "", std::exchange(owner_, {}), number_});
   }
 
   void begin_schedule(std::string_view name) {
     require(is_name(name), "schedule's name", name);
     if (!schedule_names_.emplace(name).second) object("schedule " + host::visible(name) + " is defined twice");
-    schedule_ = &result_.configuration.schedules.emplace_back();
-    schedule_->name = name;
-    schedule_->owner = std::exchange(owner_, {});
-    schedule_->line = number_;
+    schedule_ = &result_.configuration.schedules.emplace_back(
+        ScheduleBlock{std::string(name), "", {}, {}, true, std::exchange(owner_, {}), number_});
   }
 
   bool take_setting(std::string_view line) {

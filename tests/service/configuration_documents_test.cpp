@@ -15,7 +15,7 @@ namespace service_test {
 namespace {
 
 using control::Operation;
-using Parsed = nlohmann::json;  // whose members compare in any order
+using Parsed = nlohmann::ordered_json;  // whose members compare in their order
 
 const std::string whole =
     "feature scheduler\n"
