@@ -11,7 +11,7 @@ namespace service_test {
 namespace {
 
 using control::Operation;
-using Json = nlohmann::json;  // whose members compare in any order
+using Json = nlohmann::ordered_json;  // whose members compare in their order
 
 constexpr time_t minute = 60;
 constexpr time_t due = noon + 30 * minute;
