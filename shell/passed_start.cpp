@@ -63,7 +63,6 @@ std::optional<Start> passed(const std::string &text, time_t now) {
 
 std::optional<sch_tminfo> periodic(const std::string &period, time_t start) {
   sch_tminfo time = {};
-  time.year = time.month = time.day_of_month = -1;
   if (sch_parse_str_to_tminfo(period.c_str(), &time) < 0) return std::nullopt;
   time.type = SCH_SCHEDULE_PERIODIC;
   time.start_time = static_cast<int32_t>(start);

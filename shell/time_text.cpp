@@ -71,7 +71,6 @@ std::string assumed_start() {
 
 host::Result<std::string> period(const std::string &text) {
   sch_tminfo time = {};
-  time.year = time.month = time.day_of_month = not_given;
   if (sch_parse_str_to_tminfo(text.c_str(), &time) < 0) return refused(text);
   return " repeat " + std::to_string(time.day_of_week) + ":" + std::to_string(time.hour) + ":" +
          std::to_string(time.minute);
