@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 
 namespace shell {
@@ -25,6 +26,7 @@ PseudoTerminal::PseudoTerminal(const std::function<int()> &child) {
   child_ = forkpty(&terminal_, nullptr, nullptr, &size);
   if (child_ == 0) {
     setenv("TERM", "vt100", 1);
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // as it is where a program has begun on a terminal
     std::exit(child());
   }
 }
@@ -81,6 +83,12 @@ bool PseudoTerminal::asks(const std::string &prompt) {
 
 bool PseudoTerminal::waits_without_echo() {
   return comes_to(ICANON | ECHO, ICANON);
+}
+
+winsize PseudoTerminal::size() const {
+  winsize now{};
+  ioctl(terminal_, TIOCGWINSZ, &now);
+  return now;
 }
 
 int PseudoTerminal::wait_for_end() {

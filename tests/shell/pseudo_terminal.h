@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <sys/ioctl.h>
 #include <sys/types.h>
 #include <termios.h>
 
@@ -28,6 +29,7 @@ class PseudoTerminal {
 
   bool waits_without_echo();  // until the terminal's echo is off, within the same time
   int wait_for_end();         // reads to the end; the child's exit status, -1: it did not end in time
+  winsize size() const;
   const std::string &everything() const { return everything_; }
   pid_t child() const { return child_; }
 

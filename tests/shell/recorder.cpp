@@ -18,11 +18,13 @@ namespace recorder {
 std::vector<std::string> calls;
 std::map<std::string, int> statuses;
 std::map<std::string, std::string> messages;
-std::string user_name, peer_name;
+std::string shown_log, user_name, peer_name;
 unsigned shell_handle, debug;
 host::Bytes control_reply;
 uint32_t control_status;
 std::map<control::Operation, uint32_t> control_statuses;
+std::map<control::Operation, host::Bytes> control_replies;
+std::map<control::Operation, std::vector<std::string>> control_payloads;
 
 void reset() {
   control::use_error_texts();
@@ -30,7 +32,12 @@ void reset() {
   statuses.clear();
   messages.clear();
   control_statuses.clear();
+  control_replies.clear();
+  control_payloads.clear();
+  objects.clear();
+  objects_then.clear();
   control_reply.clear();
+  shown_log.clear();
   control_status = 0;
 }
 
@@ -204,7 +211,8 @@ uint32_t cmi_send_request(uint32_t service, uint32_t, const void *request, uint3
   return 0;
 }
 int display_log_entries(uint32_t, const cmi_sent_request *) {
-  return 0;
+  std::fputs(recorder::shown_log.c_str(), stdout);
+  return recorder::status_of("display_log_entries");
 }
 int sch_cli_show_memstats(const sch_cli_cmd_ctx *ctx) {
   return record("show_memstats", ctx);
@@ -237,10 +245,12 @@ namespace host {
 Result<Bytes> control_request(uint32_t number, std::span<const std::byte> payload) {
   const auto operation = static_cast<control::Operation>(number);
   recorder::calls.push_back("control " + recorder::word_of(operation) + recorder::shown(operation, payload));
+  recorder::control_payloads[operation].emplace_back(reinterpret_cast<const char *>(payload.data()), payload.size());
   const auto own = recorder::control_statuses.find(operation);
   const uint32_t status = own != recorder::control_statuses.end() ? own->second : recorder::control_status;
   if (status != 0) return error_of(status);
-  return recorder::control_reply;
+  const auto reply = recorder::control_replies.find(operation);
+  return reply != recorder::control_replies.end() ? reply->second : recorder::control_reply;
 }
 
 Result<void> store_dump(const char *uri, FILE *out) {
