@@ -92,6 +92,8 @@ ROWS = [
         "  const Result<pss_handle> handle", "store_test", "TextTest.directory_of_somebody_else_is_neither_dumped_nor_touched"),
     Row("a password is asked for visibly", "shell/keyboard.cpp", "& ~static_cast<tcflag_t>(ECHO)", "| static_cast<tcflag_t>(ECHO)",
         "shell_terminal_test", "Terminal.asks_for_a_password_without_showing_it"),
+    Row("a pager that starts a shell", "shell/pager.cpp", '  setenv("LESSSECURE", "1", 1);', "  ;",
+        "shell_pager_test", "Pager.starts_no_other_program"),
     Row("a password stays where it was received", "host/transport/session.cpp",
         "  explicit_bzero(packet.data(), size);  // a password may have been in it\n", "", "security_pam_test", OUTLASTS),
     Row("a password stays in the stack", "host/transport/session.cpp", "in it\n  wipe_stack_below();", "in it", "security_pam_test", OUTLASTS),
