@@ -10,6 +10,8 @@
 #include <sstream>
 
 #include "control/statuses.h"
+#include "host/files/paths.h"
+#include "host/status.h"
 #include "tests/shell/session_fixture.h"
 
 namespace shell {
@@ -213,6 +215,81 @@ TEST_F(Commands, that_delete_a_job_in_use_want_force) {
             (Calls{"control find job \"x\"", "create_delete_job no \"x\""}));
 }
 
+TEST_F(Commands, that_delete_a_job_in_use_name_no_more_than_ten_schedules) {
+  std::string users;
+  for (char user = 'a'; user <= 'j'; user++)
+    users += std::string(1, user) + "\n";
+  Session session(script_options());
+  recorder::control_reply = recorder::bytes_of(users);
+  calls_of(session, {"no scheduler job name x"});
+  EXPECT_NE(err.find(" by a, b, c, d, e, f, g, h, i, j; take"), std::string::npos) << err;
+  recorder::control_reply = recorder::bytes_of(users + "k\nl\n");
+  calls_of(session, {"no scheduler job name x"});
+  EXPECT_NE(err.find(" by a, b, c, d, e, f, g, h, i, j and 2 more; take"), std::string::npos) << err;
+  recorder::control_status = control::err_no_such_job;  // the handler says so
+  EXPECT_EQ(calls_of(session, {"no scheduler job name x"}).back(), "create_delete_job no \"x\"");
+}
+
+TEST_F(Commands, that_rename_give_both_names) {
+  Session session(script_options());
+  calls_of(session, {"scheduler rename job a b", "scheduler rename schedule c d"});
+  const std::vector<std::string> &sent = recorder::control_payloads[control::Operation::rename];
+  EXPECT_EQ(sent, (std::vector{std::string("\1\0\0\0a\0b", 7), std::string("\2\0\0\0c\0d", 7)}));
+  recorder::control_status = control::err_no_such_schedule;
+  calls_of(session, {"scheduler rename schedule c d"});
+  EXPECT_EQ(err, "Error: schedule c: no such schedule\n");
+}
+
+TEST_F(Commands, of_history_and_log_say_that_there_is_no_such_name_only_where_nothing_is_shown) {
+  Session session(script_options());
+  recorder::control_statuses[control::Operation::find] = control::err_no_such_job;
+  recorder::control_replies[control::Operation::show_history] = recorder::bytes_of("a run\n");
+  calls_of(session, {"show scheduler history job x"});
+  EXPECT_EQ(out + err, "a run\n");
+  EXPECT_EQ(session.status(), 0);
+  recorder::control_replies.clear();
+  calls_of(session, {"show scheduler history"});
+  EXPECT_EQ(out + err, "");
+  calls_of(session, {"show scheduler history job x"});
+  EXPECT_EQ(out + err, "Error: job x: no such job\n");
+  EXPECT_EQ(session.status(), 255);
+  calls_of(session, {"show scheduler logfile job x"});
+  EXPECT_EQ(out + err, "Error: job x: no such job\n");
+  recorder::shown_log = "an outcome\n";
+  calls_of(session, {"show scheduler logfile job x"});
+  EXPECT_EQ(out + err, "an outcome\n");
+}
+
+TEST_F(Commands, of_history_and_log_fail_where_the_service_does) {
+  Session log(script_options());
+  recorder::statuses["display_log_entries"] = 1;
+  calls_of(log, {"show scheduler logfile last 1"});
+  EXPECT_EQ(log.status(), 255);
+  recorder::control_statuses[control::Operation::find] = control::err_no_such_job;
+  calls_of(log, {"show scheduler logfile job x"});
+  EXPECT_EQ(err, "") << "why it failed was said";
+  Session history(script_options());
+  recorder::control_statuses[control::Operation::show_history] = control::err_no_such_job;
+  calls_of(history, {"show scheduler history job x"});
+  EXPECT_EQ(err, "Error: show scheduler history job: no such job\n");
+  EXPECT_EQ(calls_of(history, {"show scheduler history run 5"}).size(), 1u) << "there is no output of no run";
+  EXPECT_EQ(history.status(), 255);
+}
+
+TEST_F(Commands, show_the_shells_history_before_the_services) {
+  recorder::control_reply = recorder::bytes_of("theirs\n");
+  Session session(script_options());
+  calls_of(session, {"show scheduler internal history"});
+  EXPECT_EQ(out.rfind("-- shell --\n", 0), 0u) << out;
+  EXPECT_TRUE(out.ends_with("-- service --\ntheirs\n")) << out;
+}
+
+TEST_F(Commands, do_what_the_shell_alone_knows_with_success) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"configure terminal", "exit", "debug scheduler", "undebug", "end", "help"}), Calls{});
+  EXPECT_EQ(session.status(), 0);
+}
+
 TEST_F(Commands, that_show_a_run_show_its_output_behind_it) {
   Session session(script_options());
   EXPECT_EQ(calls_of(session, {"show scheduler history run 9223372036854775807"}),
@@ -253,6 +330,10 @@ TEST_F(Commands, that_run_a_schedule_print_the_runs_number) {
   Session session(script_options());
   EXPECT_EQ(calls_of(session, {"scheduler run schedule nightly"}), Calls{"control run_schedule \"nightly\""});
   EXPECT_EQ(out, "run 17\n");
+  recorder::control_reply.pop_back();  // no number
+  calls_of(session, {"scheduler run schedule nightly"});
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(session.status(), 0);
 }
 
 TEST_F(Commands, about_runs_name_what_the_service_refused) {
@@ -280,6 +361,10 @@ TEST_F(Commands, show_the_logging_level_as_the_line_that_sets_it) {
   Session session(script_options());
   calls_of(session, {"show logging level scheduler"});
   EXPECT_EQ(out, "logging level scheduler 3\n");
+  recorder::control_status = control::err_not_allowed;
+  calls_of(session, {"show logging level scheduler", "show clock"});
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(session.status(), 255);
 }
 
 TEST_F(Commands, refuse_a_file_outside_of_the_schemes) {
@@ -346,6 +431,50 @@ TEST_F(Commands, save_raw_output_to_a_private_file_and_print_nothing) {
   saved << std::ifstream(path).rdbuf();
   EXPECT_EQ(saved.str(), text);
   unlink(path.c_str());
+}
+
+TEST_F(Commands, save_raw_output_that_is_empty_as_an_empty_file) {
+  const std::string path = testing::TempDir() + "schedsh_raw." + std::to_string(getpid());
+  Session session(script_options());
+  calls_of(session, {"show scheduler logfile raw save " + path});
+  EXPECT_EQ(session.status(), 0) << err;
+  struct stat status {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_size, 0);
+  unlink(path.c_str());
+}
+
+// They open its files themselves.
+TEST_F(Commands, about_stores_want_the_account_that_has_them_or_root) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root";
+  std::string directory = "/tmp/schedsh_state.XXXXXX";
+  ASSERT_NE(mkdtemp(directory.data()), nullptr);
+  host::use_paths(host::resolve_paths(directory.c_str()));
+  Session session(script_options());
+  ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
+  ASSERT_EQ(seteuid(65534), 0);
+  const std::string refusal =
+      "Error: the stores in " + directory + " belong to another user; use its account, or root's\n";
+  for (const char *line : {"store dump running:x", "store load running:x /dev/null"}) {
+    EXPECT_EQ(calls_of(session, {line}), Calls{}) << line;
+    EXPECT_EQ(err, refusal);
+  }
+  EXPECT_EQ(session.status(), 255);
+  seteuid(0);
+  ASSERT_EQ(chown(directory.c_str(), 65534, 65534), 0);
+  EXPECT_EQ(calls_of(session, {"store dump running:x"}).size(), 1u) << "root may";
+  ASSERT_EQ(seteuid(65534), 0);
+  EXPECT_EQ(calls_of(session, {"store dump running:x"}).size(), 1u) << "its owner may";
+  seteuid(0);
+  rmdir(directory.c_str());
+}
+
+TEST_F(Commands, about_stores_tell_what_went_wrong) {
+  recorder::statuses["store_dump"] = static_cast<int>(host::err_store_absent);
+  Session session(script_options());
+  calls_of(session, {"store dump running:x"});
+  EXPECT_TRUE(err.starts_with("Error: ") && err.ends_with(": store_dump\n")) << err;
+  EXPECT_EQ(session.status(), 255);
 }
 
 TEST_F(Commands, save_raw_output_to_no_terminal_and_to_nothing_that_is_linked_elsewhere) {

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace shell {
 namespace {
 
@@ -32,6 +34,30 @@ TEST(ConfigurationDiff, keeps_as_many_lines_as_it_can) {
   EXPECT_EQ(configuration_diff(job("a\nb\nc\n"), job("b\nc\n")), head + "-a\n b\n c\n" + end);
   EXPECT_EQ(configuration_diff(job("b\nc\n"), job("a\nb\nc\n")), head + "+a\n b\n c\n" + end);
   EXPECT_EQ(configuration_diff(job("a\nx\nb\n"), job("a\nb\ny\n")), head + " a\n-x\n b\n+y\n" + end);
+}
+
+TEST(ConfigurationDiff, has_what_comes_or_goes_at_the_end_of_a_block) {
+  const std::string head = "scheduler schedule name s\n", more = "email-addr a@b\n";
+  EXPECT_EQ(configuration_diff(head + "\n", head + more + "\n"), " " + head + "+" + more);
+  EXPECT_EQ(configuration_diff(head + more + "\n", head + "\n"), " " + head + "-" + more);
+  EXPECT_EQ(configuration_diff(head + more + "  \n", head + " \n"), " " + head + "-" + more)
+      << "blank lines end it too";
+}
+
+// Beyond, the time and memory for it would be felt.
+TEST(ConfigurationDiff, compares_lines_of_blocks_up_to_two_thousand) {
+  const auto job = [](size_t lines, const std::string &last) {
+    std::string text = "scheduler job name a\n";
+    for (size_t i = 0; i + 3 < lines; i++)
+      text += "x\n";
+    return text + last + "\nend-job\n\n";
+  };
+  const std::string small = configuration_diff(job(1999, "a"), job(1999, "b"));
+  EXPECT_EQ(std::count(small.begin(), small.end(), '\n'), 2000);
+  EXPECT_NE(small.find("\n-a\n+b\n end-job\n"), small.npos);
+  const std::string large = configuration_diff(job(1999, "a"), job(2000, "b"));
+  EXPECT_EQ(std::count(large.begin(), large.end(), '\n'), 1999 + 2000);
+  EXPECT_EQ(large.find("\n "), large.npos);
 }
 
 TEST(ConfigurationDiff, of_the_same_is_empty) {

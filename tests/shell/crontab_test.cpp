@@ -72,6 +72,17 @@ TEST(Crontab, times_that_a_schedule_or_some_can_have) {
   EXPECT_EQ(times_of("0 */12 * * *"), "daily 00:00\ndaily 12:00\n");
   EXPECT_EQ(times_of("15 3 1,15 * *"), "monthly 01:03:15\nmonthly 15:03:15\n");
   EXPECT_EQ(times_of("15 3 * * 7"), "weekly 01:03:15\n");
+  EXPECT_EQ(times_of("59 23 * * *"), "daily 23:59\n");
+  EXPECT_EQ(times_of("0 0 28 * *"), "monthly 28:00:00\n");
+  EXPECT_EQ(times_of("0 0 * 1-12 *"), "daily 00:00\n");
+  EXPECT_EQ(times_of("0 0 * * 0-7"), "daily 00:00\n");
+  EXPECT_EQ(times_of("0 0 * * sun"), "weekly 01:00:00\n");
+  EXPECT_EQ(times_of("0 0 * * 6"), "weekly 07:00:00\n");
+  EXPECT_EQ(times_of("0,30 5-6 * * *"), "daily 05:00\ndaily 05:30\ndaily 06:00\ndaily 06:30\n");
+  EXPECT_EQ(times_of("50/5 * * * *"), "start 2026:01:01:00:50 repeat 0:1:0\nstart 2026:01:01:00:55 repeat 0:1:0\n");
+  EXPECT_EQ(times_of("@midnight"), "daily 00:00\n");
+  EXPECT_EQ(times_of("@weekly"), "weekly 01:00:00\n");
+  EXPECT_EQ(times_of("@monthly"), "monthly 01:00:00\n");
   EXPECT_EQ(times_of("@daily"), "daily 00:00\n");
   EXPECT_EQ(times_of("@hourly"), "start 2026:01:01:00:00 repeat 0:1:0\n");
 }
@@ -122,7 +133,72 @@ TEST(Crontab, tells_what_cannot_be_and_why_and_what_is_nearest) {
   EXPECT_THAT(times_of("0 24 * * *"), HasSubstr("\"24\" is no hour"));
   EXPECT_THAT(times_of("garbage"), HasSubstr("\"garbage\" is no minute"));
   EXPECT_THAT(times_of("1-0 * * * *"), HasSubstr("no minute"));
-  EXPECT_THAT(times_of("*/0 * * * *"), HasSubstr("no minute"));
+  for (const std::string hour : {"*/0", "1x", "-1", "*/", "*/2x", "1-", "24", "jan", "1,,2", "5,"})
+    EXPECT_THAT(times_of("0 " + hour + " * * *"), HasSubstr("\"" + hour + "\" is no hour"));
+  EXPECT_THAT(times_of("60 * * * *"), HasSubstr("\"60\" is no minute"));
+  EXPECT_THAT(times_of("0 0 0 * *"), HasSubstr("\"0\" is no day of the month"));
+  EXPECT_THAT(times_of("0 0 32 * *"), HasSubstr("\"32\" is no day of the month"));
+  EXPECT_THAT(times_of("0 0 * 13 *"), HasSubstr("\"13\" is no month"));
+  EXPECT_THAT(times_of("0 0 * decx *"), HasSubstr("\"decx\" is no month"));
+  EXPECT_THAT(times_of("0 0 * dec *"), HasSubstr("some months alone; nearest: time daily 00:00"));
+  EXPECT_THAT(times_of("0 0 * * 8"), HasSubstr("\"8\" is no day of the week"));
+  EXPECT_THAT(times_of("0 0 29 * *"), HasSubstr("a month without day 29"));
+  EXPECT_THAT(times_of("@sometimes"), HasSubstr("\"@sometimes\" is no time"));
+  EXPECT_THAT(times_of("@annually"), HasSubstr("some months alone; nearest: time monthly 01:00:00"));
+}
+
+TEST(Crontab, lines_become_no_more_than_24_schedules) {
+  const auto count = [](const std::string &times) { return std::count(times.begin(), times.end(), '\n'); };
+  EXPECT_EQ(count(times_of("*/5 8-9 * * *")), 24);
+  EXPECT_THAT(times_of("0,1,2,3,5 1-5 * * *"), HasSubstr("it would need 25 schedules; nearest: time repeat, and"));
+  EXPECT_EQ(count(times_of("0-23 * * * *")), 24);
+  EXPECT_THAT(times_of("0-24 * * * *"), HasSubstr("it would need 25 schedules; nearest: time repeat 0:0:1"));
+}
+
+TEST(Crontab, settings_are_what_looks_like_one) {
+  const CrontabImport import = imported(
+      "A_1 = \t'b c' \n"
+      "A_1=\"d\"\n"
+      "\"Q\"=x\n"
+      "E=\n"
+      "M='\n"
+      "SHELL=/bin/dash\n"
+      "@daily a=b c\n"
+      "* * * * * d=e f\n"
+      "1x=y\n"
+      "x y=z\n"
+      "=v\n");
+  const std::string settings =
+      "export A_1='d'\nexport Q='x'\nexport E=''\nexport M=''\\'''\nexport SHELL='/bin/dash'\n";
+  EXPECT_THAT(import.configuration, HasSubstr("cron-site-7\n" + settings + "a=b c\nend-job\n"));
+  EXPECT_THAT(import.configuration, HasSubstr("cron-site-8\n" + settings + "d=e f\nend-job\n"));
+  EXPECT_EQ(all(import.notes),
+            "/etc/cron.d/site:6 SHELL=/bin/dash: jobs run by the service's interpreter; the line is kept for them\n");
+  EXPECT_EQ(import.left_out.size(), 3u) << all(import.left_out);
+}
+
+TEST(Crontab, mail_is_what_the_last_line_before_says) {
+  const CrontabImport import = imported("MAILTO=a@b\n@daily x\nMAILTO=\n@daily y\nMAILTO=\"c@d\"\n@daily z\n");
+  EXPECT_THAT(import.configuration, HasSubstr("job name cron-site-2\n  time daily 00:00\nemail-addr a@b\n\n"));
+  EXPECT_THAT(import.configuration, HasSubstr("job name cron-site-4\n  time daily 00:00\n\n"));
+  EXPECT_THAT(import.configuration, HasSubstr("job name cron-site-6\n  time daily 00:00\nemail-addr c@d\n\n"));
+  const std::string longest = "a@" + std::string(SCH_ADDRESS_SIZE - 3, 'b');
+  EXPECT_THAT(imported("MAILTO=" + longest + "\n@daily x\n").configuration, HasSubstr("email-addr " + longest + "\n"));
+  EXPECT_THAT(all(imported("MAILTO=" + longest + "b\n@daily x\n").notes),
+              HasSubstr("is left out: an address has a host"));
+}
+
+TEST(Crontab, jobs_are_named_after_the_file_in_twelve_characters_of_a_name) {
+  CrontabImport import;
+  add_crontab({"a/b.c_d-e.fghijklmn", false, "root"}, "@daily x\n", &import);
+  EXPECT_THAT(import.configuration, testing::StartsWith("scheduler job name cron-b-c_d-e-fghi-1\n"));
+}
+
+TEST(Crontab, commands_keep_what_is_escaped_and_lines_without_one_are_left_out) {
+  EXPECT_THAT(imported("@daily a \\% b \\c \\\n").configuration, HasSubstr("\na % b \\c \\\nend-job\n"));
+  EXPECT_THAT(imported("@daily cat%\n").configuration, HasSubstr("\ncat <<'END-OF-INPUT'\n\nEND-OF-INPUT\nend-job\n"));
+  EXPECT_THAT(all(imported("@daily\n0 0 * * *  \n").left_out),
+              HasSubstr("site:1 it has no command\n/etc/cron.d/site:2 it has no command\n"));
 }
 
 TEST(Crontab, of_the_system_takes_the_lines_of_the_user_who_imports_it) {

@@ -1,5 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/job_body.h"
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
 #include "control/statuses.h"
 
 #include "host/status.h"
@@ -156,6 +163,109 @@ TEST_F(JobLines, of_a_file_with_carriage_returns_are_taken_without_them) {
   Session session(script_options());
   EXPECT_EQ(calls_of(session, {"scheduler job name x", "one\r", "two\r", "end-job\r"}).back(),
             "define_job \"x\" \"one\ntwo\n\"");
+}
+
+TEST_F(JobLines, may_have_no_carriage_return_but_that_of_their_end) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"scheduler job name x", "one\r\r", "end-job"}), Calls{});
+  EXPECT_EQ(err.rfind("Error: line 1 of the job's text has ^M at byte 4;", 0), 0u) << err;
+}
+
+TEST_F(JobLines, that_are_none_cannot_be_taken_back) {
+  Session session(script_options());
+  calls_of(session, {"scheduler job name x"});
+  EXPECT_EQ(session.take_back(), std::nullopt);
+  calls_of(session, {"one"});
+  EXPECT_EQ(session.take_back(), "one");
+  EXPECT_EQ(session.take_back(), std::nullopt);
+  EXPECT_EQ(calls_of(session, {"two", "\x07", "end-job"}), Calls{});
+  EXPECT_EQ(err.rfind("Error: line 2 of", 0), 0u) << err;
+}
+
+class JobOfSeveral : public SessionTest {
+ protected:
+  JobOfSeveral() {
+    mkdtemp(directory.data());
+    setenv("TMPDIR", directory.c_str(), 1);
+    options.interactive = true;
+  }
+  ~JobOfSeveral() override {
+    unsetenv("TMPDIR");
+    std::filesystem::remove_all(directory);
+  }
+
+  // The calls that a block of one line "mine" makes, begun when the job was `before` and ended when it is `now`.
+  Calls block(const host::Bytes &before, const host::Bytes &now) {
+    recorder::control_statuses[control::Operation::find] = before.empty() ? control::err_no_such_job : 0;
+    recorder::objects["job x"] = before;
+    recorder::objects_then["job x"] = now;
+    Session session(options);
+    calls_of(session, {"configure terminal", "scheduler job name x"});
+    began = out;
+    const Calls calls = calls_of(session, {"mine", "end-job"});
+    status = session.status();
+    return calls;
+  }
+
+  std::string kept() const {
+    std::string text;
+    for (const auto &file : std::filesystem::directory_iterator(directory)) {
+      std::ifstream from(file.path());
+      text.append(std::istreambuf_iterator<char>(from), {});
+    }
+    return text;
+  }
+
+  void expect_refused(const std::string &told) const {
+    EXPECT_EQ(status, 255);
+    EXPECT_EQ(err.rfind("Error: the job was changed by somebody else meanwhile; your text is kept in " + directory, 0),
+              0u);
+    EXPECT_EQ(err.substr(err.find('\n') + 1), told + "give the block again to replace what is there now\n");
+    EXPECT_EQ(kept(), "mine\n");
+  }
+
+  const Calls defined = {"create_delete_job \"x\"", "define_job \"x\" \"mine\n\""};
+  std::string directory = "/tmp/schedsh_body.XXXXXX", began;
+  Options options = script_options();
+  int status = -1;
+};
+
+TEST_F(JobOfSeveral, is_defined_where_nobody_else_did_or_did_the_same) {
+  EXPECT_EQ(block(recorder::job_with("one\n"), recorder::job_with("one\n")), defined);
+  EXPECT_EQ(began, "Job x is there: 'end-job' replaces its commands by these lines, control-C leaves it as it is.\n");
+  EXPECT_EQ(block({}, {}), defined);
+  EXPECT_EQ(began, "");
+  EXPECT_EQ(block(recorder::job_with("one\n"), recorder::job_with("mine\n")), defined);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(err, "");
+}
+
+TEST_F(JobOfSeveral, is_left_as_somebody_else_has_made_it) {
+  EXPECT_EQ(block(recorder::job_with("one\n"), recorder::job_with("theirs\n")), Calls{});
+  expect_refused("this has changed since:\n scheduler job name x\n-one\n+theirs\n end-job\n");
+}
+
+TEST_F(JobOfSeveral, is_not_created_again_where_somebody_else_has_deleted_it) {
+  EXPECT_EQ(block(recorder::job_with("one\n"), {}), Calls{});
+  expect_refused("job x was deleted since:\n-scheduler job name x\n-one\n-end-job\n");
+}
+
+TEST_F(JobOfSeveral, is_left_to_a_script) {
+  options.interactive = false;
+  EXPECT_EQ(block(recorder::job_with("one\n"), recorder::job_with("theirs\n")), defined);
+  EXPECT_EQ(began, "");
+}
+
+TEST_F(JobOfSeveral, tells_a_wrong_line_at_once_and_once) {
+  Session session(options);
+  calls_of(session, {"configure terminal", "scheduler job name x"});
+  calls_of(session, {"one"});
+  EXPECT_EQ(err, "");
+  calls_of(session, {"\x07"});
+  EXPECT_EQ(err.rfind("Error: line 2 of the job's text has ^G", 0), 0u) << err;
+  EXPECT_TRUE(err.ends_with("; the up key takes the line back\n"));
+  calls_of(session, {"two"});
+  EXPECT_EQ(err, "");
 }
 
 TEST_F(JobLines, are_taken_back_one_by_one_with_what_was_wrong_with_them) {

@@ -51,10 +51,53 @@ TEST_F(History, uses_no_link_no_device_and_no_file_that_others_read) {
   EXPECT_EQ(std::filesystem::file_size(directory + "/elsewhere"), 7u);
   std::filesystem::remove(path);
   std::ofstream(path) << "one\n";
-  chmod(path.c_str(), 0644);
-  EXPECT_EQ(LineHistory(path).read(), Lines{});
+  for (const mode_t others : {0640, 0620, 0610, 0604, 0602, 0601}) {
+    chmod(path.c_str(), others);
+    EXPECT_EQ(LineHistory(path).read(), Lines{}) << others;
+    LineHistory(path).add("two");
+  }
+  chmod(path.c_str(), 0600);
+  EXPECT_EQ(LineHistory(path).read(), Lines{"one"});
   EXPECT_EQ(LineHistory(directory).read(), Lines{});
   EXPECT_EQ(LineHistory("/dev/zero").read(), Lines{});
+}
+
+TEST_F(History, of_another_user_is_not_used) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root";
+  LineHistory(path).add("one");
+  ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
+  EXPECT_EQ(LineHistory(path).read(), Lines{});
+  LineHistory(path).add("two");
+  EXPECT_EQ(std::filesystem::file_size(path), 4u);
+}
+
+TEST_F(History, is_no_reason_to_wait) {
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(LineHistory(path).read(), Lines{});
+  LineHistory(path).add("one");
+}
+
+TEST_F(History, of_a_few_lines_stays_as_it_is) {
+  std::string text;
+  while (text.size() < 128 * 1024)
+    text += std::string(1023, 'x') + "\n";
+  std::ofstream(path) << text;
+  chmod(path.c_str(), 0600);
+  EXPECT_EQ(LineHistory(path).read().size(), 128u);
+  std::ofstream(path, std::ios::app) << "cut";
+  EXPECT_EQ(LineHistory(path).read().size(), 128u);
+  EXPECT_EQ(std::filesystem::file_size(path), text.size()) << "above the half it is written anew";
+}
+
+// The first line of what is read of a larger file may be cut.
+TEST_F(History, is_read_from_the_end_of_a_large_file) {
+  std::ofstream(path) << std::string(1000, 'x') << "\n" << std::string(256 * 1024 - 9, 'y') << "\none\ntwo\n";
+  chmod(path.c_str(), 0600);
+  EXPECT_EQ(LineHistory(path).read(), (Lines{"one", "two"}));
+  std::ofstream(path) << std::string(256 * 1024 - 5, 'y') << "\none\n";
+  EXPECT_EQ(LineHistory(path).read().size(), 2u);
+  std::ofstream(path) << std::string(256 * 1024 - 4, 'y') << "\none\n";
+  EXPECT_EQ(LineHistory(path).read(), Lines{"one"});
 }
 
 TEST_F(History, is_bounded_in_lines_and_bytes) {
@@ -82,7 +125,18 @@ TEST_F(History, lies_where_the_operator_says) {
   unsetenv("SCHEDSH_HISTORY");
   setenv("XDG_STATE_HOME", directory.c_str(), 1);
   EXPECT_EQ(history_path(), directory + "/schedsh_history");
+  setenv("HOME", directory.c_str(), 1);
+  for (const char *none : {"", "relative"}) {
+    setenv("XDG_STATE_HOME", none, 1);
+    EXPECT_EQ(history_path(), directory + "/.local/state/schedsh_history");
+  }
+  EXPECT_TRUE(std::filesystem::is_directory(directory + "/.local/state"));
   unsetenv("XDG_STATE_HOME");
+  EXPECT_EQ(history_path(), directory + "/.local/state/schedsh_history");
+  setenv("HOME", "relative", 1);
+  EXPECT_EQ(history_path(), "");
+  unsetenv("HOME");
+  EXPECT_EQ(history_path(), "");
 }
 
 }  // namespace

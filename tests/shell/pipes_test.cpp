@@ -43,6 +43,8 @@ const Case cases[] = {
     {"| count", "13\n"},
     {"| include ^scheduler | count", "4\n"},
     {"|count", "13\n"},
+    {"| no-more", configuration},
+    {"| save ./nothing", configuration},
     {"| json | include ^feature", "feature scheduler\n"},  // the document is made before the pipes, which pass it on
 };
 
@@ -65,6 +67,12 @@ const Case problems[] = {
     {"| include (", "\"(\" at column 18 is no pattern"},
     {"| count | json", "\"json\" at column 18 can only come first"},
     {"| json x", "\"x\" at column 15 is too much: the command ends before it"},
+    {"| s x",
+     "\"s\" at column 10 is not known here; expected: include, exclude, begin, section, count, no-more, save, json"},
+    {"| count |",
+     "the command is incomplete at column 17; expected: include, exclude, begin, section, count, no-more, save, json"},
+    {"| grep x | count",
+     "\"grep\" at column 10 is not known here; expected: include, exclude, begin, section, count, no-more, save, json"},
     {"| count x", "\"x\" at column 16 is too much: the command ends before it"},
 };
 
@@ -76,7 +84,10 @@ TEST(pipes, say_where_they_are_wrong) {
 TEST(pipes, belong_to_show_commands_alone) {
   EXPECT_NE(find_pipe("sh run | count"), std::string_view::npos);
   EXPECT_NE(find_pipe("do show run | count"), std::string_view::npos);
-  for (const char *line : {"scheduler job name x commands ls | wc", "show run \"| count\"", "show run", "s | count"})
+  EXPECT_EQ(find_pipe("\"show\" run | count"), 11u);
+  EXPECT_EQ(find_pipe("show \"a|b\" | count"), 11u);
+  for (const char *line : {"scheduler job name x commands ls | wc", "show run \"| count\"", "show run", "s | count", "",
+                           "do", "do | count", "do do show | count", "shown | count"})
     EXPECT_EQ(find_pipe(line), std::string_view::npos) << line;
 }
 
@@ -93,6 +104,11 @@ TEST(pipes, tell_what_may_follow) {
   EXPECT_EQ(texts("show run | include ab"), "<pattern> ");
   EXPECT_EQ(texts("show run | include ab "), "<end> ");
   EXPECT_EQ(texts("show run | count "), "<end> ");
+  EXPECT_EQ(texts("show run | count"), "count ");
+  EXPECT_EQ(texts("show run |"), "include exclude begin section count no-more save json ");
+  EXPECT_EQ(texts("show run | count | ex"), "exclude ");
+  EXPECT_EQ(texts("show run | s x"), "");
+  EXPECT_EQ(texts("show run | include\t"), "<pattern> ");
 }
 
 }  // namespace

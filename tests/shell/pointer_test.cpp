@@ -29,8 +29,31 @@ TEST(pointed_at, has_no_caret_beyond_the_screen) {
             "\"x\" at column 31 is too much: the\n  command ends before it");
 }
 
+TEST(pointed_at, has_its_caret_in_the_last_column_of_the_screen_too) {
+  const Problem last = {Problem::Cause::too_long, 29, "x", {}, {}};
+  EXPECT_EQ(pointed_at(last, std::string(29, 'a') + "x", 10, 40).substr(0, 41), std::string(39, ' ') + "^\n");
+}
+
 TEST(wrapped, counts_no_column_for_what_the_screen_does_not_show) {
   EXPECT_EQ(wrapped(std::string(30, '\a') + "b a", 20), std::string(30, '\a') + "b a");
+}
+
+TEST(wrapped, begins_a_line_where_the_next_word_does_not_fit) {
+  EXPECT_EQ(wrapped("a b", 20), "a b");
+  EXPECT_EQ(wrapped(std::string(9, 'a') + " " + std::string(10, 'b'), 20),
+            std::string(9, 'a') + " " + std::string(10, 'b'));
+  EXPECT_EQ(wrapped(std::string(9, 'a') + " " + std::string(11, 'b'), 20),
+            std::string(9, 'a') + "\n  " + std::string(11, 'b'));
+  EXPECT_EQ(wrapped("", 20), "");
+}
+
+TEST(wrapped, counts_an_invalid_byte_as_one_column) {
+  std::setlocale(LC_CTYPE, "C.UTF-8");
+  EXPECT_EQ(wrapped(std::string(9, '\xff') + " " + std::string(10, 'b'), 20),
+            std::string(9, '\xff') + " " + std::string(10, 'b'));
+  EXPECT_EQ(wrapped(std::string(10, '\xff') + " " + std::string(10, 'b'), 20),
+            std::string(10, '\xff') + "\n  " + std::string(10, 'b'));
+  EXPECT_EQ(wrapped("\xff\xc3\xa4 " + std::string(17, 'b'), 20), "\xff\xc3\xa4 " + std::string(17, 'b'));
 }
 
 TEST(wrapped, keeps_a_word_that_is_wider_than_the_screen_whole) {

@@ -40,8 +40,8 @@ class Program : public testing::Test {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
 
-  std::string file(const std::string &text) const {
-    const std::string path = directory + "/commands";
+  std::string file(const std::string &text, const std::string &name = "commands") const {
+    const std::string path = directory + "/" + name;
     std::ofstream(path) << text;
     return path;
   }
@@ -113,6 +113,37 @@ TEST_F(Program, keeps_its_answers_and_its_complaints_in_their_order) {
 TEST_F(Program, takes_commands_from_a_pipe) {
   EXPECT_EQ(run("", "printf 'show scheduler job\\n' |"), 1);
   EXPECT_EQ(output, std::string(not_running) + "standard input:1: failed with status 1\n");
+}
+
+TEST_F(Program, is_a_persons_where_a_terminal_gives_the_commands) {
+  PseudoTerminal terminal([this] {
+    setenv("SCHEDSH_HISTORY", "", 1);
+    execl(SCHEDSH, "schedsh", "--state-dir", directory.c_str(), static_cast<char *>(nullptr));
+    return 127;
+  });
+  ASSERT_TRUE(terminal.asks("schedsh> "));
+  terminal.type("feature scheduler\r");
+  ASSERT_TRUE(terminal.sees("it is a configuration command"));
+  ASSERT_TRUE(terminal.asks("schedsh> "));
+  EXPECT_EQ(terminal.everything().find("failed with status"), std::string::npos) << "a person sees it";
+  terminal.type("import crontab " + file("0 1 * * * x\n", "x.cron") + "\r");
+  ASSERT_TRUE(terminal.sees("Configure this? [y/N] "));
+  terminal.type("n\r");
+  ASSERT_TRUE(terminal.asks("schedsh> "));
+  terminal.type("exit\r");
+  EXPECT_EQ(terminal.wait_for_end(), 255);
+}
+
+TEST_F(Program, has_no_screen_to_change_without_a_terminal) {
+  EXPECT_EQ(run("-c 'terminal width 40' -c 'terminal length 40'", "</dev/null"), 255);
+  EXPECT_EQ(output, "Error: terminal width: there is no terminal\nError: terminal length: there is no terminal\n");
+}
+
+TEST_F(Program, ends_at_exit_wherever_its_commands_come_from) {
+  EXPECT_EQ(run("-c exit -c nonsense"), 0);
+  EXPECT_EQ(run(file("exit\nnonsense\n")), 0);
+  EXPECT_EQ(run("-c 'scheduler job name x' -c one"), 255);
+  EXPECT_NE(output.find("the input ends before the 'end-job' of job x"), std::string::npos) << output;
 }
 
 TEST_F(Program, takes_an_empty_input_as_success) {

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Configuration text, in both forms in which the system writes it, comes back as the same requests.
+#include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 #include "shell/script.h"
 #include "tests/shell/session_fixture.h"
@@ -185,6 +187,33 @@ TEST_F(Replay, refuses_a_line_without_end_and_keeps_a_bounded_part_of_it) {
   Session session(script_options());
   EXPECT_EQ(replay(session, std::string(3 * job_text_limit, 'x') + "\nshow scheduler job\n"), Calls{"show_jobs"});
   EXPECT_EQ(err, "saved.cfg:1: the line is too long at column 8193\n");
+}
+
+struct Broken {
+  std::string text;
+  bool given = false;
+};
+
+ssize_t read_broken(void *cookie, char *buffer, size_t size) {
+  auto *broken = static_cast<Broken *>(cookie);
+  if (std::exchange(broken->given, true)) {
+    errno = EIO;
+    return -1;
+  }
+  return static_cast<ssize_t>(broken->text.copy(buffer, size));
+}
+
+TEST_F(Replay, tells_first_why_it_ends_and_then_what_was_left_open) {
+  Broken broken{"scheduler job name x\none\n"};
+  const std::unique_ptr<FILE, int (*)(FILE *)> file(fopencookie(&broken, "r", {read_broken, nullptr, nullptr, nullptr}),
+                                                    std::fclose);
+  Session session(script_options());
+  testing::internal::CaptureStderr();
+  run_script(session, file.get(), "saved.cfg", false);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "saved.cfg: Input/output error\n"
+            "saved.cfg:2: Error: the input ends before the 'end-job' of job x; nothing was changed\n");
+  EXPECT_EQ(session.status(), 255);
 }
 
 TEST_F(Replay, refuses_a_job_whose_line_does_not_end) {

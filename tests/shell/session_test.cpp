@@ -1,9 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
 #include <span>
 
 #include "control/statuses.h"
 #include "host/status.h"
 #include "host/visible.h"
+#include "platform/feature.h"
+#include "shell/library_call.h"
 #include "tests/shell/session_fixture.h"
 
 namespace shell {
@@ -31,6 +37,7 @@ TEST_F(Modes, are_entered_and_left_one_after_the_other) {
   EXPECT_FALSE(session.over());
   calls_of(session, {"exit"});
   EXPECT_TRUE(session.over());
+  EXPECT_EQ(session.status(), 0);
 }
 
 TEST_F(Modes, are_all_left_by_end_which_does_nothing_in_the_first) {
@@ -70,6 +77,71 @@ TEST_F(Modes, tell_where_a_schedules_command_belongs) {
   EXPECT_EQ(calls_of(session, {"configure terminal", "time daily 1:00"}), Calls{});
   EXPECT_NE(err.find("it belongs to a schedule: enter 'scheduler schedule name NAME' first\n"), std::string::npos);
   EXPECT_EQ(session.status(), 2);
+}
+
+TEST_F(Modes, tell_nothing_of_other_modes_where_no_mode_has_the_command) {
+  for (const bool interactive : {true, false}) {
+    Options options = script_options();
+    options.interactive = interactive;
+    for (const Calls &before :
+         {Calls{}, Calls{"configure terminal"}, Calls{"configure terminal", "scheduler schedule name s"}}) {
+      Session session(options);
+      calls_of(session, before);
+      calls_of(session, {"nonsense"});
+      EXPECT_EQ(err.find("first"), std::string::npos) << err;
+      EXPECT_EQ(err.find("disabled"), std::string::npos) << err;
+    }
+  }
+  Session session(terminal_options());
+  calls_of(session, {"time daily 1:00"});
+  EXPECT_NE(err.find("it belongs to a schedule: enter 'scheduler schedule name NAME' first\n"), std::string::npos);
+  calls_of(session, {"configure terminal", "scheduler schedule name s", "time daily"});
+  EXPECT_EQ(err.find("first"), std::string::npos) << err;
+}
+
+TEST_F(Modes, of_a_schedule_tell_what_the_handler_says_of_it) {
+  recorder::statuses["create_delete_schedule"] = 255;
+  recorder::messages["create_delete_schedule"] = "Error: : not permitted\n";
+  Session session(script_options());
+  calls_of(session, {"scheduler schedule name s"});
+  EXPECT_EQ(err, "Error: schedule s: not permitted\n");
+}
+
+// Each of its commands changes one thing of what is there now.
+TEST_F(Modes, of_a_schedule_tell_a_person_what_others_did_to_it_meanwhile) {
+  const std::string note =
+      "note: schedule s was changed by somebody else since:\n"
+      " scheduler schedule name s\n-  time daily 10:10\n+  time daily 11:11\n";
+  recorder::objects["schedule s"] = recorder::schedule_with(recorder::daily(10, 10));
+  Session session(terminal_options());
+  calls_of(session, {"configure terminal", "scheduler schedule name s", "job name x"});
+  EXPECT_EQ(err, "") << "nobody did anything";
+  recorder::objects["schedule s"] = recorder::schedule_with(recorder::daily(11, 11));
+  calls_of(session, {"show scheduler config"});
+  EXPECT_EQ(err, "") << "nothing of it is changed";
+  EXPECT_EQ(calls_of(session, {"job name y"}), Calls{"modify_schedule /999 \"s\" \"y\""});
+  EXPECT_EQ(err, note);
+  calls_of(session, {"job name z"});
+  EXPECT_EQ(err, "") << "it was told";
+  recorder::objects.clear();
+  calls_of(session, {"job name z", "job name z"});
+  EXPECT_EQ(err, "") << "there is no answer";
+  recorder::objects["schedule s"] = recorder::schedule_with(recorder::daily(10, 10));
+  calls_of(session, {"job name z"});
+  EXPECT_EQ(err, "") << "and there was none before";
+  calls_of(session, {"exit", "scheduler logfile size 32"});
+  recorder::objects["schedule t"] = recorder::schedule_with(recorder::daily(11, 11));
+  calls_of(session, {"scheduler schedule name t", "job name x"});
+  EXPECT_EQ(err, "") << "another schedule";
+}
+
+TEST_F(Modes, of_a_schedule_tell_a_script_nothing) {
+  recorder::objects["schedule s"] = recorder::schedule_with(recorder::daily(10, 10));
+  recorder::objects_then["schedule s"] = recorder::schedule_with(recorder::daily(11, 11));
+  Session session(script_options());
+  calls_of(session, {"scheduler schedule name s", "job name x", "job name y"});
+  EXPECT_EQ(err, "");
+  EXPECT_EQ(recorder::objects_then.size(), 1u) << "it is not asked";
 }
 
 TEST_F(Modes, of_a_schedule_that_exists_are_entered_without_a_failure) {
@@ -151,7 +223,9 @@ class Values : public SessionTest {};
 
 TEST_F(Values, that_would_be_cut_are_refused_before_anything_is_sent) {
   const std::string name(32, 'n'), address = "a@" + std::string(62, 'h');
-  Session session(script_options());
+  Options options = script_options();
+  options.before_command = [] { recorder::calls.emplace_back("asked for the zone"); };
+  Session session(options);
   EXPECT_EQ(
       calls_of(session, {"scheduler schedule name " + name, "no scheduler schedule name " + name,
                          "no scheduler job name " + name, "show scheduler job name " + name,
@@ -184,6 +258,12 @@ TEST_F(Values, that_are_refused_take_the_lines_of_a_scripts_job_with_them) {
   EXPECT_EQ(session.status(), 2);
 }
 
+TEST_F(Values, that_are_refused_leave_a_person_at_the_prompt) {
+  Session session(terminal_options());
+  calls_of(session, {"configure terminal", "scheduler job name " + std::string(32, 'n')});
+  EXPECT_FALSE(session.takes_body());
+}
+
 class AlreadyThere : public SessionTest {};
 
 struct RepeatCase {
@@ -209,6 +289,36 @@ TEST_F(AlreadyThere, is_no_error) {
     calls_of(session, {"scheduler schedule name nightly", repeat.line});
     EXPECT_EQ(err, "") << repeat.line;
     EXPECT_EQ(session.status(), 0) << repeat.line;
+  }
+}
+
+TEST_F(AlreadyThere, hides_no_note) {
+  recorder::statuses["emailaddr"] = static_cast<int>(SCH_STATUS_EXISTS);
+  recorder::messages["emailaddr"] = "a note\nError: could not add\nanother\n";
+  Session session(script_options());
+  calls_of(session, {"scheduler schedule name nightly", "email-addr a@b"});
+  EXPECT_EQ(err, "a note\nanother\n");
+}
+
+const RepeatCase other_cases[] = {
+    {"no job name x", "modify_schedule", control::err_already_assigned, "Error: could not do it\n"},
+    {"no email-addr a@b", "emailaddr", SCH_STATUS_EXISTS, "Error: could not do it\n"},
+    {"job name x", "modify_schedule", SCH_STATUS_EXISTS, "Error: could not do it\n"},
+    {"email-addr a@b", "emailaddr", control::err_already_assigned, "Error: could not do it\n"},
+    {"feature scheduler", "enable_scheduler", 1, "Error: could not do it\n"},
+    {"scheduler logfile size 32", "logfile_resize", SCH_STATUS_EXISTS, "Error: could not do it\n"},
+};
+
+TEST_F(AlreadyThere, is_said_of_these_alone) {
+  for (const RepeatCase &row : other_cases) {
+    recorder::reset();
+    Session session(script_options());
+    calls_of(session, {"scheduler schedule name nightly"});
+    recorder::statuses[row.handler] = static_cast<int>(row.status);
+    recorder::messages[row.handler] = row.message;
+    calls_of(session, {row.line});
+    EXPECT_EQ(err, row.message) << row.line;
+    EXPECT_NE(session.status(), 0) << row.line;
   }
 }
 
@@ -243,6 +353,77 @@ TEST_F(Messages, without_a_subject_get_the_commands_words) {
   Session session(script_options());
   calls_of(session, {"scheduler logfile size 32"});
   EXPECT_EQ(err, "Error: scheduler logfile size: not permitted for this user\n");
+}
+
+struct SubjectCase {
+  const char *said, *mended;
+};
+
+const SubjectCase subject_cases[] = {
+    {"", ""},
+    {"Error: : not permitted\n", "Error: job x: not permitted\n"},
+    {"Error: not permitted\n", "Error: job x: not permitted\n"},
+    {"Error: not permitted", "Error: job x: not permitted"},
+    {"Error: create failed\n", "Error: create failed\n"},
+    {"Error: delete failed\n", "Error: delete failed\n"},
+    {"Error: modify failed\n", "Error: modify failed\n"},
+    {"Error: could not\n", "Error: could not\n"},
+    {"Error: job y\n", "Error: job y\n"},
+    {"Error: File exists.\n", "Error: File exists.\n"},
+    {"a note\nError: no\n\nthe end\n", "a note\nError: job x: no\n\nthe end\n"},
+    {"An Error: no\n", "An Error: no\n"},
+};
+
+TEST_F(Messages, have_a_subject_where_they_come_without_one) {
+  for (const SubjectCase &row : subject_cases)
+    EXPECT_EQ(with_subject(row.said, "job x"), row.mended);
+}
+
+TEST_F(Messages, of_a_log_file_that_failed_otherwise_stay) {
+  recorder::statuses["logfile_rename"] = 7;
+  recorder::messages["logfile_rename"] = "Error: File is elsewhere.\n";
+  Session session(script_options());
+  calls_of(session, {"scheduler logfile name flash:jobs.log"});
+  EXPECT_EQ(err, "Error: File is elsewhere.\n");
+  EXPECT_EQ(session.status(), 7);
+  recorder::control_reply = recorder::bytes_of("flash:jobs.log");
+  recorder::messages["logfile_rename"] = "Error: File exists.\n";
+  calls_of(session, {"scheduler logfile name flash:jobs.log"});
+  EXPECT_NE(err, "") << "it failed";
+  EXPECT_EQ(session.status(), 255);
+}
+
+class Pipes : public SessionTest {
+ protected:
+  std::string path = testing::TempDir() + "schedsh_piped." + std::to_string(getpid());
+  std::string saved() const {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  ~Pipes() override { unlink(path.c_str()); }
+};
+
+TEST_F(Pipes, pass_on_what_a_command_shows_and_its_status) {
+  recorder::control_reply = recorder::bytes_of("one\ntwo\n");
+  Session session(script_options());
+  calls_of(session, {"show running-config | include two"});
+  EXPECT_EQ(out, "two\n");
+  calls_of(session, {"do show running-config | save " + path});
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(saved(), "one\ntwo\n");
+  recorder::statuses["show_config"] = 3;
+  calls_of(session, {"show scheduler config | count"});
+  EXPECT_EQ(out, "0\n");
+  EXPECT_EQ(session.status(), 3);
+  calls_of(session, {"show scheduler config | save " + path});
+  EXPECT_EQ(saved(), "one\ntwo\n") << "what was saved there before is better than nothing";
+}
+
+TEST_F(Pipes, have_no_data_of_what_shows_none) {
+  Session session(script_options());
+  EXPECT_EQ(calls_of(session, {"show scheduler metrics |  json | count"}), Calls{});
+  EXPECT_EQ(err, "\"json\" at column 27 is nothing that this command can show\n");
+  EXPECT_EQ(session.status(), 2);
 }
 
 class Lines : public SessionTest {};
@@ -292,6 +473,7 @@ TEST_F(Lines, with_help_list_the_commands_of_the_mode) {
   EXPECT_EQ(out.find("time daily"), std::string::npos);
   calls_of(session, {"configure terminal", "scheduler schedule name n", "help"});
   EXPECT_EQ(out.rfind("time daily <daily>\n    Run every day\n", 0), 0u) << out;
+  EXPECT_EQ(session.status(), 0);
 }
 
 class Feature : public SessionTest {};
@@ -304,6 +486,34 @@ TEST_F(Feature, disabled_takes_the_schedulers_commands_away_until_it_is_enabled)
             std::string::npos)
       << err;
   EXPECT_EQ(calls_of(session, {"feature scheduler", "show scheduler job"}), (Calls{"enable_scheduler", "show_jobs"}));
+}
+
+TEST_F(Feature, disabled_is_told_behind_commands_of_every_mode_and_no_others) {
+  for (const bool interactive : {true, false}) {
+    Options options = script_options();
+    options.interactive = interactive;
+    Session session(options);
+    calls_of(session, {"configure terminal", "no feature scheduler"});
+    for (const char *line : {"show scheduler job", "scheduler logfile size 32", "job name x"}) {
+      calls_of(session, {line});
+      EXPECT_NE(err.find("the scheduler is disabled here"), std::string::npos) << line;
+    }
+    calls_of(session, {"nonsense"});
+    EXPECT_EQ(err.find("disabled"), std::string::npos) << err;
+    recorder::statuses["enable_scheduler"] = 1;
+    EXPECT_EQ(calls_of(session, {"feature scheduler", "show scheduler job"}), Calls{"enable_scheduler"});
+    recorder::statuses.clear();
+    calls_of(session, {"help"});
+    EXPECT_EQ(out.find("scheduler logfile"), std::string::npos);
+    EXPECT_NE(out.find("feature scheduler\n"), std::string::npos);
+  }
+}
+
+TEST_F(Feature, of_another_shell_or_tree_stays) {
+  Session session(script_options());
+  vsh_deregister_parse_tree(1, "scheduler");
+  vsh_deregister_parse_tree(4711, "other");
+  EXPECT_EQ(calls_of(session, {"show scheduler job"}), Calls{"show_jobs"});
 }
 
 TEST_F(Feature, that_could_not_be_disabled_keeps_its_commands) {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -20,9 +21,8 @@ namespace {
 constexpr const char *control_c = "\x03", *control_d = "\x04", *up = "\x1b[A";
 
 // The session, then what it called.
-int person() {
-  setenv("SCHEDSH_HISTORY", "", 1);
-  recorder::reset();
+int person_with(const std::string &history) {
+  setenv("SCHEDSH_HISTORY", history.c_str(), 1);
   Options options;
   options.identity = {"operator", "schedsh", 4711};
   options.interactive = true;
@@ -34,6 +34,11 @@ int person() {
     std::printf("called: %s\n", call.c_str());
   std::printf("that is all\n");
   return session.status();
+}
+
+int person() {
+  recorder::reset();
+  return person_with("");
 }
 
 class Terminal : public testing::Test {
@@ -75,12 +80,12 @@ TEST_F(Terminal, shows_what_a_crontab_becomes_and_configures_it_when_that_is_wan
   ASSERT_TRUE(terminal.sees("  time daily 02:30"));
   ASSERT_TRUE(terminal.sees("Configure this? [y/N] "));
   terminal.type("n\r");
-  ASSERT_TRUE(terminal.sees("nothing was changed"));
+  ASSERT_TRUE(terminal.sees("\r\nnothing was changed"));
   ASSERT_TRUE(terminal.asks("schedsh> "));
   terminal.type("import crontab " + table + "\r");
   ASSERT_TRUE(terminal.sees("Configure this? [y/N] "));
   terminal.type(control_c);
-  ASSERT_TRUE(terminal.sees("nothing was changed"));
+  ASSERT_TRUE(terminal.sees("\r\nnothing was changed"));
   ASSERT_TRUE(terminal.asks("schedsh> "));
   terminal.type("import crontab " + table + "\r");
   ASSERT_TRUE(terminal.sees("Configure this? [y/N] "));
@@ -195,7 +200,7 @@ TEST_F(Terminal, remembers_lines_but_no_password) {
 TEST_F(Terminal, pages_what_is_longer_than_the_screen) {
   terminal.type("help\r");
   ASSERT_TRUE(terminal.sees("configure terminal"));
-  ASSERT_TRUE(terminal.sees(":"));  // the pager's own prompt
+  ASSERT_TRUE(terminal.sees("\r\n:"));  // the pager's own prompt
   terminal.type("q");
   ASSERT_TRUE(terminal.asks("schedsh> ")) << terminal.everything();
   EXPECT_EQ(called(), "");
@@ -248,8 +253,27 @@ TEST_F(Terminal, does_not_page_when_its_length_is_0) {
 
 TEST_F(Terminal, changes_the_screens_size) {
   enter("terminal width 40", "schedsh> ");
+  enter("terminal length 50", "schedsh> ");
+  EXPECT_EQ(terminal.everything().find("Error"), std::string::npos) << terminal.everything();
+  EXPECT_EQ(terminal.size().ws_col, 40);
+  EXPECT_EQ(terminal.size().ws_row, 50);
   terminal.type("show schedler job\r");
   EXPECT_TRUE(terminal.sees("is not known\r\n  here;")) << terminal.everything();
+}
+
+TEST_F(Terminal, ends_its_line_where_the_input_ends_and_tells_of_an_open_job_below_it) {
+  enter("configure terminal", "schedsh(config)> ");
+  enter("scheduler job name x", "schedsh(job x)> ");
+  called();
+  EXPECT_TRUE(terminal.sees("\r\nError: the input ends before the 'end-job' of job x; nothing was changed\r\n"))
+      << terminal.everything();
+  EXPECT_EQ(status, 255);
+}
+
+TEST_F(Terminal, ends_no_second_line_at_exit) {
+  terminal.type("exit\r");
+  EXPECT_EQ(terminal.wait_for_end(), 0);
+  EXPECT_TRUE(terminal.everything().ends_with("exit\r\nthat is all\r\n")) << terminal.everything();
 }
 
 TEST_F(Terminal, ends_with_the_status_of_the_last_failure) {
@@ -258,9 +282,100 @@ TEST_F(Terminal, ends_with_the_status_of_the_last_failure) {
   EXPECT_EQ(status, 2) << terminal.everything();
 }
 
+class TerminalWithHistory : public testing::Test {
+ protected:
+  TerminalWithHistory() { mkdtemp(directory.data()); }
+  ~TerminalWithHistory() override { std::filesystem::remove_all(directory); }
+
+  std::string lines() const {
+    std::ifstream file(directory + "/lines");
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  std::string directory = "/tmp/schedsh_terminal.XXXXXX";
+  std::function<int()> kept = [this] { return person_with(directory + "/lines"); };
+};
+
+TEST_F(TerminalWithHistory, keeps_the_commands_of_all_sessions_but_no_password_and_no_job) {
+  const char *typed[] = {"",
+                         "! comment",
+                         "show scheduler config",
+                         "scheduler aaa-authentication password secret",
+                         "configure terminal",
+                         "scheduler job name x",
+                         "its line",
+                         "end-job",
+                         "show scheduler job"};
+  {
+    PseudoTerminal first(kept);
+    for (const char *line : typed) {
+      ASSERT_TRUE(first.asks("> ")) << line;
+      first.type(std::string(line) + "\r");
+    }
+    ASSERT_TRUE(first.asks("> "));
+    first.type(control_d);
+    first.wait_for_end();
+  }
+  EXPECT_EQ(lines(), "show scheduler config\nconfigure terminal\nscheduler job name x\nshow scheduler job\n");
+  PseudoTerminal second(kept);
+  ASSERT_TRUE(second.asks("schedsh> "));
+  second.type(std::string(up) + up + up + up + "\r");
+  EXPECT_TRUE(second.sees("show scheduler config"));
+  ASSERT_TRUE(second.asks("schedsh> ")) << second.everything();
+  second.type(control_d);
+  second.wait_for_end();
+  EXPECT_NE(second.everything().find("called: show_config\r\nthat is all"), std::string::npos) << second.everything();
+}
+
+// More than the pipe to the pager holds.
+int person_with_long_answers() {
+  recorder::reset();
+  recorder::control_reply = recorder::bytes_of(std::string(200'000, '\n'));
+  return person_with("");
+}
+
+class TerminalWithLongAnswers : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(terminal.asks("schedsh> ")); }
+  PseudoTerminal terminal{person_with_long_answers};
+};
+
+TEST_F(TerminalWithLongAnswers, goes_on_when_the_pager_is_left_early) {
+  for (const char *line : {"show running-config\r", "show running-config | include .*\r"}) {
+    terminal.type(line);
+    ASSERT_TRUE(terminal.sees("\r\n:")) << line;
+    terminal.type("q");
+    ASSERT_TRUE(terminal.asks("schedsh> ")) << terminal.everything();
+  }
+  terminal.type("exit\r");
+  EXPECT_EQ(terminal.wait_for_end(), 0);
+}
+
+TEST_F(TerminalWithLongAnswers, pages_nothing_where_that_is_not_wanted) {
+  for (const char *line : {"show running-config | no-more\r", "show running-config | include .* | no-more\r",
+                           "terminal length 0\r", "show running-config\r", "show running-config | include .*\r"}) {
+    terminal.type(line);
+    ASSERT_TRUE(terminal.asks("schedsh> ")) << line;
+  }
+}
+
+TEST(Commands, given_as_arguments_are_not_paged) {
+  PseudoTerminal terminal([] {
+    recorder::reset();
+    recorder::control_reply = recorder::bytes_of(std::string(200, '\n'));
+    Options options;
+    options.identity = {"operator", "schedsh", 4711};
+    Session session(options);
+    session.feed("show running-config");
+    return session.feed("show running-config | include .*");
+  });
+  EXPECT_EQ(terminal.wait_for_end(), 0);
+}
+
 TEST(is_secret, finds_lines_that_may_carry_a_password) {
-  for (const char *line : {"scheduler aaa-authentication password x", "sch aaa pass x", "s a p x", "no scheduler a",
-                           "sheduler aaa-authentication x", "scheduler authentication password x"}) {
+  for (const char *line :
+       {"scheduler aaa-authentication password x", "sch aaa pass x", "s a p x", "no scheduler a",
+        "sheduler aaa-authentication x", "scheduler authentication password x", "password x", "aaa", "no aaa"}) {
     EXPECT_TRUE(is_secret(line)) << line;
   }
   for (const char *line : {"show scheduler job", "scheduler job name a", "", "a", "scheduler"}) {

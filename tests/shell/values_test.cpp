@@ -20,8 +20,10 @@ struct Case {
   bool accepted;
 };
 
-const Case names[] = {{"a", true},    {"9-b_c", true},    {"_a", false},  {"-a", false},
-                      {"a.b", false}, {"\"a b\"", false}, {"\"\"", false}};
+const Case names[] = {{"a", true},        {"9-b_c", true}, {"_a", false}, {"-a", false}, {"a.b", false},
+                      {"\"a b\"", false}, {"\"\"", false}, {"0", true},   {"9", true},   {"A", true},
+                      {"Z", true},        {"z", true},     {"/", false},  {":", false},  {"@", false},
+                      {"[", false},       {"`", false},    {"{", false},  {"a{", false}};
 
 TEST(values, of_names_follow_the_rule) {
   for (const Case &name : names)
@@ -47,6 +49,15 @@ const Case hosts[] = {
     {".", false},
 };
 
+TEST(values, of_hosts_have_labels_of_63_and_no_more_than_253_characters) {
+  const std::string host = "scheduler transport email smtp-server ", label(63, 'a');
+  EXPECT_EQ(problem_of(host + label), "");
+  EXPECT_NE(problem_of(host + label + "a"), "");
+  EXPECT_EQ(problem_of(host + label + "." + label + "." + label + "." + label.substr(2)), "");
+  EXPECT_EQ(problem_of(host + label + "." + label + "." + label + "." + label.substr(1)),
+            "has 254 characters; at most 253 are allowed");
+}
+
 TEST(values, of_hosts_are_addresses_or_names) {
   for (const Case &host : hosts)
     EXPECT_EQ(problem_of(std::string("scheduler transport email smtp-server ") + host.value) == "", host.accepted)
@@ -59,7 +70,11 @@ const Case addresses[] = {
     {"@example.net", false}, {"a@", false},
     {"a@b@c", false},        {"a@b..c", false},
     {"<a@b>", false},        {"\"a b@c\"", false},
-    {"a@b:25", false},
+    {"a@b:25", false},       {"a@[]", false},
+    {"a@[b", false},         {"a@b]", false},
+    {"a,b@c", false},        {"a@2001:db8::1", false},
+    {"\"a@b c\"", false},    {"a\x7f@b", false},
+    {"!#~@b", true},
 };
 
 TEST(values, of_addresses_have_a_name_and_a_host) {
