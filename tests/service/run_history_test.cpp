@@ -101,6 +101,7 @@ TEST(Page, knows_its_first_and_last_run_and_how_many_begin_in_it) {
   service::HistoryPage before(1, nullptr);
   EXPECT_EQ(before.last_run(), 0u);
   ASSERT_TRUE(before.add(outcome_of(6, 10)));
+  EXPECT_EQ(before.first_run(), 6u);
   EXPECT_EQ(before.new_runs(), 1u);
   service::HistoryPage page(1, &before);
   EXPECT_EQ(page.last_run(), 6u);

@@ -110,6 +110,12 @@ TEST_F(Program, keeps_its_answers_and_its_complaints_in_their_order) {
   EXPECT_NE(output.find("configure", output.find('\n', complaint)), std::string::npos) << output;
 }
 
+TEST_F(Program, has_written_an_answer_before_the_library_complains_of_the_next_command) {
+  EXPECT_EQ(run("-c help -c 'show scheduler job'"), 1);
+  EXPECT_EQ(output.rfind("configure", 0), 0u) << output;
+  EXPECT_TRUE(output.ends_with(not_running)) << output;
+}
+
 TEST_F(Program, takes_commands_from_a_pipe) {
   EXPECT_EQ(run("", "printf 'show scheduler job\\n' |"), 1);
   EXPECT_EQ(output, std::string(not_running) + "standard input:1: failed with status 1\n");
