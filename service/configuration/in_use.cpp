@@ -40,7 +40,7 @@ class UserNames {
   std::map<uint32_t, std::string> names_;
 };
 
-std::string unless_usual(std::string text, std::string_view usual) {
+std::string unless_usual(const std::string &text, std::string_view usual) {
   return text == usual ? std::string() : text;
 }
 
