@@ -81,6 +81,21 @@ class GroupTree {
   const GroupTree *const current_ = tree() = this;
 };
 
+struct GroupsInTree : ::testing::Test {
+  void SetUp() override { ASSERT_TRUE(groups); }
+
+  const GroupTree tree;
+  host::Result<service::RunGroups> groups = service::RunGroups::below(tree.path());
+};
+
+service::Limits all_limits() {
+  service::Limits limits;
+  limits.memory_bytes = 64 << 20;
+  limits.tasks = 20;
+  limits.cpu_percent = 150;
+  return limits;
+}
+
 TEST(ControlGroups, the_second_hierarchy_is_found_among_the_mounts) {
   const auto mount = service::group_mount(
       "24 1 0:22 / /sys rw,nosuid - sysfs sysfs rw\n"
@@ -92,17 +107,10 @@ TEST(ControlGroups, the_second_hierarchy_is_found_among_the_mounts) {
   EXPECT_FALSE(service::group_mount("24 1 0:22 / /sys rw,nosuid - sysfs sysfs rw\n"));
 }
 
-TEST(ControlGroups, a_run_gets_the_limits_of_its_class_where_the_controllers_are) {
-  const GroupTree tree;
-  host::Result<service::RunGroups> groups = service::RunGroups::below(tree.path());
-  ASSERT_TRUE(groups);
+TEST_F(GroupsInTree, a_run_gets_the_limits_of_its_class_where_the_controllers_are) {
   EXPECT_TRUE(groups->limits_memory());
   EXPECT_TRUE(groups->limits_tasks());
-  service::Limits limits;
-  limits.memory_bytes = 64 << 20;
-  limits.tasks = 20;
-  limits.cpu_percent = 150;
-  const host::Result<service::RunGroup> group = groups->make(limits, false);
+  const host::Result<service::RunGroup> group = groups->make(all_limits(), false);
   ASSERT_TRUE(group);
   EXPECT_EQ(tree.of_run("memory.max"), "67108864");
   EXPECT_EQ(tree.of_run("memory.swap.max"), "0");
@@ -114,10 +122,7 @@ TEST(ControlGroups, a_run_gets_the_limits_of_its_class_where_the_controllers_are
   EXPECT_TRUE(group->out_of_memory());
 }
 
-TEST(ControlGroups, a_run_without_limits_is_given_none) {
-  const GroupTree tree;
-  host::Result<service::RunGroups> groups = service::RunGroups::below(tree.path());
-  ASSERT_TRUE(groups);
+TEST_F(GroupsInTree, a_run_without_limits_is_given_none) {
   const host::Result<service::RunGroup> group = groups->make(service::Limits(), false);
   ASSERT_TRUE(group);
   for (const char *file : {"memory.max", "memory.swap.max", "pids.max", "cpu.max"})
@@ -130,48 +135,25 @@ TEST(ControlGroups, without_controllers_a_run_is_made_and_the_limits_are_left_to
   ASSERT_TRUE(groups);
   EXPECT_FALSE(groups->limits_memory());
   EXPECT_FALSE(groups->limits_tasks());
-  service::Limits limits;
-  limits.memory_bytes = 64 << 20;
-  limits.tasks = 20;
-  limits.cpu_percent = 50;
-  const host::Result<service::RunGroup> group = groups->make(limits, false);
+  const host::Result<service::RunGroup> group = groups->make(all_limits(), false);
   ASSERT_TRUE(group);
   EXPECT_EQ(tree.of_run("memory.max"), "");
 }
 
-TEST(ControlGroups, a_limit_that_cannot_be_set_starts_no_job) {
-  const GroupTree tree;
-  host::Result<service::RunGroups> groups = service::RunGroups::below(tree.path());
-  ASSERT_TRUE(groups);
-  tree.refuse("pids.max");
-  service::Limits limits;
-  limits.tasks = 20;
-  const host::Result<service::RunGroup> group = groups->make(limits, false);
-  ASSERT_FALSE(group);
-  EXPECT_THAT(group.error().text, ::testing::HasSubstr("the limits of " + tree.path()));
-}
-
-TEST(ControlGroups, a_run_without_limits_of_its_own_writes_none_whatever_the_controllers_refuse) {
-  const GroupTree tree;
-  host::Result<service::RunGroups> groups = service::RunGroups::below(tree.path());
-  ASSERT_TRUE(groups);
+TEST_F(GroupsInTree, a_run_without_limits_of_its_own_writes_none_whatever_the_controllers_refuse) {
   for (const char *file : {"memory.max", "pids.max", "cpu.max"}) {
     tree.refuse(file);
     EXPECT_TRUE(groups->make(service::Limits(), false)) << file;
   }
 }
 
-TEST(ControlGroups, each_limit_that_cannot_be_set_starts_no_job) {
-  const GroupTree tree;
-  host::Result<service::RunGroups> groups = service::RunGroups::below(tree.path());
-  ASSERT_TRUE(groups);
-  service::Limits limits;
-  limits.memory_bytes = 64 << 20;
-  limits.tasks = 20;
-  limits.cpu_percent = 50;
+TEST_F(GroupsInTree, each_limit_that_cannot_be_set_starts_no_job) {
+  const service::Limits limits = all_limits();
   for (const char *file : {"memory.max", "pids.max", "cpu.max"}) {
     tree.refuse(file);
-    EXPECT_FALSE(groups->make(limits, false)) << file;
+    const host::Result<service::RunGroup> group = groups->make(limits, false);
+    ASSERT_FALSE(group) << file;
+    EXPECT_THAT(group.error().text, ::testing::HasSubstr("the limits of " + tree.path()));
   }
   for (const char *file : {"memory.swap.max", "memory.oom.group"}) {  // which not every kernel has
     tree.refuse(file);
@@ -179,10 +161,7 @@ TEST(ControlGroups, each_limit_that_cannot_be_set_starts_no_job) {
   }
 }
 
-TEST(ControlGroups, a_group_goes_with_those_below_it_and_only_when_it_is_empty) {
-  const GroupTree tree;
-  host::Result<service::RunGroups> groups = service::RunGroups::below(tree.path());
-  ASSERT_TRUE(groups);
+TEST_F(GroupsInTree, a_group_goes_with_those_below_it_and_only_when_it_is_empty) {
   host::Result<service::RunGroup> group = groups->make(service::Limits(), false);
   ASSERT_TRUE(group);
   const std::string name = "run-" + std::to_string(getpid()) + "-1";
@@ -198,10 +177,7 @@ TEST(ControlGroups, a_group_goes_with_those_below_it_and_only_when_it_is_empty) 
   EXPECT_TRUE(group->remove());
 }
 
-TEST(ControlGroups, a_group_is_killed_by_the_kernel_and_before_that_was_there_process_by_process) {
-  const GroupTree tree;
-  host::Result<service::RunGroups> groups = service::RunGroups::below(tree.path());
-  ASSERT_TRUE(groups);
+TEST_F(GroupsInTree, a_group_is_killed_by_the_kernel_and_before_that_was_there_process_by_process) {
   const host::Result<service::RunGroup> group = groups->make(service::Limits(), false);
   ASSERT_TRUE(group);
   pid_t children[2];
@@ -238,10 +214,7 @@ TEST(ControlGroups, what_is_read_of_a_group_that_was_not_made_is_nothing) {
   EXPECT_TRUE(none.remove());
 }
 
-TEST(ControlGroups, what_an_earlier_service_has_left_is_waited_for_ten_seconds_and_what_may_stay_is_not) {
-  const GroupTree tree;
-  host::Result<service::RunGroups> groups = service::RunGroups::below(tree.path());
-  ASSERT_TRUE(groups);
+TEST_F(GroupsInTree, what_an_earlier_service_has_left_is_waited_for_ten_seconds_and_what_may_stay_is_not) {
   for (const char *name : {"/run-1-1", "/run-1-2", "/daemons-1-1", "/other"})
     ASSERT_EQ(mkdir((tree.path() + name).c_str(), 0755), 0);
   tree.hold("run-1-2");
